@@ -1,0 +1,168 @@
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/OsError.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+/// Files and directories as the protocol needs them. Windows semantics are the reference; what each system does to keep a
+/// contract is told in its source file. Every function is safe from any thread; one IFile belongs to one thread at a time.
+namespace platform {
+
+/// Nanoseconds since 1970-01-01 UTC.
+using FileTimeNs = std::int64_t;
+
+struct SFileTimes {
+    FileTimeNs created = 0;   ///< birth time; where the file system has none, the time of the last status change
+    FileTimeNs modified = 0;  ///< last write
+};
+
+struct SFileAttributes {
+    bool isDirectory = false;
+    std::uint64_t length = 0;
+    SFileTimes times;
+};
+
+struct SDirectoryEntry {
+    std::wstring name;
+    bool isDirectory = false;
+};
+
+enum eOpenMode {
+    eOpenMode_ReadExclusive,   ///< read; fails with SharingViolation while anybody has it open exclusively, and keeps others out
+    eOpenMode_ReadShared,      ///< read, and let others read and write; fails with SharingViolation only against an exclusive opener
+    eOpenMode_WriteExclusive,  ///< create or replace the content; SharingViolation while another user of this layer has it open
+};
+
+/// An open file. Destroying it closes it and loses the result of the closing.
+class IFile {
+public:
+    virtual ~IFile() = default;
+    IFile(const IFile&) = delete;
+    IFile& operator=(const IFile&) = delete;
+
+    /// Reads up to buffer.size() bytes at the current position; read = 0 at the end of the file.
+    virtual eOsError Read(std::span<std::byte> buffer, std::size_t& read) = 0;
+    /// Writes all bytes at the current position, or fails.
+    virtual eOsError Write(std::span<const std::byte> bytes) = 0;
+    /// Length, kind and times of the file that is open, whatever its path names by now.
+    virtual eOsError GetAttributes(SFileAttributes& attributes) = 0;
+    /// Waits until the content written so far is on the storage device.
+    virtual eOsError Sync() = 0;
+    /// Ends the access. A file opened for writing holds exactly what was written after this: what an earlier, longer content
+    /// left behind is cut off. The result tells whether that worked; the file is closed in any case.
+    virtual eOsError Close() = 0;
+
+protected:
+    IFile() = default;
+};
+
+/// A held lock file: open for writing, readable by others, deleted when this object ends or its process dies.
+class ILockFile {
+public:
+    virtual ~ILockFile() = default;
+    ILockFile(const ILockFile&) = delete;
+    ILockFile& operator=(const ILockFile&) = delete;
+
+protected:
+    ILockFile() = default;
+};
+
+enum eMoveFlag : unsigned {
+    eMoveFlag_None = 0,
+    eMoveFlag_ReplaceExisting = 1,  ///< without it an existing target fails the move with AlreadyExists
+    eMoveFlag_WriteThrough = 8,     ///< return only when the file's data and its new directory entry are on the device
+};
+
+enum eWatchFilter : unsigned {
+    eWatchFilter_FileName = 1,               ///< names created, removed, moved in or out, renamed
+    eWatchFilter_FileNameAndLastWrite = 9,   ///< and contents changed
+};
+
+enum eWaitResult { eWaitResult_Changed, eWaitResult_Timeout, eWaitResult_Woken, eWaitResult_Failed };
+
+/// Watches one directory, not what lies below it. A change is remembered from the moment the watch was made: nothing is lost
+/// between two waits. Changes are hints, possibly merged and possibly caused by the watcher itself; the directory is the truth.
+class IDirectoryWatch {
+public:
+    virtual ~IDirectoryWatch() = default;
+    IDirectoryWatch(const IDirectoryWatch&) = delete;
+    IDirectoryWatch& operator=(const IDirectoryWatch&) = delete;
+
+    /// Waits until something changed, Wake was called, or the time is over. An overflow of the system's queue is a change.
+    /// After Changed, Rearm must be called before the next wait; a change stays signalled until then. A failure of the system's wait
+    /// is Failed, at once: callers must not loop on it without a pause.
+    virtual eWaitResult Wait(std::chrono::milliseconds timeout) = 0;
+    /// Takes the signalled change and goes on watching. Fails when the directory is gone; call it again to try again, for a
+    /// directory that came back is then watched anew.
+    virtual eOsError Rearm() = 0;
+    /// Ends the current or the next Wait with Woken, once. From any thread, and safe in a signal handler on POSIX.
+    virtual void Wake() = 0;
+
+protected:
+    IDirectoryWatch() = default;
+};
+
+class IFileSystem {
+public:
+    virtual ~IFileSystem() = default;
+
+    /// One try. Never waits for other users of the file. A missing directory is PathNotFound; a directory is AccessDenied.
+    virtual eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) = 0;
+
+    /// One try to create and hold a lock file with this content (informative; failing to write it is ignored). Another
+    /// holder gives SharingViolation. A file left behind by a holder that died is taken over.
+    virtual eOsError OpenLockFile(const std::wstring& path, const std::string& content,
+                                  std::unique_ptr<ILockFile>& lockFile) = 0;
+
+    /// Moves a file within one volume (NotSameDevice otherwise). SharingViolation while anybody has it open, strangers
+    /// included as far as the system can tell: on POSIX that takes the file's owner or a privileged process, for others only
+    /// users of this layer are seen.
+    virtual eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) = 0;
+
+    /// Deletes a file; SharingViolation as for Move. A directory is AccessDenied.
+    virtual eOsError Remove(const std::wstring& path) = 0;
+
+    virtual eOsError GetAttributes(const std::wstring& path, SFileAttributes& attributes) = 0;
+    virtual eOsError MakeDirectory(const std::wstring& path) = 0;
+    virtual eOsError RemoveEmptyDirectory(const std::wstring& path) = 0;
+
+    /// All entries but "." and "..", in the file system's own order. Entries that vanish meanwhile may or may not be listed.
+    virtual eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries) = 0;
+
+    /// Waits until the names in a directory are on the storage device. On Windows this does nothing beyond what a move with
+    /// WriteThrough does: the system offers no flush of a directory.
+    virtual eOsError SyncDirectory(const std::wstring& directory) = 0;
+
+    virtual eOsError Watch(const std::wstring& directory, eWatchFilter filter,
+                           std::unique_ptr<IDirectoryWatch>& watch) = 0;
+};
+
+/// Puts the syncing of target directories off: while an object of this class lives on a thread, moves of that thread with
+/// WriteThrough neither sync the file nor its new directory; the end of the outermost object syncs each such directory once. For
+/// a scan that takes over many files whose data was synced by whoever handed them over.
+class ZEL_FRAMEWORK_API CDeferredDirectorySync {
+public:
+    CDeferredDirectorySync();
+    ~CDeferredDirectorySync();
+    CDeferredDirectorySync(const CDeferredDirectorySync&) = delete;
+    CDeferredDirectorySync& operator=(const CDeferredDirectorySync&) = delete;
+};
+
+/// True when the path names an existing file or directory.
+[[nodiscard]] ZEL_FRAMEWORK_API bool PathExists(const std::wstring& path);
+/// True when the path, trailing separators aside, names a directory.
+[[nodiscard]] ZEL_FRAMEWORK_API bool DirectoryExists(const std::wstring& path);
+/// Reads a whole file of at most maxBytes (a longer one is NotSupported) through one open.
+[[nodiscard]] ZEL_FRAMEWORK_API eOsError ReadWholeFile(const std::wstring& path, eOpenMode mode, std::string& bytes,
+                                                       std::size_t maxBytes);
+/// Writes a whole file through one exclusive open.
+[[nodiscard]] ZEL_FRAMEWORK_API eOsError WriteWholeFile(const std::wstring& path, const std::string& bytes);
+
+} // namespace platform

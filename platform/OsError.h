@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/Export.h"
+
+#include <cstdint>
+#include <string>
+
+namespace platform {
+
+/// The one vocabulary of failures above the OS layer. The numbers are those of Windows, where the file protocol was born;
+/// the POSIX side maps errno to them. A number without a name here is passed on as it is and is still a failure.
+enum [[nodiscard]] eOsError : std::uint32_t {
+    eOsError_None = 0,
+    eOsError_FileNotFound = 2,
+    eOsError_PathNotFound = 3,       ///< a directory on the way is missing, or is not a directory
+    eOsError_TooManyOpenFiles = 4,
+    eOsError_AccessDenied = 5,
+    eOsError_OutOfMemory = 8,
+    eOsError_NotSameDevice = 17,     ///< a move to another volume
+    eOsError_SharingViolation = 32,  ///< somebody else has the file open
+    eOsError_NotSupported = 50,
+    eOsError_FileExists = 80,
+    eOsError_InvalidParameter = 87,
+    eOsError_BrokenPipe = 109,
+    eOsError_DiskFull = 112,
+    eOsError_NameTooLong = 206,
+    eOsError_DirectoryNotEmpty = 145,
+    eOsError_AlreadyExists = 183,    ///< the target of a move that must not replace
+    eOsError_NotADirectory = 267,
+    eOsError_IoError = 1117,
+};
+
+/// "Not there", in both spellings that a file system may use.
+[[nodiscard]] constexpr bool IsAbsent(eOsError error)
+{
+    return error == eOsError_FileNotFound || error == eOsError_PathNotFound;
+}
+
+[[nodiscard]] constexpr bool Succeeded(eOsError error)
+{
+    return error == eOsError_None;
+}
+
+/// The system's own words for a failure, without a line end. Never empty: an unknown number is named by the number.
+[[nodiscard]] ZEL_FRAMEWORK_API std::wstring OsErrorText(eOsError error);
+
+} // namespace platform

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "platform/Export.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace platform {
+
+/// Names the current thread for debuggers and process viewers. Linux keeps the last 15 bytes of a longer name, because
+/// the ends of our names tell them apart.
+ZEL_FRAMEWORK_API void SetCurrentThreadName(const char* name);
+
+/// A manual-reset event. All operations are safe from any thread.
+class ZEL_FRAMEWORK_API CManualResetEvent {
+public:
+    CManualResetEvent();
+    ~CManualResetEvent();
+    CManualResetEvent(const CManualResetEvent&) = delete;
+    CManualResetEvent& operator=(const CManualResetEvent&) = delete;
+
+    void Set();
+    void Reset();
+    [[nodiscard]] bool IsSet() const;
+    void Wait();
+    /// False when the time is over before the event is set.
+    [[nodiscard]] bool WaitFor(std::chrono::milliseconds timeout);
+
+private:
+    struct SState;
+    std::unique_ptr<SState> m_pState;
+};
+
+/// A joined thread with an exit code. The destructor joins.
+class ZEL_FRAMEWORK_API CThread {
+public:
+    CThread();
+    ~CThread();
+    CThread(CThread&&) noexcept;
+    CThread& operator=(CThread&&) noexcept;
+
+    /// Starts the body, which must not throw. False when the system has no thread to give.
+    [[nodiscard]] bool Start(std::function<unsigned()> body);
+    [[nodiscard]] bool IsStarted() const;
+    /// Waits for the end without time-out. False when there is nothing to wait for or the thread would wait for itself.
+    [[nodiscard]] bool Join();
+    /// Waits for the end; false when it has not come in time. The thread must still be joined after true.
+    [[nodiscard]] bool WaitFor(std::chrono::milliseconds timeout);
+    /// What the body returned; valid after the end.
+    [[nodiscard]] unsigned ExitCode() const;
+
+private:
+    struct SState;
+    std::shared_ptr<SState> m_pState;
+};
+
+/// Makes the next count-th CThread::Start fail, for tests of what callers do then; 0 switches it off.
+ZEL_FRAMEWORK_API void FailThreadStart(int count);
+
+} // namespace platform
