@@ -1,0 +1,43 @@
+# Switches, and the code generation options of everything that is built here, foreign sources included.
+
+option(ZEL_WERROR "Warnings are errors (on in the presets, off for others who build this)" OFF)
+option(ZEL_BUILD_TESTS "Build the tests" ON)
+set(ZEL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# One folder for programs and shared libraries: Windows finds a program's libraries beside it, and a build
+# folder then looks like an installation. Elsewhere the run path is relative for the same reason.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+add_compile_definitions(ZEL_VERSION="${PROJECT_VERSION}")
+
+# Crash reports are symbolised from our own debug information and walk the stack by frame pointers, so every
+# build type has both.
+add_compile_options(-g -fno-omit-frame-pointer)
+add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+
+if(WIN32)
+    set(CMAKE_SHARED_LIBRARY_PREFIX "")
+    set(CMAKE_SHARED_MODULE_PREFIX "")
+    add_compile_definitions(UNICODE _UNICODE NOMINMAX WINVER=0x0A00 _WIN32_WINNT=0x0A00)
+    # Template-heavy objects have more sections than the classic object format can count.
+    add_compile_options(-Wa,-mbig-obj)
+else()
+    # An unresolved symbol is an error when the library is linked, as it is on Windows, not when it is loaded.
+    add_link_options($<$<IN_LIST:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY$<SEMICOLON>MODULE_LIBRARY>:-Wl,-z,defs>)
+endif()
+
+if(ZEL_SANITIZE)
+    add_compile_options(-fsanitize=${ZEL_SANITIZE} -fno-sanitize-recover=all -O1)
+    add_link_options(-fsanitize=${ZEL_SANITIZE})
+endif()

@@ -1,0 +1,84 @@
+# zel_add_tests(NAME name SOURCES a.cpp ... [LIBS target ...] [TIMEOUT seconds] [SERIAL])
+#   One GoogleTest program in bin, one CTest entry. The results of its single cases are in test-results/<name>.json of
+#   the build folder after a run; a program that crashed leaves none. SERIAL: nothing else runs beside it.
+# zel_check_tests_listed()
+#   Ends the configure step with an error when a *Test.cpp below tests/ belongs to no program.
+
+set(ZEL_TEST_RESULTS "${CMAKE_BINARY_DIR}/test-results")
+file(MAKE_DIRECTORY "${ZEL_TEST_RESULTS}")
+
+# Sanitized and emulated programs take their time; the limit is there for a test that hangs, not for a slow one.
+set(ZEL_TEST_TIMEOUT_FACTOR 1)
+if(ZEL_SANITIZE OR CMAKE_CROSSCOMPILING)
+    set(ZEL_TEST_TIMEOUT_FACTOR 3)
+endif()
+
+set(ZEL_TEST_ENVIRONMENT "")
+if(ZEL_SANITIZE MATCHES "address")
+    list(APPEND ZEL_TEST_ENVIRONMENT
+        "ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:check_initialization_order=1:allow_user_segv_handler=1"
+        "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
+elseif(ZEL_SANITIZE MATCHES "thread")
+    list(APPEND ZEL_TEST_ENVIRONMENT "TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1")
+endif()
+
+# The thread sanitizer of GCC 12 expects libraries at addresses that a kernel with much address randomisation does
+# not keep to ("unexpected memory mapping"), so its programs run without randomisation where that is permitted.
+set(ZEL_TEST_LAUNCHER "")
+if(ZEL_SANITIZE MATCHES "thread")
+    execute_process(COMMAND setarch -R true RESULT_VARIABLE zel_setarch OUTPUT_QUIET ERROR_QUIET)
+    if(zel_setarch EQUAL 0)
+        set(ZEL_TEST_LAUNCHER setarch -R)
+    endif()
+endif()
+
+function(zel_add_tests)
+    cmake_parse_arguments(PARSE_ARGV 0 arg "SERIAL" "NAME;TIMEOUT" "SOURCES;LIBS")
+    if(NOT arg_NAME OR NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "zel_add_tests needs NAME and SOURCES; not understood: '${arg_UNPARSED_ARGUMENTS}'")
+    endif()
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 300)
+    endif()
+    math(EXPR timeout "${arg_TIMEOUT} * ${ZEL_TEST_TIMEOUT_FACTOR}")
+
+    add_executable(${arg_NAME} ${arg_SOURCES})
+    target_include_directories(${arg_NAME} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/inc")
+    target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBS} zel_test_main)
+
+    # The result file is an argument, not the environment: a program that the test starts must not overwrite it. Its
+    # path is relative because GoogleTest does not take a path without a drive for an absolute one on Windows.
+    set(program ${arg_NAME}) # by its name, so that CMake puts the emulator in front of it
+    if(ZEL_TEST_LAUNCHER)
+        set(program ${ZEL_TEST_LAUNCHER} $<TARGET_FILE:${arg_NAME}>)
+    endif()
+    add_test(NAME ${arg_NAME}
+        COMMAND ${program} --gtest_output=json:test-results/${arg_NAME}.json
+        WORKING_DIRECTORY "${CMAKE_BINARY_DIR}")
+    set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "${ZEL_TEST_ENVIRONMENT}")
+    if(arg_SERIAL)
+        set_tests_properties(${arg_NAME} PROPERTIES RUN_SERIAL ON)
+    endif()
+
+    foreach(source IN LISTS arg_SOURCES)
+        cmake_path(ABSOLUTE_PATH source NORMALIZE)
+        set_property(GLOBAL APPEND PROPERTY ZEL_TEST_SOURCES "${source}")
+    endforeach()
+    set_property(GLOBAL APPEND PROPERTY ZEL_TEST_NAMES "${arg_NAME}")
+endfunction()
+
+function(zel_check_tests_listed)
+    get_property(listed GLOBAL PROPERTY ZEL_TEST_SOURCES)
+    # No CONFIGURE_DEPENDS: every build would look at all folders again; scripts/test configures each time anyway.
+    file(GLOB_RECURSE present "${PROJECT_SOURCE_DIR}/tests/*Test.cpp")
+    list(REMOVE_ITEM present ${listed})
+    if(present)
+        list(JOIN present "\n  " present)
+        message(FATAL_ERROR "These test sources belong to no zel_add_tests():\n  ${present}")
+    endif()
+
+    # scripts/test compares this with the result files, to find the programs that left none.
+    get_property(names GLOBAL PROPERTY ZEL_TEST_NAMES)
+    list(JOIN names "\n" names)
+    file(WRITE "${ZEL_TEST_RESULTS}/programs.txt" "${names}\n")
+endfunction()
