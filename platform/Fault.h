@@ -10,7 +10,16 @@
 /// Containment of faults: a frame around foreign code that turns a processor fault or abort() into a result.
 namespace platform {
 
-enum eFaultKind { eFaultKind_None, eFaultKind_AccessViolation, eFaultKind_Division, eFaultKind_IllegalInstruction, eFaultKind_StackOverflow, eFaultKind_Abort, eFaultKind_Other };
+enum eFaultKind {
+    eFaultKind_None,
+    eFaultKind_AccessViolation,
+    eFaultKind_Division,
+    eFaultKind_IllegalInstruction,
+    eFaultKind_StackOverflow,
+    eFaultKind_Abort,
+    eFaultKind_Exception, ///< a C++ exception; RunContained never reports it, callers that catch one fill a record with it
+    eFaultKind_Other
+};
 
 constexpr std::size_t kMaxFaultFrames = 64;
 
@@ -31,6 +40,11 @@ struct SFaultRecord {
 /// The objects of the frames that are jumped over are not destroyed: no lock may be held across the body, and what the body
 /// owned is lost (memory, references, open files). After a stack overflow the thread can take the next one as well.
 [[nodiscard]] ZEL_FRAMEWORK_API bool RunContained(const std::function<void()>& body, SFaultRecord& record);
+
+enum eHeapState { eHeapState_Ok, eHeapState_Corrupt, eHeapState_Unknown };
+
+/// Checks the C heap. Unknown where the C library has no check (glibc): the answer is then no reason to trust the heap.
+[[nodiscard]] ZEL_FRAMEWORK_API eHeapState CheckHeap();
 
 [[nodiscard]] ZEL_FRAMEWORK_API const wchar_t* FaultKindName(eFaultKind kind);
 

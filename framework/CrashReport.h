@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/Export.h"
+#include "platform/Fault.h"
+
+#include <cstdint>
+#include <string>
+
+/// The crash reporter's record. A caller zeroes it, then sets the size, the exception pointers and the exception type.
+struct SMOXCrashRecord {
+    std::uint32_t size = 0;                                   ///< 72
+    std::uint32_t exceptionType = 0;                          ///< 0: a structured exception
+    const platform::SFaultRecord* exceptionPointers = nullptr;
+    std::uintptr_t reserved[7] = {};
+};
+static_assert(sizeof(SMOXCrashRecord) == 72);
+
+namespace MOXCrashRpt {
+
+/// Writes a crash report through the host. 1 for success.
+[[nodiscard]] ZEL_FRAMEWORK_API int GenerateErrorReport(const SMOXCrashRecord& record);
+
+/// Names what the current thread works on for the life of the object, so that a crash report can tell. Survives a fault that
+/// jumps over the frames above it.
+class ZEL_FRAMEWORK_API CScopedSubject {
+public:
+    explicit CScopedSubject(const std::wstring& subject);
+    ~CScopedSubject();
+    CScopedSubject(const CScopedSubject&) = delete;
+    CScopedSubject& operator=(const CScopedSubject&) = delete;
+
+    [[nodiscard]] static std::wstring Current();
+
+private:
+    std::wstring m_strPrevious;
+};
+
+/// Where reports are written: "ZEL_CRASH_DIR" or the folder for temporary files.
+[[nodiscard]] ZEL_FRAMEWORK_API std::wstring ReportDirectory();
+/// Full path of the last report that this process wrote; empty when none.
+[[nodiscard]] ZEL_FRAMEWORK_API std::wstring LastReportPath();
+
+} // namespace MOXCrashRpt
