@@ -1,0 +1,70 @@
+#pragma once
+
+#include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
+#include "ZEL_Processor/ZelExport.h"
+#include "ZEL_Processor/ZelTypes.h"
+
+#include <memory>
+#include <mutex>
+
+class CZelProcessorFactories;
+
+/// Runs one request from its file to its response file, through the plug-in factories. The server owns one; a host seldom
+/// needs it by itself. One request at a time; ProceedQueue and CanProceedQueue are safe from any thread, the setters are for the time
+/// before processing starts. COM must be initialised on the threads that construct and use it.
+class ZEL_API CZelProcessor {
+public:
+    /// Loads the factories of the component category. Throws CUserException, after a box, when there is none.
+    CZelProcessor();
+    virtual ~CZelProcessor();
+    CZelProcessor(const CZelProcessor&) = delete;
+    CZelProcessor& operator=(const CZelProcessor&) = delete;
+
+    /// Stores an existing directory as given; false leaves everything unchanged.
+    bool SetOutputDir(const CString& dir);
+    /// Output directory + separator + file name of the request; ".status" appended for the status file.
+    [[nodiscard]] CString GetOutputFilePath(const CString& requestPath) const;
+    [[nodiscard]] CString GetOutputStatusFilePath(const CString& requestPath) const;
+
+    /// Not owned; null is allowed for the event and ends every request as cancelled for the context.
+    void SetEvent(CZelProcessorEvent* event);
+    void SetContext(CZelProcessorContext* context);
+
+    /// With manual stepping the queue advances only while ProceedQueue(true) is in force.
+    void SetManualProceedQueue(bool manual);
+    [[nodiscard]] bool IsManualProceedQueue() const;
+    void ProceedQueue(bool proceed);
+    [[nodiscard]] bool CanProceedQueue() const;
+
+    /// Publishes status and text through the progress object, and logs the text.
+    void SetStatus(CZelProcessorProgress* progress, eZelProcRequestStatus status, const CString& text);
+
+    /// The first 2048 characters of a request's XML, for messages.
+    [[nodiscard]] CString CreateErrorXmlString(const CString& text) const;
+
+    /// Parses the request's XML and lets the first factory that serves the task's type make and initialise the task. Every failure
+    /// is shown to the operator.
+    bool CreateAndInitTask(const CString& xml, IWQ_ZELProcessorTask** task);
+
+    /// Runs the request. True: the response is saved and the status done. False with bRetry: the task declined, no status was
+    /// written. False without: the status tells why. Exceptions of plug-ins pass through after everything held was released.
+    bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce, bool& bRetry);
+
+private:
+    struct SRun;
+    bool IsCanceled(SRun& run);
+    bool ReadRequest(SRun& run);
+    bool ObtainData(SRun& run, bool bForce, bool& bRetry);
+    bool WriteResponse(SRun& run);
+    void DeleteRequestFile(const CString& requestPath);
+    bool Fail(SRun& run, unsigned textId, const char* codeName);
+    void Report(SRun& run, unsigned textId, const char* codeName, eZelProcRequestStatus status);
+
+    CString m_strOutputDir = L"invalid";
+    CZelProcessorEvent* m_pEvent = nullptr;
+    CZelProcessorContext* m_pContext = nullptr;
+    bool m_bManualProceedQueue = false;
+    bool m_bProceedQueue = false; ///< guarded by m_cs
+    mutable std::mutex m_cs;
+    std::unique_ptr<CZelProcessorFactories> m_pFactories;
+};

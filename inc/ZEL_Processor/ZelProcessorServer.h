@@ -1,0 +1,134 @@
+#pragma once
+
+#include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
+#include "ZEL_Processor/ZelExport.h"
+#include "ZEL_Processor/ZelTypes.h"
+#include "com/ComPtr.h"
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+class CWQ_Thread;
+class CZelProcessor;
+class CZelProcessorProgressStatusFile;
+namespace platform {
+class CManualResetEvent;
+class IDirectoryWatch;
+struct SFaultRecord;
+} // namespace platform
+
+/// An entry of the waiting queue and of the paused list.
+struct TSRequestItem {
+    CString m_strFile;           ///< full path of the request file in the queue directory
+    std::int32_t m_nRetries = 0; ///< how many times it was put back because its task declined
+};
+
+/// Serves requests: watches a directory for request and command files, queues the requests and runs them one at a time.
+///
+/// Order of calls for a host: construct, SetDirs, SetZelProcessorEvent, SetZelProcessorContext, optionally SetNoExecutiveThread
+/// and SetSyncing, Run, optionally SetManualProceedQueue, and at the end Stop(true) or just the destructor. All of them from one
+/// thread whose COM is initialised. Two threads work inside; a fault in a task, a processor fault included, ends the request and
+/// not the server. Context and event are the host's and must outlive the server.
+class ZEL_API CZelProcessorServer {
+public:
+    /// Loads the plug-in factories. Throws CUserException, after a box, when there is none.
+    CZelProcessorServer();
+    virtual ~CZelProcessorServer();
+    CZelProcessorServer(const CZelProcessorServer&) = delete;
+    CZelProcessorServer& operator=(const CZelProcessorServer&) = delete;
+
+    /// Absolute paths of two existing directories. Creates "Queue" in the output directory and DELETES EVERY FILE in the output
+    /// directory and in "Queue": nothing survives a restart. Files in the request directory are kept. False when a directory is missing.
+    bool SetDirs(const CString& requestDir, const CString& outputDir);
+
+    void SetZelProcessorEvent(CZelProcessorEvent* event);
+    [[nodiscard]] CZelProcessorEvent* GetZelProcessorEvent() const;
+    void SetZelProcessorContext(CZelProcessorContext* context);
+    [[nodiscard]] CZelProcessorContext* GetZelProcessorContext() const;
+
+    /// Requests are then queued but never run. Effective before Run only.
+    void SetNoExecutiveThread(bool noExecutiveThread);
+    /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing. Before Run.
+    void SetSyncing(bool syncing);
+
+    /// Starts the threads and returns when requests are accepted. False after 10 s without that, when the output directory is refused
+    /// or a thread can't be started; nothing is rolled back. Files that already lie in the request directory are found at the first
+    /// change of a file name there.
+    bool Run();
+    /// Ends the threads; with bWait returns when they have ended, which takes as long as the running request does. Nothing happens before Run.
+    void Stop(bool bWait);
+
+    /// Manual stepping. Before Run there is no processor: the first two do nothing and the third is false. Safe from any thread
+    /// between Run and the destructor.
+    void SetManualProceedQueue(bool manual);
+    void ProceedQueue();
+    [[nodiscard]] bool CanProceedQueue() const;
+
+    /// Path builders. Each takes a bare name or a full path, of which the final component counts.
+    [[nodiscard]] CString GetFileInQueueFullPath(const CString& path) const;
+    [[nodiscard]] CString GetFileInRequestDirFullPath(const CString& path) const;
+    /// Per-client files; empty for the null GUID.
+    [[nodiscard]] CString GetDsEventsFileFullPath(const GUID& clientId) const;
+    [[nodiscard]] CString GetInsertableItemsChangeFile(const GUID& clientId) const;
+    [[nodiscard]] CString GetLockResultsChangeFile(const GUID& clientId) const;
+
+private:
+    friend struct SServerTestAccess;
+    enum eRetry { eRetry_Counted, eRetry_TooSoon };
+
+    static unsigned MessageHandlingThread(void* server);
+    static unsigned ExecutiveThread(void* server);
+    bool StartExecutiveThread();
+
+    bool Listen();
+    bool ListenStep(platform::IDirectoryWatch& watch);
+    void ScanRequestDir();
+    void HandleCommandFile(const CString& path);
+
+    bool AddRequestToQueue(const CString& path);
+    bool RemoveRequestFromQueue(const CString& name);
+    [[nodiscard]] bool IsRequestInQueue(const CString& name) const;
+    [[nodiscard]] bool IsRequestInQueue(const CString& name, std::size_t& position) const;
+    [[nodiscard]] bool IsRequestPaused(const CString& name) const;
+    [[nodiscard]] bool IsRequestPaused(const CString& name, std::size_t& position) const;
+    [[nodiscard]] unsigned MoveFlags() const;
+
+    bool ProcessCommand(const CString& path, CZelProcessorProgress* progress);
+
+    bool ProcessQueue();
+    bool ProcessQueueStep();
+    bool ExecuteRequest();
+    bool TakeRequest(TSRequestItem& item, bool& bLast);
+    bool Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce,
+                            bool& bException);
+    bool SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce);
+    eRetry PutBack(TSRequestItem& item);
+    static int HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
+                              const wchar_t* file, long line);
+    void CancelRunningRequest();
+
+    std::unique_ptr<CZelProcessor> m_pProcessor;
+    CZelProcessorEvent* m_pEvent = nullptr;
+    CZelProcessorContext* m_pContext = nullptr;
+    std::atomic<bool> m_bRunning = false;
+    bool m_bNoExecutiveThread = false;
+    bool m_bSyncing = true;
+    CString m_strRequestDir = L"invalid";
+    CString m_strOutputDir = L"invalid";
+    CString m_strQueueDir = L"invalid";
+
+    mutable std::mutex m_cs;
+    std::uint32_t m_dwLastRequestTick = 0;    ///< executive thread only
+    std::deque<TSRequestItem> m_queue;        ///< guarded by m_cs; newest in front, the next to run at the back
+    std::vector<TSRequestItem> m_paused;      ///< guarded by m_cs
+    std::unique_ptr<platform::CManualResetEvent> m_evQueue;
+    CComPtr<IUnknown> m_pFactoryObject;
+
+    std::shared_ptr<platform::IDirectoryWatch> m_pWatch; ///< guarded by m_cs; there while the listener listens
+    std::unique_ptr<CWQ_Thread> m_pMHThread;
+    std::unique_ptr<CWQ_Thread> m_pEThread;
+};
