@@ -1,0 +1,83 @@
+#pragma once
+
+#include "com/Com.h"
+#include "com/ComPtr.h"
+#include "platform/Export.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+/// The process's table of components: which class ids there are, in which module each lives and to which categories it belongs.
+///
+/// It is filled from component manifests, small XML files named `<name>.component`:
+///
+///   <component>
+///     <module>libfoo.so</module>                          path of the module, relative to the manifest's folder
+///     <class id="{...}" name="Foo">
+///       <category id="{...}"/>
+///     </class>
+///   </component>
+///
+/// and by RegisterComponentClass. On Windows the system's registry is asked after the table. A class that is already in the
+/// table stays as it is: earlier folders win. All functions are safe from any thread, and none throws but std::bad_alloc.
+
+/// One class of a module.
+struct SComponentClass {
+    CLSID id = {};
+    std::wstring name;
+    std::vector<CATID> categories;
+};
+
+/// What a manifest says.
+struct SComponentManifest {
+    std::wstring modulePath; ///< full path when read; when written, as it is to stand in the file
+    std::vector<SComponentClass> classes;
+};
+
+/// Reads one manifest. False with a text that names the file and the reason. Checks the file alone, not its permissions and
+/// not the module.
+[[nodiscard]] ZEL_FRAMEWORK_API bool ReadComponentManifest(const std::wstring& path, SComponentManifest& manifest,
+                                                           std::wstring& error);
+/// Writes one manifest; false with a text that names the file and the reason.
+[[nodiscard]] ZEL_FRAMEWORK_API bool WriteComponentManifest(const std::wstring& path, const SComponentManifest& manifest,
+                                                            std::wstring& error);
+
+/// Adds all manifests of a folder, in the order of their names. One that can't be used (unreadable, not a manifest, no module
+/// there, class id taken by another module, writable by others) is left out with a line in errors; the others are added. The
+/// module is not loaded here. A folder that does not exist is an error line; one that is writable by others is left out whole.
+/// Adding a folder again changes nothing but adds what is new.
+ZEL_FRAMEWORK_API void AddComponentFolder(const std::wstring& path, std::vector<std::wstring>& errors);
+
+/// Adds the folder "components" of the system's configuration directory and of the user's, where they exist, then each folder
+/// that the variable ZEL_COMPONENT_PATH names.
+ZEL_FRAMEWORK_API void LoadDefaultComponentFolders(std::vector<std::wstring>& errors);
+
+/// Appends the class ids of a category: those of the table in the order they were added, then, on Windows, those that the
+/// system's category manager knows and the table does not (this part needs an initialised thread). Each id once.
+ZEL_FRAMEWORK_API void EnumerateCategory(const GUID& category, std::vector<CLSID>& classes);
+
+/// True when the table knows the class.
+[[nodiscard]] ZEL_FRAMEWORK_API bool IsComponentKnown(REFCLSID classId);
+
+/// The class object of a class of the table, loading its module when that has not happened yet; a module stays loaded to the end
+/// of the process. REGDB_E_CLASSNOTREG when the table does not know it, CO_E_DLLNOTFOUND when the module cannot be loaded,
+/// CO_E_ERRORINDLL when it is no component module; errorText, when given, then names the file and the reason.
+ZEL_FRAMEWORK_API HRESULT GetComponentClassObject(REFCLSID classId, REFIID iid, void** object,
+                                                  std::wstring* errorText = nullptr);
+
+/// Adds a class that lives in this process, for hosts and tests. The table keeps a reference to the factory until the class is
+/// revoked. E_INVALIDARG for a null factory or a class id that is all zero, S_FALSE when the class is already in the table, which
+/// then stays as it was.
+ZEL_FRAMEWORK_API HRESULT RegisterComponentClass(REFCLSID classId, IClassFactory* factory,
+                                                 const std::vector<CATID>& categories);
+/// The same with a function that makes the object (the arguments of IClassFactory::CreateInstance without the outer object).
+/// Called on any thread, possibly on several at once.
+using ComponentFactoryFunction = std::function<HRESULT(REFIID iid, void** object)>;
+ZEL_FRAMEWORK_API HRESULT RegisterComponentClass(REFCLSID classId, ComponentFactoryFunction factory,
+                                                 const std::vector<CATID>& categories);
+/// Takes a class that was registered in this process out of the table; S_FALSE when there is none. Objects live on.
+ZEL_FRAMEWORK_API HRESULT RevokeComponentClass(REFCLSID classId);
+
+/// Empties the table, for tests. Modules stay loaded.
+ZEL_FRAMEWORK_API void ClearComponents();
