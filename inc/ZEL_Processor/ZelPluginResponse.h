@@ -1,0 +1,48 @@
+#pragma once
+
+#include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
+#include "ZEL_Processor/ZelPluginModule.h"
+#include "ZEL_Processor/ZelPluginWriter.h"
+#include "framework/Services.h"
+
+/// Base of a response that is written as XML from one class of tasks of the same module. It streams: what is written
+/// does not pile up in memory.
+template <class Task>
+class CZelXmlResponse : public CZelObject<IWQ_ZELProcessorResponse> {
+public:
+    bool STDMETHODCALLTYPE SetTask(IWQ_ZELProcessorTask* task) override
+    {
+        return SUCCEEDED(ZelComResult([&] {
+            m_pTask = ZelOwn<Task>(task);
+            return m_pTask ? S_OK : E_NOINTERFACE;
+        }));
+    }
+    bool STDMETHODCALLTYPE Save(const wchar_t* path) override
+    {
+        return SUCCEEDED(ZelComResult([&] { return path != nullptr && m_pTask && SaveTo(path) ? S_OK : E_FAIL; }));
+    }
+
+protected:
+    /// Writes the document element; the XML declaration is there already. False when it can't; nothing is left of the
+    /// file then.
+    [[nodiscard]] virtual bool Write(Task& task, CZelXmlWriter& xml) = 0;
+
+private:
+    bool SaveTo(const CString& path)
+    {
+        CZelFileWriter file;
+        if (file.Open(path)) {
+            CZelXmlWriter xml(file);
+            xml.Declaration();
+            if (Write(*m_pTask, xml) && xml.IsGood() && file.Close())
+                return true;
+        }
+        if (!platform::Succeeded(file.Error())) {
+            WQ_ReportErrorNow(L"inc/ZEL_Processor/ZelPluginResponse", 43, L"CZelXmlResponse::Save",
+                              L"Can't write response \"" + path + L"\": " + platform::OsErrorText(file.Error()));
+        }
+        return false;
+    }
+
+    CComPtr<Task> m_pTask;
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "plugins/testtasks/TestTask.h"
+
+/// "Gate": runs until a file is there, so that a test can hold a request in the middle of its work.
+class CGateTask : public CTestTask {
+public:
+    bool STDMETHODCALLTYPE Init(IXMLDOMNode* task) override;
+    bool STDMETHODCALLTYPE ObtainData(CZelProcessorContext* context, CZelProcessorProgress* progress) override;
+
+private:
+    CString m_strGateFile;
+};

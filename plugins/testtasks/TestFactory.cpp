@@ -1,0 +1,114 @@
+#include "plugins/testtasks/TestFactory.h"
+
+#include "plugins/testtasks/CrashTask.h"
+#include "plugins/testtasks/GateTask.h"
+#include "plugins/testtasks/RetryTask.h"
+#include "plugins/testtasks/SleepTask.h"
+#include "plugins/testtasks/TestResponse.h"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <string_view>
+
+namespace {
+
+// The build writes the same id into the component manifest.
+constexpr CLSID kTestFactoryId = {0x94A83206, 0x5715, 0x4640, {0xA9, 0xEB, 0x24, 0x0C, 0x3A, 0x5A, 0x79, 0x15}};
+
+constexpr std::array<std::wstring_view, 14> kTypes = {
+    L"Echo",         L"Sleep",       L"Gate",     L"Retry",    L"FailGetXml",  L"FailInit",          L"FailObtain",
+    L"FailResponse", L"FailSetTask", L"FailSave", L"NullTask", L"UnknownTask", L"ThrowInCreateTask", L"Crash"};
+
+/// A request that can refuse its XML, or crash when asked for it.
+class CTestRequest : public CZelXmlRequest {
+public:
+    using CZelXmlRequest::CZelXmlRequest;
+
+    /// What the request says of crashing; nothing for another type.
+    [[nodiscard]] SCrashPlan CrashPlan() const { return TaskType() == L"Crash" ? SCrashPlan(Task()) : SCrashPlan(); }
+    bool STDMETHODCALLTYPE GetXml(BSTR* xml) override
+    {
+        CrashPlan().At(L"GetXml");
+        return CZelXmlRequest::GetXml(xml);
+    }
+
+protected:
+    bool Check(CString& error) override
+    {
+        if (TaskType() != L"FailGetXml")
+            return true;
+        error = CParameters(Task()).Text(L"Text", L"GetXml was told to fail");
+        return false;
+    }
+};
+
+} // namespace
+
+bool STDMETHODCALLTYPE CTestFactory::CreateRequest(const wchar_t* path, IWQ_ZELProcessorRequest** request)
+{
+    if (!CZelXmlFactory::CreateRequest(path, request))
+        return false;
+    ZelOwn<CTestRequest>(*request)->CrashPlan().At(L"CreateRequest");
+    return true;
+}
+
+bool STDMETHODCALLTYPE CTestFactory::CreateTask(const wchar_t* type, IWQ_ZELProcessorTask** task)
+{
+    const std::wstring_view name(type == nullptr ? L"" : type);
+    if (name == L"ThrowInCreateTask")
+        throw std::runtime_error("CreateTask was told to throw");
+    if (name == L"NullTask") {
+        *task = nullptr;
+        return true;
+    }
+    return CZelXmlFactory::CreateTask(type, task);
+}
+
+bool STDMETHODCALLTYPE CTestFactory::CreateResponse(IWQ_ZELProcessorRequest* request,
+                                                    IWQ_ZELProcessorResponse** response)
+{
+    if (const auto own = ZelOwn<CTestRequest>(request))
+        own->CrashPlan().At(L"CreateResponse");
+    return CZelXmlFactory::CreateResponse(request, response);
+}
+
+bool CTestFactory::TakesType(const CString& type)
+{
+    return std::find(kTypes.begin(), kTypes.end(), type) != kTypes.end();
+}
+
+CComPtr<IWQ_ZELProcessorTask> CTestFactory::MakeTask(const CString& type)
+{
+    CComPtr<IWQ_ZELProcessorTask> task;
+    if (type == L"Echo")
+        task.Attach(ZelMake<CEchoTask>().Detach());
+    else if (type == L"Sleep")
+        task.Attach(ZelMake<CSleepTask>().Detach());
+    else if (type == L"Gate")
+        task.Attach(ZelMake<CGateTask>().Detach());
+    else if (type == L"Retry")
+        task.Attach(ZelMake<CRetryTask>().Detach());
+    else if (type == L"Crash")
+        task.Attach(ZelMake<CCrashTask>().Detach());
+    else if (type.starts_with(L"Fail") && TakesType(type))
+        task.Attach(ZelMake<CFailTask>(type).Detach());
+    return task;
+}
+
+CComPtr<IWQ_ZELProcessorResponse> CTestFactory::MakeResponse(CZelXmlRequest& request)
+{
+    CComPtr<IWQ_ZELProcessorResponse> response;
+    if (request.TaskType() != L"FailResponse")
+        response.Attach(ZelMake<CTestResponse>().Detach());
+    return response;
+}
+
+CComPtr<CZelXmlRequest> CTestFactory::MakeRequest(const CString& path)
+{
+    CComPtr<CZelXmlRequest> request;
+    request.Attach(ZelMake<CTestRequest>(path).Detach());
+    return request;
+}
+
+ZEL_PLUGIN_MODULE(ZelPluginClass<CTestFactory>(kTestFactoryId))
