@@ -10,6 +10,7 @@ namespace {
 
 // What the faults hang on is volatile: an optimiser that could see a fault coming would be free to remove it.
 volatile int g_nZero = 0;
+volatile int g_nDividend = 7; // a constant one, and the compiler divides by comparing
 int* volatile g_pNull = nullptr;
 volatile std::size_t g_nDepth = 0;
 
@@ -35,7 +36,7 @@ void CrashStackOverflow()
 
 void CrashDivision()
 {
-    g_nZero = 1 / g_nZero;
+    g_nZero = g_nDividend / g_nZero;
 }
 
 void CrashAbort()
