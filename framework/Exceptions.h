@@ -5,7 +5,8 @@
 #include <exception>
 #include <string>
 
-/// The framework's exceptions: used for set-up faults that leave an object unusable and for archive failures, for nothing else.
+/// The framework's exceptions: used for set-up faults that leave an object unusable and for archive failures, for
+/// nothing else.
 class ZEL_FRAMEWORK_API CException : public std::exception {
 public:
     explicit CException(std::wstring message);
