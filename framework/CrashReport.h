@@ -8,8 +8,8 @@
 
 /// The crash reporter's record. A caller zeroes it, then sets the size, the exception pointers and the exception type.
 struct SMOXCrashRecord {
-    std::uint32_t size = 0;                                   ///< 72
-    std::uint32_t exceptionType = 0;                          ///< 0: a structured exception
+    std::uint32_t size = 0;          ///< 72
+    std::uint32_t exceptionType = 0; ///< 0: a structured exception
     const platform::SFaultRecord* exceptionPointers = nullptr;
     std::uintptr_t reserved[7] = {};
 };
@@ -20,8 +20,8 @@ namespace MOXCrashRpt {
 /// Writes a crash report through the host. 1 for success.
 [[nodiscard]] ZEL_FRAMEWORK_API int GenerateErrorReport(const SMOXCrashRecord& record);
 
-/// Names what the current thread works on for the life of the object, so that a crash report can tell. Survives a fault that
-/// jumps over the frames above it.
+/// Names what the current thread works on for the life of the object, so that a crash report can tell. Survives a fault
+/// that jumps over the frames above it.
 class ZEL_FRAMEWORK_API CScopedSubject {
 public:
     explicit CScopedSubject(const std::wstring& subject);

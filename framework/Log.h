@@ -17,7 +17,14 @@ namespace Brel::Log {
 using Logger = spdlog::logger;
 
 /// With the numbers of spdlog.
-enum eLogLevel { eLogLevel_Trace, eLogLevel_Debug, eLogLevel_Info, eLogLevel_Warning, eLogLevel_Error, eLogLevel_Critical };
+enum eLogLevel {
+    eLogLevel_Trace,
+    eLogLevel_Debug,
+    eLogLevel_Info,
+    eLogLevel_Warning,
+    eLogLevel_Error,
+    eLogLevel_Critical
+};
 
 /// The logger of this name from the host. Never null.
 [[nodiscard]] ZEL_FRAMEWORK_API std::shared_ptr<Logger> Get(const std::string& name);

@@ -33,8 +33,8 @@ ZEL_FRAMEWORK_API int WQ_MessageBoxAuto(const std::wstring& text, unsigned style
 /// A text fetched by number alone, from the resource module that is current on this thread.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring WQ_LoadString(unsigned id);
 
-/// Makes the resources of a module current on this thread for the life of the object, then those before it again. The name is that of
-/// a text table ("ZEL_Processor").
+/// Makes the resources of a module current on this thread for the life of the object, then those before it again. The
+/// name is that of a text table ("ZEL_Processor").
 class ZEL_FRAMEWORK_API CWQ_SetResource {
 public:
     explicit CWQ_SetResource(const char* moduleName);
@@ -49,7 +49,8 @@ private:
     const char* m_pPrevious;
 };
 
-/// Replaces the printf-style placeholders of a text (%s, %ls, %d, %ld, %li, %lx, 0x%lx, %%) by the arguments in order. A text that
-/// has more placeholders than arguments keeps the rest as they stand, so a faulty translation is seen and never a crash.
+/// Replaces the printf-style placeholders of a text (%s, %ls, %d, %ld, %li, %lx, 0x%lx, %%) by the arguments in order.
+/// A text that has more placeholders than arguments keeps the rest as they stand, so a faulty translation is seen and
+/// never a crash.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring FormatText(std::wstring_view format,
                                                         const std::vector<std::wstring>& arguments);

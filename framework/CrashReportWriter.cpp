@@ -1,0 +1,245 @@
+#include "framework/CrashReportWriter.h"
+
+#include "framework/NeverDestroyed.h"
+#include "platform/FileSystem.h"
+#include "platform/Module.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <mutex>
+#include <vector>
+
+namespace {
+
+constexpr wchar_t kNamePrefix[] = L"zel-crash-";
+constexpr wchar_t kExtension[] = L".txt";
+/// Of a report that is being written, or whose writer died over it.
+constexpr wchar_t kTemporaryExtension[] = L".tmp";
+/// A task that crashes at every request must not fill the disk.
+constexpr std::size_t kReportsKept = 50;
+
+struct SLastReport {
+    std::mutex mutex;
+    std::wstring path;
+};
+
+SLastReport& LastReport()
+{
+    static CNeverDestroyed<SLastReport> report;
+    return report.Get();
+}
+
+std::string Hex(std::uintptr_t value)
+{
+    char text[2 + 2 * sizeof value + 1] = {};
+    (void)std::snprintf(text, sizeof text, "0x%0*llx", static_cast<int>(2 * sizeof value),
+                        static_cast<unsigned long long>(value));
+    return text;
+}
+
+/// "20240501T120000Z", or with separators for people. The system's time, not the replaceable one: old reports are told
+/// by it.
+std::string UtcText(std::int64_t seconds, bool withSeparators)
+{
+    const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
+    const auto day = std::chrono::floor<std::chrono::days>(time);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss clock(time - day);
+    char text[64] = {};
+    (void)std::snprintf(text, sizeof text,
+                        withSeparators ? "%04d-%02u-%02uT%02d:%02d:%02dZ" : "%04d%02u%02uT%02d%02d%02dZ",
+                        static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                        static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
+                        static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count()));
+    return text;
+}
+
+void AppendLine(std::string& report, const char* label, const std::wstring& value)
+{
+    report += label;
+    report += platform::ToUtf8(value);
+    report += '\n';
+}
+
+void AppendProgram(std::string& report)
+{
+    AppendLine(report, "Program:     ", platform::ProgramPath());
+    report +=
+        "Version:     " ZEL_VERSION " (compiler " __VERSION__ ", " + std::to_string(8 * sizeof(void*)) + " bit)\n";
+    report += "Process:     " + std::to_string(platform::CurrentProcessId()) + "\n";
+    report += "Thread:      " + std::to_string(platform::CurrentThreadId()) + "\n";
+    AppendLine(report, "Subject:     ", MOXCrashRpt::CScopedSubject::Current());
+}
+
+void AppendFault(std::string& report, const platform::SFaultRecord& fault)
+{
+    AppendLine(report, "Kind:        ", platform::FaultKindName(fault.kind));
+    report += "Code:        " + std::to_string(fault.code) + " (" + Hex(fault.code) + ")\n";
+    report += "Instruction: " + Hex(fault.instruction) + "\n";
+    report += "Address:     " + Hex(fault.address) + "\n";
+}
+
+void AppendStack(std::string& report, const platform::SFaultRecord& fault)
+{
+    const std::size_t count = std::min(fault.frameCount, platform::kMaxFaultFrames);
+    if (count == 0)
+        report += "(no frame was recorded)\n";
+    for (std::size_t i = 0; i < count; ++i) {
+        // A return address is that of the next line's code; one byte before it still belongs to the call.
+        const std::uintptr_t address = fault.frames[i];
+        const std::uintptr_t asked = address != 0 && address != fault.instruction ? address - 1 : address;
+        report += "#" + std::to_string(i) + (i < 10 ? "  " : " ") + Hex(address) + " ";
+        report += platform::ToUtf8(platform::DescribeAddress(asked));
+        report += '\n';
+    }
+}
+
+void AppendModules(std::string& report)
+{
+    for (const std::wstring& module : platform::LoadedModules())
+        report += platform::ToUtf8(module) + "\n";
+}
+
+/// Runs one step of the writing so that neither an exception nor a fault of its own leaves it: after a crash the heap
+/// may be damaged. False with what happened.
+template <class Step>
+bool RunGuarded(const Step& step, std::wstring& error)
+{
+    try {
+        platform::SFaultRecord fault;
+        if (platform::RunContained(step, fault))
+            return true;
+        error = platform::FaultKindName(fault.kind);
+    } catch (const std::exception& exception) {
+        error = platform::FromUtf8(exception.what());
+    } catch (...) {
+        error = L"unknown exception";
+    }
+    return false;
+}
+
+/// A section that fails is left out with a note; what the others have to tell still gets written.
+template <class Step>
+void AppendSection(std::string& report, const char* title, const Step& step)
+{
+    std::string section;
+    std::wstring error;
+    const bool complete = RunGuarded([&] { step(section); }, error);
+    if (title != nullptr)
+        report += std::string("\n") + title + ":\n";
+    report += section;
+    if (!complete)
+        report += "(incomplete: " + platform::ToUtf8(error) + ")\n";
+}
+
+std::string ComposeReport(const SMOXCrashRecord& record, std::int64_t seconds)
+{
+    std::string report = "ZEL_Processor crash report\n";
+    report += "Time:        " + UtcText(seconds, true) + "\n";
+    AppendSection(report, nullptr, AppendProgram);
+    if (const platform::SFaultRecord* const fault = record.exceptionPointers) {
+        AppendSection(report, nullptr, [fault](std::string& section) { AppendFault(section, *fault); });
+        AppendSection(report, "Stack, innermost frame first",
+                      [fault](std::string& section) { AppendStack(section, *fault); });
+    } else {
+        report += "Kind:        not recorded\n";
+    }
+    AppendSection(report, "Loaded modules", AppendModules);
+    return report;
+}
+
+std::wstring ReportBaseName(std::int64_t seconds)
+{
+    static std::atomic<unsigned> counter{0};
+    return kNamePrefix + platform::FromUtf8(UtcText(seconds, false)) + L"-" +
+           std::to_wstring(platform::CurrentProcessId()) + L"-" + std::to_wstring(++counter);
+}
+
+/// A name that nobody can have laid a link at: the folder for temporary files is everybody's.
+std::wstring TemporaryName(const std::wstring& baseName)
+{
+    std::wstring name = baseName + L"-";
+    for (const std::uint8_t byte : platform::NewUniqueId()) {
+        constexpr wchar_t kDigits[] = L"0123456789abcdef";
+        name += kDigits[byte >> 4U];
+        name += kDigits[byte & 15U];
+    }
+    return name + kTemporaryExtension;
+}
+
+bool IsReportName(const std::wstring& name)
+{
+    return name.starts_with(kNamePrefix) && (name.ends_with(kExtension) || name.ends_with(kTemporaryExtension));
+}
+
+/// The names begin with the time, so their order is that of age.
+void RemoveOldReports(const std::wstring& directory)
+{
+    std::vector<platform::SDirectoryEntry> entries;
+    if (!Succeeded(platform::Files().List(directory, entries)))
+        return;
+    std::vector<std::wstring> names;
+    for (const platform::SDirectoryEntry& entry : entries) {
+        if (!entry.isDirectory && IsReportName(entry.name))
+            names.push_back(entry.name);
+    }
+    if (names.size() <= kReportsKept)
+        return;
+    std::ranges::sort(names);
+    names.resize(names.size() - kReportsKept);
+    for (const std::wstring& name : names) {
+        // It may belong to somebody else, or another process may have been faster.
+        (void)platform::Files().Remove(platform::JoinPath(directory, name));
+    }
+}
+
+bool StoreReport(const std::wstring& directory, const std::string& report, std::int64_t seconds, std::wstring& path,
+                 std::wstring& error)
+{
+    const std::wstring baseName = ReportBaseName(seconds);
+    const std::wstring temporary = platform::JoinPath(directory, TemporaryName(baseName));
+    path = platform::JoinPath(directory, baseName + kExtension);
+    platform::eOsError result = platform::WriteWholeFile(temporary, report);
+    if (Succeeded(result))
+        result = platform::Files().Move(temporary, path, platform::eMoveFlag_WriteThrough);
+    if (Succeeded(result))
+        return true;
+    error = L"Writing '" + path + L"' failed: " + platform::OsErrorText(result);
+    (void)platform::Files().Remove(temporary);
+    return false;
+}
+
+} // namespace
+
+bool WriteCrashReport(const SMOXCrashRecord& record, std::wstring& path, std::wstring& error)
+{
+    if (record.size != sizeof(SMOXCrashRecord)) {
+        error = L"The size of the crash record is " + std::to_wstring(record.size) + L".";
+        return false;
+    }
+    const std::int64_t seconds = platform::SystemClock().UtcSeconds();
+    const std::wstring directory = MOXCrashRpt::ReportDirectory();
+    const std::string report = ComposeReport(record, seconds);
+    bool stored = false;
+    if (!RunGuarded([&] { stored = StoreReport(directory, report, seconds, path, error); }, error) || !stored)
+        return false;
+    {
+        const std::lock_guard guard(LastReport().mutex);
+        LastReport().path = path;
+    }
+    std::wstring ignored; // old reports that stay do no harm to the new one
+    (void)RunGuarded([&] { RemoveOldReports(directory); }, ignored);
+    return true;
+}
+
+std::wstring MOXCrashRpt::LastReportPath()
+{
+    const std::lock_guard guard(LastReport().mutex);
+    return LastReport().path;
+}

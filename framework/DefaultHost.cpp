@@ -1,0 +1,130 @@
+#include "framework/DefaultHost.h"
+
+#include "framework/CrashReportWriter.h"
+#include "framework/Log.h"
+#include "framework/LogRegistry.h"
+#include "framework/NeverDestroyed.h"
+#include "framework/Services.h"
+#include "framework/TextTable.h"
+#include "platform/Text.h"
+
+#include <mutex>
+#include <set>
+
+namespace {
+
+constexpr char kLoggerName[] = "ZelProcessor";
+constexpr char kTextModule[] = "ZEL_Processor";
+/// The bits of a message style that choose its icon.
+constexpr unsigned kIconMask = 0xF0;
+
+Brel::Log::eLogLevel LevelOfStyle(unsigned style)
+{
+    switch (style & kIconMask) {
+    case eMessageStyle_Error: return Brel::Log::eLogLevel_Error;
+    case eMessageStyle_Warning: return Brel::Log::eLogLevel_Warning;
+    default: return Brel::Log::eLogLevel_Info;
+    }
+}
+
+std::wstring AnswerName(int answer)
+{
+    switch (answer) {
+    case eMessageAnswer_Ok: return L"OK";
+    case eMessageAnswer_Yes: return L"yes";
+    case eMessageAnswer_No: return L"no";
+    default: return L"button " + std::to_wstring(answer);
+    }
+}
+
+/// True for the first complaint about an identifier in this process.
+bool IsFirstComplaint(unsigned id)
+{
+    static CNeverDestroyed<std::mutex> lock;
+    static CNeverDestroyed<std::set<unsigned>> complained;
+    const std::lock_guard guard(lock.Get());
+    return complained.Get().insert(id).second;
+}
+
+std::wstring DescribeTextId(unsigned id, const char* codeName)
+{
+    std::wstring text = std::to_wstring(id);
+    if (codeName != nullptr && *codeName != '\0')
+        text = platform::FromUtf8(codeName) + L" (" + text + L")";
+    return text;
+}
+
+void ComplainOnce(IWQ_Host& host, unsigned id, const std::wstring& text)
+{
+    if (IsFirstComplaint(id))
+        Brel::Log::Write(*host.GetLogger(kLoggerName), Brel::Log::eLogLevel_Error, ZEL_SOURCE_LOCATION, text);
+}
+
+/// A module without a table of its own uses the system's.
+const STextEntry* FindText(unsigned id)
+{
+    if (const CTextTable* const table = CTextTable::Find(CWQ_SetResource::Current()))
+        return table->FindEntry(id);
+    return CTextTable::Find(kTextModule)->FindEntry(id);
+}
+
+} // namespace
+
+CWQ_DefaultHost::CWQ_DefaultHost() = default;
+CWQ_DefaultHost::~CWQ_DefaultHost() = default;
+
+void CWQ_DefaultHost::ReportError(const SWQ_ErrorReport& report)
+{
+    const std::string file = platform::ToUtf8(report.sourceFile);
+    const std::string function = platform::ToUtf8(report.function);
+    const platform::SSourceLocation location{file.c_str(), static_cast<int>(report.sourceLine), function.c_str()};
+    std::wstring text = report.function;
+    if (!text.empty())
+        text += L": ";
+    text += report.message;
+    Brel::Log::Write(*GetLogger(kLoggerName), Brel::Log::eLogLevel_Error, location, text);
+}
+
+int CWQ_DefaultHost::ShowMessage(const std::wstring& text, unsigned style, unsigned /*flags*/)
+{
+    Brel::Log::Write(*GetLogger(kLoggerName), LevelOfStyle(style), ZEL_SOURCE_LOCATION, text);
+    return eMessageAnswer_Ok;
+}
+
+int CWQ_DefaultHost::AskMessage(const std::wstring& text, unsigned style, int defaultAnswer, unsigned /*flags*/)
+{
+    Brel::Log::Write(*GetLogger(kLoggerName), LevelOfStyle(style), ZEL_SOURCE_LOCATION,
+                     text + L"\nNobody is asked here; the answer taken is: " + AnswerName(defaultAnswer) + L".");
+    return defaultAnswer;
+}
+
+std::wstring CWQ_DefaultHost::GetText(unsigned id, const char* codeName)
+{
+    const STextEntry* const entry = FindText(id);
+    if (entry == nullptr) {
+        std::wstring text = L"Text " + DescribeTextId(id, codeName) + L" is missing.";
+        ComplainOnce(*this, id, text);
+        return text;
+    }
+    if (codeName != nullptr && entry->codeName != codeName)
+        ComplainOnce(*this, id,
+                     L"Text " + DescribeTextId(id, codeName) + L" is known by another name: '" +
+                         platform::FromUtf8(entry->codeName) + L"'.");
+    return entry->text;
+}
+
+std::shared_ptr<spdlog::logger> CWQ_DefaultHost::GetLogger(const std::string& name)
+{
+    return CLogRegistry::Instance().Get(name);
+}
+
+int CWQ_DefaultHost::GenerateErrorReport(const SMOXCrashRecord& record)
+{
+    std::wstring path;
+    std::wstring error;
+    const bool written = WriteCrashReport(record, path, error);
+    Brel::Log::Write(*GetLogger(kLoggerName), written ? Brel::Log::eLogLevel_Warning : Brel::Log::eLogLevel_Error,
+                     ZEL_SOURCE_LOCATION,
+                     written ? L"A crash report was written: " + path : L"No crash report was written. " + error);
+    return written ? 1 : 0;
+}

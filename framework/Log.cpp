@@ -1,0 +1,93 @@
+#include "framework/Log.h"
+
+#include "framework/Host.h"
+#include "framework/LogOptions.h"
+#include "framework/LogRegistry.h"
+#include "platform/Text.h"
+
+#include <spdlog/logger.h>
+#include <spdlog/sinks/sink.h>
+
+#include <utility>
+
+namespace Brel::Log {
+
+namespace {
+
+static_assert(static_cast<int>(eLogLevel_Trace) == SPDLOG_LEVEL_TRACE);
+static_assert(static_cast<int>(eLogLevel_Critical) == SPDLOG_LEVEL_CRITICAL);
+
+spdlog::level::level_enum SpdlogLevel(eLogLevel level)
+{
+    return static_cast<spdlog::level::level_enum>(level);
+}
+
+std::string TextOrEmpty(const char* text)
+{
+    return text != nullptr ? text : "";
+}
+
+class CCallbackSink : public spdlog::sinks::sink {
+public:
+    explicit CCallbackSink(std::function<void(const SLogLine&)> callback) : m_callback(std::move(callback)) {}
+
+    void log(const spdlog::details::log_msg& message) override
+    {
+        SLogLine line;
+        line.logger.assign(message.logger_name.data(), message.logger_name.size());
+        line.level = static_cast<eLogLevel>(message.level);
+        line.file = TextOrEmpty(message.source.filename);
+        line.line = message.source.line;
+        line.function = TextOrEmpty(message.source.funcname);
+        line.text = platform::FromUtf8({message.payload.data(), message.payload.size()});
+        m_callback(line);
+    }
+    void flush() override {}
+    void set_pattern(const std::string&) override {}
+    void set_formatter(std::unique_ptr<spdlog::formatter>) override {}
+
+private:
+    const std::function<void(const SLogLine&)> m_callback;
+};
+
+} // namespace
+
+std::shared_ptr<Logger> Get(const std::string& name)
+{
+    return WQ_Host().GetLogger(name);
+}
+
+bool IsEnabled(Logger& logger, eLogLevel level)
+{
+    return logger.should_log(SpdlogLevel(level));
+}
+
+void Write(Logger& logger, eLogLevel level, const platform::SSourceLocation& location, std::wstring_view text)
+{
+    if (!IsEnabled(logger, level))
+        return;
+    try {
+        const std::string bytes = platform::ToUtf8(text);
+        // The overload for finished texts: the others would take braces for placeholders.
+        logger.log(spdlog::source_loc{location.file, location.line, location.function}, SpdlogLevel(level),
+                   spdlog::string_view_t(bytes));
+    } catch (...) {
+        // A line is lost for want of memory. Logging must never be what ends the work that it tells about.
+        return;
+    }
+}
+
+bool Configure(const SLogOptions& options, std::wstring* errorText)
+{
+    return CLogRegistry::Instance().Configure(options, errorText);
+}
+
+std::shared_ptr<Logger> MakeCallbackLogger(const std::string& name, eLogLevel level,
+                                           std::function<void(const SLogLine&)> callback)
+{
+    auto logger = std::make_shared<Logger>(name, std::make_shared<CCallbackSink>(std::move(callback)));
+    logger->set_level(SpdlogLevel(level));
+    return logger;
+}
+
+} // namespace Brel::Log

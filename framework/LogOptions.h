@@ -1,0 +1,49 @@
+#pragma once
+
+#include "framework/Log.h"
+#include "platform/Export.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace Brel::Log {
+
+/// Where the loggers of the default host write, and how much.
+struct SLogOptions {
+    eLogLevel level = eLogLevel_Info;
+    /// To standard error; in colour on a terminal that TERM names as capable of it, unless NO_COLOR is set.
+    bool console = true;
+    /// Appended to this file as well when not empty.
+    std::wstring file = {};
+};
+
+/// Sets the output of all loggers of the default host, those that exist and those to come, and opens the log file anew:
+/// call it again after the file was moved away. A host that configures nothing gets the defaults of SLogOptions. False
+/// when the file cannot be opened; then nothing has changed and errorText, when given, names it with the reason. From
+/// any thread.
+///
+/// One line of the log:
+///   2024-05-01T12:00:00.123Z info     [ZelProcessor] [4711] text (File.cpp:17)
+/// with the time in UTC and the thread's number. Further lines of a text are led in by a bar, and control characters
+/// are written as \x1B: nothing that a request's name or content holds passes for a line of the log or reaches the
+/// terminal. Every line has been handed to the system when Write returns, so it survives the death of the process; not
+/// that of the machine. The file only grows: rotate it from outside.
+ZEL_FRAMEWORK_API bool Configure(const SLogOptions& options, std::wstring* errorText = nullptr);
+
+/// One line as it was written, for hosts with a log of their own.
+struct SLogLine {
+    std::string logger;
+    eLogLevel level = eLogLevel_Info;
+    std::string file; ///< as the compiler named it, or as a report did; may be empty
+    int line = 0;
+    std::string function;
+    std::wstring text; ///< unchanged
+};
+
+/// A logger that hands every line of at least this level to a function, which is called on the writing thread, possibly
+/// on several at once, and must not log there itself. An exception from it ends there.
+[[nodiscard]] ZEL_FRAMEWORK_API std::shared_ptr<Logger> MakeCallbackLogger(
+    const std::string& name, eLogLevel level, std::function<void(const SLogLine&)> callback);
+
+} // namespace Brel::Log

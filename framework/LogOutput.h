@@ -1,0 +1,38 @@
+#pragma once
+
+#include <spdlog/details/log_msg.h>
+#include <spdlog/sinks/base_sink.h>
+
+#include <fstream>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+/// A text as a line of the log may show it: control characters and bytes that are no text are escaped, further lines
+/// led in.
+[[nodiscard]] std::string PrintableLogText(std::string_view text);
+
+/// Where the lines of all loggers of the default host go: standard error and at most one file.
+///
+/// Not one of the ready-made sinks: those take no wide file name on Windows without changing their library for
+/// everybody, and write UTF-8 bytes to a console that expects something else.
+class CLogOutput : public spdlog::sinks::base_sink<std::mutex> {
+public:
+    CLogOutput();
+
+    /// Takes over an opened file (a closed one for none) and switches the console.
+    void Redirect(std::ofstream file, bool console);
+
+protected:
+    void sink_it_(const spdlog::details::log_msg& message) override;
+    void flush_() override;
+
+private:
+    void WriteToConsole(const spdlog::details::log_msg& message, std::string_view line) const;
+    void WriteToFile(std::string_view line);
+
+    std::ofstream m_file;
+    bool m_bConsole = true;
+    bool m_bColour;
+    bool m_bFileFailed = false;
+};

@@ -1,0 +1,115 @@
+#include "framework/DefaultHost.h"
+
+#include "framework/Log.h"
+#include "framework/LogOptions.h"
+#include "framework/Services.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+/// The default services over a logger that keeps its lines.
+class CKeptLogHost : public CWQ_DefaultHost {
+public:
+    CKeptLogHost()
+    {
+        m_pLogger = Brel::Log::MakeCallbackLogger("ZelProcessor", Brel::Log::eLogLevel_Trace,
+                                                  [this](const Brel::Log::SLogLine& line) { m_lines.push_back(line); });
+    }
+    std::shared_ptr<Brel::Log::Logger> GetLogger(const std::string& name) override
+    {
+        EXPECT_EQ(name, "ZelProcessor");
+        return m_pLogger;
+    }
+    std::vector<Brel::Log::SLogLine> m_lines;
+
+private:
+    std::shared_ptr<Brel::Log::Logger> m_pLogger;
+};
+
+TEST(DefaultHostTest, AReportIsAnErrorLineWithThePlaceOfTheReport)
+{
+    CKeptLogHost host;
+    host.ReportError({0, L"Kernel/ZEL_Processor/Server", 312, L"CServer::Run()", L"Request {x} failed"});
+    ASSERT_EQ(host.m_lines.size(), 1U);
+    EXPECT_EQ(host.m_lines[0].level, Brel::Log::eLogLevel_Error);
+    EXPECT_EQ(host.m_lines[0].text, L"CServer::Run(): Request {x} failed");
+    EXPECT_EQ(host.m_lines[0].file, "Kernel/ZEL_Processor/Server");
+    EXPECT_EQ(host.m_lines[0].line, 312);
+    EXPECT_EQ(host.m_lines[0].function, "CServer::Run()");
+}
+
+TEST(DefaultHostTest, ABoxIsALineOfTheLevelOfItsIcon)
+{
+    CKeptLogHost host;
+    EXPECT_EQ(host.ShowMessage(L"e", eMessageStyle_Error, 0), eMessageAnswer_Ok);
+    EXPECT_EQ(host.ShowMessage(L"w", eMessageStyle_Warning, 0), eMessageAnswer_Ok);
+    EXPECT_EQ(host.ShowMessage(L"i", 64, 0), eMessageAnswer_Ok);
+    EXPECT_EQ(host.ShowMessage(L"n", 0, 0), eMessageAnswer_Ok);
+    ASSERT_EQ(host.m_lines.size(), 4U);
+    EXPECT_EQ(host.m_lines[0].level, Brel::Log::eLogLevel_Error);
+    EXPECT_EQ(host.m_lines[1].level, Brel::Log::eLogLevel_Warning);
+    EXPECT_EQ(host.m_lines[2].level, Brel::Log::eLogLevel_Info);
+    EXPECT_EQ(host.m_lines[3].level, Brel::Log::eLogLevel_Info);
+    EXPECT_EQ(host.m_lines[0].text, L"e");
+}
+
+TEST(DefaultHostTest, AQuestionIsAnsweredAtOnceAndTheLineTellsHow)
+{
+    CKeptLogHost host;
+    const unsigned style = eMessageStyle_YesNo | eMessageStyle_Warning;
+    EXPECT_EQ(host.AskMessage(L"Really?", style, eMessageAnswer_No, 0), eMessageAnswer_No);
+    EXPECT_EQ(host.AskMessage(L"Really?", style, eMessageAnswer_Yes, 0), eMessageAnswer_Yes);
+    ASSERT_EQ(host.m_lines.size(), 2U);
+    EXPECT_EQ(host.m_lines[0].level, Brel::Log::eLogLevel_Warning);
+    EXPECT_TRUE(host.m_lines[0].text.starts_with(L"Really?\n"));
+    EXPECT_TRUE(host.m_lines[0].text.ends_with(L" no."));
+    EXPECT_TRUE(host.m_lines[1].text.ends_with(L" yes."));
+}
+
+TEST(DefaultHostTest, AMissingTextNamesItselfAndIsLoggedOnce)
+{
+    CKeptLogHost host;
+    EXPECT_EQ(host.GetText(9001, "IDS_NO_SUCH"), L"Text IDS_NO_SUCH (9001) is missing.");
+    EXPECT_EQ(host.GetText(9001, "IDS_NO_SUCH"), L"Text IDS_NO_SUCH (9001) is missing.");
+    EXPECT_EQ(host.GetText(9002, nullptr), L"Text 9002 is missing.");
+    ASSERT_EQ(host.m_lines.size(), 2U);
+    EXPECT_EQ(host.m_lines[0].level, Brel::Log::eLogLevel_Error);
+    EXPECT_EQ(host.m_lines[0].text, L"Text IDS_NO_SUCH (9001) is missing.");
+}
+
+TEST(DefaultHostTest, ReservedIdentifiersHaveNoText)
+{
+    CKeptLogHost host;
+    EXPECT_EQ(host.GetText(108, nullptr), L"Text 108 is missing.");
+    EXPECT_EQ(host.GetText(109, nullptr), L"Text 109 is missing.");
+}
+
+TEST(DefaultHostTest, AWrongCodeNameGivesTheTextAndALine)
+{
+    CKeptLogHost host;
+    EXPECT_EQ(host.GetText(132, "IDS_DONE"), host.GetText(132, "IDS_PAUSED"));
+    ASSERT_EQ(host.m_lines.size(), 1U);
+    EXPECT_NE(host.m_lines[0].text.find(L"'IDS_PAUSED'"), std::wstring::npos);
+}
+
+TEST(DefaultHostTest, AModuleWithoutATableUsesTheSystemsTexts)
+{
+    CKeptLogHost host;
+    const std::wstring done = host.GetText(116, "IDS_DONE");
+    const CWQ_SetResource resource("SomePlugIn");
+    EXPECT_EQ(host.GetText(116, "IDS_DONE"), done);
+}
+
+TEST(DefaultHostTest, GivesOneLoggerPerName)
+{
+    CWQ_DefaultHost host;
+    const auto first = host.GetLogger("DefaultHostTest.A");
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(host.GetLogger("DefaultHostTest.A"), first);
+    EXPECT_NE(host.GetLogger("DefaultHostTest.B"), first);
+}
+
+} // namespace
