@@ -1,0 +1,88 @@
+#include "framework/WorkerThread.h"
+
+#include "framework/Services.h"
+#include "platform/Text.h"
+
+#include <exception>
+#include <utility>
+
+namespace {
+
+thread_local const std::atomic<bool>* currentQuit = nullptr;
+
+void ReportEscapedException(const std::wstring& what)
+{
+    WQ_ReportErrorNow(L"framework/WorkerThread", 17, L"CWQ_Thread::Run", L"An exception ended a thread: " + what);
+}
+
+/// The one place where exceptions of a thread end.
+unsigned RunProcedure(AFX_THREADPROC procedure, void* parameter)
+{
+    try {
+        return procedure(parameter);
+    } catch (const std::exception& exception) {
+        ReportEscapedException(platform::FromUtf8(exception.what()));
+    } catch (...) {
+        ReportEscapedException(L"unknown exception");
+    }
+    return CWQ_Thread::kFailedExitCode;
+}
+
+} // namespace
+
+CWQ_Thread::CWQ_Thread(SKey /*key*/) : m_pQuit(std::make_shared<std::atomic<bool>>(false)) {}
+
+CWQ_Thread::~CWQ_Thread() = default;
+
+bool CWQ_Thread::Start(AFX_THREADPROC procedure, void* parameter)
+{
+    return m_thread.Start([quit = m_pQuit, procedure, parameter] {
+        currentQuit = quit.get();
+        const unsigned exitCode = RunProcedure(procedure, parameter);
+        currentQuit = nullptr;
+        return exitCode;
+    });
+}
+
+bool CWQ_Thread::Wait()
+{
+    if (m_bJoined)
+        return true;
+    if (!m_thread.Join())
+        return false;
+    m_bJoined = true;
+    return true;
+}
+
+bool CWQ_Thread::WaitFor(std::chrono::milliseconds timeout)
+{
+    return m_bJoined || m_thread.WaitFor(timeout);
+}
+
+void CWQ_Thread::PostQuit()
+{
+    m_pQuit->store(true);
+}
+
+bool CWQ_Thread::IsQuitPosted() const
+{
+    return m_pQuit->load();
+}
+
+bool CWQ_Thread::IsQuitPostedToCurrent()
+{
+    return currentQuit != nullptr && currentQuit->load();
+}
+
+unsigned CWQ_Thread::ExitCode() const
+{
+    return m_thread.ExitCode();
+}
+
+std::unique_ptr<CWQ_Thread> AfxBeginThread(AFX_THREADPROC procedure, void* parameter)
+{
+    auto thread = std::make_unique<CWQ_Thread>(CWQ_Thread::SKey{});
+    if (!thread->Start(procedure, parameter))
+        return nullptr;
+    return thread;
+}
