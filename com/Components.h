@@ -35,7 +35,7 @@ struct SComponentManifest {
     std::vector<SComponentClass> classes;
 };
 
-/// Reads one manifest. False with a text that names the file and the reason. Checks the file alone, not its permissions and
+/// Reads one manifest; it is UTF-8 text. False with a text that names the file and the reason. Checks the file alone, not its permissions and
 /// not the module.
 [[nodiscard]] ZEL_FRAMEWORK_API bool ReadComponentManifest(const std::wstring& path, SComponentManifest& manifest,
                                                            std::wstring& error);
@@ -44,9 +44,9 @@ struct SComponentManifest {
                                                             std::wstring& error);
 
 /// Adds all manifests of a folder, in the order of their names. One that can't be used (unreadable, not a manifest, no module
-/// there, class id taken by another module, writable by others) is left out with a line in errors; the others are added. The
-/// module is not loaded here. A folder that does not exist is an error line; one that is writable by others is left out whole.
-/// Adding a folder again changes nothing but adds what is new.
+/// there, writable by others) is left out with a line in errors that names the file and the reason; the others are added. So is
+/// a class id that another module has taken already. The modules are not loaded here. A folder that does not exist is an error
+/// line; one that is writable by others is left out whole. Adding a folder again changes nothing but adds what is new.
 ZEL_FRAMEWORK_API void AddComponentFolder(const std::wstring& path, std::vector<std::wstring>& errors);
 
 /// Adds the folder "components" of the system's configuration directory and of the user's, where they exist, then each folder

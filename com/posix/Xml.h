@@ -5,7 +5,7 @@
 // The DOM interfaces where the system has none: the members that this system uses, with the signatures and in the order of
 // Windows. Do not include this directly; include "com/Xml.h".
 //
-// Every member gives E_POINTER (E_INVALIDARG where Windows does) for a null out pointer. Absence is S_FALSE with a null out value.
+// Every member gives E_INVALIDARG for a null out pointer. Absence is S_FALSE with a null out value.
 
 struct IXMLDOMAttribute;
 struct IXMLDOMDocument;
@@ -72,7 +72,6 @@ struct IXMLDOMDocument : public IXMLDOMNode {
     virtual HRESULT STDMETHODCALLTYPE createElement(BSTR tagName, IXMLDOMElement** element) = 0;
     virtual HRESULT STDMETHODCALLTYPE createProcessingInstruction(BSTR target, BSTR data,
                                                                   IXMLDOMProcessingInstruction** instruction) = 0;
-    virtual HRESULT STDMETHODCALLTYPE createAttribute(BSTR name, IXMLDOMAttribute** attribute) = 0;
     /// Reads the file that a VT_BSTR names. S_FALSE and VARIANT_FALSE when it can't be read or is not well formed; parseError
     /// then tells why, and the document is empty.
     virtual HRESULT STDMETHODCALLTYPE load(VARIANT xmlSource, VARIANT_BOOL* isSuccessful) = 0;
@@ -120,7 +119,8 @@ struct IXMLDOMNamedNodeMap : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE get_length(LONG* length) = 0;
 };
 
-/// Of the last load or loadXML. All zero and empty, with S_FALSE, when it went well.
+/// Of the last load or loadXML. When it went well, all is zero and empty, and errorCode and reason give S_FALSE. The code is the
+/// parser's own number, or an HRESULT for a file that could not be read.
 struct IXMLDOMParseError : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE get_errorCode(LONG* errorCode) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_url(BSTR* url) = 0;

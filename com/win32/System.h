@@ -63,6 +63,7 @@
 #undef SetEnvironmentVariable
 #undef StartService
 #undef Yield
+#undef interface
 #undef max
 #undef min
 #undef small

@@ -1,0 +1,235 @@
+#include "com/posix/DomParser.h"
+
+#include "com/posix/DomText.h"
+
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <libxml/SAX2.h>
+#include <libxml/xmlerror.h>
+
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace com_posix {
+namespace {
+
+struct SFreeContext {
+    void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
+};
+using CContextPtr = std::unique_ptr<xmlParserCtxt, SFreeContext>;
+
+/// What the parser's callbacks, which are C and must not throw, leave behind.
+struct SParseState {
+    SDomParseError first;
+    const char* refused = nullptr;
+    LONG refusedLine = 0;
+    LONG refusedColumn = 0;
+};
+
+SParseState& StateOf(void* context)
+{
+    return *static_cast<SParseState*>(static_cast<xmlParserCtxt*>(context)->_private);
+}
+
+/// The first error is the cause; what follows are its consequences. Namespace errors are none: names are compared as written.
+template <class Error>
+void OnError(void* context, Error* error)
+{
+    SParseState& state = StateOf(context);
+    if (error->level < XML_ERR_ERROR || error->domain == XML_FROM_NAMESPACE || state.first.code != 0)
+        return;
+    state.first.code = error->code;
+    state.first.line = error->line;
+    state.first.column = error->int2;
+    try {
+        state.first.reason = error->message == nullptr ? "" : error->message;
+    } catch (const std::bad_alloc&) {
+        state.first.reason.clear(); // the code, line and column say enough
+    }
+}
+
+void Refuse(void* context, const char* reason)
+{
+    SParseState& state = StateOf(context);
+    if (state.refused == nullptr) {
+        state.refused = reason;
+        state.refusedLine = xmlSAX2GetLineNumber(context);
+        state.refusedColumn = xmlSAX2GetColumnNumber(context);
+    }
+    xmlStopParser(static_cast<xmlParserCtxt*>(context));
+}
+
+void OnEntityDeclaration(void* context, const xmlChar* name, int type, const xmlChar* publicId, const xmlChar* systemId,
+                         xmlChar* content)
+{
+    if (type == XML_INTERNAL_GENERAL_ENTITY)
+        xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+    else if (type == XML_INTERNAL_PARAMETER_ENTITY)
+        Refuse(context, "Parameter entities are not accepted");
+    else
+        Refuse(context, "External entities are not accepted");
+}
+
+void OnUnparsedEntity(void* context, const xmlChar*, const xmlChar*, const xmlChar*, const xmlChar*)
+{
+    Refuse(context, "External entities are not accepted");
+}
+
+void OnAttributeDeclaration(void* context, const xmlChar* element, const xmlChar* fullName, int type, int def,
+                            const xmlChar* defaultValue, xmlEnumeration* tree)
+{
+    // Applied to every element, a long one makes a short document huge; ignored, the document would mean something else.
+    if (defaultValue == nullptr) {
+        xmlSAX2AttributeDecl(context, element, fullName, type, def, defaultValue, tree);
+        return;
+    }
+    xmlFreeEnumeration(tree);
+    Refuse(context, "Default values of attributes are not accepted");
+}
+
+/// Second line of defence: whatever would be loaded for an entity is nothing.
+xmlParserInput* OnResolveEntity(void*, const xmlChar*, const xmlChar*)
+{
+    return nullptr;
+}
+
+void InitializeLibrary()
+{
+    static const bool initialized = (xmlInitParser(), true);
+    static_cast<void>(initialized);
+}
+
+CContextPtr MakeContext(SParseState& state)
+{
+    InitializeLibrary();
+    CContextPtr context(xmlNewParserCtxt());
+    if (!context)
+        throw std::bad_alloc();
+    context->_private = &state;
+    context->sax->serror = [](void* data, auto* error) { OnError(data, error); };
+    context->sax->entityDecl = OnEntityDeclaration;
+    context->sax->unparsedEntityDecl = OnUnparsedEntity;
+    context->sax->attributeDecl = OnAttributeDeclaration;
+    context->sax->resolveEntity = OnResolveEntity;
+    return context;
+}
+
+std::string TrimmedReason(std::string reason)
+{
+    while (!reason.empty() && IsXmlSpace(reason.back()))
+        reason.pop_back();
+    return reason;
+}
+
+SDomParseError ErrorOf(SParseState& state)
+{
+    SDomParseError error = std::move(state.first);
+    if (state.refused != nullptr)
+        error = {kDomError_RefusedDeclaration, state.refused, state.refusedLine, state.refusedColumn};
+    if (error.code == 0)
+        error.code = XML_ERR_INTERNAL_ERROR;
+    error.reason = TrimmedReason(std::move(error.reason));
+    if (error.reason.empty())
+        error.reason = "The document is not well formed";
+    return error;
+}
+
+/// The XML declaration as a processing instruction, which is what the DOM makes of it.
+void AddDeclarationNode(CDomTree& tree, const xmlParserCtxt& context, std::string_view encoding)
+{
+    if (context.standalone == -1) // there is none; -2 is one that does not say "standalone"
+        return;
+    std::string content = "version=\"";
+    content.append(ViewOf(context.version)).append("\"");
+    if (!encoding.empty())
+        content.append(" encoding=\"").append(encoding).append("\"");
+    if (context.standalone >= 0)
+        content.append(" standalone=\"").append(context.standalone == 1 ? "yes" : "no").append("\"");
+    xmlNode* node = xmlNewDocPI(tree.Document(), XmlChars("xml"), XmlChars(content.c_str()));
+    if (node == nullptr)
+        throw std::bad_alloc();
+    xmlNode* root = tree.Root();
+    node->parent = root;
+    node->next = root->children;
+    (root->children != nullptr ? root->children->prev : root->last) = node;
+    root->children = node;
+}
+
+/// The name that an XML declaration gives for the encoding. The document is known to be well formed.
+std::string_view DeclaredEncoding(std::string_view utf8)
+{
+    const std::size_t end = utf8.find("?>");
+    if (utf8.substr(0, 5) != "<?xml" || end == std::string_view::npos)
+        return {};
+    const std::string_view declaration = utf8.substr(0, end);
+    const std::size_t keyword = declaration.find("encoding");
+    if (keyword == std::string_view::npos)
+        return {};
+    const std::size_t open = declaration.find_first_of("'\"", keyword);
+    if (open == std::string_view::npos)
+        return {};
+    const std::size_t close = declaration.find(declaration[open], open + 1);
+    return close == std::string_view::npos ? std::string_view() : declaration.substr(open + 1, close - open - 1);
+}
+
+/// With an encoding the bytes are in it whatever they declare.
+CDomTreePtr Parse(std::string_view bytes, const char* encoding, bool preserveWhiteSpace, SDomParseError& error)
+{
+    if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()) - 16) {
+        error = {kDomError_TooLong, "The document is too long", 0, 0};
+        return nullptr;
+    }
+    SParseState state;
+    const CContextPtr context = MakeContext(state);
+    const int options = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOWARNING | XML_PARSE_NOERROR | XML_PARSE_COMPACT |
+                        (encoding != nullptr ? XML_PARSE_IGNORE_ENC : 0);
+    xmlDoc* document = xmlCtxtReadMemory(context.get(), bytes.empty() ? "" : bytes.data(), static_cast<int>(bytes.size()),
+                                         nullptr, encoding, options);
+    if (document == nullptr || state.refused != nullptr) {
+        xmlFreeDoc(document);
+        error = ErrorOf(state);
+        return nullptr;
+    }
+    std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> owned(document, &xmlFreeDoc);
+    auto tree = std::make_shared<CDomTree>(owned.get());
+    static_cast<void>(owned.release());
+    tree->m_bPreserveWhiteSpace = preserveWhiteSpace;
+    // Searched in the bytes where they are ASCII-like; in UTF-16 the answer is "perhaps".
+    tree->m_bMayHaveSpaceAttribute =
+        bytes.find("xml:space") != std::string_view::npos || bytes.find('\0') != std::string_view::npos;
+    AddDeclarationNode(*tree, *context, encoding != nullptr ? DeclaredEncoding(bytes) : ViewOf(context->encoding));
+    if (!preserveWhiteSpace)
+        RemoveBlankTexts(*tree);
+    return tree;
+}
+
+} // namespace
+
+CDomTreePtr ParseXmlBytes(std::string_view bytes, bool preserveWhiteSpace, SDomParseError& error)
+{
+    return Parse(bytes, nullptr, preserveWhiteSpace, error);
+}
+
+CDomTreePtr ParseXmlText(std::wstring_view text, bool preserveWhiteSpace, SDomParseError& error)
+{
+    if (!text.empty() && text.front() == 0xFEFF)
+        text.remove_prefix(1);
+    LONG skippedLines = 0;
+    while (!text.empty() && text.front() > 0 && text.front() < 0x80 && IsXmlSpace(static_cast<char>(text.front()))) {
+        skippedLines += text.front() == L'\n' ? 1 : 0;
+        text.remove_prefix(1);
+    }
+    std::string utf8;
+    if (!ToXmlUtf8(text, utf8)) {
+        error = {kDomError_NoCharacter, "The text has a code that is no character", 0, 0};
+        return nullptr;
+    }
+    CDomTreePtr tree = Parse(utf8, "UTF-8", preserveWhiteSpace, error);
+    if (!tree && error.line > 0)
+        error.line += skippedLines;
+    return tree;
+}
+
+} // namespace com_posix

@@ -1,0 +1,316 @@
+#include "com/posix/DomTree.h"
+
+#include "com/posix/DomText.h"
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+
+namespace com_posix {
+namespace {
+
+const xmlNs* AsNamespace(const xmlNode* node)
+{
+    return reinterpret_cast<const xmlNs*>(node);
+}
+
+std::string QualifiedName(const xmlNode* node)
+{
+    std::string name;
+    if (node->ns != nullptr && node->ns->prefix != nullptr) {
+        name = ViewOf(node->ns->prefix);
+        name += ':';
+    }
+    return name.append(ViewOf(node->name));
+}
+
+/// Text with the part of it that must stay when white space is cut off.
+class CTextCollector {
+public:
+    void Append(std::string_view text, bool trimmed)
+    {
+        const std::size_t start = m_sText.size();
+        m_sText += text;
+        std::size_t first = 0;
+        std::size_t last = text.size();
+        while (trimmed && first < last && IsXmlSpace(text[first]))
+            ++first;
+        while (trimmed && last > first && IsXmlSpace(text[last - 1]))
+            --last;
+        if (first == last)
+            return;
+        m_nFirst = std::min(m_nFirst, start + first);
+        m_nLast = start + last;
+    }
+    [[nodiscard]] std::string Take()
+    {
+        if (m_nFirst >= m_nLast)
+            return {};
+        m_sText.resize(m_nLast);
+        m_sText.erase(0, m_nFirst);
+        return std::move(m_sText);
+    }
+
+private:
+    std::string m_sText;
+    std::size_t m_nFirst = std::string::npos;
+    std::size_t m_nLast = 0;
+};
+
+bool KeepsSpace(const CDomTree& tree, const xmlNode* node)
+{
+    return tree.m_bPreserveWhiteSpace ||
+           (tree.m_bMayHaveSpaceAttribute && xmlNodeGetSpacePreserve(const_cast<xmlNode*>(node)) == 1);
+}
+
+bool IsBlank(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), IsXmlSpace);
+}
+
+} // namespace
+
+CDomTree::CDomTree(xmlDoc* document) : m_pDocument(document != nullptr ? document : xmlNewDoc(XmlChars("1.0")))
+{
+    if (m_pDocument == nullptr)
+        throw std::bad_alloc();
+}
+
+CDomTree::~CDomTree()
+{
+    // Orphans first: their names may lie in the document's dictionary.
+    for (xmlNode* orphan : m_orphans)
+        xmlFreeNode(orphan);
+    xmlFreeDoc(m_pDocument);
+}
+
+xmlNode* CDomTree::Adopt(xmlNode* orphan)
+{
+    if (orphan == nullptr)
+        throw std::bad_alloc();
+    try {
+        m_orphans.push_back(orphan);
+    } catch (...) {
+        xmlFreeNode(orphan);
+        throw;
+    }
+    return orphan;
+}
+
+void CDomTree::ForgetOrphan(xmlNode* node)
+{
+    const auto found = std::find(m_orphans.rbegin(), m_orphans.rend(), node);
+    if (found != m_orphans.rend())
+        m_orphans.erase(std::next(found).base());
+}
+
+void CDomTree::Unlink(xmlNode* node)
+{
+    m_orphans.reserve(m_orphans.size() + 1);
+    xmlUnlinkNode(node);
+    m_orphans.push_back(node);
+    ++m_nChanges;
+}
+
+void CDomTree::Append(xmlNode* parent, xmlNode* node)
+{
+    // Not xmlAddChild: it merges neighbouring texts and frees one of them, which somebody may hold.
+    if (node->parent != nullptr)
+        xmlUnlinkNode(node);
+    else
+        ForgetOrphan(node);
+    node->parent = parent;
+    node->prev = parent->last;
+    node->next = nullptr;
+    (parent->last != nullptr ? parent->last->next : parent->children) = node;
+    parent->last = node;
+    ++m_nChanges;
+}
+
+void CDomTree::SetText(xmlNode* parent, const std::string& utf8)
+{
+    xmlNode* text = nullptr;
+    if (!utf8.empty())
+        text = Adopt(xmlNewDocTextLen(m_pDocument, XmlChars(utf8.data()), static_cast<int>(utf8.size())));
+    while (parent->children != nullptr)
+        Unlink(parent->children);
+    if (text != nullptr)
+        Append(parent, text);
+}
+
+bool IsNamespaceDeclaration(const xmlNode* node)
+{
+    return node->type == XML_NAMESPACE_DECL;
+}
+
+DOMNodeType TypeOf(const xmlNode* node)
+{
+    switch (node->type) {
+    case XML_ELEMENT_NODE:
+        return NODE_ELEMENT;
+    case XML_ATTRIBUTE_NODE:
+    case XML_NAMESPACE_DECL:
+        return NODE_ATTRIBUTE;
+    case XML_TEXT_NODE:
+        return NODE_TEXT;
+    case XML_CDATA_SECTION_NODE:
+        return NODE_CDATA_SECTION;
+    case XML_ENTITY_REF_NODE:
+        return NODE_ENTITY_REFERENCE;
+    case XML_PI_NODE:
+        return NODE_PROCESSING_INSTRUCTION;
+    case XML_COMMENT_NODE:
+        return NODE_COMMENT;
+    case XML_DOCUMENT_NODE:
+        return NODE_DOCUMENT;
+    case XML_DTD_NODE:
+        return NODE_DOCUMENT_TYPE;
+    default:
+        return NODE_INVALID;
+    }
+}
+
+std::string NameOf(const xmlNode* node)
+{
+    switch (node->type) {
+    case XML_NAMESPACE_DECL: {
+        const xmlNs* declaration = AsNamespace(node);
+        return declaration->prefix == nullptr ? "xmlns" : "xmlns:" + std::string(ViewOf(declaration->prefix));
+    }
+    case XML_TEXT_NODE:
+        return "#text";
+    case XML_CDATA_SECTION_NODE:
+        return "#cdata-section";
+    case XML_COMMENT_NODE:
+        return "#comment";
+    case XML_DOCUMENT_NODE:
+        return "#document";
+    case XML_ELEMENT_NODE:
+    case XML_ATTRIBUTE_NODE:
+        return QualifiedName(node);
+    default:
+        return std::string(ViewOf(node->name));
+    }
+}
+
+xmlNode* FirstChildOf(const xmlNode* node)
+{
+    switch (node->type) {
+    case XML_ELEMENT_NODE:
+    case XML_ATTRIBUTE_NODE:
+    case XML_DOCUMENT_NODE:
+        return node->children;
+    default:
+        return nullptr;
+    }
+}
+
+xmlNode* LastChildOf(const xmlNode* node)
+{
+    return FirstChildOf(node) == nullptr ? nullptr : node->last;
+}
+
+xmlNode* NextOf(const xmlNode* node)
+{
+    return TypeOf(node) == NODE_ATTRIBUTE ? nullptr : node->next;
+}
+
+xmlNode* PreviousOf(const xmlNode* node)
+{
+    return TypeOf(node) == NODE_ATTRIBUTE ? nullptr : node->prev;
+}
+
+xmlNode* ParentOf(const xmlNode* node)
+{
+    return TypeOf(node) == NODE_ATTRIBUTE ? nullptr : node->parent;
+}
+
+xmlNode* AttributeAt(const xmlNode* element, LONG index)
+{
+    if (index < 0 || element->type != XML_ELEMENT_NODE)
+        return nullptr;
+    for (xmlAttr* attribute = element->properties; attribute != nullptr; attribute = attribute->next) {
+        if (index-- == 0)
+            return reinterpret_cast<xmlNode*>(attribute);
+    }
+    for (xmlNs* declaration = element->nsDef; declaration != nullptr; declaration = declaration->next) {
+        if (index-- == 0)
+            return reinterpret_cast<xmlNode*>(declaration);
+    }
+    return nullptr;
+}
+
+LONG AttributeCount(const xmlNode* element)
+{
+    LONG count = 0;
+    if (element->type != XML_ELEMENT_NODE)
+        return count;
+    for (const xmlAttr* attribute = element->properties; attribute != nullptr; attribute = attribute->next)
+        ++count;
+    for (const xmlNs* declaration = element->nsDef; declaration != nullptr; declaration = declaration->next)
+        ++count;
+    return count;
+}
+
+xmlNode* FindAttribute(const xmlNode* element, const std::string& name)
+{
+    for (LONG index = 0;; ++index) {
+        xmlNode* attribute = AttributeAt(element, index);
+        if (attribute == nullptr || NameOf(attribute) == name)
+            return attribute;
+    }
+}
+
+std::string ValueOf(const xmlNode* node)
+{
+    if (node->type == XML_NAMESPACE_DECL)
+        return std::string(ViewOf(AsNamespace(node)->href));
+    if (node->type != XML_ATTRIBUTE_NODE)
+        return std::string(ViewOf(node->content));
+    std::string value;
+    for (const xmlNode* part = node->children; part != nullptr; part = part->next)
+        value += ViewOf(part->content);
+    return value;
+}
+
+xmlNode* NextInSubtree(const xmlNode* node, const xmlNode* top)
+{
+    if (xmlNode* child = FirstChildOf(node))
+        return child;
+    while (node != top) {
+        if (node->next != nullptr)
+            return node->next;
+        node = node->parent;
+    }
+    return nullptr;
+}
+
+std::string TextOf(const CDomTree& tree, const xmlNode* node)
+{
+    const DOMNodeType type = TypeOf(node);
+    if (type != NODE_ELEMENT && type != NODE_DOCUMENT && type != NODE_TEXT)
+        return ValueOf(node);
+    CTextCollector collector;
+    for (const xmlNode* part = node; part != nullptr; part = NextInSubtree(part, node)) {
+        if (part->type == XML_TEXT_NODE)
+            collector.Append(ViewOf(part->content), !KeepsSpace(tree, part));
+        else if (part->type == XML_CDATA_SECTION_NODE)
+            collector.Append(ViewOf(part->content), false);
+    }
+    return collector.Take();
+}
+
+void RemoveBlankTexts(CDomTree& tree)
+{
+    const xmlNode* top = tree.Root();
+    for (xmlNode* node = FirstChildOf(top); node != nullptr;) {
+        xmlNode* next = NextInSubtree(node, top);
+        if (node->type == XML_TEXT_NODE && IsBlank(ViewOf(node->content)) && !KeepsSpace(tree, node)) {
+            xmlUnlinkNode(node);
+            xmlFreeNode(node);
+        }
+        node = next;
+    }
+}
+
+} // namespace com_posix

@@ -1,0 +1,38 @@
+#include "com/SystemRuntime.h"
+
+#include "com/ComPtr.h"
+
+ZEL_DECLARE_IID(ICatInformation, 0x0002E013, 0x0000, 0x0000, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46);
+
+namespace com_system {
+
+bool IsThreadInitialized() noexcept
+{
+    APTTYPE type = APTTYPE_CURRENT;
+    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
+    return SUCCEEDED(CoGetApartmentType(&type, &qualifier));
+}
+
+HRESULT CreateInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID iid, void** object) noexcept
+{
+    return ::CoCreateInstance(classId, outer, context, iid, object);
+}
+
+void AppendCategory(const GUID& category, std::vector<CLSID>& classes)
+{
+    // A system without a category manager, or a thread without COM, simply has no further classes to offer.
+    CComPtr<ICatInformation> information;
+    if (FAILED(::CoCreateInstance(CLSID_StdComponentCategoriesMgr, nullptr, CLSCTX_INPROC_SERVER,
+                                  ComIid<ICatInformation>(), information.PutVoid())))
+        return;
+    CComPtr<IEnumCLSID> found;
+    CATID id = category;
+    if (FAILED(information->EnumClassesOfCategories(1, &id, 0, nullptr, found.Put())) || !found)
+        return;
+    CLSID classId = GUID_NULL;
+    ULONG fetched = 0;
+    while (found->Next(1, &classId, &fetched) == S_OK && fetched == 1)
+        classes.push_back(classId);
+}
+
+} // namespace com_system
