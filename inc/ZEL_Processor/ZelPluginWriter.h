@@ -154,6 +154,14 @@ public:
         m_strPending += markup;
         Pass();
     }
+    /// One element that was made elsewhere, on a line of its own.
+    void ElementMarkup(std::string_view element)
+    {
+        EndTag();
+        if (!m_open.empty())
+            NewLine();
+        Markup(element);
+    }
     void Close()
     {
         const SOpen element = std::move(m_open.back());

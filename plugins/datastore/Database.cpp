@@ -1,0 +1,246 @@
+#include "plugins/datastore/Database.h"
+
+#include "platform/Path.h"
+#include "platform/Text.h"
+#include "plugins/common/PluginOs.h"
+
+#include <sqlite3.h>
+
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+/// Virtual machine steps between two looks at the cancel flag: some 20 microseconds of a query.
+constexpr int kStepsBetweenLooks = 1000;
+
+/// A lock of a writer is waited for so often and so long: 5 seconds in all, and a cancellation is seen in between.
+constexpr int kLockAttempts = 500;
+constexpr std::chrono::milliseconds kLockPause(10);
+
+/// The longest value and the longest row. SQLite's own limit of a gigabyte would let one small request take all memory.
+constexpr int kMaxValueBytes = 16 * 1024 * 1024;
+
+/// The functions that reach beyond the data.
+constexpr std::array<std::string_view, 2> kRefusedFunctions = {"load_extension", "fts3_tokenizer"};
+
+const char* ActionName(int action)
+{
+    switch (action) {
+    case SQLITE_INSERT: return "INSERT";
+    case SQLITE_UPDATE: return "UPDATE";
+    case SQLITE_DELETE: return "DELETE";
+    case SQLITE_ATTACH: return "ATTACH";
+    case SQLITE_DETACH: return "DETACH";
+    case SQLITE_PRAGMA: return "PRAGMA";
+    case SQLITE_TRANSACTION:
+    case SQLITE_SAVEPOINT: return "a transaction";
+    case SQLITE_FUNCTION: return "a function that reaches beyond the data";
+    default: return "a change of the schema";
+    }
+}
+
+bool IsRefusedFunction(const char* name)
+{
+    for (const std::string_view refused : kRefusedFunctions) {
+        if (sqlite3_stricmp(name, refused.data()) == 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void CStatement::SFinalize::operator()(sqlite3_stmt* statement) const
+{
+    sqlite3_finalize(statement);
+}
+
+int CStatement::ParameterCount() const
+{
+    return sqlite3_bind_parameter_count(m_pStatement.get());
+}
+
+bool CStatement::Bind(int parameter, const SValue& value)
+{
+    sqlite3_stmt* statement = m_pStatement.get();
+    switch (value.type) {
+    case eValue_Integer: return sqlite3_bind_int64(statement, parameter, value.integer) == SQLITE_OK;
+    case eValue_Real: return sqlite3_bind_double(statement, parameter, value.real) == SQLITE_OK;
+    case eValue_Text:
+        return sqlite3_bind_text64(statement, parameter, value.bytes.data(), value.bytes.size(), SQLITE_TRANSIENT,
+                                   SQLITE_UTF8) == SQLITE_OK;
+    case eValue_Blob:
+        return sqlite3_bind_blob64(statement, parameter, value.bytes.data(), value.bytes.size(), SQLITE_TRANSIENT) ==
+               SQLITE_OK;
+    case eValue_Null: break;
+    }
+    return sqlite3_bind_null(statement, parameter) == SQLITE_OK;
+}
+
+int CStatement::ColumnCount() const
+{
+    return sqlite3_column_count(m_pStatement.get());
+}
+
+std::string CStatement::ColumnName(int column) const
+{
+    const char* name = sqlite3_column_name(m_pStatement.get(), column);
+    return name == nullptr ? std::string() : std::string(name);
+}
+
+SValue CStatement::Column(int column) const
+{
+    sqlite3_stmt* statement = m_pStatement.get();
+    const auto bytes = [&](const void* data) {
+        const auto length = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+        return data == nullptr ? std::string_view() : std::string_view(static_cast<const char*>(data), length);
+    };
+    switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER:
+        return {.type = eValue_Integer, .integer = sqlite3_column_int64(statement, column), .bytes = {}};
+    case SQLITE_FLOAT: return {.type = eValue_Real, .real = sqlite3_column_double(statement, column), .bytes = {}};
+    case SQLITE_TEXT: return {.type = eValue_Text, .bytes = bytes(sqlite3_column_text(statement, column))};
+    case SQLITE_BLOB: return {.type = eValue_Blob, .bytes = bytes(sqlite3_column_blob(statement, column))};
+    default: return {};
+    }
+}
+
+void CDatabase::SClose::operator()(sqlite3* database) const
+{
+    sqlite3_close_v2(database);
+}
+
+CDatabase::CDatabase() = default;
+CDatabase::~CDatabase() = default;
+
+bool CDatabase::Open(const std::wstring& path)
+{
+    sqlite3* database = nullptr;
+    const int result = sqlite3_open_v2(platform::NarrowPath(path).c_str(), &database,
+                                       SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
+    m_pDatabase.reset(database); // there is one even after a failure, to tell the reason
+    if (result != SQLITE_OK)
+        return database == nullptr ? Fail(L"out of memory") : FailByDatabase();
+    Restrict();
+    return true;
+}
+
+void CDatabase::Restrict()
+{
+    sqlite3* database = m_pDatabase.get();
+    sqlite3_extended_result_codes(database, 1);
+    // A schema that somebody prepared must not be able to call anything but plain functions either.
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, kMaxValueBytes);
+    sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 0);
+    sqlite3_limit(database, SQLITE_LIMIT_WORKER_THREADS, 0);
+    sqlite3_busy_handler(database, &CDatabase::WaitForLock, this);
+    sqlite3_set_authorizer(database, &CDatabase::Authorize, this);
+}
+
+void CDatabase::ObeyCancel(CZelProcessorContext& context)
+{
+    m_pContext = &context;
+    sqlite3_progress_handler(m_pDatabase.get(), kStepsBetweenLooks, &CDatabase::AskCancel, this);
+}
+
+bool CDatabase::BeginSnapshot()
+{
+    CStatement begin;
+    std::string_view rest;
+    m_bOwnStatement = true;
+    const bool isPrepared = Compile("BEGIN", begin, rest);
+    m_bOwnStatement = false;
+    return isPrepared && Step(begin) == eStep_Done;
+}
+
+bool CDatabase::Prepare(std::string_view sql, CStatement& statement)
+{
+    std::string_view rest;
+    if (!Compile(sql, statement, rest))
+        return false;
+    if (!statement)
+        return Fail(L"the SQL text holds no statement");
+    // What follows may be blanks, semicolons and comments; whether it is only SQLite can tell.
+    while (!rest.empty()) {
+        CStatement second;
+        if (!Compile(rest, second, rest) || second)
+            return Fail(L"more than one statement; a request has exactly one");
+    }
+    if (sqlite3_stmt_readonly(statement.m_pStatement.get()) == 0 || statement.ColumnCount() == 0)
+        return Fail(L"only statements that read and give rows are allowed");
+    return true;
+}
+
+bool CDatabase::Compile(std::string_view sql, CStatement& statement, std::string_view& rest)
+{
+    sqlite3_stmt* compiled = nullptr;
+    const char* tail = nullptr;
+    m_pRefused = nullptr;
+    if (sql.size() > static_cast<std::size_t>(kMaxValueBytes))
+        return Fail(L"the SQL text is too long");
+    const int result =
+        sqlite3_prepare_v2(m_pDatabase.get(), sql.data(), static_cast<int>(sql.size()), &compiled, &tail);
+    statement = CStatement(compiled);
+    if (result != SQLITE_OK && m_pRefused != nullptr)
+        return Fail(L"not allowed in a request: " + platform::FromUtf8(m_pRefused));
+    if (result != SQLITE_OK)
+        return FailByDatabase();
+    // Nothing compiled and nothing passed over would be asked for ever.
+    const auto read = static_cast<std::size_t>(tail - sql.data());
+    rest = compiled == nullptr && read == 0 ? std::string_view() : sql.substr(read);
+    return true;
+}
+
+eStepResult CDatabase::Step(CStatement& statement)
+{
+    switch (sqlite3_step(statement.m_pStatement.get())) {
+    case SQLITE_ROW: return eStep_Row;
+    case SQLITE_DONE: return eStep_Done;
+    default: break;
+    }
+    FailByDatabase();
+    return m_pContext != nullptr && m_pContext->IsCanceled() ? eStep_Canceled : eStep_Failed;
+}
+
+bool CDatabase::Fail(const CString& error)
+{
+    m_strError = error;
+    return false;
+}
+
+bool CDatabase::FailByDatabase()
+{
+    return Fail(platform::FromUtf8(sqlite3_errmsg(m_pDatabase.get())));
+}
+
+int CDatabase::Authorize(void* self, int action, const char*, const char* second, const char*, const char*)
+{
+    auto* database = static_cast<CDatabase*>(self);
+    const bool isReading = action == SQLITE_SELECT || action == SQLITE_READ || action == SQLITE_RECURSIVE;
+    const bool isFunction = action == SQLITE_FUNCTION && second != nullptr && !IsRefusedFunction(second);
+    if (isReading || isFunction || database->m_bOwnStatement)
+        return SQLITE_OK;
+    if (database->m_pRefused == nullptr)
+        database->m_pRefused = ActionName(action);
+    return SQLITE_DENY;
+}
+
+int CDatabase::AskCancel(void* self)
+{
+    return static_cast<CDatabase*>(self)->m_pContext->IsCanceled() ? 1 : 0;
+}
+
+int CDatabase::WaitForLock(void* self, int attempt)
+{
+    auto* context = static_cast<CDatabase*>(self)->m_pContext;
+    if (attempt >= kLockAttempts || (context != nullptr && context->IsCanceled()))
+        return 0;
+    SleepFor(kLockPause);
+    return 1;
+}

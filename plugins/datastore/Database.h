@@ -1,0 +1,90 @@
+#pragma once
+
+#include "plugins/datastore/Value.h"
+
+#include <ZEL_Processor/ZelProcessorContext.h>
+#include <ZEL_Processor/ZelTypes.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+enum eStepResult {
+    eStep_Row,
+    eStep_Done,
+    eStep_Canceled, ///< the context says so
+    eStep_Failed,   ///< CDatabase::ErrorText tells why
+};
+
+/// A prepared statement. Must end before its database.
+class CStatement {
+public:
+    CStatement() = default;
+    explicit CStatement(sqlite3_stmt* statement) : m_pStatement(statement) {}
+
+    [[nodiscard]] explicit operator bool() const { return m_pStatement != nullptr; }
+    [[nodiscard]] int ParameterCount() const;
+    /// Parameters count from 1. The text is copied. False for a failure of the database (a number out of range, no
+    /// memory).
+    [[nodiscard]] bool Bind(int parameter, const SValue& value);
+
+    [[nodiscard]] int ColumnCount() const;
+    [[nodiscard]] std::string ColumnName(int column) const;
+    /// A value of the current row; columns count from 0.
+    [[nodiscard]] SValue Column(int column) const;
+
+private:
+    friend class CDatabase;
+    struct SFinalize {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+    std::unique_ptr<sqlite3_stmt, SFinalize> m_pStatement;
+};
+
+/// A SQLite database that can only be read: it is opened so, and every statement but one that reads is refused when it
+/// is prepared.
+class CDatabase {
+public:
+    CDatabase();
+    ~CDatabase();
+    CDatabase(const CDatabase&) = delete;
+    CDatabase& operator=(const CDatabase&) = delete;
+
+    /// Opens an existing file. Nothing of it is read yet, so one that is no database is found at the first statement.
+    [[nodiscard]] bool Open(const std::wstring& path);
+    /// From now on running statements ask the context, which must outlive them, and stop when it says so.
+    void ObeyCancel(CZelProcessorContext& context);
+    /// All that is read from now on is one state of the data, whatever others write meanwhile.
+    [[nodiscard]] bool BeginSnapshot();
+
+    /// Prepares one statement that gives rows. False when it is none, when it is more than one, or when it would do
+    /// more than read.
+    [[nodiscard]] bool Prepare(std::string_view sql, CStatement& statement);
+    [[nodiscard]] eStepResult Step(CStatement& statement);
+
+    /// Why the last call failed.
+    [[nodiscard]] const CString& ErrorText() const { return m_strError; }
+
+private:
+    struct SClose {
+        void operator()(sqlite3* database) const;
+    };
+    static int Authorize(void* self, int action, const char* first, const char* second, const char* schema,
+                         const char* trigger);
+    static int AskCancel(void* self);
+    static int WaitForLock(void* self, int attempt);
+
+    bool Compile(std::string_view sql, CStatement& statement, std::string_view& rest);
+    bool Fail(const CString& error);
+    bool FailByDatabase();
+    void Restrict();
+
+    std::unique_ptr<sqlite3, SClose> m_pDatabase;
+    CZelProcessorContext* m_pContext = nullptr;
+    const char* m_pRefused = nullptr; ///< what the statement tried that it must not
+    bool m_bOwnStatement = false;     ///< the statement being prepared is not the request's
+    CString m_strError;
+};
