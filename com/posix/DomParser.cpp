@@ -116,8 +116,11 @@ CContextPtr MakeContext(SParseState& state)
     return context;
 }
 
-std::string TrimmedReason(std::string reason)
+/// The parser's words, except where they speak to a programmer.
+std::string ReasonText(std::string reason)
 {
+    if (reason.starts_with("Excessive depth"))
+        return "Elements are nested more than " + std::to_string(xmlParserMaxDepth) + " deep";
     while (!reason.empty() && IsXmlSpace(reason.back()))
         reason.pop_back();
     return reason;
@@ -130,7 +133,7 @@ SDomParseError ErrorOf(SParseState& state)
         error = {kDomError_RefusedDeclaration, state.refused, state.refusedLine, state.refusedColumn};
     if (error.code == 0)
         error.code = XML_ERR_INTERNAL_ERROR;
-    error.reason = TrimmedReason(std::move(error.reason));
+    error.reason = ReasonText(std::move(error.reason));
     if (error.reason.empty())
         error.reason = "The document is not well formed";
     return error;

@@ -57,10 +57,10 @@ private:
     std::size_t m_nLast = 0;
 };
 
-bool KeepsSpace(const CDomTree& tree, const xmlNode* node)
+bool KeepsSpace(const CDomTree& tree, const xmlNode* text)
 {
     return tree.m_bPreserveWhiteSpace ||
-           (tree.m_bMayHaveSpaceAttribute && xmlNodeGetSpacePreserve(const_cast<xmlNode*>(node)) == 1);
+           (tree.m_bMayHaveSpaceAttribute && xmlNodeGetSpacePreserve(text->parent) == 1);
 }
 
 bool IsBlank(std::string_view text)
@@ -74,6 +74,10 @@ CDomTree::CDomTree(xmlDoc* document) : m_pDocument(document != nullptr ? documen
 {
     if (m_pDocument == nullptr)
         throw std::bad_alloc();
+    // Without one the writer takes the document for ASCII and writes attributes in character references. What a
+    // file is to be written in is told by its XML declaration, which is a node.
+    if (m_pDocument->encoding == nullptr)
+        m_pDocument->encoding = xmlStrdup(XmlChars("UTF-8"));
 }
 
 CDomTree::~CDomTree()
