@@ -1,0 +1,147 @@
+#include "platform/win32/File.h"
+
+#include "platform/win32/Handle.h"
+#include "platform/win32/SystemError.h"
+#include "platform/win32/SystemPath.h"
+
+#include <algorithm>
+
+namespace platform::win32 {
+
+namespace {
+
+/// The most that one call of the system gets: its lengths have 32 bits.
+constexpr std::size_t kMaxChunk = std::size_t{1} << 30;
+
+class CWin32File final : public IFile {
+public:
+    CWin32File(CHandle handle, eOpenMode mode)
+        : m_bWrites(mode == eOpenMode_WriteExclusive), m_handle(std::move(handle))
+    {}
+    ~CWin32File() override { static_cast<void>(CloseFile()); }
+
+    eOsError Read(std::span<std::byte> buffer, std::size_t& read) override
+    {
+        DWORD count = 0;
+        const auto wanted = static_cast<DWORD>(std::min(buffer.size(), kMaxChunk));
+        const bool done = ReadFile(m_handle.Get(), buffer.data(), wanted, &count, nullptr) != FALSE;
+        read = count;
+        return done ? eOsError_None : LastOsError();
+    }
+
+    eOsError Write(std::span<const std::byte> bytes) override
+    {
+        while (!bytes.empty()) {
+            DWORD count = 0;
+            const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kMaxChunk));
+            if (!WriteFile(m_handle.Get(), bytes.data(), wanted, &count, nullptr)) {
+                return LastOsError();
+            }
+            if (count == 0) {
+                return eOsError_DiskFull;
+            }
+            m_written += count;
+            bytes = bytes.subspan(count);
+        }
+        return eOsError_None;
+    }
+
+    eOsError GetAttributes(SFileAttributes& attributes) override
+    {
+        BY_HANDLE_FILE_INFORMATION information{};
+        if (!GetFileInformationByHandle(m_handle.Get(), &information)) {
+            return LastOsError();
+        }
+        attributes = ToAttributes(information);
+        return eOsError_None;
+    }
+
+    eOsError Sync() override
+    {
+        // A handle for reading has written nothing, and the system refuses to flush it.
+        return !m_bWrites || FlushFileBuffers(m_handle.Get()) ? eOsError_None : LastOsError();
+    }
+
+    eOsError Close() override { return CloseFile(); }
+
+private:
+    eOsError CloseFile()
+    {
+        if (!m_handle) {
+            return eOsError_None;
+        }
+        const eOsError error = m_bWrites ? CutOffRest() : eOsError_None;
+        m_handle.Close();
+        return error;
+    }
+
+    /// Only a file that is longer than what was written is cut: the call costs more than asking for the length.
+    eOsError CutOffRest()
+    {
+        LARGE_INTEGER length{};
+        if (!GetFileSizeEx(m_handle.Get(), &length)) {
+            return LastOsError();
+        }
+        if (length.QuadPart <= m_written) {
+            return eOsError_None;
+        }
+        LARGE_INTEGER end{};
+        end.QuadPart = m_written;
+        const bool cut = SetFilePointerEx(m_handle.Get(), end, nullptr, FILE_BEGIN) && SetEndOfFile(m_handle.Get());
+        return cut ? eOsError_None : LastOsError();
+    }
+
+    const bool m_bWrites;
+    CHandle m_handle;
+    LONGLONG m_written = 0;
+};
+
+struct SOpenParameters {
+    DWORD access;
+    DWORD share;
+    DWORD disposition;
+};
+
+SOpenParameters ToParameters(eOpenMode mode)
+{
+    switch (mode) {
+    case eOpenMode_ReadShared: return {GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING};
+    case eOpenMode_WriteExclusive:
+        // Not CREATE_ALWAYS, which is refused for a hidden file. What is left of the old content goes at the close.
+        return {GENERIC_WRITE, 0, OPEN_ALWAYS};
+    case eOpenMode_ReadExclusive: break;
+    }
+    return {GENERIC_READ, 0, OPEN_EXISTING};
+}
+
+} // namespace
+
+FileTimeNs ToNanoseconds(const FILETIME& time)
+{
+    constexpr std::int64_t unixEpoch = 116'444'736'000'000'000; // 1970 in units of 100 ns since 1601
+    const auto ticks = static_cast<std::int64_t>((std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime);
+    return (ticks - unixEpoch) * 100;
+}
+
+eOsError OpenFileForMode(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file)
+{
+    const SOpenParameters parameters = ToParameters(mode);
+    const auto open = [&, systemPath = ToSystemPath(path)](DWORD share) {
+        return CHandle(CreateFileW(systemPath.c_str(), parameters.access, share, nullptr, parameters.disposition,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr));
+    };
+    // Deleting is not shared: a move or a deletion must find a file in use while somebody reads it. The exception is a
+    // file that its holder has opened for deletion already, such as a lock file: whoever wants to read it must share
+    // that.
+    CHandle handle = open(parameters.share);
+    if (!handle && mode == eOpenMode_ReadShared && GetLastError() == ERROR_SHARING_VIOLATION) {
+        handle = open(parameters.share | FILE_SHARE_DELETE);
+    }
+    if (!handle) {
+        return LastOsError();
+    }
+    file = std::make_unique<CWin32File>(std::move(handle), mode);
+    return eOsError_None;
+}
+
+} // namespace platform::win32

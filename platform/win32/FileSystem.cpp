@@ -1,0 +1,178 @@
+#include "platform/FileSystem.h"
+
+#include "platform/DeferredSync.h"
+#include "platform/Os.h"
+#include "platform/win32/DirectoryWatch.h"
+#include "platform/win32/File.h"
+#include "platform/win32/Handle.h"
+#include "platform/win32/LockFile.h"
+#include "platform/win32/SystemError.h"
+#include "platform/win32/SystemPath.h"
+
+namespace platform {
+
+namespace win32 {
+
+namespace {
+
+/// Puts what was written to a file on the device. A file that the user may not write to was put there by others; what
+/// they promised for its content can't be added to.
+eOsError FlushFile(const std::wstring& path)
+{
+    const CHandle handle(CreateFileW(path.c_str(), GENERIC_WRITE,
+                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                     FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!handle) {
+        const eOsError error = LastOsError();
+        return error == eOsError_AccessDenied ? eOsError_None : error;
+    }
+    return FlushFileBuffers(handle.Get()) ? eOsError_None : LastOsError();
+}
+
+bool IsDirectory(const std::wstring& systemPath)
+{
+    const DWORD attributes = GetFileAttributesW(systemPath.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool IsDots(const wchar_t* name)
+{
+    return name[0] == L'.' && (name[1] == L'\0' || (name[1] == L'.' && name[2] == L'\0'));
+}
+
+/// The owner of a directory search.
+class CSearch {
+public:
+    CSearch(const std::wstring& pattern, WIN32_FIND_DATAW& found)
+        : m_handle(FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &found, FindExSearchNameMatch, nullptr,
+                                    FIND_FIRST_EX_LARGE_FETCH))
+    {}
+    ~CSearch()
+    {
+        if (IsOpen()) {
+            FindClose(m_handle);
+        }
+    }
+    CSearch(const CSearch&) = delete;
+    CSearch& operator=(const CSearch&) = delete;
+
+    [[nodiscard]] bool IsOpen() const { return m_handle != INVALID_HANDLE_VALUE; }
+    [[nodiscard]] bool Next(WIN32_FIND_DATAW& found) { return FindNextFileW(m_handle, &found) != FALSE; }
+
+private:
+    const HANDLE m_handle;
+};
+
+class CWin32FileSystem final : public IFileSystem {
+public:
+    eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) override
+    {
+        return OpenFileForMode(path, mode, file);
+    }
+
+    eOsError OpenLockFile(const std::wstring& path, const std::string& content,
+                          std::unique_ptr<ILockFile>& lockFile) override
+    {
+        return win32::OpenLockFile(path, content, lockFile);
+    }
+
+    eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) override
+    {
+        const std::wstring systemFrom = ToSystemPath(from);
+        if (IsDirectory(systemFrom)) {
+            return eOsError_AccessDenied;
+        }
+        if ((flags & eMoveFlag_WriteThrough) != 0 && !IsDirectorySyncDeferred()) {
+            const eOsError error = FlushFile(systemFrom);
+            if (!Succeeded(error)) {
+                return error;
+            }
+        }
+        // Never with permission to copy: a copy is neither one step nor the same file. The new name is written through
+        // even where the syncing is put off, for nothing could do it later.
+        static_assert(eMoveFlag_ReplaceExisting == MOVEFILE_REPLACE_EXISTING);
+        static_assert(eMoveFlag_WriteThrough == MOVEFILE_WRITE_THROUGH);
+        const DWORD systemFlags = flags & (MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+        return MoveFileExW(systemFrom.c_str(), ToSystemPath(to).c_str(), systemFlags) ? eOsError_None : LastOsError();
+    }
+
+    eOsError Remove(const std::wstring& path) override
+    {
+        return DeleteFileW(ToSystemPath(path).c_str()) ? eOsError_None : LastOsError();
+    }
+
+    eOsError GetAttributes(const std::wstring& path, SFileAttributes& attributes) override
+    {
+        WIN32_FILE_ATTRIBUTE_DATA data{};
+        if (!GetFileAttributesExW(ToSystemPath(path).c_str(), GetFileExInfoStandard, &data)) {
+            return LastOsError();
+        }
+        attributes = ToAttributes(data);
+        return eOsError_None;
+    }
+
+    eOsError MakeDirectory(const std::wstring& path) override
+    {
+        return CreateDirectoryW(ToSystemPath(path).c_str(), nullptr) ? eOsError_None : LastOsError();
+    }
+
+    eOsError RemoveEmptyDirectory(const std::wstring& path) override
+    {
+        return RemoveDirectoryW(ToSystemPath(path).c_str()) ? eOsError_None : LastOsError();
+    }
+
+    eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries) override
+    {
+        entries.clear();
+        const std::wstring systemPath = ToSystemPath(directory);
+        WIN32_FIND_DATAW found{};
+        CSearch search(systemPath + L"\\*", found);
+        if (!search.IsOpen()) {
+            return SearchFailure(systemPath, LastOsError());
+        }
+        do {
+            if (!IsDots(found.cFileName)) {
+                entries.push_back({found.cFileName, (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0});
+            }
+        } while (search.Next(found));
+        return GetLastError() == ERROR_NO_MORE_FILES ? eOsError_None : LastOsError();
+    }
+
+    eOsError SyncDirectory(const std::wstring& directory) override
+    {
+        // Names reach the device with the move that writes them through; there is no flush of a directory.
+        return IsDirectory(ToSystemPath(directory)) ? eOsError_None : eOsError_PathNotFound;
+    }
+
+    eOsError Watch(const std::wstring& directory, eWatchFilter filter, std::unique_ptr<IDirectoryWatch>& watch) override
+    {
+        return WatchDirectory(directory, filter, watch);
+    }
+
+private:
+    /// Systems differ in what they say of a pattern below a file. And "no file" for the pattern is no failure in the
+    /// root of a volume, which has not even the two dot entries.
+    static eOsError SearchFailure(const std::wstring& systemPath, eOsError error)
+    {
+        const DWORD attributes = GetFileAttributesW(systemPath.c_str());
+        if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            return eOsError_NotADirectory;
+        }
+        if (error == eOsError_FileNotFound) {
+            return attributes != INVALID_FILE_ATTRIBUTES ? eOsError_None : eOsError_PathNotFound;
+        }
+        return error;
+    }
+};
+
+} // namespace
+
+} // namespace win32
+
+IFileSystem& SystemFiles()
+{
+    static win32::CWin32FileSystem fileSystem;
+    return fileSystem;
+}
+
+} // namespace platform
