@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace platform::win32 {
+
+/// The functions of a module by their offset in memory, from the symbol table that the linker appends to the module's
+/// file. Our tools write no other file with symbols. A stripped module has none.
+class CModuleSymbols {
+public:
+    CModuleSymbols() = default;
+    /// Takes the bytes of a module's file; whatever they are, what can't be read is left out.
+    explicit CModuleSymbols(std::span<const std::byte> file);
+
+    /// Readable name of the function that holds this offset from the module's start; empty when unknown.
+    [[nodiscard]] std::wstring FunctionAt(std::uint32_t offset) const;
+
+private:
+    struct SFunction {
+        std::uint32_t offset;
+        std::uint32_t sectionEnd;
+        std::string name; ///< as the compiler mangled it
+    };
+    std::vector<SFunction> m_functions; ///< by offset
+};
+
+} // namespace platform::win32
