@@ -1,0 +1,361 @@
+#include "platform/Process.h"
+
+#include "platform/Text.h"
+#include "platform/win32/CommandLine.h"
+#include "platform/win32/OutputPipe.h"
+#include "platform/win32/StopRequest.h"
+#include "platform/win32/SystemError.h"
+#include "platform/win32/SystemPath.h"
+
+#include <psapi.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <span>
+
+namespace platform {
+
+using win32::CHandle;
+using win32::LastOsError;
+using win32::ToWaitTime;
+
+namespace {
+
+constexpr UINT kKilledExitCode = 128 + 9; // what a killed process shows elsewhere
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+Deadline DeadlineIn(std::chrono::milliseconds timeout)
+{
+    constexpr std::chrono::milliseconds longest = std::chrono::hours(24 * 365);
+    return std::chrono::steady_clock::now() + (timeout < longest ? timeout : longest);
+}
+
+std::chrono::milliseconds TimeLeft(Deadline deadline)
+{
+    const auto left = deadline - std::chrono::steady_clock::now();
+    return std::chrono::ceil<std::chrono::milliseconds>(left < left.zero() ? left.zero() : left);
+}
+
+/// The list of handles that a child inherits: these and no other, whatever other threads start meanwhile.
+class CInheritedHandles {
+public:
+    CInheritedHandles() = default;
+    ~CInheritedHandles()
+    {
+        if (m_bMade) {
+            DeleteProcThreadAttributeList(Get());
+        }
+    }
+    CInheritedHandles(const CInheritedHandles&) = delete;
+    CInheritedHandles& operator=(const CInheritedHandles&) = delete;
+
+    /// The handles must stay where they are until the process is made.
+    [[nodiscard]] eOsError Set(std::span<HANDLE> handles)
+    {
+        SIZE_T size = 0;
+        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        m_memory.resize(size);
+        m_bMade = InitializeProcThreadAttributeList(Get(), 1, 0, &size) != FALSE;
+        const bool done = m_bMade && UpdateProcThreadAttribute(Get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                                               handles.data(), handles.size_bytes(), nullptr, nullptr);
+        return done ? eOsError_None : LastOsError();
+    }
+
+    [[nodiscard]] LPPROC_THREAD_ATTRIBUTE_LIST Get()
+    {
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_memory.data());
+    }
+
+private:
+    std::vector<std::byte> m_memory;
+    bool m_bMade = false;
+};
+
+/// The child's ends of its three standard streams.
+struct SStreams {
+    CHandle input;
+    CHandle output;
+    CHandle error;
+};
+
+CHandle OpenNull()
+{
+    SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    return CHandle(CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
+                               OPEN_EXISTING, 0, nullptr));
+}
+
+/// Our own stream in a form that a child inherits; where we have none, what swallows everything.
+CHandle ShareOwn(DWORD standardHandle)
+{
+    const HANDLE own = GetStdHandle(standardHandle);
+    HANDLE shared = nullptr;
+    const bool done =
+        own != nullptr && own != INVALID_HANDLE_VALUE &&
+        DuplicateHandle(GetCurrentProcess(), own, GetCurrentProcess(), &shared, 0, TRUE, DUPLICATE_SAME_ACCESS);
+    return done ? CHandle(shared) : OpenNull();
+}
+
+eOsError MakeInput(bool pipe, CHandle& childEnd, CHandle& ourEnd)
+{
+    if (!pipe) {
+        childEnd = ShareOwn(STD_INPUT_HANDLE);
+        return childEnd ? eOsError_None : LastOsError();
+    }
+    HANDLE reading = nullptr;
+    HANDLE writing = nullptr;
+    if (!CreatePipe(&reading, &writing, nullptr, 0)) {
+        return LastOsError();
+    }
+    childEnd = CHandle(reading);
+    ourEnd = CHandle(writing);
+    return SetHandleInformation(reading, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) ? eOsError_None : LastOsError();
+}
+
+eOsError MakeError(const std::wstring& file, CHandle& childEnd)
+{
+    SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    childEnd = file.empty() ? ShareOwn(STD_ERROR_HANDLE)
+                            : CHandle(CreateFileW(win32::ToSystemPath(file).c_str(), GENERIC_WRITE,
+                                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inheritable,
+                                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return childEnd ? eOsError_None : LastOsError();
+}
+
+/// A batch file is run by an interpreter that reads its arguments as commands, in a language that no quoting is safe
+/// in.
+bool IsBatchFile(const std::wstring& program)
+{
+    for (const wchar_t* const extension : {L".bat", L".cmd"}) {
+        if (program.size() >= 4 && _wcsicmp(program.c_str() + program.size() - 4, extension) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::uint64_t TicksOf(const FILETIME& time)
+{
+    return (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
+}
+
+} // namespace
+
+struct CProcess::SState {
+    CHandle process;
+    CHandle input;
+    CHandle stopEvent;
+    win32::COutputPipe output;
+    std::string received; ///< output that no line has been made of yet
+    std::uint32_t id = 0;
+    std::uint64_t peakMemory = 0; ///< of an ended process not every system tells it any more
+
+    ~SState()
+    {
+        if (!process || WaitForSingleObject(process.Get(), 0) == WAIT_OBJECT_0) {
+            return;
+        }
+        TerminateProcess(process.Get(), kKilledExitCode);
+        WaitForSingleObject(process.Get(), INFINITE);
+    }
+
+    [[nodiscard]] eOsError MakeStreams(const SProcessOptions& options, SStreams& streams)
+    {
+        eOsError error = MakeInput(options.pipeInput, streams.input, input);
+        if (Succeeded(error) && options.pipeOutput) {
+            error = output.Create(streams.output);
+        } else if (Succeeded(error)) {
+            streams.output = ShareOwn(STD_OUTPUT_HANDLE);
+        }
+        return Succeeded(error) ? MakeError(options.errorFile, streams.error) : error;
+    }
+
+    [[nodiscard]] eOsError Launch(const std::wstring& program, std::wstring commandLine, std::wstring environment,
+                                  const SStreams& streams)
+    {
+        HANDLE inherited[] = {streams.input.Get(), streams.output.Get(), streams.error.Get()};
+        CInheritedHandles list;
+        if (const eOsError error = list.Set(inherited); !Succeeded(error)) {
+            return error;
+        }
+        STARTUPINFOEXW startup{};
+        startup.StartupInfo.cb = sizeof(startup);
+        startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+        startup.StartupInfo.hStdInput = inherited[0];
+        startup.StartupInfo.hStdOutput = inherited[1];
+        startup.StartupInfo.hStdError = inherited[2];
+        startup.lpAttributeList = list.Get();
+
+        // In a group of its own, or a Ctrl-Break for it would be one for us. Suspended until its stop event is there.
+        constexpr DWORD flags =
+            CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT | EXTENDED_STARTUPINFO_PRESENT;
+        PROCESS_INFORMATION made{};
+        if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, flags, environment.data(),
+                            nullptr, &startup.StartupInfo, &made)) {
+            return LastOsError();
+        }
+        const CHandle thread(made.hThread);
+        process = CHandle(made.hProcess);
+        id = made.dwProcessId;
+        stopEvent = win32::MakeStopEvent(id);
+        return ResumeThread(thread.Get()) != static_cast<DWORD>(-1) ? eOsError_None : LastOsError();
+    }
+
+    /// Takes a line, or at the end of the output what is left, out of what was received.
+    [[nodiscard]] bool TakeLine(std::wstring& line, bool ended)
+    {
+        std::size_t end = received.find('\n');
+        if (end == std::string::npos && (!ended || received.empty())) {
+            return false;
+        }
+        const bool whole = end != std::string::npos;
+        end = whole ? end : received.size();
+        std::size_t length = end;
+        if (length > 0 && received[length - 1] == '\r') {
+            --length;
+        }
+        line = FromUtf8(std::string_view(received).substr(0, length));
+        received.erase(0, whole ? end + 1 : end);
+        return true;
+    }
+};
+
+CProcess::CProcess() = default;
+CProcess::~CProcess() = default;
+CProcess::CProcess(CProcess&&) noexcept = default;
+CProcess& CProcess::operator=(CProcess&&) noexcept = default;
+
+eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wstring>& arguments,
+                         const SProcessOptions& options)
+{
+    const std::wstring file = win32::FindProgram(program);
+    if (IsBatchFile(file)) {
+        return eOsError_NotSupported;
+    }
+    auto state = std::make_unique<SState>();
+    SStreams streams; // our copies of the child's ends go with this function, or an end of output would never show
+    eOsError error = state->MakeStreams(options, streams);
+    if (Succeeded(error)) {
+        error = state->Launch(file, win32::MakeCommandLine(file, arguments),
+                              win32::MakeEnvironmentBlock(options.environment), streams);
+    }
+    if (Succeeded(error)) {
+        m_pState = std::move(state);
+    }
+    return error;
+}
+
+bool CProcess::ReadLine(std::wstring& line, std::chrono::milliseconds timeout)
+{
+    if (!m_pState) {
+        return false;
+    }
+    const Deadline deadline = DeadlineIn(timeout);
+    while (!m_pState->TakeLine(line, false)) {
+        const auto result = m_pState->output.Receive(m_pState->received, TimeLeft(deadline));
+        if (result != win32::eReceiveResult_Data) {
+            return m_pState->TakeLine(line, result == win32::eReceiveResult_Ended);
+        }
+    }
+    return true;
+}
+
+std::string CProcess::ReadAll(std::chrono::milliseconds timeout)
+{
+    if (!m_pState) {
+        return {};
+    }
+    const Deadline deadline = DeadlineIn(timeout);
+    while (m_pState->output.Receive(m_pState->received, TimeLeft(deadline)) == win32::eReceiveResult_Data) {
+    }
+    return std::exchange(m_pState->received, {});
+}
+
+bool CProcess::WriteLine(const std::wstring& line)
+{
+    if (!m_pState || !m_pState->input) {
+        return false;
+    }
+    const std::string bytes = ToUtf8(line) + '\n';
+    for (std::size_t at = 0; at < bytes.size();) {
+        DWORD written = 0;
+        if (!WriteFile(m_pState->input.Get(), bytes.data() + at, static_cast<DWORD>(bytes.size() - at), &written,
+                       nullptr)) {
+            return false;
+        }
+        at += written;
+    }
+    return true;
+}
+
+void CProcess::CloseInput()
+{
+    if (m_pState) {
+        m_pState->input.Close();
+    }
+}
+
+bool CProcess::Wait(std::chrono::milliseconds timeout, int& exitCode)
+{
+    DWORD code = 0;
+    if (!m_pState || WaitForSingleObject(m_pState->process.Get(), ToWaitTime(timeout)) != WAIT_OBJECT_0 ||
+        !GetExitCodeProcess(m_pState->process.Get(), &code)) {
+        return false;
+    }
+    exitCode = static_cast<int>(code);
+    return true;
+}
+
+void CProcess::Kill()
+{
+    if (m_pState) {
+        TerminateProcess(m_pState->process.Get(), kKilledExitCode);
+    }
+}
+
+void CProcess::RequestStop()
+{
+    if (!m_pState) {
+        return;
+    }
+    SetEvent(m_pState->stopEvent.Get());
+    // A program that does not know the event is asked in the system's own way, which takes a common console.
+    const CHandle listening = win32::MakeListeningEvent(m_pState->id);
+    if (WaitForSingleObject(listening.Get(), 0) != WAIT_OBJECT_0) {
+        GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_pState->id);
+    }
+}
+
+std::uint32_t CProcess::Id() const
+{
+    return m_pState ? m_pState->id : 0;
+}
+
+std::chrono::nanoseconds CProcess::CpuTime() const
+{
+    constexpr std::int64_t nanosecondsPerTick = 100;
+    FILETIME created{};
+    FILETIME ended{};
+    FILETIME kernel{};
+    FILETIME user{};
+    if (!m_pState || !GetProcessTimes(m_pState->process.Get(), &created, &ended, &kernel, &user)) {
+        return {};
+    }
+    return std::chrono::nanoseconds(static_cast<std::int64_t>(TicksOf(kernel) + TicksOf(user)) * nanosecondsPerTick);
+}
+
+std::uint64_t CProcess::PeakMemory() const
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    counters.cb = sizeof(counters);
+    if (!m_pState) {
+        return 0;
+    }
+    if (GetProcessMemoryInfo(m_pState->process.Get(), &counters, sizeof(counters))) {
+        m_pState->peakMemory = std::max<std::uint64_t>(m_pState->peakMemory, counters.PeakWorkingSetSize);
+    }
+    return m_pState->peakMemory;
+}
+
+} // namespace platform
