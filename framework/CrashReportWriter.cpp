@@ -94,7 +94,11 @@ void AppendStack(std::string& report, const platform::SFaultRecord& fault)
         // A return address is that of the next line's code; one byte before it still belongs to the call.
         const std::uintptr_t address = fault.frames[i];
         const std::uintptr_t asked = address != 0 && address != fault.instruction ? address - 1 : address;
-        report += "#" + std::to_string(i) + (i < 10 ? "  " : " ") + Hex(address) + " ";
+        report += '#';
+        report += std::to_string(i);
+        report += i < 10 ? "  " : " ";
+        report += Hex(address);
+        report += ' ';
         report += platform::ToUtf8(platform::DescribeAddress(asked));
         report += '\n';
     }

@@ -25,7 +25,7 @@ unsigned RunProcedure(AFX_THREADPROC procedure, void* parameter)
     } catch (...) {
         ReportEscapedException(L"unknown exception");
     }
-    return CWQ_Thread::kFailedExitCode;
+    return kFailedThreadExitCode;
 }
 
 } // namespace
@@ -79,10 +79,16 @@ unsigned CWQ_Thread::ExitCode() const
     return m_thread.ExitCode();
 }
 
+/// A friend of the class; the function itself cannot be one and imported from this library at the same time.
+struct SThreadStarter {
+    static std::unique_ptr<CWQ_Thread> Start(AFX_THREADPROC procedure, void* parameter)
+    {
+        auto thread = std::make_unique<CWQ_Thread>(CWQ_Thread::SKey{});
+        return thread->Start(procedure, parameter) ? std::move(thread) : nullptr;
+    }
+};
+
 std::unique_ptr<CWQ_Thread> AfxBeginThread(AFX_THREADPROC procedure, void* parameter)
 {
-    auto thread = std::make_unique<CWQ_Thread>(CWQ_Thread::SKey{});
-    if (!thread->Start(procedure, parameter))
-        return nullptr;
-    return thread;
+    return SThreadStarter::Start(procedure, parameter);
 }

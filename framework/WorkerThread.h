@@ -7,23 +7,20 @@
 #include <chrono>
 #include <memory>
 
-class CWQ_Thread;
-
 /// A thread procedure. It returns the thread's exit code.
 using AFX_THREADPROC = unsigned (*)(void* parameter);
 
-/// Starts a thread that runs the procedure with this parameter at once. Null when the system has no thread to give.
-[[nodiscard]] ZEL_FRAMEWORK_API std::unique_ptr<CWQ_Thread> AfxBeginThread(AFX_THREADPROC procedure, void* parameter);
+/// Exit code of a thread that an exception ended.
+constexpr unsigned kFailedThreadExitCode = 1;
 
 /// A running or ended thread. Its owner destroys it, which waits for the end: whoever owns one tells the thread to stop
-/// first. An exception that leaves the procedure is reported and ends this thread only, with kFailedExitCode.
+/// first. An exception that leaves the procedure is reported and ends this thread only, with kFailedThreadExitCode.
 class ZEL_FRAMEWORK_API CWQ_Thread {
     struct SKey {};
+    friend struct SThreadStarter;
 
 public:
-    static constexpr unsigned kFailedExitCode = 1;
-
-    /// For AfxBeginThread: nobody else has the key.
+    /// For AfxBeginThread: nobody else gets the key.
     explicit CWQ_Thread(SKey);
     ~CWQ_Thread();
     CWQ_Thread(const CWQ_Thread&) = delete;
@@ -45,7 +42,6 @@ public:
     [[nodiscard]] unsigned ExitCode() const;
 
 private:
-    friend ZEL_FRAMEWORK_API std::unique_ptr<CWQ_Thread> AfxBeginThread(AFX_THREADPROC procedure, void* parameter);
     [[nodiscard]] bool Start(AFX_THREADPROC procedure, void* parameter);
 
     /// Shared with the thread, which may look at it in its very last moment.
@@ -53,3 +49,6 @@ private:
     platform::CThread m_thread;
     std::atomic<bool> m_bJoined{false};
 };
+
+/// Starts a thread that runs the procedure with this parameter at once. Null when the system has no thread to give.
+[[nodiscard]] ZEL_FRAMEWORK_API std::unique_ptr<CWQ_Thread> AfxBeginThread(AFX_THREADPROC procedure, void* parameter);

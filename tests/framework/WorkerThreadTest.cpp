@@ -123,7 +123,7 @@ TEST(WorkerThreadTest, AnExceptionIsReportedAndEndsTheThreadOnly)
     const auto standard = AfxBeginThread(ThrowStandard, nullptr);
     ASSERT_NE(standard, nullptr);
     EXPECT_TRUE(standard->Wait());
-    EXPECT_EQ(standard->ExitCode(), CWQ_Thread::kFailedExitCode);
+    EXPECT_EQ(standard->ExitCode(), kFailedThreadExitCode);
     const auto other = AfxBeginThread(ThrowNumber, nullptr);
     ASSERT_NE(other, nullptr);
     EXPECT_TRUE(other->Wait());
