@@ -1,0 +1,166 @@
+#include "platform/Thread.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace platform {
+namespace {
+
+std::atomic<int> g_startsUntilFailure{0};
+
+/// Counts a start; true when it is the one that has to fail.
+bool MustFailThisStart()
+{
+    int left = g_startsUntilFailure.load();
+    while (left > 0 && !g_startsUntilFailure.compare_exchange_weak(left, left - 1)) {
+    }
+    return left == 1;
+}
+
+/// Keeps "for ever" in the largest number from overflowing when the time of now is added.
+std::chrono::milliseconds Bounded(std::chrono::milliseconds timeout)
+{
+    constexpr std::chrono::milliseconds longest = std::chrono::hours(24 * 365);
+    return timeout < longest ? timeout : longest;
+}
+
+} // namespace
+
+struct CManualResetEvent::SState {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool set = false; // guarded by mutex
+};
+
+CManualResetEvent::CManualResetEvent() : m_pState(std::make_unique<SState>()) {}
+
+CManualResetEvent::~CManualResetEvent() = default;
+
+void CManualResetEvent::Set()
+{
+    const std::lock_guard lock(m_pState->mutex);
+    m_pState->set = true;
+    // Under the lock, so that a waiter may destroy the event as soon as its wait is over.
+    m_pState->changed.notify_all();
+}
+
+void CManualResetEvent::Reset()
+{
+    const std::lock_guard lock(m_pState->mutex);
+    m_pState->set = false;
+}
+
+bool CManualResetEvent::IsSet() const
+{
+    const std::lock_guard lock(m_pState->mutex);
+    return m_pState->set;
+}
+
+void CManualResetEvent::Wait()
+{
+    std::unique_lock lock(m_pState->mutex);
+    m_pState->changed.wait(lock, [this] { return m_pState->set; });
+}
+
+bool CManualResetEvent::WaitFor(std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(m_pState->mutex);
+    return m_pState->changed.wait_for(lock, Bounded(timeout), [this] { return m_pState->set; });
+}
+
+struct CThread::SState {
+    std::thread thread; // touched by the owner of the CThread only
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool ended = false;    // guarded by mutex
+    unsigned exitCode = 0; // guarded by mutex
+};
+
+CThread::CThread() = default;
+CThread::CThread(CThread&&) noexcept = default;
+
+CThread::~CThread()
+{
+    // A thread that destroys its own object cannot wait for itself: it goes on alone, for the process must not end
+    // here.
+    if (!Join() && IsStarted() && m_pState->thread.joinable()) {
+        m_pState->thread.detach();
+    }
+}
+
+CThread& CThread::operator=(CThread&& other) noexcept
+{
+    if (this != &other) {
+        CThread old(std::move(*this));
+        m_pState = std::move(other.m_pState);
+    }
+    return *this;
+}
+
+bool CThread::Start(std::function<unsigned()> body)
+{
+    if (IsStarted() && m_pState->thread.joinable()) {
+        return false;
+    }
+    if (MustFailThisStart()) {
+        return false;
+    }
+    auto state = std::make_shared<SState>();
+    try {
+        state->thread = std::thread([state = state.get(), keep = state, body = std::move(body)] {
+            const unsigned exitCode = body();
+            const std::lock_guard lock(state->mutex);
+            state->exitCode = exitCode;
+            state->ended = true;
+            state->changed.notify_all();
+        });
+    } catch (const std::system_error&) {
+        return false;
+    }
+    m_pState = std::move(state);
+    return true;
+}
+
+bool CThread::IsStarted() const
+{
+    return m_pState != nullptr;
+}
+
+bool CThread::Join()
+{
+    if (m_pState == nullptr || !m_pState->thread.joinable() ||
+        m_pState->thread.get_id() == std::this_thread::get_id()) {
+        return false;
+    }
+    m_pState->thread.join();
+    return true;
+}
+
+bool CThread::WaitFor(std::chrono::milliseconds timeout)
+{
+    if (m_pState == nullptr) {
+        return false;
+    }
+    std::unique_lock lock(m_pState->mutex);
+    return m_pState->changed.wait_for(lock, Bounded(timeout), [this] { return m_pState->ended; });
+}
+
+unsigned CThread::ExitCode() const
+{
+    if (m_pState == nullptr) {
+        return 0;
+    }
+    const std::lock_guard lock(m_pState->mutex);
+    return m_pState->exitCode;
+}
+
+void FailThreadStart(int count)
+{
+    g_startsUntilFailure.store(count);
+}
+
+} // namespace platform

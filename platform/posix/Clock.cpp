@@ -1,0 +1,42 @@
+#include "platform/Clock.h"
+
+#include "platform/Os.h"
+
+#include <ctime>
+#include <sched.h>
+#include <thread>
+
+namespace platform {
+namespace {
+
+/// The C library's clock() is no clock for waiting: it counts processor time, which a waiting process does not use.
+class CSystemClock final : public IClock {
+public:
+    std::uint32_t TickCount() override
+    {
+        return static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(Steady()).count());
+    }
+
+    std::chrono::nanoseconds Steady() override
+    {
+        timespec now = {};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+    }
+
+    std::int64_t UtcSeconds() override { return time(nullptr); }
+
+    void YieldThread() override { sched_yield(); }
+
+    void SleepFor(std::chrono::milliseconds duration) override { std::this_thread::sleep_for(duration); }
+};
+
+} // namespace
+
+IClock& SystemClock()
+{
+    static CSystemClock clock;
+    return clock;
+}
+
+} // namespace platform
