@@ -1,0 +1,278 @@
+#include "platform/FileSystem.h"
+
+#include "platform/DeferredSync.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/posix/DirectoryWatch.h"
+#include "platform/posix/File.h"
+#include "platform/posix/LockFile.h"
+#include "platform/posix/Renames.h"
+#include "platform/posix/SystemError.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace platform {
+namespace posix {
+namespace {
+
+/// Keeps everybody off an open file for as long as the descriptor lives. A write lease is given only while no other
+/// descriptor of the file is open, in whatever process: that is what a failing move of an open file tells on Windows.
+/// It takes the file's owner or a privileged process and a file system that knows leases; elsewhere the lock of the
+/// users of this layer has to do.
+eOsError Exclude(int descriptor)
+{
+    // Somebody who opens the file meanwhile makes the kernel send a signal. The usual one would end the process.
+    fcntl(descriptor, F_SETSIG, SIGURG);
+    if (fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0) {
+        return eOsError_None;
+    }
+    if (errno == EAGAIN) {
+        return eOsError_SharingViolation;
+    }
+    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 ? eOsError_None : LastOsError();
+}
+
+/// For a file that cannot be opened: a link without a target, or one that we may neither read nor write. Nothing can be
+/// held then and nothing be found out about other users, but renaming and deleting are the directory's business.
+eOsError CheckUnopenable(int error, const char* path)
+{
+    struct stat status = {};
+    if ((error == ENOENT || error == EACCES) && lstat(path, &status) == 0) {
+        return S_ISREG(status.st_mode) || S_ISLNK(status.st_mode) ? eOsError_None : eOsError_AccessDenied;
+    }
+    return PathError(error, path);
+}
+
+/// Opens the file that a path names and keeps others off it. None with an empty descriptor: see CheckUnopenable.
+eOsError HoldFile(const CNativePath& path, CDescriptor& held)
+{
+    constexpr int flags = O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    for (int tries = 0; tries < kMaxOpenTries; ++tries) {
+        held.Reset(open(path.c_str(), flags | O_RDONLY));
+        if (!held && errno == EACCES) {
+            held.Reset(open(path.c_str(), flags | O_WRONLY));
+        }
+        if (!held) {
+            return CheckUnopenable(errno, path.c_str());
+        }
+        struct stat status = {};
+        if (fstat(held.Get(), &status) != 0) {
+            return LastOsError();
+        }
+        if (!S_ISREG(status.st_mode)) {
+            return eOsError_AccessDenied;
+        }
+        if (const auto error = Exclude(held.Get()); error != eOsError_None) {
+            return error;
+        }
+        if (StillNames(path.c_str(), status)) {
+            return eOsError_None;
+        }
+    }
+    return eOsError_SharingViolation;
+}
+
+eOsError SyncDirectoryAt(const char* path)
+{
+    const CDescriptor directory(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory) {
+        return DirectoryError(errno, path);
+    }
+    // EINVAL: a file system whose directories need no sync, or have none.
+    return fsync(directory.Get()) == 0 || errno == EINVAL ? eOsError_None : LastOsError();
+}
+
+/// Makes the new name of a moved file durable.
+eOsError SyncNewName(const CNativePath& to, const CDescriptor& moved)
+{
+    const auto error = SyncDirectoryAt(to.Parent().c_str());
+    if (error != eOsError_AccessDenied || !moved) {
+        return error;
+    }
+    // A drop box: one may put files in, but not look at it. The move changed the file's status, so the sync of that
+    // brings the file system's journal to the device, and the new name with it.
+    return fsync(moved.Get()) == 0 ? eOsError_None : LastOsError();
+}
+
+/// A target that is open is not replaced: access is denied, as it is on Windows.
+eOsError HoldTarget(const CNativePath& to, CDescriptor& held)
+{
+    const auto error = HoldFile(to, held);
+    if (IsAbsent(error)) {
+        return eOsError_None;
+    }
+    return error == eOsError_SharingViolation ? eOsError_AccessDenied : error;
+}
+
+eOsError MoveHeld(const CNativePath& from, const CNativePath& to, bool replace)
+{
+    if (replace) {
+        CDescriptor target;
+        if (const auto error = HoldTarget(to, target); error != eOsError_None) {
+            return error;
+        }
+        return rename(from.c_str(), to.c_str()) == 0 ? eOsError_None : PathError(errno, to.c_str());
+    }
+    const int error = RenameNoReplace(from.c_str(), to.c_str());
+    return error == 0 ? eOsError_None : PathError(error, to.c_str());
+}
+
+bool IsDirectoryEntry(DIR* directory, const dirent& entry)
+{
+    if (entry.d_type != DT_UNKNOWN && entry.d_type != DT_LNK) {
+        return entry.d_type == DT_DIR;
+    }
+    struct stat status = {};
+    return fstatat(dirfd(directory), entry.d_name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+}
+
+class CFileSystem final : public IFileSystem {
+public:
+    eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) override
+    {
+        const CNativePath native(path);
+        const auto error = native.Check();
+        return error != eOsError_None ? error : OpenFile(native, mode, file);
+    }
+
+    eOsError OpenLockFile(const std::wstring& path, const std::string& content,
+                          std::unique_ptr<ILockFile>& lockFile) override
+    {
+        CNativePath native(path);
+        const auto error = native.Check();
+        return error != eOsError_None ? error : TakeLockFile(std::move(native), content, lockFile);
+    }
+
+    eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) override
+    {
+        const CNativePath source(from);
+        const CNativePath target(to);
+        for (const CNativePath* path : {&source, &target}) {
+            if (const auto error = path->Check(); error != eOsError_None) {
+                return error;
+            }
+        }
+        CDescriptor held;
+        if (const auto error = HoldFile(source, held); error != eOsError_None) {
+            return error;
+        }
+        const bool writeThrough = (flags & eMoveFlag_WriteThrough) != 0;
+        const bool syncNow = writeThrough && !IsDirectorySyncDeferred();
+        // The data first: a name must never be on the device before what it names.
+        if (syncNow && held && fdatasync(held.Get()) != 0) {
+            return LastOsError();
+        }
+        const auto moved = MoveHeld(source, target, (flags & eMoveFlag_ReplaceExisting) != 0);
+        if (moved != eOsError_None || !writeThrough) {
+            return moved;
+        }
+        if (syncNow) {
+            return SyncNewName(target, held);
+        }
+        DeferDirectorySync(FromUtf8(target.Parent()));
+        return eOsError_None;
+    }
+
+    eOsError Remove(const std::wstring& path) override
+    {
+        const CNativePath native(path);
+        if (const auto error = native.Check(); error != eOsError_None) {
+            return error;
+        }
+        CDescriptor held;
+        if (const auto error = HoldFile(native, held); error != eOsError_None) {
+            return error;
+        }
+        return unlink(native.c_str()) == 0 ? eOsError_None : PathError(errno, native.c_str());
+    }
+
+    eOsError GetAttributes(const std::wstring& path, SFileAttributes& attributes) override
+    {
+        const CNativePath native(path);
+        if (const auto error = native.Check(); error != eOsError_None) {
+            return error;
+        }
+        return ReadAttributes(AT_FDCWD, native.c_str(), attributes) == 0 ? eOsError_None
+                                                                         : PathError(errno, native.c_str());
+    }
+
+    eOsError MakeDirectory(const std::wstring& path) override
+    {
+        const CNativePath native(path);
+        if (const auto error = native.Check(); error != eOsError_None) {
+            return error;
+        }
+        if (mkdir(native.c_str(), 0777) == 0) {
+            return eOsError_None;
+        }
+        return errno == ENOENT ? eOsError_PathNotFound : PathError(errno, native.c_str());
+    }
+
+    eOsError RemoveEmptyDirectory(const std::wstring& path) override
+    {
+        const CNativePath native(path);
+        if (const auto error = native.Check(); error != eOsError_None) {
+            return error;
+        }
+        if (rmdir(native.c_str()) == 0) {
+            return eOsError_None;
+        }
+        switch (errno) {
+        case EEXIST: return eOsError_DirectoryNotEmpty;
+        case ENOTDIR: return DirectoryError(ENOTDIR, native.c_str());
+        default: return PathError(errno, native.c_str());
+        }
+    }
+
+    eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries) override
+    {
+        entries.clear();
+        const CNativePath native(directory);
+        if (const auto error = native.Check(); error != eOsError_None) {
+            return error;
+        }
+        const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(native.c_str()), &closedir);
+        if (stream == nullptr) {
+            return DirectoryError(errno, native.c_str());
+        }
+        errno = 0;
+        while (const dirent* const entry = readdir(stream.get())) {
+            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
+                entries.push_back({FromUtf8(entry->d_name), IsDirectoryEntry(stream.get(), *entry)});
+            }
+            errno = 0;
+        }
+        return LastOsError();
+    }
+
+    eOsError SyncDirectory(const std::wstring& directory) override
+    {
+        const CNativePath native(directory);
+        const auto error = native.Check();
+        return error != eOsError_None ? error : SyncDirectoryAt(native.c_str());
+    }
+
+    eOsError Watch(const std::wstring& directory, eWatchFilter filter, std::unique_ptr<IDirectoryWatch>& watch) override
+    {
+        CNativePath native(directory);
+        const auto error = native.Check();
+        return error != eOsError_None ? error : WatchDirectory(std::move(native), filter, watch);
+    }
+};
+
+} // namespace
+} // namespace posix
+
+IFileSystem& SystemFiles()
+{
+    static posix::CFileSystem files;
+    return files;
+}
+
+} // namespace platform
