@@ -1,0 +1,145 @@
+#include "platform/posix/DirectoryWatch.h"
+
+#include "platform/posix/Descriptor.h"
+#include "platform/posix/SystemError.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+namespace platform::posix {
+namespace {
+
+std::uint32_t EventMask(eWatchFilter filter)
+{
+    constexpr std::uint32_t names = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+    constexpr std::uint32_t always = IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_EXCL_UNLINK;
+    constexpr std::uint32_t contents = IN_MODIFY | IN_CLOSE_WRITE;
+    return names | always | (filter == eWatchFilter_FileNameAndLastWrite ? contents : 0);
+}
+
+/// What poll takes: a negative number waits for ever.
+int PollTime(std::chrono::milliseconds timeout)
+{
+    return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(timeout.count(), 0, INT_MAX));
+}
+
+/// Events are only counted as "something happened", not looked at: unread ones keep the descriptor readable, which is
+/// the change that stays signalled; a queue that overflowed is readable, too.
+class CDirectoryWatch final : public IDirectoryWatch {
+public:
+    CDirectoryWatch(CNativePath directory, std::uint32_t mask, CDescriptor events, CDescriptor wake)
+        : m_directory(std::move(directory)), m_mask(mask), m_events(std::move(events)), m_wake(std::move(wake))
+    {}
+
+    eWaitResult Wait(std::chrono::milliseconds timeout) override
+    {
+        std::array<pollfd, 2> waits = {{{m_wake.Get(), POLLIN, 0}, {m_events.Get(), POLLIN, 0}}};
+        if (!IsWatching()) {
+            // Nothing is watched, so no change can come; a wake-up that is there already still counts.
+            timeout = std::chrono::milliseconds::zero();
+        }
+        const int ready = PollUntil(waits, std::chrono::steady_clock::now() + std::min(timeout, kLongestWait));
+        if (ready < 0) {
+            return eWaitResult_Failed;
+        }
+        if ((waits[0].revents & POLLIN) != 0) {
+            std::uint64_t count = 0;
+            static_cast<void>(::read(m_wake.Get(), &count, sizeof count) == sizeof count);
+            return eWaitResult_Woken;
+        }
+        if (!IsWatching()) {
+            return eWaitResult_Failed;
+        }
+        return ready > 0 ? eWaitResult_Changed : eWaitResult_Timeout;
+    }
+
+    eOsError Rearm() override
+    {
+        Drain();
+        // Adding again gives the same number while the path still names the watched directory, and another one when it
+        // was deleted, moved away or replaced, at whatever height of the path. It is the only call that tells all of
+        // these.
+        const int id = inotify_add_watch(m_events.Get(), m_directory.c_str(), m_mask);
+        const auto error = id >= 0 ? eOsError_None : DirectoryError(errno, m_directory.c_str());
+        if (m_id >= 0 && m_id != id) {
+            inotify_rm_watch(m_events.Get(), m_id); // fails when the directory is gone, and the watch with it
+        }
+        m_id = id;
+        return error;
+    }
+
+    void Wake() override
+    {
+        const int saved = errno; // a signal handler may be calling
+        const std::uint64_t one = 1;
+        static_cast<void>(::write(m_wake.Get(), &one, sizeof one) == sizeof one);
+        errno = saved;
+    }
+
+private:
+    static constexpr std::chrono::milliseconds kLongestWait = std::chrono::hours(24 * 365);
+
+    [[nodiscard]] bool IsWatching() const { return m_id >= 0; }
+
+    static int PollUntil(std::array<pollfd, 2>& waits, std::chrono::steady_clock::time_point end)
+    {
+        for (;;) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+            const int ready = poll(waits.data(), waits.size(), PollTime(left));
+            if (ready > 0 || (ready == 0 && left.count() <= INT_MAX) || (ready < 0 && errno != EINTR)) {
+                return ready;
+            }
+        }
+    }
+
+    void Drain()
+    {
+        // Bounded, for somebody may make events as fast as they are read. What is left signals again, after the scan.
+        constexpr int maxReads = 64;
+        for (int i = 0; i < maxReads; ++i) {
+            const ssize_t got = ::read(m_events.Get(), m_buffer.data(), m_buffer.size());
+            if (got < 0 && errno == EINTR) {
+                continue;
+            }
+            // With room for one more event left, there was none.
+            if (got < 0 || m_buffer.size() - static_cast<std::size_t>(got) > sizeof(inotify_event) + NAME_MAX + 1) {
+                return;
+            }
+        }
+    }
+
+    const CNativePath m_directory;
+    const std::uint32_t m_mask;
+    const CDescriptor m_events;
+    const CDescriptor m_wake;
+    int m_id = -1; // of the watch; negative while the directory is gone
+    alignas(inotify_event) std::array<char, 16 * 1024> m_buffer;
+};
+
+} // namespace
+
+eOsError WatchDirectory(CNativePath directory, eWatchFilter filter, std::unique_ptr<IDirectoryWatch>& watch)
+{
+    CDescriptor events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    if (!events) {
+        return LastOsError();
+    }
+    CDescriptor wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+    if (!wake) {
+        return LastOsError();
+    }
+    auto made =
+        std::make_unique<CDirectoryWatch>(std::move(directory), EventMask(filter), std::move(events), std::move(wake));
+    const auto error = made->Rearm();
+    if (error == eOsError_None) {
+        watch = std::move(made);
+    }
+    return error;
+}
+
+} // namespace platform::posix
