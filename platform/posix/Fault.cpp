@@ -1,0 +1,160 @@
+#include "platform/Fault.h"
+
+#include "platform/posix/AlternateStack.h"
+#include "platform/posix/FaultContext.h"
+
+#include <array>
+#include <cerrno>
+#include <csetjmp>
+#include <csignal>
+#include <cstdlib>
+#include <execinfo.h>
+#include <mutex>
+#include <unistd.h>
+
+// Handlers for the processor's signals and for abort, installed for the whole process at the first contained run. They
+// jump back into the frame of the thread that faulted; a thread without one gets what it would have got without us.
+
+namespace platform {
+namespace {
+
+constexpr std::array kSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+
+struct SFrame {
+    sigjmp_buf jump = {};
+    sigjmp_buf captureJump = {};
+    volatile sig_atomic_t capturing = 0;
+    std::uintptr_t stackLimit = 0;
+    SFaultRecord* record = nullptr;
+    SFrame* outer = nullptr;
+};
+
+// Of the model that needs no allocation at a thread's first access, for that may be in a handler.
+__attribute__((tls_model("initial-exec"))) thread_local SFrame* t_frame = nullptr;
+
+std::array<struct sigaction, kSignals.size()> g_oldActions = {};
+
+const struct sigaction& OldAction(int number)
+{
+    std::size_t index = 0;
+    while (kSignals[index] != number)
+        ++index;
+    return g_oldActions[index];
+}
+
+/// What happens to a signal that is none of ours.
+void PassOn(int number, siginfo_t* info, void* context)
+{
+    const struct sigaction& old = OldAction(number);
+    if ((old.sa_flags & SA_SIGINFO) != 0) {
+        old.sa_sigaction(number, info, context);
+    } else if (old.sa_handler == SIG_IGN && info->si_code <= 0) {
+        return;
+    } else if (old.sa_handler != SIG_DFL && old.sa_handler != SIG_IGN) {
+        old.sa_handler(number);
+    } else {
+        // A faulting instruction runs again after our return and meets the default; what somebody sent is sent again.
+        sigaction(number, &old, nullptr);
+        if (info->si_code <= 0)
+            raise(number);
+    }
+}
+
+/// The walk over a damaged stack may fault itself; it then ends with what it has.
+void CaptureGuarded(SFrame& frame, const void* context)
+{
+    if (sigsetjmp(frame.captureJump, 0) == 0) {
+        frame.capturing = 1;
+        posix::WalkFaultingStack(context, *frame.record);
+    }
+    frame.capturing = 0;
+}
+
+/// True for what this thread itself did: a fault, or abort. A signal that somebody else sends to the process hits any
+/// thread by chance, and must not look like a fault of the code that runs there.
+bool IsOwnDoing(const siginfo_t& info)
+{
+    return info.si_code > 0 || (info.si_code == SI_TKILL && info.si_pid == getpid());
+}
+
+void OnSignal(int number, siginfo_t* info, void* context)
+{
+    SFrame* const frame = t_frame;
+    if (frame == nullptr || !IsOwnDoing(*info)) {
+        const int saved = errno;
+        PassOn(number, info, context);
+        errno = saved;
+        return;
+    }
+    if (frame->capturing != 0)
+        siglongjmp(frame->captureJump, 1);
+    posix::DescribeSignal(number, *info, context, frame->stackLimit, *frame->record);
+    CaptureGuarded(*frame, context);
+    siglongjmp(frame->jump, 1);
+}
+
+void InstallHandlers()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        // The first walk loads a library; that must not happen in a handler.
+        void* frame = nullptr;
+        backtrace(&frame, 1);
+        for (std::size_t i = 0; i < kSignals.size(); ++i) {
+            struct sigaction action = {};
+            action.sa_sigaction = &OnSignal;
+            // No masking: a second fault, in the handler, would end the process at once.
+            action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+            sigemptyset(&action.sa_mask);
+            sigaction(kSignals[i], nullptr, &g_oldActions[i]);
+            sigaction(kSignals[i], &action, nullptr);
+        }
+    });
+}
+
+/// Makes the frame the thread's active one. Not destroyed by a jump into the frame.
+class CActiveFrame {
+public:
+    explicit CActiveFrame(SFrame& frame) { t_frame = &frame; }
+    ~CActiveFrame() { t_frame = t_frame->outer; }
+    CActiveFrame(const CActiveFrame&) = delete;
+    CActiveFrame& operator=(const CActiveFrame&) = delete;
+};
+
+/// In a function of its own, so that no object with a destructor lives in the one that is jumped into.
+__attribute__((noinline)) void RunInFrame(const std::function<void()>& body, SFrame& frame)
+{
+    const CActiveFrame active(frame);
+    body();
+}
+
+__attribute__((noinline)) bool RunOrJump(const std::function<void()>& body, SFrame& frame)
+{
+    if (sigsetjmp(frame.jump, 1) == 0) {
+        RunInFrame(body, frame);
+        return true;
+    }
+    t_frame = frame.outer;
+    return false;
+}
+
+} // namespace
+
+bool RunContained(const std::function<void()>& body, SFaultRecord& record)
+{
+    record = {};
+    InstallHandlers();
+    const posix::CAlternateStack alternateStack;
+    SFrame frame;
+    frame.stackLimit = posix::StackLimit();
+    frame.record = &record;
+    frame.outer = t_frame;
+    return RunOrJump(body, frame);
+}
+
+eHeapState CheckHeap()
+{
+    return eHeapState_Unknown;
+}
+
+} // namespace platform
