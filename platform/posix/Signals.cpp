@@ -1,0 +1,58 @@
+#include "platform/Process.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+namespace platform {
+
+/// The signals are blocked on every thread, for threads inherit the mask of the one that starts them, and are fetched
+/// where somebody waits for them: no code runs in a handler.
+struct CProgramSignals::SState {
+    sigset_t received = {};
+    sigset_t oldMask = {};
+};
+
+CProgramSignals::CProgramSignals(bool acceptStep) : m_pState(std::make_unique<SState>())
+{
+    sigset_t& received = m_pState->received;
+    sigemptyset(&received);
+    sigaddset(&received, SIGTERM);
+    sigaddset(&received, SIGINT);
+    if (acceptStep)
+        sigaddset(&received, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &received, &m_pState->oldMask);
+}
+
+CProgramSignals::~CProgramSignals()
+{
+    // A second request to stop is answered by the stop that is going on, not by a sudden end.
+    const timespec none = {};
+    while (sigtimedwait(&m_pState->received, nullptr, &none) > 0 || errno == EINTR) {
+    }
+    pthread_sigmask(SIG_SETMASK, &m_pState->oldMask, nullptr);
+}
+
+bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal& received)
+{
+    using std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds longest = std::chrono::hours(24 * 365);
+    const auto end = steady_clock::now() + std::min(timeout, longest);
+    for (;;) {
+        const auto left = std::max(end - steady_clock::now(), steady_clock::duration::zero());
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+        timespec wait = {};
+        wait.tv_sec = seconds.count();
+        wait.tv_nsec = std::chrono::nanoseconds(left - seconds).count();
+        const int number = sigtimedwait(&m_pState->received, nullptr, &wait);
+        if (number > 0) {
+            received = number == SIGUSR1 ? eProgramSignal_Step : eProgramSignal_Stop;
+            return true;
+        }
+        if (errno != EINTR)
+            return false;
+    }
+}
+
+} // namespace platform
