@@ -1,0 +1,82 @@
+#include "tests/support/ChildProcess.h"
+
+#include "platform/Module.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <map>
+
+namespace testsupport {
+namespace {
+
+constexpr wchar_t kSwitch[] = L"--play-part";
+constexpr std::chrono::seconds kPatience{60};
+
+std::map<std::wstring, ChildPart>& Parts()
+{
+    static std::map<std::wstring, ChildPart> parts;
+    return parts;
+}
+
+} // namespace
+
+CChildPart::CChildPart(const wchar_t* name, ChildPart part)
+{
+    Parts().emplace(name, part);
+}
+
+std::optional<int> RunAsChild(const std::vector<std::wstring>& arguments)
+{
+    if (arguments.size() < 2 || arguments[0] != kSwitch)
+        return std::nullopt;
+    const auto part = Parts().find(arguments[1]);
+    if (part == Parts().end()) {
+        platform::WriteConsoleText(platform::eStream_Error, L"No such part: " + arguments[1] + L"\n");
+        return 99;
+    }
+    return part->second({arguments.begin() + 2, arguments.end()});
+}
+
+std::vector<std::wstring> ChildArguments(const wchar_t* name, const std::vector<std::wstring>& arguments)
+{
+    std::vector<std::wstring> all = {kSwitch, name};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+}
+
+platform::CProcess StartChild(const wchar_t* name, const std::vector<std::wstring>& arguments,
+                              platform::SProcessOptions options)
+{
+    options.pipeInput = true;
+    options.pipeOutput = true;
+    platform::CProcess child;
+    EXPECT_EQ(child.Start(platform::ProgramPath(), ChildArguments(name, arguments), options), platform::eOsError_None);
+    return child;
+}
+
+bool WaitForChild(platform::CProcess& child, const std::wstring& line)
+{
+    std::wstring read;
+    return child.ReadLine(read, kPatience) && read == line;
+}
+
+int FinishChild(platform::CProcess& child)
+{
+    child.CloseInput();
+    int exitCode = -1;
+    return child.Wait(kPatience, exitCode) ? exitCode : -1;
+}
+
+void TellParent(const std::wstring& line)
+{
+    platform::WriteConsoleText(platform::eStream_Output, line + L"\n");
+}
+
+bool WaitForParent()
+{
+    std::string line;
+    return static_cast<bool>(std::getline(std::cin, line));
+}
+
+} // namespace testsupport
