@@ -1,0 +1,242 @@
+#include "platform/Process.h"
+
+#include "platform/FileSystem.h"
+#include "platform/Module.h"
+#include "platform/Os.h"
+#include "platform/Text.h"
+#include "platform/Thread.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace platform {
+namespace {
+
+using namespace std::chrono_literals;
+constexpr auto kSoon = 60s;
+
+int Echo(const std::vector<std::wstring>& arguments)
+{
+    for (const std::wstring& argument : arguments)
+        testsupport::TellParent(L"[" + argument + L"]");
+    testsupport::TellParent(Environment(L"ZEL_TEST_CHILD"));
+    WriteConsoleText(eStream_Error, L"to the error stream \u20ac\n");
+    return 3;
+}
+const testsupport::CChildPart echoPart(L"process-echo", &Echo);
+
+int WaitAround(const std::vector<std::wstring>&)
+{
+    testsupport::TellParent(L"ready");
+    while (testsupport::WaitForParent())
+        testsupport::TellParent(L"a line came");
+    return 5;
+}
+const testsupport::CChildPart waitPart(L"process-wait", &WaitAround);
+
+int BurnTime(const std::vector<std::wstring>&)
+{
+    const auto end = Clock().Steady() + 300ms;
+    volatile unsigned work = 0;
+    while (Clock().Steady() < end)
+        work = work + 1;
+    testsupport::TellParent(L"burnt");
+    testsupport::WaitForParent();
+    return 0;
+}
+const testsupport::CChildPart burnPart(L"process-burn", &BurnTime);
+
+int UseMemory(const std::vector<std::wstring>& arguments)
+{
+    const std::string memory(static_cast<std::size_t>(std::stoul(arguments[0])), 'x');
+    testsupport::TellParent(memory.back() == 'x' ? L"used" : L"?");
+    testsupport::WaitForParent();
+    return 0;
+}
+const testsupport::CChildPart memoryPart(L"process-memory", &UseMemory);
+
+/// Writes to an output that nobody reads any more, and survives it.
+int WriteIntoTheVoid(const std::vector<std::wstring>&)
+{
+    testsupport::TellParent(L"ready");
+    testsupport::WaitForParent();
+    const std::wstring chunk(1000, L'x');
+    for (int i = 0; i < 10'000; ++i) {
+        if (!WriteConsoleText(eStream_Output, chunk))
+            return 11;
+    }
+    return 12;
+}
+const testsupport::CChildPart voidPart(L"process-void", &WriteIntoTheVoid);
+
+TEST(ProcessTest, ArgumentsArriveAsTheyAre)
+{
+    const std::vector<std::wstring> arguments = {L"plain",          L"with space",        L"",
+                                                 L"quote\"inside",  L"back\\slash\\",     L"\\\"",
+                                                 L"$HOME %PATH% *", L"\u20ac \U0001F600", L"tab\there"};
+    auto child = testsupport::StartChild(L"process-echo", arguments);
+    for (const std::wstring& argument : arguments)
+        EXPECT_TRUE(testsupport::WaitForChild(child, L"[" + argument + L"]")) << ToUtf8(argument);
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"")) << "the variable";
+    EXPECT_EQ(testsupport::FinishChild(child), 3);
+}
+
+TEST(ProcessTest, VariablesAreAddedToTheInheritedOnes)
+{
+    SetEnvironment(L"ZEL_TEST_CHILD", L"inherited");
+    auto heir = testsupport::StartChild(L"process-echo", {});
+    EXPECT_TRUE(testsupport::WaitForChild(heir, L"inherited"));
+    SProcessOptions options;
+    options.environment = {{L"ZEL_TEST_CHILD", L"own \u20ac"}};
+    auto child = testsupport::StartChild(L"process-echo", {}, options);
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"own \u20ac"));
+    SetEnvironment(L"ZEL_TEST_CHILD", L"");
+    EXPECT_EQ(testsupport::FinishChild(heir), 3);
+    EXPECT_EQ(testsupport::FinishChild(child), 3);
+}
+
+TEST(ProcessTest, ErrorsGoToAFile)
+{
+    const testsupport::CTemporaryDirectory directory;
+    SProcessOptions options;
+    options.errorFile = directory / L"errors.txt";
+    ASSERT_EQ(WriteWholeFile(options.errorFile, std::string(1000, 'o')), eOsError_None);
+    auto child = testsupport::StartChild(L"process-echo", {}, options);
+    EXPECT_EQ(testsupport::FinishChild(child), 3);
+    std::string errors;
+    ASSERT_EQ(ReadWholeFile(options.errorFile, eOpenMode_ReadShared, errors, 10'000), eOsError_None);
+    EXPECT_EQ(errors, "to the error stream \xE2\x82\xAC\n");
+}
+
+TEST(ProcessTest, LinesGoBackAndForth)
+{
+    auto child = testsupport::StartChild(L"process-wait", {});
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"ready"));
+    std::wstring line;
+    EXPECT_FALSE(child.ReadLine(line, 20ms)) << "nothing yet";
+    int exitCode = -1;
+    EXPECT_FALSE(child.Wait(0ms, exitCode));
+    EXPECT_FALSE(child.Wait(20ms, exitCode));
+    EXPECT_TRUE(child.WriteLine(L"one"));
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"a line came"));
+    EXPECT_NE(child.Id(), 0U);
+    EXPECT_NE(child.Id(), CurrentProcessId());
+    child.CloseInput();
+    EXPECT_FALSE(child.WriteLine(L"two"));
+    EXPECT_TRUE(child.Wait(kSoon, exitCode));
+    EXPECT_EQ(exitCode, 5);
+    EXPECT_TRUE(child.Wait(0ms, exitCode)) << "it stays ended";
+    EXPECT_FALSE(child.ReadLine(line, kSoon)) << "the end of the output";
+}
+
+TEST(ProcessTest, TheWholeOutputAtOnce)
+{
+    auto child = testsupport::StartChild(L"process-echo", {L"one", L"two"});
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"[one]"));
+    const std::string rest = child.ReadAll(kSoon);
+    EXPECT_EQ(rest.find("[two]"), 0U) << rest;
+    EXPECT_EQ(testsupport::FinishChild(child), 3);
+}
+
+TEST(ProcessTest, WhatDoesNotExistDoesNotStart)
+{
+    const testsupport::CTemporaryDirectory directory;
+    CProcess child;
+    EXPECT_EQ(child.Start(directory / L"none", {}), eOsError_FileNotFound);
+    EXPECT_EQ(child.Id(), 0U);
+    int exitCode = 0;
+    EXPECT_FALSE(child.Wait(0ms, exitCode));
+    EXPECT_EQ(child.CpuTime(), 0ns);
+    EXPECT_EQ(child.PeakMemory(), 0U);
+}
+
+TEST(ProcessTest, AKilledChildEndsAtOnce)
+{
+    auto child = testsupport::StartChild(L"process-wait", {});
+    ASSERT_TRUE(testsupport::WaitForChild(child, L"ready"));
+    child.Kill();
+    int exitCode = 0;
+    EXPECT_TRUE(child.Wait(kSoon, exitCode));
+    EXPECT_NE(exitCode, 0);
+    EXPECT_NE(exitCode, 5);
+}
+
+TEST(ProcessTest, TheEndOfTheObjectIsTheEndOfTheChild)
+{
+    const testsupport::CTemporaryDirectory directory;
+    CProcess child = testsupport::StartChild(L"process-wait", {});
+    ASSERT_TRUE(testsupport::WaitForChild(child, L"ready"));
+    CProcess moved = std::move(child);
+    EXPECT_NE(moved.Id(), 0U);
+    moved = CProcess();
+    EXPECT_EQ(moved.Id(), 0U);
+}
+
+TEST(ProcessTest, ProcessorTimeIsMeasuredWhileItRunsAndAfterwards)
+{
+    auto child = testsupport::StartChild(L"process-burn", {});
+    ASSERT_TRUE(testsupport::WaitForChild(child, L"burnt"));
+    // It burns 300 ms of elapsed time; on a loaded machine it gets less of the processor.
+    const auto running = child.CpuTime();
+    EXPECT_GE(running, 30ms);
+    EXPECT_LE(running, 30s);
+    EXPECT_EQ(testsupport::FinishChild(child), 0);
+    // The system may count in steps of a hundredth of a second while it runs.
+    EXPECT_GE(child.CpuTime(), running - 20ms);
+}
+
+TEST(ProcessTest, PeakMemoryIsMeasuredWhileItRunsAndAfterwards)
+{
+    constexpr std::uint64_t used = 60'000'000;
+    auto child = testsupport::StartChild(L"process-memory", {std::to_wstring(used)});
+    ASSERT_TRUE(testsupport::WaitForChild(child, L"used"));
+    const auto running = child.PeakMemory();
+    EXPECT_GE(running, used);
+    EXPECT_LE(running, used + 1'000'000'000);
+    EXPECT_EQ(testsupport::FinishChild(child), 0);
+    EXPECT_GE(child.PeakMemory(), used);
+}
+
+TEST(ProcessTest, WritingToNobodyFailsAndDoesNotKill)
+{
+    auto child = testsupport::StartChild(L"process-wait", {});
+    ASSERT_TRUE(testsupport::WaitForChild(child, L"ready"));
+    child.Kill();
+    int exitCode = 0;
+    ASSERT_TRUE(child.Wait(kSoon, exitCode));
+    EXPECT_FALSE(child.WriteLine(std::wstring(100'000, L'x')));
+}
+
+TEST(ProcessTest, ManyChildrenAtOnceKeepTheirOwnPipes)
+{
+    // A child that inherited another one's pipe would keep it from being closed.
+    std::array<CProcess, 4> children;
+    for (CProcess& child : children)
+        child = testsupport::StartChild(L"process-wait", {});
+    for (CProcess& child : children)
+        ASSERT_TRUE(testsupport::WaitForChild(child, L"ready"));
+    for (CProcess& child : children)
+        EXPECT_EQ(testsupport::FinishChild(child), 5);
+}
+
+TEST(ConsoleTest, ATestHasNoTerminalButAWidth)
+{
+    EXPECT_GT(TerminalWidth(eStream_Output), 0);
+    auto child = testsupport::StartChild(L"process-void", {});
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"ready"));
+    EXPECT_TRUE(child.WriteLine(L"go"));
+    EXPECT_FALSE(child.ReadAll(kSoon).empty());
+    EXPECT_EQ(testsupport::FinishChild(child), 12);
+}
+
+TEST(ConsoleTest, NobodyListensForServiceStates)
+{
+    SetEnvironment(L"NOTIFY_SOCKET", L"");
+    EXPECT_FALSE(NotifyServiceManager("READY=1"));
+}
+
+} // namespace
+} // namespace platform

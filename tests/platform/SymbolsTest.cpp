@@ -1,0 +1,62 @@
+#include "platform/Fault.h"
+
+#include "platform/Module.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+__attribute__((noinline)) std::size_t CaptureHere(std::uintptr_t* frames, std::size_t maxFrames)
+{
+    const std::size_t count = CaptureStack(frames, maxFrames);
+    return count + 0 * static_cast<std::size_t>(frames[0]); // no tail call: this function is the caller
+}
+
+TEST(SymbolsTest, TheStackBeginsWithTheCaller)
+{
+    std::array<std::uintptr_t, 32> frames = {};
+    const std::size_t count = CaptureHere(frames.data(), frames.size());
+    ASSERT_GT(count, 2U);
+    const auto start = reinterpret_cast<std::uintptr_t>(&CaptureHere);
+    EXPECT_GE(frames[0], start);
+    EXPECT_LT(frames[0], start + 256);
+}
+
+TEST(SymbolsTest, TheStackIsCutToTheRoom)
+{
+    std::array<std::uintptr_t, 3> frames = {};
+    EXPECT_EQ(CaptureStack(frames.data(), 2), 2U);
+    EXPECT_NE(frames[1], 0U);
+    EXPECT_EQ(frames[2], 0U);
+    EXPECT_EQ(CaptureStack(frames.data(), 0), 0U);
+}
+
+TEST(SymbolsTest, AnAddressIsDescribedByItsModuleAndOffset)
+{
+    const std::wstring text = DescribeAddress(reinterpret_cast<std::uintptr_t>(&CaptureHere));
+    EXPECT_EQ(text.find(FileNameOf(ProgramPath()) + L"+0x"), 0U) << ToUtf8(text);
+}
+
+TEST(SymbolsTest, AnExportedFunctionHasItsName)
+{
+    // Asked of the module itself: the address of the function here may be that of a jump to it.
+    std::array<std::uintptr_t, 8> frames = {};
+    ASSERT_GT(CaptureHere(frames.data(), frames.size()), 1U);
+    const std::wstring text = DescribeAddress(frames[0]);
+    EXPECT_NE(text.find(FileNameOf(ProgramPath())), std::wstring::npos) << ToUtf8(text);
+    EXPECT_NE(text.find(L"CaptureHere"), std::wstring::npos) << ToUtf8(text);
+    EXPECT_NE(text.find(L"SymbolsTest.cpp:"), std::wstring::npos) << ToUtf8(text);
+}
+
+TEST(SymbolsTest, AnAddressThatIsNobodysIsANumber)
+{
+    EXPECT_NE(DescribeAddress(0x18).find(L"0x18"), std::wstring::npos);
+}
+
+} // namespace
+} // namespace platform

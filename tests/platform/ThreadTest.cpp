@@ -1,0 +1,136 @@
+#include "platform/Thread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+namespace platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ManualResetEventTest, StaysSetUntilReset)
+{
+    CManualResetEvent event;
+    EXPECT_FALSE(event.IsSet());
+    EXPECT_FALSE(event.WaitFor(0ms));
+    EXPECT_FALSE(event.WaitFor(10ms));
+    event.Set();
+    event.Wait();
+    EXPECT_TRUE(event.WaitFor(0ms));
+    EXPECT_TRUE(event.IsSet());
+    event.Reset();
+    EXPECT_FALSE(event.WaitFor(0ms));
+}
+
+TEST(ManualResetEventTest, WakesAllWaiters)
+{
+    CManualResetEvent event;
+    std::atomic<int> awake{0};
+    CThread threads[4];
+    for (CThread& thread : threads) {
+        ASSERT_TRUE(thread.Start([&] {
+            awake += event.WaitFor(std::chrono::milliseconds::max()) ? 1 : 0;
+            return 0U;
+        }));
+    }
+    event.Set();
+    for (CThread& thread : threads)
+        EXPECT_TRUE(thread.Join());
+    EXPECT_EQ(awake, 4);
+}
+
+TEST(ThreadTest, GivesItsExitCode)
+{
+    CThread thread;
+    EXPECT_FALSE(thread.IsStarted());
+    EXPECT_FALSE(thread.Join()) << "nothing to wait for";
+    ASSERT_TRUE(thread.Start([] { return 7U; }));
+    EXPECT_TRUE(thread.IsStarted());
+    EXPECT_TRUE(thread.WaitFor(60s));
+    EXPECT_TRUE(thread.Join());
+    EXPECT_EQ(thread.ExitCode(), 7U);
+    EXPECT_FALSE(thread.Join()) << "joined already";
+    EXPECT_EQ(thread.ExitCode(), 7U);
+}
+
+TEST(ThreadTest, WaitingForOneThatRunsEndsInTime)
+{
+    CManualResetEvent end;
+    CThread thread;
+    ASSERT_TRUE(thread.Start([&end] {
+        end.Wait();
+        return 1U;
+    }));
+    EXPECT_FALSE(thread.WaitFor(20ms));
+    EXPECT_FALSE(thread.Start([] { return 2U; })) << "one at a time";
+    end.Set();
+    EXPECT_TRUE(thread.Join());
+    EXPECT_TRUE(thread.WaitFor(0ms));
+    ASSERT_TRUE(thread.Start([] { return 2U; })) << "and another after it";
+    EXPECT_TRUE(thread.Join());
+    EXPECT_EQ(thread.ExitCode(), 2U);
+}
+
+TEST(ThreadTest, CannotWaitForItself)
+{
+    CManualResetEvent started;
+    CThread thread;
+    bool joined = true;
+    ASSERT_TRUE(thread.Start([&] {
+        started.Wait();
+        joined = thread.Join();
+        return 0U;
+    }));
+    started.Set();
+    EXPECT_TRUE(thread.Join());
+    EXPECT_FALSE(joined);
+}
+
+TEST(ThreadTest, TheEndOfTheObjectWaitsForTheThread)
+{
+    std::atomic<bool> ended{false};
+    CManualResetEvent go;
+    {
+        CThread thread;
+        ASSERT_TRUE(thread.Start([&] {
+            go.Wait();
+            ended = true;
+            return 0U;
+        }));
+        CThread moved = std::move(thread);
+        EXPECT_FALSE(thread.IsStarted()); // NOLINT(bugprone-use-after-move): a moved one is as new
+        go.Set();
+    }
+    EXPECT_TRUE(ended);
+}
+
+TEST(ThreadTest, APlannedStartFails)
+{
+    FailThreadStart(2);
+    CThread first;
+    CThread second;
+    CThread third;
+    EXPECT_TRUE(first.Start([] { return 0U; }));
+    EXPECT_FALSE(second.Start([] { return 0U; }));
+    EXPECT_FALSE(second.IsStarted());
+    EXPECT_TRUE(third.Start([] { return 0U; }));
+    FailThreadStart(1);
+    FailThreadStart(0);
+    CThread fourth;
+    EXPECT_TRUE(fourth.Start([] { return 0U; }));
+}
+
+TEST(ThreadTest, TakesANameOfAnyLength)
+{
+    CThread thread;
+    ASSERT_TRUE(thread.Start([] {
+        SetCurrentThreadName("short");
+        SetCurrentThreadName("ZelProcessorServer::MessageHandling");
+        return 0U;
+    }));
+    EXPECT_TRUE(thread.Join());
+}
+
+} // namespace
+} // namespace platform

@@ -1,0 +1,113 @@
+#include "platform/FileSystem.h"
+
+#include "platform/Module.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+using testsupport::CTemporaryDirectory;
+
+class SpecialFileTest : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(mkfifo(NarrowPath(m_fifo).c_str(), 0600), 0); }
+
+    const CTemporaryDirectory m_directory;
+    const std::wstring m_fifo = m_directory / L"request.drq";
+};
+
+TEST_F(SpecialFileTest, ANamedPipeNeverBlocksAndIsNeverTaken)
+{
+    std::unique_ptr<IFile> file;
+    for (const auto mode : {eOpenMode_ReadExclusive, eOpenMode_ReadShared, eOpenMode_WriteExclusive})
+        EXPECT_EQ(Files().Open(m_fifo, mode, file), eOsError_AccessDenied) << mode;
+    std::unique_ptr<ILockFile> lock;
+    EXPECT_EQ(Files().OpenLockFile(m_fifo, "", lock), eOsError_AccessDenied);
+    EXPECT_EQ(Files().Move(m_fifo, m_directory / L"moved", 0), eOsError_AccessDenied);
+    EXPECT_EQ(Files().Remove(m_fifo), eOsError_AccessDenied);
+    ASSERT_EQ(WriteWholeFile(m_directory / L"file", ""), eOsError_None);
+    EXPECT_EQ(Files().Move(m_directory / L"file", m_fifo, eMoveFlag_ReplaceExisting), eOsError_AccessDenied);
+    EXPECT_TRUE(PathExists(m_fifo));
+}
+
+TEST_F(SpecialFileTest, DevicesAreNotTakenEither)
+{
+    std::unique_ptr<IFile> file;
+    EXPECT_EQ(Files().Open(L"/dev/null", eOpenMode_WriteExclusive, file), eOsError_AccessDenied);
+    EXPECT_EQ(Files().Open(L"/dev/zero", eOpenMode_ReadShared, file), eOsError_AccessDenied);
+    EXPECT_EQ(Files().Move(L"/dev/null", m_directory / L"null", 0), eOsError_AccessDenied);
+}
+
+TEST_F(SpecialFileTest, ItIsListedAsAFile)
+{
+    std::vector<SDirectoryEntry> entries;
+    ASSERT_EQ(Files().List(m_directory.Path(), entries), eOsError_None);
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0].name, L"request.drq");
+    EXPECT_FALSE(entries[0].isDirectory);
+}
+
+TEST_F(SpecialFileTest, LinksAreFollowedWhenOpenedAndMovedThemselves)
+{
+    const std::wstring target = m_directory / L"target";
+    const std::wstring link = m_directory / L"link";
+    ASSERT_EQ(WriteWholeFile(target, "content"), eOsError_None);
+    ASSERT_EQ(symlink(NarrowPath(target).c_str(), NarrowPath(link).c_str()), 0);
+    std::string bytes;
+    EXPECT_EQ(ReadWholeFile(link, eOpenMode_ReadExclusive, bytes, 100), eOsError_None);
+    EXPECT_EQ(bytes, "content");
+    EXPECT_EQ(Files().Move(link, m_directory / L"moved", 0), eOsError_None);
+    EXPECT_TRUE(PathExists(target));
+    EXPECT_EQ(Files().Remove(m_directory / L"moved"), eOsError_None);
+    EXPECT_TRUE(PathExists(target));
+}
+
+TEST_F(SpecialFileTest, ALinkToNothingCanStillBeMovedAndRemoved)
+{
+    const std::wstring link = m_directory / L"link";
+    ASSERT_EQ(symlink("/no/such/target", NarrowPath(link).c_str()), 0);
+    EXPECT_EQ(Files().Move(link, m_directory / L"moved", 0), eOsError_None);
+    EXPECT_EQ(Files().Remove(m_directory / L"moved"), eOsError_None);
+    EXPECT_EQ(Files().Remove(m_directory / L"moved"), eOsError_FileNotFound);
+}
+
+TEST_F(SpecialFileTest, ALinkToADirectoryIsListedAsADirectory)
+{
+    const CTemporaryDirectory other;
+    ASSERT_EQ(symlink(NarrowPath(m_directory.Path()).c_str(), NarrowPath(other / L"link").c_str()), 0);
+    std::vector<SDirectoryEntry> entries;
+    ASSERT_EQ(Files().List(other.Path(), entries), eOsError_None);
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_TRUE(entries[0].isDirectory);
+}
+
+TEST_F(SpecialFileTest, WhatOthersMayWriteToIsToldByItsMode)
+{
+    const std::wstring path = m_directory / L"module.so";
+    ASSERT_EQ(WriteWholeFile(path, ""), eOsError_None);
+    struct {
+        unsigned mode;
+        bool expected;
+    } const cases[] = {{0755, false}, {0700, false}, {0757, true}, {0777, true}, {0666, true}};
+    for (const auto& entry : cases) {
+        ASSERT_EQ(chmod(NarrowPath(path).c_str(), entry.mode), 0);
+        EXPECT_EQ(IsWritableByOthers(path), entry.expected) << std::oct << entry.mode;
+    }
+    if (geteuid() == 0) {
+        ASSERT_EQ(chmod(NarrowPath(path).c_str(), 0775), 0);
+        EXPECT_FALSE(IsWritableByOthers(path)) << "the group is root's";
+        ASSERT_EQ(chown(NarrowPath(path).c_str(), 0, 1), 0);
+        EXPECT_TRUE(IsWritableByOthers(path));
+    }
+    EXPECT_TRUE(IsWritableByOthers(L"/tmp"));
+}
+
+} // namespace
+} // namespace platform
