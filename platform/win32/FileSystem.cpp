@@ -2,6 +2,7 @@
 
 #include "platform/DeferredSync.h"
 #include "platform/Os.h"
+#include "platform/Path.h"
 #include "platform/win32/DirectoryWatch.h"
 #include "platform/win32/File.h"
 #include "platform/win32/Handle.h"
@@ -82,18 +83,26 @@ public:
         if (IsDirectory(systemFrom)) {
             return eOsError_AccessDenied;
         }
-        if ((flags & eMoveFlag_WriteThrough) != 0 && !IsDirectorySyncDeferred()) {
+        const bool writeThrough = (flags & eMoveFlag_WriteThrough) != 0;
+        const bool deferred = writeThrough && IsDirectorySyncDeferred();
+        if (writeThrough && !deferred) {
             const eOsError error = FlushFile(systemFrom);
             if (!Succeeded(error)) {
                 return error;
             }
         }
         // Never with permission to copy: a copy is neither one step nor the same file. The new name is written through
-        // even where the syncing is put off, for nothing could do it later.
+        // even where the syncing is put off, for SyncDirectory can't do it later.
         static_assert(eMoveFlag_ReplaceExisting == MOVEFILE_REPLACE_EXISTING);
         static_assert(eMoveFlag_WriteThrough == MOVEFILE_WRITE_THROUGH);
         const DWORD systemFlags = flags & (MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
-        return MoveFileExW(systemFrom.c_str(), ToSystemPath(to).c_str(), systemFlags) ? eOsError_None : LastOsError();
+        if (!MoveFileExW(systemFrom.c_str(), ToSystemPath(to).c_str(), systemFlags)) {
+            return LastOsError();
+        }
+        if (deferred) {
+            DeferDirectorySync(DirectoryOf(to));
+        }
+        return eOsError_None;
     }
 
     eOsError Remove(const std::wstring& path) override

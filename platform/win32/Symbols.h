@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstddef>
+#include "platform/win32/ModuleFile.h"
+
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -13,8 +13,8 @@ namespace platform::win32 {
 class CModuleSymbols {
 public:
     CModuleSymbols() = default;
-    /// Takes the bytes of a module's file; whatever they are, what can't be read is left out.
-    explicit CModuleSymbols(std::span<const std::byte> file);
+    /// Whatever the file is, what can't be read is left out.
+    explicit CModuleSymbols(const CModuleFile& file);
 
     /// Readable name of the function that holds this offset from the module's start; empty when unknown.
     [[nodiscard]] std::wstring FunctionAt(std::uint32_t offset) const;
