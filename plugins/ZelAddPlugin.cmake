@@ -2,9 +2,6 @@
 #   A component module in bin/<folder>, with the manifest that makes its factory known beside it.
 include_guard(GLOBAL)
 
-# Every factory of the request processor is in this category.
-set(ZEL_FACTORY_CATEGORY "{80D84198-37D5-4BB3-B254-91460E9F8FFC}")
-
 function(zel_add_plugin)
     cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;FOLDER;CLASS_ID;CLASS_NAME" "SOURCES;LIBS")
     if(NOT arg_NAME OR NOT arg_FOLDER OR NOT arg_CLASS_ID OR NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
@@ -12,6 +9,8 @@ function(zel_add_plugin)
             "'${arg_UNPARSED_ARGUMENTS}'")
     endif()
 
+    # Every factory of the request processor is in this category. Set in here: a guarded include reaches one folder only.
+    set(category "{80D84198-37D5-4BB3-B254-91460E9F8FFC}")
     set(folder "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${arg_FOLDER}")
     add_library(${arg_NAME} MODULE ${arg_SOURCES})
     set_target_properties(${arg_NAME} PROPERTIES
@@ -25,7 +24,7 @@ function(zel_add_plugin)
 "<component>
   <module>$<TARGET_FILE_NAME:${arg_NAME}></module>
   <class id=\"${arg_CLASS_ID}\" name=\"${arg_CLASS_NAME}\">
-    <category id=\"${ZEL_FACTORY_CATEGORY}\"/>
+    <category id=\"${category}\"/>
   </class>
 </component>
 ")
