@@ -26,9 +26,16 @@ constexpr int kMaxValueBytes = 16 * 1024 * 1024;
 /// The functions that reach beyond the data.
 constexpr std::array<std::string_view, 2> kRefusedFunctions = {"load_extension", "fts3_tokenizer"};
 
-const char* ActionName(int action)
+/// The pragmas have tables of their own, named after them.
+bool IsPragmaTable(const char* table)
+{
+    return table != nullptr && sqlite3_strnicmp(table, "pragma_", 7) == 0;
+}
+
+const char* ActionName(int action, const char* first)
 {
     switch (action) {
+    case SQLITE_READ: return IsPragmaTable(first) ? "PRAGMA" : "READ";
     case SQLITE_INSERT: return "INSERT";
     case SQLITE_UPDATE: return "UPDATE";
     case SQLITE_DELETE: return "DELETE";
@@ -49,6 +56,28 @@ bool IsRefusedFunction(const char* name)
             return true;
     }
     return false;
+}
+
+/// True for what a statement that reads is made of.
+bool IsReading(int action, const char* first, const char* second)
+{
+    switch (action) {
+    case SQLITE_SELECT:
+    case SQLITE_RECURSIVE: return true;
+    case SQLITE_READ: return !IsPragmaTable(first);
+    case SQLITE_FUNCTION: return second != nullptr && !IsRefusedFunction(second);
+    case SQLITE_UPDATE:
+        // A table that is a function (json_each) declares itself so; changing the schema table itself is refused
+        // elsewhere.
+        return first != nullptr && sqlite3_stricmp(first, "sqlite_master") == 0;
+    default: return false;
+    }
+}
+
+/// A full-text search inside of a SELECT asks in this way whether the data changed under it.
+bool IsNeededToRead(int action, const char* first)
+{
+    return action == SQLITE_PRAGMA && first != nullptr && sqlite3_stricmp(first, "data_version") == 0;
 }
 
 } // namespace
@@ -182,12 +211,13 @@ bool CDatabase::Compile(std::string_view sql, CStatement& statement, std::string
     sqlite3_stmt* compiled = nullptr;
     const char* tail = nullptr;
     m_pRefused = nullptr;
+    m_bSelecting = false;
     if (sql.size() > static_cast<std::size_t>(kMaxValueBytes))
         return Fail(L"the SQL text is too long");
     const int result =
         sqlite3_prepare_v2(m_pDatabase.get(), sql.data(), static_cast<int>(sql.size()), &compiled, &tail);
     statement = CStatement(compiled);
-    if (result != SQLITE_OK && m_pRefused != nullptr)
+    if ((result & 0xFF) == SQLITE_AUTH && m_pRefused != nullptr)
         return Fail(L"not allowed in a request: " + platform::FromUtf8(m_pRefused));
     if (result != SQLITE_OK)
         return FailByDatabase();
@@ -219,15 +249,15 @@ bool CDatabase::FailByDatabase()
     return Fail(platform::FromUtf8(sqlite3_errmsg(m_pDatabase.get())));
 }
 
-int CDatabase::Authorize(void* self, int action, const char*, const char* second, const char*, const char*)
+int CDatabase::Authorize(void* self, int action, const char* first, const char* second, const char*, const char*)
 {
     auto* database = static_cast<CDatabase*>(self);
-    const bool isReading = action == SQLITE_SELECT || action == SQLITE_READ || action == SQLITE_RECURSIVE;
-    const bool isFunction = action == SQLITE_FUNCTION && second != nullptr && !IsRefusedFunction(second);
-    if (isReading || isFunction || database->m_bOwnStatement)
+    database->m_bSelecting = database->m_bSelecting || action == SQLITE_SELECT;
+    if (database->m_bOwnStatement || IsReading(action, first, second) ||
+        (database->m_bSelecting && IsNeededToRead(action, first)))
         return SQLITE_OK;
     if (database->m_pRefused == nullptr)
-        database->m_pRefused = ActionName(action);
+        database->m_pRefused = ActionName(action, first);
     return SQLITE_DENY;
 }
 

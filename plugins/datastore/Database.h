@@ -86,5 +86,6 @@ private:
     CZelProcessorContext* m_pContext = nullptr;
     const char* m_pRefused = nullptr; ///< what the statement tried that it must not
     bool m_bOwnStatement = false;     ///< the statement being prepared is not the request's
+    bool m_bSelecting = false;        ///< the statement has been found to be a SELECT
     CString m_strError;
 };

@@ -1,0 +1,62 @@
+#include "tests/plugins/SampleDatabase.h"
+
+#include "platform/FileSystem.h"
+#include "platform/Module.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+
+#include <ZEL_Processor/ZelPluginWriter.h>
+
+#include <gtest/gtest.h>
+
+#include <sqlite3.h>
+
+namespace plugintest {
+
+CDataFolder::CDataFolder()
+{
+    platform::SetEnvironment(L"ZEL_DATA_DIR", m_folder.Path());
+}
+
+CDataFolder::~CDataFolder()
+{
+    platform::SetEnvironment(L"ZEL_DATA_DIR", L"");
+}
+
+std::wstring CDataFolder::PathOf(const std::wstring& name) const
+{
+    return m_folder / (name + L".sqlite");
+}
+
+void CDataFolder::Make(const std::wstring& name, const std::string& sql) const
+{
+    sqlite3* database = nullptr;
+    char* error = nullptr;
+    EXPECT_EQ(sqlite3_open(platform::NarrowPath(PathOf(name)).c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << (error ? error : "");
+    sqlite3_free(error);
+    EXPECT_EQ(sqlite3_close(database), SQLITE_OK);
+}
+
+std::size_t CDataFolder::FileCount() const
+{
+    std::vector<platform::SDirectoryEntry> entries;
+    EXPECT_EQ(platform::Files().List(m_folder.Path(), entries), platform::eOsError_None);
+    return entries.size();
+}
+
+std::string QueryRequest(const std::string& source, const std::string& sql, const std::string& parameters)
+{
+    std::string escaped;
+    ZelAppendXmlText(escaped, sql);
+    return "<Request><Task Type=\"Query\"><DataSource>" + source + "</DataSource><Sql>" + escaped +
+           "</Sql><Parameters>" + parameters + "</Parameters></Task></Request>";
+}
+
+std::string StatisticsRequest(const std::string& source, const std::string& table, const std::string& columns)
+{
+    return "<Request><Task Type=\"Statistics\"><DataSource>" + source + "</DataSource><Table>" + table + "</Table>" +
+           columns + "</Task></Request>";
+}
+
+} // namespace plugintest

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "tests/support/TemporaryDirectory.h"
+
+#include <string>
+
+namespace plugintest {
+
+/// A folder of data sources, which ZEL_DATA_DIR names while the object lives.
+class CDataFolder {
+public:
+    CDataFolder();
+    ~CDataFolder();
+    CDataFolder(const CDataFolder&) = delete;
+    CDataFolder& operator=(const CDataFolder&) = delete;
+
+    /// Makes a data source, or changes one, by SQL statements. A failing one fails the test.
+    void Make(const std::wstring& name, const std::string& sql) const;
+    [[nodiscard]] std::wstring PathOf(const std::wstring& name) const;
+    /// Names of the files in the folder.
+    [[nodiscard]] std::size_t FileCount() const;
+
+private:
+    testsupport::CTemporaryDirectory m_folder;
+};
+
+/// `<Request><Task Type="Query">` for a data source and a statement, which is escaped here; parameters is markup.
+[[nodiscard]] std::string QueryRequest(const std::string& source, const std::string& sql,
+                                       const std::string& parameters = {});
+/// `<Request><Task Type="Statistics">`; columns is markup.
+[[nodiscard]] std::string StatisticsRequest(const std::string& source, const std::string& table,
+                                            const std::string& columns = {});
+
+} // namespace plugintest
