@@ -8,6 +8,7 @@
 #include <mutex>
 
 class CZelProcessorFactories;
+struct SStringCode;
 
 /// Runs one request from its file to its response file, through the plug-in factories. The server owns one; a host seldom
 /// needs it by itself. One request at a time; ProceedQueue and CanProceedQueue are safe from any thread, the setters are for the time
@@ -57,8 +58,8 @@ private:
     bool ObtainData(SRun& run, bool bForce, bool& bRetry);
     bool WriteResponse(SRun& run);
     void DeleteRequestFile(const CString& requestPath);
-    bool Fail(SRun& run, unsigned textId, const char* codeName);
-    void Report(SRun& run, unsigned textId, const char* codeName, eZelProcRequestStatus status);
+    bool Fail(SRun& run, const SStringCode& code);
+    void Report(SRun& run, const SStringCode& code, eZelProcRequestStatus status);
 
     CString m_strOutputDir = L"invalid";
     CZelProcessorEvent* m_pEvent = nullptr;

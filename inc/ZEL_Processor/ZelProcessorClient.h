@@ -79,8 +79,9 @@ private:
 
     [[nodiscard]] eZelProcRequestStatus SendMessageToServer(const CString& messagePath);
     [[nodiscard]] eZelProcRequestStatus ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional);
-    static void SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
-                                 eZelProcRequestStatus status);
+    /// Gives the status back, so that it can be returned with what was set.
+    static eZelProcRequestStatus SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
+                                                  eZelProcRequestStatus status);
     [[nodiscard]] CString GetFileInRequestDirFullPath(const CString& path) const;
     [[nodiscard]] CString GetFileInQueueFullPath(const CString& path) const;
     [[nodiscard]] CString GetOutputFilePath(const CString& path) const;

@@ -85,8 +85,11 @@ private:
     bool StartExecutiveThread();
 
     bool Listen();
-    bool ListenStep(platform::IDirectoryWatch& watch);
-    void ScanRequestDir();
+    bool ListenStep();
+    void SetWatch(std::unique_ptr<platform::IDirectoryWatch> watch);
+    void EndListener();
+    bool RearmWatch();
+    bool ScanRequestDir();
     void HandleCommandFile(const CString& path);
 
     bool AddRequestToQueue(const CString& path);
@@ -107,6 +110,7 @@ private:
                             bool& bException);
     bool SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce);
     eRetry PutBack(TSRequestItem& item);
+    void RemoveFailedRequest(const TSRequestItem& item);
     static int HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
                               const wchar_t* file, long line);
     void CancelRunningRequest();
@@ -125,10 +129,15 @@ private:
     std::uint32_t m_dwLastRequestTick = 0;    ///< executive thread only
     std::deque<TSRequestItem> m_queue;        ///< guarded by m_cs; newest in front, the next to run at the back
     std::vector<TSRequestItem> m_paused;      ///< guarded by m_cs
-    std::unique_ptr<platform::CManualResetEvent> m_evQueue;
+    std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< wakes the executive thread
     CComPtr<IUnknown> m_pFactoryObject;
 
-    std::shared_ptr<platform::IDirectoryWatch> m_pWatch; ///< guarded by m_cs; there while the listener listens
+    /// A lock of its own: stopping must not wait for a move that the listener makes under m_cs.
+    std::mutex m_csWatch;
+    std::unique_ptr<platform::IDirectoryWatch> m_pWatch; ///< replaced by the listener only, under m_csWatch
+    bool m_bScanPending = false; ///< listener only
+    std::unique_ptr<platform::CManualResetEvent> m_evStop;
+    std::unique_ptr<platform::CManualResetEvent> m_evListening;
     std::unique_ptr<CWQ_Thread> m_pMHThread;
     std::unique_ptr<CWQ_Thread> m_pEThread;
 };

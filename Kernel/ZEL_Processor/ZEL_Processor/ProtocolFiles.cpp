@@ -1,0 +1,67 @@
+#include "ProtocolFiles.h"
+
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+
+#include <chrono>
+
+namespace Protocol {
+
+namespace {
+
+constexpr unsigned kYieldsBeforeNap = 200;
+
+void PauseBeforeRetry(unsigned attempts)
+{
+    if (attempts < kYieldsBeforeNap)
+        platform::Clock().YieldThread();
+    else
+        platform::Clock().SleepFor(std::chrono::milliseconds(1));
+}
+
+} // namespace
+
+eFileKind GetFileKind(const CString& name)
+{
+    const CString extension = platform::ExtensionOf(name);
+    if (platform::EqualsNoCase(extension, kCommandExtension))
+        return eFileKind_Command;
+    if (platform::EqualsNoCase(extension, kRequestExtension) ||
+        platform::EqualsNoCase(extension, kXmlRequestExtension))
+        return eFileKind_Request;
+    return eFileKind_Other;
+}
+
+platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt,
+                                    const std::atomic<bool>* pGoOn)
+{
+    for (unsigned attempts = 0;; ++attempts) {
+        const platform::eOsError error = attempt();
+        if (error != platform::eOsError_SharingViolation)
+            return error;
+        if (pGoOn && !*pGoOn)
+            return error;
+        PauseBeforeRetry(attempts);
+    }
+}
+
+bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const std::atomic<bool>* pGoOn)
+{
+    return platform::Succeeded(
+        RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, pGoOn));
+}
+
+bool DeleteAllFilesInDir(const CString& dir)
+{
+    std::vector<platform::SDirectoryEntry> entries;
+    if (!platform::DirectoryExists(dir) || !platform::Succeeded(platform::Files().List(dir, entries)))
+        return false;
+    for (const platform::SDirectoryEntry& entry : entries) {
+        if (!entry.isDirectory)
+            static_cast<void>(platform::Files().Remove(platform::JoinPath(dir, entry.name)));
+    }
+    return true;
+}
+
+} // namespace Protocol

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "ZEL_Processor/ZelTypes.h"
+#include "platform/FileSystem.h"
+
+#include <atomic>
+#include <functional>
+
+/// What both sides of the file protocol share: the names, and the ways files are opened, handed over and cleared.
+namespace Protocol {
+
+constexpr const wchar_t* kQueueDirectory = L"Queue";
+constexpr const wchar_t* kStatusExtension = L".status";
+constexpr const wchar_t* kLockExtension = L".lock";
+constexpr const wchar_t* kCommandExtension = L".command";
+constexpr const wchar_t* kRequestExtension = L".drq";
+constexpr const wchar_t* kXmlRequestExtension = L".xml";
+constexpr const wchar_t* kDsEventsPrefix = L"DsEvents_";
+constexpr const wchar_t* kInsertableItemsPrefix = L"InsertableItemsGroup_";
+constexpr const wchar_t* kLockResultsPrefix = L"LockResultsChange_";
+
+/// The meaning of a file in the request directory, by its extension in any letter case.
+enum eFileKind { eFileKind_Other, eFileKind_Request, eFileKind_Command };
+[[nodiscard]] eFileKind GetFileKind(const CString& name);
+
+/// Tries until it succeeds, fails otherwise than with a sharing violation, or pGoOn turns false. There is no other limit: the
+/// protocol relies on the other side closing its file. The first tries only yield, because the other side usually needs
+/// microseconds; later ones sleep a millisecond, because a stranger that copies a large file would cost a whole core.
+[[nodiscard]] platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt,
+                                                  const std::atomic<bool>* pGoOn = nullptr);
+
+/// Hands a file over by moving it as soon as nobody has it open any more. flags: platform::eMoveFlag.
+[[nodiscard]] bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags,
+                                    const std::atomic<bool>* pGoOn = nullptr);
+
+/// Deletes every file, sub-directories aside; failures of single deletions are ignored. False when there is no such directory.
+bool DeleteAllFilesInDir(const CString& dir);
+
+} // namespace Protocol

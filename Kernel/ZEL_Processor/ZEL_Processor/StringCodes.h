@@ -1,0 +1,50 @@
+#pragma once
+
+#include "ZEL_Processor/ZelTypes.h"
+#include "framework/Services.h"
+
+/// A text by its numeric identifier and code name.
+struct SStringCode {
+    unsigned id;
+    const char* name;
+};
+
+/// The texts that processor, server and client show or write into a status comment. The numbers are fixed: language resources and
+/// other hosts know the texts by them.
+namespace StringCodes {
+
+constexpr SStringCode kExceptionDuringRequest{101, "IDS_EXCEPTIONTHROW_DURING_PROCESSINGREQUEST"};
+constexpr SStringCode kRequestCanceled{102, "IDS_REQUEST_CANCELED"};
+constexpr SStringCode kReadingRequest{103, "IDS_READING_REQUEST"};
+constexpr SStringCode kUnknownRequestFormat{104, "IDS_SERVER_ERROR_UNKNOWN_REQUEST_FORMAT"};
+constexpr SStringCode kServerError{105, "IDS_SERVER_ERROR"};
+constexpr SStringCode kCanNotInitializeResponse{106, "IDS_SERVER_ERROR_CAN_NOT_INITIALIZE_RESPONSE"};
+constexpr SStringCode kGettingData{107, "IDS_GETTING_DATA"};
+constexpr SStringCode kCanNotInitializeTask{110, "IDS_SERVER_ERROR_CAN_NOT_INITIALIZE_TASK"};
+constexpr SStringCode kCanNotObtainData{111, "IDS_SERVER_ERROR_CAN_NOT_OBTAIN_DATA"};
+constexpr SStringCode kCanNotSetResponse{112, "IDS_SERVER_ERROR_CAN_NOT_SET_RESPONSE"};
+constexpr SStringCode kPreparingResponse{113, "IDS_PREPARING_RESPONSE"};
+constexpr SStringCode kCanNotSaveResponse{114, "IDS_SERVER_ERROR_CAN_NOT_SAVE_RESPONSE"};
+constexpr SStringCode kCantDeleteRequestFile{115, "IDS_CANT_DELETE_REQUEST_FILE"};
+constexpr SStringCode kDone{116, "IDS_DONE"};
+constexpr SStringCode kCantFindTaskNode{118, "IDS_CANT_FIND_TASK_NODE"};
+constexpr SStringCode kCantFindTypeNode{119, "IDS_CANT_FIND_TYPE_NODE"};
+constexpr SStringCode kUnknownRequestType{120, "IDS_UNKNOWN_REQUEST_TYPE"};
+constexpr SStringCode kUnableInitTask{121, "IDS_UNABLE_INIT_TASK"};
+constexpr SStringCode kWaitingInQueue{122, "IDS_WAITING_IN_QUEUE"};
+constexpr SStringCode kWaitingToReceive{123, "IDS_WAITING_TO_RECEIVE_REQ"};
+constexpr SStringCode kNotRequested{124, "IDS_NOT_REQUESTED"};
+constexpr SStringCode kUnableOpenStatusFile{125, "IDS_CLIENT_ERR_UNABLE_OPEN_STATUS_FILE"};
+constexpr SStringCode kUnableReadStatus{126, "IDS_CLIENT_ERR_UNABLE_READ_STATUS"};
+constexpr SStringCode kProcessingStarted{127, "IDS_PROCESSING_STARTED"};
+
+/// Fetched by number alone: the XML of a request can't be parsed; the question before a crash report.
+constexpr unsigned kCantParseRequest = 117;
+constexpr unsigned kCrashReportQuestion = 134;
+
+} // namespace StringCodes
+
+[[nodiscard]] inline CString TextOf(const SStringCode& code)
+{
+    return RootApp_RSC_CStr(code.id, code.name);
+}

@@ -1,0 +1,140 @@
+#include "ZelProcessorRequestStatusFile.h"
+
+#include "ProtocolFiles.h"
+#include "SourceNames.h"
+#include "StatusFileText.h"
+#include "framework/Services.h"
+#include "platform/Os.h"
+#include "platform/Text.h"
+
+#include <array>
+#include <memory>
+#include <utility>
+
+namespace {
+
+/// A longer status file is not ours: comments are messages, not data.
+constexpr std::size_t kMaxStatusBytes = std::size_t{16} << 20;
+
+platform::eOsError OpenWhenFree(const CString& path, platform::eOpenMode mode, std::unique_ptr<platform::IFile>& file)
+{
+    return Protocol::RetryWhileShared([&] { return platform::Files().Open(path, mode, file); });
+}
+
+bool ReadAll(platform::IFile& file, std::string& bytes)
+{
+    std::array<std::byte, 4096> buffer;
+    for (;;) {
+        std::size_t read = 0;
+        if (!platform::Succeeded(file.Read(buffer, read)) || bytes.size() + read > kMaxStatusBytes)
+            return false;
+        if (read == 0)
+            return true;
+        bytes.append(reinterpret_cast<const char*>(buffer.data()), read);
+    }
+}
+
+} // namespace
+
+CZelProcessorRequestStatusFile::CZelProcessorRequestStatusFile(CString loggerName, CString statusFilePath)
+    : m_strLoggerName(std::move(loggerName)), m_strStatusFilePath(std::move(statusFilePath))
+{
+}
+
+CZelProcessorRequestStatusFile::~CZelProcessorRequestStatusFile() = default;
+
+bool CZelProcessorRequestStatusFile::WriteStatus(eZelProcRequestStatus status)
+{
+    return WriteText(StatusFileText::StatusLine(status));
+}
+
+bool CZelProcessorRequestStatusFile::WriteStatusAndPercent(eZelProcRequestStatus status, std::int32_t percent)
+{
+    return WriteText(StatusFileText::StatusLine(status) +
+                     StatusFileText::KeyLine(StatusFileText::kProgressPercent, std::to_wstring(percent)));
+}
+
+bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
+{
+    std::unique_ptr<platform::IFile> file;
+    if (!platform::Succeeded(OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_WriteExclusive, file))) {
+        WQ_MessageBox(FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath}),
+                      eMessageStyle_Error);
+        return false;
+    }
+    const std::string bytes = platform::ToUtf16Le(text);
+    platform::eOsError error = file->Write(std::as_bytes(std::span(bytes)));
+    if (platform::Succeeded(error))
+        error = file->Close();
+    if (!platform::Succeeded(error))
+        WQ_ReportErrorNow(SourceNames::kZelProcessor, 1, L"CZelProcessorRequestStatusFile::WriteText",
+                          L"Unable to write status file: " + m_strStatusFilePath + L"\n" +
+                              platform::OsErrorText(error));
+    return platform::Succeeded(error);
+}
+
+bool CZelProcessorRequestStatusFile::ReadText(CString& text, platform::SFileAttributes* attributes)
+{
+    std::unique_ptr<platform::IFile> file;
+    if (!platform::Succeeded(OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_ReadExclusive, file))) {
+        WQ_MessageBox(FormatText(L"CZelProcessorClient::GetStatus : opening of the file '%s' failed",
+                                 {m_strStatusFilePath}),
+                      eMessageStyle_Error);
+        return false;
+    }
+    std::string bytes;
+    if (ReadAll(*file, bytes))
+        text = platform::FromUtf16Le(bytes);
+    if (attributes && !platform::Succeeded(file->GetAttributes(*attributes)))
+        *attributes = {};
+    return true;
+}
+
+bool CZelProcessorRequestStatusFile::ReadStatus(eZelProcRequestStatus& status)
+{
+    status = eRequestStatus_ClientError;
+    CString text;
+    std::int32_t number = 0;
+    if (!ReadText(text, nullptr) || !StatusFileText::FindStatus(text, number))
+        return false;
+    status = static_cast<eZelProcRequestStatus>(number);
+    return true;
+}
+
+bool CZelProcessorRequestStatusFile::ReadProgressPercent(std::int32_t& percent)
+{
+    percent = -1;
+    CString text;
+    CString value;
+    if (!ReadText(text, nullptr) || !StatusFileText::FindKey(text, StatusFileText::kProgressPercent, value))
+        return false;
+    percent = StatusFileText::ToNumber(value);
+    return true;
+}
+
+bool CZelProcessorRequestStatusFile::ReadProgressComment(CString& comment)
+{
+    comment.clear();
+    CString text;
+    return ReadText(text, nullptr) && StatusFileText::FindKey(text, StatusFileText::kProgressComment, comment);
+}
+
+CZelProcessorRequestStatusFile::eReadResult CZelProcessorRequestStatusFile::ReadContent(SContent& content)
+{
+    CString text;
+    platform::SFileAttributes attributes;
+    if (!ReadText(text, &attributes))
+        return eRead_CanNotOpen;
+    std::int32_t number = 0;
+    if (!StatusFileText::FindStatus(text, number))
+        return eRead_NoStatus;
+    content.status = static_cast<eZelProcRequestStatus>(number);
+    CString percent;
+    content.hasPercent = StatusFileText::FindKey(text, StatusFileText::kProgressPercent, percent);
+    if (content.hasPercent)
+        content.percent = StatusFileText::ToNumber(percent);
+    content.hasComment = StatusFileText::FindKey(text, StatusFileText::kProgressComment, content.comment);
+    content.times = attributes.times;
+    content.hasTimes = attributes.times.modified != 0;
+    return eRead_Ok;
+}

@@ -1,0 +1,193 @@
+#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorRequestStatusFile.h"
+
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+#include "platform/Thread.h"
+#include "tests/support/FaultyFiles.h"
+#include "tests/support/ManualClock.h"
+#include "tests/support/RecordingHost.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+using testsupport::CFaultyFiles;
+
+namespace {
+
+class RequestStatusFile : public testing::Test {
+protected:
+    [[nodiscard]] std::wstring Content() const
+    {
+        std::string bytes;
+        EXPECT_TRUE(platform::Succeeded(
+            platform::ReadWholeFile(m_path, platform::eOpenMode_ReadShared, bytes, std::size_t{1} << 20)));
+        return platform::FromUtf16Le(bytes);
+    }
+    void Write(const std::string& bytes) const
+    {
+        ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(m_path, bytes)));
+    }
+
+    CRecordingHost m_host;
+    testsupport::CTemporaryDirectory m_dir;
+    std::wstring m_path = m_dir / L"x.drq.status";
+    CZelProcessorRequestStatusFile m_file{L"ZelProcessor", m_path};
+};
+
+} // namespace
+
+TEST_F(RequestStatusFile, ConstructingTouchesNoFile)
+{
+    EXPECT_FALSE(platform::PathExists(m_path));
+}
+
+TEST_F(RequestStatusFile, IsUtf16LittleEndianWithoutByteOrderMark)
+{
+    EXPECT_TRUE(m_file.WriteStatus(eRequestStatus_Done));
+    std::string bytes;
+    ASSERT_TRUE(platform::Succeeded(platform::ReadWholeFile(m_path, platform::eOpenMode_ReadShared, bytes, 100)));
+    EXPECT_EQ(bytes, std::string("1\0003\0\r\0\n\0", 8));
+}
+
+TEST_F(RequestStatusFile, WritersReplaceTheWholeContent)
+{
+    EXPECT_TRUE(m_file.WriteStatusAndPercent(eRequestStatus_GettingData, 45));
+    EXPECT_EQ(Content(), L"9\r\nProgressPerc=45\r\n");
+    EXPECT_TRUE(m_file.WriteStatus(eRequestStatus_NotIntialized));
+    EXPECT_EQ(Content(), L"-1\r\n");
+}
+
+TEST_F(RequestStatusFile, ReadersGiveWhatWasWritten)
+{
+    EXPECT_TRUE(m_file.WriteStatusAndPercent(eRequestStatus_Parsing, 45));
+    eZelProcRequestStatus status = eRequestStatus_Last;
+    std::int32_t percent = 0;
+    CString comment = L"before";
+    EXPECT_TRUE(m_file.ReadStatus(status));
+    EXPECT_EQ(status, eRequestStatus_Parsing);
+    EXPECT_TRUE(m_file.ReadProgressPercent(percent));
+    EXPECT_EQ(percent, 45);
+    EXPECT_FALSE(m_file.ReadProgressComment(comment));
+    EXPECT_EQ(comment, L"");
+}
+
+TEST_F(RequestStatusFile, AMissingFileReadsAsClientErrorAfterAMessage)
+{
+    eZelProcRequestStatus status = eRequestStatus_Last;
+    EXPECT_FALSE(m_file.ReadStatus(status));
+    EXPECT_EQ(status, eRequestStatus_ClientError);
+    std::int32_t percent = 0;
+    EXPECT_FALSE(m_file.ReadProgressPercent(percent));
+    EXPECT_EQ(percent, -1);
+    CString comment = L"before";
+    EXPECT_FALSE(m_file.ReadProgressComment(comment));
+    EXPECT_EQ(comment, L"");
+    const auto boxes = m_host.TakeBoxes();
+    ASSERT_EQ(boxes.size(), 3U);
+    EXPECT_EQ(boxes[0].text, L"CZelProcessorClient::GetStatus : opening of the file '" + m_path + L"' failed");
+    EXPECT_EQ(boxes[0].style, 16U);
+}
+
+TEST_F(RequestStatusFile, AFileThatCanNotBeCreatedIsShownAndFalse)
+{
+    CZelProcessorRequestStatusFile file(L"ZelProcessor",
+                                        (m_dir / L"missing") + platform::kPathSeparator + L"x.status");
+    EXPECT_FALSE(file.WriteStatus(eRequestStatus_Done));
+    m_host.ExpectBox(L"Unable to create/open status file: " + (m_dir / L"missing"));
+}
+
+TEST_F(RequestStatusFile, OpeningIsTriedWithoutLimitWhileTheFileIsShared)
+{
+    CFaultyFiles files;
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(&files, &clock);
+    files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation, 5000);
+    EXPECT_TRUE(m_file.WriteStatus(eRequestStatus_Done));
+    EXPECT_EQ(files.Count(testsupport::eFileCall_Open), 5001U);
+    files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation, 5000);
+    eZelProcRequestStatus status = eRequestStatus_Last;
+    EXPECT_TRUE(m_file.ReadStatus(status));
+}
+
+TEST_F(RequestStatusFile, AFullDiskIsReportedAndFalse)
+{
+    CFaultyFiles files;
+    const platform::CScopedOs os(&files, nullptr);
+    files.FailCall(testsupport::eFileCall_Write, 1, platform::eOsError_DiskFull);
+    EXPECT_FALSE(m_file.WriteStatus(eRequestStatus_Done));
+    const auto reports = m_host.TakeReports();
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_NE(reports[0].message.find(m_path), std::wstring::npos);
+}
+
+TEST_F(RequestStatusFile, ReadingAllPartsTakesOneOpen)
+{
+    EXPECT_TRUE(m_file.WriteStatusAndPercent(eRequestStatus_Calculating, 7));
+    CFaultyFiles files;
+    const platform::CScopedOs os(&files, nullptr);
+    CZelProcessorRequestStatusFile::SContent content;
+    EXPECT_EQ(m_file.ReadContent(content), CZelProcessorRequestStatusFile::eRead_Ok);
+    EXPECT_EQ(content.status, eRequestStatus_Calculating);
+    EXPECT_TRUE(content.hasPercent);
+    EXPECT_EQ(content.percent, 7);
+    EXPECT_FALSE(content.hasComment);
+    EXPECT_TRUE(content.hasTimes);
+    EXPECT_EQ(files.Count(testsupport::eFileCall_Open), 1U);
+}
+
+TEST_F(RequestStatusFile, AnEmptyFileHasNoStatus)
+{
+    Write({});
+    CZelProcessorRequestStatusFile::SContent content;
+    EXPECT_EQ(m_file.ReadContent(content), CZelProcessorRequestStatusFile::eRead_NoStatus);
+}
+
+TEST_F(RequestStatusFile, TruncatedAndCorruptedFilesAreReadWithoutHarm)
+{
+    const std::string whole = platform::ToUtf16Le(L"9\r\nProgressPerc=45\r\nProgressComment=a&ampEqual&b\r\n");
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+        Write(whole.substr(0, length));
+        CZelProcessorRequestStatusFile::SContent content;
+        const auto result = m_file.ReadContent(content);
+        EXPECT_EQ(result == CZelProcessorRequestStatusFile::eRead_Ok, length >= 2) << length;
+        EXPECT_LE(content.comment.size(), 21U);
+    }
+    for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+        std::string flipped = whole;
+        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
+        Write(flipped);
+        CZelProcessorRequestStatusFile::SContent content;
+        EXPECT_EQ(m_file.ReadContent(content), CZelProcessorRequestStatusFile::eRead_Ok) << bit;
+        EXPECT_LE(content.comment.size(), 21U);
+    }
+}
+
+TEST_F(RequestStatusFile, AReaderNeverSeesAHalfWrittenFile)
+{
+    ASSERT_TRUE(m_file.WriteStatusAndPercent(eRequestStatus_GettingData, 0));
+    std::atomic<bool> stop = false;
+    std::atomic<int> written = 0;
+    platform::CThread writer;
+    ASSERT_TRUE(writer.Start([&] {
+        CZelProcessorRequestStatusFile file(L"ZelProcessor", m_path);
+        for (int round = 0; !stop; ++round) {
+            // Long and short contents by turns, so that a torn one would show.
+            const bool ok = round % 2 ? file.WriteStatus(eRequestStatus_Done)
+                                      : file.WriteStatusAndPercent(eRequestStatus_GettingData, round);
+            written += ok ? 1 : 0;
+        }
+        return 0U;
+    }));
+    int read = 0;
+    while (read < 2000 || written < 2000) {
+        CZelProcessorRequestStatusFile::SContent content;
+        ASSERT_EQ(m_file.ReadContent(content), CZelProcessorRequestStatusFile::eRead_Ok);
+        EXPECT_EQ(content.status == eRequestStatus_GettingData, content.hasPercent);
+        ++read;
+    }
+    stop = true;
+    EXPECT_TRUE(writer.Join());
+}
