@@ -1,0 +1,270 @@
+#include "ZEL_Processor/XMLTools.h"
+
+#include "com/Bstr.h"
+#include "com/ComPtr.h"
+#include "com/Guid.h"
+#include "com/ZelCom.h"
+#include "platform/FileSystem.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class XMLTools : public testing::Test {
+protected:
+    XMLTools() { CoInitializeSYS(nullptr); }
+    ~XMLTools() override { CoUninitializeSYS(); }
+
+    /// The document node of a well-formed text.
+    static CComPtr<IXMLDOMNode> Parse(const std::wstring& xml)
+    {
+        const CBstr text{std::wstring_view(xml)};
+        CComPtr<IXMLDOMDocument> document;
+        CString errorText;
+        EXPECT_TRUE(CXMLTools::CreateXmlDomFromString(text.Get(), document.Put(), errorText))
+            << testing::PrintToString(errorText);
+        return CComPtr<IXMLDOMNode>(document.Get());
+    }
+    static CComPtr<IXMLDOMNode> Find(const CComPtr<IXMLDOMNode>& parent, const wchar_t* name)
+    {
+        CComPtr<IXMLDOMNode> found;
+        const bool result = CXMLTools::GetNodeByName(parent.Get(), name, found.Put());
+        EXPECT_EQ(result, static_cast<bool>(found));
+        return found;
+    }
+    static CString Text(const CComPtr<IXMLDOMNode>& node)
+    {
+        CString value = L"before";
+        EXPECT_TRUE(CXMLTools::GetNodeValue(node.Get(), value));
+        return value;
+    }
+    static CString Attribute(const CComPtr<IXMLDOMNode>& node, const wchar_t* name)
+    {
+        CString value = L"before";
+        EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), name, value));
+        return value;
+    }
+};
+
+} // namespace
+
+TEST_F(XMLTools, ANullOutPointerIsNamed)
+{
+    const CBstr text(L"<a/>");
+    CString errorText;
+    EXPECT_FALSE(CXMLTools::CreateXmlDomFromString(text.Get(), static_cast<IXMLDOMDocument**>(nullptr), errorText));
+    EXPECT_EQ(errorText, L"ppDomDocument == NULL");
+    errorText.clear();
+    EXPECT_FALSE(CXMLTools::CreateXmlDomFromFile(L"x", static_cast<IXMLDOMDocument**>(nullptr), errorText));
+    EXPECT_EQ(errorText, L"ppDomDocument == NULL");
+}
+
+TEST_F(XMLTools, AThreadWithoutComIsToldSo)
+{
+    CoUninitializeSYS();
+    const CBstr text(L"<a/>");
+    CComPtr<IXMLDOMDocument> document;
+    CString errorText;
+    EXPECT_FALSE(CXMLTools::CreateXmlDomFromString(text.Get(), document.Put(), errorText));
+    EXPECT_EQ(errorText, L"Cannot create instance of DOM document, HRESULT=0x800401f0");
+    CoInitializeSYS(nullptr);
+}
+
+TEST_F(XMLTools, TheElementFormGivesTheRootThatKeepsItsDocument)
+{
+    const CBstr text(L"<Request><Task/></Request>");
+    CComPtr<IXMLDOMElement> root;
+    CString errorText = L"before";
+    ASSERT_TRUE(CXMLTools::CreateXmlDomFromString(text.Get(), root.Put(), errorText));
+    EXPECT_EQ(errorText, L"");
+    CBstr name;
+    EXPECT_EQ(root->get_nodeName(name.Put()), S_OK);
+    EXPECT_EQ(name.View(), L"Request");
+    CComPtr<IXMLDOMNode> task;
+    EXPECT_TRUE(CXMLTools::GetNodeByName(root.Get(), L"Task", task.Put()));
+}
+
+TEST_F(XMLTools, AnUnclosedElementGivesThreeLinesOfReason)
+{
+    const CBstr text(L"<a>\n<b>\n</a>");
+    CComPtr<IXMLDOMDocument> document;
+    CString errorText;
+    EXPECT_FALSE(CXMLTools::CreateXmlDomFromString(text.Get(), document.Put(), errorText));
+    EXPECT_FALSE(document);
+    const std::size_t firstEnd = errorText.find(L'\n');
+    const std::size_t lastStart = errorText.rfind(L'\n');
+    ASSERT_NE(firstEnd, CString::npos);
+    ASSERT_NE(firstEnd, lastStart);
+    EXPECT_EQ(errorText.substr(0, 8), L"Error 0x");
+    EXPECT_EQ(errorText.find_first_not_of(L"0123456789abcdef", 8), firstEnd);
+    EXPECT_GT(lastStart, firstEnd + 1) << "the parser has a reason";
+    EXPECT_EQ(errorText.substr(lastStart + 1, 5), L"Line=");
+    EXPECT_NE(errorText.find(L", row=", lastStart), CString::npos);
+}
+
+TEST_F(XMLTools, FilesAreLoadedAndMissingOnesAreAnError)
+{
+    const testsupport::CTemporaryDirectory dir;
+    const std::wstring path = dir / L"p\u00e9.xml";
+    ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(path, "<Command Type='x'/>")));
+    CComPtr<IXMLDOMElement> root;
+    CString errorText = L"kept";
+    ASSERT_TRUE(CXMLTools::CreateXmlDomFromFile(path, root.Put(), errorText));
+    EXPECT_EQ(errorText, L"kept") << "written on failure only";
+    EXPECT_TRUE(root);
+    CComPtr<IXMLDOMElement> none;
+    EXPECT_FALSE(CXMLTools::CreateXmlDomFromFile(dir / L"missing.xml", none.Put(), errorText));
+    EXPECT_EQ(errorText.substr(0, 8), L"Error 0x");
+    EXPECT_FALSE(none);
+}
+
+TEST_F(XMLTools, EveryTruncatedRequestIsRefusedWithAReason)
+{
+    const testsupport::CTemporaryDirectory dir;
+    const std::wstring path = dir / L"x.xml";
+    const std::string whole = "<?xml version='1.0'?><Request><Task Type=\"Echo\"><Text>\xC3\xA9 &amp;</Text></Task></Request>";
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(path, whole.substr(0, length))));
+        CComPtr<IXMLDOMDocument> document;
+        CString errorText;
+        EXPECT_FALSE(CXMLTools::CreateXmlDomFromFile(path, document.Put(), errorText)) << length;
+        EXPECT_EQ(errorText.substr(0, 8), L"Error 0x") << length;
+    }
+}
+
+TEST_F(XMLTools, NamesAreComparedWithoutCaseAndWithTheirPrefix)
+{
+    const auto document = Parse(L"<Request xmlns:dt=\"u\"><dt:dt/></Request>");
+    EXPECT_TRUE(Find(document, L"request"));
+    EXPECT_TRUE(Find(document, L"DT:dt"));
+    EXPECT_FALSE(Find(document, L"dt"));
+}
+
+TEST_F(XMLTools, ADirectChildWinsOverADeeperNode)
+{
+    const auto document = Parse(L"<r><a><x>deep</x></a><x>near</x></r>");
+    const auto root = Find(document, L"r");
+    EXPECT_EQ(Text(Find(root, L"x")), L"near");
+}
+
+TEST_F(XMLTools, AmongDeeperNodesTheFirstChildsSubtreeWins)
+{
+    const auto document = Parse(L"<r><a><b><x>first</x></b></a><c><x>second</x></c></r>");
+    EXPECT_EQ(Text(Find(Find(document, L"r"), L"x")), L"first");
+}
+
+TEST_F(XMLTools, TheParentItselfIsNotCompared)
+{
+    const auto document = Parse(L"<x><x>inner</x></x>");
+    const auto outer = Find(document, L"x");
+    EXPECT_EQ(Text(Find(outer, L"x")), L"inner");
+    EXPECT_FALSE(Find(Find(outer, L"x"), L"x"));
+}
+
+TEST_F(XMLTools, AFilledOutPointerIsRefusedWithoutSearching)
+{
+    const auto document = Parse(L"<r><a/><b/></r>");
+    const auto a = Find(document, L"a");
+    IXMLDOMNode* found = a.Get();
+    EXPECT_FALSE(CXMLTools::GetNodeByName(document.Get(), L"b", &found));
+    EXPECT_EQ(found, a.Get());
+    EXPECT_FALSE(CXMLTools::GetNodeByName(nullptr, L"b", &found));
+    EXPECT_FALSE(CXMLTools::GetNodeByName(document.Get(), L"b", nullptr));
+}
+
+TEST_F(XMLTools, SiblingsAreFoundAfterTheStart)
+{
+    const auto document = Parse(L"<r><a>1</a><b/><A>2</A><a>3</a></r>");
+    const auto first = Find(document, L"a");
+    CComPtr<IXMLDOMNode> next;
+    ASSERT_TRUE(CXMLTools::GetNextSiblingByName(first.Get(), L"a", next.Put()));
+    EXPECT_EQ(Text(next), L"2");
+    CComPtr<IXMLDOMNode> last;
+    ASSERT_TRUE(CXMLTools::GetNextSiblingByName(next.Get(), L"a", last.Put()));
+    EXPECT_EQ(Text(last), L"3");
+    CComPtr<IXMLDOMNode> none;
+    EXPECT_FALSE(CXMLTools::GetNextSiblingByName(last.Get(), L"a", none.Put()));
+    EXPECT_FALSE(CXMLTools::GetNextSiblingByName(nullptr, L"a", none.Put()));
+}
+
+TEST_F(XMLTools, ASiblingSearchOverwritesItsOutPointer)
+{
+    const auto document = Parse(L"<r><a/></r>");
+    const auto a = Find(document, L"a");
+    IXMLDOMNode* found = a.Get();
+    EXPECT_FALSE(CXMLTools::GetNextSiblingByName(a.Get(), L"x", &found));
+    EXPECT_EQ(found, nullptr);
+}
+
+TEST_F(XMLTools, IntegerValuesAreConvertedAndMinusOneOtherwise)
+{
+    const auto document = Parse(L"<r><n>42</n><t>many</t></r>");
+    LONG value = 0;
+    EXPECT_TRUE(CXMLTools::GetNodeValue(document.Get(), L"n", value));
+    EXPECT_EQ(value, 42);
+    EXPECT_FALSE(CXMLTools::GetNodeValue(document.Get(), L"missing", value));
+    EXPECT_EQ(value, -1);
+    value = 7;
+    EXPECT_TRUE(CXMLTools::GetNodeValue(document.Get(), L"t", value)) << "found, whatever the conversion did";
+    EXPECT_EQ(value, -1);
+    value = 7;
+    EXPECT_FALSE(CXMLTools::GetNodeValue(Find(document, L"t").Get(), value));
+    EXPECT_EQ(value, -1);
+}
+
+TEST_F(XMLTools, TextValuesOfMissingNodesAreEmpty)
+{
+    const auto document = Parse(L"<r><n>a<b>c</b></n></r>");
+    CString value = L"before";
+    EXPECT_TRUE(CXMLTools::GetNodeValue(document.Get(), L"n", value));
+    EXPECT_EQ(value, L"ac");
+    EXPECT_FALSE(CXMLTools::GetNodeValue(document.Get(), L"missing", value));
+    EXPECT_EQ(value, L"");
+    value = L"before";
+    EXPECT_FALSE(CXMLTools::GetNodeValue(nullptr, L"n", value));
+    EXPECT_EQ(value, L"");
+}
+
+TEST_F(XMLTools, AttributesAreReadAsTextNumberAndGuid)
+{
+    const auto node = Find(
+        Parse(L"<r Type='a b' n=' -12x' m='x' g='{80D84198-37D5-4BB3-B254-91460E9F8FFC}' h='xyz'/>"), L"r");
+    EXPECT_EQ(Attribute(node, L"TYPE"), L"a b");
+    LONG number = 0;
+    EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), L"n", number));
+    EXPECT_EQ(number, -12);
+    EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), L"m", number));
+    EXPECT_EQ(number, 0);
+    EXPECT_FALSE(CXMLTools::GetAttributeValue(node.Get(), L"missing", number));
+    EXPECT_EQ(number, -1);
+    GUID guid = {};
+    EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), L"g", guid));
+    EXPECT_EQ(GuidToText(guid), L"{80D84198-37D5-4BB3-B254-91460E9F8FFC}");
+    EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), L"h", guid)) << "the attribute is there";
+    EXPECT_EQ(GuidToText(guid), L"{00000000-0000-0000-0000-000000000000}");
+    EXPECT_FALSE(CXMLTools::GetAttributeValue(node.Get(), L"missing", guid));
+    CString value = L"before";
+    EXPECT_FALSE(CXMLTools::GetAttributeValue(nullptr, L"n", value));
+    EXPECT_EQ(value, L"");
+}
+
+TEST_F(XMLTools, ADeepDocumentDoesNotExhaustTheStack)
+{
+    constexpr int kDepth = 100000;
+    std::wstring xml;
+    for (int level = 0; level < kDepth; ++level)
+        xml += L"<d>";
+    xml += L"<x/>";
+    for (int level = 0; level < kDepth; ++level)
+        xml += L"</d>";
+    const CBstr text{std::wstring_view(xml)};
+    CComPtr<IXMLDOMDocument> document;
+    CString errorText;
+    if (!CXMLTools::CreateXmlDomFromString(text.Get(), document.Put(), errorText)) {
+        EXPECT_EQ(errorText.substr(0, 8), L"Error 0x") << "refused with a reason";
+        return;
+    }
+    CComPtr<IXMLDOMNode> found;
+    EXPECT_TRUE(CXMLTools::GetNodeByName(document.Get(), L"x", found.Put()));
+}
