@@ -1,0 +1,203 @@
+#include "ZEL_Processor/ZelProcessor.h"
+
+#include "ProtocolFiles.h"
+#include "SourceNames.h"
+#include "StringCodes.h"
+#include "ZelProcessorFactories.h"
+#include "com/Bstr.h"
+#include "framework/Log.h"
+#include "framework/Services.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+
+namespace {
+
+constexpr long kLineNoContext = 68;
+constexpr long kLineCantDeleteRequest = 166;
+
+} // namespace
+
+/// One run of ProcessRequest: what it holds, released in reverse order on every way out.
+struct CZelProcessor::SRun {
+    const CString& requestPath;
+    CZelProcessorProgress* progress;
+    CComPtr<IWQ_ZELProcessorRequest> request;
+    CComPtr<IWQ_ZELProcessorTask> task;
+    CComPtr<IWQ_ZELProcessorResponse> response;
+};
+
+CZelProcessor::CZelProcessor() : m_pFactories(std::make_unique<CZelProcessorFactories>())
+{
+    if (!m_pFactories->LoadFactories()) {
+        m_pFactories.reset();
+        ThrowNoFactory();
+    }
+}
+
+CZelProcessor::~CZelProcessor() = default;
+
+bool CZelProcessor::SetOutputDir(const CString& dir)
+{
+    if (!platform::DirectoryExists(dir))
+        return false;
+    m_strOutputDir = dir;
+    return true;
+}
+
+CString CZelProcessor::GetOutputFilePath(const CString& requestPath) const
+{
+    return platform::JoinPath(m_strOutputDir, platform::FileNameOf(requestPath));
+}
+
+CString CZelProcessor::GetOutputStatusFilePath(const CString& requestPath) const
+{
+    return GetOutputFilePath(requestPath) + Protocol::kStatusExtension;
+}
+
+void CZelProcessor::SetEvent(CZelProcessorEvent* event)
+{
+    m_pEvent = event;
+}
+
+void CZelProcessor::SetContext(CZelProcessorContext* context)
+{
+    m_pContext = context;
+}
+
+void CZelProcessor::SetManualProceedQueue(bool manual)
+{
+    const std::lock_guard lock(m_cs);
+    m_bManualProceedQueue = manual;
+}
+
+bool CZelProcessor::IsManualProceedQueue() const
+{
+    const std::lock_guard lock(m_cs);
+    return m_bManualProceedQueue;
+}
+
+void CZelProcessor::ProceedQueue(bool proceed)
+{
+    const std::lock_guard lock(m_cs);
+    m_bProceedQueue = proceed;
+}
+
+bool CZelProcessor::CanProceedQueue() const
+{
+    const std::lock_guard lock(m_cs);
+    return !m_bManualProceedQueue || m_bProceedQueue;
+}
+
+void CZelProcessor::SetStatus(CZelProcessorProgress* progress, eZelProcRequestStatus status, const CString& text)
+{
+    progress->SetStatusAndComment(status, text.c_str());
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Debug, ZEL_SOURCE_LOCATION, text);
+}
+
+CString CZelProcessor::CreateErrorXmlString(const CString& text) const
+{
+    constexpr std::size_t kMaxExcerpt = 2048;
+    return text.substr(0, kMaxExcerpt);
+}
+
+bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
+                                   bool& bRetry)
+{
+    const CWQ_SetResource resource(kResourceModule);
+    bRetry = false;
+    SRun run{requestPath, progress, {}, {}, {}};
+    if (!ReadRequest(run) || !ObtainData(run, bForce, bRetry) || !WriteResponse(run))
+        return false;
+    DeleteRequestFile(requestPath);
+    run.response.Reset();
+    run.task.Reset();
+    run.request.Reset();
+    Report(run, StringCodes::kDone, eRequestStatus_Done);
+    if (m_pEvent)
+        m_pEvent->OnRequestDone();
+    return true;
+}
+
+bool CZelProcessor::ReadRequest(SRun& run)
+{
+    if (!m_pContext) {
+        WQ_ReportErrorNow(SourceNames::kZelProcessor, kLineNoContext, L"CZelProcessor::ProcessRequest",
+                          L"m_pContext == NULL !");
+        Report(run, StringCodes::kRequestCanceled, eRequestStatus_Canceled);
+        return false;
+    }
+    if (IsCanceled(run))
+        return false;
+    Report(run, StringCodes::kReadingRequest, eRequestStatus_Parsing);
+    run.request = m_pFactories->FindRequest(run.requestPath.c_str());
+    if (!run.request)
+        return Fail(run, StringCodes::kUnknownRequestFormat);
+
+    CBstr xml;
+    if (!run.request->GetXml(xml.Put())) {
+        CBstr errorText;
+        static_cast<void>(run.request->GetErrorText(errorText.Put()));
+        SetStatus(run.progress, eRequestStatus_ServerError,
+                  TextOf(StringCodes::kServerError).append(errorText.View()));
+        return false;
+    }
+    if (IsCanceled(run))
+        return false;
+    Report(run, StringCodes::kGettingData, eRequestStatus_GettingData);
+    if (!CreateAndInitTask(xml.Text(), run.task.Put()))
+        return Fail(run, StringCodes::kCanNotInitializeTask);
+    return !IsCanceled(run);
+}
+
+bool CZelProcessor::ObtainData(SRun& run, bool bForce, bool& bRetry)
+{
+    if (const auto readiness = run.task.QueryTo<IWQ_ZELProcessorTaskReadiness>();
+        readiness && !readiness->CanProcess(m_pContext, bForce)) {
+        bRetry = true;
+        return false;
+    }
+    if (!run.task->ObtainData(m_pContext, run.progress))
+        return Fail(run, StringCodes::kCanNotObtainData);
+    return !IsCanceled(run);
+}
+
+bool CZelProcessor::WriteResponse(SRun& run)
+{
+    Report(run, StringCodes::kPreparingResponse, eRequestStatus_PreparingResponse);
+    run.response = m_pFactories->FindResponse(run.request.Get());
+    if (!run.response)
+        return Fail(run, StringCodes::kCanNotInitializeResponse);
+    if (!run.response->SetTask(run.task.Get()))
+        return Fail(run, StringCodes::kCanNotSetResponse);
+    if (!run.response->Save(GetOutputFilePath(run.requestPath).c_str()))
+        return Fail(run, StringCodes::kCanNotSaveResponse);
+    return true;
+}
+
+void CZelProcessor::DeleteRequestFile(const CString& requestPath)
+{
+    if (platform::Succeeded(platform::Files().Remove(requestPath)))
+        return;
+    const CString text = FormatText(TextOf(StringCodes::kCantDeleteRequestFile), {requestPath});
+    WQ_MessageBox(text, eMessageStyle_Warning);
+    WQ_ReportErrorNow(SourceNames::kZelProcessor, kLineCantDeleteRequest, L"CZelProcessor::ProcessRequest", text);
+}
+
+bool CZelProcessor::IsCanceled(SRun& run)
+{
+    if (!m_pContext->IsCanceled())
+        return false;
+    Report(run, StringCodes::kRequestCanceled, eRequestStatus_Canceled);
+    return true;
+}
+
+bool CZelProcessor::Fail(SRun& run, const SStringCode& code)
+{
+    Report(run, code, eRequestStatus_ServerError);
+    return false;
+}
+
+void CZelProcessor::Report(SRun& run, const SStringCode& code, eZelProcRequestStatus status)
+{
+    SetStatus(run.progress, status, TextOf(code));
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
+#include "com/ComPtr.h"
+#include "framework/AutoInterfaceArray.h"
+
+/// The plug-in factories of the component category, in category order, with one reference to each.
+class CZelProcessorFactories {
+public:
+    /// Fills the collection anew. A component that can't be created, or is no factory, is left out. True when there is at least one.
+    bool LoadFactories();
+
+    /// Each asks the factories in order; the first that accepts supplies the result, which is null when none does.
+    [[nodiscard]] CComPtr<IWQ_ZELProcessorRequest> FindRequest(const wchar_t* path) const;
+    /// Tells whether a factory accepted, since one may accept and give nothing.
+    [[nodiscard]] bool FindTask(const wchar_t* type, CComPtr<IWQ_ZELProcessorTask>& task) const;
+    [[nodiscard]] CComPtr<IWQ_ZELProcessorResponse> FindResponse(IWQ_ZELProcessorRequest* request) const;
+
+    [[nodiscard]] const CAutoInterfaceArray<IWQ_ZELProcessorFactory>& GetArray() const { return m_factories; }
+
+private:
+    CAutoInterfaceArray<IWQ_ZELProcessorFactory> m_factories;
+};
+
+/// For objects that can't do without factories: shows the error box and throws CUserException.
+[[noreturn]] void ThrowNoFactory();
