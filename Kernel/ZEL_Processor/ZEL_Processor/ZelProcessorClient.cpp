@@ -1,0 +1,95 @@
+#include "ZEL_Processor/ZelProcessorClient.h"
+
+#include "ProtocolFiles.h"
+#include "SourceNames.h"
+#include "com/Com.h"
+#include "com/Guid.h"
+#include "framework/Services.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+
+#include <mutex>
+#include <utility>
+
+namespace {
+
+// Identify the reports of this source.
+constexpr long kLineMessageMissing = 193;
+constexpr long kLineMoveFailed = 200;
+
+constexpr const wchar_t* kSendFunction = L"CZelProcessorClient::SendMessageToServer";
+
+} // namespace
+
+CZelProcessorClient::CZelProcessorClient() = default;
+CZelProcessorClient::~CZelProcessorClient() = default;
+
+void CZelProcessorClient::Init(CString requestDirectory, CString outputDirectory, CString clientDirectory)
+{
+    m_strRequestDir = std::move(requestDirectory);
+    m_strOutputDir = std::move(outputDirectory);
+    m_strClientDir = std::move(clientDirectory);
+}
+
+void CZelProcessorClient::SetSyncing(bool syncing)
+{
+    m_bSyncing = syncing;
+}
+
+eZelProcRequestStatus CZelProcessorClient::SendRequest(const CString& requestPath)
+{
+    return SendMessageToServer(requestPath);
+}
+
+eZelProcRequestStatus CZelProcessorClient::SendMessageToServer(const CString& messagePath)
+{
+    if (!platform::PathExists(messagePath)) {
+        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineMessageMissing, kSendFunction,
+                          L"Message file does not exist!");
+        return eRequestStatus_ClientError;
+    }
+    if (Protocol::MoveFileWhenFree(messagePath, GetFileInRequestDirFullPath(messagePath), MoveFlags()))
+        return eRequestStatus_Sent;
+    WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineMoveFailed, kSendFunction, L"MoveFileWhenFree failed!");
+    return eRequestStatus_ClientError;
+}
+
+CString CZelProcessorClient::GetUniqueString()
+{
+    static std::mutex guard;
+    static GUID guid = {};
+    static std::uint16_t counter = 0;
+
+    const std::lock_guard lock(guard);
+    if (counter == 0)
+        static_cast<void>(CoCreateGuid(&guid));
+    ++counter;
+    return FormatText(L"%s_%d", {GuidToText(guid), std::to_wstring(counter)});
+}
+
+CString CZelProcessorClient::GetFileInRequestDirFullPath(const CString& path) const
+{
+    return platform::JoinPath(m_strRequestDir, platform::FileNameOf(path));
+}
+
+CString CZelProcessorClient::GetFileInQueueFullPath(const CString& path) const
+{
+    return platform::JoinPath(platform::JoinPath(m_strOutputDir, Protocol::kQueueDirectory),
+                              platform::FileNameOf(path));
+}
+
+CString CZelProcessorClient::GetOutputFilePath(const CString& path) const
+{
+    return platform::JoinPath(m_strOutputDir, platform::FileNameOf(path));
+}
+
+CString CZelProcessorClient::GetStatusFilePath(const CString& path) const
+{
+    return GetOutputFilePath(path) + Protocol::kStatusExtension;
+}
+
+unsigned CZelProcessorClient::MoveFlags() const
+{
+    return platform::eMoveFlag_ReplaceExisting |
+           (m_bSyncing ? platform::eMoveFlag_WriteThrough : platform::eMoveFlag_None);
+}

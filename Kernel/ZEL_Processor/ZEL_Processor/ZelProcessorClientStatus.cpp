@@ -1,0 +1,121 @@
+#include "ProtocolFiles.h"
+#include "SourceNames.h"
+#include "StringCodes.h"
+#include "ZEL_Processor/ZelProcessorClient.h"
+#include "ZelProcessorRequestStatusFile.h"
+#include "framework/Services.h"
+#include "platform/Os.h"
+#include "platform/Text.h"
+
+#include <memory>
+
+namespace {
+
+// Identify the reports of this source.
+constexpr long kLineCantOpen = 411;
+constexpr long kLineNoStatus = 422;
+
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+
+CTime ToTime(platform::FileTimeNs time)
+{
+    // Rounded down before 1970 too, as a file system rounds.
+    const std::int64_t seconds = time / kNsPerSecond;
+    return CTime(time % kNsPerSecond < 0 ? seconds - 1 : seconds);
+}
+
+/// A request travels from the request directory over the queue to its status file, while the places are looked at the other way
+/// round: one that moves at the wrong moment is seen in none of them. It can do so once on each of its two steps.
+constexpr int kLooksBeforeNotRequested = 3;
+
+} // namespace
+
+eZelProcRequestStatus CZelProcessorClient::GetStatus(const CString& requestPath, CAdditionalRequestStatus* additional)
+{
+    const CWQ_SetResource resource(kResourceModule);
+    if (additional)
+        additional->Clear();
+    const CString statusPath = GetStatusFilePath(requestPath);
+    for (int look = 0; look < kLooksBeforeNotRequested; ++look) {
+        if (platform::PathExists(statusPath))
+            return ReadStatusFile(statusPath, additional);
+        if (platform::PathExists(GetFileInQueueFullPath(requestPath)))
+            return SetRequestStatus(additional, TextOf(StringCodes::kWaitingInQueue), eRequestStatus_Waiting);
+        if (platform::PathExists(GetFileInRequestDirFullPath(requestPath)))
+            return SetRequestStatus(additional, TextOf(StringCodes::kWaitingToReceive), eRequestStatus_Waiting);
+    }
+    return SetRequestStatus(additional, TextOf(StringCodes::kNotRequested), eRequestStatus_NotRequested);
+}
+
+eZelProcRequestStatus CZelProcessorClient::ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional)
+{
+    CZelProcessorRequestStatusFile file(platform::FromUtf8(kLoggerName), path);
+    CZelProcessorRequestStatusFile::SContent content;
+    switch (file.ReadContent(content)) {
+    case CZelProcessorRequestStatusFile::eRead_CanNotOpen:
+        return SetRequestStatus(additional, TextOf(StringCodes::kUnableOpenStatusFile), eRequestStatus_ClientError);
+    case CZelProcessorRequestStatusFile::eRead_NoStatus:
+        return SetRequestStatus(additional, TextOf(StringCodes::kUnableReadStatus), eRequestStatus_ClientError);
+    case CZelProcessorRequestStatusFile::eRead_Ok:
+        break;
+    }
+    if (additional) {
+        additional->SetStatus(content.status);
+        if (content.hasPercent)
+            additional->SetProgress(content.percent);
+        if (content.hasComment)
+            additional->SetProgressComment(content.comment);
+        if (content.hasTimes)
+            additional->SetTimes(ToTime(content.times.created), ToTime(content.times.modified));
+    }
+    return content.status;
+}
+
+eZelProcRequestStatus CZelProcessorClient::SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
+                                                            eZelProcRequestStatus status)
+{
+    if (additional) {
+        additional->SetProgressComment(text);
+        additional->SetStatus(status);
+    }
+    return status;
+}
+
+bool CZelProcessorClient::IsStatusFileChanged(const CString& requestPath, std::int64_t snapshotHash)
+{
+    constexpr const wchar_t* kFunction = L"CZelProcessorClient::IsStatusFileChanged";
+    const CString path = GetStatusFilePath(requestPath);
+    if (!platform::PathExists(path))
+        return true;
+    std::unique_ptr<platform::IFile> file;
+    const platform::eOsError error = platform::Files().Open(path, platform::eOpenMode_ReadShared, file);
+    if (error == platform::eOsError_SharingViolation)
+        return true; // it is being written
+    if (!platform::Succeeded(error)) {
+        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineCantOpen, kFunction, L"Can't open-read status file.");
+        return false;
+    }
+    platform::SFileAttributes attributes;
+    if (!platform::Succeeded(file->GetAttributes(attributes))) {
+        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineNoStatus, kFunction, L"Status file has no status.");
+        return false;
+    }
+    return ToTime(attributes.times.modified).GetTime() != snapshotHash;
+}
+
+bool CZelProcessorClient::ReceiveOutput(const CString& requestPath, const CString& targetPath)
+{
+    const CString outputPath = GetOutputFilePath(requestPath);
+    if (!platform::PathExists(outputPath)) {
+        WQ_MessageBox(FormatText(L"Response file %s does not exist", {outputPath}), eMessageStyle_Error);
+        return false;
+    }
+    if (!Protocol::MoveFileWhenFree(outputPath, targetPath, MoveFlags())) {
+        WQ_MessageBox(FormatText(L"CZelProcessorClient::ReceiveOutput : moving of the file '%s' to '%s' failed",
+                                 {outputPath, targetPath}),
+                      eMessageStyle_Error);
+        return false;
+    }
+    static_cast<void>(platform::Files().Remove(GetStatusFilePath(requestPath)));
+    return true;
+}
