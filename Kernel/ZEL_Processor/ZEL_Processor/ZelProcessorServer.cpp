@@ -1,0 +1,246 @@
+#include "ZEL_Processor/ZelProcessorServer.h"
+
+#include "ProtocolFiles.h"
+#include "SourceNames.h"
+#include "ZEL_Processor/ZelProcessor.h"
+#include "ZelProcessorFactories.h"
+#include "com/ZelCom.h"
+#include "framework/Exceptions.h"
+#include "framework/Services.h"
+#include "framework/WorkerThread.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+#include "platform/Thread.h"
+
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <new>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr std::uint32_t kStartTimeoutMs = 10001;
+constexpr auto kStartPoll = 200ms;
+constexpr long kLineThreadFailed = 90;
+
+/// The directory without one separator at its end; a second one stays.
+CString WithoutSeparator(const CString& dir)
+{
+    if (!dir.empty() && platform::IsPathSeparator(dir.back()))
+        return dir.substr(0, dir.size() - 1);
+    return dir;
+}
+
+/// The first object that a factory offers for passing data changes on; empty when none does.
+CComPtr<IUnknown> FindFactoryObject(const CZelProcessorFactories& factories)
+{
+    const auto& array = factories.GetArray();
+    for (std::size_t index = 0; index < array.GetCount(); ++index) {
+        CComPtr<IUnknown> object;
+        if (SUCCEEDED(array.GetAt(index)->QueryInterface(IID_WQ_ZELProcessorPalette, object.PutVoid())) && object)
+            return object;
+    }
+    return {};
+}
+
+/// COM on a worker thread. Both runtimes are initialised whatever the first one answered; only a thread whose initialisation was
+/// entirely fresh takes it back.
+class CThreadCom {
+public:
+    CThreadCom()
+    {
+        const HRESULT system = CoInitializeSYS(nullptr);
+        const HRESULT zel = CoInitializeZEL(nullptr);
+        m_result = FAILED(system) ? system : zel;
+    }
+    ~CThreadCom()
+    {
+        if (m_result != S_OK)
+            return;
+        CoUninitializeZEL();
+        CoUninitializeSYS();
+    }
+    CThreadCom(const CThreadCom&) = delete;
+    CThreadCom& operator=(const CThreadCom&) = delete;
+
+private:
+    HRESULT m_result;
+};
+
+/// A thread procedure: the body's failure, or an exception that leaves it, becomes the exit code 1.
+unsigned RunThread(const char* name, const std::function<bool()>& body)
+{
+    platform::SetCurrentThreadName(name);
+    const CThreadCom com;
+    CString reason;
+    try {
+        return body() ? 0 : 1;
+    } catch (const CNotSupportedException&) {
+        return 1; // reported where it was thrown
+    } catch (const CException& exception) {
+        reason = exception.GetErrorMessage();
+    } catch (const std::exception& exception) {
+        reason = platform::FromUtf8(exception.what());
+    } catch (...) {
+        reason = L"unknown exception";
+    }
+    WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineThreadFailed, platform::FromUtf8(name), reason);
+    return 1;
+}
+
+} // namespace
+
+CZelProcessorServer::CZelProcessorServer()
+    : m_evQueue(std::make_unique<platform::CManualResetEvent>()),
+      m_evStop(std::make_unique<platform::CManualResetEvent>()),
+      m_evListening(std::make_unique<platform::CManualResetEvent>())
+{
+    CZelProcessorFactories factories;
+    if (!factories.LoadFactories())
+        ThrowNoFactory();
+    m_pFactoryObject = FindFactoryObject(factories);
+}
+
+CZelProcessorServer::~CZelProcessorServer()
+{
+    if (m_pMHThread)
+        Stop(true);
+}
+
+bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outputDir)
+{
+    if (!platform::DirectoryExists(requestDir))
+        return false;
+    m_strRequestDir = WithoutSeparator(requestDir);
+    if (!platform::DirectoryExists(outputDir))
+        return false;
+    m_strOutputDir = WithoutSeparator(outputDir);
+
+    const CString queueDir = platform::JoinPath(m_strOutputDir, Protocol::kQueueDirectory);
+    if (!platform::DirectoryExists(queueDir) && !platform::Succeeded(platform::Files().MakeDirectory(queueDir))) {
+        WQ_MessageBox(L"CZelProcessorServer::SetDirs - creating Queue directory failed", eMessageStyle_Error);
+        return false;
+    }
+    m_strQueueDir = queueDir;
+    Protocol::DeleteAllFilesInDir(m_strOutputDir);
+    Protocol::DeleteAllFilesInDir(m_strQueueDir);
+
+    const std::lock_guard lock(m_cs);
+    m_queue.clear();
+    m_paused.clear();
+    return true;
+}
+
+void CZelProcessorServer::SetZelProcessorEvent(CZelProcessorEvent* event)
+{
+    m_pEvent = event;
+}
+
+CZelProcessorEvent* CZelProcessorServer::GetZelProcessorEvent() const
+{
+    return m_pEvent;
+}
+
+void CZelProcessorServer::SetZelProcessorContext(CZelProcessorContext* context)
+{
+    m_pContext = context;
+}
+
+CZelProcessorContext* CZelProcessorServer::GetZelProcessorContext() const
+{
+    return m_pContext;
+}
+
+void CZelProcessorServer::SetNoExecutiveThread(bool noExecutiveThread)
+{
+    m_bNoExecutiveThread = noExecutiveThread;
+}
+
+void CZelProcessorServer::SetSyncing(bool syncing)
+{
+    m_bSyncing = syncing;
+}
+
+bool CZelProcessorServer::Run()
+{
+    try {
+        m_pProcessor = std::make_unique<CZelProcessor>();
+    } catch (const std::bad_alloc&) {
+        AfxThrowMemoryException();
+    }
+    if (!m_pProcessor->SetOutputDir(m_strOutputDir))
+        return false;
+    // Before the threads start, or a request that arrives at once would meet a processor without its context.
+    m_pProcessor->SetEvent(m_pEvent);
+    m_pProcessor->SetContext(m_pContext);
+
+    m_evStop->Reset();
+    m_evListening->Reset();
+    m_pMHThread = AfxBeginThread(&CZelProcessorServer::MessageHandlingThread, this);
+    if (!m_pMHThread)
+        return false;
+    const std::uint32_t start = platform::Clock().TickCount();
+    // The listener's event ends the wait early: 200 ms are the step of the time-out, not the price of a start.
+    while (!m_evListening->WaitFor(kStartPoll)) {
+        if (platform::Clock().TickCount() - start >= kStartTimeoutMs)
+            return false;
+    }
+    return m_bNoExecutiveThread || StartExecutiveThread();
+}
+
+bool CZelProcessorServer::StartExecutiveThread()
+{
+    m_pEThread = AfxBeginThread(&CZelProcessorServer::ExecutiveThread, this);
+    if (!m_pEThread)
+        EndListener(); // nobody would take what it queues
+    return m_pEThread != nullptr;
+}
+
+void CZelProcessorServer::Stop(bool bWait)
+{
+    if (!m_pMHThread)
+        return;
+    EndListener();
+    if (bWait) {
+        if (!m_pMHThread->Wait())
+            WQ_MessageBox(L"Something went wrong with m_pMHThread thread!", eMessageStyle_Error);
+        if (m_pEThread && !m_pEThread->Wait())
+            WQ_MessageBox(L"Something went wrong with m_pEThread thread!", eMessageStyle_Error);
+        m_pMHThread.reset();
+        m_pEThread.reset();
+    }
+    if (m_pProcessor)
+        m_pProcessor->SetEvent(nullptr);
+}
+
+unsigned CZelProcessorServer::MessageHandlingThread(void* server)
+{
+    return RunThread("ZelProcessorServer::MessageHandling",
+                     [server] { return static_cast<CZelProcessorServer*>(server)->Listen(); });
+}
+
+unsigned CZelProcessorServer::ExecutiveThread(void* server)
+{
+    return RunThread("ZelProcessorServer::Executive",
+                     [server] { return static_cast<CZelProcessorServer*>(server)->ProcessQueue(); });
+}
+
+void CZelProcessorServer::SetManualProceedQueue(bool manual)
+{
+    if (m_pProcessor)
+        m_pProcessor->SetManualProceedQueue(manual);
+}
+
+void CZelProcessorServer::ProceedQueue()
+{
+    if (m_pProcessor)
+        m_pProcessor->ProceedQueue(true);
+}
+
+bool CZelProcessorServer::CanProceedQueue() const
+{
+    return m_pProcessor && m_pProcessor->CanProceedQueue();
+}

@@ -1,0 +1,191 @@
+#include "SourceNames.h"
+#include "StringCodes.h"
+#include "ZEL_Processor/ZelProcessor.h"
+#include "ZEL_Processor/ZelProcessorServer.h"
+#include "ZelProcessorProgressStatusFile.h"
+#include "framework/CrashReport.h"
+#include "framework/Log.h"
+#include "framework/Services.h"
+#include "platform/Fault.h"
+#include "platform/Os.h"
+#include "platform/Text.h"
+#include "platform/Thread.h"
+
+#include <chrono>
+#include <functional>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr long kLineRequestFailed = 312;
+constexpr long kLineExceptionFilter = 329;
+constexpr std::uint32_t kIdleBeforeForceMs = 5000;
+constexpr std::uint32_t kCountedRetryMs = 1001;
+constexpr std::int32_t kRetriesBeforeForce = 2;
+constexpr auto kManualPoll = 200ms;
+
+/// What left the run: nothing, a C++ exception, or a fault with its record.
+bool LeftByException(const std::function<void()>& body, platform::SFaultRecord& fault)
+{
+    bool thrown = false;
+    const bool returned = platform::RunContained(
+        [&] {
+            try {
+                body();
+            } catch (...) {
+                thrown = true;
+            }
+        },
+        fault);
+    if (thrown)
+        fault.kind = platform::eFaultKind_Exception;
+    return thrown || !returned;
+}
+
+} // namespace
+
+bool CZelProcessorServer::ProcessQueue()
+{
+    while (ProcessQueueStep()) {
+    }
+    return true;
+}
+
+bool CZelProcessorServer::ProcessQueueStep()
+{
+    if (!m_bRunning)
+        return false;
+    if (!m_pProcessor->CanProceedQueue())
+        platform::Clock().SleepFor(kManualPoll);
+    else if (!ExecuteRequest())
+        m_evQueue->Wait();
+    return true;
+}
+
+bool CZelProcessorServer::ExecuteRequest()
+{
+    TSRequestItem item;
+    bool bLast = false;
+    if (!TakeRequest(item, bLast))
+        return false;
+    if (m_pContext)
+        m_pContext->SetCanceled(false);
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
+
+    CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
+                                               m_pProcessor->GetOutputStatusFilePath(item.m_strFile));
+    statusFile.SetStatusAndComment(eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted).c_str());
+    bool bException = false;
+    Try_ExecuteRequest(item, statusFile, bLast, bException);
+    if (bException) {
+        statusFile.SetStatusAndComment(eRequestStatus_ServerError, TextOf(StringCodes::kExceptionDuringRequest).c_str());
+        RemoveFailedRequest(item);
+    }
+    return true;
+}
+
+bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
+{
+    const std::lock_guard lock(m_cs);
+    if (m_queue.empty()) {
+        m_pProcessor->ProceedQueue(false); // a granted manual step ends when the queue runs dry
+        // A stop set the event for good; taking that back would leave this thread waiting for ever.
+        if (m_bRunning)
+            m_evQueue->Reset();
+        return false;
+    }
+    item = std::move(m_queue.back());
+    m_queue.pop_back();
+    bLast = m_queue.empty();
+    return true;
+}
+
+bool CZelProcessorServer::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile,
+                                             bool bForce, bool& bException)
+{
+    const MOXCrashRpt::CScopedSubject subject(item.m_strFile);
+    platform::SFaultRecord fault;
+    bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
+    if (bException)
+        HandleCatchAll(L"CZelProcessorServer::ExecuteRequest", &fault, SourceNames::kZelProcessorServer,
+                       kLineExceptionFilter);
+    return !bException;
+}
+
+bool CZelProcessorServer::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile,
+                                              bool bForce)
+{
+    if (bForce && platform::Clock().TickCount() - m_dwLastRequestTick < kIdleBeforeForceMs)
+        bForce = false;
+    if (!bForce && item.m_nRetries > kRetriesBeforeForce)
+        bForce = true;
+
+    bool bRetry = false;
+    const bool done = m_pProcessor->ProcessRequest(item.m_strFile, &statusFile, bForce, bRetry);
+    if (!done && bRetry && PutBack(item) == eRetry_TooSoon)
+        return true;
+    if (!done && !bRetry) {
+        if (!m_pContext || !m_pContext->IsCanceled())
+            WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineRequestFailed,
+                              L"CZelProcessorServer::ExecuteRequest()", L"Request " + item.m_strFile + L" failed");
+        RemoveFailedRequest(item);
+    }
+    m_dwLastRequestTick = platform::Clock().TickCount();
+    return true;
+}
+
+CZelProcessorServer::eRetry CZelProcessorServer::PutBack(TSRequestItem& item)
+{
+    const bool counted = platform::Clock().TickCount() - m_dwLastRequestTick >= kCountedRetryMs;
+    if (counted)
+        ++item.m_nRetries;
+    const std::lock_guard lock(m_cs);
+    m_queue.push_front(item);
+    m_evQueue->Set();
+    return counted ? eRetry_Counted : eRetry_TooSoon;
+}
+
+void CZelProcessorServer::RemoveFailedRequest(const TSRequestItem& item)
+{
+    // After its last status was written: a file that stayed in the queue directory would make the request look as if it
+    // still waited, once its status has been taken away, and would keep its name from being used again.
+    const platform::eOsError error = platform::Files().Remove(item.m_strFile);
+    if (!platform::Succeeded(error) && !platform::IsAbsent(error))
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                         L"Unable to delete the failed request " + item.m_strFile + L": " +
+                             platform::OsErrorText(error));
+}
+
+int CZelProcessorServer::HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
+                                        const wchar_t* file, long line)
+{
+    constexpr int kExecuteHandler = 1;
+    const CWQ_SetResource resource(kResourceModule);
+    CString heapWarning;
+    if (platform::CheckHeap() == platform::eHeapState_Corrupt)
+        heapWarning = FormatText(L"Corrupt heap warning!\nException raised and caught - as a result, the heap is "
+                                 L"corrupt.\nThe error is severe - the application becomes unstable.\n\n"
+                                 L"File: %s\nLine: %li",
+                                 {file, std::to_wstring(line)});
+    if (exceptionPointers) {
+        const CString question = FormatText(WQ_LoadString(StringCodes::kCrashReportQuestion), {context});
+        if (WQ_MessageBoxAuto(question, eMessageStyle_YesNo | eMessageStyle_Warning, eMessageAnswer_Yes, 0) ==
+            eMessageAnswer_Yes) {
+            SMOXCrashRecord record;
+            record.size = sizeof(record);
+            record.exceptionPointers = exceptionPointers;
+            // Whether a report could be written changes nothing for the server.
+            static_cast<void>(MOXCrashRpt::GenerateErrorReport(record));
+        }
+    }
+    if (!heapWarning.empty())
+        WQ_MessageBox(heapWarning, eMessageStyle_Warning, 0);
+    return kExecuteHandler;
+}
+
+void CZelProcessorServer::CancelRunningRequest()
+{
+    if (m_pContext)
+        m_pContext->SetCanceled(true);
+}

@@ -1,0 +1,40 @@
+#include "ProtocolFiles.h"
+#include "ZEL_Processor/ZelProcessorServer.h"
+#include "com/Guid.h"
+#include "platform/Path.h"
+
+namespace {
+
+CString PerClientPath(const CString& outputDir, const wchar_t* prefix, const GUID& clientId)
+{
+    if (IsEqualGUID(clientId, GUID{}))
+        return {};
+    return platform::JoinPath(outputDir, prefix + GuidToText(clientId));
+}
+
+} // namespace
+
+CString CZelProcessorServer::GetFileInQueueFullPath(const CString& path) const
+{
+    return platform::JoinPath(m_strQueueDir, platform::FileNameOf(path));
+}
+
+CString CZelProcessorServer::GetFileInRequestDirFullPath(const CString& path) const
+{
+    return platform::JoinPath(m_strRequestDir, platform::FileNameOf(path));
+}
+
+CString CZelProcessorServer::GetDsEventsFileFullPath(const GUID& clientId) const
+{
+    return PerClientPath(m_strOutputDir, Protocol::kDsEventsPrefix, clientId);
+}
+
+CString CZelProcessorServer::GetInsertableItemsChangeFile(const GUID& clientId) const
+{
+    return PerClientPath(m_strOutputDir, Protocol::kInsertableItemsPrefix, clientId);
+}
+
+CString CZelProcessorServer::GetLockResultsChangeFile(const GUID& clientId) const
+{
+    return PerClientPath(m_strOutputDir, Protocol::kLockResultsPrefix, clientId);
+}

@@ -1,0 +1,159 @@
+#pragma once
+
+#include "ZEL_Processor/ZelProcessorClient.h"
+#include "ZEL_Processor/ZelProcessorServer.h"
+#include "ZEL_Processor/ZelRequestWatch.h"
+#include "com/ZelCom.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Thread.h"
+#include "tests/library/RecordingProgress.h"
+#include "tests/library/ScriptedPlugin.h"
+#include "tests/support/FaultyFiles.h"
+#include "tests/support/RecordingHost.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+/// Reaches what a server keeps to itself.
+struct SServerTestAccess {
+    CZelProcessorServer& server;
+
+    bool AddRequestToQueue(const std::wstring& path) { return server.AddRequestToQueue(path); }
+    bool RemoveRequestFromQueue(const std::wstring& name) { return server.RemoveRequestFromQueue(name); }
+    bool IsRequestInQueue(const std::wstring& name)
+    {
+        const std::lock_guard lock(server.m_cs);
+        return server.IsRequestInQueue(name);
+    }
+    bool IsRequestPaused(const std::wstring& name)
+    {
+        const std::lock_guard lock(server.m_cs);
+        return server.IsRequestPaused(name);
+    }
+    std::vector<std::wstring> QueuedNames() // the next to run first
+    {
+        const std::lock_guard lock(server.m_cs);
+        std::vector<std::wstring> names;
+        for (auto item = server.m_queue.rbegin(); item != server.m_queue.rend(); ++item)
+            names.push_back(platform::FileNameOf(item->m_strFile));
+        return names;
+    }
+    void CancelRunningRequest() { server.CancelRunningRequest(); }
+    [[nodiscard]] bool HasThreads() const { return server.m_pMHThread || server.m_pEThread; }
+    [[nodiscard]] bool HasExecutiveThread() const { return server.m_pEThread != nullptr; }
+    [[nodiscard]] bool IsRunning() const { return server.m_bRunning; }
+};
+
+/// A server in this process with scripted plug-ins, and a client for it.
+class CServerFixture : public testing::Test {
+protected:
+    static constexpr std::chrono::seconds kPatience{20};
+
+    CServerFixture()
+    {
+        CoInitializeSYS(nullptr);
+        CoInitializeZEL(nullptr);
+    }
+    ~CServerFixture() override
+    {
+        m_pServer.reset();
+        CoUninitializeZEL();
+        CoUninitializeSYS();
+    }
+
+    void SetUp() override
+    {
+        for (const std::wstring& dir : {m_requestDir, m_outputDir, m_clientDir})
+            ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(dir)));
+        m_client.Init(m_requestDir, m_outputDir, m_clientDir);
+        m_client.SetSyncing(false);
+        Make();
+    }
+
+    void Make()
+    {
+        m_pServer = std::make_unique<CZelProcessorServer>();
+        m_pServer->SetSyncing(false);
+        m_pServer->SetZelProcessorContext(&m_context);
+        ASSERT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
+    }
+    void Run() { ASSERT_TRUE(m_pServer->Run()); }
+
+    [[nodiscard]] SServerTestAccess Access() const { return {*m_pServer}; }
+    [[nodiscard]] static std::wstring In(const std::wstring& dir, const std::wstring& name)
+    {
+        return platform::JoinPath(dir, name);
+    }
+    [[nodiscard]] std::wstring Queued(const std::wstring& name) const { return In(In(m_outputDir, L"Queue"), name); }
+
+    static void Write(const std::wstring& path, const std::string& bytes = "<Request/>")
+    {
+        ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(path, bytes)));
+    }
+    static std::string Read(const std::wstring& path)
+    {
+        std::string bytes;
+        EXPECT_TRUE(platform::Succeeded(
+            platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, bytes, std::size_t{1} << 20)));
+        return bytes;
+    }
+    /// Hands a request of this name over.
+    void Send(const std::wstring& name, const std::string& bytes = "<Request/>")
+    {
+        const std::wstring path = In(m_clientDir, name);
+        Write(path, bytes);
+        ASSERT_EQ(m_client.SendRequest(path), eRequestStatus_Sent);
+    }
+    /// The status with which a request ends.
+    eZelProcRequestStatus WaitForEnd(const std::wstring& name)
+    {
+        CZelRequestWatch watch(m_client, m_outputDir);
+        return watch.WaitForEnd(name, kPatience, &m_additional);
+    }
+    eZelProcRequestStatus SendAndWait(const std::wstring& name)
+    {
+        Send(name);
+        return WaitForEnd(name);
+    }
+    [[nodiscard]] static std::vector<std::wstring> FilesIn(const std::wstring& dir)
+    {
+        std::vector<platform::SDirectoryEntry> entries;
+        EXPECT_TRUE(platform::Succeeded(platform::Files().List(dir, entries)));
+        std::vector<std::wstring> names;
+        for (const auto& entry : entries) {
+            if (!entry.isDirectory)
+                names.push_back(entry.name);
+        }
+        return names;
+    }
+
+    CRecordingHost m_host;
+    SPluginScript m_script;
+    CScriptedPlugin m_plugin{m_script};
+    testsupport::CTemporaryDirectory m_dir;
+    std::wstring m_requestDir = m_dir / L"requests";
+    std::wstring m_outputDir = m_dir / L"output";
+    std::wstring m_clientDir = m_dir / L"client";
+    CTestContext m_context;
+    CZelProcessorClient m_client;
+    CZelProcessorClient::CAdditionalRequestStatus m_additional;
+    std::unique_ptr<CZelProcessorServer> m_pServer;
+};
+
+/// A gate in a script: the task says that it has entered and waits to be let through.
+class CGate {
+public:
+    /// For the task. False when nobody opened it in time.
+    bool Pass()
+    {
+        m_entered.Set();
+        return m_open.WaitFor(std::chrono::seconds(20));
+    }
+    [[nodiscard]] bool WaitUntilEntered() { return m_entered.WaitFor(std::chrono::seconds(20)); }
+    void Open() { m_open.Set(); }
+
+private:
+    platform::CManualResetEvent m_entered;
+    platform::CManualResetEvent m_open;
+};

@@ -1,0 +1,229 @@
+#include "tests/library/ServerFixture.h"
+
+#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorProgressStatusFile.h"
+#include "framework/Services.h"
+#include "platform/Text.h"
+
+namespace {
+
+/// The server is made, so that its directories exist, but never runs: the test writes what a server would.
+class ClientStatus : public CServerFixture {
+protected:
+    [[nodiscard]] std::wstring StatusPath() const { return In(m_outputDir, L"x.drq.status"); }
+    [[nodiscard]] CZelProcessorProgressStatusFile StatusFile() const { return {L"ZelProcessor", StatusPath()}; }
+    [[nodiscard]] std::int32_t Progress() const
+    {
+        std::int32_t progress = 0;
+        m_hasProgress = m_additional.GetProgress(progress);
+        return progress;
+    }
+    mutable int m_hasProgress = -1;
+};
+
+} // namespace
+
+TEST_F(ClientStatus, AnUnknownRequestIsNotRequested)
+{
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_NotRequested);
+    EXPECT_EQ(m_additional.GetStatus(), eRequestStatus_NotRequested);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(124, "IDS_NOT_REQUESTED"));
+}
+
+TEST_F(ClientStatus, AStatusFileWinsOverTheQueueAndTheQueueOverTheRequestDirectory)
+{
+    Write(In(m_requestDir, L"x.drq"));
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_Waiting);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(123, "IDS_WAITING_TO_RECEIVE_REQ"));
+    Write(Queued(L"x.drq"));
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_Waiting);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(122, "IDS_WAITING_IN_QUEUE"));
+    StatusFile().SetStatusAndComment(eRequestStatus_Parsing, L"reading");
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_Parsing);
+    EXPECT_EQ(m_additional.GetProgressComment(), L"reading");
+}
+
+TEST_F(ClientStatus, GivesStatusPercentCommentAndTimes)
+{
+    auto file = StatusFile();
+    file.SetStatusAndComment(eRequestStatus_Calculating, L"a=b\r\nc");
+    file.SetPos(30);
+    EXPECT_EQ(m_client.GetStatus(In(m_clientDir, L"x.drq"), &m_additional), eRequestStatus_Calculating);
+    EXPECT_EQ(m_additional.GetStatus(), eRequestStatus_Calculating);
+    EXPECT_EQ(Progress(), 30);
+    EXPECT_EQ(m_hasProgress, 1);
+    EXPECT_EQ(m_additional.GetProgressComment(), L"a=b\r\nc");
+    CTime created;
+    CTime modified;
+    EXPECT_EQ(m_additional.GetTimeCreated(created), 1);
+    EXPECT_EQ(m_additional.GetTileModifyed(modified), 1);
+    const std::int64_t now = platform::Clock().UtcSeconds();
+    EXPECT_LE(created.GetTime(), modified.GetTime());
+    EXPECT_NEAR(static_cast<double>(modified.GetTime()), static_cast<double>(now), 60.0);
+}
+
+TEST_F(ClientStatus, WithoutARecordTheStatusIsTheSame)
+{
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_Done);
+}
+
+TEST_F(ClientStatus, AFileWithoutPercentLeavesProgressOut)
+{
+    Write(StatusPath(), platform::ToUtf16Le(L"13\r\n"));
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_Done);
+    EXPECT_EQ(Progress(), -1);
+    EXPECT_EQ(m_hasProgress, 0);
+    EXPECT_EQ(m_additional.GetProgressComment(), L"");
+}
+
+TEST_F(ClientStatus, AnEmptyFileIsAClientErrorWithItsText)
+{
+    Write(StatusPath(), {});
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_ClientError);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(126, "IDS_CLIENT_ERR_UNABLE_READ_STATUS"));
+}
+
+TEST_F(ClientStatus, AFileThatCanNotBeOpenedIsAClientErrorAfterAMessage)
+{
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    testsupport::CFaultyFiles files;
+    files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_AccessDenied);
+    const platform::CScopedOs os(&files, nullptr);
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_ClientError);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(125, "IDS_CLIENT_ERR_UNABLE_OPEN_STATUS_FILE"));
+    const auto boxes = m_host.TakeBoxes();
+    ASSERT_EQ(boxes.size(), 1U);
+    EXPECT_EQ(boxes[0].text, L"CZelProcessorClient::GetStatus : opening of the file '" + StatusPath() + L"' failed");
+    EXPECT_EQ(boxes[0].style, 16U);
+}
+
+TEST_F(ClientStatus, ABusyFileIsWaitedFor)
+{
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    testsupport::CFaultyFiles files;
+    files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation, 100);
+    const platform::CScopedOs os(&files, nullptr);
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_Done);
+    EXPECT_EQ(files.Count(testsupport::eFileCall_Open), 101U);
+}
+
+TEST_F(ClientStatus, ARequestThatMovesWhileItIsLookedForIsNotMissed)
+{
+    // The queue is looked at, then the request moves there, then the request directory is looked at.
+    Write(In(m_requestDir, L"x.drq"));
+    testsupport::CFaultyFiles files;
+    files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_GetAttributes && call.path == In(m_requestDir, L"x.drq"))
+            static_cast<void>(platform::SystemFiles().Move(In(m_requestDir, L"x.drq"), Queued(L"x.drq"), 0));
+    });
+    const platform::CScopedOs os(&files, nullptr);
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_Waiting);
+}
+
+TEST_F(ClientStatus, TheSnapshotIsTheTimeOfTheLastWrite)
+{
+    EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", 0)) << "a missing file counts as changed";
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_Done);
+    CTime modified;
+    m_additional.GetTileModifyed(modified);
+    EXPECT_EQ(m_additional.GetSnapshotHash(), modified.GetTime());
+    EXPECT_FALSE(m_client.IsStatusFileChanged(L"x.drq", m_additional.GetSnapshotHash()));
+    EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", m_additional.GetSnapshotHash() - 1));
+}
+
+TEST_F(ClientStatus, ABusyFileCountsAsChangedAndAFailingOneIsReported)
+{
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    testsupport::CFaultyFiles files;
+    const platform::CScopedOs os(&files, nullptr);
+    files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation);
+    EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", 0));
+    files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_AccessDenied);
+    EXPECT_FALSE(m_client.IsStatusFileChanged(L"x.drq", 0));
+    files.FailCall(testsupport::eFileCall_FileAttributes, 1, platform::eOsError_IoError);
+    EXPECT_FALSE(m_client.IsStatusFileChanged(L"x.drq", 0));
+    const auto reports = m_host.TakeReports();
+    ASSERT_EQ(reports.size(), 2U);
+    EXPECT_EQ(reports[0].message, L"Can't open-read status file.");
+    EXPECT_EQ(reports[1].message, L"Status file has no status.");
+    EXPECT_EQ(reports[1].function, L"CZelProcessorClient::IsStatusFileChanged");
+}
+
+TEST_F(ClientStatus, ReceivingMovesTheOutputAndRemovesTheStatus)
+{
+    Write(In(m_outputDir, L"x.drq"), "<Response/>");
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    Write(In(m_clientDir, L"target.xml"), "old");
+    EXPECT_TRUE(m_client.ReceiveOutput(In(m_clientDir, L"x.drq"), In(m_clientDir, L"target.xml")));
+    EXPECT_EQ(Read(In(m_clientDir, L"target.xml")), "<Response/>");
+    EXPECT_TRUE(FilesIn(m_outputDir).empty());
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_NotRequested);
+}
+
+TEST_F(ClientStatus, ReceivingWithoutAnOutputIsShown)
+{
+    EXPECT_FALSE(m_client.ReceiveOutput(L"x.drq", In(m_clientDir, L"target.xml")));
+    const auto boxes = m_host.TakeBoxes();
+    ASSERT_EQ(boxes.size(), 1U);
+    EXPECT_EQ(boxes[0].text, L"Response file " + In(m_outputDir, L"x.drq") + L" does not exist");
+    EXPECT_EQ(boxes[0].style, 16U);
+}
+
+TEST_F(ClientStatus, AFailedReceiveLeavesOutputAndStatus)
+{
+    Write(In(m_outputDir, L"x.drq"), "<Response/>");
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    const std::wstring target = In(m_dir / L"missing", L"target.xml");
+    EXPECT_FALSE(m_client.ReceiveOutput(L"x.drq", target));
+    const auto boxes = m_host.TakeBoxes();
+    ASSERT_EQ(boxes.size(), 1U);
+    EXPECT_EQ(boxes[0].text, L"CZelProcessorClient::ReceiveOutput : moving of the file '" + In(m_outputDir, L"x.drq") +
+                                 L"' to '" + target + L"' failed");
+    EXPECT_TRUE(platform::PathExists(In(m_outputDir, L"x.drq")));
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_Done);
+}
+
+TEST(AdditionalRequestStatus, ACopyHasNoCommentAndAnAssignedOneHas)
+{
+    CZelProcessorClient::CAdditionalRequestStatus source;
+    source.SetStatus(eRequestStatus_Done);
+    source.SetProgress(7);
+    source.SetProgressComment(L"x");
+    source.SetTimes(CTime(1), CTime(2));
+    const CZelProcessorClient::CAdditionalRequestStatus copy(source);
+    CZelProcessorClient::CAdditionalRequestStatus assigned;
+    assigned = source;
+    for (const CZelProcessorClient::CAdditionalRequestStatus* status : {&copy, static_cast<decltype(&copy)>(&assigned)}) {
+        std::int32_t progress = 0;
+        CTime created;
+        EXPECT_EQ(status->GetStatus(), eRequestStatus_Done);
+        EXPECT_EQ(status->GetProgress(progress), 1);
+        EXPECT_EQ(progress, 7);
+        EXPECT_EQ(status->GetTimeCreated(created), 1);
+        EXPECT_EQ(created, CTime(1));
+        EXPECT_EQ(status->GetSnapshotHash(), 2);
+    }
+    EXPECT_EQ(copy.GetProgressComment(), L"");
+    EXPECT_EQ(assigned.GetProgressComment(), L"x");
+}
+
+TEST(AdditionalRequestStatus, ClearingRestoresTheInitialValues)
+{
+    CZelProcessorClient::CAdditionalRequestStatus status;
+    status.SetStatus(eRequestStatus_Done);
+    status.SetProgress(7);
+    status.SetProgressComment(L"x");
+    status.SetTimes(CTime(1), CTime(2));
+    status.Clear();
+    std::int32_t progress = 0;
+    CTime time(5);
+    EXPECT_EQ(status.GetStatus(), eRequestStatus_NotIntialized);
+    EXPECT_EQ(status.GetProgress(progress), 0);
+    EXPECT_EQ(progress, -1);
+    EXPECT_EQ(status.GetProgressComment(), L"");
+    EXPECT_EQ(status.GetTimeCreated(time), 0);
+    EXPECT_EQ(time, CTime());
+    EXPECT_EQ(status.GetTileModifyed(time), 0);
+    EXPECT_EQ(status.GetSnapshotHash(), 0);
+}

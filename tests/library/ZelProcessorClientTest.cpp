@@ -1,0 +1,125 @@
+#include "tests/library/ServerFixture.h"
+
+#include <map>
+#include <set>
+
+/// Reaches what a client keeps to itself.
+struct SClientTestAccess {
+    CZelProcessorClient& client;
+    [[nodiscard]] std::wstring InRequestDir(const std::wstring& path) const { return client.GetFileInRequestDirFullPath(path); }
+    [[nodiscard]] std::wstring InQueue(const std::wstring& path) const { return client.GetFileInQueueFullPath(path); }
+    [[nodiscard]] std::wstring Output(const std::wstring& path) const { return client.GetOutputFilePath(path); }
+};
+
+namespace {
+
+/// The server is made, so that its directories exist, but never runs.
+class Client : public CServerFixture {
+};
+
+} // namespace
+
+TEST_F(Client, BuildsTheSamePathsAsTheServer)
+{
+    const SClientTestAccess access{m_client};
+    for (const std::wstring& path : {std::wstring(L"x.drq"), In(m_clientDir, L"x.drq")}) {
+        EXPECT_EQ(access.InRequestDir(path), m_pServer->GetFileInRequestDirFullPath(path));
+        EXPECT_EQ(access.InQueue(path), m_pServer->GetFileInQueueFullPath(path));
+        EXPECT_EQ(access.Output(path), In(m_outputDir, L"x.drq"));
+    }
+}
+
+TEST_F(Client, WithoutDirectoriesItsPathsAreInvalid)
+{
+    CZelProcessorClient client;
+    const SClientTestAccess access{client};
+    EXPECT_EQ(access.InRequestDir(L"x.drq"), In(L"invalid", L"x.drq"));
+    EXPECT_EQ(access.Output(L"x.drq"), In(L"invalid", L"x.drq"));
+    EXPECT_EQ(client.GetStatus(L"x.drq", nullptr), eRequestStatus_NotRequested);
+}
+
+TEST_F(Client, SendingMovesTheFileAndReplacesOneOfThatName)
+{
+    Write(In(m_requestDir, L"job.drq"), "old");
+    Write(In(m_clientDir, L"job.drq"), "new");
+    EXPECT_EQ(m_client.SendRequest(In(m_clientDir, L"job.drq")), eRequestStatus_Sent);
+    EXPECT_EQ(Read(In(m_requestDir, L"job.drq")), "new");
+    EXPECT_FALSE(platform::PathExists(In(m_clientDir, L"job.drq")));
+}
+
+TEST_F(Client, SendingAMissingFileIsAClientError)
+{
+    EXPECT_EQ(m_client.SendRequest(In(m_clientDir, L"missing.drq")), eRequestStatus_ClientError);
+    const auto reports = m_host.TakeReports();
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].message, L"Message file does not exist!");
+    EXPECT_EQ(reports[0].function, L"CZelProcessorClient::SendMessageToServer");
+    EXPECT_EQ(reports[0].sourceFile, L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorClient");
+}
+
+TEST_F(Client, AFailedMoveIsAClientErrorAndKeepsTheFile)
+{
+    Write(In(m_clientDir, L"job.drq"));
+    testsupport::CFaultyFiles files;
+    files.FailCall(testsupport::eFileCall_Move, 1, platform::eOsError_DiskFull);
+    const platform::CScopedOs os(&files, nullptr);
+    EXPECT_EQ(m_client.SendRequest(In(m_clientDir, L"job.drq")), eRequestStatus_ClientError);
+    const auto reports = m_host.TakeReports();
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].message, L"MoveFileWhenFree failed!");
+    EXPECT_TRUE(platform::PathExists(In(m_clientDir, L"job.drq")));
+}
+
+TEST_F(Client, HandOversAreSyncedUnlessSwitchedOff)
+{
+    testsupport::CFaultyFiles files;
+    const platform::CScopedOs os(&files, nullptr);
+    for (const bool syncing : {true, false}) {
+        files.ForgetCalls();
+        m_client.SetSyncing(syncing);
+        Send(L"job.drq");
+        for (const testsupport::SFileCall& call : files.Calls()) {
+            if (call.call == testsupport::eFileCall_Move) {
+                EXPECT_EQ(call.mode, syncing ? 9U : 1U);
+            }
+        }
+    }
+}
+
+TEST_F(Client, UniqueNamesCountUpUnderOneGuidAndWrapToZero)
+{
+    std::wstring name = CZelProcessorClient::GetUniqueString();
+    const auto number = [](const std::wstring& text) { return std::stoi(text.substr(text.rfind(L'_') + 1)); };
+    const auto guid = [](const std::wstring& text) { return text.substr(0, text.rfind(L'_')); };
+    EXPECT_EQ(guid(name).size(), 38U);
+    EXPECT_EQ(name[0], L'{');
+    while (number(name) != 0) {
+        const std::wstring next = CZelProcessorClient::GetUniqueString();
+        EXPECT_EQ(guid(next), guid(name));
+        EXPECT_EQ(number(next), (number(name) + 1) % 65536);
+        name = next;
+    }
+    const std::wstring fresh = CZelProcessorClient::GetUniqueString();
+    EXPECT_NE(guid(fresh), guid(name));
+    EXPECT_EQ(number(fresh), 1);
+}
+
+TEST_F(Client, TwoThreadsNeverGetOneName)
+{
+    constexpr std::size_t kNames = 20000;
+    std::vector<std::wstring> names[4];
+    std::vector<platform::CThread> threads(4);
+    for (std::size_t index = 0; index < threads.size(); ++index) {
+        ASSERT_TRUE(threads[index].Start([&, index] {
+            for (std::size_t count = 0; count < kNames; ++count)
+                names[index].push_back(CZelProcessorClient::GetUniqueString());
+            return 0U;
+        }));
+    }
+    std::set<std::wstring> all;
+    for (std::size_t index = 0; index < threads.size(); ++index) {
+        EXPECT_TRUE(threads[index].Join());
+        all.insert(names[index].begin(), names[index].end());
+    }
+    EXPECT_EQ(all.size(), 4 * kNames);
+}

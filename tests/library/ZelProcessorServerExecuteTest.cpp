@@ -1,0 +1,249 @@
+#include "tests/library/ServerFixture.h"
+
+#include "framework/Services.h"
+#include "tests/support/ManualClock.h"
+
+#include <stdexcept>
+
+namespace {
+
+class Executive : public CServerFixture {
+protected:
+    /// A path's name, for scripts that are told a path.
+    static std::wstring Name(const std::wstring& path) { return platform::FileNameOf(path); }
+};
+
+} // namespace
+
+TEST_F(Executive, ServesARequestFromItsFileToItsResponse)
+{
+    m_script.save = [](const std::wstring& path) {
+        return platform::Succeeded(platform::WriteWholeFile(path, "<Response>42</Response>"));
+    };
+    Run();
+    EXPECT_EQ(SendAndWait(L"abc.drq"), eRequestStatus_Done);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(116, "IDS_DONE"));
+    EXPECT_TRUE(m_client.ReceiveOutput(L"abc.drq", In(m_clientDir, L"result.xml")));
+    EXPECT_EQ(Read(In(m_clientDir, L"result.xml")), "<Response>42</Response>");
+    EXPECT_TRUE(FilesIn(m_outputDir).empty());
+    EXPECT_TRUE(FilesIn(m_requestDir).empty());
+    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
+}
+
+TEST_F(Executive, TheFirstStatusIsProcessingStarted)
+{
+    CGate gate;
+    m_script.createRequest = [&](const std::wstring&) { return gate.Pass(); };
+    m_context.m_onAsked = [this] {
+        // The first question of a run comes before the processor reports anything.
+        if (m_context.m_starts == 1 && m_additional.GetStatus() == eRequestStatus_NotIntialized) {
+            EXPECT_EQ(m_client.GetStatus(L"a.drq", &m_additional), eRequestStatus_ProcessingStarted);
+        }
+    };
+    Run();
+    Send(L"a.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(127, "IDS_PROCESSING_STARTED"));
+    gate.Open();
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Done);
+}
+
+TEST_F(Executive, TheCancelFlagIsClearedBeforeEachRequest)
+{
+    Run();
+    m_context.m_canceled = true;
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+    EXPECT_EQ(m_context.m_starts, 1);
+}
+
+TEST_F(Executive, AFailedRequestIsReportedOnceAndLeavesNoFile)
+{
+    m_script.obtainData = [](auto*, auto*) { return false; };
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_ServerError);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(111, "IDS_SERVER_ERROR_CAN_NOT_OBTAIN_DATA"));
+    m_pServer->Stop(true);
+    const auto reports = m_host.TakeReports();
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].message, L"Request " + Queued(L"a.drq") + L" failed");
+    EXPECT_EQ(reports[0].sourceLine, 312);
+    EXPECT_EQ(reports[0].function, L"CZelProcessorServer::ExecuteRequest()");
+    EXPECT_EQ(reports[0].sourceFile, L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorServer");
+    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
+    EXPECT_EQ(FilesIn(m_outputDir), std::vector<std::wstring>{L"a.drq.status"});
+}
+
+TEST_F(Executive, ACanceledRequestIsNotReportedAsFailed)
+{
+    m_script.obtainData = [this](auto* context, auto*) {
+        Access().CancelRunningRequest();
+        return context->IsCanceled();
+    };
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Canceled);
+    m_pServer->Stop(true);
+    EXPECT_TRUE(m_host.TakeReports().empty());
+    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
+}
+
+TEST_F(Executive, ATaskThatThrowsEndsItsRequestAndTheNextIsServed)
+{
+    std::atomic<int> runs = 0;
+    m_script.obtainData = [&](auto*, auto*) -> bool {
+        if (++runs == 1)
+            throw std::runtime_error("x");
+        if (runs == 2)
+            throw 42;
+        return true;
+    };
+    Run();
+    for (const wchar_t* name : {L"a.drq", L"b.drq"}) {
+        EXPECT_EQ(SendAndWait(name), eRequestStatus_ServerError);
+        EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(101, "IDS_EXCEPTIONTHROW_DURING_PROCESSINGREQUEST"));
+    }
+    EXPECT_EQ(SendAndWait(L"c.drq"), eRequestStatus_Done);
+    m_pServer->Stop(true);
+    const auto boxes = m_host.TakeBoxes();
+    ASSERT_EQ(boxes.size(), 2U) << "one question before each crash report";
+    EXPECT_TRUE(boxes[0].isQuestion);
+    EXPECT_EQ(boxes[0].style, 4U | 48U);
+    EXPECT_NE(boxes[0].text.find(L"CZelProcessorServer::ExecuteRequest"), std::wstring::npos);
+    EXPECT_EQ(m_host.TakeCrashReports().size(), 2U);
+    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
+}
+
+TEST_F(Executive, TheOperatorsNoWritesNoCrashReport)
+{
+    m_host.AnswerQuestions(eMessageAnswer_No);
+    m_script.obtainData = [](auto*, auto*) -> bool { throw std::runtime_error("x"); };
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_ServerError);
+    m_pServer->Stop(true);
+    EXPECT_EQ(m_host.TakeBoxes().size(), 1U);
+    EXPECT_TRUE(m_host.TakeCrashReports().empty());
+}
+
+TEST_F(Executive, ARequestThatDeclinesWaitsBehindEverythingQueued)
+{
+    CGate gate;
+    std::vector<std::wstring> order;
+    std::wstring current;
+    m_script.createRequest = [&](const std::wstring& path) {
+        current = Name(path);
+        return true;
+    };
+    bool declined = false;
+    m_script.canProcess = [&](bool) {
+        if (current != L"a.drq" || declined)
+            return true;
+        declined = true;
+        gate.Pass(); // b and c are queued meanwhile
+        return false;
+    };
+    m_script.obtainData = [&](auto*, auto*) {
+        order.push_back(current);
+        return true;
+    };
+    Run();
+    Send(L"a.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    // One after the other: within one scan the order is the file system's.
+    for (const std::size_t queued : {1, 2}) {
+        Send(queued == 1 ? L"b.drq" : L"c.drq");
+        while (Access().QueuedNames().size() < queued)
+            platform::Clock().YieldThread();
+    }
+    gate.Open();
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Done);
+    m_pServer->Stop(true);
+    EXPECT_EQ(order, (std::vector<std::wstring>{L"b.drq", L"c.drq", L"a.drq"}));
+}
+
+TEST_F(Executive, ALoneRequestIsForcedWhenTheServerWasIdleForFiveSeconds)
+{
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(nullptr, &clock);
+    std::vector<bool> forced;
+    m_script.canProcess = [&](bool force) {
+        forced.push_back(force);
+        return true;
+    };
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+    clock.Advance(std::chrono::milliseconds(4999));
+    EXPECT_EQ(SendAndWait(L"b.drq"), eRequestStatus_Done);
+    clock.Advance(std::chrono::milliseconds(5000));
+    EXPECT_EQ(SendAndWait(L"c.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+    ASSERT_EQ(forced.size(), 3U);
+    EXPECT_TRUE(forced[0]) << "nothing ran before";
+    EXPECT_TRUE(forced[2]);
+}
+
+TEST_F(Executive, RetriesAreCountedOncePerSecondAndThenForced)
+{
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(nullptr, &clock);
+    std::vector<bool> forced;
+    m_script.canProcess = [&](bool force) {
+        forced.push_back(force);
+        clock.Advance(std::chrono::milliseconds(100));
+        return force && forced.size() > 1;
+    };
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+    // The first run is forced (the server was idle) and declines all the same; it counts and stamps the clock. Then it takes 1001 ms for
+    // each further count: at 100 ms a run that is every eleventh. The third count makes the next run a forced one.
+    ASSERT_EQ(forced.size(), 24U);
+    EXPECT_TRUE(forced.front());
+    EXPECT_TRUE(forced.back());
+    EXPECT_EQ(std::count(forced.begin(), forced.end(), true), 2);
+}
+
+TEST_F(Executive, SteppingByHandRunsTheQueueUntilItIsEmpty)
+{
+    Run();
+    m_pServer->SetManualProceedQueue(true);
+    // The executive waits for its event before it looks at the permission, so it may take what arrives first without one.
+    Send(L"first.drq");
+    while (m_context.m_starts == 0 && Access().QueuedNames().empty())
+        platform::Clock().YieldThread();
+    m_pServer->ProceedQueue();
+    EXPECT_EQ(WaitForEnd(L"first.drq"), eRequestStatus_Done);
+    while (m_pServer->CanProceedQueue())
+        platform::Clock().YieldThread();
+
+    Send(L"a.drq");
+    Send(L"b.drq");
+    while (Access().QueuedNames().size() < 2)
+        platform::Clock().YieldThread();
+    EXPECT_EQ(m_context.m_starts, 1);
+    m_pServer->ProceedQueue();
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Done);
+    EXPECT_EQ(WaitForEnd(L"b.drq"), eRequestStatus_Done);
+    while (m_pServer->CanProceedQueue())
+        platform::Clock().YieldThread();
+    EXPECT_EQ(m_context.m_starts, 3) << "the permission ended when the queue ran dry";
+}
+
+TEST_F(Executive, FailingHandOversAreAnsweredAndTheServerGoesOn)
+{
+    // Every kind of call on the way of a request fails once; the request ends with a final status or is served later.
+    for (const auto call : {testsupport::eFileCall_Open, testsupport::eFileCall_Write, testsupport::eFileCall_Close,
+                            testsupport::eFileCall_Remove, testsupport::eFileCall_List}) {
+        testsupport::CFaultyFiles files;
+        {
+            const platform::CScopedOs os(&files, nullptr);
+            Make();
+            Run();
+            files.FailCall(call, 1, platform::eOsError_AccessDenied, 1, m_outputDir);
+            EXPECT_TRUE(CZelRequestWatch::IsFinal(SendAndWait(L"a.drq"))) << call;
+            EXPECT_EQ(SendAndWait(L"b.drq"), eRequestStatus_Done) << call;
+            m_pServer.reset();
+        }
+        static_cast<void>(m_host.TakeBoxes());
+        static_cast<void>(m_host.TakeReports());
+        m_host.AcceptWarnings();
+    }
+}

@@ -1,0 +1,130 @@
+#include "tests/library/ServerFixture.h"
+
+#include "framework/Services.h"
+
+namespace {
+
+class Listener : public CServerFixture {
+protected:
+    /// A later request that is done proves that everything before it was scanned.
+    void WaitForAScan(const std::wstring& name = L"marker.drq") { EXPECT_EQ(SendAndWait(name), eRequestStatus_Done); }
+};
+
+} // namespace
+
+TEST_F(Listener, LogsItsStartAndItsEnd)
+{
+    Run();
+    m_host.ExpectLogLine(L"CZelProcessorServer::Listen() started");
+    m_pServer->Stop(true);
+    m_host.ExpectLogLine(L"CZelProcessorServer::Listen() finished.");
+}
+
+TEST_F(Listener, TakesRequestsInAnyLetterCaseAndBothExtensions)
+{
+    Run();
+    for (const wchar_t* name : {L"a.drq", L"b.DRQ", L"c.xml", L"d.Xml", L"name with blanks.drq", L"p\u00e9\u6f22.drq"}) {
+        EXPECT_EQ(SendAndWait(name), eRequestStatus_Done) << testing::PrintToString(std::wstring(name));
+        EXPECT_TRUE(platform::PathExists(In(m_outputDir, name)));
+    }
+}
+
+TEST_F(Listener, LeavesEverythingElseUntouched)
+{
+    const std::vector<std::wstring> others = {L"x.txt", L"x.drq.tmp", L"x.status", L"drq"};
+    for (const std::wstring& name : others)
+        Write(In(m_requestDir, name), "kept");
+    ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(In(m_requestDir, L"dir.drq"))));
+    Run();
+    WaitForAScan();
+    for (const std::wstring& name : others)
+        EXPECT_EQ(Read(In(m_requestDir, name)), "kept");
+    EXPECT_TRUE(platform::DirectoryExists(In(m_requestDir, L"dir.drq")));
+}
+
+TEST_F(Listener, FindsFilesThatLayThereBeforeAtTheFirstChange)
+{
+    Write(In(m_requestDir, L"early.drq"));
+    Run();
+    EXPECT_EQ(m_client.GetStatus(L"early.drq", nullptr), eRequestStatus_Waiting);
+    Write(In(m_requestDir, L"change.txt"));
+    EXPECT_EQ(WaitForEnd(L"early.drq"), eRequestStatus_Done);
+}
+
+TEST_F(Listener, HandlesACommandBesideItsStatusFile)
+{
+    Run();
+    Write(In(m_clientDir, L"x.command"), "<Command/>");
+    ASSERT_EQ(m_client.SendRequest(In(m_clientDir, L"x.command")), eRequestStatus_Sent);
+    m_host.ExpectBox(L"Processing of command " + In(m_requestDir, L"x.command") + L" failed");
+    EXPECT_EQ(m_client.GetStatus(L"x.command", &m_additional), eRequestStatus_ProcessingStarted);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(127, "IDS_PROCESSING_STARTED"));
+    m_pServer->Stop(true);
+    static_cast<void>(m_host.TakeBoxes());
+}
+
+TEST_F(Listener, AFailedRearmingIsReportedAndTheListenerGoesOn)
+{
+    testsupport::CFaultyFiles files;
+    files.FailCall(testsupport::eFileCall_Rearm, 1, platform::eOsError_AccessDenied);
+    const platform::CScopedOs os(&files, nullptr);
+    Run();
+    Send(L"a.drq");
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Done) << "the change stays signalled until it is re-armed";
+    const auto reports = m_host.TakeReports();
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].sourceLine, 162);
+    EXPECT_EQ(reports[0].function, L"CZelProcessorServer::Listen()");
+    EXPECT_EQ(reports[0].message.find(L"FindNextChangeNotification failed.\n"), 0U);
+    m_pServer.reset();
+}
+
+TEST_F(Listener, AScanThatFailedIsMadeUpForWithoutAnotherChange)
+{
+    testsupport::CFaultyFiles files;
+    files.FailCall(testsupport::eFileCall_List, 1, platform::eOsError_TooManyOpenFiles, 2, m_requestDir);
+    const platform::CScopedOs os(&files, nullptr);
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+}
+
+TEST_F(Listener, AStopEndsItAtOnceAlthoughAFileIsHeld)
+{
+    testsupport::CFaultyFiles files;
+    platform::CManualResetEvent tried;
+    files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Move && call.path.find(L"held.drq") != std::wstring::npos &&
+            call.target.find(L"Queue") != std::wstring::npos)
+            tried.Set();
+    });
+    files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation, In(m_requestDir, L"held.drq"));
+    const platform::CScopedOs os(&files, nullptr);
+    Run();
+    Write(In(m_requestDir, L"held.drq"));
+    ASSERT_TRUE(tried.WaitFor(kPatience));
+    m_pServer->Stop(true);
+    EXPECT_TRUE(platform::PathExists(In(m_requestDir, L"held.drq"))) << "left for the next server";
+    m_pServer.reset();
+}
+
+TEST_F(Listener, OneScanSyncsTheQueueDirectoryOnce)
+{
+    m_pServer->SetNoExecutiveThread(true);
+    m_pServer->SetSyncing(true);
+    for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq"})
+        Write(In(m_requestDir, name));
+    testsupport::CFaultyFiles files;
+    const platform::CScopedOs os(&files, nullptr);
+    Run();
+    Write(In(m_requestDir, L"change.txt"));
+    while (Access().QueuedNames().size() < 3)
+        platform::Clock().YieldThread();
+    m_pServer->Stop(true);
+    for (const testsupport::SFileCall& call : files.Calls()) {
+        if (call.call == testsupport::eFileCall_Move) {
+            EXPECT_EQ(call.mode, static_cast<unsigned>(platform::eMoveFlag_WriteThrough));
+        }
+    }
+    m_pServer.reset();
+}

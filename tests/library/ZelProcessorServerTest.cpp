@@ -1,0 +1,241 @@
+#include "tests/library/ServerFixture.h"
+
+#include "framework/Exceptions.h"
+#include "tests/support/ManualClock.h"
+
+namespace {
+
+class Server : public CServerFixture {
+};
+
+} // namespace
+
+TEST_F(Server, SetDirsNeedsBothDirectories)
+{
+    CZelProcessorServer server;
+    EXPECT_FALSE(server.SetDirs(m_dir / L"missing", m_outputDir));
+    EXPECT_EQ(server.GetFileInRequestDirFullPath(L"x.drq"), In(L"invalid", L"x.drq"));
+    EXPECT_FALSE(server.SetDirs(m_requestDir, m_dir / L"missing"));
+    EXPECT_EQ(server.GetFileInRequestDirFullPath(L"x.drq"), In(m_requestDir, L"x.drq"))
+        << "the request directory stays stored";
+    EXPECT_EQ(server.GetFileInQueueFullPath(L"x.drq"), In(L"invalid", L"x.drq"));
+}
+
+TEST_F(Server, OneSeparatorAtTheEndIsRemoved)
+{
+    const std::wstring separator(1, platform::kPathSeparator);
+    CZelProcessorServer server;
+    EXPECT_TRUE(server.SetDirs(m_requestDir + separator, m_outputDir + separator));
+    EXPECT_EQ(server.GetFileInRequestDirFullPath(L"x.drq"), In(m_requestDir, L"x.drq"));
+    EXPECT_EQ(server.GetFileInQueueFullPath(L"x.drq"), Queued(L"x.drq"));
+    EXPECT_TRUE(server.SetDirs(m_requestDir + separator + separator, m_outputDir));
+    EXPECT_EQ(server.GetFileInRequestDirFullPath(L"x.drq"), In(m_requestDir + separator, L"x.drq"));
+}
+
+TEST_F(Server, SetDirsClearsOutputAndQueueAndKeepsRequests)
+{
+    const std::wstring deep = In(In(m_outputDir, L"sub"), L"deep");
+    ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(In(m_outputDir, L"sub"))));
+    for (const std::wstring& path :
+         {In(m_outputDir, L"old.drq"), In(m_outputDir, L"old.drq.status"), Queued(L"q.drq"), deep,
+          In(m_requestDir, L"new.drq")})
+        Write(path);
+    EXPECT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
+    EXPECT_TRUE(FilesIn(m_outputDir).empty());
+    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
+    EXPECT_TRUE(platform::PathExists(deep));
+    EXPECT_TRUE(platform::PathExists(In(m_requestDir, L"new.drq")));
+}
+
+TEST_F(Server, SetDirsEmptiesTheWaitingQueue)
+{
+    Write(In(m_requestDir, L"a.drq"));
+    m_pServer->SetNoExecutiveThread(true);
+    Run();
+    ASSERT_TRUE(Access().AddRequestToQueue(In(m_requestDir, L"a.drq")) || Access().IsRequestInQueue(L"a.drq"));
+    m_pServer->Stop(true);
+    EXPECT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
+    EXPECT_FALSE(Access().IsRequestInQueue(L"a.drq"));
+}
+
+TEST_F(Server, AQueueDirectoryThatCanNotBeMadeIsShown)
+{
+    ASSERT_TRUE(platform::Succeeded(platform::Files().RemoveEmptyDirectory(In(m_outputDir, L"Queue"))));
+    testsupport::CFaultyFiles files;
+    files.FailCall(testsupport::eFileCall_MakeDirectory, 1, platform::eOsError_AccessDenied);
+    const platform::CScopedOs os(&files, nullptr);
+    EXPECT_FALSE(m_pServer->SetDirs(m_requestDir, m_outputDir));
+    m_host.ExpectBox(L"CZelProcessorServer::SetDirs - creating Queue directory failed");
+}
+
+TEST_F(Server, PathsTakeTheFinalComponent)
+{
+    EXPECT_EQ(m_pServer->GetFileInQueueFullPath(L"x.drq"), Queued(L"x.drq"));
+    EXPECT_EQ(m_pServer->GetFileInQueueFullPath(In(m_requestDir, L"x.drq")), Queued(L"x.drq"));
+    EXPECT_EQ(m_pServer->GetFileInRequestDirFullPath(Queued(L"x.drq")), In(m_requestDir, L"x.drq"));
+}
+
+TEST_F(Server, PerClientPathsNameTheClientAndAreEmptyForNoClient)
+{
+    const GUID client = {0x6B29FC40, 0xCA47, 0x1067, {0xB3, 0x1D, 0x00, 0xDD, 0x01, 0x06, 0x62, 0xDA}};
+    const std::wstring id = L"{6B29FC40-CA47-1067-B31D-00DD010662DA}";
+    EXPECT_EQ(m_pServer->GetDsEventsFileFullPath(client), In(m_outputDir, L"DsEvents_" + id));
+    EXPECT_EQ(m_pServer->GetInsertableItemsChangeFile(client), In(m_outputDir, L"InsertableItemsGroup_" + id));
+    EXPECT_EQ(m_pServer->GetLockResultsChangeFile(client), In(m_outputDir, L"LockResultsChange_" + id));
+    EXPECT_EQ(m_pServer->GetDsEventsFileFullPath(GUID{}), L"");
+    EXPECT_EQ(m_pServer->GetInsertableItemsChangeFile(GUID{}), L"");
+    EXPECT_EQ(m_pServer->GetLockResultsChangeFile(GUID{}), L"");
+}
+
+TEST_F(Server, ContextAndEventAreKept)
+{
+    struct SEvent final : CZelProcessorEvent {
+        void OnRequestDone() override {}
+    } event;
+    m_pServer->SetZelProcessorEvent(&event);
+    EXPECT_EQ(m_pServer->GetZelProcessorEvent(), &event);
+    EXPECT_EQ(m_pServer->GetZelProcessorContext(), &m_context);
+}
+
+TEST_F(Server, CanNotBeMadeWithoutAFactory)
+{
+    CScriptedPlugin::SetInstalled(false);
+    EXPECT_THROW(CZelProcessorServer(), CUserException);
+    CScriptedPlugin::SetInstalled(true);
+    m_host.ExpectBox(L"Unable to create Zel Processor Factory");
+}
+
+TEST_F(Server, RunsAndStopsAndRunsAgain)
+{
+    for (int round = 0; round < 3; ++round) {
+        Run();
+        EXPECT_TRUE(Access().IsRunning());
+        EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+        m_pServer->Stop(true);
+        EXPECT_FALSE(Access().HasThreads());
+        EXPECT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
+    }
+}
+
+TEST_F(Server, StoppingTwiceOrBeforeRunDoesNothing)
+{
+    m_pServer->Stop(true);
+    Run();
+    m_pServer->Stop(true);
+    m_pServer->Stop(true);
+    EXPECT_FALSE(Access().HasThreads());
+}
+
+TEST_F(Server, AStopWithoutWaitingCanBeFollowedByOneThatWaits)
+{
+    Run();
+    m_pServer->Stop(false);
+    EXPECT_TRUE(Access().HasThreads());
+    m_pServer->Stop(true);
+    EXPECT_FALSE(Access().HasThreads());
+}
+
+TEST_F(Server, TheDestructorStopsARunningServer)
+{
+    Run();
+    m_pServer->Stop(false);
+    m_pServer.reset();
+    m_host.ExpectLogLine(L"CZelProcessorServer::Listen() finished.");
+}
+
+TEST_F(Server, StoppingWaitsForTheRunningRequest)
+{
+    CGate gate;
+    m_script.obtainData = [&](auto*, auto*) { return gate.Pass(); };
+    Run();
+    Send(L"a.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    m_pServer->Stop(false);
+    gate.Open();
+    m_pServer->Stop(true);
+    EXPECT_EQ(m_client.GetStatus(L"a.drq", nullptr), eRequestStatus_Done);
+}
+
+TEST_F(Server, WithoutExecutiveThreadRequestsAreQueuedAndNotRun)
+{
+    m_pServer->SetNoExecutiveThread(true);
+    Run();
+    EXPECT_FALSE(Access().HasExecutiveThread());
+    CZelRequestWatch watch(m_client, m_outputDir);
+    Send(L"a.drq");
+    while (!Access().IsRequestInQueue(L"a.drq"))
+        platform::Clock().YieldThread();
+    EXPECT_EQ(m_client.GetStatus(L"a.drq", nullptr), eRequestStatus_Waiting);
+    EXPECT_EQ(m_context.m_starts, 0);
+}
+
+TEST_F(Server, RunIsFalseTenSecondsAfterAListenerThatCanNotWatch)
+{
+    CZelProcessorServer server;
+    server.SetZelProcessorContext(&m_context);
+    EXPECT_FALSE(server.Run()) << "the output directory is refused";
+
+    testsupport::CFaultyFiles files;
+    files.FailAlways(testsupport::eFileCall_Watch, platform::eOsError_AccessDenied);
+    // Each look at the clock moves it, so the ten seconds are over soon.
+    class CHastyClock final : public platform::IClock {
+    public:
+        std::uint32_t TickCount() override { return m_ticks += 4000; }
+        std::chrono::nanoseconds Steady() override { return platform::SystemClock().Steady(); }
+        std::int64_t UtcSeconds() override { return platform::SystemClock().UtcSeconds(); }
+        void YieldThread() override { platform::SystemClock().YieldThread(); }
+        void SleepFor(std::chrono::milliseconds duration) override { platform::SystemClock().SleepFor(duration); }
+
+    private:
+        std::atomic<std::uint32_t> m_ticks = 0;
+    } clock;
+    const platform::CScopedOs os(&files, &clock);
+    EXPECT_FALSE(m_pServer->Run());
+    const auto reports = m_host.TakeReports();
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].sourceLine, 140);
+    EXPECT_EQ(reports[0].function, L"CZelProcessorServer::Listen()");
+    EXPECT_EQ(reports[0].message,
+              L"FindFirstChangeNotification failed.\n" + platform::OsErrorText(platform::eOsError_AccessDenied));
+    m_pServer.reset();
+}
+
+TEST_F(Server, RunIsFalseWhenAThreadCanNotBeStarted)
+{
+    platform::FailThreadStart(1);
+    EXPECT_FALSE(m_pServer->Run());
+    EXPECT_FALSE(Access().HasThreads());
+
+    platform::FailThreadStart(2);
+    EXPECT_FALSE(m_pServer->Run());
+    EXPECT_FALSE(Access().HasExecutiveThread());
+    platform::FailThreadStart(0);
+    m_pServer.reset(); // ends the listener
+}
+
+TEST_F(Server, ManualSteppingNeedsAProcessor)
+{
+    m_pServer->SetManualProceedQueue(true);
+    m_pServer->ProceedQueue();
+    EXPECT_FALSE(m_pServer->CanProceedQueue());
+    Run();
+    EXPECT_TRUE(m_pServer->CanProceedQueue()) << "what was set before Run is lost";
+    m_pServer->SetManualProceedQueue(true);
+    EXPECT_FALSE(m_pServer->CanProceedQueue());
+    m_pServer->ProceedQueue();
+    EXPECT_TRUE(m_pServer->CanProceedQueue());
+}
+
+TEST_F(Server, TheHostHearsOfEachRequestThatIsDone)
+{
+    struct SEvent final : CZelProcessorEvent {
+        void OnRequestDone() override { ++m_done; }
+        std::atomic<int> m_done = 0;
+    } event;
+    m_pServer->SetZelProcessorEvent(&event);
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+    EXPECT_EQ(SendAndWait(L"b.drq"), eRequestStatus_Done);
+    m_pServer->Stop(true);
+    EXPECT_EQ(event.m_done, 2);
+}
