@@ -1,0 +1,105 @@
+#include "apps/zel-server/ServerProgram.h"
+
+#include "apps/common/ExitCodes.h"
+#include "apps/zel-server/StopSupervisor.h"
+#include "com/Components.h"
+#include "framework/Exceptions.h"
+
+using namespace std::chrono_literals;
+
+CServerProgram::CServerProgram(const SServerOptions& options) : m_options(options), m_signals(options.manual) {}
+
+CServerProgram::~CServerProgram() = default;
+
+int CServerProgram::Run()
+{
+    if (!m_messages.Open(m_options))
+        return eExitCode_ClientError;
+    AddComponents();
+    if (!Start())
+        return eExitCode_ClientError;
+    TellReady();
+    ServeUntilStop();
+    Stop();
+    return eExitCode_Done;
+}
+
+void CServerProgram::AddComponents()
+{
+    std::vector<std::wstring> errors;
+    // Those that the user named come first: of two modules for one class the first wins.
+    for (const std::wstring& folder : m_options.componentFolders)
+        AddComponentFolder(folder, errors);
+    LoadDefaultComponentFolders(errors);
+    for (const std::wstring& error : errors)
+        m_messages.Error(L"left out: " + error);
+}
+
+bool CServerProgram::Start()
+{
+    std::wstring error;
+    if (!m_directories.Prepare(m_options, error)) {
+        m_messages.Error(error);
+        return false;
+    }
+    // The server is made before its directories are cleared: one without plug-ins must not delete anything.
+    if (!MakeServer())
+        return false;
+    if (!m_pServer->SetDirs(m_options.requestDir, m_options.outputDir)) {
+        m_messages.Error(L"the folder Queue cannot be made in the output directory '" + m_options.outputDir + L"'");
+        return false;
+    }
+    m_pServer->SetZelProcessorContext(&m_context);
+    m_pServer->SetNoExecutiveThread(m_options.noExecutive);
+    m_pServer->SetSyncing(!m_options.noSync);
+    if (!m_pServer->Run()) {
+        m_messages.Error(L"the server could not start, or not within 10 seconds; the log tells more");
+        return false;
+    }
+    m_pServer->SetManualProceedQueue(m_options.manual);
+    // Files that lay in the request directory before are found at the first change there.
+    if (!CServerDirectories::Touch(m_options.requestDir, error)) {
+        m_messages.Error(error);
+        return false;
+    }
+    return true;
+}
+
+bool CServerProgram::MakeServer()
+{
+    try {
+        m_pServer = std::make_unique<CZelProcessorServer>();
+        return true;
+    } catch (const CUserException&) {
+        m_messages.Error(L"no plug-in that serves requests was found; name the folder of their component manifests "
+                         L"with --components or in ZEL_COMPONENT_PATH");
+        return false;
+    }
+}
+
+void CServerProgram::TellReady()
+{
+    static_cast<void>(platform::NotifyServiceManager("READY=1"));
+    // Nobody has to listen.
+    static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, L"zel-server: ready\n"));
+}
+
+void CServerProgram::ServeUntilStop()
+{
+    for (;;) {
+        platform::eProgramSignal received = platform::eProgramSignal_Stop;
+        if (!m_signals.WaitFor(1h, received))
+            continue;
+        if (received == platform::eProgramSignal_Stop)
+            return;
+        m_pServer->ProceedQueue();
+    }
+}
+
+void CServerProgram::Stop()
+{
+    static_cast<void>(platform::NotifyServiceManager("STOPPING=1"));
+    m_context.SetClosing();
+    const CStopSupervisor supervisor(m_signals, m_context, m_messages);
+    m_pServer->Stop(true);
+}

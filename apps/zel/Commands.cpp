@@ -1,0 +1,39 @@
+#include "apps/zel/Commands.h"
+
+#include "apps/zel/ListCommand.h"
+#include "apps/zel/ReceiveCommand.h"
+#include "apps/zel/SendCommand.h"
+#include "apps/zel/StatusCommand.h"
+#include "apps/zel/WaitCommand.h"
+#include "platform/Path.h"
+
+#include <algorithm>
+
+std::vector<std::unique_ptr<ICommand>> MakeCommands()
+{
+    std::vector<std::unique_ptr<ICommand>> commands;
+    commands.push_back(std::make_unique<CSendCommand>());
+    commands.push_back(std::make_unique<CStatusCommand>());
+    commands.push_back(std::make_unique<CWaitCommand>());
+    commands.push_back(std::make_unique<CReceiveCommand>());
+    commands.push_back(std::make_unique<CListCommand>());
+    return commands;
+}
+
+std::vector<std::wstring> ToRequestNames(const std::vector<std::string>& given)
+{
+    std::vector<std::wstring> names = ToWide(given);
+    std::ranges::transform(names, names.begin(), [](const std::wstring& name) { return platform::FileNameOf(name); });
+    return names;
+}
+
+bool CheckRequestNames(const std::vector<std::wstring>& names)
+{
+    for (const std::wstring& name : names) {
+        if (name.empty() || name == L"." || name == L"..") {
+            PrintError(L"zel", L"'" + name + L"' is not the name of a request\nRun with --help for more information.");
+            return false;
+        }
+    }
+    return true;
+}

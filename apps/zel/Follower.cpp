@@ -1,0 +1,74 @@
+#include "apps/zel/Follower.h"
+
+#include "platform/Os.h"
+
+#include <algorithm>
+#include <optional>
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+namespace {
+
+/// How soon Ctrl-C is noticed. The waiting itself sleeps on notifications, and ends at once when there is one.
+constexpr milliseconds kSlice = 250ms;
+/// The server removes a request a moment after it wrote the last status.
+constexpr milliseconds kRemovalPatience = 2000ms;
+
+} // namespace
+
+CFollower::CFollower(CToolSession& session, milliseconds timeout)
+    : m_session(session), m_watch(session.Client(), session.Options().outputDir), m_timeout(timeout)
+{
+    StartTime();
+}
+
+void CFollower::StartTime()
+{
+    m_end = platform::Clock().Steady() + m_timeout;
+}
+
+eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
+{
+    const bool isQuiet = m_session.Options().quiet;
+    std::optional<CProgressView> view;
+    if (!isQuiet)
+        view.emplace();
+    for (;;) {
+        const milliseconds slice = std::min(Left(), kSlice);
+        state = isQuiet ? WaitQuietly(name, slice) : ReadState(m_session.Client(), name);
+        if (view)
+            view->Show(state);
+        if (CZelRequestWatch::IsFinal(state.status)) {
+            static_cast<void>(WaitQuietly(name, kRemovalPatience));
+            return eFollowEnd_Final;
+        }
+        if (m_session.IsInterrupted())
+            return eFollowEnd_Interrupted;
+        if (Left() == 0ms)
+            return eFollowEnd_TimedOut;
+        // Changes outside the output directory, such as a queued request that somebody removed, end with the slice.
+        if (!isQuiet)
+            static_cast<void>(m_watch.WaitForChange(slice));
+    }
+}
+
+SRequestState CFollower::WaitQuietly(const std::wstring& name, milliseconds slice)
+{
+    CZelProcessorClient::CAdditionalRequestStatus additional;
+    const eZelProcRequestStatus status = m_watch.WaitForEnd(name, slice, &additional);
+    return MakeState(name, status, additional);
+}
+
+milliseconds CFollower::Left() const
+{
+    return std::max(std::chrono::ceil<milliseconds>(m_end - platform::Clock().Steady()), 0ms);
+}
+
+eExitCode CFollower::ReportEnd(eFollowEnd end, const std::wstring& name)
+{
+    const bool isTimeout = end == eFollowEnd_TimedOut;
+    PrintError(L"zel", std::wstring(isTimeout ? L"the time is over" : L"interrupted") + L"; the request '" + name +
+                           L"' goes on");
+    return isTimeout ? eExitCode_Timeout : eExitCode_Interrupted;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "ZEL_Processor/ZelRequestWatch.h"
+#include "apps/zel/ProgressView.h"
+#include "apps/zel/ToolSession.h"
+
+#include <chrono>
+
+enum eFollowEnd { eFollowEnd_Final, eFollowEnd_TimedOut, eFollowEnd_Interrupted };
+
+/// Follows requests to their end. Made before the first of them is sent, so that no change is missed.
+class CFollower {
+public:
+    /// timeout: for all that is followed together, counted from StartTime.
+    CFollower(CToolSession& session, std::chrono::milliseconds timeout);
+
+    /// Starts the time; the constructor did so already.
+    void StartTime();
+
+    /// Waits for the end of a request and gives its last state. Once it is over, the server has put the request away: its
+    /// name is free but for status and response.
+    [[nodiscard]] eFollowEnd Follow(const std::wstring& name, SRequestState& state);
+
+    /// What to say when following ended without a final status, and the exit code of that.
+    [[nodiscard]] static eExitCode ReportEnd(eFollowEnd end, const std::wstring& name);
+
+private:
+    [[nodiscard]] SRequestState WaitQuietly(const std::wstring& name, std::chrono::milliseconds slice);
+    [[nodiscard]] std::chrono::milliseconds Left() const;
+
+    CToolSession& m_session;
+    CZelRequestWatch m_watch;
+    std::chrono::milliseconds m_timeout;
+    std::chrono::nanoseconds m_end;
+};

@@ -1,0 +1,68 @@
+#include "apps/zel/ProgressView.h"
+
+#include "platform/Process.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::size_t kBarWidth = 20;
+/// Below this the text matters more than the bar.
+constexpr std::size_t kMinWidthForBar = 60;
+
+/// Times change with every status write and say nothing to a reader of lines.
+bool LooksLike(const SRequestState& left, const SRequestState& right)
+{
+    return left.name == right.name && left.status == right.status && left.percent == right.percent &&
+           left.comment == right.comment;
+}
+
+std::wstring Bar(std::int32_t percent)
+{
+    const auto shown = static_cast<std::size_t>(std::clamp<std::int32_t>(percent, 0, 100));
+    const std::size_t filled = kBarWidth * shown / 100;
+    std::wstring number = std::to_wstring(shown);
+    number.insert(0, 3 - number.size(), L' ');
+    return L"[" + std::wstring(filled, L'#') + std::wstring(kBarWidth - filled, L' ') + L"] " + number + L" % ";
+}
+
+} // namespace
+
+std::wstring ProgressBarLine(const SRequestState& state, std::size_t width)
+{
+    std::wstring line;
+    if (state.percent && width >= kMinWidthForBar)
+        line = Bar(*state.percent);
+    SRequestState text = state;
+    if (!line.empty())
+        text.percent.reset();
+    line += ToText(text);
+    if (line.size() > width)
+        line.resize(width);
+    return line;
+}
+
+CProgressView::CProgressView() : m_isTerminal(platform::IsTerminal(platform::eStream_Error)) {}
+
+CProgressView::~CProgressView()
+{
+    if (m_isTerminal && m_shown)
+        platform::WriteConsoleText(platform::eStream_Error, L"\n");
+}
+
+void CProgressView::Show(const SRequestState& state)
+{
+    if (m_shown && LooksLike(*m_shown, state))
+        return;
+    m_shown = state;
+    if (!m_isTerminal) {
+        platform::WriteConsoleText(platform::eStream_Error, ToText(state) + L"\n");
+        return;
+    }
+    // The last column stays free: a terminal may wrap as soon as it is written to.
+    const int width = std::max(platform::TerminalWidth(platform::eStream_Error) - 1, 1);
+    const std::wstring line = ProgressBarLine(state, static_cast<std::size_t>(width));
+    const std::size_t blanks = m_shownLength > line.size() ? m_shownLength - line.size() : 0;
+    platform::WriteConsoleText(platform::eStream_Error, L"\r" + line + std::wstring(blanks, L' '));
+    m_shownLength = line.size();
+}

@@ -1,0 +1,45 @@
+#include "apps/zel/ReceiveCommand.h"
+
+#include "apps/zel/Receiver.h"
+#include "ZEL_Processor/ZelRequestWatch.h"
+#include "platform/FileSystem.h"
+#include "platform/Text.h"
+
+void CReceiveCommand::Define(CLI::App& app)
+{
+    app.add_option("NAME", m_given, "Name of the request")->required()->type_name("");
+    app.add_option("TARGET", m_target, "File for the response, replaced when it exists, or a directory")
+        ->required()
+        ->type_name("");
+}
+
+bool CReceiveCommand::Check()
+{
+    const std::vector<std::wstring> names = ToRequestNames({m_given});
+    m_strName = names.front();
+    return CheckRequestNames(names);
+}
+
+int CReceiveCommand::Run(CToolSession& session)
+{
+    CReceiver receiver(session);
+    const SRequestState state = ReadState(session.Client(), m_strName);
+    // A response without a status: somebody else removed that.
+    const bool isOrphan =
+        state.status == eRequestStatus_NotRequested && platform::PathExists(session.OutputPath(m_strName));
+    if (state.status == eRequestStatus_Done || isOrphan) {
+        std::wstring error;
+        const std::wstring target = CReceiver::TargetFor(platform::FromUtf8(m_target), m_strName);
+        if (!receiver.Receive(m_strName, target, error))
+            return session.Fail(m_strName, error);
+        session.Print(state);
+        return eExitCode_Done;
+    }
+    session.Print(state);
+    if (CZelRequestWatch::IsFinal(state.status)) {
+        receiver.Forget(state);
+        return ExitCodeOf(state.status);
+    }
+    PrintError(L"zel", L"the request '" + m_strName + L"' has not ended yet");
+    return eExitCode_ClientError;
+}

@@ -1,0 +1,38 @@
+#include "apps/zel/RequestNames.h"
+
+#include "platform/Path.h"
+#include "platform/Text.h"
+
+namespace {
+
+constexpr std::wstring_view kStatusExtension = L".status";
+/// A name that a file system takes, in bytes, and the longest ending that the system appends to a request's name.
+constexpr std::size_t kMaxNameBytes = 255;
+constexpr std::wstring_view kLongestEnding = L".status.lock";
+
+} // namespace
+
+bool IsRequestName(const std::wstring& name)
+{
+    const std::wstring extension = platform::ExtensionOf(name);
+    return platform::EqualsNoCase(extension, L".drq") || platform::EqualsNoCase(extension, L".xml");
+}
+
+std::wstring RequestOfFile(const std::wstring& fileName)
+{
+    std::wstring name = fileName;
+    if (name.ends_with(kStatusExtension))
+        name.erase(name.size() - kStatusExtension.size());
+    return IsRequestName(name) ? name : std::wstring();
+}
+
+std::wstring WhyNoRequestName(const std::wstring& name)
+{
+    if (!platform::IsPlainFileName(name))
+        return L"it is not a plain file name that every system can have";
+    if (!IsRequestName(name))
+        return L"a server takes files ending in .drq or .xml only; --name gives the request another name";
+    if (platform::ToUtf8(name).size() + kLongestEnding.size() > kMaxNameBytes)
+        return L"it is too long: the name of the status file would not fit";
+    return {};
+}

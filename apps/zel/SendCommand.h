@@ -1,0 +1,35 @@
+#pragma once
+
+#include "apps/zel/Command.h"
+#include "apps/zel/Follower.h"
+
+/// Sends request files, and on demand waits for them and takes their responses.
+class CSendCommand : public ICommand {
+public:
+    [[nodiscard]] const char* Name() const override { return "send"; }
+    [[nodiscard]] const char* Description() const override { return "Send request files to the server"; }
+    void Define(CLI::App& app) override;
+    [[nodiscard]] bool Check() override;
+    [[nodiscard]] int Run(CToolSession& session) override;
+
+private:
+    struct SItem {
+        std::wstring source;
+        std::wstring name;
+        bool isSent = false;
+    };
+
+    [[nodiscard]] bool MakeItems();
+    [[nodiscard]] bool CheckTarget() const;
+    [[nodiscard]] eExitCode SendItem(CToolSession& session, SItem& item);
+    [[nodiscard]] eExitCode FinishItem(CToolSession& session, CFollower& follower, const SItem& item);
+    [[nodiscard]] eExitCode Collect(CToolSession& session, const SRequestState& state);
+
+    std::vector<std::string> m_files;
+    std::string m_name;
+    std::string m_target;
+    bool m_bMove = false;
+    bool m_bWait = false;
+    CTimeoutOption m_timeout;
+    std::vector<SItem> m_items;
+};

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "apps/zel/ToolSession.h"
+
+#include <string>
+
+/// Hands files over to the server under a name. The user's file is copied first, so that it stays as it is until the request
+/// is sent and a server never meets a half-written one.
+class CSender {
+public:
+    explicit CSender(CToolSession& session) : m_session(session) {}
+
+    /// False with the reason; nothing was sent then, and the source is where it was.
+    [[nodiscard]] bool Send(const std::wstring& source, const std::wstring& name, std::wstring& error);
+
+private:
+    [[nodiscard]] bool HandOver(const std::wstring& staged, const std::wstring& name, std::wstring& error);
+    /// True with a text when some file of a request of this name exists.
+    [[nodiscard]] bool IsInUse(const std::wstring& name, std::wstring& error);
+
+    CToolSession& m_session;
+};

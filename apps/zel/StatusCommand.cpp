@@ -1,0 +1,25 @@
+#include "apps/zel/StatusCommand.h"
+
+void CStatusCommand::Define(CLI::App& app)
+{
+    app.add_option("NAME", m_given, "Names of requests")->required()->type_name("");
+}
+
+bool CStatusCommand::Check()
+{
+    m_names = ToRequestNames(m_given);
+    return CheckRequestNames(m_names);
+}
+
+int CStatusCommand::Run(CToolSession& session)
+{
+    eExitCode code = eExitCode_Done;
+    for (const std::wstring& name : m_names) {
+        const SRequestState state = ReadState(session.Client(), name);
+        session.Print(state);
+        // Whatever the server said, the question was answered; only a status that can't be read is a failure.
+        if (state.status == eRequestStatus_ClientError)
+            code = eExitCode_ClientError;
+    }
+    return code;
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "apps/common/CommandLine.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+/// What all commands have in common.
+struct SToolOptions {
+    std::wstring requestDir;
+    std::wstring outputDir;
+    std::wstring clientDir; ///< empty: the client stages in the request directory
+    bool json = false;
+    bool quiet = false;
+};
+
+/// The common options as the parser fills them. They are taken before and after a command's name.
+class CToolOptionsParser {
+public:
+    void Define(CLI::App& app);
+
+    /// The options, with what was not given taken from the environment. Empty, after a message, when a directory is missing.
+    [[nodiscard]] std::optional<SToolOptions> Take() const;
+
+private:
+    std::string m_strRequestDir;
+    std::string m_strOutputDir;
+    std::string m_strClientDir;
+    bool m_bJson = false;
+    bool m_bQuiet = false;
+};
+
+/// A time-out option in seconds, fractions allowed.
+class CTimeoutOption {
+public:
+    void Define(CLI::App& app, const char* description);
+    /// A time that never comes when the option was not given.
+    [[nodiscard]] std::chrono::milliseconds Take() const;
+
+private:
+    std::optional<double> m_seconds;
+};

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "ZEL_Processor/ZelProcessorClient.h"
+#include "apps/common/ExitCodes.h"
+#include "apps/common/RequestState.h"
+#include "apps/zel/ToolHost.h"
+#include "apps/zel/ToolOptions.h"
+#include "platform/Process.h"
+
+#include <string>
+
+/// One run of the tool: the client, the directories, and how to speak to the user. On the main thread.
+class CToolSession {
+public:
+    explicit CToolSession(const SToolOptions& options);
+    ~CToolSession();
+    CToolSession(const CToolSession&) = delete;
+    CToolSession& operator=(const CToolSession&) = delete;
+
+    /// False, after a message, when a directory is not there.
+    [[nodiscard]] bool CheckDirectories() const;
+
+    [[nodiscard]] const SToolOptions& Options() const { return m_options; }
+    [[nodiscard]] CZelProcessorClient& Client() { return m_client; }
+    [[nodiscard]] CToolHost& Host() { return m_host; }
+
+    /// Where the files of a request lie, by its name.
+    [[nodiscard]] std::wstring RequestPath(const std::wstring& name) const;
+    [[nodiscard]] std::wstring QueuePath(const std::wstring& name) const;
+    [[nodiscard]] std::wstring OutputPath(const std::wstring& name) const;
+    [[nodiscard]] std::wstring StatusPath(const std::wstring& name) const;
+
+    /// The line, or the JSON object, of one request on standard output.
+    void Print(const SRequestState& state) const;
+    /// A failure of the tool itself: the text on standard error, and the request as a client error where JSON is wanted.
+    /// Gives the exit code.
+    [[nodiscard]] eExitCode Fail(const std::wstring& name, const std::wstring& text) const;
+
+    /// True once the user pressed Ctrl-C or the tool is to stop for another reason.
+    [[nodiscard]] bool IsInterrupted();
+
+private:
+    const SToolOptions m_options;
+    platform::CProgramSignals m_signals;
+    CToolHost m_host;
+    CZelProcessorClient m_client;
+    bool m_bInterrupted = false;
+};
+
+/// The exit code of several requests: that of the first one that is not 0.
+[[nodiscard]] inline eExitCode FirstFailure(eExitCode sofar, eExitCode next)
+{
+    return sofar == eExitCode_Done ? next : sofar;
+}

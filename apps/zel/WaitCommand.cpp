@@ -1,0 +1,33 @@
+#include "apps/zel/WaitCommand.h"
+
+#include "apps/zel/Follower.h"
+
+void CWaitCommand::Define(CLI::App& app)
+{
+    app.add_option("NAME", m_given, "Names of requests")->required()->type_name("");
+    m_timeout.Define(app, "End with code 7 when not all have ended after this time");
+}
+
+bool CWaitCommand::Check()
+{
+    m_names = ToRequestNames(m_given);
+    return CheckRequestNames(m_names);
+}
+
+int CWaitCommand::Run(CToolSession& session)
+{
+    CFollower follower(session, m_timeout.Take());
+    eExitCode code = eExitCode_Done;
+    for (const std::wstring& name : m_names) {
+        SRequestState state;
+        const eFollowEnd end = follower.Follow(name, state);
+        session.Print(state);
+        if (end == eFollowEnd_Final)
+            code = FirstFailure(code, ExitCodeOf(state.status));
+        else
+            code = FirstFailure(code, CFollower::ReportEnd(end, name));
+        if (end == eFollowEnd_Interrupted)
+            break;
+    }
+    return code;
+}
