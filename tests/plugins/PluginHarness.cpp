@@ -97,6 +97,12 @@ SOutcome CRequestRun::Run(const std::string& requestText)
     return outcome;
 }
 
+eStage CRequestRun::RunFile(const std::wstring& path, const std::wstring& responsePath)
+{
+    SOutcome outcome;
+    return Work(path, responsePath, outcome);
+}
+
 eStage CRequestRun::Work(const std::wstring& path, const std::wstring& responsePath, SOutcome& outcome)
 {
     CComPtr<IWQ_ZELProcessorRequest> request;

@@ -104,6 +104,8 @@ public:
 
     /// Writes the text to a request file and runs it.
     [[nodiscard]] SOutcome Run(const std::string& requestText);
+    /// Runs a request file into a response file.
+    [[nodiscard]] eStage RunFile(const std::wstring& path, const std::wstring& responsePath);
 
 private:
     [[nodiscard]] eStage Work(const std::wstring& path, const std::wstring& responsePath, SOutcome& outcome);

@@ -1,0 +1,95 @@
+#include "tests/plugins/PluginHarness.h"
+#include "tests/plugins/SampleDatabase.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/Predicates.h"
+
+#include "platform/FileSystem.h"
+#include "platform/Module.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+using namespace plugintest;
+
+namespace {
+
+/// In a process of its own, so that its highest memory is that of this one request. Arguments: request file, response
+/// file.
+int RunRequest(const std::vector<std::wstring>& arguments)
+{
+    const CComponents components;
+    const auto factory = components.MakeFactory(kDataStoreId);
+    CRequestRun run(*factory);
+    const eStage stage = run.RunFile(arguments.at(0), arguments.at(1));
+    testsupport::TellParent(L"stage " + std::to_wstring(stage));
+    testsupport::WaitForParent();
+    return 0;
+}
+const testsupport::CChildPart part(L"run-request", &RunRequest);
+
+/// Runs the request in a child and gives the highest memory of that, in bytes.
+std::uint64_t PeakOf(const std::string& request, const std::wstring& folder, const std::wstring& response)
+{
+    const std::wstring path = folder + L"/request.drq";
+    EXPECT_EQ(platform::WriteWholeFile(path, request), platform::eOsError_None);
+    platform::CProcess child = testsupport::StartChild(L"run-request", {path, response});
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"stage " + std::to_wstring(eStage_Done)));
+    const std::uint64_t peak = child.PeakMemory();
+    EXPECT_EQ(testsupport::FinishChild(child), 0);
+    return peak;
+}
+
+std::string Manifold(const std::string& columns)
+{
+    return "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000000) SELECT " + columns +
+           " FROM n";
+}
+
+constexpr std::uint64_t kMegabyte = 1024 * 1024;
+
+} // namespace
+
+TEST(MillionRows, AQueryNeedsLittleMemory)
+{
+    const CDataFolder data;
+    data.Make(L"box", "CREATE TABLE t(a)");
+    const testsupport::CTemporaryDirectory folder;
+    const std::wstring path = folder / L"response.xml";
+    const std::uint64_t peak =
+        PeakOf(QueryRequest("box", Manifold("i, 'species number ' || i, i / 7.0")), folder.Path(), path);
+
+    std::string response;
+    ASSERT_EQ(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, response, 1024 * kMegabyte),
+              platform::eOsError_None);
+    EXPECT_NE(response.find("<Rows Count=\"1000000\">\n    <Row><Value>1</Value>"), std::string::npos);
+    EXPECT_TRUE(response.ends_with("<Row><Value>1000000</Value><Value>species number 1000000</Value>"
+                                   "<Value>142857.14285714287</Value></Row>\n  </Rows>\n</Response>\n"));
+    std::size_t rows = 0;
+    for (std::size_t at = response.find("<Row>"); at != std::string::npos; at = response.find("<Row>", at + 1))
+        ++rows;
+    EXPECT_EQ(rows, 1000000U);
+
+    std::cout << "response " << response.size() / kMegabyte << " MB, peak memory " << peak / kMegabyte << " MB\n";
+    if (testsupport::IsWine() || testsupport::IsAddressSanitized() || testsupport::IsThreadSanitized())
+        GTEST_SKIP() << "what is measured is the memory of Wine or of the sanitizer as well";
+    EXPECT_LT(peak, 64 * kMegabyte);
+}
+
+TEST(MillionRows, StatisticsNeedLittleMemory)
+{
+    const CDataFolder data;
+    data.Make(L"box", "CREATE TABLE t AS " + Manifold("i AS number, 'species number ' || i AS text"));
+    const testsupport::CTemporaryDirectory folder;
+    const std::uint64_t peak = PeakOf(StatisticsRequest("box", "t"), folder.Path(), folder / L"response.xml");
+    std::string response;
+    ASSERT_EQ(platform::ReadWholeFile(folder / L"response.xml", platform::eOpenMode_ReadShared, response, kMegabyte),
+              platform::eOsError_None);
+    EXPECT_EQ(ElementOf(response, "RowCount"), "1000000");
+    EXPECT_EQ(ElementOf(response, "Median"), "500000.5");
+
+    std::cout << "peak memory " << peak / kMegabyte << " MB\n";
+    if (testsupport::IsWine() || testsupport::IsAddressSanitized() || testsupport::IsThreadSanitized())
+        GTEST_SKIP() << "what is measured is the memory of Wine or of the sanitizer as well";
+    EXPECT_LT(peak, 64 * kMegabyte);
+}

@@ -1,0 +1,75 @@
+#include "plugins/datastore/Spool.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+/// Keeps what it is given, and refuses after a number of calls.
+class CStringSink final : public IZelByteSink {
+public:
+    explicit CStringSink(unsigned calls = ~0U) : m_nCalls(calls) {}
+    bool Write(std::string_view bytes) override
+    {
+        m_strAll.append(bytes);
+        return m_nCalls-- != 0;
+    }
+    [[nodiscard]] const std::string& All() const { return m_strAll; }
+
+private:
+    unsigned m_nCalls;
+    std::string m_strAll;
+};
+
+} // namespace
+
+TEST(Spool, GivesBackWhatItTookInOrder)
+{
+    CSpool spool;
+    std::string expected;
+    for (int number = 0; number < 200000; ++number) {
+        const std::string piece = std::to_string(number) + ",";
+        expected += piece;
+        ASSERT_TRUE(spool.Write(piece));
+    }
+    ASSERT_GT(expected.size(), 1000000U); // enough for several stored pieces
+    CStringSink first;
+    CStringSink second;
+    EXPECT_TRUE(spool.CopyTo(first));
+    EXPECT_TRUE(spool.CopyTo(second));
+    EXPECT_EQ(first.All(), expected);
+    EXPECT_EQ(second.All(), expected);
+    EXPECT_EQ(spool.ErrorText(), L"");
+}
+
+TEST(Spool, AnEmptyOneGivesNothing)
+{
+    CSpool spool;
+    CStringSink sink;
+    EXPECT_TRUE(spool.CopyTo(sink));
+    EXPECT_EQ(sink.All(), "");
+}
+
+TEST(Spool, TakesAnyBytesAndPiecesOfAnySize)
+{
+    CSpool spool;
+    const std::string large(3000000, '\0');
+    EXPECT_TRUE(spool.Write(large));
+    EXPECT_TRUE(spool.Write("tail"));
+    CStringSink sink;
+    EXPECT_TRUE(spool.CopyTo(sink));
+    EXPECT_EQ(sink.All(), large + "tail");
+}
+
+TEST(Spool, ASinkThatFailsEndsTheCopy)
+{
+    CSpool spool;
+    ASSERT_TRUE(spool.Write(std::string(300000, 'x')));
+    ASSERT_TRUE(spool.Write(std::string(300000, 'y')));
+    CStringSink sink(1);
+    EXPECT_FALSE(spool.CopyTo(sink));
+    EXPECT_EQ(sink.All(), std::string(300000, 'x') + std::string(300000, 'y'));
+    CStringSink other;
+    EXPECT_TRUE(spool.CopyTo(other));
+}
