@@ -3,6 +3,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "tests/support/Predicates.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -80,6 +81,9 @@ TEST(DirectoryTest, SyncingNames)
 
 TEST(DirectoryTest, NamesThatAreNoValidTextSurvive)
 {
+    if (testsupport::IsWine()) {
+        GTEST_SKIP() << "IsWine: its names are UTF-8 in the end, which has no lone surrogates";
+    }
     const CTemporaryDirectory directory;
     const std::wstring odd = L"odd \u20ac " + FromUtf8("\xFF\x80") + L".drq";
     ASSERT_TRUE(HasLoneSurrogates(odd));

@@ -192,7 +192,10 @@ TEST_F(DirectoryWatchTest, ADirectoryThatCameBackIsWatchedAnew)
 {
     Watch();
     ASSERT_EQ(Files().RemoveEmptyDirectory(m_directory), eOsError_None);
-    EXPECT_EQ(m_pWatch->Wait(kSoon), eWaitResult_Changed) << "gone";
+    // Wine removes a directory that is open only when it is closed, which the re-arm does, and signals nothing before.
+    if (!testsupport::IsWine()) {
+        EXPECT_EQ(m_pWatch->Wait(kSoon), eWaitResult_Changed) << "gone";
+    }
     EXPECT_EQ(m_pWatch->Rearm(), eOsError_PathNotFound);
     EXPECT_EQ(m_pWatch->Rearm(), eOsError_PathNotFound) << "again";
     EXPECT_EQ(m_pWatch->Wait(0ms), eWaitResult_Failed) << "there is nothing to wait for";
