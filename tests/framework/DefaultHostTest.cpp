@@ -3,6 +3,9 @@
 #include "framework/Log.h"
 #include "framework/LogOptions.h"
 #include "framework/Services.h"
+#include "tests/framework/DigitsShape.h"
+#include "tests/framework/ScratchFolder.h"
+#include "tests/support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -101,6 +104,28 @@ TEST(DefaultHostTest, AModuleWithoutATableUsesTheSystemsTexts)
     const std::wstring done = host.GetText(116, "IDS_DONE");
     const CWQ_SetResource resource("SomePlugIn");
     EXPECT_EQ(host.GetText(116, "IDS_DONE"), done);
+}
+
+int TellEverything(const std::vector<std::wstring>&)
+{
+    WQ_ReportErrorNow(L"Kernel/X", 312, L"CX::Run", L"a report");
+    WQ_MessageBox(L"a \u010d box", eMessageStyle_Warning);
+    return WQ_MessageBoxAuto(L"a question", eMessageStyle_YesNo | eMessageStyle_Warning, eMessageAnswer_No, 0);
+}
+const testsupport::CChildPart tellEverything(L"tell-everything", &TellEverything);
+
+TEST(DefaultHostTest, ReportsAndBoxesAreSeenOnStandardError)
+{
+    const CScratchFolder folder;
+    platform::SProcessOptions options;
+    options.errorFile = folder.PathOf(L"error.txt");
+    auto child = testsupport::StartChild(L"tell-everything", {}, options);
+    EXPECT_EQ(testsupport::FinishChild(child), eMessageAnswer_No);
+    EXPECT_EQ(DigitsShape(folder.Content(L"error.txt")),
+              "#-#-#T#:#:#.#Z error    [ZelProcessor] [#] CX::Run: a report (X:#)\n"
+              "#-#-#T#:#:#.#Z warning  [ZelProcessor] [#] a \xC4\x8D box (DefaultHost.cpp:#)\n"
+              "#-#-#T#:#:#.#Z warning  [ZelProcessor] [#] a question\n"
+              "    | Nobody is asked here; the answer taken is: no. (DefaultHost.cpp:#)\n");
 }
 
 TEST(DefaultHostTest, GivesOneLoggerPerName)
