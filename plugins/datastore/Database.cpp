@@ -142,7 +142,7 @@ void CDatabase::SClose::operator()(sqlite3* database) const
     sqlite3_close_v2(database);
 }
 
-CDatabase::CDatabase() = default;
+CDatabase::CDatabase(CZelProcessorContext* context) : m_pContext(context) {}
 CDatabase::~CDatabase() = default;
 
 bool CDatabase::Open(const std::wstring& path)
@@ -170,12 +170,8 @@ void CDatabase::Restrict()
     sqlite3_limit(database, SQLITE_LIMIT_WORKER_THREADS, 0);
     sqlite3_busy_handler(database, &CDatabase::WaitForLock, this);
     sqlite3_set_authorizer(database, &CDatabase::Authorize, this);
-}
-
-void CDatabase::ObeyCancel(CZelProcessorContext& context)
-{
-    m_pContext = &context;
-    sqlite3_progress_handler(m_pDatabase.get(), kStepsBetweenLooks, &CDatabase::AskCancel, this);
+    if (m_pContext != nullptr)
+        sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::AskCancel, this);
 }
 
 bool CDatabase::BeginSnapshot()
@@ -241,12 +237,15 @@ eStepResult CDatabase::Step(CStatement& statement)
 bool CDatabase::Fail(const CString& error)
 {
     m_strError = error;
+    m_bBusy = false;
     return false;
 }
 
 bool CDatabase::FailByDatabase()
 {
-    return Fail(platform::FromUtf8(sqlite3_errmsg(m_pDatabase.get())));
+    Fail(platform::FromUtf8(sqlite3_errmsg(m_pDatabase.get())));
+    m_bBusy = (sqlite3_errcode(m_pDatabase.get()) & 0xFF) == SQLITE_BUSY;
+    return false;
 }
 
 int CDatabase::Authorize(void* self, int action, const char* first, const char* second, const char*, const char*)
@@ -269,7 +268,7 @@ int CDatabase::AskCancel(void* self)
 int CDatabase::WaitForLock(void* self, int attempt)
 {
     auto* context = static_cast<CDatabase*>(self)->m_pContext;
-    if (attempt >= kLockAttempts || (context != nullptr && context->IsCanceled()))
+    if (context == nullptr || attempt >= kLockAttempts || context->IsCanceled())
         return 0;
     SleepFor(kLockPause);
     return 1;

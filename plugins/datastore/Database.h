@@ -48,15 +48,15 @@ private:
 /// is prepared.
 class CDatabase {
 public:
-    CDatabase();
+    /// With a context, which must outlive this: statements ask it and stop when it says so, and the lock of a writer is
+    /// waited for up to 5 seconds. Without one nothing is waited for.
+    explicit CDatabase(CZelProcessorContext* context = nullptr);
     ~CDatabase();
     CDatabase(const CDatabase&) = delete;
     CDatabase& operator=(const CDatabase&) = delete;
 
     /// Opens an existing file. Nothing of it is read yet, so one that is no database is found at the first statement.
     [[nodiscard]] bool Open(const std::wstring& path);
-    /// From now on running statements ask the context, which must outlive them, and stop when it says so.
-    void ObeyCancel(CZelProcessorContext& context);
     /// All that is read from now on is one state of the data, whatever others write meanwhile.
     [[nodiscard]] bool BeginSnapshot();
 
@@ -67,6 +67,8 @@ public:
 
     /// Why the last call failed.
     [[nodiscard]] const CString& ErrorText() const { return m_strError; }
+    /// True when it failed because another program is writing the database.
+    [[nodiscard]] bool IsBusy() const { return m_bBusy; }
 
 private:
     struct SClose {
@@ -83,9 +85,10 @@ private:
     void Restrict();
 
     std::unique_ptr<sqlite3, SClose> m_pDatabase;
-    CZelProcessorContext* m_pContext = nullptr;
+    CZelProcessorContext* const m_pContext;
     const char* m_pRefused = nullptr; ///< what the statement tried that it must not
     bool m_bOwnStatement = false;     ///< the statement being prepared is not the request's
     bool m_bSelecting = false;        ///< the statement has been found to be a SELECT
+    bool m_bBusy = false;
     CString m_strError;
 };

@@ -17,16 +17,16 @@ bool CQueryTask::Check(CString& error) const
 {
     CDatabase database;
     CStatement statement;
-    return m_query.Prepare(database, statement, error);
+    // A database that is being written is no fault of the request; the task waits for it, where it can be cancelled.
+    return m_query.Prepare(database, statement, error) || database.IsBusy();
 }
 
 CDataStoreTask::eOutcome CQueryTask::Run(CZelProcessorContext& context, CZelProcessorProgress& progress, CString& error)
 {
-    CDatabase database;
+    CDatabase database(&context);
     CStatement statement;
     if (!m_query.Prepare(database, statement, error))
-        return eOutcome_Failed;
-    database.ObeyCancel(context);
+        return context.IsCanceled() ? eOutcome_Canceled : eOutcome_Failed;
     ReadColumns(statement);
     CRowCountComment comment(progress);
     eStepResult step = eStep_Done;

@@ -28,16 +28,15 @@ bool CStatisticsTask::Check(CString& error) const
 {
     CDatabase database;
     CTable table = m_table;
-    return table.Open(database, error);
+    return table.Open(database, error) || database.IsBusy(); // the task waits, where it can be cancelled
 }
 
 CDataStoreTask::eOutcome CStatisticsTask::Run(CZelProcessorContext& context, CZelProcessorProgress& progress,
                                               CString& error)
 {
-    CDatabase database;
+    CDatabase database(&context);
     if (!m_table.Open(database, error))
-        return eOutcome_Failed;
-    database.ObeyCancel(context);
+        return context.IsCanceled() ? eOutcome_Canceled : eOutcome_Failed;
     m_columns.clear();
     for (const std::string& name : m_table.Columns())
         m_columns.emplace_back(name);

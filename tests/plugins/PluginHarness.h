@@ -10,6 +10,7 @@
 #include <atomic>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Drives a plug-in as the request processor does, step by step and without a server.
@@ -40,9 +41,19 @@ public:
     HRESULT GetHostService(REFIID, void**) override { return E_NOINTERFACE; }
     bool IsClosing() override { return false; }
     void SetCanceled(bool canceled) override { m_bCanceled = canceled; }
-    bool IsCanceled() override { return m_bCanceled; }
+    bool IsCanceled() override
+    {
+        ++m_nAsked;
+        if (m_hook)
+            m_hook(m_nAsked);
+        return m_bCanceled;
+    }
+    /// Called with each question whether the request is cancelled, with how many there were.
+    void OnAsked(std::function<void(unsigned)> hook) { m_hook = std::move(hook); }
 
 private:
+    unsigned m_nAsked = 0;
+    std::function<void(unsigned)> m_hook;
     std::atomic<bool> m_bCanceled = false;
 };
 

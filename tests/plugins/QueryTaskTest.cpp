@@ -339,3 +339,22 @@ TEST_F(QueryTask, LargeRowsComeThroughWhole)
     EXPECT_EQ(ElementOf(response, "Value", response.find(first)).size(), 600002U);
     EXPECT_TRUE(response.ends_with("<Value>end</Value></Row>\n  </Rows>\n</Response>\n"));
 }
+
+TEST_F(QueryTask, AWriterIsWaitedForAndItsWorkSeen)
+{
+    CExclusiveWriter writer(m_data.PathOf(L"box"));
+    writer.Execute("INSERT INTO t(id) VALUES(42)");
+    m_run.context.OnAsked([&](unsigned asked) {
+        if (asked == 3)
+            writer.Execute("COMMIT");
+    });
+    EXPECT_EQ(Rows("SELECT id FROM t"), "\n    <Row><Value>42</Value></Row>\n  ");
+}
+
+TEST_F(QueryTask, ACancellationEndsTheWaitForAWriter)
+{
+    const CExclusiveWriter writer(m_data.PathOf(L"box"));
+    m_run.context.OnAsked([&](unsigned asked) { m_run.context.SetCanceled(asked >= 3); });
+    EXPECT_EQ(Query("SELECT id FROM t").stage, eStage_Canceled);
+    EXPECT_EQ(m_run.Run(StatisticsRequest("box", "t")).stage, eStage_Canceled);
+}

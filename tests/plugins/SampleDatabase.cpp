@@ -13,6 +13,15 @@
 
 namespace plugintest {
 
+namespace {
+void ExecuteSql(sqlite3* database, const std::string& sql)
+{
+    char* error = nullptr;
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << (error ? error : "");
+    sqlite3_free(error);
+}
+} // namespace
+
 CDataFolder::CDataFolder()
 {
     platform::SetEnvironment(L"ZEL_DATA_DIR", m_folder.Path());
@@ -31,11 +40,25 @@ std::wstring CDataFolder::PathOf(const std::wstring& name) const
 void CDataFolder::Make(const std::wstring& name, const std::string& sql) const
 {
     sqlite3* database = nullptr;
-    char* error = nullptr;
     EXPECT_EQ(sqlite3_open(platform::NarrowPath(PathOf(name)).c_str(), &database), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << (error ? error : "");
-    sqlite3_free(error);
+    ExecuteSql(database, sql);
     EXPECT_EQ(sqlite3_close(database), SQLITE_OK);
+}
+
+CExclusiveWriter::CExclusiveWriter(const std::wstring& path)
+{
+    EXPECT_EQ(sqlite3_open(platform::NarrowPath(path).c_str(), &m_pDatabase), SQLITE_OK);
+    Execute("BEGIN EXCLUSIVE");
+}
+
+CExclusiveWriter::~CExclusiveWriter()
+{
+    EXPECT_EQ(sqlite3_close(m_pDatabase), SQLITE_OK);
+}
+
+void CExclusiveWriter::Execute(const std::string& sql)
+{
+    ExecuteSql(m_pDatabase, sql);
 }
 
 std::size_t CDataFolder::FileCount() const

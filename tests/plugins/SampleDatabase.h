@@ -4,6 +4,8 @@
 
 #include <string>
 
+struct sqlite3;
+
 namespace plugintest {
 
 /// A folder of data sources, which ZEL_DATA_DIR names while the object lives.
@@ -22,6 +24,19 @@ public:
 
 private:
     testsupport::CTemporaryDirectory m_folder;
+};
+
+/// A writer that keeps everybody else from a database until it lets go.
+class CExclusiveWriter {
+public:
+    explicit CExclusiveWriter(const std::wstring& path);
+    ~CExclusiveWriter();
+    CExclusiveWriter(const CExclusiveWriter&) = delete;
+    CExclusiveWriter& operator=(const CExclusiveWriter&) = delete;
+    void Execute(const std::string& sql);
+
+private:
+    sqlite3* m_pDatabase = nullptr;
 };
 
 /// `<Request><Task Type="Query">` for a data source and a statement, which is escaped here; parameters is markup.
