@@ -18,28 +18,28 @@ std::wstring WithoutTrailingSeparators(const std::wstring& path)
     return path.substr(0, length);
 }
 
-/// Appends the rest of the file. The length told at the open is a guess only: a stranger may write meanwhile.
-eOsError ReadToEnd(IFile& file, std::string& bytes, std::size_t expected, std::size_t maxBytes)
+/// Reads until the end shows. Asking for the length first would cost more than the one read that finds nothing.
+eOsError ReadToEnd(IFile& file, std::string& bytes, std::size_t maxBytes)
 {
-    constexpr std::size_t kStep = 4096;
+    constexpr std::size_t kFirst = 4096; // most files of the protocol are shorter
+    // One byte more than allowed tells a file that is too long.
+    const std::size_t limit = maxBytes < bytes.max_size() ? maxBytes + 1 : maxBytes;
     std::size_t used = 0;
     for (;;) {
-        // One byte more than expected, so that the end shows in the same read that brings the last byte.
-        const std::size_t wanted = used < expected ? expected - used + 1 : kStep;
-        bytes.resize(used + std::min(wanted, maxBytes - used + 1));
+        if (used == bytes.size())
+            bytes.resize(std::min(std::max(used * 2, kFirst), limit));
         std::size_t read = 0;
         const auto error = file.Read(std::as_writable_bytes(std::span(bytes).subspan(used)), read);
-        used += error == eOsError_None ? read : 0;
-        const bool atEnd = error != eOsError_None || used < bytes.size();
-        if (used > maxBytes) {
-            bytes.clear();
-            return eOsError_NotSupported;
-        }
-        if (atEnd && (read == 0 || error != eOsError_None || used >= expected)) {
-            bytes.resize(error == eOsError_None ? used : 0);
+        if (error != eOsError_None)
             return error;
-        }
+        if (read == 0)
+            break;
+        used += read;
+        if (used > maxBytes)
+            return eOsError_NotSupported;
     }
+    bytes.resize(used);
+    return eOsError_None;
 }
 
 } // namespace
@@ -67,14 +67,10 @@ eOsError ReadWholeFile(const std::wstring& path, eOpenMode mode, std::string& by
     if (const auto error = Files().Open(path, mode, file); error != eOsError_None) {
         return error;
     }
-    SFileAttributes attributes;
-    if (const auto error = file->GetAttributes(attributes); error != eOsError_None) {
-        return error;
-    }
-    if (attributes.length > maxBytes) {
-        return eOsError_NotSupported;
-    }
-    return ReadToEnd(*file, bytes, static_cast<std::size_t>(attributes.length), maxBytes);
+    const auto error = ReadToEnd(*file, bytes, maxBytes);
+    if (error != eOsError_None)
+        bytes.clear();
+    return error;
 }
 
 eOsError WriteWholeFile(const std::wstring& path, const std::string& bytes)

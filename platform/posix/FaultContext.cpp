@@ -148,12 +148,16 @@ void WalkFaultingStack(const void* context, SFaultRecord& record)
 
 std::size_t CaptureStack(std::uintptr_t* frames, std::size_t maxFrames)
 {
+    // In front of the caller are this function and, in a sanitized program, a wrapper around backtrace.
+    constexpr std::size_t kOwnFrames = 4;
     constexpr std::size_t kMost = 256;
-    void* found[kMost + 1] = {};
-    const int count = backtrace(found, static_cast<int>(std::min(maxFrames, kMost) + 1));
+    void* found[kMost + kOwnFrames] = {};
+    const std::size_t wanted = std::min(maxFrames, kMost);
+    const std::span all(found, static_cast<std::size_t>(backtrace(found, static_cast<int>(wanted + kOwnFrames))));
+    auto frame = std::find(all.begin(), all.end(), __builtin_return_address(0));
     std::size_t used = 0;
-    for (int i = 1; i < count; ++i) // the first is this function
-        frames[used++] = reinterpret_cast<std::uintptr_t>(found[i]);
+    for (; frame != all.end() && used < wanted; ++frame)
+        frames[used++] = reinterpret_cast<std::uintptr_t>(*frame);
     return used;
 }
 

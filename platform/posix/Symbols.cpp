@@ -6,7 +6,10 @@
 #include <cstdlib>
 #include <cxxabi.h>
 #include <dlfcn.h>
+#include <link.h>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <sstream>
 #include <unistd.h>
 
@@ -32,7 +35,14 @@ struct SSymbol {
 
 #if defined(ZEL_HAVE_LIBDW)
 
-/// Names and lines from the debug information that lies in the modules' files.
+/// The debug information is the modules' own. Looking for it elsewhere would, where a server for it is configured, ask
+/// the network in the middle of a crash report.
+int FindNoOtherFile(Dwfl_Module*, void**, const char*, Dwarf_Addr, const char*, const char*, GElf_Word, char**)
+{
+    return -1;
+}
+
+/// Names and lines from the debug information that lies in the modules' files, as they are loaded when this is made.
 class CDebugInformation {
 public:
     CDebugInformation() : m_session(dwfl_begin(&kCallbacks), &dwfl_end)
@@ -51,24 +61,45 @@ public:
             symbol.function = Demangled(name);
         int line = 0;
         if (Dwfl_Line* const found = dwfl_module_getsrc(module, address); found != nullptr) {
-            if (const char* const file = dwfl_lineinfo(found, nullptr, &line, nullptr, nullptr, nullptr);
-                file != nullptr)
+            const char* const file = dwfl_lineinfo(found, nullptr, &line, nullptr, nullptr, nullptr);
+            if (file != nullptr)
                 symbol.place = std::string(file) + ":" + std::to_string(line);
         }
         return symbol;
     }
 
 private:
-    static constexpr Dwfl_Callbacks kCallbacks = {&dwfl_linux_proc_find_elf, &dwfl_standard_find_debuginfo, nullptr,
-                                                  nullptr};
+    static constexpr Dwfl_Callbacks kCallbacks = {&dwfl_linux_proc_find_elf, &FindNoOtherFile, nullptr, nullptr};
 
     const std::unique_ptr<Dwfl, decltype(&dwfl_end)> m_session;
 };
 
+/// Changes whenever a module is loaded or unloaded.
+std::uint64_t LoadCount()
+{
+    std::uint64_t count = 0;
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, std::size_t, void* result) {
+            *static_cast<std::uint64_t*>(result) = info->dlpi_adds + info->dlpi_subs;
+            return 1; // all entries tell the same
+        },
+        &count);
+    return count;
+}
+
 SSymbol FindSymbol(std::uintptr_t address)
 {
-    // Read anew each time: a module may have been loaded since, and nobody describes addresses in a hurry.
-    return CDebugInformation().Find(address);
+    // Reading the modules' tables takes a tenth of a second and a report asks for dozens of addresses: they are kept
+    // until other modules are loaded.
+    static std::mutex mutex;
+    static std::optional<CDebugInformation> information; // guarded by mutex
+    static std::uint64_t loadCount = 0;                  // guarded by mutex
+    const std::lock_guard lock(mutex);
+    if (const std::uint64_t now = LoadCount(); !information || now != loadCount) {
+        information.emplace();
+        loadCount = now;
+    }
+    return information->Find(address);
 }
 
 #else
