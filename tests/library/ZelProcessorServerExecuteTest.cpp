@@ -148,9 +148,9 @@ TEST_F(Executive, ARequestThatDeclinesWaitsBehindEverythingQueued)
     Send(L"a.drq");
     ASSERT_TRUE(gate.WaitUntilEntered());
     // One after the other: within one scan the order is the file system's.
-    for (const std::size_t queued : {1, 2}) {
-        Send(queued == 1 ? L"b.drq" : L"c.drq");
-        while (Access().QueuedNames().size() < queued)
+    for (const wchar_t* name : {L"b.drq", L"c.drq"}) {
+        Send(name);
+        while (!Access().IsRequestInQueue(name))
             platform::Clock().YieldThread();
     }
     gate.Open();
