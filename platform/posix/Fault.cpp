@@ -8,7 +8,6 @@
 #include <csetjmp>
 #include <csignal>
 #include <cstdlib>
-#include <execinfo.h>
 #include <mutex>
 #include <unistd.h>
 
@@ -22,7 +21,7 @@ constexpr std::array kSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 struct SFrame {
     sigjmp_buf jump = {};
-    sigjmp_buf captureJump = {};
+    void* captureJump[5] = {};
     volatile sig_atomic_t capturing = 0;
     std::uintptr_t stackLimit = 0;
     SFaultRecord* record = nullptr;
@@ -60,10 +59,12 @@ void PassOn(int number, siginfo_t* info, void* context)
     }
 }
 
-/// The walk over a damaged stack may fault itself; it then ends with what it has.
-void CaptureGuarded(SFrame& frame, const void* context)
+/// The walk over a damaged stack may fault itself; it then ends with what it has. The compiler's own jump, because the
+/// thread sanitizer forgets the frame's buffer when it sees a younger one above it, and a handler's stack may lie
+/// anywhere.
+__attribute__((noinline)) void CaptureGuarded(SFrame& frame, const void* context)
 {
-    if (sigsetjmp(frame.captureJump, 0) == 0) {
+    if (__builtin_setjmp(frame.captureJump) == 0) {
         frame.capturing = 1;
         posix::WalkFaultingStack(context, *frame.record);
     }
@@ -77,6 +78,17 @@ bool IsOwnDoing(const siginfo_t& info)
     return info.si_code > 0 || (info.si_code == SI_TKILL && info.si_pid == getpid());
 }
 
+/// A fault in the handler would end the process at once if its signal were blocked. We asked for no blocking, but the
+/// thread sanitizer, which calls our handler from its own, blocks all.
+void UnblockFaults()
+{
+    sigset_t faults;
+    sigemptyset(&faults);
+    for (const int number : kSignals)
+        sigaddset(&faults, number);
+    pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
+}
+
 void OnSignal(int number, siginfo_t* info, void* context)
 {
     SFrame* const frame = t_frame;
@@ -87,7 +99,8 @@ void OnSignal(int number, siginfo_t* info, void* context)
         return;
     }
     if (frame->capturing != 0)
-        siglongjmp(frame->captureJump, 1);
+        __builtin_longjmp(frame->captureJump, 1);
+    UnblockFaults();
     posix::DescribeSignal(number, *info, context, frame->stackLimit, *frame->record);
     CaptureGuarded(*frame, context);
     siglongjmp(frame->jump, 1);
@@ -97,9 +110,6 @@ void InstallHandlers()
 {
     static std::once_flag once;
     std::call_once(once, [] {
-        // The first walk loads a library; that must not happen in a handler.
-        void* frame = nullptr;
-        backtrace(&frame, 1);
         for (std::size_t i = 0; i < kSignals.size(); ++i) {
             struct sigaction action = {};
             action.sa_sigaction = &OnSignal;

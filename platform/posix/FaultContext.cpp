@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <dlfcn.h>
-#include <execinfo.h>
-#include <span>
 #include <ucontext.h>
+#include <unwind.h>
 
 namespace platform {
 namespace posix {
@@ -84,18 +83,32 @@ bool IsInModule(std::uintptr_t address)
     return _dl_find_object(reinterpret_cast<void*>(address), &found) == 0; // takes no lock, so a handler may ask
 }
 
-void WalkByTables(SFaultRecord& record)
+/// Collects the frames of the walk by unwinding tables from a certain one on.
+struct SWalk {
+    std::uintptr_t first = 0; ///< left out is what comes before it
+    std::uintptr_t* frames = nullptr;
+    std::size_t room = 0;
+    std::size_t used = 0;
+};
+
+_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* data)
 {
-    // The handler's own frames lie in front of the faulting one.
-    constexpr std::size_t kOwnFrames = 16;
-    void* found[kMaxFaultFrames + kOwnFrames] = {};
-    const int count = backtrace(found, static_cast<int>(kMaxFaultFrames + kOwnFrames));
-    const std::span frames(found, static_cast<std::size_t>(count));
-    auto frame = std::find(frames.begin(), frames.end(), reinterpret_cast<void*>(record.instruction));
-    if (frame == frames.end())
-        return;
-    while (++frame != frames.end() && record.frameCount < kMaxFaultFrames)
-        record.frames[record.frameCount++] = reinterpret_cast<std::uintptr_t>(*frame);
+    auto& walk = *static_cast<SWalk*>(data);
+    const std::uintptr_t address = _Unwind_GetIP(context);
+    if (address == 0 || walk.used == walk.room)
+        return _URC_END_OF_STACK;
+    if (walk.used > 0 || address == walk.first)
+        walk.frames[walk.used++] = address;
+    return _URC_NO_REASON;
+}
+
+/// The compiler's own walk: the C library's backtrace loads a library at its first use, and sanitizers wrap it in code
+/// that must not be left by a jump.
+std::size_t WalkByTables(std::uintptr_t first, std::uintptr_t* frames, std::size_t room)
+{
+    SWalk walk = {first, frames, room, 0};
+    _Unwind_Backtrace(&AddFrame, &walk);
+    return walk.used;
 }
 
 /// From a place that is no code: back to the one who called it, and on by the frame pointers, which our own code keeps.
@@ -139,7 +152,7 @@ void WalkFaultingStack(const void* context, SFaultRecord& record)
     // The walk by tables looks at the bytes of an instruction that it knows nothing of, and ends in a fault where there
     // are none.
     if (IsInModule(record.instruction))
-        WalkByTables(record);
+        record.frameCount = std::max<std::size_t>(1, WalkByTables(record.instruction, record.frames, kMaxFaultFrames));
     if (record.frameCount == 1)
         WalkByFramePointers(registers, record);
 }
@@ -148,17 +161,8 @@ void WalkFaultingStack(const void* context, SFaultRecord& record)
 
 std::size_t CaptureStack(std::uintptr_t* frames, std::size_t maxFrames)
 {
-    // In front of the caller are this function and, in a sanitized program, a wrapper around backtrace.
-    constexpr std::size_t kOwnFrames = 4;
-    constexpr std::size_t kMost = 256;
-    void* found[kMost + kOwnFrames] = {};
-    const std::size_t wanted = std::min(maxFrames, kMost);
-    const std::span all(found, static_cast<std::size_t>(backtrace(found, static_cast<int>(wanted + kOwnFrames))));
-    auto frame = std::find(all.begin(), all.end(), __builtin_return_address(0));
-    std::size_t used = 0;
-    for (; frame != all.end() && used < wanted; ++frame)
-        frames[used++] = reinterpret_cast<std::uintptr_t>(*frame);
-    return used;
+    const auto caller = reinterpret_cast<std::uintptr_t>(__builtin_return_address(0));
+    return posix::WalkByTables(caller, frames, maxFrames);
 }
 
 } // namespace platform
