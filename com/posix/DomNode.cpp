@@ -52,8 +52,11 @@ bool MayBeAppended(const xmlNode* parent, const xmlNode* child)
         const bool isText = childType == NODE_TEXT || childType == NODE_CDATA_SECTION;
         return !isText && (childType != NODE_ELEMENT || root == nullptr || root == child);
     }
-    if (parentType != NODE_ELEMENT)
+    if (parentType != NODE_ELEMENT || parent == child)
         return false;
+    // Only what has children can stand above the parent; asking first keeps the building of a deep tree linear.
+    if (child->children == nullptr)
+        return true;
     for (const xmlNode* above = parent; above != nullptr; above = above->parent) {
         if (above == child)
             return false;

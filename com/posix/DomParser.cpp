@@ -34,6 +34,8 @@ SParseState& StateOf(void* context)
 }
 
 /// The first error is the cause; what follows are its consequences. Namespace errors are none: names are compared as written.
+/// The parser goes on after an entity that an external type, which is not read, might declare; we don't (see Parse), for
+/// the text would silently lack it.
 template <class Error>
 void OnError(void* context, Error* error)
 {
@@ -177,8 +179,12 @@ std::string_view DeclaredEncoding(std::string_view utf8)
     return close == std::string_view::npos ? std::string_view() : declaration.substr(open + 1, close - open - 1);
 }
 
-/// With an encoding the bytes are in it whatever they declare.
-CDomTreePtr Parse(std::string_view bytes, const char* encoding, bool preserveWhiteSpace, SDomParseError& error)
+enum eEncoding {
+    eEncoding_Declared, ///< by a byte-order mark or an encoding declaration, else UTF-8
+    eEncoding_Utf8,     ///< whatever is declared
+};
+
+CDomTreePtr Parse(std::string_view bytes, eEncoding encoding, bool preserveWhiteSpace, SDomParseError& error)
 {
     if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()) - 16) {
         error = {kDomError_TooLong, "The document is too long", 0, 0};
@@ -187,22 +193,25 @@ CDomTreePtr Parse(std::string_view bytes, const char* encoding, bool preserveWhi
     SParseState state;
     const CContextPtr context = MakeContext(state);
     const int options = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOWARNING | XML_PARSE_NOERROR | XML_PARSE_COMPACT |
-                        (encoding != nullptr ? XML_PARSE_IGNORE_ENC : 0);
+                        (encoding == eEncoding_Utf8 ? XML_PARSE_IGNORE_ENC : 0);
+    // Never with an encoding as argument: through a converter the parser takes 10 MB at most.
     xmlDoc* document = xmlCtxtReadMemory(context.get(), bytes.empty() ? "" : bytes.data(), static_cast<int>(bytes.size()),
-                                         nullptr, encoding, options);
-    if (document == nullptr || state.refused != nullptr) {
+                                         nullptr, nullptr, options);
+    if (document == nullptr || state.refused != nullptr || state.first.code == XML_WAR_UNDECLARED_ENTITY) {
         xmlFreeDoc(document);
         error = ErrorOf(state);
         return nullptr;
     }
     std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> owned(document, &xmlFreeDoc);
+    // The parser gives the document what it found out, unless it was told.
+    const std::string found(ViewOf(document->encoding));
     auto tree = std::make_shared<CDomTree>(owned.get());
     static_cast<void>(owned.release());
     tree->m_bPreserveWhiteSpace = preserveWhiteSpace;
     // Searched in the bytes where they are ASCII-like; in UTF-16 the answer is "perhaps".
     tree->m_bMayHaveSpaceAttribute =
         bytes.find("xml:space") != std::string_view::npos || bytes.find('\0') != std::string_view::npos;
-    AddDeclarationNode(*tree, *context, encoding != nullptr ? DeclaredEncoding(bytes) : ViewOf(context->encoding));
+    AddDeclarationNode(*tree, *context, encoding == eEncoding_Utf8 ? DeclaredEncoding(bytes) : std::string_view(found));
     if (!preserveWhiteSpace)
         RemoveBlankTexts(*tree);
     return tree;
@@ -212,7 +221,7 @@ CDomTreePtr Parse(std::string_view bytes, const char* encoding, bool preserveWhi
 
 CDomTreePtr ParseXmlBytes(std::string_view bytes, bool preserveWhiteSpace, SDomParseError& error)
 {
-    return Parse(bytes, nullptr, preserveWhiteSpace, error);
+    return Parse(bytes, eEncoding_Declared, preserveWhiteSpace, error);
 }
 
 CDomTreePtr ParseXmlText(std::wstring_view text, bool preserveWhiteSpace, SDomParseError& error)
@@ -229,7 +238,7 @@ CDomTreePtr ParseXmlText(std::wstring_view text, bool preserveWhiteSpace, SDomPa
         error = {kDomError_NoCharacter, "The text has a code that is no character", 0, 0};
         return nullptr;
     }
-    CDomTreePtr tree = Parse(utf8, "UTF-8", preserveWhiteSpace, error);
+    CDomTreePtr tree = Parse(utf8, eEncoding_Utf8, preserveWhiteSpace, error);
     if (!tree && error.line > 0)
         error.line += skippedLines;
     return tree;

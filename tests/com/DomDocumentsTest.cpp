@@ -1,0 +1,188 @@
+#include "com/Bstr.h"
+#include "com/Variant.h"
+#include "ComFixture.h"
+#include "DomDocuments.h"
+#include "DomShape.h"
+#include "platform/FileSystem.h"
+#include "platform/Text.h"
+#include "tests/support/Predicates.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <string>
+
+namespace {
+
+class CDomDocumentsTest : public CComFixture {
+protected:
+    CComPtr<IXMLDOMDocument> Make()
+    {
+        CComPtr<IXMLDOMDocument> document;
+        ThrowIfFailed(CoCreateInstance(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER, ComIid<IXMLDOMDocument>(),
+                                       document.PutVoid()));
+        ThrowIfFailed(document->put_async(VARIANT_FALSE));
+        return document;
+    }
+    CComPtr<IXMLDOMDocument> Load(const std::string& bytes, bool& accepted)
+    {
+        const std::wstring path = m_folder / L"document.xml";
+        EXPECT_EQ(platform::WriteWholeFile(path, bytes), platform::eOsError_None);
+        CComPtr<IXMLDOMDocument> document = Make();
+        const CVariant source(path);
+        VARIANT_BOOL successful = VARIANT_TRUE;
+        const HRESULT result = document->load(source.Get(), &successful);
+        accepted = successful == VARIANT_TRUE;
+        EXPECT_EQ(result, accepted ? S_OK : S_FALSE);
+        return document;
+    }
+    CComPtr<IXMLDOMDocument> LoadText(const std::wstring& text, bool& accepted)
+    {
+        CComPtr<IXMLDOMDocument> document = Make();
+        std::wstring notABstr = text;
+        VARIANT_BOOL successful = VARIANT_TRUE;
+        const HRESULT result = document->loadXML(notABstr.data(), &successful);
+        accepted = successful == VARIANT_TRUE;
+        EXPECT_EQ(result, accepted ? S_OK : S_FALSE);
+        return document;
+    }
+
+    testsupport::CTemporaryDirectory m_folder;
+};
+
+/// The node of this name that the look-ups of the system find: per level first, then subtree by subtree.
+CComPtr<IXMLDOMNode> Find(CComPtr<IXMLDOMNode> parent, const std::wstring& name)
+{
+    std::deque<CComPtr<IXMLDOMNode>> stack{std::move(parent)};
+    while (!stack.empty()) {
+        const CComPtr<IXMLDOMNode> node = std::move(stack.front());
+        stack.pop_front();
+        std::deque<CComPtr<IXMLDOMNode>> children;
+        CComPtr<IXMLDOMNode> child;
+        ThrowIfFailed(node->get_firstChild(child.Put()));
+        while (child) {
+            CBstr childName;
+            ThrowIfFailed(child->get_nodeName(childName.Put()));
+            if (platform::EqualsNoCase(childName.View(), name))
+                return child;
+            CComPtr<IXMLDOMNode> next;
+            ThrowIfFailed(child->get_nextSibling(next.Put()));
+            children.push_back(std::exchange(child, std::move(next)));
+        }
+        stack.insert(stack.begin(), children.begin(), children.end());
+    }
+    return nullptr;
+}
+
+std::wstring TextOf(const CComPtr<IXMLDOMNode>& node)
+{
+    if (!node)
+        return {};
+    CVariant value;
+    ThrowIfFailed(node->get_nodeTypedValue(value.Put()));
+    return std::wstring(value.Text());
+}
+
+const SDomResult& ExpectedOf(const SDomDocument& row)
+{
+    return row.underWine && testsupport::IsWine() ? *row.underWine : row.expected;
+}
+
+void ExpectContent(IXMLDOMDocument& document, const SDomDocument& row)
+{
+    const SDomResult& expected = ExpectedOf(row);
+    if (!expected.shape.empty()) {
+        EXPECT_EQ(DomShape(document), expected.shape);
+    }
+    if (!row.lookUp.empty()) {
+        EXPECT_EQ(TextOf(Find(&document, row.lookUp)), expected.value);
+    }
+}
+
+void ExpectParseError(IXMLDOMDocument& document, const SDomDocument& row)
+{
+    CComPtr<IXMLDOMParseError> error;
+    ASSERT_EQ(document.get_parseError(error.Put()), S_OK);
+    LONG code = 0;
+    EXPECT_EQ(error->get_errorCode(&code), S_OK);
+    EXPECT_NE(code, 0);
+    CBstr reason;
+    EXPECT_EQ(error->get_reason(reason.Put()), S_OK);
+    EXPECT_FALSE(reason.IsEmpty());
+    LONG line = -1;
+    LONG column = -1;
+    EXPECT_EQ(error->get_line(&line), S_OK);
+    EXPECT_EQ(error->get_linepos(&column), S_OK);
+    if (!testsupport::IsWine()) {
+        if (row.line != 0) {
+            EXPECT_EQ(line, row.line);
+        }
+        if (row.column != 0) {
+            EXPECT_EQ(column, row.column);
+        }
+    }
+    CComPtr<IXMLDOMElement> root;
+    EXPECT_EQ(document.get_documentElement(root.Put()), S_FALSE);
+    EXPECT_FALSE(root) << "a refused document is empty";
+}
+
+TEST_F(CDomDocumentsTest, EveryRowReadsAsTheTableSays)
+{
+    for (const SDomDocument& row : DomDocuments()) {
+        SCOPED_TRACE(row.name);
+        bool accepted = false;
+        const CComPtr<IXMLDOMDocument> document = Load(row.bytes, accepted);
+        EXPECT_EQ(accepted, ExpectedOf(row).accepted);
+        if (accepted)
+            ExpectContent(*document, row);
+        else
+            ExpectParseError(*document, row);
+    }
+}
+
+TEST_F(CDomDocumentsTest, TheSameAsText)
+{
+    for (const SDomDocument& row : DomDocuments()) {
+        if (!row.alsoAsText)
+            continue;
+        SCOPED_TRACE(row.name);
+        bool accepted = false;
+        const CComPtr<IXMLDOMDocument> document = LoadText(platform::FromUtf8(row.bytes), accepted);
+        EXPECT_EQ(accepted, ExpectedOf(row).accepted);
+        if (accepted)
+            ExpectContent(*document, row);
+        else
+            ExpectParseError(*document, row);
+    }
+}
+
+TEST_F(CDomDocumentsTest, ATruncatedDocumentIsNeverAccepted)
+{
+    const std::string whole = "<?xml version='1.0'?><!DOCTYPE a [<!ENTITY e 'v'>]><a x='1'><!--c--><b>&e;&amp;</b><![CDATA[d]]></a>";
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        bool accepted = true;
+        const CComPtr<IXMLDOMDocument> document = Load(whole.substr(0, length), accepted);
+        ASSERT_FALSE(accepted) << length;
+    }
+}
+
+TEST_F(CDomDocumentsTest, AFlippedBitIsRefusedOrReads)
+{
+    const std::string whole = "<?xml version='1.0'?><!DOCTYPE a [<!ENTITY e 'v'>]><a x='1'><!--c--><b>&e;&amp;</b><![CDATA[d]]></a>";
+    int accepted = 0;
+    for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+        std::string bytes = whole;
+        bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << (bit % 8)));
+        bool read = false;
+        const CComPtr<IXMLDOMDocument> document = Load(bytes, read);
+        accepted += read ? 1 : 0;
+        if (read) {
+            ASSERT_FALSE(DomShape(*document).empty()) << bit;
+        }
+    }
+    EXPECT_GT(accepted, 0);
+    EXPECT_LT(accepted, static_cast<int>(whole.size() * 4)) << "most flips break the form";
+}
+
+} // namespace

@@ -1,0 +1,96 @@
+#include "com/Components.h"
+#include "platform/FileSystem.h"
+#include "tests/com/TestComponent.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace {
+
+using std::filesystem::perms;
+
+/// A folder with one manifest of one module, all of them the owner's alone.
+class CComponentPermissionsTest : public testing::Test {
+protected:
+    CComponentPermissionsTest()
+    {
+        EXPECT_EQ(platform::WriteWholeFile(m_folder / L"module.so", "x"), platform::eOsError_None);
+        std::wstring error;
+        EXPECT_TRUE(WriteComponentManifest(m_folder / L"a.component", {L"module.so", {{kTestClassOne, L"", {}}}}, error));
+        for (const wchar_t* name : {L"module.so", L"a.component"})
+            Allow(m_folder / name, perms::none);
+        Allow(m_folder.Path(), perms::none);
+    }
+    ~CComponentPermissionsTest() override { ClearComponents(); }
+
+    static void Allow(const std::wstring& path, perms more)
+    {
+        std::filesystem::permissions(testsupport::StandardPath(path), perms::owner_all | more);
+    }
+    void ExpectRefusedFor(const std::wstring& path)
+    {
+        std::vector<std::wstring> errors;
+        AddComponentFolder(m_folder.Path(), errors);
+        ASSERT_EQ(errors.size(), 1U);
+        EXPECT_NE(errors[0].find(path), std::wstring::npos);
+        EXPECT_NE(errors[0].find(L"others may write"), std::wstring::npos);
+        EXPECT_FALSE(IsComponentKnown(kTestClassOne));
+    }
+
+    testsupport::CTemporaryDirectory m_folder;
+};
+
+TEST_F(CComponentPermissionsTest, WhatOnlyItsOwnerWritesIsTaken)
+{
+    std::vector<std::wstring> errors;
+    AddComponentFolder(m_folder.Path(), errors);
+    EXPECT_TRUE(errors.empty());
+    EXPECT_TRUE(IsComponentKnown(kTestClassOne));
+}
+
+TEST_F(CComponentPermissionsTest, AFolderForAllIsRefused)
+{
+    Allow(m_folder.Path(), perms::others_write);
+    ExpectRefusedFor(m_folder.Path());
+}
+
+TEST_F(CComponentPermissionsTest, AManifestForAllIsRefused)
+{
+    Allow(m_folder / L"a.component", perms::others_write);
+    ExpectRefusedFor(m_folder / L"a.component");
+}
+
+TEST_F(CComponentPermissionsTest, AModuleForAllIsRefused)
+{
+    Allow(m_folder / L"module.so", perms::others_write);
+    ExpectRefusedFor(m_folder / L"module.so");
+}
+
+TEST_F(CComponentPermissionsTest, AModuleInAFolderForAllIsRefused)
+{
+    const testsupport::CTemporaryDirectory other;
+    ASSERT_EQ(platform::WriteWholeFile(other / L"far.so", "x"), platform::eOsError_None);
+    Allow(other / L"far.so", perms::none);
+    Allow(other.Path(), perms::others_write);
+    std::wstring error;
+    ASSERT_TRUE(WriteComponentManifest(m_folder / L"a.component", {other / L"far.so", {{kTestClassOne, L"", {}}}}, error));
+    ExpectRefusedFor(other.Path());
+}
+
+TEST_F(CComponentPermissionsTest, AModuleThatIsOpenedToAllLaterIsNotLoaded)
+{
+    std::vector<std::wstring> errors;
+    AddComponentFolder(m_folder.Path(), errors);
+    ASSERT_TRUE(errors.empty());
+    Allow(m_folder / L"module.so", perms::others_write);
+    void* object = nullptr;
+    std::wstring error;
+    EXPECT_EQ(GetComponentClassObject(kTestClassOne, ComIid<IClassFactory>(), &object, &error), CO_E_DLLNOTFOUND);
+    EXPECT_NE(error.find(L"others may write"), std::wstring::npos);
+}
+
+} // namespace

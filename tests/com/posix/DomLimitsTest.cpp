@@ -1,0 +1,189 @@
+#include "platform/FileSystem.h"
+#include "platform/Text.h"
+#include "tests/com/DomFixture.h"
+#include "tests/com/DomShape.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+// What a document from a stranger may cost, and what may be done with one that is built here. The DOM of Windows has limits of
+// its own.
+
+namespace {
+
+class CDomLimitsTest : public CDomFixture {
+protected:
+    /// The reason of a refusal; empty for a document that was accepted.
+    static std::wstring Refusal(const std::wstring& text)
+    {
+        const auto document = NewDocument();
+        VARIANT_BOOL successful = VARIANT_FALSE;
+        std::wstring copy = text;
+        if (document->loadXML(copy.data(), &successful) == S_OK && successful == VARIANT_TRUE)
+            return {};
+        CComPtr<IXMLDOMParseError> error;
+        EXPECT_EQ(document->get_parseError(error.Put()), S_OK);
+        CBstr reason;
+        EXPECT_EQ(error->get_reason(reason.Put()), S_OK);
+        return reason.Text();
+    }
+};
+
+TEST_F(CDomLimitsTest, EntitiesThatMultiplyAreRefused)
+{
+    std::wstring text = L"<!DOCTYPE a [<!ENTITY e0 'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx'>";
+    for (int i = 1; i < 12; ++i) {
+        text += L"<!ENTITY e" + std::to_wstring(i) + L" '";
+        for (int k = 0; k < 10; ++k)
+            text += L"&e" + std::to_wstring(i - 1) + L";";
+        text += L"'>";
+    }
+    EXPECT_FALSE(Refusal(text + L"]><a>&e11;</a>").empty());
+    EXPECT_FALSE(Refusal(text + L"]><a x='&e11;'/>").empty());
+}
+
+TEST_F(CDomLimitsTest, OneLongEntityManyTimesIsRefused)
+{
+    std::wstring text = L"<!DOCTYPE a [<!ENTITY e '" + std::wstring(200'000, L'x') + L"'>]><a>";
+    for (int i = 0; i < 200'000; ++i)
+        text += L"&e;";
+    EXPECT_FALSE(Refusal(text + L"</a>").empty()) << "40 GB were expanded";
+}
+
+TEST_F(CDomLimitsTest, AnExternalEntityIsNotRead)
+{
+    const testsupport::CTemporaryDirectory folder;
+    ASSERT_EQ(platform::WriteWholeFile(folder / L"secret.txt", "secret"), platform::eOsError_None);
+    const std::wstring path = folder / L"secret.txt";
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a [<!ENTITY e SYSTEM '" + path + L"'>]><a>&e;</a>"), L"External entities are not accepted");
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a [<!ENTITY e SYSTEM 'file://" + path + L"'>]><a>&e;</a>"),
+              L"External entities are not accepted");
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a [<!ENTITY % e SYSTEM '" + path + L"'> %e;]><a/>"), L"External entities are not accepted");
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a [<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'x' NDATA n>]><a/>"),
+              L"External entities are not accepted");
+}
+
+TEST_F(CDomLimitsTest, AnExternalTypeIsNotRead)
+{
+    const testsupport::CTemporaryDirectory folder;
+    ASSERT_EQ(platform::WriteWholeFile(folder / L"a.dtd", "<!ENTITY e 'from the file'>"), platform::eOsError_None);
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a SYSTEM '" + (folder / L"a.dtd") + L"'><a>&e;</a>"), L"Entity 'e' not defined");
+}
+
+TEST_F(CDomLimitsTest, WhatIsRefusedIsSaid)
+{
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a [<!ENTITY % p ''>]><a/>"), L"Parameter entities are not accepted");
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a [<!ATTLIST a d CDATA 'x'>]><a/>"), L"Default values of attributes are not accepted");
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a [<!ATTLIST a d CDATA #IMPLIED>]><a/>"), L"");
+    std::wstring deep;
+    for (int i = 0; i < 100'000; ++i)
+        deep += L"<a>";
+    EXPECT_EQ(Refusal(deep), L"Elements are nested more than 256 deep");
+}
+
+TEST_F(CDomLimitsTest, ALongTextIsWhole)
+{
+    const std::wstring content(11'000'000, L'x');
+    EXPECT_EQ(TextOf(Root(Parse(L"<a>" + content + L"</a>")).Get()), content);
+}
+
+TEST_F(CDomLimitsTest, AFaultBehindLeadingLinesHasItsLine)
+{
+    const auto document = NewDocument();
+    std::wstring text = L"\n\n<a>\n</b>";
+    VARIANT_BOOL successful = VARIANT_TRUE;
+    EXPECT_EQ(document->loadXML(text.data(), &successful), S_FALSE);
+    CComPtr<IXMLDOMParseError> error;
+    ASSERT_EQ(document->get_parseError(error.Put()), S_OK);
+    LONG line = 0;
+    EXPECT_EQ(error->get_line(&line), S_OK);
+    EXPECT_EQ(line, 4);
+}
+
+TEST_F(CDomLimitsTest, ADeepTreeBuiltHereNeedsNoStack)
+{
+    auto document = NewDocument();
+    auto place = NewElement(document, L"a");
+    const auto root = place;
+    ASSERT_EQ(document->appendChild(root.Get(), nullptr), S_OK);
+    for (int i = 0; i < 100'000; ++i) {
+        const auto child = NewElement(document, L"a");
+        ASSERT_EQ(place->appendChild(child.Get(), nullptr), S_OK);
+        place = child;
+    }
+    const CBstr text(L"bottom");
+    ASSERT_EQ(place->put_text(text.Get()), S_OK);
+    EXPECT_EQ(TextOf(root.Get()), L"bottom");
+    CBstr xml;
+    ASSERT_EQ(document->get_xml(xml.Put()), S_OK);
+    EXPECT_EQ(xml.Length(), 100'001U * 7 + 6 + 2);
+}
+
+TEST_F(CDomLimitsTest, AWideTreeIsWalkedByIndexInLinearTime)
+{
+    std::wstring text = L"<r>";
+    for (int i = 0; i < 200'000; ++i)
+        text += L"<x/>";
+    const auto root = Root(Parse(text + L"</r>"));
+    CComPtr<IXMLDOMNodeList> list;
+    ASSERT_EQ(root->get_childNodes(list.Put()), S_OK);
+    LONG length = 0;
+    ASSERT_EQ(list->get_length(&length), S_OK);
+    ASSERT_EQ(length, 200'000);
+    // Counting from the start each time, this takes minutes.
+    for (LONG i = 0; i < length; ++i) {
+        CComPtr<IXMLDOMNode> item;
+        ASSERT_EQ(list->get_item(i, item.Put()), S_OK);
+    }
+}
+
+TEST_F(CDomLimitsTest, WhatWouldSpoilTheDocumentIsRefused)
+{
+    const auto document = Parse(L"<a><b/></a>");
+    const auto root = Root(document);
+    const auto element = NewElement(document, L"x");
+    for (const wchar_t* name : {L"", L"1x", L"a b", L"<", L"a\x01"}) {
+        const CBstr tag(name);
+        CComPtr<IXMLDOMElement> none;
+        EXPECT_EQ(document->createElement(tag.Get(), none.Put()), E_FAIL);
+        EXPECT_EQ(element->setAttribute(tag.Get(), CVariant(L"v").Get()), E_FAIL);
+    }
+    std::wstring half(1, static_cast<wchar_t>(0xDC80));
+    for (const std::wstring& content : {std::wstring(L"\x01"), half, std::wstring(L"\xFFFF")}) {
+        EXPECT_EQ(element->put_nodeTypedValue(CVariant(content).Get()), E_INVALIDARG);
+        EXPECT_EQ(element->setAttribute(CBstr(L"n").Get(), CVariant(content).Get()), E_INVALIDARG);
+    }
+    CComPtr<IXMLDOMProcessingInstruction> instruction;
+    EXPECT_EQ(document->createProcessingInstruction(CBstr(L"p").Get(), CBstr(L"a?>b").Get(), instruction.Put()), E_FAIL);
+    EXPECT_EQ(document->appendChild(element.Get(), nullptr), E_FAIL) << "a second document element";
+    EXPECT_EQ(root->appendChild(root.Get(), nullptr), E_FAIL) << "an element inside itself";
+    CComPtr<IXMLDOMNode> b;
+    ASSERT_EQ(root->get_firstChild(b.Put()), S_OK);
+    EXPECT_EQ(b->appendChild(root.Get(), nullptr), E_FAIL) << "an element inside its own child";
+    EXPECT_EQ(root->appendChild(document.Get(), nullptr), E_FAIL);
+    EXPECT_EQ(root->appendChild(nullptr, nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->appendChild(Root(Parse(L"<other/>")).Get(), nullptr), E_FAIL) << "a node of another document";
+    EXPECT_EQ(element->removeChild(b.Get(), nullptr), E_INVALIDARG) << "a child of somebody else";
+    EXPECT_EQ(DomShape(*document), L"a(b)");
+}
+
+TEST_F(CDomLimitsTest, TextsBesideEachOtherStayApart)
+{
+    const auto root = Root(Parse(L"<a>x<b/>y</a>"));
+    CComPtr<IXMLDOMNode> x;
+    ASSERT_EQ(root->get_firstChild(x.Put()), S_OK);
+    CComPtr<IXMLDOMNode> y;
+    ASSERT_EQ(root->get_lastChild(y.Put()), S_OK);
+    ASSERT_EQ(root->appendChild(x.Get(), nullptr), S_OK);
+    EXPECT_EQ(DomShape(*root), L"a(b 'y' 'x')");
+    EXPECT_EQ(TextOf(y.Get()), L"y") << "whoever holds a text keeps it";
+}
+
+TEST_F(CDomLimitsTest, AnEncodingOfATextMayBeUnknown)
+{
+    EXPECT_EQ(Refusal(L"<?xml version='1.0' encoding='nonsense'?><a>\u017E</a>"), L"");
+}
+
+} // namespace
