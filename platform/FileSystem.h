@@ -100,7 +100,7 @@ public:
     /// is Failed, at once: callers must not loop on it without a pause.
     virtual eWaitResult Wait(std::chrono::milliseconds timeout) = 0;
     /// Takes the signalled change and goes on watching. Fails when the directory is gone; call it again to try again, for a
-    /// directory that came back is then watched anew.
+    /// directory that came back is then watched anew. Until that, Wait is Failed, or Woken.
     virtual eOsError Rearm() = 0;
     /// Ends the current or the next Wait with Woken, once. From any thread, and safe in a signal handler on POSIX.
     virtual void Wake() = 0;
@@ -123,7 +123,9 @@ public:
 
     /// Moves a file within one volume (NotSameDevice otherwise). SharingViolation while anybody has it open, strangers
     /// included as far as the system can tell: on POSIX that takes the file's owner or a privileged process, for others only
-    /// users of this layer are seen.
+    /// users of this layer are seen, and a file that the process may neither read nor write is moved unchecked. A target that
+    /// is to be replaced and is in use is AccessDenied. Directories, and what is no file, are AccessDenied. With WriteThrough a
+    /// failure can also mean that the file was moved but the new name could not be synced: look before trying again.
     virtual eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) = 0;
 
     /// Deletes a file; SharingViolation as for Move. A directory is AccessDenied.
