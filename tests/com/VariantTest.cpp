@@ -52,11 +52,15 @@ TEST(Variant, MovesLeaveAnEmptyOne)
 
 TEST(Variant, CopyDuplicatesATextAndCountsAnObject)
 {
-    const CVariant text(L"abc");
+    const CBstr characters(L"abc");
+    VARIANT text; // borrows the characters
+    VariantInit(&text);
+    text.vt = VT_BSTR;
+    text.bstrVal = characters.Get();
     CVariant copy;
-    ASSERT_EQ(VariantCopy(copy.Put(), &text.Get()), S_OK);
+    ASSERT_EQ(VariantCopy(copy.Put(), &text), S_OK);
     EXPECT_EQ(copy.Text(), L"abc");
-    EXPECT_NE(copy.Get().bstrVal, text.Get().bstrVal);
+    EXPECT_NE(copy.Get().bstrVal, text.bstrVal);
 
     bool alive = false;
     VARIANT object;
