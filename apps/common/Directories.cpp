@@ -9,8 +9,8 @@ namespace {
 
 std::filesystem::path ToStandardPath(const std::wstring& path)
 {
-    // Through bytes: the standard library's own conversion of wide text depends on the locale on some systems and refuses
-    // names that are not valid there.
+    // Through bytes: the standard library's own conversion of wide text depends on the locale on some systems and
+    // refuses names that are not valid there.
     const std::string narrow = platform::NarrowPath(path);
     return std::filesystem::path(std::u8string(narrow.begin(), narrow.end()));
 }

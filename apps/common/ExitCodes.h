@@ -1,6 +1,7 @@
 #pragma once
 
-/// How the programs end. The client tool's codes tell what became of a request; the numbers are documented in its manual page.
+/// How the programs end. The client tool's codes tell what became of a request; the numbers are documented in its
+/// manual page.
 enum eExitCode : int {
     eExitCode_Done = 0,
     eExitCode_ClientError = 1, ///< the server program: could not start or run

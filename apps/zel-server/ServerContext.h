@@ -17,7 +17,8 @@ public:
 
     /// The program is about to end.
     void SetClosing();
-    /// Cancels the running request, and one that the server may be just about to start: it sets the flag back before each.
+    /// Cancels the running request, and one that the server may be just about to start: it sets the flag back before
+    /// each.
     void CancelForGood();
 
 private:

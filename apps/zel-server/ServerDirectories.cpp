@@ -1,7 +1,7 @@
 #include "apps/zel-server/ServerDirectories.h"
 
-#include "apps/common/Directories.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
+#include "apps/common/Directories.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -11,8 +11,8 @@
 namespace {
 
 constexpr const wchar_t* kQueueFolder = L"Queue";
-/// The claim lies in a folder of its own: the start of a server deletes the files of the output directory, not those of its
-/// subfolders. Being inside, it is found by every path that leads to the directory.
+/// The claim lies in a folder of its own: the start of a server deletes the files of the output directory, not those of
+/// its subfolders. Being inside, it is found by every path that leads to the directory.
 constexpr const wchar_t* kClaimFolder = L".zel-server";
 constexpr const wchar_t* kClaimFile = L"lock";
 /// A file beside the lock, because a held lock file can't be read everywhere.
@@ -31,7 +31,8 @@ std::wstring HolderText(const std::wstring& processFile)
     if (!platform::Succeeded(
             platform::ReadWholeFile(processFile, platform::eOpenMode_ReadShared, text, kMaxProcessText)))
         return {};
-    const bool isNumber = !text.empty() && std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
+    const bool isNumber =
+        !text.empty() && std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
     return isNumber ? L" (process " + platform::FromUtf8(text) + L")" : std::wstring();
 }
 
@@ -101,8 +102,9 @@ bool CServerDirectories::CheckNothingForeign(const std::wstring& outputDir, std:
     if (entries.empty())
         return true;
     const auto first = std::ranges::min_element(entries, {}, &platform::SDirectoryEntry::name);
-    error = L"the output directory " + Quoted(outputDir) + L" holds files, the first is " + Quoted(first->name) +
-            L", but no folder Queue, so no server has worked there; the start would delete those files. --adopt does so";
+    error =
+        L"the output directory " + Quoted(outputDir) + L" holds files, the first is " + Quoted(first->name) +
+        L", but no folder Queue, so no server has worked there; the start would delete those files. --adopt does so";
     return false;
 }
 
@@ -136,6 +138,7 @@ bool CServerDirectories::Touch(const std::wstring& requestDir, std::wstring& err
     if (platform::Succeeded(result))
         result = platform::Files().Remove(path);
     if (!platform::Succeeded(result))
-        error = L"the request directory " + Quoted(requestDir) + L" cannot be written: " + platform::OsErrorText(result);
+        error =
+            L"the request directory " + Quoted(requestDir) + L" cannot be written: " + platform::OsErrorText(result);
     return platform::Succeeded(result);
 }

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-/// The two directories of a server, checked before anything in them is touched, and the claim on the output directory: one
-/// server at a time, for its start deletes the files of another.
+/// The two directories of a server, checked before anything in them is touched, and the claim on the output directory:
+/// one server at a time, for its start deletes the files of another.
 class CServerDirectories {
 public:
     CServerDirectories();
@@ -15,12 +15,13 @@ public:
     CServerDirectories(const CServerDirectories&) = delete;
     CServerDirectories& operator=(const CServerDirectories&) = delete;
 
-    /// Creates what is missing when the options say so, refuses what must not be served, and claims the output directory for
-    /// the life of this object. False with the reason; the directories are then as they were, but for created ones.
+    /// Creates what is missing when the options say so, refuses what must not be served, and claims the output
+    /// directory for the life of this object. False with the reason; the directories are then as they were, but for
+    /// created ones.
     [[nodiscard]] bool Prepare(const SServerOptions& options, std::wstring& error);
 
-    /// Makes one change of a file name in the request directory, which makes the server look at what lies there. False with
-    /// the reason.
+    /// Makes one change of a file name in the request directory, which makes the server look at what lies there. False
+    /// with the reason.
     [[nodiscard]] static bool Touch(const std::wstring& requestDir, std::wstring& error);
 
 private:

@@ -26,9 +26,9 @@ constexpr const char* kFooter =
 const std::map<std::string, Brel::Log::eLogLevel>& LogLevels()
 {
     static const std::map<std::string, Brel::Log::eLogLevel> levels = {
-        {"trace", Brel::Log::eLogLevel_Trace},     {"debug", Brel::Log::eLogLevel_Debug},
-        {"info", Brel::Log::eLogLevel_Info},       {"warning", Brel::Log::eLogLevel_Warning},
-        {"error", Brel::Log::eLogLevel_Error},     {"critical", Brel::Log::eLogLevel_Critical},
+        {"trace", Brel::Log::eLogLevel_Trace}, {"debug", Brel::Log::eLogLevel_Debug},
+        {"info", Brel::Log::eLogLevel_Info},   {"warning", Brel::Log::eLogLevel_Warning},
+        {"error", Brel::Log::eLogLevel_Error}, {"critical", Brel::Log::eLogLevel_Critical},
     };
     return levels;
 }

@@ -5,8 +5,8 @@
 #include "platform/Process.h"
 #include "platform/Thread.h"
 
-/// Looks after a server that is stopping, on a thread of its own because stopping waits for the running request: says that
-/// it waits when it takes long, and cancels the request at the next signal. Lives as long as the stopping.
+/// Looks after a server that is stopping, on a thread of its own because stopping waits for the running request: says
+/// that it waits when it takes long, and cancels the request at the next signal. Lives as long as the stopping.
 class CStopSupervisor {
 public:
     CStopSupervisor(platform::CProgramSignals& signals, CServerContext& context, const CServerMessages& messages);

@@ -2,7 +2,8 @@
 
 #include "apps/zel/ToolSession.h"
 
-/// One command of the tool. A command defines its options and arguments on a parser of its own, and runs when it was chosen.
+/// One command of the tool. A command defines its options and arguments on a parser of its own, and runs when it was
+/// chosen.
 class ICommand {
 public:
     virtual ~ICommand() = default;

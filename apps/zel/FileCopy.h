@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// Copies the content of a file to a new file or over an existing one, and waits until it is on the storage device. False
-/// with the reason, which names the file that failed; the target is then gone.
+/// Copies the content of a file to a new file or over an existing one, and waits until it is on the storage device.
+/// False with the reason, which names the file that failed; the target is then gone.
 [[nodiscard]] bool CopyContent(const std::wstring& from, const std::wstring& to, std::wstring& error);
 
 /// Deletes a file, waiting a short time for others who have it open. One that is not there is a success.

@@ -57,6 +57,8 @@ SRequestState CFollower::WaitQuietly(const std::wstring& name, milliseconds slic
 {
     CZelProcessorClient::CAdditionalRequestStatus additional;
     const eZelProcRequestStatus status = m_watch.WaitForEnd(name, slice, &additional);
+    if (status == eRequestStatus_ClientError)
+        return ReadState(m_session.Client(), name); // which does not trust the first look
     return MakeState(name, status, additional);
 }
 

@@ -17,8 +17,8 @@ public:
     /// Starts the time; the constructor did so already.
     void StartTime();
 
-    /// Waits for the end of a request and gives its last state. Once it is over, the server has put the request away: its
-    /// name is free but for status and response.
+    /// Waits for the end of a request and gives its last state. Once it is over, the server has put the request away:
+    /// its name is free but for status and response.
     [[nodiscard]] eFollowEnd Follow(const std::wstring& name, SRequestState& state);
 
     /// What to say when following ended without a final status, and the exit code of that.

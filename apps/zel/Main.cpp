@@ -20,7 +20,8 @@ public:
         m_app.footer(kFooter);
         m_app.set_help_flag("-h,--help", "Print this help and end");
         m_app.set_version_flag("--version", "zel " ZEL_VERSION, "Print the version and end");
-        m_app.require_subcommand(1);
+        // None passes, too: the parser would otherwise complain of that before it names what it does not know.
+        m_app.require_subcommand(0, 1);
         m_common.Define(m_app);
         for (const std::unique_ptr<ICommand>& command : m_commands) {
             CLI::App* parser = m_app.add_subcommand(command->Name(), command->Description());
@@ -36,6 +37,10 @@ public:
     {
         if (const std::optional<int> code = ParseCommandLine(m_app, arguments))
             return *code;
+        if (m_app.get_subcommands().empty()) {
+            PrintError(L"zel", L"a command is required\nRun with --help for more information.");
+            return eExitCode_Usage;
+        }
         ICommand& command = Chosen();
         const std::optional<SToolOptions> options = m_common.Take();
         if (!options || !command.Check())

@@ -1,7 +1,7 @@
 #include "apps/zel/ReceiveCommand.h"
 
-#include "apps/zel/Receiver.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
+#include "apps/zel/Receiver.h"
 #include "platform/FileSystem.h"
 #include "platform/Text.h"
 

@@ -47,8 +47,8 @@ bool CReceiver::ReceiveByCopy(const std::wstring& name, const std::wstring& targ
         platform::JoinPath(directory, L".zel-" + CZelProcessorClient::GetUniqueString() + L".tmp");
     if (!CopyContent(m_session.OutputPath(name), partial, error))
         return false;
-    const platform::eOsError moved = platform::Files().Move(
-        partial, target, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);
+    const platform::eOsError moved =
+        platform::Files().Move(partial, target, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);
     if (!platform::Succeeded(moved)) {
         error = L"'" + target + L"' cannot be written: " + platform::OsErrorText(moved);
         static_cast<void>(platform::Files().Remove(partial));

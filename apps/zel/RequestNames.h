@@ -5,7 +5,8 @@
 /// True when a server takes a file of this name for a request: ".drq" or ".xml", in any letter case.
 [[nodiscard]] bool IsRequestName(const std::wstring& name);
 
-/// The request to which a file of the shared directories belongs: its own name for a request or a response, the name without
+/// The request to which a file of the shared directories belongs: its own name for a request or a response, the name
+/// without
 /// ".status" for a status file. Empty for everything else.
 [[nodiscard]] std::wstring RequestOfFile(const std::wstring& fileName);
 

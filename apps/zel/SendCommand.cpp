@@ -95,8 +95,8 @@ eExitCode CSendCommand::SendItem(CToolSession& session, SItem& item)
     if (m_bMove) {
         const platform::eOsError removed = RemoveWhenFree(item.source);
         if (!platform::Succeeded(removed)) {
-            PrintError(L"zel", L"'" + item.source + L"' was sent, but cannot be deleted: " +
-                                   platform::OsErrorText(removed));
+            PrintError(L"zel",
+                       L"'" + item.source + L"' was sent, but cannot be deleted: " + platform::OsErrorText(removed));
             code = eExitCode_ClientError;
         }
     }

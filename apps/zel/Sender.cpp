@@ -7,15 +7,14 @@
 
 namespace {
 
-/// A folder for one file on its way. A folder because the file has its final name already, which must not meet another file;
-/// servers do not look into folders, so it may lie in the request directory.
+/// A folder for one file on its way. A folder because the file has its final name already, which must not meet another
+/// file; servers do not look into folders, so it may lie in the request directory.
 class CStagingFolder {
 public:
     CStagingFolder(const std::wstring& parent, const std::wstring& fileName)
         : m_strFolder(platform::JoinPath(parent, L".zel-" + CZelProcessorClient::GetUniqueString())),
           m_strFile(platform::JoinPath(m_strFolder, fileName))
-    {
-    }
+    {}
     ~CStagingFolder()
     {
         if (!m_isMade)
@@ -76,8 +75,8 @@ bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std
 bool CSender::IsInUse(const std::wstring& name, std::wstring& error)
 {
     // In the order in which a request travels: one that moves meanwhile is found at its next place.
-    for (const std::wstring& path : {m_session.RequestPath(name), m_session.QueuePath(name),
-                                     m_session.StatusPath(name), m_session.OutputPath(name)}) {
+    for (const std::wstring& path : {m_session.RequestPath(name), m_session.QueuePath(name), m_session.StatusPath(name),
+                                     m_session.OutputPath(name)}) {
         if (platform::PathExists(path)) {
             error = L"the name '" + name + L"' is in use: '" + path + L"' exists";
             return true;

@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// Hands files over to the server under a name. The user's file is copied first, so that it stays as it is until the request
-/// is sent and a server never meets a half-written one.
+/// Hands files over to the server under a name. The user's file is copied first, so that it stays as it is until the
+/// request is sent and a server never meets a half-written one.
 class CSender {
 public:
     explicit CSender(CToolSession& session) : m_session(session) {}

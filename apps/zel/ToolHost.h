@@ -2,8 +2,8 @@
 
 #include "framework/DefaultHost.h"
 
-/// The host services of a tool: what the library has to say goes to standard error as a plain line of the program, for a
-/// person at a terminal has no use for a log.
+/// The host services of a tool: what the library has to say goes to standard error as a plain line of the program, for
+/// a person at a terminal has no use for a log.
 class CToolHost : public CWQ_DefaultHost {
 public:
     CToolHost();

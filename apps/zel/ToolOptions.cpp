@@ -54,13 +54,16 @@ std::optional<SToolOptions> CToolOptionsParser::Take() const
 
 void CTimeoutOption::Define(CLI::App& app, const char* description)
 {
-    app.add_option("--timeout", m_seconds, description)->type_name("SECONDS")->check(CLI::NonNegativeNumber);
+    app.add_option("--timeout", m_seconds, description)
+        ->type_name("SECONDS")
+        ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
 }
 
 std::chrono::milliseconds CTimeoutOption::Take() const
 {
     const std::chrono::duration<double, std::milli> longest = kForever;
-    if (!m_seconds || *m_seconds * 1000 >= longest.count())
+    // Asked in this way, "nan" is for ever too.
+    if (!m_seconds || !(*m_seconds * 1000 < longest.count()))
         return kForever;
     return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(*m_seconds));
 }

@@ -20,7 +20,8 @@ class CToolOptionsParser {
 public:
     void Define(CLI::App& app);
 
-    /// The options, with what was not given taken from the environment. Empty, after a message, when a directory is missing.
+    /// The options, with what was not given taken from the environment. Empty, after a message, when a directory is
+    /// missing.
     [[nodiscard]] std::optional<SToolOptions> Take() const;
 
 private:

@@ -32,8 +32,8 @@ public:
 
     /// The line, or the JSON object, of one request on standard output.
     void Print(const SRequestState& state) const;
-    /// A failure of the tool itself: the text on standard error, and the request as a client error where JSON is wanted.
-    /// Gives the exit code.
+    /// A failure of the tool itself: the text on standard error, and the request as a client error where JSON is
+    /// wanted. Gives the exit code.
     [[nodiscard]] eExitCode Fail(const std::wstring& name, const std::wstring& text) const;
 
     /// True once the user pressed Ctrl-C or the tool is to stop for another reason.
