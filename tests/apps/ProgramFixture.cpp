@@ -1,0 +1,230 @@
+#include "tests/apps/ProgramFixture.h"
+
+#include "platform/Module.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace {
+
+constexpr std::size_t kMaxFile = 16 << 20;
+
+std::wstring ProgramFile(const std::wstring& name)
+{
+    // Beside this test, and with the same extension, if the system has one.
+    const std::wstring self = platform::ProgramPath();
+    const std::wstring extension = platform::EqualsNoCase(platform::ExtensionOf(self), L".exe") ? L".exe" : L"";
+    return platform::JoinPath(platform::DirectoryOf(self), name + extension);
+}
+
+platform::SProcessOptions ToolEnvironment(const std::wstring& requests, const std::wstring& output)
+{
+    platform::SProcessOptions options;
+    options.environment = {{L"ZEL_REQUEST_DIR", requests}, {L"ZEL_OUTPUT_DIR", output}, {L"ZEL_CLIENT_DIR", L""}};
+    return options;
+}
+
+} // namespace
+
+std::vector<nlohmann::json> SProgramResult::Objects() const
+{
+    std::vector<nlohmann::json> objects;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        objects.push_back(nlohmann::json::parse(line, nullptr, false));
+        EXPECT_TRUE(objects.back().is_object()) << line;
+    }
+    return objects;
+}
+
+CRunningProgram::CRunningProgram(const std::wstring& name, const std::vector<std::wstring>& arguments,
+                                 platform::SProcessOptions options)
+    : m_pScratch(std::make_unique<testsupport::CTemporaryDirectory>()), m_strErrorFile(*m_pScratch / L"errors.txt")
+{
+    options.pipeOutput = true;
+    options.errorFile = m_strErrorFile;
+    // First, so that a test can set it: the last entry of a name counts.
+    options.environment.insert(options.environment.begin(), {L"ZEL_COMPONENT_PATH", L""});
+    const platform::eOsError error = m_process.Start(ProgramFile(name), arguments, options);
+    EXPECT_EQ(error, platform::eOsError_None) << platform::ToUtf8(ProgramFile(name));
+}
+
+std::string CRunningProgram::Errors() const
+{
+    std::string bytes;
+    static_cast<void>(platform::ReadWholeFile(m_strErrorFile, platform::eOpenMode_ReadShared, bytes, kMaxFile));
+    std::erase(bytes, '\r');
+    return bytes;
+}
+
+bool CRunningProgram::WaitForErrors(const std::string& text) const
+{
+    return WaitUntil([&] { return Contains(Errors(), text); });
+}
+
+SProgramResult CRunningProgram::Finish()
+{
+    SProgramResult result;
+    result.output = m_process.ReadAll(kPatience);
+    std::erase(result.output, '\r');
+    EXPECT_TRUE(m_process.Wait(kPatience, result.code)) << "did not end; so far: " << Errors();
+    result.errors = Errors();
+    return result;
+}
+
+CProgramTest::CProgramTest()
+    : m_strRequests(m_root / L"requests"), m_strOutput(m_root / L"output"), m_strHome(m_root / L"home")
+{
+    for (const std::wstring& directory : {m_strRequests, m_strOutput, m_strHome})
+        EXPECT_EQ(platform::Files().MakeDirectory(directory), platform::eOsError_None);
+}
+
+CProgramTest::~CProgramTest() = default;
+
+SProgramResult CProgramTest::RunProgram(const std::wstring& name, const std::vector<std::wstring>& arguments,
+                                        platform::SProcessOptions options)
+{
+    return CRunningProgram(name, arguments, std::move(options)).Finish();
+}
+
+SProgramResult CProgramTest::Zel(const std::vector<std::wstring>& arguments) const
+{
+    return StartZel(arguments).Finish();
+}
+
+CRunningProgram CProgramTest::StartZel(const std::vector<std::wstring>& arguments) const
+{
+    return CRunningProgram(L"zel", arguments, ToolEnvironment(m_strRequests, m_strOutput));
+}
+
+std::vector<std::wstring> CProgramTest::DirectoryArguments() const
+{
+    return {L"--request-dir", m_strRequests, L"--output-dir", m_strOutput};
+}
+
+SProgramResult CProgramTest::ServerResult(const std::vector<std::wstring>& arguments) const
+{
+    return RunProgram(L"zel-server", arguments);
+}
+
+CRunningProgram CProgramTest::StartServer(const std::vector<std::wstring>& extra,
+                                          platform::SProcessOptions options) const
+{
+    std::vector<std::wstring> arguments = DirectoryArguments();
+    arguments.insert(arguments.end(), {L"--components", TestPlugins()});
+    arguments.insert(arguments.end(), extra.begin(), extra.end());
+    CRunningProgram server(L"zel-server", arguments, std::move(options));
+    std::wstring line;
+    EXPECT_TRUE(server.Process().ReadLine(line, kPatience)) << server.Errors();
+    EXPECT_EQ(platform::ToUtf8(line), "zel-server: ready");
+    return server;
+}
+
+void CProgramTest::StopServer(CRunningProgram& server)
+{
+    server.Process().RequestStop();
+    const SProgramResult result = server.Finish();
+    EXPECT_EQ(result.code, 0) << result.errors;
+}
+
+std::wstring CProgramTest::MakeRequest(const std::wstring& name, const std::wstring& taskAttributes) const
+{
+    const std::wstring path = InHome(name);
+    Write(path, platform::ToUtf8(L"<Request><Task " + taskAttributes + L"/></Request>"));
+    return path;
+}
+
+std::wstring CProgramTest::MakeEcho(const std::wstring& name, const std::wstring& text) const
+{
+    return MakeRequest(name, L"Type=\"Echo\" Text=\"" + text + L"\"");
+}
+
+std::wstring CProgramTest::MakeGate(const std::wstring& name) const
+{
+    return MakeRequest(name, L"Type=\"Gate\" GateFile=\"" + Gate(name) + L"\"");
+}
+
+std::wstring CProgramTest::Gate(const std::wstring& name) const
+{
+    return InHome(name + L".gate");
+}
+
+bool CProgramTest::WaitUntilAtGate(const std::wstring& name) const
+{
+    return WaitUntil([&] { return platform::PathExists(Gate(name) + L".entered"); });
+}
+
+std::wstring CProgramTest::InRequests(const std::wstring& name) const
+{
+    return platform::JoinPath(m_strRequests, name);
+}
+
+std::wstring CProgramTest::InQueue(const std::wstring& name) const
+{
+    return platform::JoinPath(platform::JoinPath(m_strOutput, L"Queue"), name);
+}
+
+std::wstring CProgramTest::InOutput(const std::wstring& name) const
+{
+    return platform::JoinPath(m_strOutput, name);
+}
+
+std::wstring CProgramTest::InHome(const std::wstring& name) const
+{
+    return platform::JoinPath(m_strHome, name);
+}
+
+void CProgramTest::Write(const std::wstring& path, const std::string& bytes)
+{
+    EXPECT_EQ(platform::WriteWholeFile(path, bytes), platform::eOsError_None) << platform::ToUtf8(path);
+}
+
+std::string CProgramTest::Read(const std::wstring& path)
+{
+    std::string bytes;
+    EXPECT_EQ(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, bytes, kMaxFile), platform::eOsError_None)
+        << platform::ToUtf8(path);
+    return bytes;
+}
+
+std::vector<std::wstring> CProgramTest::FilesIn(const std::wstring& directory)
+{
+    std::vector<platform::SDirectoryEntry> entries;
+    EXPECT_EQ(platform::Files().List(directory, entries), platform::eOsError_None);
+    std::vector<std::wstring> names;
+    for (const platform::SDirectoryEntry& entry : entries) {
+        if (!entry.isDirectory)
+            names.push_back(entry.name);
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
+bool WaitUntil(const std::function<bool()>& condition)
+{
+    const auto end = platform::SystemClock().Steady() + kPatience;
+    while (!condition()) {
+        if (platform::SystemClock().Steady() >= end)
+            return false;
+        platform::SystemClock().SleepFor(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+std::string EchoResponse(const std::string& text)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Response>" + text + "</Response>\n";
+}
+
+std::wstring TestPlugins()
+{
+    return platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"test-plugins");
+}
+
+bool Contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}

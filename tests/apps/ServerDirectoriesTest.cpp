@@ -1,0 +1,140 @@
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "tests/apps/ProgramFixture.h"
+
+#include <filesystem>
+
+namespace {
+
+class ServerDirectoriesTest : public CProgramTest {
+protected:
+    [[nodiscard]] SProgramResult Start(const std::wstring& requests, const std::wstring& output,
+                                       const std::vector<std::wstring>& extra = {}) const
+    {
+        std::vector<std::wstring> arguments = {L"--request-dir", requests,        L"--output-dir",
+                                               output,           L"--components", TestPlugins()};
+        arguments.insert(arguments.end(), extra.begin(), extra.end());
+        return ServerResult(arguments);
+    }
+
+    void ExpectRefused(const SProgramResult& result, const std::vector<std::string>& words) const
+    {
+        EXPECT_EQ(result.code, 1);
+        EXPECT_EQ(result.output, "");
+        for (const std::string& word : words)
+            EXPECT_TRUE(Contains(result.errors, word)) << result.errors;
+    }
+};
+
+TEST_F(ServerDirectoriesTest, MissingDirectoriesAreNamed)
+{
+    ExpectRefused(Start(m_root / L"missing", m_strOutput), {"request directory", "missing", "--create-dirs"});
+    ExpectRefused(Start(m_strRequests, m_root / L"missing"), {"output directory", "missing", "--create-dirs"});
+}
+
+TEST_F(ServerDirectoriesTest, FileInPlaceOfADirectoryIsNamed)
+{
+    Write(InHome(L"file"), "");
+    ExpectRefused(Start(InHome(L"file"), m_strOutput, {L"--create-dirs"}), {"file", "not a directory"});
+}
+
+TEST_F(ServerDirectoriesTest, CreatesWhatIsMissing)
+{
+    m_strRequests = m_root / platform::JoinPath(L"new", L"requests");
+    m_strOutput = m_root / platform::JoinPath(platform::JoinPath(L"new", L"deep"), L"output");
+    CRunningProgram server = StartServer({L"--create-dirs"});
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    StopServer(server);
+}
+
+TEST_F(ServerDirectoriesTest, SameDirectoryIsRefusedInEverySpelling)
+{
+    const std::wstring other = platform::JoinPath(platform::JoinPath(m_strRequests, L".."), L"requests");
+    ExpectRefused(Start(m_strRequests, m_strRequests), {"same directory"});
+    ExpectRefused(Start(m_strRequests, other), {"same directory"});
+    ExpectRefused(Start(m_strRequests, platform::JoinPath(m_strRequests, L"")), {"same directory"});
+    EXPECT_EQ(FilesIn(m_strRequests), std::vector<std::wstring>());
+}
+
+TEST_F(ServerDirectoriesTest, QueueFolderIsNoRequestDirectory)
+{
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);
+    Write(InQueue(L"a.drq"), "keep");
+    ExpectRefused(Start(InOutput(L"Queue"), m_strOutput), {"Queue"});
+    EXPECT_EQ(Read(InQueue(L"a.drq")), "keep");
+}
+
+TEST_F(ServerDirectoriesTest, RequestDirectoryMayLieInTheOutputDirectory)
+{
+    m_strRequests = InOutput(L"in");
+    CRunningProgram server = StartServer({L"--create-dirs"});
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    StopServer(server);
+}
+
+TEST_F(ServerDirectoriesTest, ForeignFilesAreNotDeletedAndTheFirstIsNamed)
+{
+    Write(InOutput(L"thesis.txt"), "years of work");
+    Write(InOutput(L"budget.txt"), "");
+    ExpectRefused(Start(m_strRequests, m_strOutput), {"'budget.txt'", "Queue", "--adopt"});
+    EXPECT_EQ(Read(InOutput(L"thesis.txt")), "years of work");
+    EXPECT_FALSE(platform::PathExists(InOutput(L"Queue")));
+    EXPECT_FALSE(platform::PathExists(InOutput(L".zel-server")));
+}
+
+TEST_F(ServerDirectoriesTest, AdoptTakesThem)
+{
+    Write(InOutput(L"thesis.txt"), "");
+    CRunningProgram server = StartServer({L"--adopt"});
+    EXPECT_EQ(FilesIn(m_strOutput), std::vector<std::wstring>());
+    StopServer(server);
+}
+
+TEST_F(ServerDirectoriesTest, FilesBesideAQueueFolderAreOfAnEarlierServer)
+{
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"kept")), platform::eOsError_None);
+    Write(InOutput(L"old.drq.status"), "");
+    CRunningProgram server = StartServer();
+    EXPECT_EQ(FilesIn(m_strOutput), std::vector<std::wstring>());
+    EXPECT_TRUE(platform::DirectoryExists(InOutput(L"kept")));
+    StopServer(server);
+}
+
+TEST_F(ServerDirectoriesTest, SecondServerIsRefusedAndTouchesNothing)
+{
+    CRunningProgram server = StartServer();
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    const std::string process = "process " + std::to_string(server.Process().Id());
+    const std::wstring spelling = platform::JoinPath(platform::JoinPath(m_strHome, L".."), L"output");
+    for (const std::wstring& output : {m_strOutput, spelling})
+        ExpectRefused(Start(m_strRequests, output), {"another server", process, "output"});
+    EXPECT_TRUE(platform::PathExists(InOutput(L"a.drq")));
+    StopServer(server);
+    CRunningProgram next = StartServer();
+    StopServer(next);
+}
+
+TEST_F(ServerDirectoriesTest, SecondServerIsRefusedBehindALink)
+{
+    std::error_code error;
+    std::filesystem::create_directory_symlink(testsupport::StandardPath(m_strOutput),
+                                              testsupport::StandardPath(m_root / L"link"), error);
+    if (error)
+        GTEST_SKIP() << "this system makes no directory links here: " << error.message();
+    ExpectRefused(Start(m_root / L"link", m_strOutput), {"same directory"});
+    CRunningProgram server = StartServer();
+    ExpectRefused(Start(m_strRequests, m_root / L"link"), {"another server"});
+    StopServer(server);
+}
+
+TEST_F(ServerDirectoriesTest, KilledServerBlocksNobody)
+{
+    CRunningProgram server = StartServer();
+    server.Process().Kill();
+    static_cast<void>(server.Finish());
+    CRunningProgram next = StartServer();
+    StopServer(next);
+}
+
+} // namespace

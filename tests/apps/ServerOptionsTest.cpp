@@ -1,0 +1,73 @@
+#include "platform/FileSystem.h"
+#include "tests/apps/ProgramFixture.h"
+
+namespace {
+
+class ServerOptionsTest : public CProgramTest {};
+
+TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
+{
+    const SProgramResult result = ServerResult({L"--help"});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.errors, "");
+    for (const char* word :
+         {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual", "--no-executive", "--no-sync",
+          "--log-level", "--log-file", "--adopt", "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
+        EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
+}
+
+TEST_F(ServerOptionsTest, VersionIsOneLine)
+{
+    const SProgramResult result = ServerResult({L"--version"});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.output, "zel-server " ZEL_VERSION "\n");
+}
+
+TEST_F(ServerOptionsTest, MistakesEndWithCode2)
+{
+    const std::vector<std::pair<std::vector<std::wstring>, std::string>> mistakes = {
+        {{}, "--request-dir"},
+        {{L"--request-dir", m_strRequests}, "--output-dir"},
+        {{L"--request-dir", L"", L"--output-dir", m_strOutput}, "--request-dir"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--bogus"}, "--bogus"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"surplus"}, "surplus"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-level", L"loud"}, "loud"},
+    };
+    for (const auto& [arguments, text] : mistakes) {
+        const SProgramResult result = ServerResult(arguments);
+        EXPECT_EQ(result.code, 2) << result.errors;
+        EXPECT_EQ(result.output, "");
+        EXPECT_TRUE(result.errors.starts_with("zel-server: ")) << result.errors;
+        EXPECT_TRUE(Contains(result.errors, text)) << result.errors;
+    }
+}
+
+TEST_F(ServerOptionsTest, LogFileTakesTheLog)
+{
+    const std::wstring file = m_root / L"server.log";
+    CRunningProgram server = StartServer({L"--log-file", file, L"--log-level", L"debug"});
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    StopServer(server);
+    EXPECT_EQ(server.Errors(), "");
+    EXPECT_TRUE(Contains(Read(file), "CZelProcessorServer::Listen() started")) << Read(file);
+    EXPECT_TRUE(Contains(Read(file), "a.drq")) << Read(file);
+}
+
+TEST_F(ServerOptionsTest, LogLevelHidesWhatIsLess)
+{
+    CRunningProgram server = StartServer({L"--log-level", L"error"});
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    StopServer(server);
+    EXPECT_EQ(server.Errors(), "");
+}
+
+TEST_F(ServerOptionsTest, LogFileThatCannotBeOpenedEndsTheStart)
+{
+    std::vector<std::wstring> arguments = DirectoryArguments();
+    arguments.insert(arguments.end(), {L"--log-file", InHome(L"no/folder/server.log")});
+    const SProgramResult result = ServerResult(arguments);
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(Contains(result.errors, "server.log")) << result.errors;
+}
+
+} // namespace

@@ -1,0 +1,114 @@
+#include "platform/Os.h"
+#include "platform/Text.h"
+#include "tests/apps/ProgramFixture.h"
+
+#include <regex>
+
+namespace {
+
+/// What a server would write; no server runs here.
+std::string StatusFile(int status, const std::wstring& rest = {})
+{
+    return platform::ToUtf16Le(std::to_wstring(status) + L"\r\n" + rest);
+}
+
+class StatusCommandTest : public CProgramTest {
+protected:
+    [[nodiscard]] nlohmann::json StatusOf(const std::wstring& name) const
+    {
+        const SProgramResult result = Zel({L"status", name, L"--json"});
+        EXPECT_EQ(result.code, 0) << result.errors;
+        const std::vector<nlohmann::json> objects = result.Objects();
+        return objects.size() == 1 ? objects[0] : nlohmann::json();
+    }
+};
+
+TEST_F(StatusCommandTest, UnknownRequestIsNotRequestedWhichIsAnAnswer)
+{
+    const nlohmann::json status = StatusOf(L"nowhere.drq");
+    EXPECT_EQ(status["name"], "nowhere.drq");
+    EXPECT_EQ(status["status"], 4);
+    EXPECT_EQ(status["statusName"], "eRequestStatus_NotRequested");
+    EXPECT_TRUE(status["percent"].is_null());
+    EXPECT_TRUE(status["comment"].is_string());
+    EXPECT_TRUE(status["created"].is_null());
+    EXPECT_TRUE(status["modified"].is_null());
+}
+
+TEST_F(StatusCommandTest, RequestThatNobodyTookIsWaiting)
+{
+    Write(InRequests(L"a.drq"), "");
+    EXPECT_EQ(StatusOf(L"a.drq")["status"], 5);
+}
+
+TEST_F(StatusCommandTest, StatusFileGivesAllFields)
+{
+    Write(InOutput(L"a.drq.status"), StatusFile(8, L"ProgressPerc=42\r\nProgressComment=half\r\n"));
+    const nlohmann::json status = StatusOf(L"a.drq");
+    EXPECT_EQ(status["status"], 8);
+    EXPECT_EQ(status["statusName"], "eRequestStatus_Calculating");
+    EXPECT_EQ(status["percent"], 42);
+    EXPECT_EQ(status["comment"], "half");
+    const std::regex isoTime(R"(20\d\d-[01]\d-[0-3]\dT[0-2]\d:[0-5]\d:[0-5]\dZ)");
+    for (const char* time : {"created", "modified"})
+        EXPECT_TRUE(std::regex_match(status[time].get<std::string>(), isoTime)) << status;
+}
+
+TEST_F(StatusCommandTest, StatusThatCannotBeReadIsAClientError)
+{
+    Write(InOutput(L"a.drq.status"), "");
+    const SProgramResult result = Zel({L"status", L"a.drq", L"--json"});
+    EXPECT_EQ(result.code, 1);
+    ASSERT_EQ(result.Objects().size(), 1U);
+    EXPECT_EQ(result.Objects()[0]["status"], 0);
+}
+
+TEST_F(StatusCommandTest, SeveralNamesGiveOneObjectEachInTheirOrder)
+{
+    Write(InOutput(L"b.drq.status"), StatusFile(13));
+    const SProgramResult result = Zel({L"status", L"b.drq", L"path/to/a.drq", L"--json"});
+    EXPECT_EQ(result.code, 0);
+    const std::vector<nlohmann::json> objects = result.Objects();
+    ASSERT_EQ(objects.size(), 2U);
+    EXPECT_EQ(objects[0]["name"], "b.drq");
+    EXPECT_EQ(objects[0]["status"], 13);
+    EXPECT_EQ(objects[1]["name"], "a.drq");
+}
+
+TEST_F(StatusCommandTest, WithoutJsonThereIsALineForPeople)
+{
+    Write(InOutput(L"a.drq.status"), StatusFile(8, L"ProgressPerc=42\r\nProgressComment=half\r\n"));
+    EXPECT_EQ(Zel({L"status", L"a.drq"}).output, "a.drq: Calculating 42 % half\n");
+}
+
+TEST_F(StatusCommandTest, ListHasEveryRequestOnceAndNothingElse)
+{
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);
+    Write(InRequests(L"waits.drq"), "");
+    Write(InRequests(L"notes.txt"), "");
+    Write(InRequests(L"c.command"), "");
+    Write(InQueue(L"queued.XML"), "");
+    Write(InQueue(L"runs.drq"), "");
+    Write(InOutput(L"runs.drq.status"), StatusFile(9));
+    Write(InOutput(L"done.drq.status"), StatusFile(13));
+    Write(InOutput(L"done.drq"), "<Response/>");
+    Write(InOutput(L"c.command.status"), StatusFile(13));
+    const SProgramResult result = Zel({L"list", L"--json"});
+    EXPECT_EQ(result.code, 0);
+    std::vector<std::pair<std::string, int>> listed;
+    for (const nlohmann::json& object : result.Objects())
+        listed.emplace_back(object["name"], object["status"]);
+    const std::vector<std::pair<std::string, int>> expected = {
+        {"done.drq", 13}, {"queued.XML", 5}, {"runs.drq", 9}, {"waits.drq", 5}};
+    EXPECT_EQ(listed, expected);
+}
+
+TEST_F(StatusCommandTest, ListOfNothingIsEmpty)
+{
+    const SProgramResult result = Zel({L"list"});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "");
+}
+
+} // namespace

@@ -1,0 +1,40 @@
+#include "platform/Os.h"
+#include "platform/Text.h"
+#include "tests/apps/ProgramFixture.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+/// What only these file systems allow.
+class FileNamesTest : public CProgramTest {};
+
+TEST_F(FileNamesTest, NameThatIsNotValidTextIsServed)
+{
+    CRunningProgram server = StartServer();
+    const std::wstring name = platform::FromUtf8("x\xff\xfe.drq");
+    const SProgramResult result = Zel({L"send", MakeEcho(name, L"served"), L"-o", InHome(L"response"), L"--json"});
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_EQ(Read(InHome(L"response")), EchoResponse("served"));
+    ASSERT_EQ(result.Objects().size(), 1U);
+    EXPECT_EQ(result.Objects()[0]["name"], "x\xEF\xBF\xBD\xEF\xBF\xBD.drq");
+    StopServer(server);
+}
+
+TEST_F(FileNamesTest, FileWithoutReadPermissionEndsInAnErrorAndTheServerGoesOn)
+{
+    if (geteuid() == 0)
+        GTEST_SKIP() << "geteuid: root may read everything";
+    CRunningProgram server = StartServer();
+    Write(InHome(L"secret.drq"), "x");
+    ASSERT_EQ(chmod(platform::ToUtf8(InHome(L"secret.drq")).c_str(), 0), 0);
+    EXPECT_EQ(Zel({L"send", InHome(L"secret.drq")}).code, 1);
+    // Put there by hand.
+    ASSERT_EQ(platform::Files().Move(InHome(L"secret.drq"), InRequests(L"secret.drq"), 0), platform::eOsError_None);
+    EXPECT_EQ(Zel({L"wait", L"secret.drq"}).code, 3);
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    StopServer(server);
+}
+
+} // namespace

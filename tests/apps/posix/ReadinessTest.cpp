@@ -1,0 +1,58 @@
+#include "platform/Os.h"
+#include "platform/Text.h"
+#include "tests/apps/ProgramFixture.h"
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+/// A service manager that listens.
+class CNotifySocket {
+public:
+    explicit CNotifySocket(const std::wstring& path) : m_socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        const std::string narrow = platform::ToUtf8(path);
+        EXPECT_LT(narrow.size(), sizeof address.sun_path);
+        std::ranges::copy(narrow, address.sun_path);
+        EXPECT_EQ(bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    ~CNotifySocket() { close(m_socket); }
+    CNotifySocket(const CNotifySocket&) = delete;
+    CNotifySocket& operator=(const CNotifySocket&) = delete;
+
+    [[nodiscard]] std::string Receive() const
+    {
+        pollfd wait = {m_socket, POLLIN, 0};
+        std::array<char, 256> buffer = {};
+        if (poll(&wait, 1, 60'000) != 1)
+            return "nothing came";
+        const ssize_t length = recv(m_socket, buffer.data(), buffer.size(), 0);
+        return std::string(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    }
+
+private:
+    int m_socket;
+};
+
+class ReadinessTest : public CProgramTest {};
+
+TEST_F(ReadinessTest, ServiceManagerIsToldOfStartAndStop)
+{
+    const CNotifySocket manager(m_root / L"notify");
+    platform::SProcessOptions options;
+    options.environment = {{L"NOTIFY_SOCKET", m_root / L"notify"}};
+    CRunningProgram server = StartServer({}, options);
+    EXPECT_EQ(manager.Receive(), "READY=1");
+    StopServer(server);
+    EXPECT_EQ(manager.Receive(), "STOPPING=1");
+}
+
+} // namespace
