@@ -35,6 +35,7 @@ FAULTY void ReadFromBadAddress()
 FAULTY void CallBadAddress()
 {
     reinterpret_cast<void (*)()>(g_badAddress)();
+    g_result = 1; // or the call would be a jump, and the caller not on the stack
 }
 
 FAULTY void DivideByZero()

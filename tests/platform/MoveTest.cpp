@@ -31,7 +31,7 @@ const testsupport::CChildPart strangerPart(L"move-stranger", &OpenAsStranger);
 /// A directory on another volume than the temporary one, or nothing.
 std::wstring OtherVolume()
 {
-    for (const wchar_t* candidate : {L"/dev/shm", L"/run/shm"}) {
+    for (const wchar_t* candidate : {L"/dev/shm", L"/tmp", L"/var/tmp"}) {
         if (!DirectoryExists(candidate))
             continue;
         const CTemporaryDirectory here;
