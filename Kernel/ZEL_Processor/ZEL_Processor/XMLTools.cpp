@@ -232,7 +232,8 @@ bool CXMLTools::GetNodeValue(IXMLDOMNode* node, LONG& value)
     const CBstr type(L"i4");
     static_cast<void>(node->put_dataType(type.Get()));
     CVariant typed;
-    if (node->get_nodeTypedValue(typed.Put()) != S_OK)
+    // One of the DOMs answers a text that is no number with the text itself instead of a failure.
+    if (node->get_nodeTypedValue(typed.Put()) != S_OK || typed.Type() != VT_I4)
         return false;
     value = typed.Get().lVal;
     return true;
