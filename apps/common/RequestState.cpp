@@ -1,6 +1,5 @@
 #include "apps/common/RequestState.h"
 
-#include "platform/Os.h"
 #include "platform/Text.h"
 
 #include <chrono>
@@ -9,7 +8,6 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kCreationPatience(500);
 constexpr std::wstring_view kStatusPrefix = L"eRequestStatus_";
 
 std::string ToIsoTime(std::int64_t seconds)
@@ -50,12 +48,7 @@ SRequestState MakeState(const std::wstring& name, eZelProcRequestStatus status,
 SRequestState ReadState(CZelProcessorClient& client, const std::wstring& name)
 {
     CZelProcessorClient::CAdditionalRequestStatus additional;
-    const auto end = platform::Clock().Steady() + kCreationPatience;
-    eZelProcRequestStatus status = client.GetStatus(name, &additional);
-    while (status == eRequestStatus_ClientError && platform::Clock().Steady() < end) {
-        platform::Clock().SleepFor(std::chrono::milliseconds(1));
-        status = client.GetStatus(name, &additional);
-    }
+    const eZelProcRequestStatus status = client.GetStatus(name, &additional);
     return MakeState(name, status, additional);
 }
 

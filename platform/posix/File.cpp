@@ -109,7 +109,23 @@ private:
 int OpenFlags(eOpenMode mode)
 {
     constexpr int always = O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
-    return mode == eOpenMode_WriteExclusive ? always | O_WRONLY | O_CREAT : always | O_RDONLY;
+    return mode == eOpenMode_WriteExclusive ? always | O_WRONLY : always | O_RDONLY;
+}
+
+/// Creates a file that is locked before anybody can see it: a reader would find it empty otherwise, and take that for
+/// its content. Empty, with errno, when the path names something by now or the file system can't do it.
+CDescriptor CreateLocked(const CNativePath& path)
+{
+    constexpr int flags = O_TMPFILE | O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    CDescriptor descriptor(Uninterrupted([&] { return open(path.Parent().c_str(), flags, 0666); }));
+    if (!descriptor || flock(descriptor.Get(), LOCK_EX | LOCK_NB) != 0) {
+        return {};
+    }
+    const std::string anonymous = "/proc/self/fd/" + std::to_string(descriptor.Get());
+    if (linkat(AT_FDCWD, anonymous.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+        return {};
+    }
+    return descriptor;
 }
 
 } // namespace
@@ -118,7 +134,18 @@ eOsError OpenFile(const CNativePath& path, eOpenMode mode, std::unique_ptr<IFile
 {
     const int lock = (mode == eOpenMode_ReadShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
     for (int tries = 0; tries < kMaxOpenTries; ++tries) {
-        CDescriptor descriptor(Uninterrupted([&] { return open(path.c_str(), OpenFlags(mode), 0666); }));
+        CDescriptor descriptor(Uninterrupted([&] { return open(path.c_str(), OpenFlags(mode)); }));
+        if (!descriptor && errno == ENOENT && mode == eOpenMode_WriteExclusive) {
+            if (CDescriptor made = CreateLocked(path)) {
+                file = std::make_unique<CFile>(std::move(made), true, 0);
+                return eOsError_None;
+            }
+            if (errno == EEXIST) {
+                continue; // somebody else was faster
+            }
+            // A file system without nameless files: a reader may be faster than the lock and find the file empty.
+            descriptor.Reset(open(path.c_str(), OpenFlags(mode) | O_CREAT, 0666));
+        }
         if (!descriptor) {
             return PathError(errno, path.c_str());
         }

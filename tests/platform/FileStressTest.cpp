@@ -66,6 +66,38 @@ protected:
     const std::wstring m_path = m_directory / L"output.status";
 };
 
+TEST_P(FileStressTest, ANewFileIsNeverSeenBeforeItsContent)
+{
+    // The moment between creating and locking is short: a reader has to look often to meet it.
+    constexpr int rounds = 3000;
+    std::atomic<bool> stop = false;
+    std::atomic<int> emptySeen = 0;
+    std::atomic<int> seen = 0;
+    CThread reader;
+    ASSERT_TRUE(reader.Start([&] {
+        while (!stop) {
+            std::string content;
+            if (ReadWholeFile(m_path, GetParam(), content, 1000) == eOsError_None) {
+                ++seen;
+                emptySeen += content.empty() ? 1 : 0;
+            }
+        }
+        return 0U;
+    }));
+    for (int round = 0; round < rounds || seen == 0; ++round) {
+        ASSERT_EQ(WriteWhenFree(m_path, "content"), eOsError_None);
+        auto removed = Files().Remove(m_path);
+        while (removed == eOsError_SharingViolation) {
+            Clock().YieldThread();
+            removed = Files().Remove(m_path);
+        }
+        ASSERT_EQ(removed, eOsError_None);
+    }
+    stop = true;
+    EXPECT_TRUE(reader.Join());
+    EXPECT_EQ(emptySeen, 0);
+}
+
 TEST_P(FileStressTest, ReadersNeverSeeATornContentOfAThread)
 {
     ASSERT_EQ(WriteWholeFile(m_path, ""), eOsError_None);
