@@ -1,0 +1,88 @@
+#include "ZEL_Processor/ZelProcessorClient.h"
+#include "ZEL_Processor/ZelRequestWatch.h"
+#include "ZelProcessorProgressStatusFile.h"
+#include "bench/BenchError.h"
+#include "bench/ClientPart.h"
+#include "com/ZelCom.h"
+#include "framework/LogOptions.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+
+#include <memory>
+
+namespace {
+
+constexpr std::chrono::minutes kPatience{10};
+
+class CLibraryClient final : public IBenchClient {
+public:
+    CLibraryClient(const SBenchDirectories& directories, bool syncing)
+        : m_directories(directories), m_request(RequestText()),
+          m_statusFile(L"zel-bench", platform::JoinPath(directories.output, std::wstring(kStatusRequest) + L".status"))
+    {
+        m_client.Init(directories.request, directories.output, directories.client);
+        m_client.SetSyncing(syncing);
+    }
+
+    void Send(const std::wstring& name) override
+    {
+        // Not before: a watch makes every write to the output directory dearer, also those of the status rows.
+        if (!m_pWatch)
+            m_pWatch = std::make_unique<CZelRequestWatch>(m_client, m_directories.output);
+        const std::wstring path = platform::JoinPath(m_directories.client, name);
+        Check(platform::WriteWholeFile(path, m_request), L"write " + path);
+        if (m_client.SendRequest(path) != eRequestStatus_Sent)
+            Fail(L"cannot send " + path);
+    }
+
+    void WaitForEnd(const std::wstring& name) override
+    {
+        CZelProcessorClient::CAdditionalRequestStatus additional;
+        if (m_pWatch->WaitForEnd(name, kPatience, &additional) != eRequestStatus_Done)
+            Fail(L"the request " + name + L" failed: " + additional.GetProgressComment());
+    }
+
+    void Take(const std::wstring& name) override
+    {
+        if (!m_client.ReceiveOutput(name, platform::JoinPath(m_directories.target, name)))
+            Fail(L"cannot receive " + name);
+    }
+
+    void Listen(const std::wstring& name, std::chrono::milliseconds time) override
+    {
+        if (m_pWatch->WaitForEnd(name, time, nullptr) != eRequestStatus_Waiting)
+            Fail(L"the request " + name + L" was not left waiting");
+    }
+
+    void WriteStatus(unsigned percent) override
+    {
+        if (!m_statusFile.WriteStatusAndPercent(eRequestStatus_GettingData, static_cast<std::int32_t>(percent)))
+            Fail(L"cannot write the status file");
+    }
+
+    void ReadStatus() override
+    {
+        CZelProcessorClient::CAdditionalRequestStatus additional;
+        if (m_client.GetStatus(kStatusRequest, &additional) != eRequestStatus_GettingData)
+            Fail(L"cannot read the status file");
+    }
+
+private:
+    const SBenchDirectories& m_directories;
+    const std::string m_request;
+    CZelProcessorClient m_client;
+    CZelProcessorProgressStatusFile m_statusFile;
+    std::unique_ptr<CZelRequestWatch> m_pWatch;
+};
+
+} // namespace
+
+int RunLibraryClient(const SPartOptions& options)
+{
+    Brel::Log::SLogOptions log;
+    log.level = Brel::Log::eLogLevel_Warning;
+    static_cast<void>(Brel::Log::Configure(log));
+    const SBenchDirectories directories(options.root);
+    CLibraryClient client(directories, options.syncing);
+    return ServeParent(client, directories);
+}

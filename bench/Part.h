@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// The parts that the program plays when it was started by itself. Each announces itself with the line "ready", obeys lines
+/// on standard input and ends when that is closed.
+struct SPartOptions {
+    std::wstring root;       ///< of SBenchDirectories
+    bool syncing = true;
+    std::wstring components; ///< folder of the test tasks
+};
+
+constexpr const wchar_t* kPartSwitch = L"--part";
+constexpr const wchar_t* kLibraryServer = L"library-server";
+constexpr const wchar_t* kHoldingServer = L"holding-server"; ///< queues, but runs nothing
+constexpr const wchar_t* kLibraryClient = L"library-client";
+constexpr const wchar_t* kBareServer = L"bare-server";
+constexpr const wchar_t* kBareClient = L"bare-client";
+
+int RunLibraryServer(const SPartOptions& options, bool holding);
+int RunLibraryClient(const SPartOptions& options);
+int RunBareServer(const SPartOptions& options);
+int RunBareClient(const SPartOptions& options);
+
+/// Writes one line for the parent.
+void TellParent(const std::wstring& line);

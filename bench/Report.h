@@ -1,0 +1,10 @@
+#pragma once
+
+#include "bench/BenchRows.h"
+
+#include <string>
+
+/// The result as a table for people.
+[[nodiscard]] std::string TableOf(const SBenchResult& result);
+/// The result as one JSON object on one line; null where a field does not apply.
+[[nodiscard]] std::string JsonOf(const SBenchResult& result);

@@ -1,0 +1,109 @@
+#include "platform/Module.h"
+#include "platform/Path.h"
+#include "platform/Process.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <map>
+#include <set>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+std::wstring BenchProgram()
+{
+    const std::wstring own = platform::ProgramPath();
+    return platform::JoinPath(platform::DirectoryOf(own), L"zel-bench" + platform::ExtensionOf(own));
+}
+
+/// Runs the program and gives its standard output; the exit code must be as expected.
+std::string RunBench(const std::vector<std::wstring>& arguments, int expectedCode)
+{
+    platform::CProcess process;
+    platform::SProcessOptions options;
+    options.pipeOutput = true;
+    EXPECT_EQ(process.Start(BenchProgram(), arguments, options), platform::eOsError_None);
+    const std::string output = process.ReadAll(240s);
+    int exitCode = -1;
+    EXPECT_TRUE(process.Wait(30s, exitCode));
+    EXPECT_EQ(exitCode, expectedCode);
+    return output;
+}
+
+bool IsPositive(const nlohmann::json& value)
+{
+    return value.is_number() && value.get<double>() > 0;
+}
+
+TEST(BenchTest, EveryRowIsMeasuredWithSyncingOffAndOn)
+{
+    const testsupport::CTemporaryDirectory directory;
+    const std::string output =
+        RunBench({L"--dir", directory.Path(), L"--quick", L"--json", L"--idle-seconds", L"1"}, 0);
+    const nlohmann::json result = nlohmann::json::parse(output);
+
+    std::multiset<std::string> names;
+    std::map<bool, int> rowsPerSyncing;
+    for (const nlohmann::json& row : result.at("rows")) {
+        const std::string name = row.at("name");
+        names.insert(name);
+        ++rowsPerSyncing[row.at("sync").get<bool>()];
+        const bool isBurst = name.starts_with("burst-");
+        const bool isStatus = name.starts_with("status-");
+        EXPECT_TRUE(IsPositive(row.at("per_second"))) << name;
+        EXPECT_TRUE(IsPositive(row.at("bare_per_second"))) << name;
+        for (const char* field : {"p50_us", "p99_us", "bare_p50_us"})
+            EXPECT_TRUE(isBurst ? row.at(field).is_null() : IsPositive(row.at(field))) << name << " " << field;
+        // So few requests may take less processor time than the system counts.
+        for (const char* field : {"cpu_us", "bare_cpu_us"})
+            EXPECT_TRUE(isStatus ? row.at(field).is_null() : row.at(field).is_number()) << name << " " << field;
+    }
+    const std::multiset<std::string> once = {"round-trip",   "burst-1000",   "burst-10000",
+                                             "burst-100000", "status-write", "status-read"};
+    std::multiset<std::string> twice = once;
+    twice.insert(once.begin(), once.end());
+    EXPECT_EQ(names, twice);
+    EXPECT_EQ(rowsPerSyncing, (std::map<bool, int>{{false, 6}, {true, 6}}));
+    EXPECT_TRUE(result.at("idle_cpu_percent").is_number());
+    EXPECT_TRUE(IsPositive(result.at("server_peak_mb")));
+    EXPECT_TRUE(std::filesystem::is_empty(testsupport::StandardPath(directory.Path()))) << "left something behind";
+}
+
+TEST(BenchTest, WhatWasNotMeasuredIsNull)
+{
+    const testsupport::CTemporaryDirectory directory;
+    const std::string output = RunBench(
+        {L"--dir", directory.Path(), L"--quick", L"--json", L"--rows", L"status-read", L"--sync", L"off"}, 0);
+    const nlohmann::json result = nlohmann::json::parse(output);
+    ASSERT_EQ(result.at("rows").size(), 1U);
+    EXPECT_EQ(result.at("rows")[0].at("name"), "status-read");
+    EXPECT_EQ(result.at("rows")[0].at("sync"), false);
+    EXPECT_TRUE(result.at("idle_cpu_percent").is_null());
+    EXPECT_TRUE(result.at("server_peak_mb").is_null());
+}
+
+TEST(BenchTest, TheTableNamesTheRows)
+{
+    const testsupport::CTemporaryDirectory directory;
+    const std::string output =
+        RunBench({L"--dir", directory.Path(), L"--quick", L"--rows", L"status-write", L"--sync", L"on"}, 0);
+    EXPECT_NE(output.find("bare p50"), std::string::npos) << output;
+    EXPECT_NE(output.find("status-write on"), std::string::npos) << output;
+}
+
+TEST(BenchTest, AnUnknownRowIsAUsageError)
+{
+    const testsupport::CTemporaryDirectory directory;
+    EXPECT_EQ(RunBench({L"--dir", directory.Path(), L"--rows", L"no-such-row"}, 2), "");
+}
+
+TEST(BenchTest, ADirectoryThatIsNotThereIsAnError)
+{
+    const testsupport::CTemporaryDirectory directory;
+    EXPECT_EQ(RunBench({L"--dir", directory / L"missing", L"--quick", L"--rows", L"status-read"}, 1), "");
+}
+
+} // namespace
