@@ -61,15 +61,15 @@ protected:
         m_pServer->SetZelProcessorContext(&m_context);
         ASSERT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
         ASSERT_TRUE(m_pServer->Run());
+        m_pWatch = std::make_unique<CZelRequestWatch>(m_client, m_outputDir);
     }
 
     eZelProcRequestStatus Serve(const std::wstring& name, const std::string& task)
     {
         const std::wstring path = platform::JoinPath(m_clientDir, name);
         EXPECT_TRUE(platform::Succeeded(platform::WriteWholeFile(path, "<Request>" + task + "</Request>")));
-        CZelRequestWatch watch(m_client, m_outputDir);
         EXPECT_EQ(m_client.SendRequest(path), eRequestStatus_Sent);
-        return watch.WaitForEnd(name, std::chrono::seconds(60), &m_additional);
+        return m_pWatch->WaitForEnd(name, std::chrono::seconds(60), &m_additional);
     }
     /// A crash of this kind ends its request; the next one, of the same server, is served.
     void CrashAndServe(const std::string& kind, const std::string& where, int round)
@@ -108,6 +108,7 @@ protected:
     CTestContext m_context;
     CZelProcessorClient m_client;
     CZelProcessorClient::CAdditionalRequestStatus m_additional;
+    std::unique_ptr<CZelRequestWatch> m_pWatch;
     std::unique_ptr<CZelProcessorServer> m_pServer;
 };
 
