@@ -48,6 +48,20 @@ std::string Manifold(const std::string& columns)
 
 constexpr std::uint64_t kMegabyte = 1024 * 1024;
 
+/// The memory is bounded by 64 MB in all. Wine and the sanitizers use more than that for themselves, so there it is
+/// what a request of one row does not need.
+void ExpectLittleMemory(std::uint64_t peak)
+{
+    std::uint64_t own = 0;
+    if (testsupport::IsWine() || testsupport::IsAddressSanitized() || testsupport::IsThreadSanitized()) {
+        const testsupport::CTemporaryDirectory folder;
+        own = PeakOf(QueryRequest("box", "SELECT 1"), folder.Path(), folder / L"response.xml");
+        EXPECT_GT(own, 0U);
+    }
+    std::cout << "peak memory " << peak / kMegabyte << " MB, for one row " << own / kMegabyte << " MB\n";
+    EXPECT_LT(peak, own + 64 * kMegabyte);
+}
+
 } // namespace
 
 TEST(MillionRows, AQueryNeedsLittleMemory)
@@ -70,10 +84,8 @@ TEST(MillionRows, AQueryNeedsLittleMemory)
         ++rows;
     EXPECT_EQ(rows, 1000000U);
 
-    std::cout << "response " << response.size() / kMegabyte << " MB, peak memory " << peak / kMegabyte << " MB\n";
-    if (testsupport::IsWine() || testsupport::IsAddressSanitized() || testsupport::IsThreadSanitized())
-        GTEST_SKIP() << "what is measured is the memory of Wine or of the sanitizer as well";
-    EXPECT_LT(peak, 64 * kMegabyte);
+    std::cout << "response " << response.size() / kMegabyte << " MB\n";
+    ExpectLittleMemory(peak);
 }
 
 TEST(MillionRows, StatisticsNeedLittleMemory)
@@ -88,8 +100,5 @@ TEST(MillionRows, StatisticsNeedLittleMemory)
     EXPECT_EQ(ElementOf(response, "RowCount"), "1000000");
     EXPECT_EQ(ElementOf(response, "Median"), "500000.5");
 
-    std::cout << "peak memory " << peak / kMegabyte << " MB\n";
-    if (testsupport::IsWine() || testsupport::IsAddressSanitized() || testsupport::IsThreadSanitized())
-        GTEST_SKIP() << "what is measured is the memory of Wine or of the sanitizer as well";
-    EXPECT_LT(peak, 64 * kMegabyte);
+    ExpectLittleMemory(peak);
 }
