@@ -21,8 +21,6 @@ struct SRequestState {
 
 [[nodiscard]] SRequestState MakeState(const std::wstring& name, eZelProcRequestStatus status,
                                       const CZelProcessorClient::CAdditionalRequestStatus& additional);
-/// A status file that holds nothing may be one that is just being created: only one that stays so for half a second
-/// counts as unreadable.
 [[nodiscard]] SRequestState ReadState(CZelProcessorClient& client, const std::wstring& name);
 
 /// The JSON object of a state, on one line without line end. A name or comment that is no valid Unicode has U+FFFD in

@@ -18,15 +18,10 @@ constexpr milliseconds kRemovalPatience = 2000ms;
 } // namespace
 
 CFollower::CFollower(CToolSession& session, milliseconds timeout)
-    : m_session(session), m_watch(session.Client(), session.Options().outputDir), m_timeout(timeout)
-{
-    StartTime();
-}
-
-void CFollower::StartTime()
-{
-    m_end = platform::Clock().Steady() + m_timeout;
-}
+    : m_session(session),
+      m_watch(session.Client(), session.Options().outputDir),
+      m_end(platform::Clock().Steady() + timeout)
+{}
 
 eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
 {
@@ -57,8 +52,6 @@ SRequestState CFollower::WaitQuietly(const std::wstring& name, milliseconds slic
 {
     CZelProcessorClient::CAdditionalRequestStatus additional;
     const eZelProcRequestStatus status = m_watch.WaitForEnd(name, slice, &additional);
-    if (status == eRequestStatus_ClientError)
-        return ReadState(m_session.Client(), name); // which does not trust the first look
     return MakeState(name, status, additional);
 }
 

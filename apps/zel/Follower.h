@@ -8,14 +8,11 @@
 
 enum eFollowEnd { eFollowEnd_Final, eFollowEnd_TimedOut, eFollowEnd_Interrupted };
 
-/// Follows requests to their end. Made before the first of them is sent, so that no change is missed.
+/// Follows requests to their end. One object for all of them: its watch is not cheap to end.
 class CFollower {
 public:
-    /// timeout: for all that is followed together, counted from StartTime.
+    /// timeout: for all that is followed together, counted from now.
     CFollower(CToolSession& session, std::chrono::milliseconds timeout);
-
-    /// Starts the time; the constructor did so already.
-    void StartTime();
 
     /// Waits for the end of a request and gives its last state. Once it is over, the server has put the request away:
     /// its name is free but for status and response.
@@ -30,6 +27,5 @@ private:
 
     CToolSession& m_session;
     CZelRequestWatch m_watch;
-    std::chrono::milliseconds m_timeout;
-    std::chrono::nanoseconds m_end;
+    const std::chrono::nanoseconds m_end;
 };

@@ -52,7 +52,7 @@ bool CSendCommand::MakeItems()
             return UsageError(L"'" + name + L"' cannot be the name of a request: " + why);
         if (!names.insert(name).second)
             return UsageError(L"two of the files have the name '" + name + L"'");
-        m_items.push_back({file, name});
+        m_items.push_back({.source = file, .name = name});
     }
     return true;
 }
@@ -67,22 +67,35 @@ bool CSendCommand::CheckTarget() const
 
 int CSendCommand::Run(CToolSession& session)
 {
-    CFollower follower(session, m_timeout.Take());
-    // Each request's code is kept in the order of the files, whatever happens first.
-    std::vector<eExitCode> codes;
     for (SItem& item : m_items)
-        codes.push_back(SendItem(session, item));
-    follower.StartTime();
-    for (std::size_t index = 0; m_bWait && index < m_items.size(); ++index) {
-        if (m_items[index].isSent)
-            codes[index] = FirstFailure(codes[index], FinishItem(session, follower, m_items[index]));
-        if (session.IsInterrupted())
-            return eExitCode_Interrupted;
-    }
+        item.code = SendItem(session, item);
+    if (m_bWait && FinishItems(session) == eFollowEnd_Interrupted)
+        return eExitCode_Interrupted;
     eExitCode code = eExitCode_Done;
-    for (const eExitCode next : codes)
-        code = FirstFailure(code, next);
+    for (const SItem& item : m_items)
+        code = FirstFailure(code, item.code);
     return code;
+}
+
+eFollowEnd CSendCommand::FinishItems(CToolSession& session)
+{
+    CFollower follower(session, m_timeout.Take());
+    eFollowEnd end = eFollowEnd_Final;
+    for (SItem& item : m_items) {
+        if (!item.isSent)
+            continue;
+        SRequestState state;
+        end = follower.Follow(item.name, state);
+        if (end == eFollowEnd_Final) {
+            item.code = FirstFailure(item.code, Collect(session, state));
+            continue;
+        }
+        session.Print(state);
+        item.code = FirstFailure(item.code, CFollower::ReportEnd(end, item.name));
+        if (end == eFollowEnd_Interrupted)
+            break;
+    }
+    return end;
 }
 
 eExitCode CSendCommand::SendItem(CToolSession& session, SItem& item)
@@ -107,16 +120,6 @@ eExitCode CSendCommand::SendItem(CToolSession& session, SItem& item)
         session.Print(state);
     }
     return code;
-}
-
-eExitCode CSendCommand::FinishItem(CToolSession& session, CFollower& follower, const SItem& item)
-{
-    SRequestState state;
-    const eFollowEnd end = follower.Follow(item.name, state);
-    if (end == eFollowEnd_Final)
-        return Collect(session, state);
-    session.Print(state);
-    return CFollower::ReportEnd(end, item.name);
 }
 
 eExitCode CSendCommand::Collect(CToolSession& session, const SRequestState& state)

@@ -17,12 +17,14 @@ private:
         std::wstring source;
         std::wstring name;
         bool isSent = false;
+        eExitCode code = eExitCode_Done;
     };
 
     [[nodiscard]] bool MakeItems();
     [[nodiscard]] bool CheckTarget() const;
     [[nodiscard]] eExitCode SendItem(CToolSession& session, SItem& item);
-    [[nodiscard]] eExitCode FinishItem(CToolSession& session, CFollower& follower, const SItem& item);
+    /// Interrupted when the user did not wait for all.
+    [[nodiscard]] eFollowEnd FinishItems(CToolSession& session);
     [[nodiscard]] eExitCode Collect(CToolSession& session, const SRequestState& state);
 
     std::vector<std::string> m_files;
