@@ -95,8 +95,9 @@ void AddTexts(CTable& table)
     table.push_back(Good("white space around a value is no part of it", "<a>  x  y  </a>", L"a('  x  y  ')", L"a", L"x  y"));
     table.push_back(Good("white space that is to be kept", "<a xml:space='preserve'> <b/> x </a>",
                          L"a[@xml:space='preserve'](' ' b ' x ')", L"a", L"  x "));
-    table.push_back(UnderWine(Good("line ends become one character", "<a>\r\nx\r\ny</a>", L"a('\nx\ny')", L"a", L"x\ny"),
-                              {true, L"a('\nxy')", L"xy"}, "drops a line end at which its parser cuts the text"));
+    table.push_back(Good("line ends become one character", "<a>\r\nx\r\ny</a>", L"a('\nx\ny')", L"a", L"x\ny"));
+    table.push_back(UnderWine(Good("white space at the end of a text", "<a>\r\nx\r\n</a>", L"a('\nx\n')", L"a", L"x"),
+                              {true, L"a('\nx')", L"x"}, "drops white space where its parser happens to cut the text"));
     table.push_back(Good("the five entities and character references", "<a>&amp;&lt;&gt;&quot;&apos;&#65;&#x17e;</a>",
                          L"a('&<>\"'A\u017E')", L"a", L"&<>\"'A\u017E"));
     table.push_back(Good("a CDATA section is a node of its own", "<a>x<![CDATA[<&>]]>y</a>", L"a('x' <<&>> 'y')", L"a", L"x<&>y"));
@@ -111,11 +112,13 @@ void AddNames(CTable& table)
                          L"p:a[@z='1'@p:y='2'@xmlns:p='urn:x'](p:b('5'))", L"P:B", L"5"));
     table.push_back(Good("a name without its prefix is another one", "<a xmlns:p='u'><p:n>1</p:n><n>2</n></a>",
                          L"a[@xmlns:p='u'](p:n('1') n('2'))", L"n", L"2"));
-    table.push_back(Good("a default namespace changes no name", "<a xmlns='urn:d'><b>1</b></a>",
-                         L"a[@xmlns='urn:d'](b('1'))", L"b", L"1"));
+    table.push_back(UnderWine(Good("a default namespace changes no name", "<a xmlns='urn:d'><b>1</b></a>",
+                                   L"a[@xmlns='urn:d'](b('1'))", L"b", L"1"),
+                              {true, L"", L"1"}, "counts the declaration among the attributes, but does not hand it out"));
     table.push_back(UnderWine(Good("a prefix that nobody declared", "<q:a p:x='1'><q:b>5</q:b></q:a>",
                                    L"q:a[@p:x='1'](q:b('5'))", L"q:b", L"5"),
-                              {true, L"a[@x='1'](b('5'))", L""}, "loses a prefix without a declaration"));
+                              {true, L"a[@x='1'@xmlns:q=''](b[@xmlns:q='']('5'))", L""},
+                              "loses a prefix without a declaration and makes a declaration of nothing"));
 }
 
 void AddEncodings(CTable& table)
@@ -200,8 +203,10 @@ void AddLarge(CTable& table)
     table.push_back(std::move(deep));
     table.push_back(Bad("100,000 deep", Repeated("<a>", 100'000) + Repeated("</a>", 100'000), 1));
     // Long texts rather than many elements: the DOM under Wine counts a list from its start for every item.
-    table.push_back(Good("10 MB", "<r>" + Repeated("<row id='12345'>" + Repeated("some text ", 400) + "</row>", 2'500) + "<z>x</z></r>",
-                         L"", L"z", L"x"));
+    const std::string row = "<row id='12345'>" + Repeated("some text ", 400) + "</row>";
+    table.push_back(Good("4 MB", "<r>" + Repeated(row, 1'000) + "<z>x</z></r>", L"", L"z", L"x"));
+    // As a text it is more than the DOM under Wine converts.
+    table.push_back(FileOnly(Good("10 MB", "<r>" + Repeated(row, 2'600) + "<z>x</z></r>", L"", L"z", L"x")));
 }
 
 } // namespace

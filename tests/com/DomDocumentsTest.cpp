@@ -59,16 +59,19 @@ CComPtr<IXMLDOMNode> Find(CComPtr<IXMLDOMNode> parent, const std::wstring& name)
         const CComPtr<IXMLDOMNode> node = std::move(stack.front());
         stack.pop_front();
         std::deque<CComPtr<IXMLDOMNode>> children;
-        CComPtr<IXMLDOMNode> child;
-        ThrowIfFailed(node->get_firstChild(child.Put()));
-        while (child) {
+        CComPtr<IXMLDOMNodeList> list;
+        LONG length = 0;
+        // A document type has neither children nor siblings to give under Wine, and says so with a failure.
+        if (FAILED(node->get_childNodes(list.Put())) || FAILED(list->get_length(&length)))
+            continue;
+        for (LONG index = 0; index < length; ++index) {
+            CComPtr<IXMLDOMNode> child;
+            ThrowIfFailed(list->get_item(index, child.Put()));
             CBstr childName;
             ThrowIfFailed(child->get_nodeName(childName.Put()));
             if (platform::EqualsNoCase(childName.View(), name))
                 return child;
-            CComPtr<IXMLDOMNode> next;
-            ThrowIfFailed(child->get_nextSibling(next.Put()));
-            children.push_back(std::exchange(child, std::move(next)));
+            children.push_back(std::move(child));
         }
         stack.insert(stack.begin(), children.begin(), children.end());
     }

@@ -165,23 +165,6 @@ TEST_F(CDomTest, KindsOfNodes)
     EXPECT_EQ(value.Type(), VT_NULL);
 }
 
-TEST_F(CDomTest, NoOutPointerIsAnInvalidArgument)
-{
-    const auto document = Parse(L"<a/>");
-    const auto root = Root(document);
-    EXPECT_EQ(root->get_nodeName(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->get_nodeValue(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->get_nodeType(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->get_childNodes(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->get_firstChild(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->get_nextSibling(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->get_attributes(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->get_nodeTypedValue(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->get_text(nullptr), E_INVALIDARG);
-    EXPECT_EQ(root->hasChildNodes(nullptr), E_INVALIDARG);
-    EXPECT_EQ(document->get_documentElement(nullptr), E_INVALIDARG);
-}
-
 TEST_F(CDomTest, NodesKeepTheirDocumentAlive)
 {
     auto document = Parse(L"<a><b>text</b></a>");
@@ -295,7 +278,9 @@ TEST_F(CDomTest, AFileThatCannotBeReadIsAParseError)
 TEST_F(CDomTest, NamesOfFilesMayHaveBlanksAndOtherScripts)
 {
     const testsupport::CTemporaryDirectory folder;
-    for (const wchar_t* name : {L"with blank.xml", L"a+b&c#d.xml", L"\u017Elu\u0165ou\u010Dk\u00FD.xml", L"100%20.xml"}) {
+    for (const wchar_t* name : {L"with blank.xml", L"a+b&c#d.xml", L"\u017Elu\u0165ou\u010Dk\u00FD.xml", L"100%20.xml", L"50%.xml"}) {
+        if (testsupport::IsWine() && std::wstring(name).find(L'%') != std::wstring::npos)
+            continue; // the DOM under Wine decodes a path as if it were an address, so it looks for another file
         ASSERT_EQ(platform::WriteWholeFile(folder / name, "<a>x</a>"), platform::eOsError_None);
         const auto document = NewDocument();
         ASSERT_EQ(document->put_async(VARIANT_FALSE), S_OK);

@@ -8,8 +8,8 @@
 
 #include <string>
 
-// What a document from a stranger may cost, and what may be done with one that is built here. The DOM of Windows has limits of
-// its own.
+// What a document from a stranger may cost, what may be done with one that is built here, and wrong calls. The DOM of Windows has
+// limits of its own, and under Wine it dies of some of these calls.
 
 namespace {
 
@@ -167,6 +167,33 @@ TEST_F(CDomLimitsTest, WhatWouldSpoilTheDocumentIsRefused)
     EXPECT_EQ(root->appendChild(Root(Parse(L"<other/>")).Get(), nullptr), E_FAIL) << "a node of another document";
     EXPECT_EQ(element->removeChild(b.Get(), nullptr), E_INVALIDARG) << "a child of somebody else";
     EXPECT_EQ(DomShape(*document), L"a(b)");
+}
+
+TEST_F(CDomLimitsTest, NoOutPointerIsAnInvalidArgument)
+{
+    const auto document = Parse(L"<a/>");
+    const auto root = Root(document);
+    EXPECT_EQ(root->get_nodeName(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->get_nodeValue(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->get_nodeType(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->get_childNodes(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->get_firstChild(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->get_nextSibling(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->get_attributes(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->get_nodeTypedValue(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->get_text(nullptr), E_INVALIDARG);
+    EXPECT_EQ(root->hasChildNodes(nullptr), E_INVALIDARG);
+    EXPECT_EQ(document->get_documentElement(nullptr), E_INVALIDARG);
+}
+
+TEST_F(CDomLimitsTest, WrongArgumentsAreRefused)
+{
+    const auto document = Parse(L"<a/>");
+    EXPECT_EQ(document->save(CVariant::FromLong(5).Get()), E_INVALIDARG);
+    VARIANT_BOOL successful = VARIANT_TRUE;
+    EXPECT_EQ(document->load(CVariant::FromLong(5).Get(), &successful), E_INVALIDARG);
+    EXPECT_EQ(successful, VARIANT_FALSE);
+    EXPECT_EQ(DomShape(*document), L"a") << "nothing was loaded, so nothing changed";
 }
 
 TEST_F(CDomLimitsTest, TextsBesideEachOtherStayApart)
