@@ -61,7 +61,11 @@ function(zel_add_tests)
     add_test(NAME ${arg_NAME}
         COMMAND ${program} --gtest_output=json:test-results/${arg_NAME}.json
         WORKING_DIRECTORY "${CMAKE_BINARY_DIR}")
-    set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "${ZEL_TEST_ENVIRONMENT}")
+    set(environment ${ZEL_TEST_ENVIRONMENT})
+    if(CMAKE_CROSSCOMPILING)
+        list(APPEND environment "ZEL_WINE_OUTPUT=test-results/${arg_NAME}.log")
+    endif()
+    set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "${environment}")
     if(arg_SERIAL)
         set_tests_properties(${arg_NAME} PROPERTIES RUN_SERIAL ON)
     endif()
