@@ -31,6 +31,11 @@ if(WIN32)
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-cast-function-type>)
 endif()
 
+if(ZEL_SANITIZE)
+    # With the sanitizers GCC 12 takes members of the standard library's own classes for uninitialised.
+    add_compile_options(-Wno-maybe-uninitialized)
+endif()
+
 if(ZEL_WERROR)
     add_compile_options(-Werror)
 endif()

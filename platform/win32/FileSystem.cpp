@@ -30,6 +30,16 @@ eOsError FlushFile(const std::wstring& path)
     return FlushFileBuffers(handle.Get()) ? eOsError_None : LastOsError();
 }
 
+/// Tells whether anybody has the file open. MoveFileExW alone goes on beside openers that share deletion, and another
+/// process's move is one for a moment after the new name has appeared: whoever opened the file next, without sharing that,
+/// was turned away. What can't be opened for other reasons is left to the move to tell.
+bool IsHeld(const std::wstring& systemPath)
+{
+    const CHandle handle(
+        CreateFileW(systemPath.c_str(), DELETE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return !handle && LastOsError() == eOsError_SharingViolation;
+}
+
 bool IsDirectory(const std::wstring& systemPath)
 {
     const DWORD attributes = GetFileAttributesW(systemPath.c_str());
@@ -90,6 +100,9 @@ public:
             if (!Succeeded(error)) {
                 return error;
             }
+        }
+        if (IsHeld(systemFrom)) {
+            return eOsError_SharingViolation;
         }
         // Never with permission to copy: a copy is neither one step nor the same file. The new name is written through
         // even where the syncing is put off, for SyncDirectory can't do it later.

@@ -12,7 +12,8 @@ using testsupport::CTemporaryDirectory;
 /// A directory on another volume than the temporary one, or nothing.
 std::wstring OtherVolume()
 {
-    constexpr const wchar_t* candidate = L"/dev/shm";
+    // With its drive on Windows, where what begins with a slash is an option.
+    const std::wstring candidate = platform::AbsolutePath(L"/dev/shm");
     if (!platform::DirectoryExists(candidate))
         return {};
     const CTemporaryDirectory here;
@@ -21,7 +22,7 @@ std::wstring OtherVolume()
     std::error_code error;
     std::filesystem::create_hard_link(testsupport::StandardPath(here / L"probe"),
                                       testsupport::StandardPath(there / L"probe"), error);
-    return error == std::errc::cross_device_link ? candidate : L"";
+    return error == std::errc::cross_device_link ? candidate : std::wstring();
 }
 
 class ReceiveCommandTest : public CProgramTest {

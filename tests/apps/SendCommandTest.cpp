@@ -2,6 +2,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
+#include "tests/support/Predicates.h"
 
 #include <filesystem>
 
@@ -236,7 +237,8 @@ TEST_F(SendCommandTest, UnusualNamesAreServed)
     CRunningProgram server = StartServer();
     ExpectServed(L"with some blanks.drq");
     ExpectServed(L"\u010d\u00e1p \u6f22\u5b57.drq");
-    ExpectServed(std::wstring(196, L'n') + L".drq");
+    // The DOM of Windows takes no path of more than 259 characters.
+    ExpectServed(std::wstring(testsupport::IsWine() ? 120 : 196, L'n') + L".drq");
     ExpectServed(L"-dash & 'quote' %20.XML");
     StopServer(server);
 }
