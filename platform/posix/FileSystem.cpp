@@ -78,14 +78,19 @@ eOsError HoldFile(const CNativePath& path, CDescriptor& held)
     return eOsError_SharingViolation;
 }
 
+eOsError SyncDirectoryOf(const CDescriptor& directory)
+{
+    // EINVAL: a file system whose directories need no sync, or have none.
+    return fsync(directory.Get()) == 0 || errno == EINVAL ? eOsError_None : LastOsError();
+}
+
 eOsError SyncDirectoryAt(const char* path)
 {
     const CDescriptor directory(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory) {
         return DirectoryError(errno, path);
     }
-    // EINVAL: a file system whose directories need no sync, or have none.
-    return fsync(directory.Get()) == 0 || errno == EINVAL ? eOsError_None : LastOsError();
+    return SyncDirectoryOf(directory);
 }
 
 /// Makes the new name of a moved file durable.
@@ -168,9 +173,17 @@ public:
         if (syncNow && held && fdatasync(held.Get()) != 0) {
             return LastOsError();
         }
+        // Opened before the move, so that the file can be let go right after it: who is told of the new name would find
+        // the file held for as long as the device takes.
+        const CDescriptor directory(
+            syncNow ? open(target.Parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
         const auto moved = MoveHeld(source, target, (flags & eMoveFlag_ReplaceExisting) != 0);
         if (moved != eOsError_None || !writeThrough) {
             return moved;
+        }
+        if (syncNow && directory) {
+            held.Reset();
+            return SyncDirectoryOf(directory);
         }
         if (syncNow) {
             return SyncNewName(target, held);
