@@ -239,7 +239,10 @@ TEST_F(SendCommandTest, UnusualNamesAreServed)
     ExpectServed(L"\u010d\u00e1p \u6f22\u5b57.drq");
     // The DOM of Windows takes no path of more than 259 characters.
     ExpectServed(std::wstring(testsupport::IsWine() ? 120 : 196, L'n') + L".drq");
-    ExpectServed(L"-dash & 'quote' %20.XML");
+    ExpectServed(L"-dash & 'quote'.XML");
+    // Wine's DOM takes a path for an address and decodes what looks encoded in it.
+    if (!testsupport::IsWine())
+        ExpectServed(L"percent %20.drq");
     StopServer(server);
 }
 
