@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr std::chrono::minutes kPatience{10};
 /// Between the removal of the queued request and its last status lie microseconds.
 constexpr int kLooksAfterRemoval = 200;
 

@@ -10,6 +10,8 @@
 /// Everything throws when it fails.
 class IBenchClient {
 public:
+    static constexpr std::chrono::minutes kPatience{10};
+
     virtual ~IBenchClient() = default;
     IBenchClient(const IBenchClient&) = delete;
     IBenchClient& operator=(const IBenchClient&) = delete;

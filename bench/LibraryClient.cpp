@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr std::chrono::minutes kPatience{10};
-
 class CLibraryClient final : public IBenchClient {
 public:
     CLibraryClient(const SBenchDirectories& directories, bool syncing)

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::chrono::seconds kStartPatience{30};
 constexpr std::chrono::seconds kEndPatience{30};
-constexpr std::chrono::hours kPatience{2};
+constexpr std::chrono::hours kMeasuringTime{2};
 
 } // namespace
 
@@ -70,7 +70,7 @@ void CSide::Ask(const std::wstring& line)
 std::wstring CSide::Answer()
 {
     std::wstring line;
-    if (!m_client.ReadLine(line, kPatience))
+    if (!m_client.ReadLine(line, kMeasuringTime))
         Fail(L"the client gave no answer");
     return line;
 }

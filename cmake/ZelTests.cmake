@@ -45,8 +45,9 @@ function(zel_add_tests)
     add_executable(${arg_NAME} ${arg_SOURCES})
     target_include_directories(${arg_NAME} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/inc")
     target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBS} zel_test_main)
-    # What is tested is built as it ships; the tests themselves are built fast, with every frame on the stack.
-    target_compile_options(${arg_NAME} PRIVATE $<$<CONFIG:Release>:-O0>)
+    # What is tested is built as it ships, and as its sanitizers want it; the tests themselves are built fast, with every
+    # frame on the stack. Checks for undefined behaviour in the many small assertions cost two thirds of their build.
+    target_compile_options(${arg_NAME} PRIVATE -O0 -fno-sanitize=undefined)
 
     # Most of the time that a test takes to compile goes into these.
     target_precompile_headers(${arg_NAME} PRIVATE

@@ -31,6 +31,11 @@ if(WIN32)
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-cast-function-type>)
 endif()
 
+if(CMAKE_UNITY_BUILD)
+    # Each source is an included file then, and its own nameless namespace looks like a header's.
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
+endif()
+
 if(ZEL_SANITIZE)
     # With the sanitizers GCC 12 takes members of the standard library's own classes for uninitialised.
     add_compile_options(-Wno-maybe-uninitialized)

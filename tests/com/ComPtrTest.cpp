@@ -6,10 +6,10 @@
 
 namespace {
 
-class CAnswer final : public CComObject<ITestAnswer> {
+class CCountedAnswer final : public CComObject<ITestAnswer> {
 public:
-    explicit CAnswer(int& alive) : m_nAlive(alive) { ++m_nAlive; }
-    ~CAnswer() override { --m_nAlive; }
+    explicit CCountedAnswer(int& alive) : m_nAlive(alive) { ++m_nAlive; }
+    ~CCountedAnswer() override { --m_nAlive; }
     LONG STDMETHODCALLTYPE Answer() override { return 7; }
 
 private:
@@ -21,7 +21,7 @@ protected:
     CComPtr<ITestAnswer> Make()
     {
         CComPtr<ITestAnswer> answer;
-        answer.Attach(MakeComObject<CAnswer>(m_nAlive).Detach());
+        answer.Attach(MakeComObject<CCountedAnswer>(m_nAlive).Detach());
         return answer;
     }
     ~CComPtrTest() override { EXPECT_EQ(m_nAlive, 0) << "an object was not released"; }

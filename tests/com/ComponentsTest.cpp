@@ -19,14 +19,14 @@
 
 namespace {
 
-class CAnswer final : public CComObject<ITestAnswer> {
+class CThousandAnswer final : public CComObject<ITestAnswer> {
 public:
     LONG STDMETHODCALLTYPE Answer() override { return 1000; }
 };
 
 HRESULT MakeAnswer(REFIID iid, void** object)
 {
-    return MakeComObject<CAnswer>()->QueryInterface(iid, object);
+    return MakeComObject<CThousandAnswer>()->QueryInterface(iid, object);
 }
 
 CLSID ClassNumber(std::uint8_t number)
@@ -231,7 +231,7 @@ TEST_F(CComponentsTest, AHostRegistersClassesOfItsOwn)
 TEST_F(CComponentsTest, AClassIsNotAggregatedAndNotMadeOutOfProcess)
 {
     ASSERT_EQ(RegisterComponentClass(kTestClassOne, MakeAnswer, {}), S_OK);
-    const CComPtr<CAnswer> outer = MakeComObject<CAnswer>();
+    const CComPtr<CThousandAnswer> outer = MakeComObject<CThousandAnswer>();
     CComPtr<IUnknown> object;
     EXPECT_EQ(CoCreateInstanceZEL(kTestClassOne, outer.Get(), CLSCTX_INPROC_SERVER, ComIid<IUnknown>(), object.PutVoid()),
               CLASS_E_NOAGGREGATION);

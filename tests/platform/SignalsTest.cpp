@@ -9,7 +9,7 @@ namespace platform {
 namespace {
 
 using namespace std::chrono_literals;
-constexpr auto kSoon = 60s;
+constexpr auto kSignalTime = 60s;
 
 int Serve(const std::vector<std::wstring>&)
 {
@@ -25,7 +25,7 @@ int Serve(const std::vector<std::wstring>&)
     if (signals.WaitFor(10ms, received))
         return 2;
     testsupport::TellParent(L"serving");
-    const bool stopped = signals.WaitFor(kSoon, received) && received == eProgramSignal_Stop;
+    const bool stopped = signals.WaitFor(kSignalTime, received) && received == eProgramSignal_Stop;
     testsupport::TellParent(L"stopping");
     end.Set();
     return stopped && worker.Join() ? 21 : 3;

@@ -1,28 +1,12 @@
 #include "plugins/datastore/Spool.h"
 
+#include "tests/plugins/StringSink.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
-namespace {
-
-/// Keeps what it is given, and refuses after a number of calls.
-class CStringSink final : public IZelByteSink {
-public:
-    explicit CStringSink(unsigned calls = ~0U) : m_nCalls(calls) {}
-    bool Write(std::string_view bytes) override
-    {
-        m_strAll.append(bytes);
-        return m_nCalls-- != 0;
-    }
-    [[nodiscard]] const std::string& All() const { return m_strAll; }
-
-private:
-    unsigned m_nCalls;
-    std::string m_strAll;
-};
-
-} // namespace
+using testsupport::CStringSink;
 
 TEST(Spool, GivesBackWhatItTookInOrder)
 {

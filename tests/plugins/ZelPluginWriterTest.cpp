@@ -1,5 +1,6 @@
 #include <ZEL_Processor/ZelPluginWriter.h>
 
+#include "tests/plugins/StringSink.h"
 #include "tests/support/FaultyFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -15,17 +16,6 @@ std::string ContentOf(const std::wstring& path)
     EXPECT_EQ(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, bytes, 10000000), platform::eOsError_None);
     return bytes;
 }
-
-class CStringSink final : public IZelByteSink {
-public:
-    bool Write(std::string_view bytes) override
-    {
-        all.append(bytes);
-        return isGood;
-    }
-    std::string all;
-    bool isGood = true;
-};
 
 } // namespace
 
@@ -115,7 +105,7 @@ TEST(ZelXmlWriter, LaysOutElementsAndKeepsTextOnItsLine)
     xml.ElementMarkup("<d>1</d>");
     xml.Close();
     EXPECT_TRUE(xml.IsGood());
-    EXPECT_EQ(sink.all, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    EXPECT_EQ(sink.All(), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                         "<a q=\"&quot;&lt;&amp;&gt;&quot;&#10;&#9;\">\n"
                         "  <b>&lt;x&gt; &amp; \"y\" ]]&gt;</b>\n"
                         "  <c/>\n"
@@ -128,16 +118,14 @@ TEST(ZelXmlWriter, CharactersThatXmlLacksBecomeReplacements)
     CStringSink sink;
     CZelXmlWriter xml(sink);
     xml.Element("a", std::wstring(L"x\x1y\0z\r", 6));
-    EXPECT_EQ(sink.all, "<a>x\xEF\xBF\xBDy\xEF\xBF\xBDz&#13;</a>\n");
+    EXPECT_EQ(sink.All(), "<a>x\xEF\xBF\xBDy\xEF\xBF\xBDz&#13;</a>\n");
 }
 
 TEST(ZelXmlWriter, AFailureIsRemembered)
 {
-    CStringSink sink;
+    CStringSink sink(0);
     CZelXmlWriter xml(sink);
-    sink.isGood = false;
     xml.Element("a", L"x");
-    sink.isGood = true;
     xml.Element("b", L"x");
     EXPECT_FALSE(xml.IsGood());
 }
