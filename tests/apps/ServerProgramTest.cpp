@@ -142,7 +142,11 @@ TEST_F(ServerProgramTest, AfterItWasKilledTheStatusTellsTheTruth)
 
 TEST_F(ServerProgramTest, CrashingRequestsDoNotEndIt)
 {
-    CRunningProgram server = StartServer();
+    // A contained fault jumps over the frames that own memory, so what is lost then is no finding. A server without the
+    // leak checker does not know the variable.
+    platform::SProcessOptions options;
+    options.environment = {{L"LSAN_OPTIONS", L"detect_leaks=0"}};
+    CRunningProgram server = StartServer({}, std::move(options));
     for (const wchar_t* kind : {L"NullDereference", L"StackOverflow", L"Abort", L"Exception"}) {
         const std::wstring name = std::wstring(kind) + L".drq";
         const std::wstring file = MakeRequest(name, L"Type=\"Crash\" Kind=\"" + std::wstring(kind) + L"\"");

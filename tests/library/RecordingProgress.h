@@ -39,8 +39,11 @@ public:
     void SetCanceled(bool canceled) override
     {
         m_canceled = canceled;
-        if (!canceled)
-            ++m_starts;
+        if (canceled)
+            return;
+        ++m_starts;
+        if (m_onStart)
+            m_onStart();
     }
     bool IsCanceled() override
     {
@@ -50,6 +53,7 @@ public:
     }
 
     std::function<void()> m_onAsked; ///< set before a server runs
+    std::function<void()> m_onStart; ///< set before a server runs; called on its thread before it looks at a request
     std::atomic<bool> m_canceled = false;
     std::atomic<int> m_starts = 0;
 };

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <thread>
 #include <utility>
 
 namespace testsupport {
@@ -14,6 +15,7 @@ namespace testsupport {
 class CManualClock final : public platform::IClock {
 public:
     /// yieldStep: how far giving up the time slice moves the clock; loops that yield until a time-out need more than 0.
+    /// With 0 waiting does not move the clock at all, only the test does.
     explicit CManualClock(std::chrono::nanoseconds yieldStep = std::chrono::milliseconds(1)) : m_yieldStep(yieldStep) {}
 
     void Advance(std::chrono::nanoseconds duration) { m_nanoseconds += duration.count(); }
@@ -36,7 +38,7 @@ public:
     void SleepFor(std::chrono::milliseconds duration) override
     {
         ++m_sleeps;
-        Pass(duration);
+        Pass(m_yieldStep.count() == 0 ? m_yieldStep : duration);
     }
 
 private:
@@ -45,6 +47,7 @@ private:
     void Pass(std::chrono::nanoseconds duration)
     {
         Advance(duration);
+        std::this_thread::yield();
         if (m_hook)
             m_hook();
     }
