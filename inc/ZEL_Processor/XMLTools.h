@@ -5,6 +5,19 @@
 #include "com/Com.h"
 #include "com/Xml.h"
 
+#include <cstdint>
+
+class CHeapMemFile;
+struct IWQ_ArchiveObj;
+
+/// How a properties task names its item.
+enum eElementIdentification : std::int32_t {
+    eElementIdentification_None = 0,  ///< not at all
+    eElementIdentification_Name = 1,  ///< by element name
+    eElementIdentification_Id = 2,    ///< by id
+    eElementIdentification_First = 3, ///< the first item, whatever it is
+};
+
 /// Look-ups by node name over the DOM. Static functions without state; safe from any thread whose COM is initialised, one document
 /// on one thread at a time. Names are whole node names, prefix included, compared without regard to case; there is no namespace
 /// handling.
@@ -39,4 +52,26 @@ public:
     static bool GetAttributeValue(IXMLDOMNode* node, const CString& name, LONG& value);
     /// All zero when it is missing or no GUID in braces; true whenever the attribute is there.
     static bool GetAttributeValue(IXMLDOMNode* node, const CString& name, GUID& value);
+
+    /// True when the text has "dt:dt" behind its first character. At the very start it does not count.
+    static bool XmlContainsTypeDefinitions(const CString& xml);
+
+    /// Makes the "Task" element by which a client asks for one property of an item; id may be "GetFirst". The caller
+    /// appends it to the document. False for null pointers; a failing DOM throws CComError.
+    static bool CreateTask_Properties(IXMLDOMDocument* document, const CString& dataSource, const CString& id,
+                                      const CString& propertyName, IXMLDOMElement** task);
+    /// Reads such an element. "Id" wins over "ElementName"; without both everything is emptied and the result is false.
+    /// Other children that are missing give empty texts.
+    static bool ReadTask_Properties(IXMLDOMNode* task, CString& action, CString& dataSource,
+                                    eElementIdentification& identification, CString& idOrElementName,
+                                    CString& propertyName, CString& value);
+
+    /// Stores an object as the whole content of a memory file, in the form of the memory archive. The position is then
+    /// at the end, or at the start with rewind. E_FAIL for every failure, with what is in the file unspecified. Throws
+    /// CInvalidArgException for a null object or name. Both need a thread whose COM is initialised.
+    static HRESULT StoreWQ_ArchiveObjIntoBinaryData(IWQ_ArchiveObj* object, const wchar_t* name, CHeapMemFile& target,
+                                                    bool rewind);
+    /// Makes the object that was stored under this name. E_FAIL, with a null object, for every failure. Throws
+    /// CInvalidArgException for a null name or target.
+    static HRESULT LoadWQ_ArchiveObjFromBinaryData(CHeapMemFile& source, const wchar_t* name, IWQ_ArchiveObj** object);
 };
