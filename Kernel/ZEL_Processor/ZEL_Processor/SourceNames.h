@@ -8,6 +8,7 @@ constexpr const wchar_t* kLockFile = L"Kernel/ZEL_Processor/ZEL_Processor/LockFi
 constexpr const wchar_t* kZelProcessor = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessor";
 constexpr const wchar_t* kZelProcessorServer = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorServer";
 constexpr const wchar_t* kZelProcessorClient = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorClient";
+constexpr const wchar_t* kZELAutomationEnvFile = L"inc/ZELAutomation/ZELAutomationEnvFile";
 
 } // namespace SourceNames
 
