@@ -3,18 +3,22 @@
 #include "framework/Host.h"
 #include "platform/Module.h"
 
-#include <utility>
+#include <array>
+#include <cstddef>
 
 namespace MOXCrashRpt {
 
 namespace {
 
-/// A copy, not a pointer to the object: a fault may jump over the frame of the object, and the report is written after
-/// that.
-std::wstring& CurrentSubject()
+constexpr std::size_t kMaxSubject = 1023;
+
+// A copy, not a pointer to the object: a fault may jump over the frame of the object, and the report is written after
+// that. An array, for MinGW frees the memory of a thread's variables before it calls their destructors.
+thread_local std::array<wchar_t, kMaxSubject + 1> currentSubject{};
+
+void SetCurrentSubject(const std::wstring& subject)
 {
-    static thread_local std::wstring subject;
-    return subject;
+    currentSubject[subject.copy(currentSubject.data(), kMaxSubject)] = L'\0';
 }
 
 } // namespace
@@ -24,19 +28,19 @@ int GenerateErrorReport(const SMOXCrashRecord& record)
     return WQ_Host().GenerateErrorReport(record);
 }
 
-CScopedSubject::CScopedSubject(const std::wstring& subject) : m_strPrevious(CurrentSubject())
+CScopedSubject::CScopedSubject(const std::wstring& subject) : m_strPrevious(Current())
 {
-    CurrentSubject() = subject;
+    SetCurrentSubject(subject);
 }
 
 CScopedSubject::~CScopedSubject()
 {
-    CurrentSubject() = std::move(m_strPrevious);
+    SetCurrentSubject(m_strPrevious);
 }
 
 std::wstring CScopedSubject::Current()
 {
-    return CurrentSubject();
+    return currentSubject.data();
 }
 
 std::wstring ReportDirectory()

@@ -21,7 +21,7 @@ namespace MOXCrashRpt {
 [[nodiscard]] ZEL_FRAMEWORK_API int GenerateErrorReport(const SMOXCrashRecord& record);
 
 /// Names what the current thread works on for the life of the object, so that a crash report can tell. Survives a fault
-/// that jumps over the frames above it.
+/// that jumps over the frames above it. Of a subject of more than 1,023 units the rest is left out.
 class ZEL_FRAMEWORK_API CScopedSubject {
 public:
     explicit CScopedSubject(const std::wstring& subject);

@@ -1,59 +1,47 @@
-#include "platform/DeferredSync.h"
-
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
 
 #include <algorithm>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace platform {
 namespace {
 
-struct SDeferral {
-    unsigned depth = 0;
-    std::vector<std::wstring> directories;
-};
-
-SDeferral& ThisThread()
-{
-    thread_local SDeferral deferral;
-    return deferral;
-}
+// A pointer, not the list itself: MinGW frees the memory of a thread's variables before it calls their destructors.
+thread_local CDeferredDirectorySync* outermost = nullptr;
 
 } // namespace
 
-bool IsDirectorySyncDeferred()
-{
-    return ThisThread().depth > 0;
-}
-
-void DeferDirectorySync(std::wstring_view directory)
-{
-    // A scan has one or two target directories: a search from the end is all the index it takes.
-    auto& directories = ThisThread().directories;
-    if (std::find(directories.rbegin(), directories.rend(), directory) == directories.rend()) {
-        directories.emplace_back(directory);
-    }
-}
-
 CDeferredDirectorySync::CDeferredDirectorySync()
 {
-    ++ThisThread().depth;
+    if (outermost == nullptr) {
+        outermost = this;
+    }
 }
 
 CDeferredDirectorySync::~CDeferredDirectorySync()
 {
-    SDeferral& deferral = ThisThread();
-    if (--deferral.depth > 0) {
+    if (outermost != this) {
         return;
     }
-    const auto directories = std::exchange(deferral.directories, {});
-    for (const std::wstring& directory : directories) {
+    outermost = nullptr;
+    for (const std::wstring& directory : m_directories) {
         // Nobody is left to tell: the moves themselves are done, and what a failed sync risks is that they are undone
         // by a power failure, after which the files are where they were before.
         static_cast<void>(Files().SyncDirectory(directory));
+    }
+}
+
+bool CDeferredDirectorySync::IsActive()
+{
+    return outermost != nullptr;
+}
+
+void CDeferredDirectorySync::Add(std::wstring_view directory)
+{
+    // A scan has one or two target directories: a search from the end is all the index it takes.
+    auto& directories = outermost->m_directories;
+    if (std::find(directories.rbegin(), directories.rend(), directory) == directories.rend()) {
+        directories.emplace_back(directory);
     }
 }
 

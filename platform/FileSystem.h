@@ -9,6 +9,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// Files and directories as the protocol needs them. Windows semantics are the reference; what each system does to keep a
@@ -83,6 +84,7 @@ enum eMoveFlag : unsigned {
 enum eWatchFilter : unsigned {
     eWatchFilter_FileName = 1,               ///< names created, removed, moved in or out, renamed
     eWatchFilter_FileNameAndLastWrite = 9,   ///< and contents changed
+    eWatchFilter_FileNameGone = 65,          ///< names removed or moved out; on Windows, which can't tell, as FileName
 };
 
 enum eWaitResult { eWaitResult_Changed, eWaitResult_Timeout, eWaitResult_Woken, eWaitResult_Failed };
@@ -155,6 +157,14 @@ public:
     ~CDeferredDirectorySync();
     CDeferredDirectorySync(const CDeferredDirectorySync&) = delete;
     CDeferredDirectorySync& operator=(const CDeferredDirectorySync&) = delete;
+
+    /// For the file systems' Move: true while such an object lives on this thread.
+    [[nodiscard]] static bool IsActive();
+    /// Notes a directory for the end of the outermost object of this thread, once per directory.
+    static void Add(std::wstring_view directory);
+
+private:
+    std::vector<std::wstring> m_directories; ///< of the outermost one
 };
 
 /// True when the path names an existing file or directory.

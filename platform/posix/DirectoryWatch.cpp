@@ -16,10 +16,15 @@ namespace {
 
 std::uint32_t EventMask(eWatchFilter filter)
 {
-    constexpr std::uint32_t names = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+    constexpr std::uint32_t gone = IN_DELETE | IN_MOVED_FROM;
+    constexpr std::uint32_t names = gone | IN_CREATE | IN_MOVED_TO;
     constexpr std::uint32_t always = IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_EXCL_UNLINK;
     constexpr std::uint32_t contents = IN_MODIFY | IN_CLOSE_WRITE;
-    return names | always | (filter == eWatchFilter_FileNameAndLastWrite ? contents : 0);
+    switch (filter) {
+    case eWatchFilter_FileNameGone: return always | gone;
+    case eWatchFilter_FileNameAndLastWrite: return always | names | contents;
+    default: return always | names;
+    }
 }
 
 /// What poll takes: a negative number waits for ever.

@@ -1,6 +1,5 @@
 #include "platform/FileSystem.h"
 
-#include "platform/DeferredSync.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/posix/DirectoryWatch.h"
@@ -117,15 +116,16 @@ eOsError HoldTarget(const CNativePath& to, CDescriptor& held)
 
 eOsError MoveHeld(const CNativePath& from, const CNativePath& to, bool replace)
 {
-    if (replace) {
-        CDescriptor target;
-        if (const auto error = HoldTarget(to, target); error != eOsError_None) {
-            return error;
-        }
-        return rename(from.c_str(), to.c_str()) == 0 ? eOsError_None : PathError(errno, to.c_str());
-    }
+    // Nearly always there is nothing to replace, and then no target to hold.
     const int error = RenameNoReplace(from.c_str(), to.c_str());
-    return error == 0 ? eOsError_None : PathError(error, to.c_str());
+    if (error != EEXIST || !replace) {
+        return error == 0 ? eOsError_None : PathError(error, to.c_str());
+    }
+    CDescriptor target;
+    if (const auto held = HoldTarget(to, target); held != eOsError_None) {
+        return held;
+    }
+    return rename(from.c_str(), to.c_str()) == 0 ? eOsError_None : PathError(errno, to.c_str());
 }
 
 bool IsDirectoryEntry(DIR* directory, const dirent& entry)
@@ -168,7 +168,7 @@ public:
             return error;
         }
         const bool writeThrough = (flags & eMoveFlag_WriteThrough) != 0;
-        const bool syncNow = writeThrough && !IsDirectorySyncDeferred();
+        const bool syncNow = writeThrough && !CDeferredDirectorySync::IsActive();
         // The data first: a name must never be on the device before what it names.
         if (syncNow && held && fdatasync(held.Get()) != 0) {
             return LastOsError();
@@ -188,7 +188,7 @@ public:
         if (syncNow) {
             return SyncNewName(target, held);
         }
-        DeferDirectorySync(FromUtf8(target.Parent()));
+        CDeferredDirectorySync::Add(FromUtf8(target.Parent()));
         return eOsError_None;
     }
 

@@ -1,6 +1,5 @@
 #include "platform/FileSystem.h"
 
-#include "platform/DeferredSync.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/win32/DirectoryWatch.h"
@@ -94,7 +93,7 @@ public:
             return eOsError_AccessDenied;
         }
         const bool writeThrough = (flags & eMoveFlag_WriteThrough) != 0;
-        const bool deferred = writeThrough && IsDirectorySyncDeferred();
+        const bool deferred = writeThrough && CDeferredDirectorySync::IsActive();
         if (writeThrough && !deferred) {
             const eOsError error = FlushFile(systemFrom);
             if (!Succeeded(error)) {
@@ -113,7 +112,7 @@ public:
             return LastOsError();
         }
         if (deferred) {
-            DeferDirectorySync(DirectoryOf(to));
+            CDeferredDirectorySync::Add(DirectoryOf(to));
         }
         return eOsError_None;
     }

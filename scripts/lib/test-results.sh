@@ -57,6 +57,8 @@ count_results() { # preset results-folder
         if [[ ! -s $json ]]; then
             failed=$((failed + 1))
             echo "FAILED: $preset: $entry crashed, hung or did not start: it left no results"
+            # Under Wine a crash can look like success to CTest, which then shows nothing.
+            [[ ! -s $folder/$entry.log ]] || grep -n -m 1 -A 40 '^wine: Unhandled' "$folder/$entry.log" || true
             continue
         fi
         while IFS=$'\t' read -r result name; do

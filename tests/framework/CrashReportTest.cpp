@@ -299,6 +299,12 @@ TEST(CrashSubjectTest, NestsAndIsTheThreadsOwn)
     EXPECT_EQ(MOXCrashRpt::CScopedSubject::Current(), L"");
 }
 
+TEST(CrashSubjectTest, OfMoreThanItsRoomTheRestIsLeftOut)
+{
+    const MOXCrashRpt::CScopedSubject subject(std::wstring(1024, L'x'));
+    EXPECT_EQ(MOXCrashRpt::CScopedSubject::Current(), std::wstring(1023, L'x'));
+}
+
 TEST(CrashSubjectTest, IsKnownAfterAFaultJumpedOverItAndGoneWithTheOuterOne)
 {
     {

@@ -104,6 +104,17 @@ TEST_F(DirectoryWatchTest, ContentsDoNotCountOtherwise)
     ExpectQuiet("only names were asked for");
 }
 
+TEST_F(DirectoryWatchTest, NamesThatGoAreTold)
+{
+    Write(L"removed");
+    Write(L"moved");
+    Watch(eWatchFilter_FileNameGone);
+    ASSERT_EQ(Files().Remove(m_directory + L"/removed"), eOsError_None);
+    ExpectChange("removed");
+    ASSERT_EQ(Files().Move(m_directory + L"/moved", m_elsewhere / L"outside", 0), eOsError_None);
+    ExpectChange("moved out");
+}
+
 TEST_F(DirectoryWatchTest, AChangeStaysSignalledUntilItIsTaken)
 {
     Watch();
