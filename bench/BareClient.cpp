@@ -21,7 +21,7 @@ public:
     void Send(const std::wstring& name) override
     {
         if (!m_pWatch)
-            Check(platform::Files().Watch(m_directories.queue, platform::eWatchFilter_FileName, m_pWatch),
+            Check(platform::Files().Watch(m_directories.queue, platform::eWatchFilter_FileNameGone, m_pWatch),
                   L"watch the queue");
         const std::wstring path = platform::JoinPath(m_directories.client, name);
         Write(path);
@@ -32,9 +32,11 @@ public:
 
     void WaitForEnd(const std::wstring& name) override
     {
+        // In the order in which the request travels, so that it is not missed on its way.
+        const std::wstring sent = platform::JoinPath(m_directories.request, name);
         const std::wstring queued = platform::JoinPath(m_directories.queue, name);
         const std::wstring status = StatusPath(name);
-        while (BareExists(queued) || !IsDone(status)) {
+        while (BareExists(sent) || BareExists(queued) || !IsDone(status)) {
             if (m_pWatch->Wait(kPatience) != platform::eWaitResult_Changed)
                 Fail(L"the request " + name + L" did not end");
             Check(m_pWatch->Rearm(), L"watch the queue");

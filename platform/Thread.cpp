@@ -36,16 +36,20 @@ struct CManualResetEvent::SState {
     bool set = false; // guarded by mutex
 };
 
-CManualResetEvent::CManualResetEvent() : m_pState(std::make_unique<SState>()) {}
+CManualResetEvent::CManualResetEvent() : m_pState(std::make_shared<SState>()) {}
 
 CManualResetEvent::~CManualResetEvent() = default;
 
 void CManualResetEvent::Set()
 {
-    const std::lock_guard lock(m_pState->mutex);
-    m_pState->set = true;
-    // Under the lock, so that a waiter may destroy the event as soon as its wait is over.
-    m_pState->changed.notify_all();
+    // Its own hold on the state, because a waiter may destroy the event as soon as it is set. Waking somebody under the
+    // lock would only send him to sleep again, before it.
+    const std::shared_ptr<SState> state = m_pState;
+    {
+        const std::lock_guard lock(state->mutex);
+        state->set = true;
+    }
+    state->changed.notify_all();
 }
 
 void CManualResetEvent::Reset()

@@ -29,7 +29,7 @@ public:
 
 private:
     struct SState;
-    std::unique_ptr<SState> m_pState;
+    std::shared_ptr<SState> m_pState;
 };
 
 /// A joined thread with an exit code. The destructor joins.

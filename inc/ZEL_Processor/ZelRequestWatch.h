@@ -6,8 +6,8 @@
 #include <chrono>
 #include <memory>
 
-/// Waits for requests without polling: sleeps on notifications of the queue and output directories. Made before the request is sent, so
-/// that no change is missed. Make one for many requests: Linux takes some 20 ms to end one. One thread at a time, but for Wake.
+/// Waits for requests without polling: sleeps on notifications of the queue and output directories, which it watches from
+/// the first wait on. Make one for many requests: Linux takes some 20 ms to end one. One thread at a time, but for Wake.
 class ZEL_API CZelRequestWatch {
 public:
     /// The client must outlive the watch and keep its directories.
@@ -24,7 +24,7 @@ public:
     [[nodiscard]] eZelProcRequestStatus WaitForEnd(const CString& requestPath, std::chrono::milliseconds timeout,
                                                    CZelProcessorClient::CAdditionalRequestStatus* additional);
     /// Waits until something changed in the output directory (a status was written, a response came); false when the time is
-    /// over or Wake was called. A change since the last call counts.
+    /// over or Wake was called. A change since the last call counts; the first call is true at once, since nobody watched before.
     [[nodiscard]] bool WaitForChange(std::chrono::milliseconds timeout);
     /// Ends the current or the next wait. Safe from any thread and from signal handlers.
     void Wake();

@@ -54,6 +54,7 @@ TEST_F(RequestWatch, AWakeUpEndsTheWait)
 TEST_F(RequestWatch, AStatusWriteIsAChange)
 {
     CZelRequestWatch watch(m_client, m_outputDir);
+    EXPECT_TRUE(watch.WaitForChange(0ms)) << "nobody watched before";
     EXPECT_FALSE(watch.WaitForChange(0ms));
     Write(In(m_outputDir, L"a.drq.status"), "x");
     EXPECT_TRUE(watch.WaitForChange(kPatience));

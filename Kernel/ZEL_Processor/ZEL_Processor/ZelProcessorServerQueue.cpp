@@ -22,10 +22,11 @@ bool FindItem(const Items& items, const CString& path, std::size_t& position)
 
 bool CZelProcessorServer::AddRequestToQueue(const CString& path)
 {
-    const std::lock_guard lock(m_cs);
     const CString target = GetFileInQueueFullPath(path);
+    std::unique_lock lock(m_cs);
     if (Protocol::MoveFileWhenFree(path, target, MoveFlags(), &m_bRunning)) {
         m_queue.push_front({target, 0});
+        lock.unlock(); // or the executive would wake up only to wait for it
         m_evQueue->Set();
         return true;
     }

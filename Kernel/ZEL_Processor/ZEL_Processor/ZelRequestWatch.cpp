@@ -20,18 +20,19 @@ constexpr milliseconds kPollFallback = 200ms;
 /// How often to read the status of a request whose file does not go away.
 constexpr milliseconds kLookAnyway = 1000ms;
 
-/// One watched directory. Wake is safe at any time because the watch, once made, stays for the object's life.
+/// One watched directory. Made at the first wait, since a watch makes every change of the directory dearer for whoever
+/// makes it. Wake is safe at any time because the watch, once made, stays for the object's life.
 class CWatchedDirectory {
 public:
-    CWatchedDirectory(CString dir, platform::eWatchFilter filter) : m_strDir(std::move(dir)), m_filter(filter)
-    {
-        static_cast<void>(Arm());
-    }
+    CWatchedDirectory(CString dir, platform::eWatchFilter filter) : m_strDir(std::move(dir)), m_filter(filter) {}
 
-    /// True when something changed, or may have changed unseen.
+    /// Changed when something changed, or may have changed unseen.
     platform::eWaitResult Wait(milliseconds timeout)
     {
-        if (!Arm()) {
+        const bool isFirst = !m_pWatch;
+        if (Arm() && isFirst)
+            return platform::eWaitResult_Changed;
+        if (!m_bArmed) {
             platform::Clock().SleepFor(std::min(timeout, kPollFallback));
             return timeout > kPollFallback ? platform::eWaitResult_Changed : platform::eWaitResult_Timeout;
         }
@@ -94,7 +95,7 @@ private:
 struct CZelRequestWatch::SState {
     SState(CZelProcessorClient& watched, const CString& outputDir)
         : client(watched), queueDir(platform::JoinPath(outputDir, Protocol::kQueueDirectory)),
-          queue(queueDir, platform::eWatchFilter_FileName),
+          queue(queueDir, platform::eWatchFilter_FileNameGone),
           output(outputDir, platform::eWatchFilter_FileNameAndLastWrite)
     {
     }
@@ -157,6 +158,8 @@ eZelProcRequestStatus CZelRequestWatch::WaitForEnd(const CString& requestPath, m
         // A status that does not come after the removal comes by a write, which the queue directory does not see.
         CWatchedDirectory& watched = isWaiting ? m_pState->queue : m_pState->output;
         timedOut = watched.Wait(std::min(left, kLookAnyway)) == platform::eWaitResult_Timeout;
+        // Whoever removed the file writes its last status next: on a machine with nothing to spare it needs this processor.
+        platform::Clock().YieldThread();
     }
 }
 
