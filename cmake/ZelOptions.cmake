@@ -2,6 +2,7 @@
 
 option(ZEL_WERROR "Warnings are errors (on in the presets, off for others who build this)" OFF)
 option(ZEL_BUILD_TESTS "Build the tests" ON)
+option(ZEL_FUZZ "Build the fuzz programs of fuzz/; needs clang" OFF)
 set(ZEL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -35,7 +36,7 @@ if(WIN32)
     add_compile_definitions(UNICODE _UNICODE NOMINMAX WINVER=0x0A00 _WIN32_WINNT=0x0A00)
     # Template-heavy objects have more sections than the classic object format can count.
     add_compile_options(-Wa,-mbig-obj)
-else()
+elseif(NOT ZEL_FUZZ) # clang leaves the runtime of its sanitizers to the program
     # An unresolved symbol is an error when the library is linked, as it is on Windows, not when it is loaded.
     add_link_options($<$<IN_LIST:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY$<SEMICOLON>MODULE_LIBRARY>:-Wl,-z,defs>)
 endif()
@@ -43,4 +44,9 @@ endif()
 if(ZEL_SANITIZE)
     add_compile_options(-fsanitize=${ZEL_SANITIZE} -fno-sanitize-recover=all -O1)
     add_link_options(-fsanitize=${ZEL_SANITIZE})
+endif()
+
+if(ZEL_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -O1)
+    add_link_options(-fsanitize=address,undefined)
 endif()

@@ -31,7 +31,7 @@ if(WIN32)
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-cast-function-type>)
 endif()
 
-if(CMAKE_UNITY_BUILD)
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Each source is an included file then, and its own nameless namespace looks like a header's.
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-subobject-linkage>)
 endif()
