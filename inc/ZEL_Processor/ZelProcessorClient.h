@@ -3,11 +3,23 @@
 #include "ZEL_Processor/ZelExport.h"
 #include "ZEL_Processor/ZelProcessorEnums.h"
 #include "ZEL_Processor/ZelTypes.h"
+#include "com/ComPtr.h"
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
 
-/// The requesting application's side: hands request files to a server and follows them. Every call works on the caller's thread, blocks
-/// for as long as it takes, and is independent of the others; one object may be used by several threads once Init was called.
+class CWQ_Thread;
+struct IWQ_CLSIDArray;
+struct IWQ_DsEventsData;
+
+/// The requesting application's side: hands request files to a server, follows and steers them, and hears of changes in the data.
+///
+/// Every call works on the caller's thread, blocks for as long as it takes, and is independent of the others; one object may be used
+/// by several threads once Init was called. Registering, unregistering and taking changes belong to one of them. Commands,
+/// and what uses them, need a thread whose COM is initialised.
 class ZEL_API CZelProcessorClient {
 public:
     /// What is known of a request beside its status.
@@ -49,6 +61,7 @@ public:
     };
 
     CZelProcessorClient();
+    /// Stops listening, which can take ten seconds when the server does not answer.
     virtual ~CZelProcessorClient();
     CZelProcessorClient(const CZelProcessorClient&) = delete;
     CZelProcessorClient& operator=(const CZelProcessorClient&) = delete;
@@ -71,6 +84,42 @@ public:
     /// target must be on the output directory's volume.
     [[nodiscard]] bool ReceiveOutput(const CString& requestPath, const CString& targetPath);
 
+    /// Asks the server to drop a waiting request, or to stop whatever runs when the request does not wait. Done once the server
+    /// has answered, which says nothing of when a running request ends. A server error, or a time-out after ten seconds, is reported and
+    /// returned.
+    [[nodiscard]] eZelProcRequestStatus CancelRequest(const CString& requestPath);
+    /// Pauses a request that has not started, and unpauses one that is paused; that then runs next. Results as above.
+    [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
+
+    /// Registers with the server and watches the output directory on a thread of its own. False after a report. A second call
+    /// registers anew, under another id.
+    [[nodiscard]] bool ListenDsEvents();
+    /// Unregisters and ends the thread; false, with the thread going on, when there is no registration or the server does not answer.
+    [[nodiscard]] bool StopListeningDsEvents();
+
+    /// True since anything changed in the output directory; at first, too.
+    [[nodiscard]] bool IsOutputDirChange() const;
+    /// To be called before the changes are looked at, so that one that comes meanwhile is seen again.
+    void ResetOutputDirChange();
+    /// Whether there is something to take. Without a change in the output directory they are false and touch no disk.
+    [[nodiscard]] bool IsNewDsEvent() const;
+    [[nodiscard]] bool IsInsertableItemsUpdated() const;
+    [[nodiscard]] bool IsLockResultsChanged() const;
+
+    /// Takes the events, oldest first. Waits up to two seconds for the server's lock. False after a report: nothing was taken then, and
+    /// the events come again with the next call.
+    [[nodiscard]] bool GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& events);
+    /// Takes the ids of the changed groups. False when the server is writing (without a report) or after one. A null array means that
+    /// a null id was among them: everything may have changed.
+    [[nodiscard]] bool GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups);
+    /// Takes the notice that results of locking changed. Results as above.
+    [[nodiscard]] bool ResetLockResultsChanged();
+
+    /// The files by which the server tells of changes; empty before the registration.
+    [[nodiscard]] CString GetDsEventsFileFullPath() const;
+    [[nodiscard]] CString GetInsertableItemsChangeFile() const;
+    [[nodiscard]] CString GetLockResultsChangeFile() const;
+
     /// A name that no other call gives, in this process or another: a GUID in braces, "_" and a counter. Safe from any thread.
     [[nodiscard]] static CString GetUniqueString();
 
@@ -78,6 +127,19 @@ private:
     friend struct SClientTestAccess;
 
     [[nodiscard]] eZelProcRequestStatus SendMessageToServer(const CString& messagePath);
+    [[nodiscard]] eZelProcRequestStatus SendCommand(const CString& requestPath, eCommandType type);
+    [[nodiscard]] eZelProcRequestStatus FollowCommand(const CString& commandFile, eCommandType type);
+    [[nodiscard]] CString CreateCommandFile(eCommandType type, const CString& requestPath) const;
+
+    [[nodiscard]] bool ReceiveClientId(const CString& registrationName);
+    [[nodiscard]] bool StartWatchThread();
+    void EndWatchThread();
+    static unsigned FileWatchThread(void* client);
+    bool ListenFileWatch();
+    [[nodiscard]] bool HasNews(const CString& path) const;
+    bool DeleteDsEventsFileContent();
+    [[nodiscard]] CString GetPerClientPath(const wchar_t* prefix) const;
+
     [[nodiscard]] eZelProcRequestStatus ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional);
     /// Gives the status back, so that it can be returned with what was set.
     static eZelProcRequestStatus SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
@@ -92,4 +154,11 @@ private:
     CString m_strOutputDir = L"invalid";
     CString m_strClientDir;
     bool m_bSyncing = true;
+
+    GUID m_clientID{}; ///< all zero before the first registration; kept after its end
+    bool m_bRegistered = false;
+    std::atomic<bool> m_bListening = false;
+    std::atomic<bool> m_bOutputDirChange = true;
+    std::mutex m_cs; ///< guards changes of the two flags and the thread
+    std::unique_ptr<CWQ_Thread> m_pThreadListenFileWatch;
 };

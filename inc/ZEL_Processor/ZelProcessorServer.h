@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ZEL_Processor/IWQ_Palette.h"
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
 #include "ZEL_Processor/ZelExport.h"
 #include "ZEL_Processor/ZelTypes.h"
@@ -29,8 +30,8 @@ struct TSRequestItem {
 
 /// Serves requests: watches a directory for request and command files, queues the requests and runs them one at a time.
 ///
-/// Order of calls for a host: construct, SetDirs, SetZelProcessorEvent, SetZelProcessorContext, optionally SetNoExecutiveThread
-/// and SetSyncing, Run, optionally SetManualProceedQueue, and at the end Stop(true) or just the destructor. All of them from one
+/// Order of calls for a host: construct, SetDirs, SetZelProcessorEvent, SetZelProcessorContext, optionally SetNoExecutiveThread,
+/// SetSyncing, SetPalette and SetProject, Run, optionally SetManualProceedQueue, and at the end Stop(true) or just the destructor. All of them from one
 /// thread whose COM is initialised. Two threads work inside; a fault in a task, a processor fault included, ends the request and
 /// not the server. Context and event are the host's and must outlive the server.
 class ZEL_API CZelProcessorServer {
@@ -42,7 +43,8 @@ public:
     CZelProcessorServer& operator=(const CZelProcessorServer&) = delete;
 
     /// Absolute paths of two existing directories. Creates "Queue" in the output directory and DELETES EVERY FILE in the output
-    /// directory and in "Queue": nothing survives a restart. Files in the request directory are kept. False when a directory is missing.
+    /// directory and in "Queue": nothing survives a restart, registrations of clients included. Files in the request directory are kept.
+    /// False when a directory is missing.
     bool SetDirs(const CString& requestDir, const CString& outputDir);
 
     void SetZelProcessorEvent(CZelProcessorEvent* event);
@@ -54,6 +56,9 @@ public:
     void SetNoExecutiveThread(bool noExecutiveThread);
     /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing. Before Run.
     void SetSyncing(bool syncing);
+    /// The host's palette in place of the first that a plug-in factory offers, and its project. Before Run.
+    void SetPalette(IWQ_Palette* palette);
+    void SetProject(IWQ_Project* project);
 
     /// Starts the threads and returns when requests are accepted. False after 10 s without that, when the output directory is refused
     /// or a thread can't be started; nothing is rolled back. Files that already lie in the request directory are found at the first
@@ -67,6 +72,15 @@ public:
     void SetManualProceedQueue(bool manual);
     void ProceedQueue();
     [[nodiscard]] bool CanProceedQueue() const;
+
+    /// Tells every registered client that data changed, and which palette groups follow from that; with no client the project
+    /// is marked when its palette needs an update. For a client whose events file is locked or can't be written the events wait for the next
+    /// events file that is written. Throws CComError: E_POINTER without a palette (or without a project that must be marked),
+    /// or what these fail with. From any thread whose COM is initialised, one call at a time; takes up to some seconds for a
+    /// client that holds a lock.
+    void OnChangedDs(IWQ_DsEventsData* events);
+    /// Tells every registered client that results of locking changed. Threads and duration as above.
+    void OnChangedLockResults();
 
     /// Path builders. Each takes a bare name or a full path, of which the final component counts.
     [[nodiscard]] CString GetFileInQueueFullPath(const CString& path) const;
@@ -101,6 +115,17 @@ private:
     [[nodiscard]] unsigned MoveFlags() const;
 
     bool ProcessCommand(const CString& path, CZelProcessorProgress* progress);
+    bool WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress);
+    bool ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CString& type, CString& name);
+    bool CarryOutCommand(const CString& type, const CString& name, CZelProcessorProgress* progress);
+    bool PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress);
+
+    bool RegisterNewClient(const CString& requestId);
+    bool UnregisterClient(const GUID& clientId);
+    void MarkProject(VARIANT_BOOL needsUpdate);
+    bool SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events);
+    bool SendChangedPaletteGroupsToClient(const GUID& clientId, IWQ_CLSIDArray* groups);
+    bool SendChangedLockResultsToClient(const GUID& clientId);
 
     bool ProcessQueue();
     bool ProcessQueueStep();
@@ -130,7 +155,13 @@ private:
     std::deque<TSRequestItem> m_queue;        ///< guarded by m_cs; newest in front, the next to run at the back
     std::vector<TSRequestItem> m_paused;      ///< guarded by m_cs
     std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< wakes the executive thread
-    CComPtr<IUnknown> m_pFactoryObject;
+    CComPtr<IWQ_Palette> m_pPalette;
+    CComPtr<IWQ_Project> m_pProject;
+
+    /// Held for a whole notification: a client that unregisters meanwhile must not leave its events behind for others.
+    std::mutex m_csClients;
+    std::vector<GUID> m_clients;                             ///< guarded by m_csClients; in the order of registration
+    std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents;  ///< guarded by m_csClients; oldest first
 
     /// A lock of its own: stopping must not wait for a move that the listener makes under m_cs.
     std::mutex m_csWatch;

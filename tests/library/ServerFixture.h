@@ -15,6 +15,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 /// Reaches what a server keeps to itself.
 struct SServerTestAccess {
     CZelProcessorServer& server;
@@ -40,9 +42,43 @@ struct SServerTestAccess {
         return names;
     }
     void CancelRunningRequest() { server.CancelRunningRequest(); }
+    bool UnregisterClient(const GUID& clientId) { return server.UnregisterClient(clientId); }
+    bool SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
+    {
+        const std::lock_guard lock(server.m_csClients);
+        return server.SendEventsDataToClient(clientId, events);
+    }
+    std::vector<GUID> Clients()
+    {
+        const std::lock_guard lock(server.m_csClients);
+        return server.m_clients;
+    }
+    std::size_t PendingEvents()
+    {
+        const std::lock_guard lock(server.m_csClients);
+        return server.m_pendingEvents.size();
+    }
     [[nodiscard]] bool HasThreads() const { return server.m_pMHThread || server.m_pEThread; }
     [[nodiscard]] bool HasExecutiveThread() const { return server.m_pEThread != nullptr; }
     [[nodiscard]] bool IsRunning() const { return server.m_bRunning; }
+};
+
+/// Reaches what a client keeps to itself.
+struct SClientTestAccess {
+    CZelProcessorClient& client;
+
+    [[nodiscard]] std::wstring InRequestDir(const std::wstring& path) const
+    {
+        return client.GetFileInRequestDirFullPath(path);
+    }
+    [[nodiscard]] std::wstring InQueue(const std::wstring& path) const { return client.GetFileInQueueFullPath(path); }
+    [[nodiscard]] std::wstring Output(const std::wstring& path) const { return client.GetOutputFilePath(path); }
+    [[nodiscard]] std::wstring CreateCommandFile(eCommandType type, const std::wstring& path) const
+    {
+        return client.CreateCommandFile(type, path);
+    }
+    [[nodiscard]] GUID Id() const { return client.m_clientID; }
+    [[nodiscard]] bool HasWatchThread() const { return client.m_pThreadListenFileWatch != nullptr; }
 };
 
 /// A server in this process with scripted plug-ins, and a client for it.
@@ -116,6 +152,18 @@ protected:
     {
         Send(name);
         return WaitForEnd(name);
+    }
+    /// For what no notification tells. False when it does not come true in time.
+    template <class Condition>
+    [[nodiscard]] static bool WaitUntil(const Condition& condition)
+    {
+        const auto end = std::chrono::steady_clock::now() + kPatience;
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return true;
     }
     [[nodiscard]] static std::vector<std::wstring> FilesIn(const std::wstring& dir)
     {

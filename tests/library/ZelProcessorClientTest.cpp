@@ -3,14 +3,6 @@
 #include <map>
 #include <set>
 
-/// Reaches what a client keeps to itself.
-struct SClientTestAccess {
-    CZelProcessorClient& client;
-    [[nodiscard]] std::wstring InRequestDir(const std::wstring& path) const { return client.GetFileInRequestDirFullPath(path); }
-    [[nodiscard]] std::wstring InQueue(const std::wstring& path) const { return client.GetFileInQueueFullPath(path); }
-    [[nodiscard]] std::wstring Output(const std::wstring& path) const { return client.GetOutputFilePath(path); }
-};
-
 namespace {
 
 /// The server is made, so that its directories exist, but never runs.

@@ -54,7 +54,7 @@ TEST_F(Listener, FindsFilesThatLayThereBeforeAtTheFirstChange)
 TEST_F(Listener, HandlesACommandBesideItsStatusFile)
 {
     Run();
-    Write(In(m_clientDir, L"x.command"), "<Command/>");
+    Write(In(m_clientDir, L"x.command"), "<Command Type='?'><RequestName>a</RequestName></Command>");
     ASSERT_EQ(m_client.SendRequest(In(m_clientDir, L"x.command")), eRequestStatus_Sent);
     m_host.ExpectBox(L"Processing of command " + In(m_requestDir, L"x.command") + L" failed");
     EXPECT_EQ(m_client.GetStatus(L"x.command", &m_additional), eRequestStatus_ProcessingStarted);

@@ -104,6 +104,7 @@ not_messages() {
 " name="
 Process id:
 Thread id:
+version='1.0' encoding='UTF-8'
 TEXT
 }
 

@@ -37,9 +37,15 @@ constexpr SStringCode kNotRequested{124, "IDS_NOT_REQUESTED"};
 constexpr SStringCode kUnableOpenStatusFile{125, "IDS_CLIENT_ERR_UNABLE_OPEN_STATUS_FILE"};
 constexpr SStringCode kUnableReadStatus{126, "IDS_CLIENT_ERR_UNABLE_READ_STATUS"};
 constexpr SStringCode kProcessingStarted{127, "IDS_PROCESSING_STARTED"};
+constexpr SStringCode kUnableMoveIntoQueue{128, "IDS_UNABLE_MOVE_FILE_INTO_QUEUE"};
+constexpr SStringCode kInvalidCommandFile{130, "IDS_INVALID_FORMAT_OF_COMMAND_FILE"};
+constexpr SStringCode kCanceled{131, "IDS_CANCELED"};
+constexpr SStringCode kPaused{132, "IDS_PAUSED"};
+constexpr SStringCode kUnableOpenInQueue{133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING"};
 
-/// Fetched by number alone: the XML of a request can't be parsed; the question before a crash report.
+/// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash report.
 constexpr unsigned kCantParseRequest = 117;
+constexpr unsigned kCantParseCommand = 129;
 constexpr unsigned kCrashReportQuestion = 134;
 
 } // namespace StringCodes

@@ -1,5 +1,6 @@
 #include "ZEL_Processor/XMLTools.h"
 
+#include "HexText.h"
 #include "com/Bstr.h"
 #include "com/ComPtr.h"
 #include "com/Guid.h"
@@ -16,17 +17,6 @@
 
 namespace {
 
-CString HexText(std::uint32_t value)
-{
-    constexpr const wchar_t* kDigits = L"0123456789abcdef";
-    CString text;
-    do {
-        text.insert(text.begin(), kDigits[value & 15]);
-        value >>= 4;
-    } while (value != 0);
-    return text;
-}
-
 CComPtr<IXMLDOMDocument> CreateDocument(CString& errorText)
 {
     CComPtr<IXMLDOMDocument> document;
@@ -34,7 +24,7 @@ CComPtr<IXMLDOMDocument> CreateDocument(CString& errorText)
                                            ComIid<IXMLDOMDocument>(), document.PutVoid());
     if (FAILED(hr) || !document) {
         errorText = FormatText(L"Cannot create instance of DOM document, HRESULT=0x%lx",
-                               {HexText(static_cast<std::uint32_t>(hr))});
+                               {HexText(hr)});
         document.Reset();
     }
     return document;
@@ -60,7 +50,7 @@ CString ParseErrorText(const CComPtr<IXMLDOMDocument>& document)
     while (!reasonText.empty() && (reasonText.back() == L'\n' || reasonText.back() == L'\r'))
         reasonText.pop_back();
     return FormatText(L"Error 0x%lx\n%ls\nLine=%ld, row=%ld",
-                      {HexText(static_cast<std::uint32_t>(code)), reasonText, std::to_wstring(line),
+                      {HexText(code), reasonText, std::to_wstring(line),
                        std::to_wstring(position)});
 }
 

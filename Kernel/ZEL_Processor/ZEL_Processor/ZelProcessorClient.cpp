@@ -5,6 +5,7 @@
 #include "com/Com.h"
 #include "com/Guid.h"
 #include "framework/Services.h"
+#include "framework/WorkerThread.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 
@@ -22,7 +23,6 @@ constexpr const wchar_t* kSendFunction = L"CZelProcessorClient::SendMessageToSer
 } // namespace
 
 CZelProcessorClient::CZelProcessorClient() = default;
-CZelProcessorClient::~CZelProcessorClient() = default;
 
 void CZelProcessorClient::Init(CString requestDirectory, CString outputDirectory, CString clientDirectory)
 {

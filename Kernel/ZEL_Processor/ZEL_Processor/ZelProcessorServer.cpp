@@ -2,9 +2,9 @@
 
 #include "ProtocolFiles.h"
 #include "SourceNames.h"
+#include "ThreadCom.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZelProcessorFactories.h"
-#include "com/ZelCom.h"
 #include "framework/Exceptions.h"
 #include "framework/Services.h"
 #include "framework/WorkerThread.h"
@@ -34,41 +34,17 @@ CString WithoutSeparator(const CString& dir)
     return dir;
 }
 
-/// The first object that a factory offers for passing data changes on; empty when none does.
-CComPtr<IUnknown> FindFactoryObject(const CZelProcessorFactories& factories)
+/// The palette of the first factory that has one; empty when none does.
+CComPtr<IWQ_Palette> FindPalette(const CZelProcessorFactories& factories)
 {
     const auto& array = factories.GetArray();
     for (std::size_t index = 0; index < array.GetCount(); ++index) {
-        CComPtr<IUnknown> object;
-        if (SUCCEEDED(array.GetAt(index)->QueryInterface(IID_WQ_ZELProcessorPalette, object.PutVoid())) && object)
-            return object;
+        const CComPtr<IWQ_ZELProcessorFactory> factory(array.GetAt(index));
+        if (CComPtr<IWQ_Palette> palette = factory.QueryTo<IWQ_Palette>())
+            return palette;
     }
     return {};
 }
-
-/// COM on a worker thread. Both runtimes are initialised whatever the first one answered; only a thread whose initialisation was
-/// entirely fresh takes it back.
-class CThreadCom {
-public:
-    CThreadCom()
-    {
-        const HRESULT system = CoInitializeSYS(nullptr);
-        const HRESULT zel = CoInitializeZEL(nullptr);
-        m_result = FAILED(system) ? system : zel;
-    }
-    ~CThreadCom()
-    {
-        if (m_result != S_OK)
-            return;
-        CoUninitializeZEL();
-        CoUninitializeSYS();
-    }
-    CThreadCom(const CThreadCom&) = delete;
-    CThreadCom& operator=(const CThreadCom&) = delete;
-
-private:
-    HRESULT m_result;
-};
 
 /// A thread procedure: the body's failure, or an exception that leaves it, becomes the exit code 1.
 unsigned RunThread(const char* name, const std::function<bool()>& body)
@@ -101,7 +77,7 @@ CZelProcessorServer::CZelProcessorServer()
     CZelProcessorFactories factories;
     if (!factories.LoadFactories())
         ThrowNoFactory();
-    m_pFactoryObject = FindFactoryObject(factories);
+    m_pPalette = FindPalette(factories);
 }
 
 CZelProcessorServer::~CZelProcessorServer()
@@ -128,9 +104,14 @@ bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outp
     Protocol::DeleteAllFilesInDir(m_strOutputDir);
     Protocol::DeleteAllFilesInDir(m_strQueueDir);
 
-    const std::lock_guard lock(m_cs);
-    m_queue.clear();
-    m_paused.clear();
+    {
+        const std::lock_guard lock(m_cs);
+        m_queue.clear();
+        m_paused.clear();
+    }
+    const std::lock_guard lock(m_csClients);
+    m_clients.clear();
+    m_pendingEvents.clear();
     return true;
 }
 
@@ -162,6 +143,16 @@ void CZelProcessorServer::SetNoExecutiveThread(bool noExecutiveThread)
 void CZelProcessorServer::SetSyncing(bool syncing)
 {
     m_bSyncing = syncing;
+}
+
+void CZelProcessorServer::SetPalette(IWQ_Palette* palette)
+{
+    m_pPalette = CComPtr<IWQ_Palette>(palette);
+}
+
+void CZelProcessorServer::SetProject(IWQ_Project* project)
+{
+    m_pProject = CComPtr<IWQ_Project>(project);
 }
 
 bool CZelProcessorServer::Run()

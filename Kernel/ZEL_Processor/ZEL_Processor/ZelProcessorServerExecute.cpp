@@ -69,8 +69,6 @@ bool CZelProcessorServer::ExecuteRequest()
     bool bLast = false;
     if (!TakeRequest(item, bLast))
         return false;
-    if (m_pContext)
-        m_pContext->SetCanceled(false);
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
 
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
@@ -98,6 +96,9 @@ bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
     item = std::move(m_queue.back());
     m_queue.pop_back();
     bLast = m_queue.empty();
+    // Under the lock: a cancel finds the request either in the queue or ready to be flagged, and never in between.
+    if (m_pContext)
+        m_pContext->SetCanceled(false);
     return true;
 }
 

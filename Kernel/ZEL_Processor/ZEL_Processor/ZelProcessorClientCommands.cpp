@@ -1,0 +1,163 @@
+#include "HexText.h"
+#include "ProtocolFiles.h"
+#include "SourceNames.h"
+#include "ZEL_Processor/ZelProcessorClient.h"
+#include "com/Bstr.h"
+#include "com/ComError.h"
+#include "com/ComPtr.h"
+#include "com/Variant.h"
+#include "com/Xml.h"
+#include "com/ZelCom.h"
+#include "framework/Services.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr const wchar_t* kCommandPrefix = L"ZEL_PROCESSOR_COMMAND";
+constexpr double kTimeoutSeconds = 10.0;
+constexpr auto kPoll = 10ms;
+
+// Identify the reports of this source.
+constexpr long kLineNoDocument = 232;
+constexpr long kLineSaveFailed = 270;
+constexpr long kLineNoCommandFile = 292;
+constexpr long kLineNotSent = 305;
+constexpr long kLineError = 327;
+constexpr long kLineTimeout = 345;
+
+void Report(long line, const wchar_t* function, const CString& text)
+{
+    WQ_ReportErrorNow(SourceNames::kZelProcessorClient, line, function, text);
+}
+
+/// The word of a command in its file; null for a type that is none.
+const wchar_t* CommandWord(eCommandType type)
+{
+    switch (type) {
+    case eCommandType_CancelRequest: return L"CancelRequest";
+    case eCommandType_PauseRequest: return L"PauseRequest";
+    case eCommandType_RegisterClient: return L"RegisterClient";
+    case eCommandType_UnregisterClient: return L"UnregisterClient";
+    default: return nullptr;
+    }
+}
+
+CComPtr<IXMLDOMElement> CreateElement(IXMLDOMDocument& document, const wchar_t* name)
+{
+    CComPtr<IXMLDOMElement> element;
+    ThrowIfFailed(document.createElement(CBstr(std::wstring_view(name)).Get(), element.Put()));
+    return element;
+}
+
+void FillCommand(IXMLDOMDocument& document, const wchar_t* word, const CString& requestName)
+{
+    CComPtr<IXMLDOMProcessingInstruction> declaration;
+    ThrowIfFailed(document.createProcessingInstruction(
+        CBstr(L"xml").Get(), CBstr(L" version='1.0' encoding='UTF-8'").Get(), declaration.Put()));
+    ThrowIfFailed(document.appendChild(declaration.Get(), nullptr));
+    const CComPtr<IXMLDOMElement> command = CreateElement(document, L"Command");
+    ThrowIfFailed(command->setAttribute(CBstr(L"Type").Get(), CVariant(std::wstring_view(word)).Get()));
+    const CComPtr<IXMLDOMElement> name = CreateElement(document, L"RequestName");
+    ThrowIfFailed(name->put_nodeTypedValue(CVariant(std::wstring_view(requestName)).Get()));
+    ThrowIfFailed(command->appendChild(name.Get(), nullptr));
+    ThrowIfFailed(document.appendChild(command.Get(), nullptr));
+}
+
+/// What a report of a command says of its outcome.
+std::vector<CString> Outcome(eCommandType type, eZelProcRequestStatus status)
+{
+    return {EnumToName(type, GetCommandTypeNames()), EnumToName(status, GetRequestStatusNames())};
+}
+
+} // namespace
+
+eZelProcRequestStatus CZelProcessorClient::CancelRequest(const CString& requestPath)
+{
+    return SendCommand(requestPath, eCommandType_CancelRequest);
+}
+
+eZelProcRequestStatus CZelProcessorClient::PauseRequest(const CString& requestPath)
+{
+    return SendCommand(requestPath, eCommandType_PauseRequest);
+}
+
+CString CZelProcessorClient::CreateCommandFile(eCommandType type, const CString& requestPath) const
+{
+    constexpr const wchar_t* kFunction = L"CZelProcessorClient::CreateCommandFile";
+    const wchar_t* const word = CommandWord(type);
+    if (!word)
+        return {};
+    CComPtr<IXMLDOMDocument> document;
+    const HRESULT created = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER,
+                                                ComIid<IXMLDOMDocument>(), document.PutVoid());
+    if (created != S_OK) {
+        Report(kLineNoDocument, kFunction,
+               FormatText(L"pDomDocument.CreateInstanceSYS(__uuidof(DOMDocument)) != S_OK, HRESULT = 0x%lx",
+                          {HexText(created)}));
+        return {};
+    }
+    FillCommand(*document, word, platform::FileNameOf(requestPath));
+    const CString path =
+        platform::JoinPath(m_strClientDir, kCommandPrefix + GetUniqueString() + Protocol::kCommandExtension);
+    if (document->save(CVariant(std::wstring_view(path)).Get()) != S_OK) {
+        Report(kLineSaveFailed, kFunction, L"Unable to save pDomDocument into file\n" + path);
+        return {};
+    }
+    return path;
+}
+
+eZelProcRequestStatus CZelProcessorClient::SendCommand(const CString& requestPath, eCommandType type)
+{
+    constexpr const wchar_t* kFunction = L"CZelProcessorClient::SendCommand";
+    const CString commandFile = CreateCommandFile(type, requestPath);
+    if (commandFile.empty()) {
+        Report(kLineNoCommandFile, kFunction, L"CreateCommandFile failed ! Command file isn't created");
+        return eRequestStatus_ClientError;
+    }
+    const eZelProcRequestStatus sent = SendMessageToServer(commandFile);
+    if (sent != eRequestStatus_Sent) {
+        std::vector<CString> arguments = Outcome(type, sent);
+        arguments.insert(arguments.end(), {requestPath, commandFile});
+        Report(kLineNotSent, kFunction,
+               FormatText(L"SendMessageToServer(eCommType=%s) != eRequestStatus_Sent, eStatus=%s\n  %s\n  %s",
+                          arguments));
+        return sent;
+    }
+    return FollowCommand(commandFile, type);
+}
+
+eZelProcRequestStatus CZelProcessorClient::FollowCommand(const CString& commandFile, eCommandType type)
+{
+    const std::chrono::nanoseconds start = platform::Clock().Steady();
+    CAdditionalRequestStatus additional;
+    eZelProcRequestStatus status = GetStatus(commandFile, &additional);
+    const auto end = [&](eZelProcRequestStatus result) {
+        static_cast<void>(platform::Files().Remove(GetStatusFilePath(commandFile)));
+        return result;
+    };
+    const auto fail = [&](long line, const wchar_t* function, const wchar_t* format, eZelProcRequestStatus result) {
+        std::vector<CString> arguments = Outcome(type, status);
+        arguments.insert(arguments.end(), {additional.GetProgressComment(), commandFile});
+        Report(line, function, FormatText(format, arguments));
+        return end(result);
+    };
+    for (;;) {
+        if (status == eRequestStatus_Done)
+            return end(status);
+        if (status == eRequestStatus_ClientError || status == eRequestStatus_ServerError ||
+            status == eRequestStatus_ServerTimeout)
+            return fail(kLineError, L"CZelProcessorClient::SendCommand ERROR",
+                        L"SendMessageToServer(eCommType=%s) != eRequestStatus_Done, eStatus=%s %s\n  %s", status);
+        if (std::chrono::duration<double>(platform::Clock().Steady() - start).count() > kTimeoutSeconds)
+            return fail(kLineTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
+                        L"SendMessageToServer(eCommType=%s) TIMEOUT , eStatus=%s %s\n  %s",
+                        eRequestStatus_ServerTimeout);
+        platform::Clock().SleepFor(kPoll);
+        status = GetStatus(commandFile, &additional);
+    }
+}

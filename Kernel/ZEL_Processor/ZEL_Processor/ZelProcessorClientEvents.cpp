@@ -1,0 +1,333 @@
+#include "ProtocolFiles.h"
+#include "SourceNames.h"
+#include "ThreadCom.h"
+#include "ZELAutomation/ZELAutomationEnvFile.h"
+#include "ZEL_Processor/IWQ_CLSIDArray.h"
+#include "ZEL_Processor/LockFile.h"
+#include "ZEL_Processor/ZelProcessorClient.h"
+#include "com/ComError.h"
+#include "com/Guid.h"
+#include "framework/Exceptions.h"
+#include "framework/Log.h"
+#include "framework/Services.h"
+#include "framework/WorkerThread.h"
+#include "framework/XMLArchive.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+#include "platform/Thread.h"
+
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kWatchTimeout = 1000ms;
+constexpr auto kThreadEndTimeout = 5000ms;
+/// Its lock file is made and removed only to wake the watch thread.
+constexpr const wchar_t* kStopName = L"ThreadListenFileWatchStop";
+constexpr std::size_t kMaxAnswerBytes = 4096;
+constexpr const wchar_t* kGroup = L"Group";
+constexpr const wchar_t* kRevision = L"RevisionID";
+constexpr const wchar_t* kGroupsFunction = L"CZelProcessorClient::GetChangedInsertableItemsGroups";
+constexpr const wchar_t* kUnableToUnlock = L"Unable to delete .lock file";
+
+// Identify the reports of this source.
+constexpr long kLineListen = 520;
+constexpr long kLineWatch = 600;
+constexpr long kLineEvents = 680;
+constexpr long kLineGroups = 740;
+constexpr long kLineLockResults = 800;
+
+/// False, so that a failure can be returned with its report.
+bool Fail(long line, const wchar_t* function, const CString& text)
+{
+    WQ_ReportErrorNow(SourceNames::kZelProcessorClient, line, function, text);
+    return false;
+}
+
+bool Truncate(const CString& path)
+{
+    return platform::Succeeded(Protocol::RetryWhileShared([&] { return platform::WriteWholeFile(path, {}); }));
+}
+
+/// Adds an id; false for the null id, after which nothing counts.
+bool AddGroup(IWQ_CLSIDArray& groups, const GUID& id)
+{
+    if (IsEqualGUID(id, GUID{}))
+        return false;
+    ThrowIfFailed(groups.Add(&id));
+    return true;
+}
+
+/// Reads the ids of a file: attributes of "Group" elements side by side, or elements in one "Group". False when the array does not
+/// tell all that changed: a null id was met, or the file is no archive.
+bool ReadGroups(const CString& path, IWQ_CLSIDArray& groups)
+{
+    CWQ_XMLArchive archive;
+    if (!archive.Open(path, CWQ_XMLArchive::eDirection_Load))
+        return Fail(kLineGroups + 2, kGroupsFunction, L"Unable to read " + path + L"\n" + archive.GetErrorText());
+    if (!archive.EnterElement(kGroup))
+        return true;
+    if (archive.EnterElement(kRevision)) {
+        do {
+            GUID id{};
+            archive.GetText(id);
+            if (!AddGroup(groups, id))
+                return false;
+        } while (archive.NextSibling(kRevision));
+        return true;
+    }
+    do {
+        GUID id{};
+        archive.GetAttribute(kRevision, id);
+        if (!AddGroup(groups, id))
+            return false;
+    } while (archive.NextSibling(kGroup));
+    return true;
+}
+
+} // namespace
+
+CZelProcessorClient::~CZelProcessorClient()
+{
+    // Not again after a stop: a server that is gone by now would cost ten seconds.
+    if (m_bRegistered)
+        static_cast<void>(StopListeningDsEvents());
+    EndWatchThread(); // also when the server did not answer
+}
+
+bool CZelProcessorClient::ListenDsEvents()
+{
+    constexpr const wchar_t* kFunction = L"CZelProcessorClient::ListenDsEvents";
+    const CString name = L"RegisterClient__" + GetUniqueString();
+    const eZelProcRequestStatus status = SendCommand(name, eCommandType_RegisterClient);
+    if (status != eRequestStatus_Done)
+        return Fail(kLineListen, kFunction,
+                    FormatText(L"SendCommand(eCommandType_RegisterClient) != eRequestStatus_Done, "
+                               L"statusSendCommand=%s\n  %s",
+                               {EnumToName(status, GetRequestStatusNames()), name}));
+    if (!ReceiveClientId(name))
+        return false;
+    if (!platform::PathExists(GetDsEventsFileFullPath()))
+        return Fail(kLineListen + 4, kFunction, L"DS events file not exists !\n  " + GetDsEventsFileFullPath());
+    return StartWatchThread();
+}
+
+bool CZelProcessorClient::ReceiveClientId(const CString& registrationName)
+{
+    constexpr const wchar_t* kFunction = L"CZelProcessorClient::ListenDsEvents";
+    const CString path = platform::JoinPath(m_strClientDir, registrationName);
+    if (!ReceiveOutput(registrationName, path))
+        return Fail(kLineListen + 1, kFunction, L"!ReceiveOutput\n  " + path);
+    std::string answer;
+    if (!platform::Succeeded(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, answer, kMaxAnswerBytes)))
+        return Fail(kLineListen + 2, kFunction, L"Unable to opend output file for reading !\n  " + path);
+    static_cast<void>(platform::Files().Remove(path));
+    const std::string line = answer.substr(0, answer.find_first_of("\r\n"));
+    if (!GuidFromText(platform::FromUtf8(line), m_clientID) || IsEqualGUID(m_clientID, GUID{}))
+        return Fail(kLineListen + 3, kFunction, L"m_clientID == GUID_NULL");
+    m_bRegistered = true;
+    return true;
+}
+
+bool CZelProcessorClient::StartWatchThread()
+{
+    const std::lock_guard lock(m_cs);
+    if (m_pThreadListenFileWatch)
+        return true;
+    // Set here, not by the thread: a stop that comes before the thread runs must not be undone by it.
+    m_bListening = true;
+    m_pThreadListenFileWatch = AfxBeginThread(&CZelProcessorClient::FileWatchThread, this);
+    return m_pThreadListenFileWatch != nullptr;
+}
+
+unsigned CZelProcessorClient::FileWatchThread(void* client)
+{
+    platform::SetCurrentThreadName("ZelProcessorClient::FileWatchThread");
+    const CThreadCom com;
+    return static_cast<CZelProcessorClient*>(client)->ListenFileWatch() ? 0 : 1;
+}
+
+bool CZelProcessorClient::ListenFileWatch()
+{
+    constexpr const wchar_t* kFunction = L"CZelProcessorClient::Listen()";
+    std::unique_ptr<platform::IDirectoryWatch> watch;
+    if (const platform::eOsError error =
+            platform::Files().Watch(m_strOutputDir, platform::eWatchFilter_FileNameAndLastWrite, watch);
+        !platform::Succeeded(error)) {
+        Fail(kLineWatch, kFunction, L"FindFirstChangeNotification failed.\n" + platform::OsErrorText(error));
+        AfxThrowNotSupportedException();
+    }
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Debug, ZEL_SOURCE_LOCATION,
+                     L"CZelProcessorClient::Listen() started");
+    // What changed before the watch was made counts, too: the registration is older.
+    m_bOutputDirChange = true;
+    while (m_bListening && !CWQ_Thread::IsQuitPostedToCurrent()) {
+        if (watch->Wait(kWatchTimeout) == platform::eWaitResult_Timeout)
+            continue;
+        const platform::eOsError error = watch->Rearm();
+        if (platform::Succeeded(error)) {
+            const std::lock_guard lock(m_cs);
+            m_bOutputDirChange = true;
+        } else {
+            Fail(kLineWatch + 1, kFunction, L"FindNextChangeNotification failed.\n" + platform::OsErrorText(error));
+            platform::Clock().SleepFor(kWatchTimeout); // the next wait would not wait
+        }
+    }
+    return true;
+}
+
+bool CZelProcessorClient::StopListeningDsEvents()
+{
+    if (IsEqualGUID(m_clientID, GUID{}))
+        return false;
+    if (SendCommand(GuidToText(m_clientID), eCommandType_UnregisterClient) != eRequestStatus_Done)
+        return false;
+    m_bRegistered = false;
+    EndWatchThread();
+    return true;
+}
+
+void CZelProcessorClient::EndWatchThread()
+{
+    if (!m_pThreadListenFileWatch)
+        return;
+    {
+        const std::lock_guard lock(m_cs);
+        m_bListening = false;
+    }
+    {
+        CLockFile wake(platform::JoinPath(m_strOutputDir, kStopName));
+        wake.Lock(true);
+        wake.Unlock();
+    }
+    if (!m_pThreadListenFileWatch->WaitFor(kThreadEndTimeout)) {
+        WQ_MessageBox(L"Something went wrong with m_pThreadListenFileWatch thread!", eMessageStyle_Error);
+        m_pThreadListenFileWatch->PostQuit();
+    }
+    m_pThreadListenFileWatch.reset();
+    const std::lock_guard lock(m_cs);
+    m_bOutputDirChange = false;
+}
+
+bool CZelProcessorClient::IsOutputDirChange() const
+{
+    return m_bOutputDirChange;
+}
+
+void CZelProcessorClient::ResetOutputDirChange()
+{
+    if (!m_bOutputDirChange)
+        return;
+    const std::lock_guard lock(m_cs);
+    m_bOutputDirChange = false;
+}
+
+bool CZelProcessorClient::IsNewDsEvent() const
+{
+    return HasNews(GetDsEventsFileFullPath());
+}
+
+bool CZelProcessorClient::IsInsertableItemsUpdated() const
+{
+    return HasNews(GetInsertableItemsChangeFile());
+}
+
+bool CZelProcessorClient::IsLockResultsChanged() const
+{
+    return HasNews(GetLockResultsChangeFile());
+}
+
+bool CZelProcessorClient::HasNews(const CString& path) const
+{
+    platform::SFileAttributes attributes;
+    return m_bOutputDirChange && !path.empty() &&
+           platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length != 0;
+}
+
+bool CZelProcessorClient::GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& events)
+{
+    constexpr const wchar_t* kFunction = L"CZelProcessorClient::GetDsEvents";
+    events.clear();
+    const CString path = GetDsEventsFileFullPath();
+    CLockFile lock(path);
+    if (!lock.Lock(true))
+        return Fail(kLineEvents, kFunction,
+                    L"Unable to read ds events file because is locked still on server side !");
+    if (!CZELEnvFileDsEventsFile::ReadDsEventsFile(path, events))
+        return Fail(kLineEvents + 1, kFunction, L"CZELEnvFileDsEventsFile::ReadDsEventsFile failed");
+    if (!DeleteDsEventsFileContent())
+        return Fail(kLineEvents + 2, kFunction, L"DeleteDsEventsFileContent failed");
+    if (!lock.Unlock())
+        Fail(kLineEvents + 3, kFunction, L"Unable to delete ds events lock file !");
+    return true;
+}
+
+bool CZelProcessorClient::DeleteDsEventsFileContent()
+{
+    return Truncate(GetDsEventsFileFullPath());
+}
+
+bool CZelProcessorClient::GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups)
+{
+    const CString path = GetInsertableItemsChangeFile();
+    if (!platform::PathExists(path)) {
+        WQ_MessageBox(FormatText(L"Response file %s does not exist", {path}), eMessageStyle_Error);
+        return false;
+    }
+    CLockFile lock(path);
+    if (!lock.Lock(false))
+        return false;
+    CComPtr<IWQ_CLSIDArray> all;
+    ThrowIfFailed(CreateWQ_CLSIDArray(ComIid<IWQ_CLSIDArray>(), all.PutVoid()));
+    if (!ReadGroups(path, *all))
+        all.Reset();
+    if (!Truncate(path))
+        // The name as it has always been reported: without the two colons.
+        return Fail(kLineGroups, L"CZelProcessorClientGetChangedInsertableItemsGroups",
+                    L"Unable to clear bsInsertableItemsGroupFile");
+    if (!lock.Unlock())
+        Fail(kLineGroups + 1, kGroupsFunction, kUnableToUnlock);
+    *groups = all.Detach();
+    return true;
+}
+
+bool CZelProcessorClient::ResetLockResultsChanged()
+{
+    constexpr const wchar_t* kFunction = L"CZelProcessorClient::ResetLockResultsChanged";
+    const CString path = GetLockResultsChangeFile();
+    if (!platform::PathExists(path)) {
+        WQ_MessageBox(FormatText(L"Response file %s does not exist", {path}), eMessageStyle_Error);
+        return false;
+    }
+    CLockFile lock(path);
+    if (!lock.Lock(false))
+        return false;
+    if (!Truncate(path))
+        return Fail(kLineLockResults, kFunction, L"Unable to clear LockResultsChangeFile");
+    if (!lock.Unlock())
+        Fail(kLineLockResults + 1, kFunction, kUnableToUnlock);
+    return true;
+}
+
+CString CZelProcessorClient::GetPerClientPath(const wchar_t* prefix) const
+{
+    return IsEqualGUID(m_clientID, GUID{}) ? CString() : GetOutputFilePath(prefix + GuidToText(m_clientID));
+}
+
+CString CZelProcessorClient::GetDsEventsFileFullPath() const
+{
+    return GetPerClientPath(Protocol::kDsEventsPrefix);
+}
+
+CString CZelProcessorClient::GetInsertableItemsChangeFile() const
+{
+    return GetPerClientPath(Protocol::kInsertableItemsPrefix);
+}
+
+CString CZelProcessorClient::GetLockResultsChangeFile() const
+{
+    return GetPerClientPath(Protocol::kLockResultsPrefix);
+}

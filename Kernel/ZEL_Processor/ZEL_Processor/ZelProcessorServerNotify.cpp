@@ -1,0 +1,195 @@
+#include "SourceNames.h"
+#include "ZELAutomation/ZELAutomationEnvFile.h"
+#include "ZEL_Processor/IWQ_ProjectMarker.h"
+#include "ZEL_Processor/LockFile.h"
+#include "ZEL_Processor/ZelProcessorServer.h"
+#include "com/ComError.h"
+#include "framework/Log.h"
+#include "framework/Services.h"
+#include "framework/XMLArchive.h"
+#include "platform/Os.h"
+
+namespace {
+
+constexpr const wchar_t* kProjectMarker = L"ProjectNeedUpdatePalette";
+constexpr const wchar_t* kUnableToLock = L"Unable to lock communication file on the server side !";
+constexpr const wchar_t* kUnableToUnlock = L"Unable to delete .lock file";
+
+/// Reports of one notification, each with the line that identifies it.
+class CReporter {
+public:
+    explicit CReporter(const wchar_t* function) : m_pFunction(function) {}
+    /// False, so that a failure can be returned with its report.
+    bool Fail(long line, const wchar_t* text) const
+    {
+        WQ_ReportErrorNow(SourceNames::kZelProcessorServer, line, m_pFunction, text);
+        return false;
+    }
+    /// True when the lock could be given back.
+    bool Unlock(CLockFile& lock, long line, const wchar_t* text) const { return lock.Unlock() || Fail(line, text); }
+
+private:
+    const wchar_t* m_pFunction;
+};
+
+bool HasContent(const CString& path)
+{
+    platform::SFileAttributes attributes;
+    return platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length != 0;
+}
+
+/// The ids that a client has not taken yet, as they were written.
+void ReadGroups(const CString& path, IWQ_CLSIDArray& groups)
+{
+    CWQ_XMLArchive archive;
+    if (!HasContent(path))
+        return;
+    if (!archive.Open(path, CWQ_XMLArchive::eDirection_Load)) {
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                         L"Unable to read the changed groups in " + path + L": " + archive.GetErrorText());
+        return;
+    }
+    if (!archive.EnterElement(L"Group") || !archive.EnterElement(L"RevisionID"))
+        return;
+    do {
+        GUID id{};
+        archive.GetText(id);
+        ThrowIfFailed(groups.Add(&id));
+    } while (archive.NextSibling(L"RevisionID"));
+}
+
+void AppendGroups(IWQ_CLSIDArray& from, IWQ_CLSIDArray& to)
+{
+    ULONGLONG count = 0;
+    ThrowIfFailed(from.GetCount(&count));
+    for (ULONGLONG index = 0; index < count; ++index) {
+        GUID id{};
+        ThrowIfFailed(from.GetAt(index, &id));
+        ThrowIfFailed(to.Add(&id));
+    }
+}
+
+bool WriteGroups(const CString& path, IWQ_CLSIDArray& groups)
+{
+    CWQ_XMLArchive archive;
+    if (!archive.Open(path, CWQ_XMLArchive::eDirection_Store) || !archive.EnterElement(L"Group"))
+        return false;
+    ULONGLONG count = 0;
+    ThrowIfFailed(groups.GetCount(&count));
+    for (ULONGLONG index = 0; index < count; ++index) {
+        GUID id{};
+        ThrowIfFailed(groups.GetAt(index, &id));
+        if (!archive.EnterElement(L"RevisionID") || !archive.PutText(id) || !archive.LeaveElement())
+            return false;
+    }
+    return archive.Close();
+}
+
+} // namespace
+
+void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)
+{
+    if (!m_pPalette)
+        throw CComError(E_POINTER);
+    VARIANT_BOOL groupsChanged = VARIANT_FALSE;
+    VARIANT_BOOL needsUpdate = VARIANT_FALSE;
+    CComPtr<IWQ_CLSIDArray> groups;
+    ThrowIfFailed(
+        m_pPalette->GetChangedGroups(events, m_pProject.Get(), &groupsChanged, groups.Put(), &needsUpdate));
+
+    const std::lock_guard lock(m_csClients);
+    if (m_clients.empty()) {
+        if (needsUpdate != VARIANT_FALSE)
+            MarkProject(needsUpdate);
+        return;
+    }
+    for (const GUID& client : m_clients) {
+        SendEventsDataToClient(client, events);
+        if (groupsChanged != VARIANT_FALSE && groups)
+            SendChangedPaletteGroupsToClient(client, groups.Get());
+    }
+}
+
+void CZelProcessorServer::OnChangedLockResults()
+{
+    const std::lock_guard lock(m_csClients);
+    for (const GUID& client : m_clients)
+        SendChangedLockResultsToClient(client);
+}
+
+void CZelProcessorServer::MarkProject(VARIANT_BOOL needsUpdate)
+{
+    if (!m_pProject)
+        throw CComError(E_POINTER);
+    CComPtr<IWQ_ArchiveObj> stored;
+    ThrowIfFailed(m_pProject->GetStorageObject(kProjectMarker, stored.Put()));
+    if (const auto marker = stored ? stored.QueryTo<IWQ_ProjectMarker>() : CComPtr<IWQ_ProjectMarker>()) {
+        VARIANT_BOOL isSet = VARIANT_FALSE;
+        ThrowIfFailed(marker->GetValue(&isSet));
+        if (isSet != VARIANT_FALSE)
+            return;
+    }
+    CComPtr<IWQ_ProjectMarker> marker;
+    ThrowIfFailed(CreateWQ_ProjectMarker(ComIid<IWQ_ProjectMarker>(), marker.PutVoid()));
+    ThrowIfFailed(marker->PutValue(needsUpdate));
+    ThrowIfFailed(m_pProject->PutStorageObject(kProjectMarker, marker.QueryTo<IWQ_ArchiveObj>().Get()));
+}
+
+bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
+{
+    if (!events)
+        return false;
+    const CReporter report(L"CZelProcessorServer::SendEventsDataToClient");
+    const CString path = GetDsEventsFileFullPath(clientId);
+    CLockFile lock(path);
+    if (!lock.Lock(false)) {
+        m_pendingEvents.emplace_back(events); // the client is reading
+        return true;
+    }
+    CDsEventsDataVector all;
+    if (HasContent(path) && !CZELEnvFileDsEventsFile::ReadDsEventsFile(path, all)) {
+        report.Fail(963, L"Unable to read ds events file !");
+        report.Unlock(lock, 966, L"Unable to Unlock file lock (1) !");
+        return false;
+    }
+    all.insert(all.end(), m_pendingEvents.begin(), m_pendingEvents.end());
+    m_pendingEvents.clear();
+    all.emplace_back(events);
+    if (!WriteDsEventsFile(path, all)) {
+        report.Fail(984, L"Unable to write ds events file !");
+        m_pendingEvents = std::move(all);
+        report.Unlock(lock, 988, L"Unable to Unlock file lock (2) !");
+        return false;
+    }
+    return report.Unlock(lock, 999, L"Unable to Unlock file lock (3) !");
+}
+
+bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId, IWQ_CLSIDArray* groups)
+{
+    const CReporter report(L"CZelProcessorServer::SendChangedPaletteGroupsToClient");
+    const CString path = GetInsertableItemsChangeFile(clientId);
+    CLockFile lock(path);
+    if (!lock.Lock(true))
+        return report.Fail(1018, kUnableToLock);
+    CComPtr<IWQ_CLSIDArray> all;
+    ThrowIfFailed(CreateWQ_CLSIDArray(ComIid<IWQ_CLSIDArray>(), all.PutVoid()));
+    ReadGroups(path, *all);
+    AppendGroups(*groups, *all);
+    if (!WriteGroups(path, *all))
+        return report.Fail(1062, L"Unable to write the changed groups !");
+    return report.Unlock(lock, 1071, kUnableToUnlock);
+}
+
+bool CZelProcessorServer::SendChangedLockResultsToClient(const GUID& clientId)
+{
+    const CReporter report(L"CZelProcessorServer::SendChangedLockResultsToClient");
+    const CString path = GetLockResultsChangeFile(clientId);
+    CLockFile lock(path);
+    if (!lock.Lock(true))
+        return report.Fail(1097, kUnableToLock);
+    CWQ_XMLArchive archive;
+    if (!archive.Open(path, CWQ_XMLArchive::eDirection_Store) || !archive.EnterElement(L"LockResults") ||
+        !archive.Close())
+        return report.Fail(1110, L"Unable to write the change of lock results !");
+    return report.Unlock(lock, 1115, kUnableToUnlock);
+}
