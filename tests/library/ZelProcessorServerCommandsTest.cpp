@@ -7,6 +7,8 @@ namespace {
 
 class Commands : public CServerFixture {
 protected:
+    void TearDown() override { m_pServer.reset(); } // it uses what is declared here
+
     static std::string Xml(const std::string& type, const std::string& name)
     {
         return "<?xml version='1.0' encoding='UTF-8'?><Command Type=\"" + type + "\"><RequestName>" + name +
