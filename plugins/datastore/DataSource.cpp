@@ -45,9 +45,12 @@ bool CDataSource::IsName(const CString& name)
 bool CDataSource::Read(IXMLDOMNode* task, CString& error)
 {
     CString text;
-    if (!RequiredText(task, L"DataSource", text, error))
-        return false;
-    m_strName = Trimmed(text);
+    return RequiredText(task, L"DataSource", text, error) && SetName(text, error);
+}
+
+bool CDataSource::SetName(const CString& name, CString& error)
+{
+    m_strName = Trimmed(name);
     if (IsName(m_strName))
         return true;
     error = L"\"" + m_strName.substr(0, kMaxNameLength) + L"\" is no valid name of a data source.";

@@ -9,6 +9,8 @@ class CDataSource {
 public:
     /// Reads the name from a task. False, with a text for the client, when it is missing or no name of a data source.
     [[nodiscard]] bool Read(IXMLDOMNode* task, CString& error);
+    /// The same with a name that was read already.
+    [[nodiscard]] bool SetName(const CString& name, CString& error);
     /// False, with a text for the client, when there is no such data source or it can't be opened.
     [[nodiscard]] bool Open(CDatabase& database, CString& error) const;
 

@@ -26,7 +26,10 @@ protected:
 
 class CDataStoreFactory : public CZelXmlFactory {
 protected:
-    bool TakesType(const CString& type) override { return type == L"Query" || type == L"Statistics"; }
+    bool TakesType(const CString& type) override
+    {
+        return type == L"Query" || type == L"Statistics" || type == L"Properties";
+    }
     CComPtr<IWQ_ZELProcessorTask> MakeTask(const CString& type) override
     {
         return CComPtr<IWQ_ZELProcessorTask>(MakeDataStoreTask(type).Get());

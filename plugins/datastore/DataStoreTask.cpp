@@ -1,5 +1,6 @@
 #include "plugins/datastore/DataStoreTask.h"
 
+#include "plugins/datastore/PropertiesTask.h"
 #include "plugins/datastore/QueryTask.h"
 #include "plugins/datastore/StatisticsTask.h"
 
@@ -37,6 +38,8 @@ bool STDMETHODCALLTYPE CDataStoreTask::ObtainData(CZelProcessorContext* context,
 
 CComPtr<CDataStoreTask> MakeDataStoreTask(const CString& type)
 {
+    if (type == L"Properties")
+        return CComPtr<CDataStoreTask>(ZelMake<CPropertiesTask>().Get());
     if (type == L"Query")
         return CComPtr<CDataStoreTask>(ZelMake<CQueryTask>().Get());
     if (type == L"Statistics")

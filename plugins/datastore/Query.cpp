@@ -11,12 +11,6 @@
 
 namespace {
 
-bool ParseInteger(std::string_view text, std::int64_t& value)
-{
-    const auto end = std::from_chars(text.data(), text.data() + text.size(), value);
-    return end.ec == std::errc() && end.ptr == text.data() + text.size() && !text.empty();
-}
-
 bool ParseReal(std::string_view text, double& value)
 {
     const auto end = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -4,6 +4,7 @@
 #include "plugins/datastore/XmlElements.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -29,9 +30,51 @@ bool CTable::Read(IXMLDOMNode* task, CString& error)
     return true;
 }
 
+bool CTable::SetPath(const CString& path, std::vector<std::string> columns, CString& error)
+{
+    const CString trimmed = Trimmed(path);
+    const auto slash = trimmed.find(L'/');
+    m_bMainTable = slash == CString::npos;
+    m_strAskedName.clear();
+    m_askedColumns = std::move(columns);
+    if (!m_source.SetName(trimmed.substr(0, slash), error))
+        return false;
+    if (m_bMainTable)
+        return true;
+    m_strAskedName = platform::ToUtf8(trimmed.substr(slash + 1));
+    if (m_strAskedName.empty())
+        error = L"\"" + trimmed.substr(0, slash + 1) + L"\" names no table behind the \"/\".";
+    return !m_strAskedName.empty();
+}
+
 bool CTable::Open(CDatabase& database, CString& error)
 {
-    return m_source.Open(database, error) && FindTable(database, error) && FindColumns(database, error);
+    return m_source.Open(database, error) &&
+           (m_bMainTable ? FindMainTable(database, error) : FindTable(database, error)) && FindColumns(database, error);
+}
+
+bool CTable::FindMainTable(CDatabase& database, CString& error)
+{
+    const std::string sourceName = platform::ToUtf8(m_source.Name());
+    CStatement statement;
+    eStepResult step = eStep_Failed;
+    std::size_t count = 0;
+    if (database.Prepare("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite~_%' ESCAPE '~'",
+                         statement)) {
+        while ((step = database.Step(statement)) == eStep_Row) {
+            ++count;
+            m_strName = statement.Column(0).bytes;
+            if (IsSameName(m_strName, sourceName))
+                return true;
+        }
+    }
+    if (step == eStep_Done && count == 1)
+        return true;
+    error = m_source.ErrorOf(step != eStep_Done ? database.ErrorText()
+                                                : L"it has " + std::to_wstring(count) +
+                                                      L" tables and none of its own name; name one as \"" +
+                                                      m_source.Name() + L"/table\"");
+    return false;
 }
 
 bool CTable::FindTable(CDatabase& database, CString& error)
@@ -71,13 +114,17 @@ bool CTable::FindColumns(CDatabase& database, CString& error)
         const auto found = std::find_if(present.begin(), present.end(),
                                         [&](const std::string& name) { return IsSameName(name, asked); });
         if (found == present.end()) {
-            error = m_source.ErrorOf(L"table \"" + platform::FromUtf8(m_strName) + L"\" has no column \"" +
-                                     platform::FromUtf8(asked) + L"\"");
+            error = ErrorOf(L"has no column \"" + platform::FromUtf8(asked) + L"\"");
             return false;
         }
         m_columns.push_back(*found);
     }
     return true;
+}
+
+CString CTable::ErrorOf(const CString& reason) const
+{
+    return m_source.ErrorOf(L"table \"" + platform::FromUtf8(m_strName) + L"\" " + reason);
 }
 
 std::string CTable::Quoted(std::string_view name)

@@ -55,6 +55,12 @@ const char* ValueTypeName(eValueType type)
     return kNames[type];
 }
 
+bool ParseInteger(std::string_view text, std::int64_t& value)
+{
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), value);
+    return end.ec == std::errc() && end.ptr == text.data() + text.size() && !text.empty();
+}
+
 std::string RealText(double value)
 {
     if (std::isnan(value))

@@ -20,6 +20,9 @@ struct SValue {
 /// "null", "integer", "real", "text", "blob": the names that requests and responses use.
 [[nodiscard]] const char* ValueTypeName(eValueType type);
 
+/// False when the text is no integer of 64 bits, or more than that.
+[[nodiscard]] bool ParseInteger(std::string_view text, std::int64_t& value);
+
 /// The shortest text that gives the same number when it is read. Has a point or an exponent, so that it can be told
 /// from an integer; "INF", "-INF" and "NaN" as XML schemas have them.
 [[nodiscard]] std::string RealText(double value);

@@ -82,4 +82,10 @@ std::string StatisticsRequest(const std::string& source, const std::string& tabl
            columns + "</Task></Request>";
 }
 
+std::string PropertiesRequest(const std::string& source, const std::string& item, const std::string& property)
+{
+    return "<Request><Task Type=\"Properties\"><Action>Get</Action><DataSource>" + source + "</DataSource>" + item +
+           "<PropertyName>" + property + "</PropertyName></Task></Request>";
+}
+
 } // namespace plugintest

@@ -45,5 +45,8 @@ private:
 /// `<Request><Task Type="Statistics">`; columns is markup.
 [[nodiscard]] std::string StatisticsRequest(const std::string& source, const std::string& table,
                                             const std::string& columns = {});
+/// `<Request><Task Type="Properties">`; item is markup: the element Id or ElementName.
+[[nodiscard]] std::string PropertiesRequest(const std::string& source, const std::string& item,
+                                            const std::string& property);
 
 } // namespace plugintest
