@@ -16,6 +16,9 @@
 class CWQ_Thread;
 class CZelProcessor;
 class CZelProcessorProgressStatusFile;
+namespace CommandFile {
+struct SContent;
+}
 namespace platform {
 class CManualResetEvent;
 class IDirectoryWatch;
@@ -116,8 +119,8 @@ private:
 
     bool ProcessCommand(const CString& path, CZelProcessorProgress* progress);
     bool WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress);
-    bool ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CString& type, CString& name);
-    bool CarryOutCommand(const CString& type, const CString& name, CZelProcessorProgress* progress);
+    bool ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CommandFile::SContent& command);
+    bool CarryOutCommand(const CommandFile::SContent& command, CZelProcessorProgress* progress);
     bool PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress);
 
     bool RegisterNewClient(const CString& requestId);

@@ -1,13 +1,8 @@
+#include "CommandFile.h"
 #include "HexText.h"
 #include "ProtocolFiles.h"
 #include "SourceNames.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
-#include "com/Bstr.h"
-#include "com/ComError.h"
-#include "com/ComPtr.h"
-#include "com/Variant.h"
-#include "com/Xml.h"
-#include "com/ZelCom.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
@@ -35,39 +30,6 @@ void Report(long line, const wchar_t* function, const CString& text)
     WQ_ReportErrorNow(SourceNames::kZelProcessorClient, line, function, text);
 }
 
-/// The word of a command in its file; null for a type that is none.
-const wchar_t* CommandWord(eCommandType type)
-{
-    switch (type) {
-    case eCommandType_CancelRequest: return L"CancelRequest";
-    case eCommandType_PauseRequest: return L"PauseRequest";
-    case eCommandType_RegisterClient: return L"RegisterClient";
-    case eCommandType_UnregisterClient: return L"UnregisterClient";
-    default: return nullptr;
-    }
-}
-
-CComPtr<IXMLDOMElement> CreateElement(IXMLDOMDocument& document, const wchar_t* name)
-{
-    CComPtr<IXMLDOMElement> element;
-    ThrowIfFailed(document.createElement(CBstr(std::wstring_view(name)).Get(), element.Put()));
-    return element;
-}
-
-void FillCommand(IXMLDOMDocument& document, const wchar_t* word, const CString& requestName)
-{
-    CComPtr<IXMLDOMProcessingInstruction> declaration;
-    ThrowIfFailed(document.createProcessingInstruction(
-        CBstr(L"xml").Get(), CBstr(L" version='1.0' encoding='UTF-8'").Get(), declaration.Put()));
-    ThrowIfFailed(document.appendChild(declaration.Get(), nullptr));
-    const CComPtr<IXMLDOMElement> command = CreateElement(document, L"Command");
-    ThrowIfFailed(command->setAttribute(CBstr(L"Type").Get(), CVariant(std::wstring_view(word)).Get()));
-    const CComPtr<IXMLDOMElement> name = CreateElement(document, L"RequestName");
-    ThrowIfFailed(name->put_nodeTypedValue(CVariant(std::wstring_view(requestName)).Get()));
-    ThrowIfFailed(command->appendChild(name.Get(), nullptr));
-    ThrowIfFailed(document.appendChild(command.Get(), nullptr));
-}
-
 /// What a report of a command says of its outcome.
 std::vector<CString> Outcome(eCommandType type, eZelProcRequestStatus status)
 {
@@ -89,26 +51,20 @@ eZelProcRequestStatus CZelProcessorClient::PauseRequest(const CString& requestPa
 CString CZelProcessorClient::CreateCommandFile(eCommandType type, const CString& requestPath) const
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::CreateCommandFile";
-    const wchar_t* const word = CommandWord(type);
-    if (!word)
+    if (!CommandFile::WordOf(type))
         return {};
-    CComPtr<IXMLDOMDocument> document;
-    const HRESULT created = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER,
-                                                ComIid<IXMLDOMDocument>(), document.PutVoid());
-    if (created != S_OK) {
-        Report(kLineNoDocument, kFunction,
-               FormatText(L"pDomDocument.CreateInstanceSYS(__uuidof(DOMDocument)) != S_OK, HRESULT = 0x%lx",
-                          {HexText(created)}));
-        return {};
-    }
-    FillCommand(*document, word, platform::FileNameOf(requestPath));
     const CString path =
         platform::JoinPath(m_strClientDir, kCommandPrefix + GetUniqueString() + Protocol::kCommandExtension);
-    if (document->save(CVariant(std::wstring_view(path)).Get()) != S_OK) {
+    HRESULT documentResult = S_OK;
+    if (CommandFile::Write(path, type, platform::FileNameOf(requestPath), documentResult))
+        return path;
+    if (documentResult != S_OK)
+        Report(kLineNoDocument, kFunction,
+               FormatText(L"pDomDocument.CreateInstanceSYS(__uuidof(DOMDocument)) != S_OK, HRESULT = 0x%lx",
+                          {HexText(documentResult)}));
+    else
         Report(kLineSaveFailed, kFunction, L"Unable to save pDomDocument into file\n" + path);
-        return {};
-    }
-    return path;
+    return {};
 }
 
 eZelProcRequestStatus CZelProcessorClient::SendCommand(const CString& requestPath, eCommandType type)

@@ -1,11 +1,10 @@
+#include "CommandFile.h"
 #include "ProtocolFiles.h"
 #include "SourceNames.h"
 #include "StringCodes.h"
-#include "ZEL_Processor/XMLTools.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "ZelProcessorProgressStatusFile.h"
-#include "com/ComPtr.h"
 #include "com/Guid.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
@@ -35,10 +34,9 @@ bool CZelProcessorServer::ProcessCommand(const CString& path, CZelProcessorProgr
                                 FormatText(TextOf(StringCodes::kUnableMoveIntoQueue), {path, queuePath}));
         return false;
     }
-    CString type;
-    CString name;
-    if (!WaitUntilReadable(queuePath, progress) || !ReadCommand(queuePath, progress, type, name) ||
-        !CarryOutCommand(type, name, progress))
+    CommandFile::SContent command;
+    if (!WaitUntilReadable(queuePath, progress) || !ReadCommand(queuePath, progress, command) ||
+        !CarryOutCommand(command, progress))
         return false;
     static_cast<void>(platform::Files().Remove(queuePath));
     m_pProcessor->SetStatus(progress, eRequestStatus_Done, TextOf(StringCodes::kDone));
@@ -71,52 +69,48 @@ bool CZelProcessorServer::WaitUntilReadable(const CString& queuePath, CZelProces
     }
 }
 
-bool CZelProcessorServer::ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CString& type,
-                                      CString& name)
+bool CZelProcessorServer::ReadCommand(const CString& queuePath, CZelProcessorProgress* progress,
+                                      CommandFile::SContent& command)
 {
-    CComPtr<IXMLDOMDocument> document;
-    CString reason;
-    if (!CXMLTools::CreateXmlDomFromFile(queuePath, document.Put(), reason)) {
-        if (!reason.empty())
-            reason = L"\n" + reason + L"\n";
-        m_pProcessor->SetStatus(progress, eRequestStatus_ServerError,
-                                WQ_LoadString(StringCodes::kCantParseCommand) + reason + queuePath);
+    const auto fail = [&](const CString& comment) {
+        m_pProcessor->SetStatus(progress, eRequestStatus_ServerError, comment);
         return false;
+    };
+    switch (CommandFile::Read(queuePath, command)) {
+    case CommandFile::eRead_NoXml:
+        if (!command.reason.empty())
+            command.reason = L"\n" + command.reason + L"\n";
+        return fail(WQ_LoadString(StringCodes::kCantParseCommand) + command.reason + queuePath);
+    case CommandFile::eRead_Incomplete:
+        return fail(TextOf(StringCodes::kInvalidCommandFile));
+    case CommandFile::eRead_Ok:
+        break;
     }
-    CComPtr<IXMLDOMNode> command;
-    // An empty name names nothing.
-    if (CXMLTools::GetNodeByName(document.Get(), L"Command", command.Put()) &&
-        CXMLTools::GetAttributeValue(command.Get(), L"Type", type) &&
-        CXMLTools::GetNodeValue(command.Get(), L"RequestName", name) && !name.empty())
-        return true;
-    m_pProcessor->SetStatus(progress, eRequestStatus_ServerError, TextOf(StringCodes::kInvalidCommandFile));
-    return false;
+    return true;
 }
 
-bool CZelProcessorServer::CarryOutCommand(const CString& type, const CString& name, CZelProcessorProgress* progress)
+bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, CZelProcessorProgress* progress)
 {
-    const auto is = [&type](const wchar_t* word) { return platform::EqualsNoCase(type, word); };
-    if (is(L"CancelRequest")) {
+    switch (command.type) {
+    case eCommandType_CancelRequest:
         // Whatever runs is meant when the name does not wait: at most one request runs.
-        if (RemoveRequestFromQueue(name))
+        if (RemoveRequestFromQueue(command.name))
             m_pProcessor->SetStatus(progress, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
         else
             CancelRunningRequest();
         return true;
-    }
-    if (is(L"PauseRequest"))
-        return PauseOrUnpauseRequest(name, progress);
-    if (is(L"RegisterClient")) {
-        RegisterNewClient(name);
+    case eCommandType_PauseRequest:
+        return PauseOrUnpauseRequest(command.name, progress);
+    case eCommandType_RegisterClient:
+        RegisterNewClient(command.name);
         return true;
-    }
-    if (is(L"UnregisterClient")) {
-        GUID clientId{};
-        if (GuidFromText(name, clientId))
+    case eCommandType_UnregisterClient:
+        if (GUID clientId{}; GuidFromText(command.name, clientId))
             UnregisterClient(clientId);
         return true;
+    default:
+        return false;
     }
-    return false;
 }
 
 bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress)

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "ZEL_Processor/ZelProcessorEnums.h"
+#include "ZEL_Processor/ZelTypes.h"
+#include "com/Com.h"
+
+/// The content of a command file, as a client writes it and a server reads it.
+namespace CommandFile {
+
+/// The word of a command; null for a type that is none.
+[[nodiscard]] const wchar_t* WordOf(eCommandType type);
+/// The type of a word in any letter case; eCommandType_NotInitialized for others.
+[[nodiscard]] eCommandType TypeOf(const CString& word);
+
+enum eRead {
+    eRead_Ok,
+    eRead_NoXml,     ///< can't be parsed
+    eRead_Incomplete ///< element, type or name is missing
+};
+struct SContent {
+    eCommandType type = eCommandType_NotInitialized;
+    CString name;   ///< of the request, the registration or the client; not empty
+    CString reason; ///< of eRead_NoXml
+};
+/// Needs a thread whose COM is initialised, as does Write.
+[[nodiscard]] eRead Read(const CString& path, SContent& content);
+
+/// False when the file can't be saved, or when the DOM can't be made: documentResult is then not S_OK. Throws CComError when
+/// the DOM breaks. The type must have a word.
+[[nodiscard]] bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult);
+
+} // namespace CommandFile
