@@ -97,6 +97,21 @@ xmlParserInput* OnResolveEntity(void*, const xmlChar*, const xmlChar*)
     return nullptr;
 }
 
+/// Errors of character sets have no parser to go to: the library would print them on standard error.
+class CQuietThread {
+public:
+    CQuietThread() { xmlSetStructuredErrorFunc(nullptr, &Ignore); }
+    ~CQuietThread() { xmlSetStructuredErrorFunc(m_pOldContext, m_pOldFunction); }
+    CQuietThread(const CQuietThread&) = delete;
+    CQuietThread& operator=(const CQuietThread&) = delete;
+
+private:
+    static void Ignore(void*, xmlErrorPtr) {}
+
+    void* const m_pOldContext = xmlStructuredErrorContext;
+    const xmlStructuredErrorFunc m_pOldFunction = xmlStructuredError;
+};
+
 void InitializeLibrary()
 {
     static const bool initialized = (xmlInitParser(), true);
@@ -192,6 +207,7 @@ CDomTreePtr Parse(std::string_view bytes, eEncoding encoding, bool preserveWhite
     }
     SParseState state;
     const CContextPtr context = MakeContext(state);
+    const CQuietThread quiet;
     const int options = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOWARNING | XML_PARSE_NOERROR | XML_PARSE_COMPACT |
                         (encoding == eEncoding_Utf8 ? XML_PARSE_IGNORE_ENC : 0);
     // Never with an encoding as argument: through a converter the parser takes 10 MB at most.
