@@ -57,14 +57,19 @@ bool CDataSource::SetName(const CString& name, CString& error)
     return false;
 }
 
+CString CDataSource::Folder()
+{
+    return platform::Environment(L"ZEL_DATA_DIR");
+}
+
 bool CDataSource::Open(CDatabase& database, CString& error) const
 {
-    const CString folder = platform::Environment(L"ZEL_DATA_DIR");
+    const CString folder = Folder();
     if (folder.empty()) {
         error = L"The server has no data sources: the variable ZEL_DATA_DIR is not set.";
         return false;
     }
-    const CString path = platform::JoinPath(folder, m_strName + L".sqlite");
+    const CString path = platform::JoinPath(folder, m_strName + kExtension);
     platform::SFileAttributes attributes;
     if (!platform::Succeeded(platform::Files().GetAttributes(path, attributes)) || attributes.isDirectory) {
         error = L"There is no data source \"" + m_strName + L"\".";

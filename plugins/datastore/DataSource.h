@@ -18,6 +18,11 @@ public:
     /// `Data source "name": reason`, the form of all errors that a data source gives.
     [[nodiscard]] CString ErrorOf(const CString& reason) const;
 
+    /// Folder of the data sources; empty when there is none.
+    [[nodiscard]] static CString Folder();
+    /// What the name of a file has behind the name of its data source.
+    static constexpr const wchar_t* kExtension = L".sqlite";
+
     /// True for ASCII letters, digits, '_', '-' and '.', not beginning with a dot, at most 100 characters, and no name
     /// that Windows keeps for devices. Such a name can't leave the folder.
     [[nodiscard]] static bool IsName(const CString& name);

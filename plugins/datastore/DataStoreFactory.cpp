@@ -1,4 +1,6 @@
 #include "plugins/datastore/DataStoreTask.h"
+#include "plugins/datastore/Palette.h"
+#include "plugins/datastore/SourceWatcher.h"
 
 namespace {
 
@@ -24,7 +26,39 @@ protected:
     bool Write(CDataStoreTask& task, CZelXmlWriter& xml) override { return task.WriteResponse(xml); }
 };
 
-class CDataStoreFactory : public CZelXmlFactory {
+/// Makes the objects of requests; knows of changes in the data besides, and what they mean for the palette.
+class CDataStoreFactory : public CZelXmlFactory, public IWQ_DsEventSource, public IWQ_Palette {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        if (object == nullptr)
+            return E_POINTER;
+        if (iid == ComIid<IWQ_DsEventSource>())
+            *object = static_cast<IWQ_DsEventSource*>(this);
+        else if (iid == ComIid<IWQ_Palette>())
+            *object = static_cast<IWQ_Palette*>(this);
+        else
+            return CZelXmlFactory::QueryInterface(iid, object);
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return CZelXmlFactory::AddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return CZelXmlFactory::Release(); }
+
+    HRESULT STDMETHODCALLTYPE Start(IWQ_DsEventSink* sink) override
+    {
+        return ZelComResult([&] { return m_watcher.Start(sink); });
+    }
+    HRESULT STDMETHODCALLTYPE Stop() override
+    {
+        return ZelComResult([&] { return m_watcher.StopTelling(); });
+    }
+    HRESULT STDMETHODCALLTYPE GetChangedGroups(IWQ_DsEventsData* events, IWQ_Project*, VARIANT_BOOL* groupsChanged,
+                                               IWQ_CLSIDArray** groups, VARIANT_BOOL* projectNeedsUpdate) override
+    {
+        return ZelComResult([&] { return ChangedGroups(events, groupsChanged, groups, projectNeedsUpdate); });
+    }
+
 protected:
     bool TakesType(const CString& type) override
     {
@@ -42,6 +76,9 @@ protected:
     {
         return CComPtr<CZelXmlRequest>(ZelMake<CDataStoreRequest>(path).Get());
     }
+
+private:
+    CSourceWatcher m_watcher;
 };
 
 } // namespace

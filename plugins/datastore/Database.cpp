@@ -174,14 +174,23 @@ void CDatabase::Restrict()
         sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::AskCancel, this);
 }
 
-bool CDatabase::BeginSnapshot()
+bool CDatabase::RunOwn(std::string_view sql, const RowVisitor& visitor)
 {
-    CStatement begin;
+    // For its steps as well: SQLite prepares a statement anew when it finds that the schema changed.
+    struct SOwn {
+        explicit SOwn(bool& own) : m_own(own) { m_own = true; }
+        ~SOwn() { m_own = false; }
+        bool& m_own;
+    } const own(m_bOwnStatement);
+    CStatement statement;
     std::string_view rest;
-    m_bOwnStatement = true;
-    const bool isPrepared = Compile("BEGIN", begin, rest);
-    m_bOwnStatement = false;
-    return isPrepared && Step(begin) == eStep_Done;
+    eStepResult step = Compile(sql, statement, rest) ? Step(statement) : eStep_Failed;
+    while (step == eStep_Row) {
+        if (visitor)
+            visitor(statement);
+        step = Step(statement);
+    }
+    return step == eStep_Done;
 }
 
 bool CDatabase::Prepare(std::string_view sql, CStatement& statement)

@@ -5,6 +5,7 @@
 #include <ZEL_Processor/ZelProcessorContext.h>
 #include <ZEL_Processor/ZelTypes.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -58,7 +59,13 @@ public:
     /// Opens an existing file. Nothing of it is read yet, so one that is no database is found at the first statement.
     [[nodiscard]] bool Open(const std::wstring& path);
     /// All that is read from now on is one state of the data, whatever others write meanwhile.
-    [[nodiscard]] bool BeginSnapshot();
+    [[nodiscard]] bool BeginSnapshot() { return RunOwn("BEGIN"); }
+    [[nodiscard]] bool EndSnapshot() { return RunOwn("COMMIT"); }
+
+    /// Runs a statement of this module's own, which may be any that does not write, and calls back with each row. Not
+    /// for anything that comes from a request.
+    using RowVisitor = std::function<void(const CStatement& row)>;
+    [[nodiscard]] bool RunOwn(std::string_view sql, const RowVisitor& visitor = {});
 
     /// Prepares one statement that gives rows. False when it is none, when it is more than one, or when it would do
     /// more than read.
@@ -87,7 +94,7 @@ private:
     std::unique_ptr<sqlite3, SClose> m_pDatabase;
     CZelProcessorContext* const m_pContext;
     const char* m_pRefused = nullptr; ///< what the statement tried that it must not
-    bool m_bOwnStatement = false;     ///< the statement being prepared is not the request's
+    bool m_bOwnStatement = false;     ///< the statement being run is not the request's
     bool m_bSelecting = false;        ///< the statement has been found to be a SELECT
     bool m_bBusy = false;
     CString m_strError;

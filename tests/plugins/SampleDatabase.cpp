@@ -14,12 +14,8 @@
 namespace plugintest {
 
 namespace {
-void ExecuteSql(sqlite3* database, const std::string& sql)
-{
-    char* error = nullptr;
-    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << (error ? error : "");
-    sqlite3_free(error);
-}
+/// For a reader that is just looking; reached only by a test that fails.
+constexpr int kLockPatienceMs = 20000;
 } // namespace
 
 CDataFolder::CDataFolder()
@@ -39,26 +35,45 @@ std::wstring CDataFolder::PathOf(const std::wstring& name) const
 
 void CDataFolder::Make(const std::wstring& name, const std::string& sql) const
 {
-    sqlite3* database = nullptr;
-    EXPECT_EQ(sqlite3_open(platform::NarrowPath(PathOf(name)).c_str(), &database), SQLITE_OK);
-    ExecuteSql(database, sql);
-    EXPECT_EQ(sqlite3_close(database), SQLITE_OK);
+    CConnection(PathOf(name)).Execute(sql);
 }
 
-CExclusiveWriter::CExclusiveWriter(const std::wstring& path)
+CSavedFolder::CSavedFolder(const std::wstring& folder) : m_strFolder(platform::Environment(L"ZEL_DATA_DIR"))
+{
+    platform::SetEnvironment(L"ZEL_DATA_DIR", folder);
+}
+
+CSavedFolder::~CSavedFolder()
+{
+    platform::SetEnvironment(L"ZEL_DATA_DIR", m_strFolder);
+}
+
+CConnection::CConnection(const std::wstring& path)
 {
     EXPECT_EQ(sqlite3_open(platform::NarrowPath(path).c_str(), &m_pDatabase), SQLITE_OK);
-    Execute("BEGIN EXCLUSIVE");
+    sqlite3_busy_timeout(m_pDatabase, kLockPatienceMs);
 }
 
-CExclusiveWriter::~CExclusiveWriter()
+CConnection::~CConnection()
 {
     EXPECT_EQ(sqlite3_close(m_pDatabase), SQLITE_OK);
 }
 
-void CExclusiveWriter::Execute(const std::string& sql)
+void CConnection::Execute(const std::string& sql)
 {
-    ExecuteSql(m_pDatabase, sql);
+    char* error = nullptr;
+    EXPECT_EQ(sqlite3_exec(m_pDatabase, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << (error ? error : "");
+    sqlite3_free(error);
+}
+
+bool IsBeingRead(const std::wstring& path)
+{
+    sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open(platform::NarrowPath(path).c_str(), &database), SQLITE_OK);
+    const int result = sqlite3_exec(database, "BEGIN EXCLUSIVE; ROLLBACK", nullptr, nullptr, nullptr);
+    EXPECT_TRUE(result == SQLITE_OK || result == SQLITE_BUSY) << result;
+    EXPECT_EQ(sqlite3_close(database), SQLITE_OK);
+    return result == SQLITE_BUSY;
 }
 
 std::size_t CDataFolder::FileCount() const

@@ -26,18 +26,40 @@ private:
     testsupport::CTemporaryDirectory m_folder;
 };
 
-/// A writer that keeps everybody else from a database until it lets go.
-class CExclusiveWriter {
+/// Another value of ZEL_DATA_DIR while the object lives.
+class CSavedFolder {
 public:
-    explicit CExclusiveWriter(const std::wstring& path);
-    ~CExclusiveWriter();
-    CExclusiveWriter(const CExclusiveWriter&) = delete;
-    CExclusiveWriter& operator=(const CExclusiveWriter&) = delete;
+    explicit CSavedFolder(const std::wstring& folder);
+    ~CSavedFolder();
+    CSavedFolder(const CSavedFolder&) = delete;
+    CSavedFolder& operator=(const CSavedFolder&) = delete;
+
+private:
+    const std::wstring m_strFolder;
+};
+
+/// A connection of a program that edits a database.
+class CConnection {
+public:
+    explicit CConnection(const std::wstring& path);
+    ~CConnection();
+    CConnection(const CConnection&) = delete;
+    CConnection& operator=(const CConnection&) = delete;
+    /// A failing statement fails the test.
     void Execute(const std::string& sql);
 
 private:
     sqlite3* m_pDatabase = nullptr;
 };
+
+/// A writer that keeps everybody else from a database until it lets go.
+class CExclusiveWriter : public CConnection {
+public:
+    explicit CExclusiveWriter(const std::wstring& path) : CConnection(path) { Execute("BEGIN EXCLUSIVE"); }
+};
+
+/// True when somebody reads the database at this moment.
+[[nodiscard]] bool IsBeingRead(const std::wstring& path);
 
 /// `<Request><Task Type="Query">` for a data source and a statement, which is escaped here; parameters is markup.
 [[nodiscard]] std::string QueryRequest(const std::string& source, const std::string& sql,

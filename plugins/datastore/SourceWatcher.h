@@ -1,0 +1,51 @@
+#pragma once
+
+#include "plugins/datastore/WatchedSource.h"
+
+#include "platform/Thread.h"
+
+#include <chrono>
+#include <map>
+#include <memory>
+
+/// Watches the data sources of the folder and tells a sink of their changes, on a thread of its own that sleeps until
+/// the system notifies it of a change in the folder.
+class CSourceWatcher {
+public:
+    CSourceWatcher() = default;
+    ~CSourceWatcher() { Stop(); }
+    CSourceWatcher(const CSourceWatcher&) = delete;
+    CSourceWatcher& operator=(const CSourceWatcher&) = delete;
+
+    /// As IWQ_DsEventSource::Start. The data is as it is when this returns: changes after that are told.
+    [[nodiscard]] HRESULT Start(IWQ_DsEventSink* sink);
+    /// As IWQ_DsEventSource::Stop.
+    [[nodiscard]] HRESULT StopTelling();
+
+private:
+    void Stop();
+    unsigned Work();
+    [[nodiscard]] bool Step();
+    /// Waits for a change in the folder, or for the time of the next look. False when told to stop.
+    [[nodiscard]] bool Wait();
+    void Rearm();
+    /// One look at all sources; nobody is told without a sink.
+    void LookAndTell(IWQ_DsEventSink* sink);
+    void FindSources(CSourceChanges& changes);
+    void LookAt(CSourceChanges& changes);
+    void LogOnce(const CString& text);
+
+    CString m_strFolder;
+    CComPtr<IWQ_DsEventSink> m_pSink;
+    std::unique_ptr<platform::IDirectoryWatch> m_pWatch;
+    platform::CThread m_thread;
+    std::atomic<bool> m_bStop = false;
+    platform::CManualResetEvent m_stopping; ///< the same, for waiting
+
+    // Of the thread, once it runs.
+    std::map<CString, std::unique_ptr<CWatchedSource>> m_sources;
+    std::size_t m_nLooks = 0;                ///< since the last notification
+    std::chrono::milliseconds m_lookTime{0}; ///< how long the last look took
+    bool m_bBusy = false;                    ///< a source was locked at the last look
+    CString m_strLogged;
+};

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "plugins/datastore/Database.h"
+#include "plugins/datastore/SourceChanges.h"
+
+#include "platform/FileSystem.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+enum eLook {
+    eLook_Same,    ///< nothing was committed since the last look
+    eLook_Read,    ///< what was committed has been read
+    eLook_Busy,    ///< a writer keeps it locked: look again soon
+    eLook_Failed,  ///< it can't be read as it is
+    eLook_Stopped, ///< the reading was told to end
+};
+
+/// One data source that is watched: the state of its tables at the last look. Of one thread at a time.
+class CWatchedSource {
+public:
+    CWatchedSource(CString name, CString path) : m_strName(std::move(name)), m_strPath(std::move(path)) {}
+
+    /// Reads what was committed since the last look and adds the changes. The first look that succeeds finds all tables
+    /// new. A failure is logged once for each reason, and what was read before stays. The flag ends the reading.
+    [[nodiscard]] eLook Look(CSourceChanges& changes, const std::atomic<bool>& stop);
+    /// Adds that all tables are gone.
+    void Leave(CSourceChanges& changes) const;
+
+    /// A table of this name holds locks: a change of it is told as that and not as an event.
+    static constexpr const char* kLockTable = "zel_locks";
+
+private:
+    using Tables = std::map<std::string, CTableSnapshot>;
+
+    [[nodiscard]] bool Open(platform::FileTimeNs created);
+    [[nodiscard]] eLook ReadCommitted(Tables& tables, const std::atomic<bool>& stop);
+    [[nodiscard]] eLook ReadTables(Tables& tables, const std::atomic<bool>& stop);
+    [[nodiscard]] eLook ReadTable(const std::string& name, const std::string& columns, CTableSnapshot& table,
+                                  const std::atomic<bool>& stop);
+    [[nodiscard]] eLook Fail();
+    void Log(const CString& reason);
+    void Compare(const Tables& tables, CSourceChanges& changes) const;
+    void CompareTable(const std::string& name, const CTableSnapshot* now, const CTableSnapshot* then,
+                      CSourceChanges& changes) const;
+
+    const CString m_strName;
+    const CString m_strPath;
+    /// Stays open: only a connection that lives on can be asked whether others committed something.
+    std::unique_ptr<CDatabase> m_pDatabase;
+    platform::FileTimeNs m_created = 0; ///< of the file that is open, to notice that another one has its name
+    std::int64_t m_nVersion = -1;       ///< of the data, as that connection counts it; -1: not read yet
+    Tables m_tables;
+    CString m_strLogged; ///< the reason that was logged last
+};

@@ -1,0 +1,339 @@
+#include "plugins/datastore/SourceId.h"
+#include "plugins/datastore/TableSnapshot.h"
+#include "tests/plugins/PluginHarness.h"
+#include "tests/plugins/RecordingSink.h"
+#include "tests/plugins/SampleDatabase.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/RecordingHost.h"
+
+#include "platform/FileSystem.h"
+#include "platform/Os.h"
+#include "platform/Thread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <system_error>
+
+using namespace plugintest;
+
+namespace {
+
+int EditDatabase(const std::vector<std::wstring>& arguments)
+{
+    CConnection(arguments.at(0)).Execute(platform::ToUtf8(arguments.at(1)));
+    return 0;
+}
+const testsupport::CChildPart kEditPart(L"edit-database", &EditDatabase);
+
+class SourceWatcher : public testing::Test {
+protected:
+    SourceWatcher()
+    {
+        m_data.Make(L"box", "CREATE TABLE birds(id INTEGER PRIMARY KEY, name TEXT);"
+                            "INSERT INTO birds VALUES(3, 'wren'), (7, 'heron'), (9, 'owl')");
+    }
+    void Start() { ASSERT_EQ(m_source->Start(m_sink.Get()), S_OK); }
+    /// What is told next. Nothing is left out: what was told twice or wrongly comes up at the next call.
+    [[nodiscard]] std::string Next() { return m_sink->Next(); }
+    /// Where a file that is open can't be taken away it must be as it was, and be free after Stop.
+    void ExpectStillWatched()
+    {
+        m_data.Make(L"box", "UPDATE birds SET name = 'egret' WHERE id = 3");
+        EXPECT_EQ(Next(), "items changed box/birds 3");
+        EXPECT_EQ(m_source->Stop(), S_OK);
+        std::error_code error;
+        EXPECT_TRUE(std::filesystem::remove(m_data.PathOf(L"box"), error)) << error.message();
+    }
+    void Write(const std::wstring& name, const std::string& bytes)
+    {
+        platform::eOsError error = platform::eOsError_SharingViolation;
+        while (error == platform::eOsError_SharingViolation) // the watcher may be looking at it
+            error = platform::WriteWholeFile(m_data.PathOf(name), bytes);
+        ASSERT_EQ(error, platform::eOsError_None);
+    }
+
+    CRecordingHost m_host;
+    CComponents m_components;
+    CDataFolder m_data;
+    CComPtr<CRecordingSink> m_sink = MakeComObject<CRecordingSink>();
+    CComPtr<IWQ_DsEventSource> m_source = m_components.MakeFactory(kDataStoreId).QueryTo<IWQ_DsEventSource>();
+};
+
+/// As many rows as the numbers say.
+std::string RowsFrom(std::size_t first, std::size_t last)
+{
+    return "WITH RECURSIVE n(i) AS (SELECT " + std::to_string(first) + " UNION ALL SELECT i + 1 FROM n WHERE i < " +
+           std::to_string(last) + ") INSERT INTO birds SELECT i, 'b' || i FROM n;";
+}
+
+} // namespace
+
+TEST_F(SourceWatcher, TellsWhichRowsCameChangedAndWent)
+{
+    Start();
+    m_data.Make(L"box", "BEGIN; INSERT INTO birds VALUES(4, 'tit'), (5, 'jay'); UPDATE birds SET name = 'egret' WHERE "
+                        "id = 7; DELETE FROM birds WHERE id = 9; COMMIT");
+    EXPECT_EQ(Next(), "items added box/birds 4 5 changed box/birds 7 removed box/birds 9");
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 4");
+    EXPECT_EQ(Next(), "items removed box/birds 4");
+}
+
+TEST_F(SourceWatcher, AnotherProcessCounts)
+{
+    Start();
+    auto child = testsupport::StartChild(L"edit-database",
+                                         {m_data.PathOf(L"box"), L"UPDATE birds SET name = 'egret' WHERE id = 7"});
+    EXPECT_EQ(Next(), "items changed box/birds 7");
+    EXPECT_EQ(testsupport::FinishChild(child), 0);
+}
+
+TEST_F(SourceWatcher, AWriteAheadLogCounts)
+{
+    CConnection writer(m_data.PathOf(L"box"));
+    writer.Execute("PRAGMA journal_mode = WAL; INSERT INTO birds VALUES(1, 'a')");
+    Start();
+    for (int round = 0; round < 3; ++round) {
+        writer.Execute("UPDATE birds SET name = name || 'x' WHERE id = 7");
+        EXPECT_EQ(Next(), "items changed box/birds 7");
+    }
+    writer.Execute("PRAGMA wal_checkpoint(TRUNCATE); DELETE FROM birds WHERE id = 1");
+    EXPECT_EQ(Next(), "items removed box/birds 1");
+}
+
+TEST_F(SourceWatcher, WhatChangesNoValueIsNotTold)
+{
+    Start();
+    m_data.Make(L"box", "UPDATE birds SET name = name");
+    m_data.Make(L"box", "BEGIN; DELETE FROM birds; ROLLBACK");
+    m_data.Make(L"box", "UPDATE birds SET name = 'egret' WHERE id = 7");
+    EXPECT_EQ(Next(), "items changed box/birds 7");
+}
+
+TEST_F(SourceWatcher, TablesThatComeGoOrGetColumnsAreSources)
+{
+    Start();
+    m_data.Make(L"box", "CREATE TABLE fish(x)");
+    EXPECT_EQ(Next(), "sources box/fish");
+    m_data.Make(L"box", "ALTER TABLE birds ADD COLUMN size REAL");
+    EXPECT_EQ(Next(), "sources box/birds");
+    m_data.Make(L"box", "INSERT INTO fish VALUES('eel')");
+    EXPECT_EQ(Next(), "items added box/fish 1");
+    m_data.Make(L"box", "DROP TABLE fish");
+    EXPECT_EQ(Next(), "sources box/fish");
+}
+
+TEST_F(SourceWatcher, ANewDataSourceIsWatched)
+{
+    Start();
+    m_data.Make(L"crate", "CREATE TABLE boats(name TEXT)");
+    EXPECT_EQ(Next(), "sources crate/boats");
+    m_data.Make(L"crate", "INSERT INTO boats VALUES('kayak')");
+    EXPECT_EQ(Next(), "items added crate/boats 1");
+}
+
+TEST_F(SourceWatcher, ADataSourceMayVanishAndComeBack)
+{
+    Start();
+    std::error_code error;
+    std::filesystem::remove(m_data.PathOf(L"box"), error);
+    if (error)
+        return ExpectStillWatched();
+    EXPECT_EQ(Next(), "sources box/birds");
+    m_data.Make(L"box", "BEGIN; CREATE TABLE birds(id INTEGER PRIMARY KEY, name TEXT);"
+                        "INSERT INTO birds VALUES(1, 'tern'); COMMIT");
+    EXPECT_EQ(Next(), "sources box/birds");
+    m_data.Make(L"box", "INSERT INTO birds VALUES(2, 'gull')");
+    EXPECT_EQ(Next(), "items added box/birds 2");
+}
+
+TEST_F(SourceWatcher, ADataSourceThatIsReplacedIsComparedWithTheOldOne)
+{
+    m_data.Make(L"other", "CREATE TABLE birds(id INTEGER PRIMARY KEY, name TEXT);"
+                          "INSERT INTO birds VALUES(3, 'wren'), (7, 'egret')");
+    std::filesystem::rename(m_data.PathOf(L"other"), m_data.PathOf(L"other") + L".new");
+    Start();
+    std::error_code error;
+    std::filesystem::rename(m_data.PathOf(L"other") + L".new", m_data.PathOf(L"box"), error);
+    if (error)
+        return ExpectStillWatched();
+    EXPECT_EQ(Next(), "items changed box/birds 7 removed box/birds 9");
+}
+
+TEST_F(SourceWatcher, ALockTableIsNoEvent)
+{
+    m_data.Make(L"box", "CREATE TABLE zel_locks(item INTEGER, owner TEXT)");
+    Start();
+    m_data.Make(L"box", "INSERT INTO zel_locks VALUES(7, 'me')");
+    EXPECT_EQ(Next(), "locks");
+    m_data.Make(L"box", "BEGIN; DELETE FROM zel_locks; DELETE FROM birds WHERE id = 7; COMMIT");
+    EXPECT_EQ(Next(), "items removed box/birds 7");
+    EXPECT_EQ(Next(), "locks");
+    m_data.Make(L"box", "DROP TABLE zel_locks");
+    EXPECT_EQ(Next(), "locks");
+}
+
+TEST_F(SourceWatcher, ALockedSourceIsReadWhenItIsFree)
+{
+    Start();
+    {
+        CExclusiveWriter writer(m_data.PathOf(L"box"));
+        writer.Execute("DELETE FROM birds WHERE id = 3");
+        // The other source is told while this one is locked.
+        m_data.Make(L"crate", "CREATE TABLE boats(name TEXT)");
+        EXPECT_EQ(Next(), "sources crate/boats");
+        writer.Execute("COMMIT");
+    }
+    EXPECT_EQ(Next(), "items removed box/birds 3");
+}
+
+TEST_F(SourceWatcher, ASourceThatIsLockedAtTheStartComesLater)
+{
+    {
+        CExclusiveWriter writer(m_data.PathOf(L"box"));
+        Start();
+        writer.Execute("COMMIT");
+    }
+    EXPECT_EQ(Next(), "sources box/birds");
+}
+
+TEST_F(SourceWatcher, WhatIsNoDatabaseIsLoggedAndTriedAgain)
+{
+    Write(L"junk", std::string(2000, 'x'));
+    Start();
+    m_host.ExpectLogLine(L"Data source \"junk\": can't be watched: file is not a database");
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    EXPECT_EQ(Next(), "items removed box/birds 3");
+    Write(L"junk", "");
+    m_data.Make(L"junk", "CREATE TABLE t(x)");
+    EXPECT_EQ(Next(), "sources junk/t");
+}
+
+TEST_F(SourceWatcher, OtherFilesAndNamesAreNoSources)
+{
+    Start();
+    m_data.Make(L"no name", "CREATE TABLE t(x)");
+    ASSERT_EQ(platform::WriteWholeFile(m_data.PathOf(L"box") + L".txt", "text"), platform::eOsError_None);
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    EXPECT_EQ(Next(), "items removed box/birds 3");
+}
+
+TEST_F(SourceWatcher, TablesWithoutRowIdsAreReloaded)
+{
+    m_data.Make(L"box", "CREATE TABLE codes(code TEXT PRIMARY KEY, x) WITHOUT ROWID");
+    Start();
+    m_data.Make(L"box", "INSERT INTO codes VALUES('q', 1)");
+    EXPECT_EQ(Next(), "reload box/codes");
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    EXPECT_EQ(Next(), "items removed box/birds 3");
+}
+
+TEST_F(SourceWatcher, ATableOverTheLimitIsReloaded)
+{
+    m_data.Make(L"box", "DELETE FROM birds;" + RowsFrom(1, CTableSnapshot::kMaxRows));
+    Start();
+    m_data.Make(L"box", "UPDATE birds SET name = 'egret' WHERE id = 7");
+    EXPECT_EQ(Next(), "items changed box/birds 7");
+    m_data.Make(L"box", RowsFrom(CTableSnapshot::kMaxRows + 1, CTableSnapshot::kMaxRows + 1));
+    EXPECT_EQ(Next(), "reload box/birds");
+    m_data.Make(L"box", "UPDATE birds SET name = 'heron' WHERE id = 7");
+    EXPECT_EQ(Next(), "reload box/birds");
+}
+
+TEST_F(SourceWatcher, FullTextTablesDoNotDisturb)
+{
+    m_data.Make(L"box", "CREATE VIRTUAL TABLE texts USING fts5(body); INSERT INTO texts VALUES('a b c')");
+    Start();
+    m_data.Make(L"box", "INSERT INTO texts VALUES('d e f'); DELETE FROM birds WHERE id = 3");
+    EXPECT_EQ(Next(), "items removed box/birds 3");
+}
+
+TEST_F(SourceWatcher, StartAndStopSayWhatTheyFind)
+{
+    EXPECT_EQ(m_source->Stop(), S_FALSE);
+    EXPECT_EQ(m_source->Start(nullptr), E_POINTER);
+    EXPECT_EQ(m_source->Start(m_sink.Get()), S_OK);
+    EXPECT_EQ(m_source->Start(m_sink.Get()), E_UNEXPECTED);
+    EXPECT_EQ(m_source->Stop(), S_OK);
+    EXPECT_EQ(m_source->Stop(), S_FALSE);
+    EXPECT_EQ(m_sink->AddRef(), 2U) << "the sink is let go";
+    m_sink->Release();
+}
+
+TEST_F(SourceWatcher, WithoutAFolderThereIsNothingToWatch)
+{
+    const CSavedFolder noFolder(L"");
+    EXPECT_EQ(m_source->Start(m_sink.Get()), S_FALSE);
+    EXPECT_EQ(m_source->Stop(), S_FALSE);
+}
+
+TEST_F(SourceWatcher, AFolderThatIsMissingIsLogged)
+{
+    const CSavedFolder missing(m_data.PathOf(L"missing"));
+    EXPECT_EQ(m_source->Start(m_sink.Get()), S_FALSE);
+    m_host.ExpectLogLine(L"can't be watched: ");
+}
+
+TEST_F(SourceWatcher, NothingIsToldAfterStop)
+{
+    Start();
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    EXPECT_EQ(Next(), "items removed box/birds 3");
+    EXPECT_EQ(m_source->Stop(), S_OK);
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 7");
+    const auto later = MakeComObject<CRecordingSink>();
+    ASSERT_EQ(m_source->Start(later.Get()), S_OK);
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 9");
+    EXPECT_EQ(later->Next(), "items removed box/birds 9");
+    EXPECT_EQ(m_sink->Count(), 0U);
+}
+
+TEST_F(SourceWatcher, StopEndsTheReadingOfAChange)
+{
+    const std::wstring path = m_data.PathOf(L"box");
+    m_data.Make(L"box", "DELETE FROM birds;" + RowsFrom(1, CTableSnapshot::kMaxRows));
+    Start();
+    m_data.Make(L"box", "UPDATE birds SET name = 'egret' WHERE id = 7");
+    const auto end = std::chrono::steady_clock::now() + CRecordingHost::kPatience;
+    while (!IsBeingRead(path)) {
+        // Found too late: the change has been read and told, so there must be another one.
+        if (m_sink->Count() != 0) {
+            EXPECT_EQ(Next(), "items changed box/birds 7");
+            m_data.Make(L"box", "UPDATE birds SET name = name || 'x' WHERE id = 7");
+        }
+        ASSERT_LT(std::chrono::steady_clock::now(), end);
+    }
+    EXPECT_EQ(m_source->Stop(), S_OK);
+    EXPECT_EQ(platform::Files().Remove(path), platform::eOsError_None) << "nothing is left open";
+}
+
+TEST_F(SourceWatcher, StopWaitsForTheCallThatIsUnderWay)
+{
+    platform::CManualResetEvent inCall;
+    platform::CManualResetEvent mayEnd;
+    std::atomic<bool> ended = false;
+    m_sink->OnTold([&] {
+        inCall.Set();
+        EXPECT_TRUE(mayEnd.WaitFor(CRecordingHost::kPatience));
+        ended = true;
+    });
+    Start();
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    ASSERT_TRUE(inCall.WaitFor(CRecordingHost::kPatience));
+    mayEnd.Set();
+    EXPECT_EQ(m_source->Stop(), S_OK);
+    EXPECT_TRUE(ended);
+    EXPECT_EQ(Next(), "items removed box/birds 3");
+}
+
+TEST_F(SourceWatcher, AFactoryThatIsReleasedStopsByItself)
+{
+    Start();
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    EXPECT_EQ(Next(), "items removed box/birds 3");
+    m_source.Reset();
+    EXPECT_EQ(m_sink->AddRef(), 2U) << "the sink is let go";
+    m_sink->Release();
+}
