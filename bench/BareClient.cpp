@@ -15,8 +15,7 @@ class CBareClient final : public IBenchClient {
 public:
     CBareClient(const SBenchDirectories& directories, bool syncing)
         : m_directories(directories), m_syncing(syncing), m_request(RequestText())
-    {
-    }
+    {}
 
     void Send(const std::wstring& name) override
     {

@@ -21,11 +21,13 @@ std::filesystem::path StandardPath(const std::wstring& path)
 } // namespace
 
 SBenchDirectories::SBenchDirectories(const std::wstring& rootDir)
-    : root(rootDir), request(platform::JoinPath(root, L"requests")), output(platform::JoinPath(root, L"output")),
-      queue(platform::JoinPath(output, L"Queue")), client(platform::JoinPath(root, L"client")),
+    : root(rootDir),
+      request(platform::JoinPath(root, L"requests")),
+      output(platform::JoinPath(root, L"output")),
+      queue(platform::JoinPath(output, L"Queue")),
+      client(platform::JoinPath(root, L"client")),
       target(platform::JoinPath(root, L"target"))
-{
-}
+{}
 
 void SBenchDirectories::Create() const
 {

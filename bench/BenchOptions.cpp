@@ -66,9 +66,9 @@ std::optional<int> ParseBenchOptions(const std::vector<std::wstring>& arguments,
         return code == 0 ? 0 : 2;
     }
     options.directory = platform::AbsolutePath(platform::FromUtf8(directory));
-    options.components =
-        components.empty() ? platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"test-plugins")
-                           : platform::AbsolutePath(platform::FromUtf8(components));
+    options.components = components.empty()
+                             ? platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"test-plugins")
+                             : platform::AbsolutePath(platform::FromUtf8(components));
     options.syncing = SyncingOf(syncing);
     options.idle = std::chrono::seconds(idle);
     return std::nullopt;

@@ -54,9 +54,12 @@ void CBenchRows::Run(SBenchResult& result)
 {
     // Short rounds that take turns: a machine that does something else meanwhile hits both sides.
     const SShape shapes[] = {
-        {"round-trip", "serial", Count(200), 10, true},    {"burst-1000", "burst", Count(1000), 5, true},
-        {"burst-10000", "burst", Count(10000), 2, true},   {"burst-100000", "burst", Count(100000), 1, true},
-        {"status-write", "status-write", Count(5000), 10, false}, {"status-read", "status-read", Count(5000), 10, false},
+        {"round-trip", "serial", Count(200), 10, true},
+        {"burst-1000", "burst", Count(1000), 5, true},
+        {"burst-10000", "burst", Count(10000), 2, true},
+        {"burst-100000", "burst", Count(100000), 1, true},
+        {"status-write", "status-write", Count(5000), 10, false},
+        {"status-read", "status-read", Count(5000), 10, false},
     };
     for (const bool syncing : m_options.syncing) {
         for (const SShape& shape : shapes) {
@@ -77,8 +80,8 @@ void CBenchRows::RunRow(const SShape& shape, bool syncing, SBenchResult& result)
     row.name = shape.name;
     row.syncing = syncing;
     row.hasServer = shape.hasServer;
-    CSide library({Root(L"library"), shape.hasServer ? kLibraryServer : nullptr, kLibraryClient, syncing,
-                   m_options.components});
+    CSide library(
+        {Root(L"library"), shape.hasServer ? kLibraryServer : nullptr, kLibraryClient, syncing, m_options.components});
     CSide bare({Root(L"bare"), shape.hasServer ? kBareServer : nullptr, kBareClient, syncing, m_options.components});
     if (!shape.hasServer) {
         // The file to read must be there.

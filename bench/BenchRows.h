@@ -18,7 +18,7 @@ struct SBenchResult {
     std::vector<SBenchRow> rows;
     std::optional<double> idleServerPercent; ///< of one core
     std::optional<double> idleClientPercent;
-    std::uint64_t serverPeakBytes = 0;       ///< 0: no row looked
+    std::uint64_t serverPeakBytes = 0; ///< 0: no row looked
 };
 
 /// Measures what the options ask for. Throws when anything does not work as it should.
@@ -35,7 +35,7 @@ private:
     struct SShape {
         const char* name;
         const char* command;
-        std::size_t count;  ///< of requests in one round
+        std::size_t count; ///< of requests in one round
         std::size_t rounds;
         bool hasServer;
     };

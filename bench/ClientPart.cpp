@@ -32,8 +32,7 @@ nanoseconds TimeOf(const std::function<void()>& action)
 class CCommands {
 public:
     CCommands(IBenchClient& client, const SBenchDirectories& directories) : m_client(client), m_directories(directories)
-    {
-    }
+    {}
 
     std::wstring Run(const std::string& command, std::size_t count)
     {
@@ -56,8 +55,8 @@ private:
     std::wstring NewName() { return L"request-" + std::to_wstring(++m_names) + L".drq"; }
 
     /// The times of single actions; what follows each is not counted.
-    static std::wstring Each(std::size_t count, const std::function<void(std::size_t)>& action,
-                             const std::function<void()>& after = [] {})
+    static std::wstring Each(
+        std::size_t count, const std::function<void(std::size_t)>& action, const std::function<void()>& after = [] {})
     {
         nanoseconds total{};
         std::wstring times;

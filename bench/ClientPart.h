@@ -31,8 +31,8 @@ protected:
     IBenchClient() = default;
 };
 
-/// Obeys the parent: "<command> <count>" with serial, burst, queue, listen, status-write and status-read. Answers each with the
-/// nanoseconds of the whole, followed by those of each single one for the serial ones.
+/// Obeys the parent: "<command> <count>" with serial, burst, queue, listen, status-write and status-read. Answers each
+/// with the nanoseconds of the whole, followed by those of each single one for the serial ones.
 int ServeParent(IBenchClient& client, const SBenchDirectories& directories);
 
 /// 1 KiB of XML that asks for an echo.

@@ -15,7 +15,8 @@ namespace {
 class CLibraryClient final : public IBenchClient {
 public:
     CLibraryClient(const SBenchDirectories& directories, bool syncing)
-        : m_directories(directories), m_request(RequestText()),
+        : m_directories(directories),
+          m_request(RequestText()),
           m_statusFile(L"zel-bench", platform::JoinPath(directories.output, std::wstring(kStatusRequest) + L".status"))
     {
         m_client.Init(directories.request, directories.output, directories.client);

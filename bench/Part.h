@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-/// The parts that the program plays when it was started by itself. Each announces itself with the line "ready", obeys lines
-/// on standard input and ends when that is closed.
+/// The parts that the program plays when it was started by itself. Each announces itself with the line "ready", obeys
+/// lines on standard input and ends when that is closed.
 struct SPartOptions {
-    std::wstring root;       ///< of SBenchDirectories
+    std::wstring root; ///< of SBenchDirectories
     bool syncing = true;
     std::wstring components; ///< folder of the test tasks
 };

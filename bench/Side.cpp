@@ -34,9 +34,8 @@ CSide::~CSide()
     try {
         RemoveTree(m_root);
     } catch (const std::exception& exception) {
-        platform::WriteConsoleText(platform::eStream_Error,
-                                   L"zel-bench: left behind: " + m_root + L": " +
-                                       platform::FromUtf8(exception.what()) + L"\n");
+        platform::WriteConsoleText(platform::eStream_Error, L"zel-bench: left behind: " + m_root + L": " +
+                                                                platform::FromUtf8(exception.what()) + L"\n");
     }
 }
 

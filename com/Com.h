@@ -1,10 +1,11 @@
 #pragma once
 
-/// The COM surface: one set of names on every system. On Windows they are the system's own; elsewhere they come from a small
-/// runtime that keeps the same contracts (counting, apartments left out: an object is called on whatever thread the caller uses).
+/// The COM surface: one set of names on every system. On Windows they are the system's own; elsewhere they come from a
+/// small runtime that keeps the same contracts (counting, apartments left out: an object is called on whatever thread
+/// the caller uses).
 ///
-/// One source compiles on both when it uses LONG, ULONG and HRESULT for what COM passes, never long, and includes this header
-/// instead of a system header.
+/// One source compiles on both when it uses LONG, ULONG and HRESULT for what COM passes, never long, and includes this
+/// header instead of a system header.
 #if defined(_WIN32)
 #include "com/win32/System.h"
 #else

@@ -6,8 +6,8 @@
 #include <exception>
 #include <string>
 
-/// A failed COM call, or a null pointer (E_POINTER) or missing memory (E_OUTOFMEMORY) met by the owners of com/. Never leaves
-/// a COM method, an exported C function or a thread procedure: whoever stands there turns it into its HRESULT.
+/// A failed COM call, or a null pointer (E_POINTER) or missing memory (E_OUTOFMEMORY) met by the owners of com/. Never
+/// leaves a COM method, an exported C function or a thread procedure: whoever stands there turns it into its HRESULT.
 class ZEL_FRAMEWORK_API CComError : public std::exception {
 public:
     explicit CComError(HRESULT result);

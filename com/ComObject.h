@@ -24,8 +24,8 @@ HRESULT ComGuard(Body&& body) noexcept
     }
 }
 
-/// Base of a counted object with one chain of interfaces: the most derived one, and those it derives from, IUnknown aside.
-/// Starts with one reference, which MakeComObject hands over. Counting is safe from any thread.
+/// Base of a counted object with one chain of interfaces: the most derived one, and those it derives from, IUnknown
+/// aside. Starts with one reference, which MakeComObject hands over. Counting is safe from any thread.
 template <class Interface, class... Bases>
 class CComObject : public Interface {
 public:

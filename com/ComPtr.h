@@ -80,7 +80,8 @@ public:
     }
     void Swap(CComPtr& other) noexcept { std::swap(m_pObject, other.m_pObject); }
 
-    /// Another interface of the same object; empty when it has none or there is no object. The interface needs ZEL_DECLARE_IID.
+    /// Another interface of the same object; empty when it has none or there is no object. The interface needs
+    /// ZEL_DECLARE_IID.
     template <class Other>
     [[nodiscard]] CComPtr<Other> QueryTo() const noexcept
     {

@@ -1,6 +1,6 @@
 #include "com/Bstr.h"
-#include "com/Components.h"
 #include "com/ComPtr.h"
+#include "com/Components.h"
 #include "com/Guid.h"
 #include "com/Variant.h"
 #include "com/Xml.h"
@@ -176,18 +176,10 @@ std::wstring Escaped(std::wstring_view text)
     std::wstring escaped;
     for (const wchar_t character : text) {
         switch (character) {
-        case L'&':
-            escaped += L"&amp;";
-            break;
-        case L'<':
-            escaped += L"&lt;";
-            break;
-        case L'"':
-            escaped += L"&quot;";
-            break;
-        default:
-            escaped += character;
-            break;
+        case L'&': escaped += L"&amp;"; break;
+        case L'<': escaped += L"&lt;"; break;
+        case L'"': escaped += L"&quot;"; break;
+        default: escaped += character; break;
         }
     }
     return escaped;

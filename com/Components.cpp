@@ -58,9 +58,8 @@ public:
     {
         STableEntry revoked; // releases its factory after the lock
         const std::lock_guard lock(m_mutex);
-        const auto found = std::find_if(m_entries.begin(), m_entries.end(), [&](const STableEntry& entry) {
-            return entry.id == classId && entry.factory;
-        });
+        const auto found = std::find_if(m_entries.begin(), m_entries.end(),
+                                        [&](const STableEntry& entry) { return entry.id == classId && entry.factory; });
         if (found == m_entries.end())
             return false;
         revoked = std::move(*found);
@@ -131,8 +130,8 @@ private:
     }
 
     std::mutex m_mutex;
-    std::vector<STableEntry> m_entries;               // guarded by m_mutex
-    std::map<std::wstring, SLoadedModule> m_modules;  // guarded by m_mutex
+    std::vector<STableEntry> m_entries;              // guarded by m_mutex
+    std::map<std::wstring, SLoadedModule> m_modules; // guarded by m_mutex
 };
 
 CComponentTable& Table()
@@ -225,7 +224,8 @@ void AddComponentFolder(const std::wstring& path, std::vector<std::wstring>& err
         return;
     }
     std::erase_if(entries, [](const platform::SDirectoryEntry& entry) { return !IsManifestName(entry); });
-    std::sort(entries.begin(), entries.end(), [](const auto& left, const auto& right) { return left.name < right.name; });
+    std::sort(entries.begin(), entries.end(),
+              [](const auto& left, const auto& right) { return left.name < right.name; });
     for (const platform::SDirectoryEntry& entry : entries)
         AddManifest(platform::JoinPath(folder, entry.name), errors);
 }

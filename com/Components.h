@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-/// The process's table of components: which class ids there are, in which module each lives and to which categories it belongs.
+/// The process's table of components: which class ids there are, in which module each lives and to which categories it
+/// belongs.
 ///
 /// It is filled from component manifests, small XML files named `<name>.component`:
 ///
@@ -19,8 +20,9 @@
 ///     </class>
 ///   </component>
 ///
-/// and by RegisterComponentClass. On Windows the system's registry is asked after the table. A class that is already in the
-/// table stays as it is: earlier folders win. All functions are safe from any thread, and none throws but std::bad_alloc.
+/// and by RegisterComponentClass. On Windows the system's registry is asked after the table. A class that is already in
+/// the table stays as it is: earlier folders win. All functions are safe from any thread, and none throws but
+/// std::bad_alloc.
 
 /// One class of a module.
 struct SComponentClass {
@@ -35,44 +37,46 @@ struct SComponentManifest {
     std::vector<SComponentClass> classes;
 };
 
-/// Reads one manifest; it is UTF-8 text. False with a text that names the file and the reason. Checks the file alone, not its permissions and
-/// not the module.
+/// Reads one manifest; it is UTF-8 text. False with a text that names the file and the reason. Checks the file alone,
+/// not its permissions and not the module.
 [[nodiscard]] ZEL_FRAMEWORK_API bool ReadComponentManifest(const std::wstring& path, SComponentManifest& manifest,
                                                            std::wstring& error);
 /// Writes one manifest; false with a text that names the file and the reason.
-[[nodiscard]] ZEL_FRAMEWORK_API bool WriteComponentManifest(const std::wstring& path, const SComponentManifest& manifest,
-                                                            std::wstring& error);
+[[nodiscard]] ZEL_FRAMEWORK_API bool WriteComponentManifest(const std::wstring& path,
+                                                            const SComponentManifest& manifest, std::wstring& error);
 
-/// Adds all manifests of a folder, in the order of their names. One that can't be used (unreadable, not a manifest, no module
-/// there, writable by others) is left out with a line in errors that names the file and the reason; the others are added. So is
-/// a class id that another module has taken already. The modules are not loaded here. A folder that does not exist is an error
-/// line; one that is writable by others is left out whole. Adding a folder again changes nothing but adds what is new.
+/// Adds all manifests of a folder, in the order of their names. One that can't be used (unreadable, not a manifest, no
+/// module there, writable by others) is left out with a line in errors that names the file and the reason; the others
+/// are added. So is a class id that another module has taken already. The modules are not loaded here. A folder that
+/// does not exist is an error line; one that is writable by others is left out whole. Adding a folder again changes
+/// nothing but adds what is new.
 ZEL_FRAMEWORK_API void AddComponentFolder(const std::wstring& path, std::vector<std::wstring>& errors);
 
-/// Adds the folder "components" of the system's configuration directory and of the user's, where they exist, then each folder
-/// that the variable ZEL_COMPONENT_PATH names.
+/// Adds the folder "components" of the system's configuration directory and of the user's, where they exist, then each
+/// folder that the variable ZEL_COMPONENT_PATH names.
 ZEL_FRAMEWORK_API void LoadDefaultComponentFolders(std::vector<std::wstring>& errors);
 
-/// Appends the class ids of a category: those of the table in the order they were added, then, on Windows, those that the
-/// system's category manager knows and the table does not (this part needs an initialised thread). Each id once.
+/// Appends the class ids of a category: those of the table in the order they were added, then, on Windows, those that
+/// the system's category manager knows and the table does not (this part needs an initialised thread). Each id once.
 ZEL_FRAMEWORK_API void EnumerateCategory(const GUID& category, std::vector<CLSID>& classes);
 
 /// True when the table knows the class.
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsComponentKnown(REFCLSID classId);
 
-/// The class object of a class of the table, loading its module when that has not happened yet; a module stays loaded to the end
-/// of the process. REGDB_E_CLASSNOTREG when the table does not know it, CO_E_DLLNOTFOUND when the module cannot be loaded,
-/// CO_E_ERRORINDLL when it is no component module; errorText, when given, then names the file and the reason.
+/// The class object of a class of the table, loading its module when that has not happened yet; a module stays loaded
+/// to the end of the process. REGDB_E_CLASSNOTREG when the table does not know it, CO_E_DLLNOTFOUND when the module
+/// cannot be loaded, CO_E_ERRORINDLL when it is no component module; errorText, when given, then names the file and the
+/// reason.
 ZEL_FRAMEWORK_API HRESULT GetComponentClassObject(REFCLSID classId, REFIID iid, void** object,
                                                   std::wstring* errorText = nullptr);
 
-/// Adds a class that lives in this process, for hosts and tests. The table keeps a reference to the factory until the class is
-/// revoked. E_INVALIDARG for a null factory or a class id that is all zero, S_FALSE when the class is already in the table, which
-/// then stays as it was.
+/// Adds a class that lives in this process, for hosts and tests. The table keeps a reference to the factory until the
+/// class is revoked. E_INVALIDARG for a null factory or a class id that is all zero, S_FALSE when the class is already
+/// in the table, which then stays as it was.
 ZEL_FRAMEWORK_API HRESULT RegisterComponentClass(REFCLSID classId, IClassFactory* factory,
                                                  const std::vector<CATID>& categories);
-/// The same with a function that makes the object (the arguments of IClassFactory::CreateInstance without the outer object).
-/// Called on any thread, possibly on several at once.
+/// The same with a function that makes the object (the arguments of IClassFactory::CreateInstance without the outer
+/// object). Called on any thread, possibly on several at once.
 using ComponentFactoryFunction = std::function<HRESULT(REFIID iid, void** object)>;
 ZEL_FRAMEWORK_API HRESULT RegisterComponentClass(REFCLSID classId, ComponentFactoryFunction factory,
                                                  const std::vector<CATID>& categories);

@@ -8,7 +8,8 @@ namespace {
 
 constexpr std::size_t kGuidBytes = 16;
 /// Where the byte pairs of the text belong in the order of their writing, and where a hyphen stands before them.
-constexpr std::array<std::size_t, kGuidBytes> kTextOffset = {1, 3, 5, 7, 10, 12, 15, 17, 20, 22, 25, 27, 29, 31, 33, 35};
+constexpr std::array<std::size_t, kGuidBytes> kTextOffset = {1,  3,  5,  7,  10, 12, 15, 17,
+                                                             20, 22, 25, 27, 29, 31, 33, 35};
 constexpr std::array<std::size_t, 4> kHyphens = {9, 14, 19, 24};
 constexpr std::size_t kTextLength = 38;
 

@@ -10,8 +10,8 @@
 /// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}", 38 characters, hexadecimal digits in upper case.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring GuidToText(const GUID& guid);
 
-/// Takes exactly the form that GuidToText gives, digits in either case; nothing before, after or between. On failure the guid is
-/// all zero.
+/// Takes exactly the form that GuidToText gives, digits in either case; nothing before, after or between. On failure
+/// the guid is all zero.
 [[nodiscard]] ZEL_FRAMEWORK_API bool GuidFromText(std::wstring_view text, GUID& guid);
 
 /// Order and hash of ids, for containers: std::map<GUID, X, SGuidLess>, std::unordered_map<GUID, X, SGuidHash>.

@@ -11,9 +11,11 @@ namespace com_system {
 [[nodiscard]] bool IsThreadInitialized() noexcept;
 
 /// Makes an object of a class that the component table does not know.
-[[nodiscard]] HRESULT CreateInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID iid, void** object) noexcept;
+[[nodiscard]] HRESULT CreateInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID iid,
+                                     void** object) noexcept;
 
-/// Appends the classes that the system itself registers for a category; none where the system has no registry of its own.
+/// Appends the classes that the system itself registers for a category; none where the system has no registry of its
+/// own.
 void AppendCategory(const GUID& category, std::vector<CLSID>& classes);
 
 } // namespace com_system

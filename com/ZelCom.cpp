@@ -1,7 +1,7 @@
 #include "com/ZelCom.h"
 
-#include "com/Components.h"
 #include "com/ComPtr.h"
+#include "com/Components.h"
 #include "com/Guid.h"
 #include "com/SystemRuntime.h"
 

@@ -7,13 +7,14 @@
 
 namespace platform {
 
-/// Time, and the two ways of letting it pass. An interface, so that a test moves the time by hand and a two-second time-out
-/// is tested in no time.
+/// Time, and the two ways of letting it pass. An interface, so that a test moves the time by hand and a two-second
+/// time-out is tested in no time.
 class IClock {
 public:
     virtual ~IClock() = default;
 
-    /// Milliseconds from an arbitrary start, never going back; wraps at 32 bits like every tick count: compare differences.
+    /// Milliseconds from an arbitrary start, never going back; wraps at 32 bits like every tick count: compare
+    /// differences.
     [[nodiscard]] virtual std::uint32_t TickCount() = 0;
     /// Elapsed wall time of a steady clock since an arbitrary start.
     [[nodiscard]] virtual std::chrono::nanoseconds Steady() = 0;

@@ -17,7 +17,8 @@ enum eFaultKind {
     eFaultKind_IllegalInstruction,
     eFaultKind_StackOverflow,
     eFaultKind_Abort,
-    eFaultKind_Exception, ///< a C++ exception; RunContained never reports it, callers that catch one fill a record with it
+    eFaultKind_Exception, ///< a C++ exception; RunContained never reports it, callers that catch one fill a record with
+                          ///< it
     eFaultKind_Other
 };
 
@@ -26,19 +27,20 @@ constexpr std::size_t kMaxFaultFrames = 64;
 /// What is known of a fault, gathered where it happened and before the stack was left. Plain data of fixed size.
 struct SFaultRecord {
     eFaultKind kind = eFaultKind_None;
-    std::uint32_t code = 0;                    ///< signal number or exception code of the system
-    std::uintptr_t instruction = 0;            ///< address of the faulting instruction
-    std::uintptr_t address = 0;                ///< address that was accessed, where that means something
+    std::uint32_t code = 0;         ///< signal number or exception code of the system
+    std::uintptr_t instruction = 0; ///< address of the faulting instruction
+    std::uintptr_t address = 0;     ///< address that was accessed, where that means something
     std::size_t frameCount = 0;
     std::uintptr_t frames[kMaxFaultFrames] = {}; ///< return addresses, the faulting frame first
 };
 
 /// Runs the body. True when it returned. False when it was left because of a fault; the record then tells which.
 ///
-/// A fault on the calling thread is contained only while its own frame runs; faults of other threads, and of this one outside
-/// the frame, go to the handlers that were installed before. Frames don't nest on one thread. C++ exceptions pass through to the caller.
-/// The objects of the frames that are jumped over are not destroyed: no lock may be held across the body, and what the body
-/// owned is lost (memory, references, open files). After a stack overflow the thread can take the next one as well.
+/// A fault on the calling thread is contained only while its own frame runs; faults of other threads, and of this one
+/// outside the frame, go to the handlers that were installed before. Frames don't nest on one thread. C++ exceptions
+/// pass through to the caller. The objects of the frames that are jumped over are not destroyed: no lock may be held
+/// across the body, and what the body owned is lost (memory, references, open files). After a stack overflow the thread
+/// can take the next one as well.
 [[nodiscard]] ZEL_FRAMEWORK_API bool RunContained(const std::function<void()>& body, SFaultRecord& record);
 
 enum eHeapState { eHeapState_Ok, eHeapState_Corrupt, eHeapState_Unknown };
@@ -51,8 +53,8 @@ enum eHeapState { eHeapState_Ok, eHeapState_Corrupt, eHeapState_Unknown };
 /// The return addresses of the current thread's stack, the caller first.
 ZEL_FRAMEWORK_API std::size_t CaptureStack(std::uintptr_t* frames, std::size_t maxFrames);
 
-/// "module+0xoffset function (file:line)" as far as known, for an address in this process. Reads debug information from disk: slow,
-/// not for fault handlers.
+/// "module+0xoffset function (file:line)" as far as known, for an address in this process. Reads debug information from
+/// disk: slow, not for fault handlers.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring DescribeAddress(std::uintptr_t address);
 
 } // namespace platform

@@ -12,16 +12,17 @@
 #include <string_view>
 #include <vector>
 
-/// Files and directories as the protocol needs them. Windows semantics are the reference; what each system does to keep a
-/// contract is told in its source file. Every function is safe from any thread; one IFile belongs to one thread at a time.
+/// Files and directories as the protocol needs them. Windows semantics are the reference; what each system does to keep
+/// a contract is told in its source file. Every function is safe from any thread; one IFile belongs to one thread at a
+/// time.
 namespace platform {
 
 /// Nanoseconds since 1970-01-01 UTC.
 using FileTimeNs = std::int64_t;
 
 struct SFileTimes {
-    FileTimeNs created = 0;   ///< birth time; where the file system has none, the time of the last status change
-    FileTimeNs modified = 0;  ///< last write
+    FileTimeNs created = 0;  ///< birth time; where the file system has none, the time of the last status change
+    FileTimeNs modified = 0; ///< last write
 };
 
 struct SFileAttributes {
@@ -36,9 +37,12 @@ struct SDirectoryEntry {
 };
 
 enum eOpenMode {
-    eOpenMode_ReadExclusive,   ///< read; fails with SharingViolation while anybody has it open exclusively, and keeps others out
-    eOpenMode_ReadShared,      ///< read, and let others read and write; fails with SharingViolation only against an exclusive opener
-    eOpenMode_WriteExclusive,  ///< create or replace the content; SharingViolation while another user of this layer has it open
+    eOpenMode_ReadExclusive,  ///< read; fails with SharingViolation while anybody has it open exclusively, and keeps
+                              ///< others out
+    eOpenMode_ReadShared,     ///< read, and let others read and write; fails with SharingViolation only against an
+                              ///< exclusive opener
+    eOpenMode_WriteExclusive, ///< create or replace the content; SharingViolation while another user of this layer has
+                              ///< it open
 };
 
 /// An open file. Destroying it closes it and loses the result of the closing.
@@ -56,8 +60,8 @@ public:
     virtual eOsError GetAttributes(SFileAttributes& attributes) = 0;
     /// Waits until the content written so far is on the storage device.
     virtual eOsError Sync() = 0;
-    /// Ends the access. A file opened for writing holds exactly what was written after this: what an earlier, longer content
-    /// left behind is cut off. The result tells whether that worked; the file is closed in any case.
+    /// Ends the access. A file opened for writing holds exactly what was written after this: what an earlier, longer
+    /// content left behind is cut off. The result tells whether that worked; the file is closed in any case.
     virtual eOsError Close() = 0;
 
 protected:
@@ -77,32 +81,33 @@ protected:
 
 enum eMoveFlag : unsigned {
     eMoveFlag_None = 0,
-    eMoveFlag_ReplaceExisting = 1,  ///< without it an existing target fails the move with AlreadyExists
-    eMoveFlag_WriteThrough = 8,     ///< return only when the file's data and its new directory entry are on the device
+    eMoveFlag_ReplaceExisting = 1, ///< without it an existing target fails the move with AlreadyExists
+    eMoveFlag_WriteThrough = 8,    ///< return only when the file's data and its new directory entry are on the device
 };
 
 enum eWatchFilter : unsigned {
-    eWatchFilter_FileName = 1,               ///< names created, removed, moved in or out, renamed
-    eWatchFilter_FileNameAndLastWrite = 9,   ///< and contents changed
-    eWatchFilter_FileNameGone = 65,          ///< names removed or moved out; on Windows, which can't tell, as FileName
+    eWatchFilter_FileName = 1,             ///< names created, removed, moved in or out, renamed
+    eWatchFilter_FileNameAndLastWrite = 9, ///< and contents changed
+    eWatchFilter_FileNameGone = 65,        ///< names removed or moved out; on Windows, which can't tell, as FileName
 };
 
 enum eWaitResult { eWaitResult_Changed, eWaitResult_Timeout, eWaitResult_Woken, eWaitResult_Failed };
 
-/// Watches one directory, not what lies below it. A change is remembered from the moment the watch was made: nothing is lost
-/// between two waits. Changes are hints, possibly merged and possibly caused by the watcher itself; the directory is the truth.
+/// Watches one directory, not what lies below it. A change is remembered from the moment the watch was made: nothing is
+/// lost between two waits. Changes are hints, possibly merged and possibly caused by the watcher itself; the directory
+/// is the truth.
 class IDirectoryWatch {
 public:
     virtual ~IDirectoryWatch() = default;
     IDirectoryWatch(const IDirectoryWatch&) = delete;
     IDirectoryWatch& operator=(const IDirectoryWatch&) = delete;
 
-    /// Waits until something changed, Wake was called, or the time is over. An overflow of the system's queue is a change.
-    /// After Changed, Rearm must be called before the next wait; a change stays signalled until then. A failure of the system's wait
-    /// is Failed, at once: callers must not loop on it without a pause.
+    /// Waits until something changed, Wake was called, or the time is over. An overflow of the system's queue is a
+    /// change. After Changed, Rearm must be called before the next wait; a change stays signalled until then. A failure
+    /// of the system's wait is Failed, at once: callers must not loop on it without a pause.
     virtual eWaitResult Wait(std::chrono::milliseconds timeout) = 0;
-    /// Takes the signalled change and goes on watching. Fails when the directory is gone; call it again to try again, for a
-    /// directory that came back is then watched anew. Until that, Wait is Failed, or Woken.
+    /// Takes the signalled change and goes on watching. Fails when the directory is gone; call it again to try again,
+    /// for a directory that came back is then watched anew. Until that, Wait is Failed, or Woken.
     virtual eOsError Rearm() = 0;
     /// Ends the current or the next Wait with Woken, once. From any thread, and safe in a signal handler on POSIX.
     virtual void Wake() = 0;
@@ -115,7 +120,8 @@ class IFileSystem {
 public:
     virtual ~IFileSystem() = default;
 
-    /// One try. Never waits for other users of the file. A missing directory is PathNotFound; a directory is AccessDenied.
+    /// One try. Never waits for other users of the file. A missing directory is PathNotFound; a directory is
+    /// AccessDenied.
     virtual eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) = 0;
 
     /// One try to create and hold a lock file with this content (informative; failing to write it is ignored). Another
@@ -124,10 +130,11 @@ public:
                                   std::unique_ptr<ILockFile>& lockFile) = 0;
 
     /// Moves a file within one volume (NotSameDevice otherwise). SharingViolation while anybody has it open, strangers
-    /// included as far as the system can tell: on POSIX that takes the file's owner or a privileged process, for others only
-    /// users of this layer are seen, and a file that the process may neither read nor write is moved unchecked. A target that
-    /// is to be replaced and is in use is AccessDenied. Directories, and what is no file, are AccessDenied. With WriteThrough a
-    /// failure can also mean that the file was moved but the new name could not be synced: look before trying again.
+    /// included as far as the system can tell: on POSIX that takes the file's owner or a privileged process, for others
+    /// only users of this layer are seen, and a file that the process may neither read nor write is moved unchecked. A
+    /// target that is to be replaced and is in use is AccessDenied. Directories, and what is no file, are AccessDenied.
+    /// With WriteThrough a failure can also mean that the file was moved but the new name could not be synced: look
+    /// before trying again.
     virtual eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) = 0;
 
     /// Deletes a file; SharingViolation as for Move. A directory is AccessDenied.
@@ -137,20 +144,21 @@ public:
     virtual eOsError MakeDirectory(const std::wstring& path) = 0;
     virtual eOsError RemoveEmptyDirectory(const std::wstring& path) = 0;
 
-    /// All entries but "." and "..", in the file system's own order. Entries that vanish meanwhile may or may not be listed.
+    /// All entries but "." and "..", in the file system's own order. Entries that vanish meanwhile may or may not be
+    /// listed.
     virtual eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries) = 0;
 
-    /// Waits until the names in a directory are on the storage device. On Windows this does nothing beyond what a move with
-    /// WriteThrough does: the system offers no flush of a directory.
+    /// Waits until the names in a directory are on the storage device. On Windows this does nothing beyond what a move
+    /// with WriteThrough does: the system offers no flush of a directory.
     virtual eOsError SyncDirectory(const std::wstring& directory) = 0;
 
     virtual eOsError Watch(const std::wstring& directory, eWatchFilter filter,
                            std::unique_ptr<IDirectoryWatch>& watch) = 0;
 };
 
-/// Puts the syncing of target directories off: while an object of this class lives on a thread, moves of that thread with
-/// WriteThrough neither sync the file nor its new directory; the end of the outermost object syncs each such directory once. For
-/// a scan that takes over many files whose data was synced by whoever handed them over.
+/// Puts the syncing of target directories off: while an object of this class lives on a thread, moves of that thread
+/// with WriteThrough neither sync the file nor its new directory; the end of the outermost object syncs each such
+/// directory once. For a scan that takes over many files whose data was synced by whoever handed them over.
 class ZEL_FRAMEWORK_API CDeferredDirectorySync {
 public:
     CDeferredDirectorySync();

@@ -7,8 +7,8 @@
 #include <array>
 #include <cstdint>
 
-/// The way to the operating system: everything above asks Files() and Clock(), so a test can put a wrapper in between that fails
-/// call N with error E or moves the time by hand.
+/// The way to the operating system: everything above asks Files() and Clock(), so a test can put a wrapper in between
+/// that fails call N with error E or moves the time by hand.
 namespace platform {
 
 [[nodiscard]] ZEL_FRAMEWORK_API IFileSystem& Files();
@@ -18,8 +18,8 @@ namespace platform {
 [[nodiscard]] ZEL_FRAMEWORK_API IFileSystem& SystemFiles();
 [[nodiscard]] ZEL_FRAMEWORK_API IClock& SystemClock();
 
-/// Installs other implementations for the whole process while the object lives; null keeps the current one. The objects must
-/// outlive every use of them: threads that use them are joined first. Nests.
+/// Installs other implementations for the whole process while the object lives; null keeps the current one. The objects
+/// must outlive every use of them: threads that use them are joined first. Nests.
 class ZEL_FRAMEWORK_API CScopedOs {
 public:
     CScopedOs(IFileSystem* files, IClock* clock);

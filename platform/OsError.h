@@ -7,17 +7,17 @@
 
 namespace platform {
 
-/// The one vocabulary of failures above the OS layer. The numbers are those of Windows, where the file protocol was born;
-/// the POSIX side maps errno to them. A number without a name here is passed on as it is and is still a failure.
-enum [[nodiscard]] eOsError : std::uint32_t {
+/// The one vocabulary of failures above the OS layer. The numbers are those of Windows, where the file protocol was
+/// born; the POSIX side maps errno to them. A number without a name here is passed on as it is and is still a failure.
+enum [[nodiscard]] eOsError : std::uint32_t{
     eOsError_None = 0,
     eOsError_FileNotFound = 2,
-    eOsError_PathNotFound = 3,       ///< a directory on the way is missing, or is not a directory
+    eOsError_PathNotFound = 3, ///< a directory on the way is missing, or is not a directory
     eOsError_TooManyOpenFiles = 4,
     eOsError_AccessDenied = 5,
     eOsError_OutOfMemory = 8,
-    eOsError_NotSameDevice = 17,     ///< a move to another volume
-    eOsError_SharingViolation = 32,  ///< somebody else has the file open
+    eOsError_NotSameDevice = 17,    ///< a move to another volume
+    eOsError_SharingViolation = 32, ///< somebody else has the file open
     eOsError_NotSupported = 50,
     eOsError_FileExists = 80,
     eOsError_InvalidParameter = 87,
@@ -25,7 +25,7 @@ enum [[nodiscard]] eOsError : std::uint32_t {
     eOsError_DiskFull = 112,
     eOsError_NameTooLong = 206,
     eOsError_DirectoryNotEmpty = 145,
-    eOsError_AlreadyExists = 183,    ///< the target of a move that must not replace
+    eOsError_AlreadyExists = 183, ///< the target of a move that must not replace
     eOsError_NotADirectory = 267,
     eOsError_IoError = 1117,
 };

@@ -16,8 +16,8 @@ namespace platform {
 struct SProcessOptions {
     std::vector<std::pair<std::wstring, std::wstring>> environment; ///< set in addition to the inherited variables
     bool pipeInput = false;                                         ///< WriteLine works
-    bool pipeOutput = false;                                        ///< ReadLine works; else output goes where ours goes
-    std::wstring errorFile;                                         ///< standard error goes to this new file when not empty
+    bool pipeOutput = false; ///< ReadLine works; else output goes where ours goes
+    std::wstring errorFile;  ///< standard error goes to this new file when not empty
 };
 
 /// A started child. The destructor kills and reaps one that still runs, so that a failing test leaves nothing behind.
@@ -30,15 +30,15 @@ public:
 
     [[nodiscard]] eOsError Start(const std::wstring& program, const std::vector<std::wstring>& arguments,
                                  const SProcessOptions& options = {});
-    /// One line of the child's standard output without its line end, decoded as UTF-8. False at the end of the output or when the
-    /// time is over.
+    /// One line of the child's standard output without its line end, decoded as UTF-8. False at the end of the output
+    /// or when the time is over.
     [[nodiscard]] bool ReadLine(std::wstring& line, std::chrono::milliseconds timeout);
     /// All that is left of the output, until the child closes it or the time is over.
     [[nodiscard]] std::string ReadAll(std::chrono::milliseconds timeout);
     [[nodiscard]] bool WriteLine(const std::wstring& line);
     void CloseInput();
-    /// Exit code of the ended child; false when it still runs at the end of the time. A child that was killed has 128 + the
-    /// signal's number, on Windows whatever it was killed with.
+    /// Exit code of the ended child; false when it still runs at the end of the time. A child that was killed has 128 +
+    /// the signal's number, on Windows whatever it was killed with.
     [[nodiscard]] bool Wait(std::chrono::milliseconds timeout, int& exitCode);
     /// At once and without a chance to clean up.
     void Kill();
@@ -55,20 +55,21 @@ private:
     std::unique_ptr<SState> m_pState;
 };
 
-/// The program's arguments without its own name, as given, from main's parameters (ignored on Windows, which keeps them wide).
+/// The program's arguments without its own name, as given, from main's parameters (ignored on Windows, which keeps them
+/// wide).
 [[nodiscard]] ZEL_FRAMEWORK_API std::vector<std::wstring> ProgramArguments(int argc, char** argv);
 
 enum eStream { eStream_Output, eStream_Error };
-/// Writes text to standard output or error, as UTF-8 to files and pipes and as the console wants it to a console; flushes.
-/// False when the other side is gone.
+/// Writes text to standard output or error, as UTF-8 to files and pipes and as the console wants it to a console;
+/// flushes. False when the other side is gone.
 ZEL_FRAMEWORK_API bool WriteConsoleText(eStream stream, const std::wstring& text);
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsTerminal(eStream stream);
 /// Width in characters; 80 when unknown.
 [[nodiscard]] ZEL_FRAMEWORK_API int TerminalWidth(eStream stream);
 
 enum eProgramSignal { eProgramSignal_Stop, eProgramSignal_Step };
-/// Receives the signals of a program that serves: Stop for SIGTERM, SIGINT and their console events on Windows; Step for SIGUSR1, on
-/// Windows for a line on standard input. Constructed once, in main, before other threads start.
+/// Receives the signals of a program that serves: Stop for SIGTERM, SIGINT and their console events on Windows; Step
+/// for SIGUSR1, on Windows for a line on standard input. Constructed once, in main, before other threads start.
 class ZEL_FRAMEWORK_API CProgramSignals {
 public:
     /// acceptStep: without it SIGUSR1 and standard input are left alone.
@@ -84,8 +85,8 @@ private:
     std::unique_ptr<SState> m_pState;
 };
 
-/// Tells the service manager about this process in the manner of sd_notify ("READY=1"). True when told; false where none listens
-/// (no NOTIFY_SOCKET; always so on Windows, whose service control manager has another way).
+/// Tells the service manager about this process in the manner of sd_notify ("READY=1"). True when told; false where
+/// none listens (no NOTIFY_SOCKET; always so on Windows, whose service control manager has another way).
 ZEL_FRAMEWORK_API bool NotifyServiceManager(const std::string& state);
 
 } // namespace platform

@@ -5,16 +5,16 @@
 #include <string>
 #include <string_view>
 
-/// Text forms. The library holds text as std::wstring, whose unit is 16 bits on Windows and 32 elsewhere; nothing is ever
-/// written by copying its memory. All functions here are pure and safe from any thread.
+/// Text forms. The library holds text as std::wstring, whose unit is 16 bits on Windows and 32 elsewhere; nothing is
+/// ever written by copying its memory. All functions here are pure and safe from any thread.
 namespace platform {
 
 /// UTF-8 of a wide text. A lone surrogate U+DC80..U+DCFF becomes the single byte 0x80..0xFF that it stands for (see
 /// FromUtf8), so names round-trip; any other lone surrogate becomes U+FFFD.
 [[nodiscard]] ZEL_FRAMEWORK_API std::string ToUtf8(std::wstring_view text);
 
-/// Wide text of UTF-8. A byte that is no part of valid UTF-8 becomes the lone surrogate U+DC00 + byte, so that file names
-/// that are not valid UTF-8 survive the way through the library unchanged.
+/// Wide text of UTF-8. A byte that is no part of valid UTF-8 becomes the lone surrogate U+DC00 + byte, so that file
+/// names that are not valid UTF-8 survive the way through the library unchanged.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring FromUtf8(std::string_view bytes);
 
 /// UTF-16LE bytes of a wide text, no byte-order mark. Lone surrogates are kept as they are.

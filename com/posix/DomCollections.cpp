@@ -18,8 +18,8 @@ HRESULT HandOut(const CDomTreePtr& tree, xmlNode* found, IXMLDOMNode** item)
     return S_OK;
 }
 
-/// Remembers its last place: a walk by index is then linear, where counting from the start each time makes 100,000 children
-/// cost 5,000,000,000 steps.
+/// Remembers its last place: a walk by index is then linear, where counting from the start each time makes 100,000
+/// children cost 5,000,000,000 steps.
 class CDomNodeList final : public CComObject<IXMLDOMNodeList> {
 public:
     CDomNodeList(CDomTreePtr tree, xmlNode* parent) : m_pTree(std::move(tree)), m_pParent(parent) {}

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "com/ComPtr.h"
-#include "com/posix/DomTree.h"
 #include "com/Xml.h"
+#include "com/posix/DomTree.h"
 
 namespace com_posix {
 

@@ -193,7 +193,8 @@ private:
             throw CComError(E_INVALIDARG);
         m_sUrl = source.bstrVal == nullptr ? L"" : source.bstrVal;
         std::string bytes;
-        const platform::eOsError read = platform::ReadWholeFile(m_sUrl, platform::eOpenMode_ReadShared, bytes, kLongestFile);
+        const platform::eOsError read =
+            platform::ReadWholeFile(m_sUrl, platform::eOpenMode_ReadShared, bytes, kLongestFile);
         if (platform::Succeeded(read))
             return ParseXmlBytes(bytes, m_bPreserveWhiteSpace, error);
         error.code = HRESULT_FROM_WIN32(static_cast<std::uint32_t>(read));

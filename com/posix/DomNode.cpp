@@ -143,8 +143,10 @@ HRESULT CDomNode::PutDataType(BSTR name) const
 HRESULT CDomNode::GetTypeString(BSTR* name) const
 {
     static constexpr std::array<const char*, 13> names = {
-        "invalid",  "element", "attribute", "text",         "cdatasection",     "entityreference", "entity", "processinginstruction",
-        "comment",  "document", "documenttype", "documentfragment", "notation"};
+        "invalid",      "element",         "attribute",    "text",
+        "cdatasection", "entityreference", "entity",       "processinginstruction",
+        "comment",      "document",        "documenttype", "documentfragment",
+        "notation"};
     return HandOutText(names.at(static_cast<std::size_t>(Type())), name);
 }
 
@@ -220,37 +222,24 @@ bool TextOfVariant(const VARIANT& value, std::wstring& text)
 {
     switch (value.vt) {
     case VT_EMPTY:
-    case VT_NULL:
-        text.clear();
-        return true;
+    case VT_NULL: text.clear(); return true;
     case VT_BSTR:
         text = value.bstrVal == nullptr ? std::wstring() : std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
         return true;
-    case VT_I2:
-        text = std::to_wstring(value.iVal);
-        return true;
+    case VT_I2: text = std::to_wstring(value.iVal); return true;
     case VT_I4:
-    case VT_INT:
-        text = std::to_wstring(value.lVal);
-        return true;
+    case VT_INT: text = std::to_wstring(value.lVal); return true;
     case VT_UI4:
-    case VT_UINT:
-        text = std::to_wstring(value.ulVal);
-        return true;
-    case VT_I8:
-        text = std::to_wstring(value.llVal);
-        return true;
-    case VT_BOOL:
-        text = value.boolVal == VARIANT_FALSE ? L"0" : L"-1";
-        return true;
+    case VT_UINT: text = std::to_wstring(value.ulVal); return true;
+    case VT_I8: text = std::to_wstring(value.llVal); return true;
+    case VT_BOOL: text = value.boolVal == VARIANT_FALSE ? L"0" : L"-1"; return true;
     case VT_R8: {
         std::array<wchar_t, 40> digits{};
         std::swprintf(digits.data(), digits.size(), L"%.15g", value.dblVal);
         text = digits.data();
         return true;
     }
-    default:
-        return false;
+    default: return false;
     }
 }
 

@@ -1,16 +1,16 @@
 #pragma once
 
 #include "com/ComObject.h"
-#include "com/posix/DomTree.h"
 #include "com/Xml.h"
+#include "com/posix/DomTree.h"
 
 #include <string>
 #include <utility>
 
 namespace com_posix {
 
-/// A place in a tree and what every kind of node can do. Members are those of IXMLDOMNode, with checked arguments; they throw
-/// CComError and std::bad_alloc.
+/// A place in a tree and what every kind of node can do. Members are those of IXMLDOMNode, with checked arguments; they
+/// throw CComError and std::bad_alloc.
 class CDomNode {
 public:
     CDomNode(CDomTreePtr tree, xmlNode* node) : m_pTree(std::move(tree)), m_pNode(node) {}
@@ -57,7 +57,8 @@ struct IDomNodeAccess : public IUnknown {
 
 /// The text of a value; false when it is of a type without one.
 [[nodiscard]] bool TextOfVariant(const VARIANT& value, std::wstring& text);
-/// The value of an in parameter as the content of a node; throws CComError(E_INVALIDARG) for what no document can carry.
+/// The value of an in parameter as the content of a node; throws CComError(E_INVALIDARG) for what no document can
+/// carry.
 [[nodiscard]] std::string ContentOf(const VARIANT& value);
 /// A name from outside. Throws CComError: E_INVALIDARG for null, E_FAIL for what is no XML name.
 [[nodiscard]] std::string XmlNameOf(BSTR name);

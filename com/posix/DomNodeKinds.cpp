@@ -87,16 +87,11 @@ CComPtr<IXMLDOMNode> MakeDomNode(const CDomTreePtr& tree, xmlNode* node)
 {
     CDomNode place(tree, node);
     switch (place.Type()) {
-    case NODE_ELEMENT:
-        return MakeNode<CDomElement>(std::move(place));
-    case NODE_ATTRIBUTE:
-        return MakeNode<CDomAttribute>(std::move(place));
-    case NODE_PROCESSING_INSTRUCTION:
-        return MakeNode<CDomProcessingInstruction>(std::move(place));
-    case NODE_DOCUMENT:
-        return AttachComPtr<IXMLDOMNode>(MakeDomDocument(tree).Detach());
-    default:
-        return MakeNode<CDomPlainNode>(std::move(place));
+    case NODE_ELEMENT: return MakeNode<CDomElement>(std::move(place));
+    case NODE_ATTRIBUTE: return MakeNode<CDomAttribute>(std::move(place));
+    case NODE_PROCESSING_INSTRUCTION: return MakeNode<CDomProcessingInstruction>(std::move(place));
+    case NODE_DOCUMENT: return AttachComPtr<IXMLDOMNode>(MakeDomDocument(tree).Detach());
+    default: return MakeNode<CDomPlainNode>(std::move(place));
     }
 }
 

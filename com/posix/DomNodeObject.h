@@ -7,8 +7,8 @@
 
 namespace com_posix {
 
-/// The IXMLDOMNode half of every node object: checks the out pointers, keeps exceptions in, and leaves the work to CDomNode.
-/// Derived from an interface that is IXMLDOMNode or derives from it.
+/// The IXMLDOMNode half of every node object: checks the out pointers, keeps exceptions in, and leaves the work to
+/// CDomNode. Derived from an interface that is IXMLDOMNode or derives from it.
 template <class Interface>
 class CDomNodeObject : public CComObject<Interface, IXMLDOMNode> {
 public:

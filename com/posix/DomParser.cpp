@@ -2,9 +2,9 @@
 
 #include "com/posix/DomText.h"
 
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
-#include <libxml/SAX2.h>
 #include <libxml/xmlerror.h>
 
 #include <limits>
@@ -33,9 +33,9 @@ SParseState& StateOf(void* context)
     return *static_cast<SParseState*>(static_cast<xmlParserCtxt*>(context)->_private);
 }
 
-/// The first error is the cause; what follows are its consequences. Namespace errors are none: names are compared as written.
-/// The parser goes on after an entity that an external type, which is not read, might declare; we don't (see Parse), for
-/// the text would silently lack it.
+/// The first error is the cause; what follows are its consequences. Namespace errors are none: names are compared as
+/// written. The parser goes on after an entity that an external type, which is not read, might declare; we don't (see
+/// Parse), for the text would silently lack it.
 template <class Error>
 void OnError(void* context, Error* error)
 {
@@ -82,7 +82,8 @@ void OnUnparsedEntity(void* context, const xmlChar*, const xmlChar*, const xmlCh
 void OnAttributeDeclaration(void* context, const xmlChar* element, const xmlChar* fullName, int type, int def,
                             const xmlChar* defaultValue, xmlEnumeration* tree)
 {
-    // Applied to every element, a long one makes a short document huge; ignored, the document would mean something else.
+    // Applied to every element, a long one makes a short document huge; ignored, the document would mean something
+    // else.
     if (defaultValue == nullptr) {
         xmlSAX2AttributeDecl(context, element, fullName, type, def, defaultValue, tree);
         return;
@@ -208,11 +209,11 @@ CDomTreePtr Parse(std::string_view bytes, eEncoding encoding, bool preserveWhite
     SParseState state;
     const CContextPtr context = MakeContext(state);
     const CQuietThread quiet;
-    const int options = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOWARNING | XML_PARSE_NOERROR | XML_PARSE_COMPACT |
-                        (encoding == eEncoding_Utf8 ? XML_PARSE_IGNORE_ENC : 0);
+    const int options = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOWARNING | XML_PARSE_NOERROR |
+                        XML_PARSE_COMPACT | (encoding == eEncoding_Utf8 ? XML_PARSE_IGNORE_ENC : 0);
     // Never with an encoding as argument: through a converter the parser takes 10 MB at most.
-    xmlDoc* document = xmlCtxtReadMemory(context.get(), bytes.empty() ? "" : bytes.data(), static_cast<int>(bytes.size()),
-                                         nullptr, nullptr, options);
+    xmlDoc* document = xmlCtxtReadMemory(context.get(), bytes.empty() ? "" : bytes.data(),
+                                         static_cast<int>(bytes.size()), nullptr, nullptr, options);
     if (document == nullptr || state.refused != nullptr || state.first.code == XML_WAR_UNDECLARED_ENTITY) {
         xmlFreeDoc(document);
         error = ErrorOf(state);

@@ -24,10 +24,10 @@ inline constexpr LONG kDomError_TooLong = 20003;
 
 /// Parses a document; null when it was refused, and error then says why. Throws std::bad_alloc.
 ///
-/// What bounds a document from a stranger: nothing is read but these bytes (no network, no external entity or DTD); an entity may
-/// be declared in the document itself and expands within the parser's limit of amplification; parameter entities and default
-/// attribute values are refused; elements nest 256 deep, and a document that is not in UTF-8 is at most 10 MB long, which are the
-/// parser's own limits. Safe from any thread.
+/// What bounds a document from a stranger: nothing is read but these bytes (no network, no external entity or DTD); an
+/// entity may be declared in the document itself and expands within the parser's limit of amplification; parameter
+/// entities and default attribute values are refused; elements nest 256 deep, and a document that is not in UTF-8 is at
+/// most 10 MB long, which are the parser's own limits. Safe from any thread.
 ///
 /// Bytes whose encoding is told by a byte-order mark or an encoding declaration, else UTF-8.
 [[nodiscard]] CDomTreePtr ParseXmlBytes(std::string_view bytes, bool preserveWhiteSpace, SDomParseError& error);

@@ -80,7 +80,10 @@ BSTR MakeBstr(std::string_view utf8)
     wchar_t* target = text;
     for (std::size_t i = 0; i < utf8.size();) {
         const auto lead = static_cast<unsigned char>(utf8[i++]);
-        std::uint32_t code = lead < 0x80 ? lead : lead < 0xE0 ? lead & 0x1FU : lead < 0xF0 ? lead & 0x0FU : lead & 0x07U;
+        std::uint32_t code = lead < 0x80   ? lead
+                             : lead < 0xE0 ? lead & 0x1FU
+                             : lead < 0xF0 ? lead & 0x0FU
+                                           : lead & 0x07U;
         for (; i < utf8.size() && IsFollowing(utf8[i]); ++i)
             code = code << 6 | (static_cast<unsigned char>(utf8[i]) & 0x3FU);
         if (target != text + length)

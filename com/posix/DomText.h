@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-/// Text between wide characters and the parser's UTF-8. Unlike file names, XML carries no bytes that are not text, so nothing
-/// is smuggled through here: what is no character is refused.
+/// Text between wide characters and the parser's UTF-8. Unlike file names, XML carries no bytes that are not text, so
+/// nothing is smuggled through here: what is no character is refused.
 namespace com_posix {
 
 /// False when the text has something that is no Unicode character (a surrogate, a number too high).

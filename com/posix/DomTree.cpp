@@ -59,8 +59,7 @@ private:
 
 bool KeepsSpace(const CDomTree& tree, const xmlNode* text)
 {
-    return tree.m_bPreserveWhiteSpace ||
-           (tree.m_bMayHaveSpaceAttribute && xmlNodeGetSpacePreserve(text->parent) == 1);
+    return tree.m_bPreserveWhiteSpace || (tree.m_bMayHaveSpaceAttribute && xmlNodeGetSpacePreserve(text->parent) == 1);
 }
 
 bool IsBlank(std::string_view text)
@@ -150,27 +149,17 @@ bool IsNamespaceDeclaration(const xmlNode* node)
 DOMNodeType TypeOf(const xmlNode* node)
 {
     switch (node->type) {
-    case XML_ELEMENT_NODE:
-        return NODE_ELEMENT;
+    case XML_ELEMENT_NODE: return NODE_ELEMENT;
     case XML_ATTRIBUTE_NODE:
-    case XML_NAMESPACE_DECL:
-        return NODE_ATTRIBUTE;
-    case XML_TEXT_NODE:
-        return NODE_TEXT;
-    case XML_CDATA_SECTION_NODE:
-        return NODE_CDATA_SECTION;
-    case XML_ENTITY_REF_NODE:
-        return NODE_ENTITY_REFERENCE;
-    case XML_PI_NODE:
-        return NODE_PROCESSING_INSTRUCTION;
-    case XML_COMMENT_NODE:
-        return NODE_COMMENT;
-    case XML_DOCUMENT_NODE:
-        return NODE_DOCUMENT;
-    case XML_DTD_NODE:
-        return NODE_DOCUMENT_TYPE;
-    default:
-        return NODE_INVALID;
+    case XML_NAMESPACE_DECL: return NODE_ATTRIBUTE;
+    case XML_TEXT_NODE: return NODE_TEXT;
+    case XML_CDATA_SECTION_NODE: return NODE_CDATA_SECTION;
+    case XML_ENTITY_REF_NODE: return NODE_ENTITY_REFERENCE;
+    case XML_PI_NODE: return NODE_PROCESSING_INSTRUCTION;
+    case XML_COMMENT_NODE: return NODE_COMMENT;
+    case XML_DOCUMENT_NODE: return NODE_DOCUMENT;
+    case XML_DTD_NODE: return NODE_DOCUMENT_TYPE;
+    default: return NODE_INVALID;
     }
 }
 
@@ -181,19 +170,13 @@ std::string NameOf(const xmlNode* node)
         const xmlNs* declaration = AsNamespace(node);
         return declaration->prefix == nullptr ? "xmlns" : "xmlns:" + std::string(ViewOf(declaration->prefix));
     }
-    case XML_TEXT_NODE:
-        return "#text";
-    case XML_CDATA_SECTION_NODE:
-        return "#cdata-section";
-    case XML_COMMENT_NODE:
-        return "#comment";
-    case XML_DOCUMENT_NODE:
-        return "#document";
+    case XML_TEXT_NODE: return "#text";
+    case XML_CDATA_SECTION_NODE: return "#cdata-section";
+    case XML_COMMENT_NODE: return "#comment";
+    case XML_DOCUMENT_NODE: return "#document";
     case XML_ELEMENT_NODE:
-    case XML_ATTRIBUTE_NODE:
-        return QualifiedName(node);
-    default:
-        return std::string(ViewOf(node->name));
+    case XML_ATTRIBUTE_NODE: return QualifiedName(node);
+    default: return std::string(ViewOf(node->name));
     }
 }
 
@@ -202,10 +185,8 @@ xmlNode* FirstChildOf(const xmlNode* node)
     switch (node->type) {
     case XML_ELEMENT_NODE:
     case XML_ATTRIBUTE_NODE:
-    case XML_DOCUMENT_NODE:
-        return node->children;
-    default:
-        return nullptr;
+    case XML_DOCUMENT_NODE: return node->children;
+    default: return nullptr;
     }
 }
 

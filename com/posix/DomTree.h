@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-/// The tree behind the DOM objects, and what they do with it. Nothing here recurses: the depth of a tree is not the depth of the
-/// stack.
+/// The tree behind the DOM objects, and what they do with it. Nothing here recurses: the depth of a tree is not the
+/// depth of the stack.
 namespace com_posix {
 
 /// A document's nodes. Every DOM object holds a share of it, so a node is valid as long as anybody has it, in the
@@ -54,8 +54,8 @@ private:
 
 using CDomTreePtr = std::shared_ptr<CDomTree>;
 
-/// Kind, name and neighbours as the DOM has them. Namespace declarations are attributes there; the parser keeps them in a list
-/// of their own whose entries share only the position of the type with a node.
+/// Kind, name and neighbours as the DOM has them. Namespace declarations are attributes there; the parser keeps them in
+/// a list of their own whose entries share only the position of the type with a node.
 [[nodiscard]] DOMNodeType TypeOf(const xmlNode* node);
 [[nodiscard]] std::string NameOf(const xmlNode* node);
 [[nodiscard]] bool IsNamespaceDeclaration(const xmlNode* node);

@@ -1,8 +1,8 @@
 #include "com/posix/Runtime.h"
 
 #include "com/Guid.h"
-#include "com/posix/RuntimeState.h"
 #include "com/ZelCom.h"
+#include "com/posix/RuntimeState.h"
 #include "platform/Os.h"
 
 #include <cstdlib>
@@ -13,8 +13,8 @@
 
 namespace {
 
-/// Bytes before the characters of a BSTR. The length takes the last four; the rest keeps the characters aligned as malloc
-/// aligns.
+/// Bytes before the characters of a BSTR. The length takes the last four; the rest keeps the characters aligned as
+/// malloc aligns.
 constexpr std::size_t kBstrHeader = 16;
 
 thread_local int t_initializations = 0;
@@ -88,9 +88,7 @@ void VariantInit(VARIANT* variant) noexcept
 HRESULT VariantClear(VARIANT* variant) noexcept
 {
     switch (variant->vt) {
-    case VT_BSTR:
-        SysFreeString(variant->bstrVal);
-        break;
+    case VT_BSTR: SysFreeString(variant->bstrVal); break;
     case VT_UNKNOWN:
     case VT_DISPATCH:
         if (variant->punkVal != nullptr)

@@ -25,8 +25,8 @@ ZEL_FRAMEWORK_API HRESULT VariantCopy(VARIANT* target, const VARIANT* source) no
 ZEL_FRAMEWORK_API void* CoTaskMemAlloc(SIZE_T bytes) noexcept;
 ZEL_FRAMEWORK_API void CoTaskMemFree(void* memory) noexcept;
 
-/// Counts the initialisations of the calling thread: S_OK for the first, S_FALSE for a further one. Each success is paired with
-/// one CoUninitialize. The reserved argument must be null.
+/// Counts the initialisations of the calling thread: S_OK for the first, S_FALSE for a further one. Each success is
+/// paired with one CoUninitialize. The reserved argument must be null.
 ZEL_FRAMEWORK_API HRESULT CoInitialize(void* reserved) noexcept;
 ZEL_FRAMEWORK_API void CoUninitialize() noexcept;
 
@@ -39,6 +39,6 @@ ZEL_FRAMEWORK_API HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, DW
 ZEL_FRAMEWORK_API HRESULT CoCreateGuid(GUID* guid) noexcept;
 /// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}" in upper case; the caller frees it with CoTaskMemFree.
 ZEL_FRAMEWORK_API HRESULT StringFromCLSID(REFCLSID classId, LPOLESTR* text) noexcept;
-/// Takes the braced form alone, in either case. CO_E_CLASSSTRING for anything else; the id is then all zero, as it is for a
-/// null text, which is no failure.
+/// Takes the braced form alone, in either case. CO_E_CLASSSTRING for anything else; the id is then all zero, as it is
+/// for a null text, which is no failure.
 ZEL_FRAMEWORK_API HRESULT CLSIDFromString(LPCOLESTR text, CLSID* classId) noexcept;

@@ -1,8 +1,8 @@
 #include "com/SystemRuntime.h"
 
+#include "com/Xml.h"
 #include "com/posix/DomDocument.h"
 #include "com/posix/RuntimeState.h"
-#include "com/Xml.h"
 
 namespace com_system {
 

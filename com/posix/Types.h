@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <cstring>
 
-// The types, constants and base interfaces of COM where the system has none. Do not include this directly; include "com/Com.h".
-// Names, sizes of integers and slot orders are those of Windows; wchar_t keeps its native width of 4 bytes.
+// The types, constants and base interfaces of COM where the system has none. Do not include this directly; include
+// "com/Com.h". Names, sizes of integers and slot orders are those of Windows; wchar_t keeps its native width of 4
+// bytes.
 
 #define STDMETHODCALLTYPE
 #define STDMETHODVCALLTYPE
@@ -155,8 +156,8 @@ struct IUnknown {
 };
 using LPUNKNOWN = IUnknown*;
 
-/// Late binding does not exist here; the name does, for VARIANT. Nothing derives from it: the DOM interfaces have IUnknown as
-/// their base where Windows has IDispatch.
+/// Late binding does not exist here; the name does, for VARIANT. Nothing derives from it: the DOM interfaces have
+/// IUnknown as their base where Windows has IDispatch.
 struct IDispatch : public IUnknown {};
 
 struct IClassFactory : public IUnknown {

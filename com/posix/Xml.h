@@ -2,8 +2,8 @@
 
 #include "com/posix/Types.h"
 
-// The DOM interfaces where the system has none: the members that this system uses, with the signatures and in the order of
-// Windows. Do not include this directly; include "com/Xml.h".
+// The DOM interfaces where the system has none: the members that this system uses, with the signatures and in the order
+// of Windows. Do not include this directly; include "com/Xml.h".
 //
 // Every member gives E_INVALIDARG for a null out pointer. Absence is S_FALSE with a null out value.
 
@@ -35,7 +35,8 @@ enum DOMNodeType {
 struct IXMLDOMNode : public IUnknown {
     /// Qualified name as written; "#document", "#text", "#comment", "#cdata-section" for nodes without one.
     virtual HRESULT STDMETHODCALLTYPE get_nodeName(BSTR* name) = 0;
-    /// Text of a text, comment, CDATA section, processing instruction or attribute; VT_NULL and S_FALSE for every other kind.
+    /// Text of a text, comment, CDATA section, processing instruction or attribute; VT_NULL and S_FALSE for every other
+    /// kind.
     virtual HRESULT STDMETHODCALLTYPE get_nodeValue(VARIANT* value) = 0;
     virtual HRESULT STDMETHODCALLTYPE put_nodeValue(VARIANT value) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_nodeType(DOMNodeType* type) = 0;
@@ -58,7 +59,8 @@ struct IXMLDOMNode : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE get_text(BSTR* text) = 0;
     /// Replaces all children by one text node.
     virtual HRESULT STDMETHODCALLTYPE put_text(BSTR text) = 0;
-    /// The text as a VT_BSTR, or converted when the node carries a data type ("i4": VT_I4; a failure when it is no such number).
+    /// The text as a VT_BSTR, or converted when the node carries a data type ("i4": VT_I4; a failure when it is no such
+    /// number).
     virtual HRESULT STDMETHODCALLTYPE get_nodeTypedValue(VARIANT* typedValue) = 0;
     virtual HRESULT STDMETHODCALLTYPE put_nodeTypedValue(VARIANT typedValue) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_dataType(VARIANT* dataTypeName) = 0;
@@ -72,8 +74,8 @@ struct IXMLDOMDocument : public IXMLDOMNode {
     virtual HRESULT STDMETHODCALLTYPE createElement(BSTR tagName, IXMLDOMElement** element) = 0;
     virtual HRESULT STDMETHODCALLTYPE createProcessingInstruction(BSTR target, BSTR data,
                                                                   IXMLDOMProcessingInstruction** instruction) = 0;
-    /// Reads the file that a VT_BSTR names. S_FALSE and VARIANT_FALSE when it can't be read or is not well formed; parseError
-    /// then tells why, and the document is empty.
+    /// Reads the file that a VT_BSTR names. S_FALSE and VARIANT_FALSE when it can't be read or is not well formed;
+    /// parseError then tells why, and the document is empty.
     virtual HRESULT STDMETHODCALLTYPE load(VARIANT xmlSource, VARIANT_BOOL* isSuccessful) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_parseError(IXMLDOMParseError** error) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_async(VARIANT_BOOL* isAsync) = 0;
@@ -119,8 +121,8 @@ struct IXMLDOMNamedNodeMap : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE get_length(LONG* length) = 0;
 };
 
-/// Of the last load or loadXML. When it went well, all is zero and empty, and errorCode and reason give S_FALSE. The code is the
-/// parser's own number, or an HRESULT for a file that could not be read.
+/// Of the last load or loadXML. When it went well, all is zero and empty, and errorCode and reason give S_FALSE. The
+/// code is the parser's own number, or an HRESULT for a file that could not be read.
 struct IXMLDOMParseError : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE get_errorCode(LONG* errorCode) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_url(BSTR* url) = 0;

@@ -10,13 +10,14 @@ struct IWQ_DsEventSink : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE OnChangedLockResults() = 0;
 };
 
-/// A factory that knows of changes in the data that it serves has this as a further interface. Start and Stop are called
-/// on one thread.
+/// A factory that knows of changes in the data that it serves has this as a further interface. Start and Stop are
+/// called on one thread.
 struct IWQ_DsEventSource : public IUnknown {
-    /// Changes from now on are told to the sink, to which a reference is kept until Stop. E_POINTER for null, E_UNEXPECTED
-    /// when it is started already, S_FALSE when there is nothing to watch.
+    /// Changes from now on are told to the sink, to which a reference is kept until Stop. E_POINTER for null,
+    /// E_UNEXPECTED when it is started already, S_FALSE when there is nothing to watch.
     virtual HRESULT STDMETHODCALLTYPE Start(IWQ_DsEventSink* sink) = 0;
-    /// Ends the telling: when it returns, no call to the sink is under way and none will come. S_FALSE when not started.
+    /// Ends the telling: when it returns, no call to the sink is under way and none will come. S_FALSE when not
+    /// started.
     virtual HRESULT STDMETHODCALLTYPE Stop() = 0;
 };
 

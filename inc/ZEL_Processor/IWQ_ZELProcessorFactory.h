@@ -5,14 +5,14 @@
 #include "com/Com.h"
 #include "com/Xml.h"
 
-/// The contract between the request processor and its plug-ins. A plug-in is a COM module whose factory component is in the
-/// category below. The processor makes one object of each factory when it is constructed, asks them in category order, and the first that
-/// accepts wins. All calls come on the server's executive thread, one request at a time; a factory is made and released on
-/// the thread that constructs and destroys the server.
+/// The contract between the request processor and its plug-ins. A plug-in is a COM module whose factory component is in
+/// the category below. The processor makes one object of each factory when it is constructed, asks them in category
+/// order, and the first that accepts wins. All calls come on the server's executive thread, one request at a time; a
+/// factory is made and released on the thread that constructs and destroys the server.
 ///
-/// Operations answer with bool and out pointers; an out pointer carries one reference for the caller and stays null on false.
-/// An exception that leaves an operation, like a processor fault in it, ends the request with a server error; the server goes on, but what
-/// the interrupted frames held is lost.
+/// Operations answer with bool and out pointers; an out pointer carries one reference for the caller and stays null on
+/// false. An exception that leaves an operation, like a processor fault in it, ends the request with a server error;
+/// the server goes on, but what the interrupted frames held is lost.
 
 /// Components that can serve requests are registered in this category.
 constexpr GUID CATID_ZELProcessorFactory = {
@@ -28,24 +28,26 @@ struct IWQ_ZELProcessorRequest : public IUnknown {
 
 /// The work of one request.
 struct IWQ_ZELProcessorTask : public IUnknown {
-    /// Takes what it needs from the request's "Task" element. The element is released after the call unless the task keeps a reference.
+    /// Takes what it needs from the request's "Task" element. The element is released after the call unless the task
+    /// keeps a reference.
     virtual bool STDMETHODCALLTYPE Init(IXMLDOMNode* task) = 0;
-    /// Does the work. Long work asks context->IsCanceled() often and reports through progress; both are valid during the call only.
+    /// Does the work. Long work asks context->IsCanceled() often and reports through progress; both are valid during
+    /// the call only.
     virtual bool STDMETHODCALLTYPE ObtainData(CZelProcessorContext* context, CZelProcessorProgress* progress) = 0;
 };
 
 /// Optional second interface of a task: lets it put a request off.
 struct IWQ_ZELProcessorTaskReadiness : public IUnknown {
-    /// False puts the request back into the queue, behind everything that waits. force: the request was put off often enough, or nothing
-    /// else is waiting; the task should then do its best, but may still decline.
+    /// False puts the request back into the queue, behind everything that waits. force: the request was put off often
+    /// enough, or nothing else is waiting; the task should then do its best, but may still decline.
     virtual bool STDMETHODCALLTYPE CanProcess(CZelProcessorContext* context, bool force) = 0;
 };
 
 /// Writes what a task obtained.
 struct IWQ_ZELProcessorResponse : public IUnknown {
     virtual bool STDMETHODCALLTYPE SetTask(IWQ_ZELProcessorTask* task) = 0;
-    /// Writes the response file. The path is in the output directory, which clients look into only after the request is done. After
-    /// false no partial file should be left.
+    /// Writes the response file. The path is in the output directory, which clients look into only after the request is
+    /// done. After false no partial file should be left.
     virtual bool STDMETHODCALLTYPE Save(const wchar_t* path) = 0;
 };
 

@@ -9,9 +9,9 @@ namespace platform {
 class ILockFile;
 }
 
-/// Mutual exclusion across processes: guards a file by holding a second one beside it, named like the guarded file with ".lock"
-/// appended. The lock file vanishes when the holder unlocks or dies. It excludes threads as well as processes, and is not re-entrant.
-/// One object must not be used by two threads at once; make one on the stack for each access.
+/// Mutual exclusion across processes: guards a file by holding a second one beside it, named like the guarded file with
+/// ".lock" appended. The lock file vanishes when the holder unlocks or dies. It excludes threads as well as processes,
+/// and is not re-entrant. One object must not be used by two threads at once; make one on the stack for each access.
 class ZEL_API CLockFile {
 public:
     /// Touches no file.
@@ -21,9 +21,9 @@ public:
     CLockFile& operator=(const CLockFile&);
     ~CLockFile();
 
-    /// True when the lock is held on return. Without bWait one attempt, and no report of a failure. With bWait a busy lock is tried
-    /// again, yielding, for 2 seconds ("Timeout expired"); another failure is not ("Unable to create lock file").
-    /// Throws CNotSupportedException when this object holds the lock already.
+    /// True when the lock is held on return. Without bWait one attempt, and no report of a failure. With bWait a busy
+    /// lock is tried again, yielding, for 2 seconds ("Timeout expired"); another failure is not ("Unable to create lock
+    /// file"). Throws CNotSupportedException when this object holds the lock already.
     bool Lock(bool bWait);
     /// Always true; harmless when nothing is held.
     bool Unlock();

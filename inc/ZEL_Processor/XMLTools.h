@@ -18,15 +18,17 @@ enum eElementIdentification : std::int32_t {
     eElementIdentification_First = 3, ///< the first item, whatever it is
 };
 
-/// Look-ups by node name over the DOM. Static functions without state; safe from any thread whose COM is initialised, one document
-/// on one thread at a time. Names are whole node names, prefix included, compared without regard to case; there is no namespace
-/// handling.
+/// Look-ups by node name over the DOM. Static functions without state; safe from any thread whose COM is initialised,
+/// one document on one thread at a time. Names are whole node names, prefix included, compared without regard to case;
+/// there is no namespace handling.
 ///
-/// Interface pointers passed in are borrowed; those passed out carry one reference for the caller. Every function returns true for
-/// success and none throws for something missing. CComError (E_POINTER, E_OUTOFMEMORY) is possible when the DOM itself breaks.
+/// Interface pointers passed in are borrowed; those passed out carry one reference for the caller. Every function
+/// returns true for success and none throws for something missing. CComError (E_POINTER, E_OUTOFMEMORY) is possible
+/// when the DOM itself breaks.
 class ZEL_API CXMLTools {
 public:
-    /// Parses text. On failure errorText tells code, reason, line and column. The text must be a BSTR or at least zero-terminated.
+    /// Parses text. On failure errorText tells code, reason, line and column. The text must be a BSTR or at least
+    /// zero-terminated.
     static bool CreateXmlDomFromString(wchar_t* xml, IXMLDOMDocument** document, CString& errorText);
     /// The same, giving the document element, which keeps its document alive. A null element with true: there is none.
     static bool CreateXmlDomFromString(wchar_t* xml, IXMLDOMElement** element, CString& errorText);
@@ -34,8 +36,8 @@ public:
     static bool CreateXmlDomFromFile(CString path, IXMLDOMDocument** document, CString& errorText);
     static bool CreateXmlDomFromFile(CString path, IXMLDOMElement** element, CString& errorText);
 
-    /// The first descendant of this name: a direct child wins over deeper ones, then the first child's subtree. *found must
-    /// be null on entry, else false.
+    /// The first descendant of this name: a direct child wins over deeper ones, then the first child's subtree. *found
+    /// must be null on entry, else false.
     static bool GetNodeByName(IXMLDOMNode* parent, const CString& name, IXMLDOMNode** found);
     /// The next sibling of this name after the start node. Overwrites *found.
     static bool GetNextSiblingByName(IXMLDOMNode* start, const CString& name, IXMLDOMNode** found);

@@ -10,9 +10,9 @@
 class CZelProcessorFactories;
 struct SStringCode;
 
-/// Runs one request from its file to its response file, through the plug-in factories. The server owns one; a host seldom
-/// needs it by itself. One request at a time; ProceedQueue and CanProceedQueue are safe from any thread, the setters are for the time
-/// before processing starts. COM must be initialised on the threads that construct and use it.
+/// Runs one request from its file to its response file, through the plug-in factories. The server owns one; a host
+/// seldom needs it by itself. One request at a time; ProceedQueue and CanProceedQueue are safe from any thread, the
+/// setters are for the time before processing starts. COM must be initialised on the threads that construct and use it.
 class ZEL_API CZelProcessor {
 public:
     /// Loads the factories of the component category. Throws CUserException, after a box, when there is none.
@@ -43,12 +43,13 @@ public:
     /// The first 2048 characters of a request's XML, for messages.
     [[nodiscard]] CString CreateErrorXmlString(const CString& text) const;
 
-    /// Parses the request's XML and lets the first factory that serves the task's type make and initialise the task. Every failure
-    /// is shown to the operator.
+    /// Parses the request's XML and lets the first factory that serves the task's type make and initialise the task.
+    /// Every failure is shown to the operator.
     bool CreateAndInitTask(const CString& xml, IWQ_ZELProcessorTask** task);
 
-    /// Runs the request. True: the response is saved and the status done. False with bRetry: the task declined, no status was
-    /// written. False without: the status tells why. Exceptions of plug-ins pass through after everything held was released.
+    /// Runs the request. True: the response is saved and the status done. False with bRetry: the task declined, no
+    /// status was written. False without: the status tells why. Exceptions of plug-ins pass through after everything
+    /// held was released.
     bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce, bool& bRetry);
 
 private:

@@ -15,11 +15,12 @@ class CWQ_Thread;
 struct IWQ_CLSIDArray;
 struct IWQ_DsEventsData;
 
-/// The requesting application's side: hands request files to a server, follows and steers them, and hears of changes in the data.
+/// The requesting application's side: hands request files to a server, follows and steers them, and hears of changes in
+/// the data.
 ///
-/// Every call works on the caller's thread, blocks for as long as it takes, and is independent of the others; one object may be used
-/// by several threads once Init was called. Registering, unregistering and taking changes belong to one of them. Commands,
-/// and what uses them, need a thread whose COM is initialised.
+/// Every call works on the caller's thread, blocks for as long as it takes, and is independent of the others; one
+/// object may be used by several threads once Init was called. Registering, unregistering and taking changes belong to
+/// one of them. Commands, and what uses them, need a thread whose COM is initialised.
 class ZEL_API CZelProcessorClient {
 public:
     /// What is known of a request beside its status.
@@ -66,35 +67,38 @@ public:
     CZelProcessorClient(const CZelProcessorClient&) = delete;
     CZelProcessorClient& operator=(const CZelProcessorClient&) = delete;
 
-    /// Absolute paths without a separator at the end: the directory that the server watches, the server's output directory, and a
-    /// directory of this client's own, on the same volume as the first. Nothing is checked or touched.
+    /// Absolute paths without a separator at the end: the directory that the server watches, the server's output
+    /// directory, and a directory of this client's own, on the same volume as the first. Nothing is checked or touched.
     void Init(CString requestDirectory, CString outputDirectory, CString clientDirectory);
     /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing.
     void SetSyncing(bool syncing);
 
     /// Moves a finished request file into the request directory, replacing one of that name: the file leaves its place.
-    /// eRequestStatus_Sent, or eRequestStatus_ClientError after a report. The file must be on the request directory's volume.
+    /// eRequestStatus_Sent, or eRequestStatus_ClientError after a report. The file must be on the request directory's
+    /// volume.
     [[nodiscard]] eZelProcRequestStatus SendRequest(const CString& requestPath);
 
     /// The status of a request, by its file name. additional may be null; it is cleared first.
     [[nodiscard]] eZelProcRequestStatus GetStatus(const CString& requestPath, CAdditionalRequestStatus* additional);
-    /// Whether a full read of the status is worth while. Changes within one second are not seen. A missing file counts as changed.
+    /// Whether a full read of the status is worth while. Changes within one second are not seen. A missing file counts
+    /// as changed.
     [[nodiscard]] bool IsStatusFileChanged(const CString& requestPath, std::int64_t snapshotHash);
-    /// Moves the response to targetPath, replacing what is there, and removes the request's status file. For requests that are done. The
-    /// target must be on the output directory's volume.
+    /// Moves the response to targetPath, replacing what is there, and removes the request's status file. For requests
+    /// that are done. The target must be on the output directory's volume.
     [[nodiscard]] bool ReceiveOutput(const CString& requestPath, const CString& targetPath);
 
-    /// Asks the server to drop a waiting request, or to stop whatever runs when the request does not wait. Done once the server
-    /// has answered, which says nothing of when a running request ends. A server error, or a time-out after ten seconds, is reported and
-    /// returned.
+    /// Asks the server to drop a waiting request, or to stop whatever runs when the request does not wait. Done once
+    /// the server has answered, which says nothing of when a running request ends. A server error, or a time-out after
+    /// ten seconds, is reported and returned.
     [[nodiscard]] eZelProcRequestStatus CancelRequest(const CString& requestPath);
     /// Pauses a request that has not started, and unpauses one that is paused; that then runs next. Results as above.
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
 
-    /// Registers with the server and watches the output directory on a thread of its own. False after a report. A second call
-    /// registers anew, under another id.
+    /// Registers with the server and watches the output directory on a thread of its own. False after a report. A
+    /// second call registers anew, under another id.
     [[nodiscard]] bool ListenDsEvents();
-    /// Unregisters and ends the thread; false, with the thread going on, when there is no registration or the server does not answer.
+    /// Unregisters and ends the thread; false, with the thread going on, when there is no registration or the server
+    /// does not answer.
     [[nodiscard]] bool StopListeningDsEvents();
 
     /// True since anything changed in the output directory; at first, too.
@@ -106,11 +110,11 @@ public:
     [[nodiscard]] bool IsInsertableItemsUpdated() const;
     [[nodiscard]] bool IsLockResultsChanged() const;
 
-    /// Takes the events, oldest first. Waits up to two seconds for the server's lock. False after a report: nothing was taken then, and
-    /// the events come again with the next call.
+    /// Takes the events, oldest first. Waits up to two seconds for the server's lock. False after a report: nothing was
+    /// taken then, and the events come again with the next call.
     [[nodiscard]] bool GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& events);
-    /// Takes the ids of the changed groups. False when the server is writing (without a report) or after one. A null array means that
-    /// a null id was among them: everything may have changed.
+    /// Takes the ids of the changed groups. False when the server is writing (without a report) or after one. A null
+    /// array means that a null id was among them: everything may have changed.
     [[nodiscard]] bool GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups);
     /// Takes the notice that results of locking changed. Results as above.
     [[nodiscard]] bool ResetLockResultsChanged();
@@ -120,7 +124,8 @@ public:
     [[nodiscard]] CString GetInsertableItemsChangeFile() const;
     [[nodiscard]] CString GetLockResultsChangeFile() const;
 
-    /// A name that no other call gives, in this process or another: a GUID in braces, "_" and a counter. Safe from any thread.
+    /// A name that no other call gives, in this process or another: a GUID in braces, "_" and a counter. Safe from any
+    /// thread.
     [[nodiscard]] static CString GetUniqueString();
 
 private:

@@ -2,13 +2,13 @@
 
 #include "com/Com.h"
 
-/// The host's side of a running request: the cancel flag, and what a task may ask of the host. A host derives from it, hands the
-/// object to the server before Run, and keeps it until the server is destroyed. SetCanceled is called by the server's threads while
-/// IsCanceled is asked by the running task: the flag must be safe for that.
+/// The host's side of a running request: the cancel flag, and what a task may ask of the host. A host derives from it,
+/// hands the object to the server before Run, and keeps it until the server is destroyed. SetCanceled is called by the
+/// server's threads while IsCanceled is asked by the running task: the flag must be safe for that.
 class CZelProcessorContext {
 public:
-    /// A service of the host for tasks that know the host: S_OK and a reference in *service, or E_NOINTERFACE. The server never
-    /// calls it.
+    /// A service of the host for tasks that know the host: S_OK and a reference in *service, or E_NOINTERFACE. The
+    /// server never calls it.
     virtual HRESULT GetHostService(REFIID iid, void** service) = 0;
     /// True when the host is about to end, so that a task need not start anything long. The server never calls it.
     virtual bool IsClosing() = 0;

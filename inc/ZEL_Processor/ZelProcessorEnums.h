@@ -22,8 +22,8 @@ enum eZelProcRequestStatus : std::int32_t {
     eRequestStatus_PreparingResponse = 10,
     eRequestStatus_Canceled = 11,
     eRequestStatus_Paused = 12,
-    eRequestStatus_Done = 13,             ///< finished successfully: the output file is complete
-    eRequestStatus_Last = 14,             ///< end marker, never a real status
+    eRequestStatus_Done = 13, ///< finished successfully: the output file is complete
+    eRequestStatus_Last = 14, ///< end marker, never a real status
 };
 
 /// What a command file asks the server to do.
@@ -38,8 +38,8 @@ enum eCommandType : std::int32_t {
 using CRequestStatusNames = std::unordered_map<std::int32_t, CString>;
 using CCommandTypeNames = std::unordered_map<std::int32_t, CString>;
 
-/// Names of the values, for diagnostics only: no file of the protocol carries one. Built on first use, then only read; safe from
-/// any thread.
+/// Names of the values, for diagnostics only: no file of the protocol carries one. Built on first use, then only read;
+/// safe from any thread.
 [[nodiscard]] ZEL_API const CRequestStatusNames& GetRequestStatusNames();
 [[nodiscard]] ZEL_API const CCommandTypeNames& GetCommandTypeNames();
 

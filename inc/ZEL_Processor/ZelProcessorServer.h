@@ -33,10 +33,11 @@ struct TSRequestItem {
 
 /// Serves requests: watches a directory for request and command files, queues the requests and runs them one at a time.
 ///
-/// Order of calls for a host: construct, SetDirs, SetZelProcessorEvent, SetZelProcessorContext, optionally SetNoExecutiveThread,
-/// SetSyncing, SetPalette and SetProject, Run, optionally SetManualProceedQueue, and at the end Stop(true) or just the destructor. All of them from one
-/// thread whose COM is initialised. Two threads work inside; a fault in a task, a processor fault included, ends the request and
-/// not the server. Context and event are the host's and must outlive the server.
+/// Order of calls for a host: construct, SetDirs, SetZelProcessorEvent, SetZelProcessorContext, optionally
+/// SetNoExecutiveThread, SetSyncing, SetPalette and SetProject, Run, optionally SetManualProceedQueue, and at the end
+/// Stop(true) or just the destructor. All of them from one thread whose COM is initialised. Two threads work inside; a
+/// fault in a task, a processor fault included, ends the request and not the server. Context and event are the host's
+/// and must outlive the server.
 class ZEL_API CZelProcessorServer {
 public:
     /// Loads the plug-in factories. Throws CUserException, after a box, when there is none.
@@ -45,9 +46,9 @@ public:
     CZelProcessorServer(const CZelProcessorServer&) = delete;
     CZelProcessorServer& operator=(const CZelProcessorServer&) = delete;
 
-    /// Absolute paths of two existing directories. Creates "Queue" in the output directory and DELETES EVERY FILE in the output
-    /// directory and in "Queue": nothing survives a restart, registrations of clients included. Files in the request directory are kept.
-    /// False when a directory is missing.
+    /// Absolute paths of two existing directories. Creates "Queue" in the output directory and DELETES EVERY FILE in
+    /// the output directory and in "Queue": nothing survives a restart, registrations of clients included. Files in the
+    /// request directory are kept. False when a directory is missing.
     bool SetDirs(const CString& requestDir, const CString& outputDir);
 
     void SetZelProcessorEvent(CZelProcessorEvent* event);
@@ -57,30 +58,32 @@ public:
 
     /// Requests are then queued but never run. Effective before Run only.
     void SetNoExecutiveThread(bool noExecutiveThread);
-    /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing. Before Run.
+    /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing.
+    /// Before Run.
     void SetSyncing(bool syncing);
     /// The host's palette in place of the first that a plug-in factory offers, and its project. Before Run.
     void SetPalette(IWQ_Palette* palette);
     void SetProject(IWQ_Project* project);
 
-    /// Starts the threads and returns when requests are accepted. False after 10 s without that, when the output directory is refused
-    /// or a thread can't be started; nothing is rolled back. Files that already lie in the request directory are found at the first
-    /// change of a file name there.
+    /// Starts the threads and returns when requests are accepted. False after 10 s without that, when the output
+    /// directory is refused or a thread can't be started; nothing is rolled back. Files that already lie in the request
+    /// directory are found at the first change of a file name there.
     bool Run();
-    /// Ends the threads; with bWait returns when they have ended, which takes as long as the running request does. Nothing happens before Run.
+    /// Ends the threads; with bWait returns when they have ended, which takes as long as the running request does.
+    /// Nothing happens before Run.
     void Stop(bool bWait);
 
-    /// Manual stepping. Before Run there is no processor: the first two do nothing and the third is false. Safe from any thread
-    /// between Run and the destructor.
+    /// Manual stepping. Before Run there is no processor: the first two do nothing and the third is false. Safe from
+    /// any thread between Run and the destructor.
     void SetManualProceedQueue(bool manual);
     void ProceedQueue();
     [[nodiscard]] bool CanProceedQueue() const;
 
-    /// Tells every registered client that data changed, and which palette groups follow from that; with no client the project
-    /// is marked when its palette needs an update. For a client whose events file is locked or can't be written the events wait for the next
-    /// events file that is written. Throws CComError: E_POINTER without a palette (or without a project that must be marked),
-    /// or what these fail with. From any thread whose COM is initialised, one call at a time; takes up to some seconds for a
-    /// client that holds a lock.
+    /// Tells every registered client that data changed, and which palette groups follow from that; with no client the
+    /// project is marked when its palette needs an update. For a client whose events file is locked or can't be written
+    /// the events wait for the next events file that is written. Throws CComError: E_POINTER without a palette (or
+    /// without a project that must be marked), or what these fail with. From any thread whose COM is initialised, one
+    /// call at a time; takes up to some seconds for a client that holds a lock.
     void OnChangedDs(IWQ_DsEventsData* events);
     /// Tells every registered client that results of locking changed. Threads and duration as above.
     void OnChangedLockResults();
@@ -154,22 +157,22 @@ private:
     CString m_strQueueDir = L"invalid";
 
     mutable std::mutex m_cs;
-    std::uint32_t m_dwLastRequestTick = 0;    ///< executive thread only
-    std::deque<TSRequestItem> m_queue;        ///< guarded by m_cs; newest in front, the next to run at the back
-    std::vector<TSRequestItem> m_paused;      ///< guarded by m_cs
+    std::uint32_t m_dwLastRequestTick = 0; ///< executive thread only
+    std::deque<TSRequestItem> m_queue;     ///< guarded by m_cs; newest in front, the next to run at the back
+    std::vector<TSRequestItem> m_paused;   ///< guarded by m_cs
     std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< wakes the executive thread
     CComPtr<IWQ_Palette> m_pPalette;
     CComPtr<IWQ_Project> m_pProject;
 
     /// Held for a whole notification: a client that unregisters meanwhile must not leave its events behind for others.
     std::mutex m_csClients;
-    std::vector<GUID> m_clients;                             ///< guarded by m_csClients; in the order of registration
-    std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents;  ///< guarded by m_csClients; oldest first
+    std::vector<GUID> m_clients;                            ///< guarded by m_csClients; in the order of registration
+    std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents; ///< guarded by m_csClients; oldest first
 
     /// A lock of its own: stopping must not wait for a move that the listener makes under m_cs.
     std::mutex m_csWatch;
     std::unique_ptr<platform::IDirectoryWatch> m_pWatch; ///< replaced by the listener only, under m_csWatch
-    bool m_bScanPending = false; ///< listener only
+    bool m_bScanPending = false;                         ///< listener only
     std::unique_ptr<platform::CManualResetEvent> m_evStop;
     std::unique_ptr<platform::CManualResetEvent> m_evListening;
     std::unique_ptr<CWQ_Thread> m_pMHThread;

@@ -175,8 +175,7 @@ public:
         }
         // Opened before the move, so that the file can be let go right after it: who is told of the new name would find
         // the file held for as long as the device takes.
-        const CDescriptor directory(
-            syncNow ? open(target.Parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
+        const CDescriptor directory(syncNow ? open(target.Parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
         const auto moved = MoveHeld(source, target, (flags & eMoveFlag_ReplaceExisting) != 0);
         if (moved != eOsError_None || !writeThrough) {
             return moved;

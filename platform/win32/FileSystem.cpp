@@ -30,8 +30,8 @@ eOsError FlushFile(const std::wstring& path)
 }
 
 /// Tells whether anybody has the file open. MoveFileExW alone goes on beside openers that share deletion, and another
-/// process's move is one for a moment after the new name has appeared: whoever opened the file next, without sharing that,
-/// was turned away. What can't be opened for other reasons is left to the move to tell.
+/// process's move is one for a moment after the new name has appeared: whoever opened the file next, without sharing
+/// that, was turned away. What can't be opened for other reasons is left to the move to tell.
 bool IsHeld(const std::wstring& systemPath)
 {
     const CHandle handle(

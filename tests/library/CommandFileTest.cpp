@@ -21,8 +21,9 @@ protected:
 TEST_F(CommandFiles, TheGoldenFileIsReadOnBothTargets)
 {
     CommandFile::SContent content;
-    ASSERT_EQ(CommandFile::Read(platform::JoinPath(platform::FromUtf8(ZEL_GOLDEN_DIRECTORY), L"cancel.command"), content),
-              CommandFile::eRead_Ok);
+    ASSERT_EQ(
+        CommandFile::Read(platform::JoinPath(platform::FromUtf8(ZEL_GOLDEN_DIRECTORY), L"cancel.command"), content),
+        CommandFile::eRead_Ok);
     EXPECT_EQ(content.type, eCommandType_CancelRequest);
     EXPECT_EQ(content.name, L"abc.drq");
 }

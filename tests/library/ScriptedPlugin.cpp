@@ -81,8 +81,7 @@ public:
     bool STDMETHODCALLTYPE SetTask(IWQ_ZELProcessorTask* task) override { return m_script.setTask(task); }
     bool STDMETHODCALLTYPE Save(const wchar_t* path) override
     {
-        return m_script.save ? m_script.save(path)
-                             : platform::Succeeded(platform::WriteWholeFile(path, "<Response/>"));
+        return m_script.save ? m_script.save(path) : platform::Succeeded(platform::WriteWholeFile(path, "<Response/>"));
     }
 
 private:

@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
-/// A plug-in inside the test program whose every step a test can replace. Two factories are in the category for the life of the
-/// process, because the category is read once; outside a CScriptedPlugin both of them decline everything.
+/// A plug-in inside the test program whose every step a test can replace. Two factories are in the category for the
+/// life of the process, because the category is read once; outside a CScriptedPlugin both of them decline everything.
 struct SPluginScript {
     std::function<bool(const std::wstring& path)> createRequest = [](const std::wstring&) { return true; };
     std::function<bool(std::wstring& xml)> getXml = [](std::wstring& xml) {

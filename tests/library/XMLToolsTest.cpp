@@ -123,7 +123,8 @@ TEST_F(XMLTools, EveryTruncatedRequestIsRefusedWithAReason)
 {
     const testsupport::CTemporaryDirectory dir;
     const std::wstring path = dir / L"x.xml";
-    const std::string whole = "<?xml version='1.0'?><Request><Task Type=\"Echo\"><Text>\xC3\xA9 &amp;</Text></Task></Request>";
+    const std::string whole =
+        "<?xml version='1.0'?><Request><Task Type=\"Echo\"><Text>\xC3\xA9 &amp;</Text></Task></Request>";
     for (std::size_t length = 0; length < whole.size(); ++length) {
         ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(path, whole.substr(0, length))));
         CComPtr<IXMLDOMDocument> document;
@@ -228,8 +229,8 @@ TEST_F(XMLTools, TextValuesOfMissingNodesAreEmpty)
 
 TEST_F(XMLTools, AttributesAreReadAsTextNumberAndGuid)
 {
-    const auto node = Find(
-        Parse(L"<r Type='a b' n=' -12x' m='x' g='{80D84198-37D5-4BB3-B254-91460E9F8FFC}' h='xyz'/>"), L"r");
+    const auto node =
+        Find(Parse(L"<r Type='a b' n=' -12x' m='x' g='{80D84198-37D5-4BB3-B254-91460E9F8FFC}' h='xyz'/>"), L"r");
     EXPECT_EQ(Attribute(node, L"TYPE"), L"a b");
     LONG number = 0;
     EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), L"n", number));

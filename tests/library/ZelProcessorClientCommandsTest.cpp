@@ -38,10 +38,10 @@ TEST_F(ClientCommands, ACommandFileNamesWordAndRequest)
 
 TEST_F(ClientCommands, EveryTypeHasItsWordAndOthersMakeNoFile)
 {
-    for (const auto& [type, word] : {std::pair(eCommandType_CancelRequest, "CancelRequest"),
-                                     std::pair(eCommandType_PauseRequest, "PauseRequest"),
-                                     std::pair(eCommandType_RegisterClient, "RegisterClient"),
-                                     std::pair(eCommandType_UnregisterClient, "UnregisterClient")})
+    for (const auto& [type, word] :
+         {std::pair(eCommandType_CancelRequest, "CancelRequest"), std::pair(eCommandType_PauseRequest, "PauseRequest"),
+          std::pair(eCommandType_RegisterClient, "RegisterClient"),
+          std::pair(eCommandType_UnregisterClient, "UnregisterClient")})
         EXPECT_NE(Read(Create(type, L"a")).find(std::string("Type=\"") + word + "\""), std::string::npos);
     const std::size_t files = FilesIn(m_clientDir).size();
     EXPECT_TRUE(Create(eCommandType_NotInitialized, L"a").empty());

@@ -46,13 +46,10 @@ protected:
     }
     void WriteGroups(const std::string& content) const
     {
-        Write(m_client.GetInsertableItemsChangeFile(), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Archive version=\"1\">" +
-                                                           content + "</Archive>");
+        Write(m_client.GetInsertableItemsChangeFile(),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Archive version=\"1\">" + content + "</Archive>");
     }
-    static std::string Id(int number)
-    {
-        return "{0000000" + std::to_string(number) + "-0000-0000-0000-000000000000}";
-    }
+    static std::string Id(int number) { return "{0000000" + std::to_string(number) + "-0000-0000-0000-000000000000}"; }
 };
 
 } // namespace

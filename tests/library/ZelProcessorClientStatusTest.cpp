@@ -194,7 +194,8 @@ TEST(AdditionalRequestStatus, ACopyHasNoCommentAndAnAssignedOneHas)
     const CZelProcessorClient::CAdditionalRequestStatus copy(source);
     CZelProcessorClient::CAdditionalRequestStatus assigned;
     assigned = source;
-    for (const CZelProcessorClient::CAdditionalRequestStatus* status : {&copy, static_cast<decltype(&copy)>(&assigned)}) {
+    for (const CZelProcessorClient::CAdditionalRequestStatus* status :
+         {&copy, static_cast<decltype(&copy)>(&assigned)}) {
         std::int32_t progress = 0;
         CTime created;
         EXPECT_EQ(status->GetStatus(), eRequestStatus_Done);

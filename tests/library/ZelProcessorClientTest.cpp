@@ -6,8 +6,7 @@
 namespace {
 
 /// The server is made, so that its directories exist, but never runs.
-class Client : public CServerFixture {
-};
+class Client : public CServerFixture {};
 
 } // namespace
 

@@ -207,9 +207,8 @@ TEST_F(Commands, ACommandWhoseNameIsTakenInTheQueueIsAnswered)
     SendCommandFile(Xml("CancelRequest", "a.drq"));
     m_host.ExpectBox(L"Processing of command " + In(m_requestDir, L"x.command") + L" failed");
     EXPECT_EQ(m_client.GetStatus(L"x.command", &m_additional), eRequestStatus_ServerError);
-    EXPECT_EQ(m_additional.GetProgressComment(),
-              FormatText(RootApp_RSC_CStr(128, "IDS_UNABLE_MOVE_FILE_INTO_QUEUE"),
-                         {In(m_requestDir, L"x.command"), Queued(L"x.command")}));
+    EXPECT_EQ(m_additional.GetProgressComment(), FormatText(RootApp_RSC_CStr(128, "IDS_UNABLE_MOVE_FILE_INTO_QUEUE"),
+                                                            {In(m_requestDir, L"x.command"), Queued(L"x.command")}));
     EXPECT_TRUE(platform::PathExists(In(m_requestDir, L"x.command"))) << "it is met again";
 }
 
@@ -221,10 +220,10 @@ TEST_F(Commands, AFileThatStaysOpenForMoreThanFiveSecondsIsGivenUp)
     Run();
     files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, Queued(L"x.command"));
     const unsigned before = clock.Sleeps();
-    ExpectFailure(Xml("CancelRequest", "a.drq"), eRequestStatus_ServerError,
-                  FormatText(RootApp_RSC_CStr(133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING"),
-                             {Queued(L"x.command")}) +
-                      L"\nCause 1:\n" + platform::OsErrorText(platform::eOsError_SharingViolation));
+    ExpectFailure(
+        Xml("CancelRequest", "a.drq"), eRequestStatus_ServerError,
+        FormatText(RootApp_RSC_CStr(133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING"), {Queued(L"x.command")}) +
+            L"\nCause 1:\n" + platform::OsErrorText(platform::eOsError_SharingViolation));
     EXPECT_GE(clock.Sleeps() - before, 50U) << "a look every 100 ms";
 }
 
@@ -234,7 +233,8 @@ TEST_F(Commands, NamesThatLeaveTheDirectoriesTouchNothing)
     Write(m_dir / L"outside.drq");
     for (const char* type : {"CancelRequest", "RegisterClient", "UnregisterClient"}) {
         SendCommandFile(Xml(type, "../outside.drq"));
-        EXPECT_TRUE(WaitUntil([&] { return m_client.GetStatus(L"x.command", nullptr) == eRequestStatus_Done; })) << type;
+        EXPECT_TRUE(WaitUntil([&] { return m_client.GetStatus(L"x.command", nullptr) == eRequestStatus_Done; }))
+            << type;
         ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(In(m_outputDir, L"x.command.status"))));
     }
     ExpectFailure(Xml("PauseRequest", "../outside.drq"), eRequestStatus_ProcessingStarted,

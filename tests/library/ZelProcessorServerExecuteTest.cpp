@@ -100,7 +100,8 @@ TEST_F(Executive, ATaskThatThrowsEndsItsRequestAndTheNextIsServed)
     Run();
     for (const wchar_t* name : {L"a.drq", L"b.drq"}) {
         EXPECT_EQ(SendAndWait(name), eRequestStatus_ServerError);
-        EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(101, "IDS_EXCEPTIONTHROW_DURING_PROCESSINGREQUEST"));
+        EXPECT_EQ(m_additional.GetProgressComment(),
+                  RootApp_RSC_CStr(101, "IDS_EXCEPTIONTHROW_DURING_PROCESSINGREQUEST"));
     }
     EXPECT_EQ(SendAndWait(L"c.drq"), eRequestStatus_Done);
     m_pServer->Stop(true);
@@ -192,8 +193,9 @@ TEST_F(Executive, RetriesAreCountedOncePerSecondAndThenForced)
     Run();
     EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
     m_pServer.reset();
-    // The first run is forced (the server was idle) and declines all the same; it counts and stamps the clock. Then it takes 1001 ms for
-    // each further count: at 100 ms a run that is every eleventh. The third count makes the next run a forced one.
+    // The first run is forced (the server was idle) and declines all the same; it counts and stamps the clock. Then it
+    // takes 1001 ms for each further count: at 100 ms a run that is every eleventh. The third count makes the next run
+    // a forced one.
     ASSERT_EQ(forced.size(), 24U);
     EXPECT_TRUE(forced.front());
     EXPECT_TRUE(forced.back());
@@ -204,7 +206,8 @@ TEST_F(Executive, SteppingByHandRunsTheQueueUntilItIsEmpty)
 {
     Run();
     m_pServer->SetManualProceedQueue(true);
-    // The executive waits for its event before it looks at the permission, so it may take what arrives first without one.
+    // The executive waits for its event before it looks at the permission, so it may take what arrives first without
+    // one.
     Send(L"first.drq");
     while (m_context.m_starts == 0 && Access().QueuedNames().empty())
         platform::Clock().YieldThread();

@@ -23,7 +23,8 @@ TEST_F(Listener, LogsItsStartAndItsEnd)
 TEST_F(Listener, TakesRequestsInAnyLetterCaseAndBothExtensions)
 {
     Run();
-    for (const wchar_t* name : {L"a.drq", L"b.DRQ", L"c.xml", L"d.Xml", L"name with blanks.drq", L"p\u00e9\u6f22.drq"}) {
+    for (const wchar_t* name :
+         {L"a.drq", L"b.DRQ", L"c.xml", L"d.Xml", L"name with blanks.drq", L"p\u00e9\u6f22.drq"}) {
         EXPECT_EQ(SendAndWait(name), eRequestStatus_Done) << testing::PrintToString(std::wstring(name));
         EXPECT_TRUE(platform::PathExists(In(m_outputDir, name)));
     }

@@ -340,8 +340,8 @@ TEST_F(Notify, WithoutClientsNothingIsSentAndTheProjectIsMarkedOnce)
 
 TEST_F(Notify, FiftyClientsComeAndGoWhileAThousandChangesAreTold)
 {
-    // What a client misses while it reads goes into the next file that is written, whoever's that is. So one client that
-    // never reads meanwhile has every event, and everybody has what it got in order.
+    // What a client misses while it reads goes into the next file that is written, whoever's that is. So one client
+    // that never reads meanwhile has every event, and everybody has what it got in order.
     CZelProcessorClient& steady = AddListener();
     std::set<LONG> seen;
     constexpr int kClients = 50;

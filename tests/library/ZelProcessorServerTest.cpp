@@ -5,8 +5,7 @@
 
 namespace {
 
-class Server : public CServerFixture {
-};
+class Server : public CServerFixture {};
 
 } // namespace
 
@@ -36,9 +35,8 @@ TEST_F(Server, SetDirsClearsOutputAndQueueAndKeepsRequests)
 {
     const std::wstring deep = In(In(m_outputDir, L"sub"), L"deep");
     ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(In(m_outputDir, L"sub"))));
-    for (const std::wstring& path :
-         {In(m_outputDir, L"old.drq"), In(m_outputDir, L"old.drq.status"), Queued(L"q.drq"), deep,
-          In(m_requestDir, L"new.drq")})
+    for (const std::wstring& path : {In(m_outputDir, L"old.drq"), In(m_outputDir, L"old.drq.status"), Queued(L"q.drq"),
+                                     deep, In(m_requestDir, L"new.drq")})
         Write(path);
     EXPECT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
     EXPECT_TRUE(FilesIn(m_outputDir).empty());

@@ -84,10 +84,10 @@ TEST_F(Processor, ARequestEndsDoneWithItsResponseAndWithoutItsFile)
     EXPECT_FALSE(m_bRetry);
     EXPECT_EQ(m_progress.m_statuses, (Statuses{eRequestStatus_Parsing, eRequestStatus_GettingData,
                                                eRequestStatus_PreparingResponse, eRequestStatus_Done}));
-    EXPECT_EQ(m_progress.m_comments,
-              (std::vector<CString>{RootApp_RSC_CStr(103, "IDS_READING_REQUEST"),
-                                    RootApp_RSC_CStr(107, "IDS_GETTING_DATA"),
-                                    RootApp_RSC_CStr(113, "IDS_PREPARING_RESPONSE"), RootApp_RSC_CStr(116, "IDS_DONE")}));
+    EXPECT_EQ(
+        m_progress.m_comments,
+        (std::vector<CString>{RootApp_RSC_CStr(103, "IDS_READING_REQUEST"), RootApp_RSC_CStr(107, "IDS_GETTING_DATA"),
+                              RootApp_RSC_CStr(113, "IDS_PREPARING_RESPONSE"), RootApp_RSC_CStr(116, "IDS_DONE")}));
     EXPECT_TRUE(platform::PathExists(m_output));
     EXPECT_FALSE(platform::PathExists(m_request));
     EXPECT_EQ(m_event.m_done, 1);

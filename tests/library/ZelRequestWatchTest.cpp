@@ -4,8 +4,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class RequestWatch : public CServerFixture {
-};
+class RequestWatch : public CServerFixture {};
 
 } // namespace
 

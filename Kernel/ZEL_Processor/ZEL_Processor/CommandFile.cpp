@@ -44,23 +44,18 @@ void Fill(IXMLDOMDocument& document, const wchar_t* word, const CString& request
 const wchar_t* WordOf(eCommandType type)
 {
     switch (type) {
-    case eCommandType_CancelRequest:
-        return L"CancelRequest";
-    case eCommandType_PauseRequest:
-        return L"PauseRequest";
-    case eCommandType_RegisterClient:
-        return L"RegisterClient";
-    case eCommandType_UnregisterClient:
-        return L"UnregisterClient";
-    default:
-        return nullptr;
+    case eCommandType_CancelRequest: return L"CancelRequest";
+    case eCommandType_PauseRequest: return L"PauseRequest";
+    case eCommandType_RegisterClient: return L"RegisterClient";
+    case eCommandType_UnregisterClient: return L"UnregisterClient";
+    default: return nullptr;
     }
 }
 
 eCommandType TypeOf(const CString& word)
 {
-    for (const eCommandType type : {eCommandType_CancelRequest, eCommandType_PauseRequest,
-                                    eCommandType_RegisterClient, eCommandType_UnregisterClient}) {
+    for (const eCommandType type : {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
+                                    eCommandType_UnregisterClient}) {
         if (platform::EqualsNoCase(word, WordOf(type)))
             return type;
     }
@@ -86,8 +81,8 @@ eRead Read(const CString& path, SContent& content)
 bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult)
 {
     CComPtr<IXMLDOMDocument> document;
-    documentResult = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER,
-                                         ComIid<IXMLDOMDocument>(), document.PutVoid());
+    documentResult = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER, ComIid<IXMLDOMDocument>(),
+                                         document.PutVoid());
     if (documentResult != S_OK)
         return false;
     Fill(*document, WordOf(type), name);

@@ -25,8 +25,8 @@ struct SContent {
 /// Needs a thread whose COM is initialised, as does Write.
 [[nodiscard]] eRead Read(const CString& path, SContent& content);
 
-/// False when the file can't be saved, or when the DOM can't be made: documentResult is then not S_OK. Throws CComError when
-/// the DOM breaks. The type must have a word.
+/// False when the file can't be saved, or when the DOM can't be made: documentResult is then not S_OK. Throws CComError
+/// when the DOM breaks. The type must have a word.
 [[nodiscard]] bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult);
 
 } // namespace CommandFile

@@ -25,9 +25,9 @@ constexpr long kLineAlreadyHeld = 83;
 
 std::string HolderText()
 {
-    return platform::ToUtf16Le(FormatText(L"Process id: %ld\nThread id: %ld",
-                                          {std::to_wstring(platform::CurrentProcessId()),
-                                           std::to_wstring(platform::CurrentThreadId())}));
+    return platform::ToUtf16Le(
+        FormatText(L"Process id: %ld\nThread id: %ld",
+                   {std::to_wstring(platform::CurrentProcessId()), std::to_wstring(platform::CurrentThreadId())}));
 }
 
 } // namespace
@@ -88,8 +88,7 @@ CLockFile::eLockRetVal CLockFile::CreateLockFile()
     }
     // Copies must not see a lock that this object takes for itself, so it gets a state of its own.
     auto handle = std::make_shared<SHandle>();
-    const platform::eOsError error =
-        platform::Files().OpenLockFile(GetLockFileFullPath(), HolderText(), handle->file);
+    const platform::eOsError error = platform::Files().OpenLockFile(GetLockFileFullPath(), HolderText(), handle->file);
     if (error == platform::eOsError_SharingViolation)
         return eLockRet_Busy;
     if (!platform::Succeeded(error))

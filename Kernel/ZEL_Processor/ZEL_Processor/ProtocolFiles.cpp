@@ -27,14 +27,12 @@ eFileKind GetFileKind(const CString& name)
     const CString extension = platform::ExtensionOf(name);
     if (platform::EqualsNoCase(extension, kCommandExtension))
         return eFileKind_Command;
-    if (platform::EqualsNoCase(extension, kRequestExtension) ||
-        platform::EqualsNoCase(extension, kXmlRequestExtension))
+    if (platform::EqualsNoCase(extension, kRequestExtension) || platform::EqualsNoCase(extension, kXmlRequestExtension))
         return eFileKind_Request;
     return eFileKind_Other;
 }
 
-platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt,
-                                    const std::atomic<bool>* pGoOn)
+platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt, const std::atomic<bool>* pGoOn)
 {
     for (unsigned attempts = 0;; ++attempts) {
         const platform::eOsError error = attempt();
@@ -48,8 +46,7 @@ platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& a
 
 bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const std::atomic<bool>* pGoOn)
 {
-    return platform::Succeeded(
-        RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, pGoOn));
+    return platform::Succeeded(RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, pGoOn));
 }
 
 bool DeleteAllFilesInDir(const CString& dir)

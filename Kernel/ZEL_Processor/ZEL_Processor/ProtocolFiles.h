@@ -23,9 +23,10 @@ constexpr const wchar_t* kLockResultsPrefix = L"LockResultsChange_";
 enum eFileKind { eFileKind_Other, eFileKind_Request, eFileKind_Command };
 [[nodiscard]] eFileKind GetFileKind(const CString& name);
 
-/// Tries until it succeeds, fails otherwise than with a sharing violation, or pGoOn turns false. There is no other limit: the
-/// protocol relies on the other side closing its file. The first tries only yield, because the other side usually needs
-/// microseconds; later ones sleep a millisecond, because a stranger that copies a large file would cost a whole core.
+/// Tries until it succeeds, fails otherwise than with a sharing violation, or pGoOn turns false. There is no other
+/// limit: the protocol relies on the other side closing its file. The first tries only yield, because the other side
+/// usually needs microseconds; later ones sleep a millisecond, because a stranger that copies a large file would cost a
+/// whole core.
 [[nodiscard]] platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt,
                                                   const std::atomic<bool>* pGoOn = nullptr);
 
@@ -33,7 +34,8 @@ enum eFileKind { eFileKind_Other, eFileKind_Request, eFileKind_Command };
 [[nodiscard]] bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags,
                                     const std::atomic<bool>* pGoOn = nullptr);
 
-/// Deletes every file, sub-directories aside; failures of single deletions are ignored. False when there is no such directory.
+/// Deletes every file, sub-directories aside; failures of single deletions are ignored. False when there is no such
+/// directory.
 bool DeleteAllFilesInDir(const CString& dir);
 
 } // namespace Protocol

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Source names as error reports carry them: paths inside the project, without extension. They name the module of a report, so they
-/// stay when a module is split over several files.
+/// Source names as error reports carry them: paths inside the project, without extension. They name the module of a
+/// report, so they stay when a module is split over several files.
 namespace SourceNames {
 
 constexpr const wchar_t* kLockFile = L"Kernel/ZEL_Processor/ZEL_Processor/LockFile";

@@ -17,12 +17,15 @@ constexpr const wchar_t* kProgressComment = L"ProgressComment";
 [[nodiscard]] CString StatusLine(std::int32_t status);
 [[nodiscard]] CString KeyLine(const CString& key, const CString& value);
 
-/// The number at the start of the text's first line, as the C library converts: 0 when there is none. False for an empty text.
+/// The number at the start of the text's first line, as the C library converts: 0 when there is none. False for an
+/// empty text.
 bool FindStatus(std::wstring_view text, std::int32_t& status);
-/// The value of the first line with this key, in any letter case, without the spaces around it and unescaped; empty with false.
+/// The value of the first line with this key, in any letter case, without the spaces around it and unescaped; empty
+/// with false.
 bool FindKey(std::wstring_view text, std::wstring_view key, CString& value);
 
-/// Decimal number as the C library converts it: white space, a sign, digits; what does not fit becomes the nearest that does.
+/// Decimal number as the C library converts it: white space, a sign, digits; what does not fit becomes the nearest that
+/// does.
 [[nodiscard]] std::int32_t ToNumber(const CString& text);
 
 } // namespace StatusFileText

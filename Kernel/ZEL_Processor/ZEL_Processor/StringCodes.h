@@ -9,8 +9,8 @@ struct SStringCode {
     const char* name;
 };
 
-/// The texts that processor, server and client show or write into a status comment. The numbers are fixed: language resources and
-/// other hosts know the texts by them.
+/// The texts that processor, server and client show or write into a status comment. The numbers are fixed: language
+/// resources and other hosts know the texts by them.
 namespace StringCodes {
 
 constexpr SStringCode kExceptionDuringRequest{101, "IDS_EXCEPTIONTHROW_DURING_PROCESSINGREQUEST"};
@@ -43,7 +43,8 @@ constexpr SStringCode kCanceled{131, "IDS_CANCELED"};
 constexpr SStringCode kPaused{132, "IDS_PAUSED"};
 constexpr SStringCode kUnableOpenInQueue{133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING"};
 
-/// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash report.
+/// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash
+/// report.
 constexpr unsigned kCantParseRequest = 117;
 constexpr unsigned kCantParseCommand = 129;
 constexpr unsigned kCrashReportQuestion = 134;

@@ -20,11 +20,10 @@ namespace {
 CComPtr<IXMLDOMDocument> CreateDocument(CString& errorText)
 {
     CComPtr<IXMLDOMDocument> document;
-    const HRESULT hr = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER,
-                                           ComIid<IXMLDOMDocument>(), document.PutVoid());
+    const HRESULT hr = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER, ComIid<IXMLDOMDocument>(),
+                                           document.PutVoid());
     if (FAILED(hr) || !document) {
-        errorText = FormatText(L"Cannot create instance of DOM document, HRESULT=0x%lx",
-                               {HexText(hr)});
+        errorText = FormatText(L"Cannot create instance of DOM document, HRESULT=0x%lx", {HexText(hr)});
         document.Reset();
     }
     return document;
@@ -50,8 +49,7 @@ CString ParseErrorText(const CComPtr<IXMLDOMDocument>& document)
     while (!reasonText.empty() && (reasonText.back() == L'\n' || reasonText.back() == L'\r'))
         reasonText.pop_back();
     return FormatText(L"Error 0x%lx\n%ls\nLine=%ld, row=%ld",
-                      {HexText(code), reasonText, std::to_wstring(line),
-                       std::to_wstring(position)});
+                      {HexText(code), reasonText, std::to_wstring(line), std::to_wstring(position)});
 }
 
 /// Element forms: the root of what the document form loads.
@@ -160,8 +158,8 @@ bool CXMLTools::GetNodeByName(IXMLDOMNode* parent, const CString& name, IXMLDOMN
 {
     if (!parent || !found || *found)
         return false;
-    // The descent is depth-first with each level compared whole before it is entered. An explicit stack instead of recursion: the
-    // depth of a request is its sender's choice.
+    // The descent is depth-first with each level compared whole before it is entered. An explicit stack instead of
+    // recursion: the depth of a request is its sender's choice.
     std::vector<CComPtr<IXMLDOMNode>> waiting;
     waiting.emplace_back(parent);
     while (!waiting.empty()) {
@@ -169,8 +167,7 @@ bool CXMLTools::GetNodeByName(IXMLDOMNode* parent, const CString& name, IXMLDOMN
         waiting.pop_back();
         std::vector<CComPtr<IXMLDOMNode>> deeper;
         switch (SearchLevel(node.Get(), name, found, deeper)) {
-        case eLevel_Found:
-            return true;
+        case eLevel_Found: return true;
         case eLevel_Broken:
             if (node.Get() == parent)
                 return false;

@@ -137,8 +137,7 @@ bool CZelProcessor::ReadRequest(SRun& run)
     if (!run.request->GetXml(xml.Put())) {
         CBstr errorText;
         static_cast<void>(run.request->GetErrorText(errorText.Put()));
-        SetStatus(run.progress, eRequestStatus_ServerError,
-                  TextOf(StringCodes::kServerError).append(errorText.View()));
+        SetStatus(run.progress, eRequestStatus_ServerError, TextOf(StringCodes::kServerError).append(errorText.View()));
         return false;
     }
     if (IsCanceled(run))

@@ -79,9 +79,9 @@ eZelProcRequestStatus CZelProcessorClient::SendCommand(const CString& requestPat
     if (sent != eRequestStatus_Sent) {
         std::vector<CString> arguments = Outcome(type, sent);
         arguments.insert(arguments.end(), {requestPath, commandFile});
-        Report(kLineNotSent, kFunction,
-               FormatText(L"SendMessageToServer(eCommType=%s) != eRequestStatus_Sent, eStatus=%s\n  %s\n  %s",
-                          arguments));
+        Report(
+            kLineNotSent, kFunction,
+            FormatText(L"SendMessageToServer(eCommType=%s) != eRequestStatus_Sent, eStatus=%s\n  %s\n  %s", arguments));
         return sent;
     }
     return FollowCommand(commandFile, type);

@@ -61,8 +61,8 @@ bool AddGroup(IWQ_CLSIDArray& groups, const GUID& id)
     return true;
 }
 
-/// Reads the ids of a file: attributes of "Group" elements side by side, or elements in one "Group". False when the array does not
-/// tell all that changed: a null id was met, or the file is no archive.
+/// Reads the ids of a file: attributes of "Group" elements side by side, or elements in one "Group". False when the
+/// array does not tell all that changed: a null id was met, or the file is no archive.
 bool ReadGroups(const CString& path, IWQ_CLSIDArray& groups)
 {
     CWQ_XMLArchive archive;
@@ -254,8 +254,7 @@ bool CZelProcessorClient::GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& ev
     const CString path = GetDsEventsFileFullPath();
     CLockFile lock(path);
     if (!lock.Lock(true))
-        return Fail(kLineEvents, kFunction,
-                    L"Unable to read ds events file because is locked still on server side !");
+        return Fail(kLineEvents, kFunction, L"Unable to read ds events file because is locked still on server side !");
     if (!CZELEnvFileDsEventsFile::ReadDsEventsFile(path, events))
         return Fail(kLineEvents + 1, kFunction, L"CZELEnvFileDsEventsFile::ReadDsEventsFile failed");
     if (!DeleteDsEventsFileContent())

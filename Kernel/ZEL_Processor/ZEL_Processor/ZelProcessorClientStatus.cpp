@@ -24,8 +24,9 @@ CTime ToTime(platform::FileTimeNs time)
     return CTime(time % kNsPerSecond < 0 ? seconds - 1 : seconds);
 }
 
-/// A request travels from the request directory over the queue to its status file, while the places are looked at the other way
-/// round: one that moves at the wrong moment is seen in none of them. It can do so once on each of its two steps.
+/// A request travels from the request directory over the queue to its status file, while the places are looked at the
+/// other way round: one that moves at the wrong moment is seen in none of them. It can do so once on each of its two
+/// steps.
 constexpr int kLooksBeforeNotRequested = 3;
 
 } // namespace
@@ -56,8 +57,7 @@ eZelProcRequestStatus CZelProcessorClient::ReadStatusFile(const CString& path, C
         return SetRequestStatus(additional, TextOf(StringCodes::kUnableOpenStatusFile), eRequestStatus_ClientError);
     case CZelProcessorRequestStatusFile::eRead_NoStatus:
         return SetRequestStatus(additional, TextOf(StringCodes::kUnableReadStatus), eRequestStatus_ClientError);
-    case CZelProcessorRequestStatusFile::eRead_Ok:
-        break;
+    case CZelProcessorRequestStatusFile::eRead_Ok: break;
     }
     if (additional) {
         additional->SetStatus(content.status);

@@ -10,7 +10,8 @@
 
 namespace {
 
-/// One per process, filled by the first caller that finds components, never freed: plug-in modules may outlive everything else.
+/// One per process, filled by the first caller that finds components, never freed: plug-in modules may outlive
+/// everything else.
 std::vector<CMOX_RegistryCathegoryItem> CategoryItems()
 {
     static std::mutex guard;
@@ -55,19 +56,22 @@ bool CZelProcessorFactories::LoadFactories()
 CComPtr<IWQ_ZELProcessorRequest> CZelProcessorFactories::FindRequest(const wchar_t* path) const
 {
     CComPtr<IWQ_ZELProcessorRequest> request;
-    FindFirst(m_factories, [&](auto& factory, auto** out) { return factory.CreateRequest(path, out); }, request);
+    FindFirst(
+        m_factories, [&](auto& factory, auto** out) { return factory.CreateRequest(path, out); }, request);
     return request;
 }
 
 bool CZelProcessorFactories::FindTask(const wchar_t* type, CComPtr<IWQ_ZELProcessorTask>& task) const
 {
-    return FindFirst(m_factories, [&](auto& factory, auto** out) { return factory.CreateTask(type, out); }, task);
+    return FindFirst(
+        m_factories, [&](auto& factory, auto** out) { return factory.CreateTask(type, out); }, task);
 }
 
 CComPtr<IWQ_ZELProcessorResponse> CZelProcessorFactories::FindResponse(IWQ_ZELProcessorRequest* request) const
 {
     CComPtr<IWQ_ZELProcessorResponse> response;
-    FindFirst(m_factories, [&](auto& factory, auto** out) { return factory.CreateResponse(request, out); }, response);
+    FindFirst(
+        m_factories, [&](auto& factory, auto** out) { return factory.CreateResponse(request, out); }, response);
     return response;
 }
 

@@ -7,7 +7,8 @@
 /// The plug-in factories of the component category, in category order, with one reference to each.
 class CZelProcessorFactories {
 public:
-    /// Fills the collection anew. A component that can't be created, or is no factory, is left out. True when there is at least one.
+    /// Fills the collection anew. A component that can't be created, or is no factory, is left out. True when there is
+    /// at least one.
     bool LoadFactories();
 
     /// Each asks the factories in order; the first that accepts supplies the result, which is null when none does.

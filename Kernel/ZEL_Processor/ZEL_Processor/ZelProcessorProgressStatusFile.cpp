@@ -6,8 +6,7 @@
 
 CZelProcessorProgressStatusFile::CZelProcessorProgressStatusFile(CString loggerName, CString statusFilePath)
     : CZelProcessorRequestStatusFile(std::move(loggerName), std::move(statusFilePath))
-{
-}
+{}
 
 CZelProcessorProgressStatusFile::~CZelProcessorProgressStatusFile() = default;
 
@@ -76,8 +75,8 @@ std::int32_t CZelProcessorProgressStatusFile::ComputePercent() const
         return 0;
     if (m_nPosition >= m_nRangeHigh)
         return 100;
-    // The position itself counts, not its distance from the low end: with a range that does not start at 0 the percent runs
-    // ahead of the linear share. Readers know it so.
+    // The position itself counts, not its distance from the low end: with a range that does not start at 0 the percent
+    // runs ahead of the linear share. Readers know it so.
     const double onePercent = static_cast<double>(m_nRangeHigh - m_nRangeLow) / 100.0;
     const double percent = static_cast<double>(m_nPosition) / onePercent;
     constexpr double kMost = 2147483647.0;

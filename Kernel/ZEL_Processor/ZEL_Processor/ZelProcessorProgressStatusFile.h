@@ -3,8 +3,8 @@
 #include "ZEL_Processor/ZelProcessorProgress.h"
 #include "ZelProcessorRequestStatusFile.h"
 
-/// Publishes the progress of one request in its status file. Keeps the last status, percent and comment, so every rewrite carries all
-/// three, and one that failed is made up for by the next. One thread at a time.
+/// Publishes the progress of one request in its status file. Keeps the last status, percent and comment, so every
+/// rewrite carries all three, and one that failed is made up for by the next. One thread at a time.
 class CZelProcessorProgressStatusFile final : public CZelProcessorRequestStatusFile, public CZelProcessorProgress {
 public:
     CZelProcessorProgressStatusFile(CString loggerName, CString statusFilePath);

@@ -38,8 +38,7 @@ bool ReadAll(platform::IFile& file, std::string& bytes)
 
 CZelProcessorRequestStatusFile::CZelProcessorRequestStatusFile(CString loggerName, CString statusFilePath)
     : m_strLoggerName(std::move(loggerName)), m_strStatusFilePath(std::move(statusFilePath))
-{
-}
+{}
 
 CZelProcessorRequestStatusFile::~CZelProcessorRequestStatusFile() = default;
 
@@ -58,8 +57,7 @@ bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
 {
     std::unique_ptr<platform::IFile> file;
     if (!platform::Succeeded(OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_WriteExclusive, file))) {
-        WQ_MessageBox(FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath}),
-                      eMessageStyle_Error);
+        WQ_MessageBox(FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath}), eMessageStyle_Error);
         return false;
     }
     const std::string bytes = platform::ToUtf16Le(text);
@@ -77,9 +75,9 @@ bool CZelProcessorRequestStatusFile::ReadText(CString& text, platform::SFileAttr
 {
     std::unique_ptr<platform::IFile> file;
     if (!platform::Succeeded(OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_ReadExclusive, file))) {
-        WQ_MessageBox(FormatText(L"CZelProcessorClient::GetStatus : opening of the file '%s' failed",
-                                 {m_strStatusFilePath}),
-                      eMessageStyle_Error);
+        WQ_MessageBox(
+            FormatText(L"CZelProcessorClient::GetStatus : opening of the file '%s' failed", {m_strStatusFilePath}),
+            eMessageStyle_Error);
         return false;
     }
     std::string bytes;

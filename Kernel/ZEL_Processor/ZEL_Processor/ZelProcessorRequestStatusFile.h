@@ -4,9 +4,9 @@
 #include "ZEL_Processor/ZelTypes.h"
 #include "platform/FileSystem.h"
 
-/// Writes and reads one status file. Writer and readers, in whatever process, exclude each other by opening it without sharing and
-/// try again while it is open elsewhere: nobody sees a half-written file. The file is never synced to the device; it tells of the
-/// moment. One thread at a time.
+/// Writes and reads one status file. Writer and readers, in whatever process, exclude each other by opening it without
+/// sharing and try again while it is open elsewhere: nobody sees a half-written file. The file is never synced to the
+/// device; it tells of the moment. One thread at a time.
 class CZelProcessorRequestStatusFile {
 public:
     /// Touches no file. The logger's name is kept with the object.

@@ -81,10 +81,8 @@ bool CZelProcessorServer::ReadCommand(const CString& queuePath, CZelProcessorPro
         if (!command.reason.empty())
             command.reason = L"\n" + command.reason + L"\n";
         return fail(WQ_LoadString(StringCodes::kCantParseCommand) + command.reason + queuePath);
-    case CommandFile::eRead_Incomplete:
-        return fail(TextOf(StringCodes::kInvalidCommandFile));
-    case CommandFile::eRead_Ok:
-        break;
+    case CommandFile::eRead_Incomplete: return fail(TextOf(StringCodes::kInvalidCommandFile));
+    case CommandFile::eRead_Ok: break;
     }
     return true;
 }
@@ -99,17 +97,13 @@ bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, 
         else
             CancelRunningRequest();
         return true;
-    case eCommandType_PauseRequest:
-        return PauseOrUnpauseRequest(command.name, progress);
-    case eCommandType_RegisterClient:
-        RegisterNewClient(command.name);
-        return true;
+    case eCommandType_PauseRequest: return PauseOrUnpauseRequest(command.name, progress);
+    case eCommandType_RegisterClient: RegisterNewClient(command.name); return true;
     case eCommandType_UnregisterClient:
         if (GUID clientId{}; GuidFromText(command.name, clientId))
             UnregisterClient(clientId);
         return true;
-    default:
-        return false;
+    default: return false;
     }
 }
 
@@ -139,9 +133,10 @@ bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcess
         if (!platform::PathExists(path))
             return false;
         if (!Protocol::MoveFileWhenFree(path, target, MoveFlags(), &m_bRunning)) {
-            WQ_MessageBox(FormatText(L"CZelProcessorServer::PauseOrUnpauseRequest : moving of the file '%s' to '%s' failed",
-                                     {path, target}),
-                          eMessageStyle_Error);
+            WQ_MessageBox(
+                FormatText(L"CZelProcessorServer::PauseOrUnpauseRequest : moving of the file '%s' to '%s' failed",
+                           {path, target}),
+                eMessageStyle_Error);
             return false;
         }
         m_paused.push_back({target, 0});

@@ -77,7 +77,8 @@ bool CZelProcessorServer::ExecuteRequest()
     bool bException = false;
     Try_ExecuteRequest(item, statusFile, bLast, bException);
     if (bException) {
-        statusFile.SetStatusAndComment(eRequestStatus_ServerError, TextOf(StringCodes::kExceptionDuringRequest).c_str());
+        statusFile.SetStatusAndComment(eRequestStatus_ServerError,
+                                       TextOf(StringCodes::kExceptionDuringRequest).c_str());
         RemoveFailedRequest(item);
     }
     return true;

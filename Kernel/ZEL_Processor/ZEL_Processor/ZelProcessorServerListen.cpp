@@ -39,8 +39,7 @@ bool CZelProcessorServer::Listen()
     if (!m_pProcessor)
         return false;
     std::unique_ptr<platform::IDirectoryWatch> watch;
-    const platform::eOsError error =
-        platform::Files().Watch(m_strRequestDir, platform::eWatchFilter_FileName, watch);
+    const platform::eOsError error = platform::Files().Watch(m_strRequestDir, platform::eWatchFilter_FileName, watch);
     if (!platform::Succeeded(error)) {
         ReportWatchError(kLineWatchFailed, L"FindFirstChangeNotification failed.\n", error);
         AfxThrowNotSupportedException();
@@ -117,14 +116,9 @@ bool CZelProcessorServer::ScanRequestDir()
             continue;
         const CString path = platform::JoinPath(m_strRequestDir, entry.name);
         switch (Protocol::GetFileKind(entry.name)) {
-        case Protocol::eFileKind_Command:
-            HandleCommandFile(path);
-            break;
-        case Protocol::eFileKind_Request:
-            AddRequestToQueue(path);
-            break;
-        case Protocol::eFileKind_Other:
-            break;
+        case Protocol::eFileKind_Command: HandleCommandFile(path); break;
+        case Protocol::eFileKind_Request: AddRequestToQueue(path); break;
+        case Protocol::eFileKind_Other: break;
         }
     }
     return true;

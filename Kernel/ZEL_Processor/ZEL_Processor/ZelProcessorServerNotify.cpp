@@ -94,8 +94,7 @@ void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)
     VARIANT_BOOL groupsChanged = VARIANT_FALSE;
     VARIANT_BOOL needsUpdate = VARIANT_FALSE;
     CComPtr<IWQ_CLSIDArray> groups;
-    ThrowIfFailed(
-        m_pPalette->GetChangedGroups(events, m_pProject.Get(), &groupsChanged, groups.Put(), &needsUpdate));
+    ThrowIfFailed(m_pPalette->GetChangedGroups(events, m_pProject.Get(), &groupsChanged, groups.Put(), &needsUpdate));
 
     const std::lock_guard lock(m_csClients);
     if (m_clients.empty()) {

@@ -8,12 +8,13 @@
 
 namespace {
 
-/// Position of the first entry with this path. The comparison is exact: names differ by letter case on some file systems.
+/// Position of the first entry with this path. The comparison is exact: names differ by letter case on some file
+/// systems.
 template <class Items>
 bool FindItem(const Items& items, const CString& path, std::size_t& position)
 {
-    const auto found = std::find_if(items.begin(), items.end(),
-                                    [&](const TSRequestItem& item) { return item.m_strFile == path; });
+    const auto found =
+        std::find_if(items.begin(), items.end(), [&](const TSRequestItem& item) { return item.m_strFile == path; });
     position = static_cast<std::size_t>(found - items.begin());
     return found != items.end();
 }
@@ -34,9 +35,9 @@ bool CZelProcessorServer::AddRequestToQueue(const CString& path)
     if (!platform::PathExists(path) || !m_bRunning)
         return false;
     // Shown under the lock on purpose: nothing else is queued or taken until the operator has answered.
-    WQ_MessageBox(FormatText(L"CZelProcessorServer::AddRequestToQueue : moving of the file '%s' to '%s' failed",
-                             {path, target}),
-                  eMessageStyle_Error);
+    WQ_MessageBox(
+        FormatText(L"CZelProcessorServer::AddRequestToQueue : moving of the file '%s' to '%s' failed", {path, target}),
+        eMessageStyle_Error);
     return false;
 }
 
@@ -49,8 +50,7 @@ bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
     m_queue.erase(m_queue.begin() + static_cast<std::ptrdiff_t>(position));
     const CString path = GetFileInQueueFullPath(name);
     if (!platform::Succeeded(platform::Files().Remove(path)))
-        WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + path,
-                      eMessageStyle_Warning);
+        WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + path, eMessageStyle_Warning);
     return true;
 }
 

@@ -1,6 +1,6 @@
+#include "StringCodes.h"
 #include "ZEL_Processor/XMLTools.h"
 #include "ZEL_Processor/ZelProcessor.h"
-#include "StringCodes.h"
 #include "ZelProcessorFactories.h"
 #include "com/Bstr.h"
 #include "framework/Services.h"

@@ -12,8 +12,8 @@ using std::chrono::milliseconds;
 
 namespace {
 
-/// Between the removal of the queued request and its last status lie microseconds: looking again this often costs less than
-/// one more notification.
+/// Between the removal of the queued request and its last status lie microseconds: looking again this often costs less
+/// than one more notification.
 constexpr int kLooksAfterRemoval = 200;
 /// How often to look where a directory can't be watched (the server has not made it yet, or it is gone).
 constexpr milliseconds kPollFallback = 200ms;
@@ -94,11 +94,11 @@ private:
 
 struct CZelRequestWatch::SState {
     SState(CZelProcessorClient& watched, const CString& outputDir)
-        : client(watched), queueDir(platform::JoinPath(outputDir, Protocol::kQueueDirectory)),
+        : client(watched),
+          queueDir(platform::JoinPath(outputDir, Protocol::kQueueDirectory)),
           queue(queueDir, platform::eWatchFilter_FileNameGone),
           output(outputDir, platform::eWatchFilter_FileNameAndLastWrite)
-    {
-    }
+    {}
 
     [[nodiscard]] bool TakeWoken() { return woken.exchange(false); }
 
@@ -111,8 +111,7 @@ struct CZelRequestWatch::SState {
 
 CZelRequestWatch::CZelRequestWatch(CZelProcessorClient& client, const CString& outputDirectory)
     : m_pState(std::make_unique<SState>(client, outputDirectory))
-{
-}
+{}
 
 CZelRequestWatch::~CZelRequestWatch() = default;
 
@@ -124,10 +123,8 @@ bool CZelRequestWatch::IsFinal(eZelProcRequestStatus status)
     case eRequestStatus_ServerTimeout:
     case eRequestStatus_NotRequested:
     case eRequestStatus_Canceled:
-    case eRequestStatus_Done:
-        return true;
-    default:
-        return false;
+    case eRequestStatus_Done: return true;
+    default: return false;
     }
 }
 
@@ -138,8 +135,8 @@ eZelProcRequestStatus CZelRequestWatch::WaitForEnd(const CString& requestPath, m
     const CString queued = platform::JoinPath(m_pState->queueDir, platform::FileNameOf(requestPath));
     bool timedOut = false;
     for (int looks = 0;;) {
-        // While the request is queued or runs its file is there, and nothing needs to be read, except now and then: a server that
-        // could not delete the file leaves it there.
+        // While the request is queued or runs its file is there, and nothing needs to be read, except now and then: a
+        // server that could not delete the file leaves it there.
         bool isWaiting = platform::PathExists(queued);
         if (!isWaiting || timedOut) {
             const eZelProcRequestStatus status = m_pState->client.GetStatus(requestPath, additional);
@@ -158,7 +155,8 @@ eZelProcRequestStatus CZelRequestWatch::WaitForEnd(const CString& requestPath, m
         // A status that does not come after the removal comes by a write, which the queue directory does not see.
         CWatchedDirectory& watched = isWaiting ? m_pState->queue : m_pState->output;
         timedOut = watched.Wait(std::min(left, kLookAnyway)) == platform::eWaitResult_Timeout;
-        // Whoever removed the file writes its last status next: on a machine with nothing to spare it needs this processor.
+        // Whoever removed the file writes its last status next: on a machine with nothing to spare it needs this
+        // processor.
         platform::Clock().YieldThread();
     }
 }
