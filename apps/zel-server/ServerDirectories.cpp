@@ -13,7 +13,7 @@ namespace {
 constexpr const wchar_t* kQueueFolder = L"Queue";
 /// The claim lies in a folder of its own: the start of a server deletes the files of the output directory, not those of
 /// its subfolders. Being inside, it is found by every path that leads to the directory.
-constexpr const wchar_t* kClaimFolder = L".zel-server";
+constexpr const wchar_t* kOwnFolder = L".zel-server";
 constexpr const wchar_t* kClaimFile = L"lock";
 /// A file beside the lock, because a held lock file can't be read everywhere.
 constexpr const wchar_t* kProcessFile = L"process";
@@ -110,7 +110,7 @@ bool CServerDirectories::CheckNothingForeign(const std::wstring& outputDir, std:
 
 bool CServerDirectories::Claim(const std::wstring& outputDir, std::wstring& error)
 {
-    const std::wstring folder = platform::JoinPath(outputDir, kClaimFolder);
+    const std::wstring folder = OwnFolder(outputDir);
     m_strProcessFile = platform::JoinPath(folder, kProcessFile);
     const std::string process = std::to_string(platform::CurrentProcessId());
     platform::eOsError result = MakeDirectories(folder);
@@ -127,6 +127,11 @@ bool CServerDirectories::Claim(const std::wstring& outputDir, std::wstring& erro
     // For people only: the claim stands without it.
     static_cast<void>(platform::WriteWholeFile(m_strProcessFile, process));
     return true;
+}
+
+std::wstring CServerDirectories::OwnFolder(const std::wstring& outputDir)
+{
+    return platform::JoinPath(outputDir, kOwnFolder);
 }
 
 bool CServerDirectories::Touch(const std::wstring& requestDir, std::wstring& error)

@@ -20,6 +20,9 @@ public:
     /// created ones.
     [[nodiscard]] bool Prepare(const SServerOptions& options, std::wstring& error);
 
+    /// The folder of an output directory that belongs to the program and outlives its starts.
+    [[nodiscard]] static std::wstring OwnFolder(const std::wstring& outputDir);
+
     /// Makes one change of a file name in the request directory, which makes the server look at what lies there. False
     /// with the reason.
     [[nodiscard]] static bool Touch(const std::wstring& requestDir, std::wstring& error);

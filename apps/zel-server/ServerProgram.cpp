@@ -4,6 +4,7 @@
 #include "apps/zel-server/StopSupervisor.h"
 #include "com/Components.h"
 #include "framework/Exceptions.h"
+#include "platform/Path.h"
 
 using namespace std::chrono_literals;
 
@@ -49,6 +50,8 @@ bool CServerProgram::Start()
         m_messages.Error(L"the folder Queue cannot be made in the output directory '" + m_options.outputDir + L"'");
         return false;
     }
+    if (!ProvideProject())
+        return false;
     m_pServer->SetZelProcessorContext(&m_context);
     m_pServer->SetNoExecutiveThread(m_options.noExecutive);
     m_pServer->SetSyncing(!m_options.noSync);
@@ -57,6 +60,8 @@ bool CServerProgram::Start()
         return false;
     }
     m_pServer->SetManualProceedQueue(m_options.manual);
+    m_pFeed = std::make_unique<CEventFeed>(*m_pServer);
+    m_pFeed->Start();
     // Files that lay in the request directory before are found at the first change there.
     if (!CServerDirectories::Touch(m_options.requestDir, error)) {
         m_messages.Error(error);
@@ -75,6 +80,21 @@ bool CServerProgram::MakeServer()
                          L"with --components or in ZEL_COMPONENT_PATH");
         return false;
     }
+}
+
+bool CServerProgram::ProvideProject()
+{
+    // In the folder of the claim: the start of a server deletes the files of the output directory alone, and what a
+    // project keeps must outlive a restart.
+    CComPtr<IWQ_Project> project;
+    const HRESULT created = CreateWQ_Project(
+        platform::JoinPath(CServerDirectories::OwnFolder(m_options.outputDir), L"project"), project.Put());
+    if (FAILED(created)) {
+        m_messages.Error(L"the project of the output directory '" + m_options.outputDir + L"' cannot be made");
+        return false;
+    }
+    m_pServer->SetProject(project.Get());
+    return true;
 }
 
 void CServerProgram::TellReady()
@@ -101,5 +121,6 @@ void CServerProgram::Stop()
     static_cast<void>(platform::NotifyServiceManager("STOPPING=1"));
     m_context.SetClosing();
     const CStopSupervisor supervisor(m_signals, m_context, m_messages);
+    m_pFeed->Stop();
     m_pServer->Stop(true);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZEL_Processor/ZelProcessorServer.h"
+#include "apps/zel-server/EventFeed.h"
 #include "apps/zel-server/ServerContext.h"
 #include "apps/zel-server/ServerDirectories.h"
 #include "apps/zel-server/ServerMessages.h"
@@ -24,6 +25,7 @@ private:
     void AddComponents();
     [[nodiscard]] bool Start();
     [[nodiscard]] bool MakeServer();
+    [[nodiscard]] bool ProvideProject();
     void TellReady();
     void ServeUntilStop();
     void Stop();
@@ -34,4 +36,5 @@ private:
     CServerContext m_context;
     CServerDirectories m_directories; ///< claimed until the server is gone
     std::unique_ptr<CZelProcessorServer> m_pServer;
+    std::unique_ptr<CEventFeed> m_pFeed; ///< ends before the server does
 };

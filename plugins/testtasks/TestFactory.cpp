@@ -1,9 +1,11 @@
 #include "plugins/testtasks/TestFactory.h"
 
 #include "plugins/testtasks/CrashTask.h"
+#include "plugins/testtasks/FireEventsTask.h"
 #include "plugins/testtasks/GateTask.h"
 #include "plugins/testtasks/RetryTask.h"
 #include "plugins/testtasks/SleepTask.h"
+#include "plugins/testtasks/TestEvents.h"
 #include "plugins/testtasks/TestResponse.h"
 
 #include <algorithm>
@@ -16,9 +18,20 @@ namespace {
 // The build writes the same id into the component manifest.
 constexpr CLSID kTestFactoryId = {0x94A83206, 0x5715, 0x4640, {0xA9, 0xEB, 0x24, 0x0C, 0x3A, 0x5A, 0x79, 0x15}};
 
-constexpr std::array<std::wstring_view, 14> kTypes = {
+constexpr std::array<std::wstring_view, 15> kTypes = {
     L"Echo",         L"Sleep",       L"Gate",     L"Retry",    L"FailGetXml",  L"FailInit",          L"FailObtain",
-    L"FailResponse", L"FailSetTask", L"FailSave", L"NullTask", L"UnknownTask", L"ThrowInCreateTask", L"Crash"};
+    L"FailResponse", L"FailSetTask", L"FailSave", L"NullTask", L"UnknownTask", L"ThrowInCreateTask", L"Crash",
+    L"FireEvents"};
+
+CComPtr<IWQ_CLSIDArray> MakeGroups(IWQ_DsGuidSet& sources)
+{
+    CComPtr<IWQ_CLSIDArray> groups;
+    ThrowIfFailed(CreateWQ_CLSIDArray(ComIid<IWQ_CLSIDArray>(), groups.PutVoid()));
+    GUID id{};
+    for (LONG index = 0; sources.GetAt(index, &id) == S_OK; ++index)
+        ThrowIfFailed(groups->Add(&id));
+    return groups;
+}
 
 /// A request that can refuse its XML, or crash when asked for it.
 class CTestRequest : public CZelXmlRequest {
@@ -44,6 +57,52 @@ protected:
 };
 
 } // namespace
+
+HRESULT STDMETHODCALLTYPE CTestFactory::QueryInterface(REFIID iid, void** object)
+{
+    if (object == nullptr)
+        return E_POINTER;
+    if (iid == ComIid<IWQ_DsEventSource>())
+        *object = static_cast<IWQ_DsEventSource*>(this);
+    else if (iid == ComIid<IWQ_Palette>())
+        *object = static_cast<IWQ_Palette*>(this);
+    else
+        return CZelXmlFactory::QueryInterface(iid, object);
+    AddRef();
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE CTestFactory::Start(IWQ_DsEventSink* sink)
+{
+    return ZelComResult([&] { return CTestEvents::Instance().Start(sink); });
+}
+
+HRESULT STDMETHODCALLTYPE CTestFactory::Stop()
+{
+    return ZelComResult([] { return CTestEvents::Instance().Stop(); });
+}
+
+HRESULT STDMETHODCALLTYPE CTestFactory::GetChangedGroups(IWQ_DsEventsData* events, IWQ_Project*,
+                                                         VARIANT_BOOL* groupsChanged, IWQ_CLSIDArray** groups,
+                                                         VARIANT_BOOL* projectNeedsUpdate)
+{
+    if (groupsChanged == nullptr || groups == nullptr || projectNeedsUpdate == nullptr)
+        return E_POINTER;
+    return ZelComResult([&] {
+        *groups = nullptr;
+        LONG kind = eDsEventKind_Unknown;
+        CComPtr<IWQ_DsGuidSet> sources;
+        if (events != nullptr) {
+            ThrowIfFailed(events->GetKind(&kind));
+            ThrowIfFailed(events->GetChangedSources(sources.Put()));
+        }
+        *groupsChanged = sources ? VARIANT_TRUE : VARIANT_FALSE;
+        *projectNeedsUpdate = kind == eDsEventKind_Reload ? VARIANT_TRUE : VARIANT_FALSE;
+        if (sources)
+            *groups = MakeGroups(*sources).Detach();
+        return S_OK;
+    });
+}
 
 bool STDMETHODCALLTYPE CTestFactory::CreateRequest(const wchar_t* path, IWQ_ZELProcessorRequest** request)
 {
@@ -89,6 +148,8 @@ CComPtr<IWQ_ZELProcessorTask> CTestFactory::MakeTask(const CString& type)
         task.Attach(ZelMake<CGateTask>().Detach());
     else if (type == L"Retry")
         task.Attach(ZelMake<CRetryTask>().Detach());
+    else if (type == L"FireEvents")
+        task.Attach(ZelMake<CFireEventsTask>().Detach());
     else if (type == L"Crash")
         task.Attach(ZelMake<CCrashTask>().Detach());
     else if (type.starts_with(L"Fail") && TakesType(type))

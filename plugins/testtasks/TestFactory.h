@@ -2,9 +2,23 @@
 
 #include "plugins/testtasks/TestTask.h"
 
+#include <ZEL_Processor/IWQ_DsEventSource.h>
+#include <ZEL_Processor/IWQ_Palette.h>
+
 /// The factory of the test tasks. It goes past the kit's own operations where a crash must leave an operation uncaught.
-class CTestFactory : public CZelXmlFactory {
+/// As a palette it has a group for every data source that changed as a whole.
+class CTestFactory : public CZelXmlFactory, public IWQ_DsEventSource, public IWQ_Palette {
 public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+    ULONG STDMETHODCALLTYPE AddRef() override { return CZelXmlFactory::AddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return CZelXmlFactory::Release(); }
+
+    HRESULT STDMETHODCALLTYPE Start(IWQ_DsEventSink* sink) override;
+    HRESULT STDMETHODCALLTYPE Stop() override;
+    HRESULT STDMETHODCALLTYPE GetChangedGroups(IWQ_DsEventsData* events, IWQ_Project* project,
+                                               VARIANT_BOOL* groupsChanged, IWQ_CLSIDArray** groups,
+                                               VARIANT_BOOL* projectNeedsUpdate) override;
+
     bool STDMETHODCALLTYPE CreateRequest(const wchar_t* path, IWQ_ZELProcessorRequest** request) override;
     bool STDMETHODCALLTYPE CreateTask(const wchar_t* type, IWQ_ZELProcessorTask** task) override;
     bool STDMETHODCALLTYPE CreateResponse(IWQ_ZELProcessorRequest* request,
