@@ -1,7 +1,12 @@
 #include "apps/zel/Commands.h"
 
+#include "apps/zel/CancelCommand.h"
 #include "apps/zel/ListCommand.h"
+#include "apps/zel/ListenCommand.h"
+#include "apps/zel/PauseCommand.h"
+#include "apps/zel/PropertiesCommand.h"
 #include "apps/zel/ReceiveCommand.h"
+#include "apps/zel/ResumeCommand.h"
 #include "apps/zel/SendCommand.h"
 #include "apps/zel/StatusCommand.h"
 #include "apps/zel/WaitCommand.h"
@@ -17,6 +22,11 @@ std::vector<std::unique_ptr<ICommand>> MakeCommands()
     commands.push_back(std::make_unique<CWaitCommand>());
     commands.push_back(std::make_unique<CReceiveCommand>());
     commands.push_back(std::make_unique<CListCommand>());
+    commands.push_back(std::make_unique<CCancelCommand>());
+    commands.push_back(std::make_unique<CPauseCommand>());
+    commands.push_back(std::make_unique<CResumeCommand>());
+    commands.push_back(std::make_unique<CListenCommand>());
+    commands.push_back(std::make_unique<CPropertiesCommand>());
     return commands;
 }
 

@@ -17,21 +17,21 @@ constexpr milliseconds kRemovalPatience = 2000ms;
 
 } // namespace
 
-CFollower::CFollower(CToolSession& session, milliseconds timeout)
+CFollower::CFollower(CToolSession& session, milliseconds timeout, bool quiet)
     : m_session(session),
+      m_bQuiet(quiet || session.Options().quiet),
       m_watch(session.Client(), session.Options().outputDir),
       m_end(platform::Clock().Steady() + timeout)
 {}
 
 eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
 {
-    const bool isQuiet = m_session.Options().quiet;
     std::optional<CProgressView> view;
-    if (!isQuiet)
+    if (!m_bQuiet)
         view.emplace();
     for (;;) {
         const milliseconds slice = std::min(Left(), kSlice);
-        state = isQuiet ? WaitQuietly(name, slice) : ReadState(m_session.Client(), name);
+        state = m_bQuiet ? WaitQuietly(name, slice) : ReadState(m_session.Client(), name);
         if (view)
             view->Show(state);
         if (CZelRequestWatch::IsFinal(state.status)) {
@@ -43,7 +43,7 @@ eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
         if (Left() == 0ms)
             return eFollowEnd_TimedOut;
         // Changes outside the output directory, such as a queued request that somebody removed, end with the slice.
-        if (!isQuiet)
+        if (!m_bQuiet)
             static_cast<void>(m_watch.WaitForChange(slice));
     }
 }

@@ -2,46 +2,9 @@
 
 #include "ZEL_Processor/LockFile.h"
 #include "apps/zel/FileCopy.h"
+#include "apps/zel/StagingFolder.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-
-namespace {
-
-/// A folder for one file on its way. A folder because the file has its final name already, which must not meet another
-/// file; servers do not look into folders, so it may lie in the request directory.
-class CStagingFolder {
-public:
-    CStagingFolder(const std::wstring& parent, const std::wstring& fileName)
-        : m_strFolder(platform::JoinPath(parent, L".zel-" + CZelProcessorClient::GetUniqueString())),
-          m_strFile(platform::JoinPath(m_strFolder, fileName))
-    {}
-    ~CStagingFolder()
-    {
-        if (!m_isMade)
-            return;
-        static_cast<void>(platform::Files().Remove(m_strFile));
-        static_cast<void>(platform::Files().RemoveEmptyDirectory(m_strFolder));
-    }
-    CStagingFolder(const CStagingFolder&) = delete;
-    CStagingFolder& operator=(const CStagingFolder&) = delete;
-
-    [[nodiscard]] bool Make(std::wstring& error)
-    {
-        const platform::eOsError result = platform::Files().MakeDirectory(m_strFolder);
-        m_isMade = platform::Succeeded(result);
-        if (!m_isMade)
-            error = L"the folder '" + m_strFolder + L"' cannot be made: " + platform::OsErrorText(result);
-        return m_isMade;
-    }
-    [[nodiscard]] const std::wstring& FilePath() const { return m_strFile; }
-
-private:
-    std::wstring m_strFolder;
-    std::wstring m_strFile;
-    bool m_isMade = false;
-};
-
-} // namespace
 
 bool CSender::Send(const std::wstring& source, const std::wstring& name, std::wstring& error)
 {
@@ -49,9 +12,9 @@ bool CSender::Send(const std::wstring& source, const std::wstring& name, std::ws
     if (IsInUse(name, error))
         return false;
     const SToolOptions& options = m_session.Options();
-    CStagingFolder staging(options.clientDir.empty() ? options.requestDir : options.clientDir, name);
-    return staging.Make(error) && CopyContent(source, staging.FilePath(), error) &&
-           HandOver(staging.FilePath(), name, error);
+    CStagingFolder staging(options.clientDir.empty() ? options.requestDir : options.clientDir);
+    const std::wstring staged = staging.FilePath(name);
+    return staging.Make(error) && CopyContent(source, staged, error) && HandOver(staged, name, error);
 }
 
 bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std::wstring& error)

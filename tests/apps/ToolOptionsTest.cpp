@@ -22,18 +22,17 @@ TEST_F(ToolOptionsTest, HelpTellsCommandsAndExitCodes)
     const SProgramResult result = Zel({L"--help"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.errors, "");
-    for (const char* word : {"send", "status", "wait", "receive", "list", "--json", "ZEL_REQUEST_DIR", "Exit codes",
-                             "7 --timeout ran out"})
+    for (const char* word : {"send", "status", "wait", "receive", "list", "cancel", "pause", "resume", "listen",
+                             "properties", "--json", "ZEL_REQUEST_DIR", "Exit codes", "7 --timeout ran out"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
 TEST_F(ToolOptionsTest, EveryCommandHasHelpOfItsOwn)
 {
-    const std::vector<std::pair<std::wstring, std::string>> words = {{L"send", "--move"},
-                                                                     {L"status", "NAME"},
-                                                                     {L"wait", "--timeout"},
-                                                                     {L"receive", "TARGET"},
-                                                                     {L"list", "--output-dir"}};
+    const std::vector<std::pair<std::wstring, std::string>> words = {
+        {L"send", "--move"},       {L"status", "NAME"},       {L"wait", "--timeout"}, {L"receive", "TARGET"},
+        {L"list", "--output-dir"}, {L"cancel", "NAME"},       {L"pause", "NAME"},     {L"resume", "NAME"},
+        {L"listen", "--json"},     {L"properties", "--first"}};
     for (const auto& [command, word] : words) {
         const SProgramResult result = Zel({command, L"--help"});
         EXPECT_EQ(result.code, 0);
@@ -56,6 +55,10 @@ TEST_F(ToolOptionsTest, MistakesEndWithCode2)
     ExpectUsageError({L"status"}, "NAME");
     ExpectUsageError({L"status", L"a.drq", L"--bogus"}, "--bogus");
     ExpectUsageError({L"receive", L"a.drq"}, "TARGET");
+    ExpectUsageError({L"cancel"}, "NAME");
+    ExpectUsageError({L"pause", L".."}, "'..'");
+    ExpectUsageError({L"properties", L"box", L"size"}, "--first");
+    ExpectUsageError({L"listen", L"a.drq"}, "a.drq");
     ExpectUsageError({L"wait", L"a.drq", L"--timeout", L"-1"}, "--timeout");
     ExpectUsageError({L"wait", L"a.drq", L"--timeout", L"soon"}, "--timeout");
     ExpectUsageError({L"status", L".."}, "'..'");

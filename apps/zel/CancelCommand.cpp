@@ -1,0 +1,57 @@
+#include "apps/zel/CancelCommand.h"
+
+#include "ZEL_Processor/ZelRequestWatch.h"
+#include "platform/FileSystem.h"
+#include "platform/Os.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// As long as the server has for a command.
+constexpr auto kTakingPatience = 10s;
+constexpr auto kTakingStep = 10ms;
+/// A task ends soon after the command; one that does not ask for it does not.
+constexpr auto kEndPatience = 2000ms;
+
+} // namespace
+
+eExitCode CCancelCommand::Steer(const STarget& target)
+{
+    const std::wstring& name = target.state.name;
+    // A server that does not find the name in its queue cancels whatever runs: it must not be asked for others.
+    if (CZelRequestWatch::IsFinal(target.state.status))
+        return Refuse(target, EndedText(target.state.status));
+    if (target.state.status == eRequestStatus_Paused)
+        return Refuse(target, L"is paused: resume it first");
+    if (!WaitUntilTaken(target))
+        return Fail(target, eRequestStatus_ServerTimeout);
+    const eZelProcRequestStatus answer = target.client.CancelRequest(name);
+    if (answer != eRequestStatus_Done)
+        return Fail(target, answer);
+
+    CZelRequestWatch watch(target.client, target.session.Options().outputDir);
+    CZelProcessorClient::CAdditionalRequestStatus additional;
+    const eZelProcRequestStatus status = watch.WaitForEnd(name, kEndPatience, &additional);
+    SRequestState after = MakeState(name, status, additional);
+    // One that had not started leaves no status.
+    if (status == eRequestStatus_NotRequested) {
+        after.status = eRequestStatus_Canceled;
+        after.comment.clear();
+    }
+    Tell(target, after,
+         CZelRequestWatch::IsFinal(after.status) ? ShortStatusName(after.status) : L"will end when its task looks");
+    return eExitCode_Done;
+}
+
+bool CCancelCommand::WaitUntilTaken(const STarget& target)
+{
+    const std::wstring path = target.session.RequestPath(target.state.name);
+    const auto end = platform::Clock().Steady() + kTakingPatience;
+    while (platform::PathExists(path)) {
+        if (platform::Clock().Steady() >= end || target.session.IsInterrupted())
+            return false;
+        platform::Clock().SleepFor(kTakingStep);
+    }
+    return true;
+}

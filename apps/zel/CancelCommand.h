@@ -1,0 +1,17 @@
+#pragma once
+
+#include "apps/zel/SteerCommand.h"
+
+/// Cancels requests that wait or run.
+class CCancelCommand : public CSteerCommand {
+public:
+    [[nodiscard]] const char* Name() const override { return "cancel"; }
+    [[nodiscard]] const char* Description() const override { return "Cancel requests that wait or run"; }
+
+protected:
+    [[nodiscard]] eExitCode Steer(const STarget& target) override;
+
+private:
+    /// False when the request is still in the request directory after ten seconds, or the user does not wait.
+    [[nodiscard]] static bool WaitUntilTaken(const STarget& target);
+};

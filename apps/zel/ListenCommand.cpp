@@ -1,0 +1,12 @@
+#include "apps/zel/ListenCommand.h"
+
+#include "apps/zel/Listener.h"
+
+void CListenCommand::Define(CLI::App&) {}
+
+int CListenCommand::Run(CToolSession& session)
+{
+    CListener listener(session);
+    const eExitCode code = listener.Register();
+    return code == eExitCode_Done ? listener.Listen() : code;
+}

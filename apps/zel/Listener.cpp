@@ -1,0 +1,144 @@
+#include "apps/zel/Listener.h"
+
+#include "ZEL_Processor/ZelRequestWatch.h"
+#include "apps/zel/EventText.h"
+#include "platform/FileSystem.h"
+#include "platform/Os.h"
+
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// How soon Ctrl-C is noticed. The waiting itself sleeps on notifications, and ends at once when there is one.
+constexpr auto kSlice = 250ms;
+/// What the server holds is asked for again after this time, so often at most.
+constexpr auto kRetryPause = 100ms;
+constexpr int kMaxRetries = 20;
+/// The time that the library gives the server for a command.
+constexpr auto kServerPatience = 10s;
+
+bool HasNews(const std::wstring& path)
+{
+    platform::SFileAttributes attributes;
+    return platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length != 0;
+}
+
+} // namespace
+
+CListener::CListener(CToolSession& session) : m_session(session), m_client(session.Options()) {}
+
+CListener::~CListener() = default;
+
+eExitCode CListener::Register()
+{
+    std::wstring error;
+    if (!m_client.Open(error)) {
+        PrintError(L"zel", error);
+        return eExitCode_ClientError;
+    }
+    const auto start = platform::Clock().Steady();
+    if (!m_client.Client().ListenDsEvents()) {
+        // Only a server that does not answer takes so long.
+        const bool isTimeout = platform::Clock().Steady() - start >= kServerPatience;
+        PrintError(L"zel", isTimeout ? L"the server did not answer, so nothing can be heard"
+                                     : L"the server did not register this listener");
+        return isTimeout ? eExitCode_ServerTimeout : eExitCode_ServerError;
+    }
+    m_strEventsFile = m_client.Client().GetDsEventsFileFullPath();
+    if (!m_session.Options().quiet)
+        platform::WriteConsoleText(platform::eStream_Error, L"listening\n");
+    return eExitCode_Done;
+}
+
+eExitCode CListener::Listen()
+{
+    const eExitCode code = TellUntilStopped();
+    m_client.End();
+    if (code != eExitCode_Done || !platform::PathExists(m_strEventsFile))
+        return code;
+    PrintError(L"zel", L"the server did not answer, so the registration stays until its next start");
+    return eExitCode_ServerTimeout;
+}
+
+eExitCode CListener::TellUntilStopped()
+{
+    // What changes while something is taken counts for the next wait, so nothing is missed between the two.
+    CZelRequestWatch watch(m_client.Client(), m_session.Options().outputDir);
+    int failures = 0;
+    while (!m_session.IsInterrupted() && !m_bOutputGone) {
+        const bool isChanged = watch.WaitForChange(failures == 0 ? kSlice : kRetryPause);
+        if (!isChanged && failures == 0)
+            continue;
+        if (IsRegistrationGone()) {
+            PrintError(L"zel", L"the registration is gone: the server was started anew; listen again");
+            return eExitCode_ServerError;
+        }
+        failures = TakeAll() ? 0 : failures + 1;
+        if (failures > kMaxRetries) {
+            PrintError(L"zel", L"what the server tells cannot be read");
+            return eExitCode_ClientError;
+        }
+        if (failures != 0)
+            platform::Clock().SleepFor(kRetryPause);
+    }
+    return eExitCode_Done;
+}
+
+bool CListener::TakeAll()
+{
+    // One after the other even when one fails: they lie in different files.
+    const bool areEventsTaken = TakeEvents();
+    const bool areGroupsTaken = TakeGroups();
+    return TakeLockResults() && areGroupsTaken && areEventsTaken;
+}
+
+bool CListener::TakeEvents()
+{
+    if (!HasNews(m_strEventsFile))
+        return true;
+    std::vector<CComPtr<IWQ_DsEventsData>> events;
+    if (!m_client.Client().GetDsEvents(events))
+        return false;
+    for (const CComPtr<IWQ_DsEventsData>& event : events)
+        Tell(EventToJson(*event), EventToText(*event));
+    return true;
+}
+
+bool CListener::TakeGroups()
+{
+    if (!HasNews(m_client.Client().GetInsertableItemsChangeFile()))
+        return true;
+    CComPtr<IWQ_CLSIDArray> groups;
+    if (!m_client.Client().GetChangedInsertableItemsGroups(groups.Put()))
+        return false;
+    Tell(GroupsToJson(groups.Get()), GroupsToText(groups.Get()));
+    return true;
+}
+
+bool CListener::TakeLockResults()
+{
+    if (!HasNews(m_client.Client().GetLockResultsChangeFile()))
+        return true;
+    if (!m_client.Client().ResetLockResultsChanged())
+        return false;
+    Tell(LockResultsToJson(), LockResultsToText());
+    return true;
+}
+
+bool CListener::IsRegistrationGone()
+{
+    if (platform::PathExists(m_strEventsFile))
+        return false;
+    platform::Clock().SleepFor(kRetryPause);
+    return !platform::PathExists(m_strEventsFile);
+}
+
+void CListener::Tell(const std::wstring& json, const std::wstring& text)
+{
+    if (m_session.Options().json)
+        m_bOutputGone |= !platform::WriteConsoleText(platform::eStream_Output, json + L"\n");
+    else if (!m_session.Options().quiet)
+        m_bOutputGone |= !platform::WriteConsoleText(platform::eStream_Output, text + L"\n");
+}

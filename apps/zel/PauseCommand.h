@@ -1,0 +1,18 @@
+#pragma once
+
+#include "apps/zel/SteerCommand.h"
+
+/// Pauses requests that wait. To pause one that is paused lets it go on, as the protocol has it.
+class CPauseCommand : public CSteerCommand {
+public:
+    [[nodiscard]] const char* Name() const override { return "pause"; }
+    [[nodiscard]] const char* Description() const override
+    {
+        return "Pause requests that wait; one that is paused goes on, before all others";
+    }
+
+protected:
+    [[nodiscard]] eExitCode Steer(const STarget& target) override;
+    /// Sends the command and tells what it did.
+    [[nodiscard]] static eExitCode Toggle(const STarget& target);
+};

@@ -1,0 +1,94 @@
+#include "apps/zel/PropertiesCommand.h"
+
+#include "apps/zel/Follower.h"
+#include "apps/zel/PropertiesRequest.h"
+#include "apps/zel/Receiver.h"
+#include "platform/Text.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+std::wstring ValueToJson(const SPropertyValue& value)
+{
+    const auto text = [](const std::wstring& wide) { return platform::ToUtf8(wide); };
+    nlohmann::ordered_json object;
+    object["dataSource"] = text(value.dataSource);
+    object[value.isNamed ? "name" : "id"] = text(value.item);
+    object["property"] = text(value.property);
+    object["type"] = value.type.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(text(value.type));
+    object["value"] = value.isNull ? nlohmann::ordered_json() : nlohmann::ordered_json(text(value.value));
+    return platform::FromUtf8(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+} // namespace
+
+void CPropertiesCommand::Define(CLI::App& app)
+{
+    app.add_option("DATASOURCE", m_dataSource, "Data source of the server")->required()->type_name("");
+    app.add_option("PROPERTY", m_property, "Name of the property")->required()->type_name("");
+    app.add_option("--id", m_id, "The item with this id")->type_name("N");
+    app.add_option("--name", m_name, "The item with this name")->type_name("NAME");
+    app.add_flag("--first", m_bFirst, "The first item");
+    m_timeout.Define(app, "End with code 7 when there is no answer after this time");
+}
+
+bool CPropertiesCommand::Check()
+{
+    const int given = (m_id ? 1 : 0) + (m_name.empty() ? 0 : 1) + (m_bFirst ? 1 : 0);
+    if (given != 1)
+        PrintError(L"zel", L"one of --id, --name and --first tells which item\nRun with --help for more information.");
+    return given == 1;
+}
+
+int CPropertiesCommand::Run(CToolSession& session)
+{
+    const std::wstring name = L"properties-" + CZelProcessorClient::GetUniqueString() + L".drq";
+    CCommandClient client(session.Options());
+    std::wstring error;
+    if (!client.Open(error) || !Send(client, name, error))
+        return session.Fail(name, error);
+    CFollower follower(session, m_timeout.Take(), true);
+    SRequestState state;
+    const eFollowEnd end = follower.Follow(name, state);
+    if (end == eFollowEnd_Final)
+        return Collect(session, client, state);
+    if (session.Options().json)
+        session.Print(state);
+    return CFollower::ReportEnd(end, name);
+}
+
+bool CPropertiesCommand::Send(CCommandClient& client, const std::wstring& name, std::wstring& error) const
+{
+    SPropertyQuestion question{platform::FromUtf8(m_dataSource), platform::FromUtf8(m_property), {}, !m_name.empty()};
+    question.item = question.isNamed ? platform::FromUtf8(m_name) : m_id ? std::to_wstring(*m_id) : L"GetFirst";
+    const std::wstring path = client.Folder().FilePath(name);
+    if (!WritePropertiesRequest(question, path, error))
+        return false;
+    if (client.Client().SendRequest(path) == eRequestStatus_Sent)
+        return true;
+    error = L"the request could not be moved into the request directory";
+    return false;
+}
+
+eExitCode CPropertiesCommand::Collect(CToolSession& session, CCommandClient& client, const SRequestState& state) const
+{
+    CReceiver receiver(session);
+    if (state.status != eRequestStatus_Done) {
+        PrintError(L"zel", state.comment.empty() ? ShortStatusName(state.status) : state.comment);
+        if (session.Options().json)
+            session.Print(state);
+        receiver.Forget(state);
+        return ExitCodeOf(state.status);
+    }
+    std::wstring error;
+    SPropertyValue value;
+    const std::wstring path = client.Folder().FilePath(state.name);
+    if (!receiver.Receive(state.name, path, error) || !ReadPropertiesResponse(path, value, error))
+        return session.Fail(state.name, error);
+    if (session.Options().json)
+        static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, ValueToJson(value) + L"\n"));
+    else if (!session.Options().quiet)
+        static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, value.value + L"\n"));
+    return eExitCode_Done;
+}

@@ -1,0 +1,67 @@
+#include "apps/zel/PropertiesRequest.h"
+
+#include "ZEL_Processor/XMLTools.h"
+#include "com/Bstr.h"
+#include "com/ComError.h"
+#include "com/ComPtr.h"
+#include "com/Variant.h"
+#include "platform/Text.h"
+
+namespace {
+
+/// Puts the name in the place of the id, which the library writes.
+void NameItem(IXMLDOMDocument& document, IXMLDOMElement& task, const std::wstring& name)
+{
+    CComPtr<IXMLDOMNode> id;
+    if (!CXMLTools::GetNodeByName(&task, L"Id", id.Put()))
+        throw CComError(E_UNEXPECTED);
+    CComPtr<IXMLDOMElement> element;
+    ThrowIfFailed(document.createElement(CBstr(L"ElementName").Get(), element.Put()));
+    ThrowIfFailed(element->put_nodeTypedValue(CVariant(std::wstring_view(name)).Get()));
+    ThrowIfFailed(task.removeChild(id.Get(), nullptr));
+    ThrowIfFailed(task.appendChild(element.Get(), nullptr));
+}
+
+} // namespace
+
+bool WritePropertiesRequest(const SPropertyQuestion& question, const std::wstring& path, std::wstring& error)
+{
+    CBstr text(L"<Request/>");
+    CComPtr<IXMLDOMDocument> document;
+    if (!CXMLTools::CreateXmlDomFromString(text.Get(), document.Put(), error))
+        return false;
+    CComPtr<IXMLDOMElement> root;
+    ThrowIfFailed(document->get_documentElement(root.Put()));
+    CComPtr<IXMLDOMElement> task;
+    if (!CXMLTools::CreateTask_Properties(document.Get(), question.dataSource, question.item, question.property,
+                                          task.Put()))
+        throw CComError(E_UNEXPECTED);
+    if (question.isNamed)
+        NameItem(*document, *task, question.item);
+    ThrowIfFailed(root->appendChild(task.Get(), nullptr));
+    if (document->save(CVariant(std::wstring_view(path)).Get()) == S_OK)
+        return true;
+    error = L"'" + path + L"' cannot be written";
+    return false;
+}
+
+bool ReadPropertiesResponse(const std::wstring& path, SPropertyValue& value, std::wstring& error)
+{
+    CComPtr<IXMLDOMDocument> document;
+    if (!CXMLTools::CreateXmlDomFromFile(path, document.Put(), error))
+        return false;
+    std::wstring action;
+    eElementIdentification identification = eElementIdentification_None;
+    CComPtr<IXMLDOMNode> node;
+    if (!CXMLTools::ReadTask_Properties(document.Get(), action, value.dataSource, identification, value.item,
+                                        value.property, value.value) ||
+        !CXMLTools::GetNodeByName(document.Get(), L"Value", node.Put())) {
+        error = L"the response holds no value";
+        return false;
+    }
+    value.isNamed = identification == eElementIdentification_Name;
+    std::wstring null;
+    value.isNull = CXMLTools::GetAttributeValue(node.Get(), L"Null", null) && platform::EqualsNoCase(null, L"true");
+    static_cast<void>(CXMLTools::GetAttributeValue(node.Get(), L"Type", value.type));
+    return true;
+}

@@ -1,0 +1,72 @@
+#include "apps/zel/SteerCommand.h"
+
+#include "ZEL_Processor/ZelRequestWatch.h"
+
+void CSteerCommand::Define(CLI::App& app)
+{
+    app.add_option("NAME", m_given, "Names of requests")->required()->type_name("");
+}
+
+bool CSteerCommand::Check()
+{
+    m_names = ToRequestNames(m_given);
+    return CheckRequestNames(m_names);
+}
+
+int CSteerCommand::Run(CToolSession& session)
+{
+    CCommandClient client(session.Options());
+    std::wstring error;
+    const bool isOpen = client.Open(error);
+    eExitCode code = eExitCode_Done;
+    for (const std::wstring& name : m_names)
+        code = FirstFailure(code, isOpen ? SteerByName(session, client.Client(), name) : session.Fail(name, error));
+    return code;
+}
+
+eExitCode CSteerCommand::SteerByName(CToolSession& session, CZelProcessorClient& client, const std::wstring& name)
+{
+    const STarget target{session, client, ReadState(client, name)};
+    const eZelProcRequestStatus status = target.state.status;
+    if (status != eRequestStatus_NotRequested && status != eRequestStatus_ClientError)
+        return Steer(target);
+    session.Print(target.state);
+    return ExitCodeOf(status);
+}
+
+eExitCode CSteerCommand::Refuse(const STarget& target, const std::wstring& why)
+{
+    return target.session.Fail(target.state.name, L"'" + target.state.name + L"' " + why);
+}
+
+eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answer)
+{
+    SRequestState state;
+    state.name = target.state.name;
+    state.status = answer;
+    state.comment = answer == eRequestStatus_ServerTimeout ? L"the server did not carry out the command in ten seconds"
+                                                           : L"the server did not carry out the command";
+    PrintError(L"zel", L"'" + state.name + L"': " + state.comment);
+    if (target.session.Options().json)
+        target.session.Print(state);
+    return ExitCodeOf(answer);
+}
+
+void CSteerCommand::Tell(const STarget& target, const SRequestState& after, const std::wstring& word)
+{
+    if (target.session.Options().json)
+        target.session.Print(after);
+    else if (!target.session.Options().quiet)
+        static_cast<void>(
+            platform::WriteConsoleText(platform::eStream_Output, OneLine(after.name) + L": " + word + L"\n"));
+}
+
+bool CSteerCommand::IsRunning(eZelProcRequestStatus status)
+{
+    return status != eRequestStatus_Waiting && status != eRequestStatus_Paused && !CZelRequestWatch::IsFinal(status);
+}
+
+std::wstring CSteerCommand::EndedText(eZelProcRequestStatus status)
+{
+    return L"has ended already: " + ShortStatusName(status);
+}

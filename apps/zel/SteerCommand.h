@@ -1,0 +1,40 @@
+#pragma once
+
+#include "apps/zel/Command.h"
+#include "apps/zel/CommandClient.h"
+
+/// Base of the commands that tell the server what to do with requests that it has.
+class CSteerCommand : public ICommand {
+public:
+    void Define(CLI::App& app) override;
+    [[nodiscard]] bool Check() override;
+    [[nodiscard]] int Run(CToolSession& session) override;
+
+protected:
+    /// One request that is to be steered.
+    struct STarget {
+        CToolSession& session;
+        CZelProcessorClient& client;
+        SRequestState state; ///< before
+    };
+    /// Steers a request that the server knows.
+    [[nodiscard]] virtual eExitCode Steer(const STarget& target) = 0;
+
+    /// "'a.drq' is paused" and the like: nothing was sent.
+    [[nodiscard]] static eExitCode Refuse(const STarget& target, const std::wstring& why);
+    /// The server was asked and did not do it.
+    [[nodiscard]] static eExitCode Fail(const STarget& target, eZelProcRequestStatus answer);
+    /// The server was asked and did it: the state afterwards as an object, or the word for people.
+    static void Tell(const STarget& target, const SRequestState& after, const std::wstring& word);
+
+    /// The server works on the request.
+    [[nodiscard]] static bool IsRunning(eZelProcRequestStatus status);
+    /// "has ended already: Done".
+    [[nodiscard]] static std::wstring EndedText(eZelProcRequestStatus status);
+
+private:
+    [[nodiscard]] eExitCode SteerByName(CToolSession& session, CZelProcessorClient& client, const std::wstring& name);
+
+    std::vector<std::string> m_given;
+    std::vector<std::wstring> m_names;
+};

@@ -1,0 +1,208 @@
+#include "platform/Os.h"
+#include "platform/Text.h"
+#include "tests/apps/ProgramFixture.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr const char* kSource = "{00000000-0000-0000-0000-000000000001}";
+constexpr const char* kGroup = "{11111111-2222-3333-4444-555555555555}";
+
+class ListenCommandTest : public CProgramTest {
+protected:
+    /// A listener that is registered when this returns.
+    [[nodiscard]] CRunningProgram Listen(const std::vector<std::wstring>& options = {L"--json"}) const
+    {
+        std::vector<std::wstring> arguments = {L"listen"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        CRunningProgram listener = StartZel(arguments);
+        EXPECT_TRUE(listener.WaitForErrors("listening")) << listener.Errors();
+        return listener;
+    }
+
+    /// Lets the plug-in tell changes.
+    void Fire(const std::wstring& attributes)
+    {
+        const std::wstring name = L"fire-" + std::to_wstring(++m_nFired) + L".drq";
+        const SProgramResult result =
+            Zel({L"send", MakeRequest(name, L"Type=\"FireEvents\" " + attributes), L"--wait"});
+        ASSERT_EQ(result.code, 0) << result.errors;
+    }
+
+    [[nodiscard]] static nlohmann::json Next(CRunningProgram& listener)
+    {
+        std::wstring line;
+        EXPECT_TRUE(listener.Process().ReadLine(line, kPatience)) << listener.Errors();
+        return nlohmann::json::parse(platform::ToUtf8(line), nullptr, false);
+    }
+
+    static void End(CRunningProgram& listener)
+    {
+        listener.Process().RequestStop();
+        const SProgramResult result = listener.Finish();
+        EXPECT_EQ(result.code, 0) << result.errors;
+        EXPECT_EQ(result.output, "");
+    }
+
+    [[nodiscard]] std::size_t Registrations() const
+    {
+        std::size_t count = 0;
+        for (const std::wstring& name : FilesIn(m_strOutput))
+            count += name.starts_with(L"DsEvents_") && !name.ends_with(L".lock") ? 1U : 0U;
+        return count;
+    }
+
+    int m_nFired = 0;
+};
+
+TEST_F(ListenCommandTest, AllListenersHearOfEveryKindOfChange)
+{
+    CRunningProgram server = StartServer();
+    CRunningProgram first = Listen();
+    CRunningProgram second = Listen();
+    EXPECT_EQ(Registrations(), 2U);
+    Fire(L"Added=\"1 2\" Changed=\"3\" Columns=\"0\" Removed=\"4\" Groups=\"" + platform::FromUtf8(kGroup) +
+         L"\" LockResults=\"1\"");
+    for (CRunningProgram* listener : {&first, &second}) {
+        // The three lie in three files: their order is not promised.
+        std::vector<nlohmann::json> heard = {Next(*listener), Next(*listener), Next(*listener)};
+        std::ranges::sort(heard, {}, [](const nlohmann::json& line) { return line["event"].get<std::string>(); });
+        EXPECT_EQ(heard[0], (nlohmann::json{{"event", "groups"}, {"groups", {kGroup}}}));
+        EXPECT_EQ(heard[1], (nlohmann::json{{"event", "items"},
+                                            {"kind", "items"},
+                                            {"added", {{kSource, {1, 2}}}},
+                                            {"changed", {{kSource, {3}}}},
+                                            {"columns", {{kSource, {0}}}},
+                                            {"removed", {{kSource, {4}}}},
+                                            {"sources", {kGroup}}}));
+        EXPECT_EQ(heard[2], (nlohmann::json{{"event", "lock-results"}}));
+    }
+    End(first);
+    End(second);
+    EXPECT_EQ(Registrations(), 0U);
+    StopServer(server);
+}
+
+TEST_F(ListenCommandTest, EveryChangeComesOnceAndInOrder)
+{
+    constexpr int kChanges = 40;
+    CRunningProgram server = StartServer();
+    CRunningProgram listener = Listen();
+    Fire(L"Added=\"1\" Times=\"" + std::to_wstring(kChanges) + L"\"");
+    std::vector<int> heard;
+    std::vector<int> expected;
+    for (int number = 1; number <= kChanges; ++number)
+        expected.push_back(number);
+    for (int quiet = 0; heard.size() < expected.size() && quiet < 10;) {
+        std::wstring line;
+        if (!listener.Process().ReadLine(line, std::chrono::seconds(2))) {
+            // A change that met the listener reading waits in the server for the next one.
+            Fire(L"Removed=\"1\"");
+            ++quiet;
+            continue;
+        }
+        const nlohmann::json event = nlohmann::json::parse(platform::ToUtf8(line), nullptr, false);
+        if (event.contains("added"))
+            heard.push_back(event["added"][kSource][0]);
+    }
+    EXPECT_EQ(heard, expected);
+    listener.Process().RequestStop();
+    EXPECT_EQ(listener.Finish().code, 0);
+    StopServer(server);
+}
+
+TEST_F(ListenCommandTest, ANullGroupMeansThatAllMayHaveChanged)
+{
+    CRunningProgram server = StartServer();
+    CRunningProgram listener = Listen();
+    Fire(L"Times=\"1\" Groups=\"everything\"");
+    nlohmann::json line = Next(listener);
+    if (line["event"] == "items")
+        line = Next(listener);
+    EXPECT_EQ(line, (nlohmann::json{{"event", "groups"}, {"groups", nullptr}}));
+    listener.Process().RequestStop();
+    EXPECT_EQ(listener.Finish().code, 0);
+    StopServer(server);
+}
+
+TEST_F(ListenCommandTest, WithoutJsonThereAreLinesForPeople)
+{
+    CRunningProgram server = StartServer();
+    CRunningProgram listener = Listen({});
+    Fire(L"Added=\"1 2\"");
+    std::wstring line;
+    ASSERT_TRUE(listener.Process().ReadLine(line, kPatience));
+    EXPECT_EQ(platform::ToUtf8(line), std::string("items: items; added ") + kSource + " 1 2");
+    Fire(L"Times=\"0\" LockResults=\"1\"");
+    ASSERT_TRUE(listener.Process().ReadLine(line, kPatience));
+    EXPECT_EQ(platform::ToUtf8(line), "lock-results");
+    End(listener);
+    StopServer(server);
+}
+
+TEST_F(ListenCommandTest, AKilledListenerDisturbsNobody)
+{
+    CRunningProgram server = StartServer();
+    CRunningProgram killed = Listen();
+    CRunningProgram listener = Listen();
+    killed.Process().Kill();
+    static_cast<void>(killed.Finish());
+    Fire(L"Removed=\"7\"");
+    EXPECT_EQ(Next(listener)["removed"][kSource], nlohmann::json{7});
+    End(listener);
+    StopServer(server);
+}
+
+TEST_F(ListenCommandTest, AServerThatIsGoneEndsTheListenerWithAMessage)
+{
+    CRunningProgram server = StartServer();
+    CRunningProgram listener = Listen();
+    server.Process().Kill();
+    static_cast<void>(server.Finish());
+    const auto start = platform::SystemClock().Steady();
+    listener.Process().RequestStop();
+    const SProgramResult result = listener.Finish();
+    EXPECT_EQ(result.code, 4);
+    EXPECT_TRUE(Contains(result.errors, "the registration stays until its next start")) << result.errors;
+    // One command's ten seconds, not two commands' twenty.
+    EXPECT_LT(platform::SystemClock().Steady() - start, std::chrono::seconds(19));
+}
+
+TEST_F(ListenCommandTest, ANewServerEndsTheListenerWithAMessage)
+{
+    CRunningProgram server = StartServer();
+    CRunningProgram listener = Listen();
+    StopServer(server);
+    CRunningProgram next = StartServer();
+    const SProgramResult result = listener.Finish();
+    EXPECT_EQ(result.code, 3);
+    EXPECT_TRUE(Contains(result.errors, "the server was started anew")) << result.errors;
+    StopServer(next);
+}
+
+TEST_F(ListenCommandTest, WithoutAServerItSaysSo)
+{
+    const SProgramResult result = Zel({L"listen"});
+    EXPECT_EQ(result.code, 4);
+    EXPECT_TRUE(Contains(result.errors, "the server did not answer")) << result.errors;
+    EXPECT_FALSE(Contains(result.errors, "listening\n")) << result.errors;
+}
+
+TEST_F(ListenCommandTest, WhenNobodyListensTheProjectIsMarkedForItsNextOpening)
+{
+    const std::wstring project = InOutput(L".zel-server/project");
+    CRunningProgram server = StartServer();
+    const std::string fresh = Read(project);
+    Fire(L"Added=\"1\" Kind=\"0\"");
+    EXPECT_EQ(Read(project), fresh) << "this kind of change needs no update";
+    Fire(L"Added=\"1\" Kind=\"2\"");
+    const std::string marked = Read(project);
+    EXPECT_GT(marked.size(), fresh.size());
+    StopServer(server);
+    CRunningProgram next = StartServer();
+    EXPECT_EQ(Read(project), marked) << "the project outlives a restart";
+    StopServer(next);
+}
+
+} // namespace

@@ -1,0 +1,131 @@
+#include "platform/Os.h"
+#include "platform/Text.h"
+#include "tests/apps/ProgramFixture.h"
+
+namespace {
+
+/// Here the test is the server.
+class PropertiesCommandTest : public CProgramTest {
+protected:
+    PropertiesCommandTest() { EXPECT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None); }
+
+    /// The request that a client sent, taken away.
+    [[nodiscard]] std::string TakeRequest()
+    {
+        EXPECT_TRUE(WaitUntil([&] { return !FilesIn(m_strRequests).empty(); }));
+        m_strName = FilesIn(m_strRequests).at(0);
+        std::string request = Read(InRequests(m_strName));
+        EXPECT_EQ(platform::Files().Move(InRequests(m_strName), InQueue(m_strName), 0), platform::eOsError_None);
+        std::erase_if(request, [](char character) { return character == '\r' || character == '\n'; });
+        return request;
+    }
+
+    void Answer(const std::string& response, int status, const std::wstring& comment = {}) const
+    {
+        if (!response.empty())
+            Write(InOutput(m_strName), response);
+        Write(InOutput(m_strName + L".status"),
+              platform::ToUtf16Le(std::to_wstring(status) + L"\r\nProgressComment=" + comment + L"\r\n"));
+        EXPECT_EQ(platform::Files().Remove(InQueue(m_strName)), platform::eOsError_None);
+    }
+
+    void ExpectNothingLeft() const
+    {
+        EXPECT_TRUE(FilesIn(m_strOutput).empty());
+        std::vector<platform::SDirectoryEntry> entries;
+        EXPECT_EQ(platform::Files().List(m_strRequests, entries), platform::eOsError_None);
+        EXPECT_TRUE(entries.empty());
+    }
+
+    std::wstring m_strName;
+};
+
+std::string Block(const std::string& item, const std::string& value)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?><Response><Task Type=\"Properties\"><Action>Get</Action>"
+           "<DataSource>box</DataSource>" +
+           item + "<PropertyName>size</PropertyName>" + value + "</Task></Response>";
+}
+
+TEST_F(PropertiesCommandTest, AsksForTheFirstAndPrintsTheValue)
+{
+    CRunningProgram client = StartZel({L"properties", L"box", L"--first", L"size"});
+    EXPECT_EQ(TakeRequest(), "<Request><Task Type=\"Properties\"><Action>Get</Action><DataSource>box</DataSource>"
+                             "<Id>GetFirst</Id><PropertyName>size</PropertyName></Task></Request>");
+    Answer(Block("<Id>3</Id>", "<Value Type=\"real\">9.5</Value>"), 13);
+    const SProgramResult result = client.Finish();
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_EQ(result.output, "9.5\n");
+    EXPECT_EQ(result.errors, "");
+    ExpectNothingLeft();
+}
+
+TEST_F(PropertiesCommandTest, AsksForAnIdAndGivesAnObject)
+{
+    CRunningProgram client = StartZel({L"properties", L"box", L"--id", L"-3", L"size", L"--json"});
+    EXPECT_TRUE(Contains(TakeRequest(), "<Id>-3</Id>"));
+    Answer(Block("<Id>-3</Id>", "<Value Null=\"true\"/>"), 13);
+    const SProgramResult result = client.Finish();
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_EQ(result.output, R"({"dataSource":"box","id":"-3","property":"size","type":null,"value":null})"
+                             "\n");
+}
+
+TEST_F(PropertiesCommandTest, AsksForAName)
+{
+    CRunningProgram client = StartZel({L"properties", L"box", L"--name", L"a < b", L"size", L"--json"});
+    const std::string request = TakeRequest();
+    EXPECT_TRUE(Contains(request, "<ElementName>a &lt; b</ElementName>")) << request;
+    EXPECT_FALSE(Contains(request, "<Id>")) << request;
+    Answer(Block("<ElementName>a &lt; b</ElementName>", "<Value Type=\"text\">x</Value>"), 13);
+    const SProgramResult result = client.Finish();
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_EQ(result.output, R"({"dataSource":"box","name":"a < b","property":"size","type":"text","value":"x"})"
+                             "\n");
+}
+
+TEST_F(PropertiesCommandTest, TellsTheServersReason)
+{
+    CRunningProgram client = StartZel({L"properties", L"box", L"--id", L"4", L"size"});
+    static_cast<void>(TakeRequest());
+    Answer({}, 1, L"no such row");
+    const SProgramResult result = client.Finish();
+    EXPECT_EQ(result.code, 3);
+    EXPECT_EQ(result.output, "");
+    EXPECT_TRUE(Contains(result.errors, "no such row")) << result.errors;
+    ExpectNothingLeft();
+}
+
+TEST_F(PropertiesCommandTest, AResponseWithoutAValueIsAClientError)
+{
+    CRunningProgram client = StartZel({L"properties", L"box", L"--id", L"4", L"size", L"--json"});
+    static_cast<void>(TakeRequest());
+    Answer(Block("<Id>4</Id>", ""), 13);
+    const SProgramResult result = client.Finish();
+    EXPECT_EQ(result.code, 1);
+    ASSERT_EQ(result.Objects().size(), 1U);
+    EXPECT_EQ(result.Objects()[0]["status"], 0);
+    EXPECT_TRUE(Contains(result.errors, "holds no value")) << result.errors;
+}
+
+TEST_F(PropertiesCommandTest, AServerWithoutSuchATaskIsAServerError)
+{
+    CRunningProgram server = StartServer();
+    const SProgramResult result = Zel({L"properties", L"box", L"--first", L"size", L"--json"});
+    EXPECT_EQ(result.code, 3);
+    ASSERT_EQ(result.Objects().size(), 1U);
+    EXPECT_EQ(result.Objects()[0]["status"], 1);
+    ExpectNothingLeft();
+    StopServer(server);
+}
+
+TEST_F(PropertiesCommandTest, ExactlyOneItemIsAskedFor)
+{
+    EXPECT_EQ(Zel({L"properties", L"box", L"size"}).code, 2);
+    EXPECT_EQ(Zel({L"properties", L"box", L"--first", L"--id", L"3", L"size"}).code, 2);
+    EXPECT_EQ(Zel({L"properties", L"box", L"--id", L"three", L"size"}).code, 2);
+    EXPECT_EQ(Zel({L"properties", L"--first", L"size"}).code, 2);
+    EXPECT_EQ(Zel({L"properties", L"box", L"--first", L"size", L"--timeout", L"0"}).code, 7);
+}
+
+} // namespace
