@@ -10,6 +10,7 @@
 #include "tests/library/RecordingProgress.h"
 #include "tests/library/ScriptedPlugin.h"
 #include "tests/support/FaultyFiles.h"
+#include "tests/support/ManualClock.h"
 #include "tests/support/RecordingHost.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -176,6 +177,10 @@ protected:
         }
         return names;
     }
+
+    /// For tests that install them: every thread that may have met them has ended when they go.
+    testsupport::CFaultyFiles m_files;
+    testsupport::CManualClock m_clock;
 
     CRecordingHost m_host;
     SPluginScript m_script;

@@ -94,7 +94,7 @@ TEST_F(ClientEvents, AfterAResetTheQueriesTouchNoDiskUntilTheNextChange)
     WriteEvents(1);
     m_pServer->OnChangedLockResults();
     // A change that is on its way may raise it again.
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     EXPECT_TRUE(WaitUntil([&] {
         m_client.ResetOutputDirChange();
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -215,7 +215,7 @@ TEST_F(ClientEvents, StoppingWakesTheThreadWithALockFileAndClearsTheFlag)
 {
     Listen();
     EXPECT_TRUE(SClientTestAccess{m_client}.HasWatchThread());
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     {
         const platform::CScopedOs os(&files, nullptr);
         EXPECT_TRUE(m_client.StopListeningDsEvents());

@@ -86,7 +86,7 @@ TEST_F(ClientStatus, AnEmptyFileIsAClientErrorWithItsText)
 TEST_F(ClientStatus, AFileThatCanNotBeOpenedIsAClientErrorAfterAMessage)
 {
     StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_AccessDenied);
     const platform::CScopedOs os(&files, nullptr);
     EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_ClientError);
@@ -100,7 +100,7 @@ TEST_F(ClientStatus, AFileThatCanNotBeOpenedIsAClientErrorAfterAMessage)
 TEST_F(ClientStatus, ABusyFileIsWaitedFor)
 {
     StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation, 100);
     const platform::CScopedOs os(&files, nullptr);
     EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_Done);
@@ -111,7 +111,7 @@ TEST_F(ClientStatus, ARequestThatMovesWhileItIsLookedForIsNotMissed)
 {
     // The queue is looked at, then the request moves there, then the request directory is looked at.
     Write(In(m_requestDir, L"x.drq"));
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.OnCall([&](const testsupport::SFileCall& call) {
         if (call.call == testsupport::eFileCall_GetAttributes && call.path == In(m_requestDir, L"x.drq"))
             static_cast<void>(platform::SystemFiles().Move(In(m_requestDir, L"x.drq"), Queued(L"x.drq"), 0));
@@ -135,7 +135,7 @@ TEST_F(ClientStatus, TheSnapshotIsTheTimeOfTheLastWrite)
 TEST_F(ClientStatus, ABusyFileCountsAsChangedAndAFailingOneIsReported)
 {
     StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     const platform::CScopedOs os(&files, nullptr);
     files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation);
     EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", 0));

@@ -51,7 +51,7 @@ TEST_F(Client, SendingAMissingFileIsAClientError)
 TEST_F(Client, AFailedMoveIsAClientErrorAndKeepsTheFile)
 {
     Write(In(m_clientDir, L"job.drq"));
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.FailCall(testsupport::eFileCall_Move, 1, platform::eOsError_DiskFull);
     const platform::CScopedOs os(&files, nullptr);
     EXPECT_EQ(m_client.SendRequest(In(m_clientDir, L"job.drq")), eRequestStatus_ClientError);
@@ -63,7 +63,7 @@ TEST_F(Client, AFailedMoveIsAClientErrorAndKeepsTheFile)
 
 TEST_F(Client, HandOversAreSyncedUnlessSwitchedOff)
 {
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     const platform::CScopedOs os(&files, nullptr);
     for (const bool syncing : {true, false}) {
         files.ForgetCalls();

@@ -214,8 +214,8 @@ TEST_F(Commands, ACommandWhoseNameIsTakenInTheQueueIsAnswered)
 
 TEST_F(Commands, AFileThatStaysOpenForMoreThanFiveSecondsIsGivenUp)
 {
-    testsupport::CFaultyFiles files;
-    testsupport::CManualClock clock;
+    testsupport::CFaultyFiles& files = m_files;
+    testsupport::CManualClock& clock = m_clock;
     const platform::CScopedOs os(&files, &clock);
     Run();
     files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, Queued(L"x.command"));

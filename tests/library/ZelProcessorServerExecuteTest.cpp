@@ -234,7 +234,7 @@ TEST_F(Executive, FailingHandOversAreAnsweredAndTheServerGoesOn)
     // Every kind of call on the way of a request fails once; the request ends with a final status or is served later.
     for (const auto call : {testsupport::eFileCall_Open, testsupport::eFileCall_Write, testsupport::eFileCall_Close,
                             testsupport::eFileCall_Remove, testsupport::eFileCall_List}) {
-        testsupport::CFaultyFiles files;
+        testsupport::CFaultyFiles& files = m_files;
         {
             const platform::CScopedOs os(&files, nullptr);
             Make();

@@ -66,7 +66,7 @@ TEST_F(Listener, HandlesACommandBesideItsStatusFile)
 
 TEST_F(Listener, AFailedRearmingIsReportedAndTheListenerGoesOn)
 {
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.FailCall(testsupport::eFileCall_Rearm, 1, platform::eOsError_AccessDenied);
     const platform::CScopedOs os(&files, nullptr);
     Run();
@@ -82,7 +82,7 @@ TEST_F(Listener, AFailedRearmingIsReportedAndTheListenerGoesOn)
 
 TEST_F(Listener, AScanThatFailedIsMadeUpForWithoutAnotherChange)
 {
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.FailCall(testsupport::eFileCall_List, 1, platform::eOsError_TooManyOpenFiles, 2, m_requestDir);
     const platform::CScopedOs os(&files, nullptr);
     Run();
@@ -92,7 +92,7 @@ TEST_F(Listener, AScanThatFailedIsMadeUpForWithoutAnotherChange)
 
 TEST_F(Listener, AStopEndsItAtOnceAlthoughAFileIsHeld)
 {
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     platform::CManualResetEvent tried;
     files.OnCall([&](const testsupport::SFileCall& call) {
         if (call.call == testsupport::eFileCall_Move && call.path.find(L"held.drq") != std::wstring::npos &&
@@ -115,7 +115,7 @@ TEST_F(Listener, OneScanSyncsTheQueueDirectoryOnce)
     m_pServer->SetSyncing(true);
     for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq"})
         Write(In(m_requestDir, name));
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     const platform::CScopedOs os(&files, nullptr);
     Run();
     Write(In(m_requestDir, L"change.txt"));

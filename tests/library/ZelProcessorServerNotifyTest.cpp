@@ -144,8 +144,8 @@ TEST_F(Notify, AnUnknownIdIsFalseAndTouchesNoFile)
 
 TEST_F(Notify, AFileThatCanNotBeMadeEndsTheRegistration)
 {
-    testsupport::CFaultyFiles files;
-    testsupport::CManualClock clock; // the client waits for an answer that does not name it
+    testsupport::CFaultyFiles& files = m_files;
+    testsupport::CManualClock& clock = m_clock; // the client waits for an answer that does not name it
     const platform::CScopedOs os(&files, &clock);
     files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_AccessDenied, L"InsertableItemsGroup_");
     EXPECT_FALSE(m_client.ListenDsEvents());
@@ -209,7 +209,7 @@ TEST_F(Notify, EventsOfAFailedWriteAreKeptForTheNext)
     CZelProcessorClient& client = AddListener();
     m_pServer->OnChangedDs(Event(1).Get());
     {
-        testsupport::CFaultyFiles files;
+        testsupport::CFaultyFiles& files = m_files;
         const platform::CScopedOs os(&files, nullptr);
         files.FailCall(testsupport::eFileCall_Write, 1, platform::eOsError_DiskFull);
         m_pServer->OnChangedDs(Event(2).Get());
@@ -330,7 +330,7 @@ TEST_F(Notify, WithoutClientsNothingIsSentAndTheProjectIsMarkedOnce)
     EXPECT_EQ(stored.QueryTo<IWQ_ProjectMarker>()->GetValue(&isSet), S_OK);
     EXPECT_EQ(isSet, VARIANT_TRUE);
     const std::string once = Read(path);
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     const platform::CScopedOs os(&files, nullptr);
     files.FailAlways(testsupport::eFileCall_Write, platform::eOsError_DiskFull);
     m_pServer->OnChangedDs(Event(3).Get());

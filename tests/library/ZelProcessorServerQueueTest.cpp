@@ -78,7 +78,7 @@ TEST_F(Queue, NamesAreMatchedExactlyByTheirFinalComponent)
 TEST_F(Queue, AFileThatCanNotBeDeletedIsAWarningAndTheEntryIsGone)
 {
     Add(L"a.drq");
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_AccessDenied);
     {
         const platform::CScopedOs os(&files, nullptr);

@@ -59,7 +59,7 @@ TEST_F(Server, SetDirsEmptiesTheWaitingQueue)
 TEST_F(Server, AQueueDirectoryThatCanNotBeMadeIsShown)
 {
     ASSERT_TRUE(platform::Succeeded(platform::Files().RemoveEmptyDirectory(In(m_outputDir, L"Queue"))));
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.FailCall(testsupport::eFileCall_MakeDirectory, 1, platform::eOsError_AccessDenied);
     const platform::CScopedOs os(&files, nullptr);
     EXPECT_FALSE(m_pServer->SetDirs(m_requestDir, m_outputDir));
@@ -173,7 +173,7 @@ TEST_F(Server, RunIsFalseTenSecondsAfterAListenerThatCanNotWatch)
     server.SetZelProcessorContext(&m_context);
     EXPECT_FALSE(server.Run()) << "the output directory is refused";
 
-    testsupport::CFaultyFiles files;
+    testsupport::CFaultyFiles& files = m_files;
     files.FailAlways(testsupport::eFileCall_Watch, platform::eOsError_AccessDenied);
     // Each look at the clock moves it, so the ten seconds are over soon.
     class CHastyClock final : public platform::IClock {
