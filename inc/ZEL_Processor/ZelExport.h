@@ -1,14 +1,12 @@
 #pragma once
 
+#include "platform/Export.h"
+
 /// Marks what libZEL_Processor shows to its users. Everything else stays hidden.
-#if defined(_WIN32)
 #if defined(ZEL_Processor_EXPORTS)
-#define ZEL_API __declspec(dllexport)
+#define ZEL_API ZEL_EXPORTED
 #elif defined(ZEL_PROCESSOR_STATIC)
-#define ZEL_API
+#define ZEL_API ZEL_LINKED_IN
 #else
-#define ZEL_API __declspec(dllimport)
-#endif
-#else
-#define ZEL_API __attribute__((visibility("default")))
+#define ZEL_API ZEL_IMPORTED
 #endif
