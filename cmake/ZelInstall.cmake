@@ -1,0 +1,145 @@
+# What "cmake --install" lays out, and find_package(ZEL_Processor) and pkg-config for those who link the library.
+# Components: runtime (the libraries), development, tools (the programs), plugin-datastore. Include it last.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# Headers: what applications and plug-ins include as <ZEL_Processor/...>, and the few of the lower layers that those
+# reach, in a folder of their own so that their names ("com/Com.h") meet nobody else's.
+set(zel_include "${CMAKE_INSTALL_INCLUDEDIR}")
+set(zel_base_include "${zel_include}/ZEL_Processor/base")
+if(WIN32)
+    set(zel_plugin_folder "${CMAKE_INSTALL_BINDIR}/plugins") # as in a build folder: beside the DLLs that they load
+else()
+    set(zel_plugin_folder "${CMAKE_INSTALL_LIBDIR}/zel-processor/plugins")
+endif()
+
+# Every header that one of the given ones reaches, found by reading their includes; paths below the source folder.
+function(zel_header_closure result)
+    set(open ${ARGN})
+    set(closed "")
+    while(open)
+        list(POP_FRONT open header)
+        if(header IN_LIST closed)
+            continue()
+        endif()
+        list(APPEND closed "${header}")
+        # A changed include changes what is installed.
+        set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${header}")
+        file(STRINGS "${PROJECT_SOURCE_DIR}/${header}" lines REGEX "^[ \t]*#[ \t]*include[ \t]+\"")
+        foreach(line IN LISTS lines)
+            string(REGEX REPLACE "^[^\"]*\"([^\"]+)\".*" "\\1" name "${line}")
+            if(EXISTS "${PROJECT_SOURCE_DIR}/inc/${name}")
+                list(APPEND open "inc/${name}")
+            elseif(EXISTS "${PROJECT_SOURCE_DIR}/${name}")
+                list(APPEND open "${name}")
+            else()
+                message(FATAL_ERROR "${header} includes \"${name}\", which is neither below inc/ nor below the source folder")
+            endif()
+        endforeach()
+    endwhile()
+    list(SORT closed)
+    set(${result} "${closed}" PARENT_SCOPE)
+endfunction()
+
+# What a host or a client needs beside the headers of inc/: COM on its threads, components, its own services, the log.
+set(zel_host_headers
+    com/ComObject.h
+    com/Components.h
+    com/CreateInstance.h
+    com/Guid.h
+    com/ZelCom.h
+    framework/DefaultHost.h
+    framework/Log.h
+    platform/Path.h)
+file(GLOB zel_public_headers RELATIVE "${PROJECT_SOURCE_DIR}" CONFIGURE_DEPENDS
+    "${PROJECT_SOURCE_DIR}/inc/ZEL_Processor/*.h" "${PROJECT_SOURCE_DIR}/inc/ZELAutomation/*.h")
+zel_header_closure(zel_headers ${zel_public_headers} ${zel_host_headers})
+if(WIN32)
+    list(FILTER zel_headers EXCLUDE REGEX "/posix/")
+else()
+    list(FILTER zel_headers EXCLUDE REGEX "/win32/")
+endif()
+foreach(header IN LISTS zel_headers)
+    if(header MATCHES "^inc/(.*)/")
+        install(FILES "${PROJECT_SOURCE_DIR}/${header}" DESTINATION "${zel_include}/${CMAKE_MATCH_1}" COMPONENT development)
+    else()
+        cmake_path(GET header PARENT_PATH folder)
+        install(FILES "${PROJECT_SOURCE_DIR}/${header}" DESTINATION "${zel_base_include}/${folder}" COMPONENT development)
+    endif()
+endforeach()
+
+# What is installed finds its libraries by where it lies itself, so an installation can be moved as a whole.
+function(zel_install_run_path target folder)
+    if(WIN32)
+        return()
+    endif()
+    file(RELATIVE_PATH up "/prefix/${folder}" "/prefix/${CMAKE_INSTALL_LIBDIR}")
+    string(REGEX REPLACE "/$" "" up "${up}")
+    if(up STREQUAL "")
+        set(path "$ORIGIN")
+    else()
+        set(path "$ORIGIN/${up}")
+    endif()
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "${path}")
+endfunction()
+
+foreach(target IN ITEMS ZEL_Framework ZEL_Processor)
+    target_include_directories(${target} INTERFACE
+        "$<INSTALL_INTERFACE:${zel_include};${zel_base_include}>")
+    target_compile_features(${target} INTERFACE cxx_std_20)
+    zel_install_run_path(${target} "${CMAKE_INSTALL_LIBDIR}")
+endforeach()
+install(TARGETS ZEL_Framework ZEL_Processor EXPORT ZEL_ProcessorTargets
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+if(MINGW)
+    install(FILES ${zel_mingw_runtime} DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime)
+endif()
+
+set(zel_cmake_folder "${CMAKE_INSTALL_LIBDIR}/cmake/ZEL_Processor")
+install(EXPORT ZEL_ProcessorTargets NAMESPACE ZEL_Processor:: DESTINATION "${zel_cmake_folder}" COMPONENT development)
+configure_package_config_file(
+    "${CMAKE_CURRENT_LIST_DIR}/ZEL_ProcessorConfig.cmake.in" "${PROJECT_BINARY_DIR}/install/ZEL_ProcessorConfig.cmake"
+    INSTALL_DESTINATION "${zel_cmake_folder}")
+# Before 1.0 each minor version may change the interface.
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/install/ZEL_ProcessorConfigVersion.cmake"
+    COMPATIBILITY SameMinorVersion)
+install(FILES
+    "${PROJECT_BINARY_DIR}/install/ZEL_ProcessorConfig.cmake"
+    "${PROJECT_BINARY_DIR}/install/ZEL_ProcessorConfigVersion.cmake"
+    DESTINATION "${zel_cmake_folder}" COMPONENT development)
+
+file(RELATIVE_PATH zel_pc_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+string(REGEX REPLACE "/$" "" zel_pc_prefix "${zel_pc_prefix}")
+set(zel_pc_system "")
+if(WIN32)
+    set(zel_pc_system " -lole32 -loleaut32 -luuid")
+endif()
+configure_file("${CMAKE_CURRENT_LIST_DIR}/zel_processor.pc.in" "${PROJECT_BINARY_DIR}/install/zel_processor.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/install/zel_processor.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+
+foreach(program IN ITEMS zel zel-server zel-regsvr)
+    if(TARGET ${program})
+        zel_install_run_path(${program} "${CMAKE_INSTALL_BINDIR}")
+        install(TARGETS ${program} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+    endif()
+endforeach()
+
+# The manifest that the build put beside the module names it without a folder.
+zel_install_run_path(zel_datastore "${zel_plugin_folder}")
+install(TARGETS zel_datastore
+    RUNTIME DESTINATION "${zel_plugin_folder}" COMPONENT plugin-datastore
+    LIBRARY DESTINATION "${zel_plugin_folder}" COMPONENT plugin-datastore)
+install(FILES "$<TARGET_FILE_DIR:zel_datastore>/zel_datastore.component"
+    DESTINATION "${zel_plugin_folder}" COMPONENT plugin-datastore)
+
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor" COMPONENT development)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/docs"
+    COMPONENT development FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
+foreach(section IN ITEMS 1 8)
+    file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/man/*.${section}")
+    install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}" COMPONENT tools)
+endforeach()
