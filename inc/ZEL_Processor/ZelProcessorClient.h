@@ -14,6 +14,9 @@
 class CWQ_Thread;
 struct IWQ_CLSIDArray;
 struct IWQ_DsEventsData;
+namespace platform {
+class CManualResetEvent;
+}
 
 /// The requesting application's side: hands request files to a server, follows and steers them, and hears of changes in
 /// the data.
@@ -141,6 +144,7 @@ private:
     void EndWatchThread();
     static unsigned FileWatchThread(void* client);
     bool ListenFileWatch();
+    void SetOutputDirChange();
     [[nodiscard]] bool HasNews(const CString& path) const;
     bool DeleteDsEventsFileContent();
     [[nodiscard]] CString GetPerClientPath(const wchar_t* prefix) const;
@@ -164,6 +168,7 @@ private:
     bool m_bRegistered = false;
     std::atomic<bool> m_bListening = false;
     std::atomic<bool> m_bOutputDirChange = true;
-    std::mutex m_cs; ///< guards changes of the two flags and the thread
+    std::unique_ptr<platform::CManualResetEvent> m_evLooked; ///< set while no change is known, and to end the thread
+    std::mutex m_cs; ///< guards changes of the two flags, of the event and of the thread
     std::unique_ptr<CWQ_Thread> m_pThreadListenFileWatch;
 };

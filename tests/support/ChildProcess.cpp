@@ -1,6 +1,7 @@
 #include "tests/support/ChildProcess.h"
 
 #include "platform/Module.h"
+#include "platform/Text.h"
 
 #include <gtest/gtest.h>
 
@@ -75,8 +76,17 @@ void TellParent(const std::wstring& line)
 
 bool WaitForParent()
 {
-    std::string line;
-    return static_cast<bool>(std::getline(std::cin, line));
+    std::wstring line;
+    return ReadFromParent(line);
+}
+
+bool ReadFromParent(std::wstring& line)
+{
+    std::string bytes;
+    if (!std::getline(std::cin, bytes))
+        return false;
+    line = platform::FromUtf8(bytes);
+    return true;
 }
 
 } // namespace testsupport

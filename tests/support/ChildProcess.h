@@ -43,6 +43,7 @@ public:
 void TellParent(const std::wstring& line);
 /// In the child: waits for a line of the parent; false when the parent closed the pipe.
 bool WaitForParent();
+[[nodiscard]] bool ReadFromParent(std::wstring& line);
 
 /// The program's own arguments that make it play a part, for tests that start it in their own way.
 [[nodiscard]] std::vector<std::wstring> ChildArguments(const wchar_t* name, const std::vector<std::wstring>& arguments);

@@ -22,7 +22,7 @@ constexpr const wchar_t* kSendFunction = L"CZelProcessorClient::SendMessageToSer
 
 } // namespace
 
-CZelProcessorClient::CZelProcessorClient() = default;
+CZelProcessorClient::CZelProcessorClient() : m_evLooked(std::make_unique<platform::CManualResetEvent>()) {}
 
 void CZelProcessorClient::Init(CString requestDirectory, CString outputDirectory, CString clientDirectory)
 {

@@ -163,14 +163,15 @@ bool CZelProcessorClient::ListenFileWatch()
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Debug, ZEL_SOURCE_LOCATION,
                      L"CZelProcessorClient::Listen() started");
     // What changed before the watch was made counts, too: the registration is older.
-    m_bOutputDirChange = true;
+    SetOutputDirChange();
     while (m_bListening && !CWQ_Thread::IsQuitPostedToCurrent()) {
-        if (watch->Wait(kWatchTimeout) == platform::eWaitResult_Timeout)
+        // While a change is known, further ones tell nothing new: without this, each file that the server writes for one
+        // of fifty clients would wake all of them. They wait in the watch until somebody has looked.
+        if (!m_evLooked->WaitFor(kWatchTimeout) || watch->Wait(kWatchTimeout) == platform::eWaitResult_Timeout)
             continue;
         const platform::eOsError error = watch->Rearm();
         if (platform::Succeeded(error)) {
-            const std::lock_guard lock(m_cs);
-            m_bOutputDirChange = true;
+            SetOutputDirChange();
         } else {
             Fail(kLineWatch + 1, kFunction, L"FindNextChangeNotification failed.\n" + platform::OsErrorText(error));
             platform::Clock().SleepFor(kWatchTimeout); // the next wait would not wait
@@ -197,6 +198,7 @@ void CZelProcessorClient::EndWatchThread()
     {
         const std::lock_guard lock(m_cs);
         m_bListening = false;
+        m_evLooked->Set();
     }
     {
         CLockFile wake(platform::JoinPath(m_strOutputDir, kStopName));
@@ -217,12 +219,21 @@ bool CZelProcessorClient::IsOutputDirChange() const
     return m_bOutputDirChange;
 }
 
+void CZelProcessorClient::SetOutputDirChange()
+{
+    const std::lock_guard lock(m_cs);
+    m_bOutputDirChange = true;
+    if (m_bListening)
+        m_evLooked->Reset();
+}
+
 void CZelProcessorClient::ResetOutputDirChange()
 {
     if (!m_bOutputDirChange)
         return;
     const std::lock_guard lock(m_cs);
     m_bOutputDirChange = false;
+    m_evLooked->Set();
 }
 
 bool CZelProcessorClient::IsNewDsEvent() const

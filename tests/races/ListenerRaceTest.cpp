@@ -1,0 +1,207 @@
+#include "ZEL_Processor/LockFile.h"
+#include "ZEL_Processor/ZelProcessorClient.h"
+#include "com/ZelCom.h"
+#include "framework/DsEventsData.h"
+#include "platform/Os.h"
+#include "platform/Text.h"
+#include "platform/Thread.h"
+#include "tests/apps/ProgramFixture.h"
+#include "tests/support/ChildProcess.h"
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <sstream>
+
+namespace {
+
+/// The number that the server gave to an event.
+int NumberOf(IWQ_DsEventsData& event)
+{
+    CComPtr<IWQ_DsList> added;
+    CComPtr<IWQ_DsItems> items;
+    LONG number = -1;
+    if (event.GetAddedItems(added.Put()) == S_OK && added->GetItemsAt(0, items.Put()) == S_OK)
+        static_cast<void>(items->GetItem(0, &number));
+    return number;
+}
+
+void TakeAll(CZelProcessorClient& client, std::vector<int>& numbers)
+{
+    std::vector<CComPtr<IWQ_DsEventsData>> events;
+    if (!client.GetDsEvents(events))
+        numbers.push_back(-2); // fails the test of the parent
+    for (const auto& event : events)
+        numbers.push_back(NumberOf(*event));
+}
+
+/// Registers, takes events from its own thread until the parent asks for quiet, takes what is left when the parent
+/// asks for the end, unregisters, and gives the numbers of all.
+int Listen(const std::vector<std::wstring>& arguments)
+{
+    CoInitializeSYS(nullptr);
+    CoInitializeZEL(nullptr);
+    CZelProcessorClient client;
+    client.Init(arguments.at(0), arguments.at(1), arguments.at(2));
+    client.SetSyncing(false);
+    if (!client.ListenDsEvents())
+        return 1;
+    testsupport::TellParent(L"listening");
+    std::atomic<bool> quiet = false;
+    std::vector<int> numbers;
+    platform::CThread reader;
+    static_cast<void>(reader.Start([&] {
+        CoInitializeSYS(nullptr);
+        CoInitializeZEL(nullptr);
+        while (!quiet) {
+            client.ResetOutputDirChange();
+            if (client.IsNewDsEvent())
+                TakeAll(client, numbers);
+            platform::Clock().SleepFor(std::chrono::milliseconds(20));
+        }
+        CoUninitializeZEL();
+        CoUninitializeSYS();
+        return 0U;
+    }));
+    testsupport::WaitForParent();
+    quiet = true;
+    static_cast<void>(reader.Join());
+    testsupport::TellParent(L"quiet");
+    testsupport::WaitForParent();
+    TakeAll(client, numbers);
+    const bool isStopped = client.StopListeningDsEvents();
+    std::wstring line;
+    for (const int number : numbers)
+        line += std::to_wstring(number) + L" ";
+    testsupport::TellParent(line);
+    CoUninitializeZEL();
+    CoUninitializeSYS();
+    return isStopped ? 0 : 1;
+}
+const testsupport::CChildPart g_listen(L"listen", &Listen);
+
+/// Registers, takes the lock of its file of changed lock results, and keeps it until the parent asks for it.
+int HoldLock(const std::vector<std::wstring>& arguments)
+{
+    CoInitializeSYS(nullptr);
+    CoInitializeZEL(nullptr);
+    CZelProcessorClient client;
+    client.Init(arguments.at(0), arguments.at(1), arguments.at(2));
+    client.SetSyncing(false);
+    if (!client.ListenDsEvents())
+        return 1;
+    CLockFile events(client.GetDsEventsFileFullPath());
+    CLockFile results(client.GetLockResultsChangeFile());
+    if (!events.Lock(false) || !results.Lock(false))
+        return 1;
+    testsupport::TellParent(L"held");
+    testsupport::WaitForParent();
+    return 0;
+}
+const testsupport::CChildPart g_holdLock(L"hold-lock", &HoldLock);
+
+class ListenerRace : public CProgramTest {
+protected:
+    [[nodiscard]] platform::CProcess Start(const wchar_t* part) const
+    {
+        return testsupport::StartChild(part, {m_strRequests, m_strOutput, m_strHome});
+    }
+    /// Lets the plug-in tell changes with the numbers from this one on.
+    void Fire(int first, int count)
+    {
+        const SProgramResult result =
+            Zel({L"send", L"--wait",
+                 MakeRequest(L"fire" + std::to_wstring(first) + L".drq",
+                             L"Type=\"FireEvents\" Added=\"" + std::to_wstring(first) + L"\" Times=\"" +
+                                 std::to_wstring(count) + L"\" LockResults=\"1\"")});
+        ASSERT_EQ(result.code, 0) << result.errors;
+    }
+    /// What a listener heard; it ends with that.
+    static std::vector<int> End(platform::CProcess& listener)
+    {
+        EXPECT_TRUE(listener.WriteLine(L""));
+        std::wstring line;
+        EXPECT_TRUE(listener.ReadLine(line, kPatience));
+        EXPECT_EQ(testsupport::FinishChild(listener), 0);
+        std::wistringstream words(line);
+        std::vector<int> numbers;
+        for (int number = 0; words >> number;)
+            numbers.push_back(number);
+        return numbers;
+    }
+    static void Quieten(platform::CProcess& listener)
+    {
+        ASSERT_TRUE(listener.WriteLine(L""));
+        ASSERT_TRUE(testsupport::WaitForChild(listener, L"quiet"));
+    }
+    static std::size_t ReportedWaits(const CRunningProgram& server)
+    {
+        const std::string log = server.Errors();
+        std::size_t count = 0;
+        for (std::size_t at = 0; (at = log.find("Timeout expired", at)) != std::string::npos; ++at)
+            ++count;
+        return count;
+    }
+    void ExpectNoRegistrations() const
+    {
+        for (const std::wstring& name : FilesIn(m_strOutput))
+            EXPECT_FALSE(name.starts_with(L"DsEvents_")) << platform::ToUtf8(name);
+    }
+};
+
+TEST_F(ListenerRace, FiftyProcessesHearOfAThousandChangesEachOnceAndInOrder)
+{
+    constexpr int kListeners = 50;
+    constexpr int kChanges = 1000;
+    CRunningProgram server = StartServer({L"--no-sync", L"--log-level", L"warning"});
+    std::vector<platform::CProcess> listeners;
+    for (int count = 0; count < kListeners; ++count)
+        listeners.push_back(Start(L"listen"));
+    for (platform::CProcess& listener : listeners)
+        ASSERT_TRUE(testsupport::WaitForChild(listener, L"listening"));
+    Fire(1, kChanges);
+    for (platform::CProcess& listener : listeners)
+        Quieten(listener);
+    // A change that met a listener reading waits in the server and goes out with the next, to whoever is first.
+    Fire(kChanges + 1, 1);
+
+    std::map<int, int> copies;
+    for (platform::CProcess& listener : listeners) {
+        const std::vector<int> heard = End(listener);
+        EXPECT_TRUE(std::ranges::is_sorted(heard));
+        EXPECT_EQ(std::ranges::count(heard, kChanges + 1), 1);
+        for (const int number : heard)
+            ++copies[number];
+    }
+    EXPECT_EQ(copies.size(), static_cast<std::size_t>(kChanges + 1));
+    for (const auto& [number, count] : copies)
+        EXPECT_EQ(count, kListeners) << "change " << number;
+    ExpectNoRegistrations();
+    StopServer(server);
+}
+
+TEST_F(ListenerRace, AClientKilledWithItsLocksHeldBlocksNobody)
+{
+    CRunningProgram server = StartServer({L"--no-sync"});
+    platform::CProcess holder = Start(L"hold-lock");
+    ASSERT_TRUE(testsupport::WaitForChild(holder, L"held"));
+    platform::CProcess listener = Start(L"listen");
+    ASSERT_TRUE(testsupport::WaitForChild(listener, L"listening"));
+    Fire(1, 1); // while the lock is held: told to the other one, kept for the holder
+    holder.Kill();
+    int code = 0;
+    ASSERT_TRUE(holder.Wait(kPatience, code));
+    const std::size_t reported = ReportedWaits(server);
+    EXPECT_GT(reported, 0U);
+    Fire(2, 3);
+    EXPECT_EQ(ReportedWaits(server), reported) << "nobody waits for the dead";
+    Quieten(listener);
+    Fire(5, 1);
+    std::vector<int> heard = End(listener);
+    const auto [first, last] = std::ranges::unique(heard);
+    heard.erase(first, last);
+    EXPECT_EQ(heard, (std::vector<int>{1, 2, 3, 4, 5}));
+    StopServer(server);
+}
+
+} // namespace
