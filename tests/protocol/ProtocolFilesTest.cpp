@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
+
 using testsupport::CFaultyFiles;
 
 namespace {
@@ -107,4 +109,34 @@ TEST_F(ProtocolFiles, ClearingGoesOnAfterAFileThatCanNotBeDeleted)
 TEST_F(ProtocolFiles, ClearingAMissingDirectoryIsFalse)
 {
     EXPECT_FALSE(Protocol::DeleteAllFilesInDir(m_dir / L"missing"));
+}
+
+TEST_F(ProtocolFiles, AnAnswerToARegistrationIsAnIdOnItsFirstLine)
+{
+    constexpr GUID id = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
+    const std::string text = "{01234567-89AB-CDEF-0102-030405060708}";
+    const auto read = [&](const std::string& bytes) {
+        EXPECT_TRUE(platform::Succeeded(platform::WriteWholeFile(m_from, bytes)));
+        GUID clientId = {9, 9, 9, {}};
+        EXPECT_EQ(Protocol::ReadRegistrationAnswer(m_from, clientId), platform::eOsError_None);
+        return clientId;
+    };
+    for (const char* end : {"", "\r\n", "\n", "\r\nmore"})
+        EXPECT_TRUE(IsEqualGUID(read(text + end), id));
+    for (std::size_t length = 0; length < text.size(); ++length)
+        EXPECT_TRUE(IsEqualGUID(read(text.substr(0, length)), GUID{})) << length;
+    for (std::size_t bit = 0; bit < text.size() * 8; ++bit) {
+        std::string flipped = text;
+        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
+        // Another digit is another id, and a letter in the other case is the same; all else is none.
+        const GUID clientId = read(flipped);
+        const bool isDigit = std::isxdigit(static_cast<unsigned char>(flipped[bit / 8])) != 0 &&
+                             std::isxdigit(static_cast<unsigned char>(text[bit / 8])) != 0;
+        EXPECT_EQ(IsEqualGUID(clientId, GUID{}) != 0, !isDigit) << flipped;
+    }
+    GUID clientId = id;
+    EXPECT_EQ(Protocol::ReadRegistrationAnswer(m_to, clientId), platform::eOsError_FileNotFound);
+    EXPECT_TRUE(IsEqualGUID(clientId, GUID{}));
+    EXPECT_TRUE(platform::Succeeded(platform::WriteWholeFile(m_from, std::string(1 << 20, '{'))));
+    EXPECT_NE(Protocol::ReadRegistrationAnswer(m_from, clientId), platform::eOsError_None) << "no answer is so long";
 }

@@ -1,5 +1,6 @@
 #include "ProtocolFiles.h"
 
+#include "com/Guid.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -19,6 +20,8 @@ void PauseBeforeRetry(unsigned attempts)
     else
         platform::Clock().SleepFor(std::chrono::milliseconds(1));
 }
+
+constexpr std::size_t kMaxAnswerBytes = 4096;
 
 } // namespace
 
@@ -59,6 +62,18 @@ bool DeleteAllFilesInDir(const CString& dir)
             static_cast<void>(platform::Files().Remove(platform::JoinPath(dir, entry.name)));
     }
     return true;
+}
+
+platform::eOsError ReadRegistrationAnswer(const CString& path, GUID& clientId)
+{
+    clientId = {};
+    std::string answer;
+    const platform::eOsError error =
+        platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, answer, kMaxAnswerBytes);
+    const std::string line = answer.substr(0, answer.find_first_of("\r\n"));
+    if (platform::Succeeded(error) && !GuidFromText(platform::FromUtf8(line), clientId))
+        clientId = {};
+    return error;
 }
 
 } // namespace Protocol

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZEL_Processor/ZelTypes.h"
+#include "com/Com.h"
 #include "platform/FileSystem.h"
 
 #include <atomic>
@@ -37,5 +38,8 @@ enum eFileKind { eFileKind_Other, eFileKind_Request, eFileKind_Command };
 /// Deletes every file, sub-directories aside; failures of single deletions are ignored. False when there is no such
 /// directory.
 bool DeleteAllFilesInDir(const CString& dir);
+
+/// Reads the server's answer to a registration: the client's id, on the first line. All zero when the file has none.
+[[nodiscard]] platform::eOsError ReadRegistrationAnswer(const CString& path, GUID& clientId);
 
 } // namespace Protocol

@@ -27,7 +27,6 @@ constexpr auto kWatchTimeout = 1000ms;
 constexpr auto kThreadEndTimeout = 5000ms;
 /// Its lock file is made and removed only to wake the watch thread.
 constexpr const wchar_t* kStopName = L"ThreadListenFileWatchStop";
-constexpr std::size_t kMaxAnswerBytes = 4096;
 constexpr const wchar_t* kGroup = L"Group";
 constexpr const wchar_t* kRevision = L"RevisionID";
 constexpr const wchar_t* kGroupsFunction = L"CZelProcessorClient::GetChangedInsertableItemsGroups";
@@ -121,12 +120,10 @@ bool CZelProcessorClient::ReceiveClientId(const CString& registrationName)
     const CString path = platform::JoinPath(m_strClientDir, registrationName);
     if (!ReceiveOutput(registrationName, path))
         return Fail(kLineListen + 1, kFunction, L"!ReceiveOutput\n  " + path);
-    std::string answer;
-    if (!platform::Succeeded(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, answer, kMaxAnswerBytes)))
+    if (!platform::Succeeded(Protocol::ReadRegistrationAnswer(path, m_clientID)))
         return Fail(kLineListen + 2, kFunction, L"Unable to opend output file for reading !\n  " + path);
     static_cast<void>(platform::Files().Remove(path));
-    const std::string line = answer.substr(0, answer.find_first_of("\r\n"));
-    if (!GuidFromText(platform::FromUtf8(line), m_clientID) || IsEqualGUID(m_clientID, GUID{}))
+    if (IsEqualGUID(m_clientID, GUID{}))
         return Fail(kLineListen + 3, kFunction, L"m_clientID == GUID_NULL");
     m_bRegistered = true;
     return true;
