@@ -120,8 +120,11 @@ configure_file("${CMAKE_CURRENT_LIST_DIR}/zel_processor.pc.in" "${PROJECT_BINARY
 install(FILES "${PROJECT_BINARY_DIR}/install/zel_processor.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
+# What has to be built before it can be installed, and nothing else.
+add_custom_target(installed DEPENDS ZEL_Processor zel_datastore)
 foreach(program IN ITEMS zel zel-server zel-regsvr)
     if(TARGET ${program})
+        add_dependencies(installed ${program})
         zel_install_run_path(${program} "${CMAKE_INSTALL_BINDIR}")
         install(TARGETS ${program} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
     endif()
@@ -142,4 +145,38 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DAT
 foreach(section IN ITEMS 1 8)
     file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/man/*.${section}")
     install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}" COMPONENT tools)
+endforeach()
+
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/zel.bash"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME zel COMPONENT tools)
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/_zel"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" COMPONENT tools)
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/zel.fish"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT tools)
+
+# What names full paths is written when it is installed: only then is the prefix known for good.
+if(NOT WIN32)
+    foreach(component IN ITEMS tools plugin-datastore)
+        install(CODE "
+            set(zel_component ${component})
+            set(zel_source \"${PROJECT_SOURCE_DIR}\")
+            set(zel_binary \"${PROJECT_BINARY_DIR}/install\")
+            set(zel_bin \"${CMAKE_INSTALL_BINDIR}\")
+            set(zel_plugin_folder \"${zel_plugin_folder}\")
+            set(zel_manifest \"$<TARGET_FILE_DIR:zel_datastore>/zel_datastore.component\")
+            include(\"${CMAKE_CURRENT_LIST_DIR}/ZelInstallSystem.cmake\")"
+            COMPONENT ${component})
+    endforeach()
+endif()
+
+# The completions for one program serve its siblings: bash and fish look for a file of the program's own name.
+foreach(program IN ITEMS zel-server zel-regsvr)
+    install(CODE "
+        foreach(link IN ITEMS bash-completion/completions/${program} fish/vendor_completions.d/${program}.fish)
+            string(REPLACE \"${program}\" zel target \"\${link}\")
+            cmake_path(GET target FILENAME target)
+            set(path \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/\${link}\")
+            file(CREATE_LINK \"\${target}\" \"\${path}\" SYMBOLIC)
+        endforeach()"
+        COMPONENT tools)
 endforeach()

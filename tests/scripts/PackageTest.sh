@@ -1,0 +1,216 @@
+#!/bin/bash
+# The packages, made from what is built already, installed into a root of their own and tried there: server, client and
+# plug-in work together, and the system's tools accept what they bring. The Windows zip likewise, under Wine, when
+# build/mingw is there. Maintainer scripts are not run: they are for a system that runs.
+set -euo pipefail
+
+root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
+build=${ZEL_BUILD_DIR:-$root/build/debug}
+mingw=$root/build/mingw
+work=$(mktemp -d)
+server=
+cleanup() {
+    [[ -z $server ]] || kill -KILL "$server" 2>/dev/null || true
+    [[ ! -e $mingw/wine/.complete ]] || WINEPREFIX=$mingw/wine wineserver -k 2>/dev/null || true
+    rm -rf -- "$work"
+}
+trap cleanup EXIT
+
+failures=0
+complain() {
+    echo "$1"
+    failures=$((failures + 1))
+}
+stop() {
+    echo "$1"
+    exit 1
+}
+logged() { # log command...
+    local log=$work/$1.log
+    shift
+    "$@" >"$log" 2>&1 </dev/null || {
+        tail -n 40 "$log"
+        stop "failed: $*"
+    }
+}
+
+field() { # package field
+    dpkg-deb -f "$work"/packages/"$1"_*.deb "$2"
+}
+expect_field() { # package field text
+    [[ $(field "$1" "$2") == *"$3"* ]] || complain "$1: $2 is '$(field "$1" "$2")', without '$3'"
+}
+
+check_control() {
+    local package own
+    for package in libzel-processor0 libzel-processor-dev zel-tools zel-plugin-datastore; do
+        compgen -G "$work/packages/${package}_*.deb" >/dev/null || stop "no package $package"
+        [[ $(field "$package" Description | wc -l) -ge 2 ]] || complain "$package: no description"
+        dpkg-deb --fsys-tarfile "$work/packages/${package}"_*.deb | tar -t >"$work/files"
+        grep -qx "./usr/share/doc/$package/copyright" "$work/files" || complain "$package: no copyright"
+        # The same version of all: the libraries hold nothing back between them.
+        own="libzel-processor0 (= $(field "$package" Version))"
+        [[ $package == libzel-processor0 ]] || expect_field "$package" Depends "$own"
+    done
+    (($(find "$work/packages" -maxdepth 1 -name '*.deb' | wc -l) == 4)) || complain "there are other packages than the four"
+    expect_field libzel-processor0 Depends libxml2
+    expect_field libzel-processor0 Depends libc6
+    expect_field zel-tools Depends libstdc++6
+    expect_field zel-plugin-datastore Depends libsqlite3-0
+    for package in zel-tools zel-plugin-datastore; do
+        dpkg-deb -I "$work"/packages/"$package"_*.deb conffiles | grep -q '^/etc/' || complain "$package: no conffiles"
+    done
+    for package in postinst prerm postrm; do
+        dpkg-deb -I "$work"/packages/zel-tools_*.deb "$package" | sh -n || complain "zel-tools: $package is no script"
+    done
+}
+
+install_packages() { # root folder
+    # As root the package manager itself does it, which refuses a file that two packages bring.
+    if [[ $(id -u) == 0 ]]; then
+        mkdir -p "$1/var/lib/dpkg/info" "$1/var/lib/dpkg/updates"
+        touch "$1/var/lib/dpkg/status"
+        logged dpkg dpkg --root="$1" --force-depends --unpack "$work"/packages/*.deb
+        # Where there are no older ones, this is what its second step does with the settings.
+        find "$1/etc" -name '*.dpkg-new' -exec bash -c 'mv -- "$1" "${1%.dpkg-new}"' _ {} \;
+    else
+        local package
+        for package in "$work"/packages/*.deb; do
+            dpkg-deb -x "$package" "$1"
+        done
+    fi
+}
+
+check_files() { # root folder
+    local file manifest=$1/etc/zel-processor/components/zel_datastore.component unit=$1/usr/lib/systemd/system/zel-server.service
+    for file in usr/bin/zel usr/bin/zel-server etc/default/zel-server usr/share/man/man1/zel.1 \
+        usr/share/man/man8/zel-server.8 usr/share/bash-completion/completions/zel-server \
+        usr/share/zsh/site-functions/_zel usr/share/fish/vendor_completions.d/zel.fish; do
+        [[ -e $1/$file ]] || complain "/$file is missing"
+    done
+    # The server looks into this folder by itself, so the path in it is the one on the installed system.
+    file=$(sed -n 's|.*<module>\(/.*\)</module>.*|\1|p' "$manifest")
+    [[ -n $file && -f $1$file ]] || complain "the manifest in /etc names '$file', which no package brings"
+    if find "$1" -perm /022 ! -type l ! -path "$1/var/*" | grep .; then
+        complain "others may write to these files, which the library refuses"
+    fi
+    if command -v systemd-analyze >/dev/null; then
+        # With the program at the place where it is just now.
+        sed "s|^ExecStart=|ExecStart=$1|" "$unit" >"$work/zel-server.service"
+        logged verify systemd-analyze verify --man=no "$work/zel-server.service"
+        [[ ! -s $work/verify.log ]] || complain "the unit is not clean: $(cat "$work/verify.log")"
+    else
+        echo "the unit was not verified: there is no systemd-analyze"
+    fi
+}
+
+write_request() {
+    cat <<'XML'
+<?xml version="1.0" encoding="UTF-8"?>
+<Request><Task Type="Query">
+    <DataSource>earthquakes</DataSource>
+    <Sql>select count(*) as found from earthquakes</Sql>
+</Task></Request>
+XML
+}
+
+try_programs() { # root folder
+    local bin=$1/usr/bin plugins line output code=0
+    plugins=$(dirname -- "$(find "$1/usr/lib" -name zel_datastore.so)")
+    mkdir "$work/run"
+    mkfifo "$work/ready"
+    write_request >"$work/query.drq"
+    "$bin/zel-server" --request-dir "$work/run/in" --output-dir "$work/run/out" --create-dirs --components "$plugins" \
+        >"$work/ready" 2>"$work/server.log" </dev/null &
+    server=$!
+    exec {output}<"$work/ready"
+    IFS= read -r -t 60 line <&"$output" || true
+    if [[ $line != "zel-server: ready" ]]; then
+        cat "$work/server.log"
+        stop "the server of the packages did not start"
+    fi
+    logged send timeout 60 "$bin/zel" send "$work/query.drq" -o "$work/response.xml" \
+        --request-dir "$work/run/in" --output-dir "$work/run/out"
+    grep -q 1707 "$work/response.xml" || complain "not the expected response: $(cat "$work/response.xml")"
+    # Its libraries are the ones that lie beside it, not those of a build folder or of this system.
+    grep -o '/.*/libZEL_[A-Za-z]*\.so\.[0-9.]*' "/proc/$server/maps" | sort -u >"$work/maps"
+    (($(wc -l <"$work/maps") == 2)) || complain "the server has these libraries: $(cat "$work/maps")"
+    if grep -v "^$1/" "$work/maps"; then
+        complain "the server does not use the libraries of the packages"
+    fi
+    kill -TERM "$server"
+    wait "$server" || code=$?
+    server=
+    exec {output}<&-
+    ((code == 0)) || complain "the server's exit code is $code"
+}
+
+check_debian() {
+    logged pack cpack --config "$build/CPackConfig.cmake" -B "$work/packages"
+    check_control
+    mkdir "$work/root"
+    install_packages "$work/root"
+    check_files "$work/root"
+    try_programs "$work/root"
+}
+
+# A Windows program of the zip, with nothing of the build folder within reach.
+on_windows() { # log program argument...
+    local log=$1 program=$2
+    shift 2
+    timeout 120 "$root/cmake/wine-run" "$zip/bin/$program" "$@" >"$work/$log.log" 2>&1 </dev/null
+}
+
+check_windows() {
+    local archive file
+    logged pack-windows cpack --config "$mingw/CPackConfig.cmake" -B "$work/packages-windows"
+    archive=$(find "$work/packages-windows" -maxdepth 1 -name '*-win64.zip')
+    [[ -f $archive ]] || stop "no zip"
+    mkdir "$work/zip"
+    (cd -- "$work/zip" && cmake -E tar xf "$archive")
+    zip=$(echo "$work"/zip/*)
+    for file in bin/ZEL_Processor.dll bin/libstdc++-6.dll bin/plugins/zel_datastore.component lib/libZEL_Processor.dll.a \
+        include/ZEL_Processor/ZelProcessorClient.h share/doc/zel-processor/LICENSE; do
+        [[ -e $zip/$file ]] || complain "the zip has no $file"
+    done
+    export ZEL_WINE_BUILD=$mingw
+    local in="Z:$work/win/in" out="Z:$work/win/out"
+    on_windows version zel.exe --version || complain "zel.exe does not run: $(cat "$work/version.log")"
+    mkdir -p "$work/win"
+    write_request >"$work/win/query.drq"
+    ZEL_DATA_DIR="Z:$work/data" timeout 120 "$root/cmake/wine-run" "$zip/bin/zel-server.exe" --request-dir "$in" \
+        --output-dir "$out" --create-dirs --components "Z:$zip/bin/plugins" >"$work/win-server.log" 2>&1 </dev/null &
+    server=$!
+    wait_for_line "zel-server: ready" "$work/win-server.log"
+    on_windows win-send zel.exe send "Z:$work/win/query.drq" -o "Z:$work/response-windows.xml" --request-dir "$in" \
+        --output-dir "$out" || complain "the request fails: $(cat "$work/win-send.log" "$work/win-server.log")"
+    grep -q 1707 "$work/response-windows.xml" || complain "not the expected response on Windows"
+    WINEPREFIX=$mingw/wine wineserver -k || true
+    wait "$server" || true # it was killed
+    server=
+}
+
+# Through a file: a pipe would stay open as long as Wine's own server lives.
+wait_for_line() { # line file
+    local line lines
+    exec {lines}< <(tail -n +1 -s 0.1 -f --pid="$server" -- "$2")
+    while IFS= read -r -t 60 line <&"$lines"; do
+        if [[ ${line%$'\r'} == "$1" ]]; then
+            exec {lines}<&-
+            return
+        fi
+    done
+    cat "$2"
+    stop "no line '$1'"
+}
+
+[[ -x $build/bin/zel-server ]] || stop "$build/bin/zel-server is missing: build first, or name the build folder in ZEL_BUILD_DIR"
+logged samples "$root/scripts/load-samples" "$work/data"
+export ZEL_DATA_DIR=$work/data
+check_debian
+if [[ -e $mingw/bin/ZEL_Processor.dll ]]; then
+    check_windows
+else
+    echo "the zip was not tried: there is no $mingw"
+fi
+((failures == 0))
