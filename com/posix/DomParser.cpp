@@ -113,15 +113,9 @@ private:
     const xmlStructuredErrorFunc m_pOldFunction = xmlStructuredError;
 };
 
-void InitializeLibrary()
-{
-    static const bool initialized = (xmlInitParser(), true);
-    static_cast<void>(initialized);
-}
-
 CContextPtr MakeContext(SParseState& state)
 {
-    InitializeLibrary();
+    InitializeXmlLibrary();
     CContextPtr context(xmlNewParserCtxt());
     if (!context)
         throw std::bad_alloc();

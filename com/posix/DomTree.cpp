@@ -2,6 +2,8 @@
 
 #include "com/posix/DomText.h"
 
+#include <libxml/parser.h>
+
 #include <algorithm>
 #include <new>
 #include <string_view>
@@ -69,8 +71,16 @@ bool IsBlank(std::string_view text)
 
 } // namespace
 
-CDomTree::CDomTree(xmlDoc* document) : m_pDocument(document != nullptr ? document : xmlNewDoc(XmlChars("1.0")))
+void InitializeXmlLibrary()
 {
+    static const bool initialized = (xmlInitParser(), true);
+    static_cast<void>(initialized);
+}
+
+CDomTree::CDomTree(xmlDoc* document)
+{
+    InitializeXmlLibrary();
+    m_pDocument = document != nullptr ? document : xmlNewDoc(XmlChars("1.0"));
     if (m_pDocument == nullptr)
         throw std::bad_alloc();
     // Without one the writer takes the document for ASCII and writes attributes in character references. What a

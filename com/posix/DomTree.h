@@ -14,6 +14,10 @@
 /// depth of the stack.
 namespace com_posix {
 
+/// Before the first use of the library on any thread: what it makes of its own at first use is not made for threads
+/// that come at once. Safe from any thread, and cheap.
+void InitializeXmlLibrary();
+
 /// A document's nodes. Every DOM object holds a share of it, so a node is valid as long as anybody has it, in the
 /// tree or taken out of it: what is taken out stays with the tree as an orphan to the end.
 class CDomTree {
@@ -47,7 +51,7 @@ public:
 private:
     void ForgetOrphan(xmlNode* node);
 
-    xmlDoc* m_pDocument;
+    xmlDoc* m_pDocument = nullptr;
     std::vector<xmlNode*> m_orphans;
     std::uint64_t m_nChanges = 0;
 };
