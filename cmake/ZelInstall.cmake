@@ -108,6 +108,7 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/install/ZEL_ProcessorCon
 install(FILES
     "${PROJECT_BINARY_DIR}/install/ZEL_ProcessorConfig.cmake"
     "${PROJECT_BINARY_DIR}/install/ZEL_ProcessorConfigVersion.cmake"
+    "${PROJECT_SOURCE_DIR}/cmake/ZelAddPlugin.cmake"
     DESTINATION "${zel_cmake_folder}" COMPONENT development)
 
 file(RELATIVE_PATH zel_pc_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
@@ -142,6 +143,8 @@ install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor" COMPONENT development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/docs"
     COMPONENT development FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/examples"
+    COMPONENT development)
 foreach(section IN ITEMS 1 8)
     file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/man/*.${section}")
     install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}" COMPONENT tools)

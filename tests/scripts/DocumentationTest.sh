@@ -113,6 +113,17 @@ code_after() { # page, line
     awk -v line="$2" '!found { found = ($0 == line); next } /^```/ { if (inside) exit; inside = 1; next } inside' "$1"
 }
 
+# The page of the examples shows the whole of each source, in pieces. Empty lines between the pieces don't count.
+check_examples() {
+    local source
+    for source in plugin-hello/Hello.cpp host/Main.cpp client/Main.cpp; do
+        if ! diff <(sed -n "\\|^\`examples/$source|,/^## /p" docs/examples.md | sed -n '/^```cpp/,/^```$/p' | grep -v '^```\|^$') \
+            <(grep -v '^$' "examples/$source"); then
+            complain "docs/examples.md does not show examples/$source as it is"
+        fi
+    done
+}
+
 compile_plugin() {
     local flags=(-std=c++20 -Wall -Wextra -Werror -fvisibility=hidden -I . -I inc)
     code_after docs/plugins.md '`WordCount.cpp`:' >"$work/WordCount.cpp"
@@ -197,6 +208,7 @@ check_links
 check_map
 check_messages
 check_dump
+check_examples
 compile_plugin
 run_protocol_example
 run_readme_example

@@ -1,0 +1,35 @@
+# zel_add_plugin(NAME name CLASS_ID {guid} [CLASS_NAME name] [FOLDER folder] SOURCES a.cpp ... [LIBS target ...])
+#   A component module, with the manifest that makes its factory known beside it, in the folder or else in the current
+#   build folder. Also for projects that found the installed package.
+include_guard(GLOBAL)
+
+function(zel_add_plugin)
+    cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;FOLDER;CLASS_ID;CLASS_NAME" "SOURCES;LIBS")
+    if(NOT arg_NAME OR NOT arg_CLASS_ID OR NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "zel_add_plugin needs NAME, CLASS_ID and SOURCES; not understood: '${arg_UNPARSED_ARGUMENTS}'")
+    endif()
+    if(NOT arg_FOLDER)
+        set(arg_FOLDER "${CMAKE_CURRENT_BINARY_DIR}")
+    endif()
+
+    # Every factory of the request processor is in this category. Set in here: a guarded include reaches one folder only.
+    set(category "{80D84198-37D5-4BB3-B254-91460E9F8FFC}")
+    add_library(${arg_NAME} MODULE ${arg_SOURCES})
+    # Hidden: two modules that both show a class of the same name would share it.
+    set_target_properties(${arg_NAME} PROPERTIES
+        PREFIX ""
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON
+        LIBRARY_OUTPUT_DIRECTORY "${arg_FOLDER}"
+        RUNTIME_OUTPUT_DIRECTORY "${arg_FOLDER}")
+    target_link_libraries(${arg_NAME} PRIVATE ZEL_Processor::ZEL_Processor ${arg_LIBS})
+
+    file(GENERATE OUTPUT "${arg_FOLDER}/${arg_NAME}.component" CONTENT
+"<component>
+  <module>$<TARGET_FILE_NAME:${arg_NAME}></module>
+  <class id=\"${arg_CLASS_ID}\" name=\"${arg_CLASS_NAME}\">
+    <category id=\"${category}\"/>
+  </class>
+</component>
+")
+endfunction()

@@ -1,0 +1,103 @@
+#!/bin/bash
+# The examples build outside the tree against an installed copy and work together: the client hands a request to the
+# host, which runs it in the plug-in when it is told to. The plug-in does the same in the Windows server under Wine, when
+# build/mingw is there.
+set -euo pipefail
+
+root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
+build=${ZEL_BUILD_DIR:-$root/build/debug}
+mingw=$root/build/mingw
+work=$(mktemp -d)
+host=
+cleanup() {
+    [[ -z $host ]] || kill -KILL "$host" 2>/dev/null || true
+    rm -rf -- "$work"
+    [[ ! -e $mingw/wine/.complete ]] || WINEPREFIX=$mingw/wine wineserver -k 2>/dev/null || true
+}
+trap cleanup EXIT
+stop() {
+    echo "$1"
+    exit 1
+}
+logged() { # log command...
+    local log=$work/$1.log
+    shift
+    "$@" >"$log" 2>&1 </dev/null || {
+        tail -n 40 "$log"
+        stop "failed: $*"
+    }
+}
+wait_for() { # text file
+    local tries
+    for ((tries = 0; tries < 600; ++tries)); do
+        ! grep -qF -- "$1" "$2" 2>/dev/null || return 0
+        sleep 0.1
+    done
+    cat "$2"
+    stop "'$1' did not come"
+}
+build_example() { # name prefix options...
+    local name=$1 prefix=$2
+    shift 2
+    logged "configure-$name" cmake -G Ninja -S "$root/examples/$name" -B "$work/build/$name" -DCMAKE_PREFIX_PATH="$prefix" "$@"
+    logged "build-$name" cmake --build "$work/build/$name"
+}
+
+try_native() {
+    local prefix=$work/native plugins=$work/build/plugin-hello code=0
+    logged install cmake --install "$build" --prefix "$prefix"
+    for name in plugin-hello host client; do
+        build_example "$name" "$prefix"
+    done
+    mkdir -p "$work/requests" "$work/output" "$work/home"
+    cp "$root/examples/plugin-hello/hello.drq" "$work/home/"
+    mkfifo "$work/steps"
+    "$work/build/host/host" "$plugins" "$work/requests" "$work/output" <"$work/steps" >"$work/host.txt" 2>&1 &
+    host=$!
+    exec 7>"$work/steps"
+    wait_for ready "$work/host.txt"
+
+    timeout 60 "$work/build/client/client" "$work/requests" "$work/output" "$work/home/hello.drq" \
+        "$work/home/hello.xml" >"$work/client.txt" 2>&1 &
+    local client=$!
+    wait_for "Waiting in the queue" "$work/client.txt"
+    echo step >&7
+    wait "$client" || code=$?
+    ((code == 0)) || stop "the client ended with $code: $(cat "$work/client.txt")"
+    grep -qF '<Greeting>Hello, Ada</Greeting>' "$work/home/hello.xml" || stop "not the response: $(cat "$work/home/hello.xml")"
+    wait_for "request done" "$work/host.txt"
+    # The host shows boxes in its own way.
+    echo '<Command Type="Dance"><RequestName>x</RequestName></Command>' >"$work/home/dance.command"
+    mv "$work/home/dance.command" "$work/requests/"
+    wait_for "box: Processing of command" "$work/host.txt"
+    exec 7>&-
+    wait "$host" || stop "the host did not end well: $(cat "$work/host.txt")"
+    host=
+}
+
+try_windows() {
+    local prefix=$work/windows
+    logged install-windows cmake --install "$mingw" --prefix "$prefix"
+    rm -rf "$work/build"
+    for name in plugin-hello host client; do
+        build_example "$name" "$prefix" -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix
+    done
+    mkdir -p "$work/wine-requests" "$work/wine-output"
+    export ZEL_WINE_BUILD=$mingw
+    ZEL_WINE_OUTPUT=$work/server.txt timeout 120 "$root/cmake/wine-run" "$prefix/bin/zel-server.exe" \
+        --request-dir "Z:$work/wine-requests" --output-dir "Z:$work/wine-output" \
+        --components "Z:$work/build/plugin-hello" >/dev/null 2>&1 </dev/null &
+    wait_for "zel-server: ready" "$work/server.txt"
+    cp "$root/examples/plugin-hello/hello.drq" "$work/home/"
+    cp "$work/build/client/client.exe" "$prefix/bin/"
+    logged wine-client env ZEL_WINE_OUTPUT="$work/wine-client.txt" timeout 60 "$root/cmake/wine-run" \
+        "$prefix/bin/client.exe" "Z:$work/wine-requests" "Z:$work/wine-output" "Z:$work/home/hello.drq" "Z:$work/home/wine.xml"
+    grep -qF '<Greeting>Hello, Ada</Greeting>' "$work/home/wine.xml" || stop "not the response: $(cat "$work/home/wine.xml")"
+}
+
+try_native
+if [[ -e $mingw/bin/ZEL_Processor.dll ]]; then
+    try_windows
+else
+    echo "not tried for Windows: there is no $mingw"
+fi
