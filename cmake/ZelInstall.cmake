@@ -150,15 +150,27 @@ foreach(section IN ITEMS 1 8)
     install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}" COMPONENT tools)
 endforeach()
 
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/zel.bash"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME zel COMPONENT tools)
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/_zel"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" COMPONENT tools)
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/zel.fish"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT tools)
-
-# What names full paths is written when it is installed: only then is the prefix known for good.
 if(NOT WIN32)
+    install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/zel.bash"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME zel COMPONENT tools)
+    install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/_zel"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" COMPONENT tools)
+    install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/zel.fish"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT tools)
+
+    # The completions for one program serve its siblings: bash and fish look for a file of the program's own name.
+    foreach(program IN ITEMS zel-server zel-regsvr)
+        install(CODE "
+            foreach(link IN ITEMS bash-completion/completions/${program} fish/vendor_completions.d/${program}.fish)
+                string(REPLACE \"${program}\" zel target \"\${link}\")
+                cmake_path(GET target FILENAME target)
+                set(path \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/\${link}\")
+                file(CREATE_LINK \"\${target}\" \"\${path}\" SYMBOLIC)
+            endforeach()"
+            COMPONENT tools)
+    endforeach()
+
+    # What names full paths is written when it is installed: only then is the prefix known for good.
     foreach(component IN ITEMS tools plugin-datastore)
         install(CODE "
             set(zel_component ${component})
@@ -171,15 +183,3 @@ if(NOT WIN32)
             COMPONENT ${component})
     endforeach()
 endif()
-
-# The completions for one program serve its siblings: bash and fish look for a file of the program's own name.
-foreach(program IN ITEMS zel-server zel-regsvr)
-    install(CODE "
-        foreach(link IN ITEMS bash-completion/completions/${program} fish/vendor_completions.d/${program}.fish)
-            string(REPLACE \"${program}\" zel target \"\${link}\")
-            cmake_path(GET target FILENAME target)
-            set(path \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/\${link}\")
-            file(CREATE_LINK \"\${target}\" \"\${path}\" SYMBOLIC)
-        endforeach()"
-        COMPONENT tools)
-endforeach()

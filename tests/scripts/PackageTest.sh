@@ -1,7 +1,7 @@
 #!/bin/bash
 # The packages, made from what is built already, installed into a root of their own and tried there: server, client and
 # plug-in work together, and the system's tools accept what they bring. The Windows zip likewise, under Wine, when
-# build/mingw is there. Maintainer scripts are not run: they are for a system that runs.
+# build/mingw is there.
 set -euo pipefail
 
 root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -145,6 +145,60 @@ try_programs() { # root folder
     ((code == 0)) || complain "the server's exit code is $code"
 }
 
+# As on a user's machine, on a copy of this one that is thrown away: the package manager runs everything, the server runs
+# as its own user with the rights that the unit gives it, and a member of its group sends it a request.
+real_installation() { # inside the copy; folder with packages, data and request
+    dpkg -i "$1"/packages/*.deb
+    cp "$1"/data/*.sqlite /var/lib/zel-processor/data/
+    chgrp zel /var/lib/zel-processor/data/*
+    useradd -m -G zel zel-test-client
+    cd /var/lib/zel-processor
+    local line
+    mkfifo "$1/real-ready"
+    ZEL_DATA_DIR=$PWD/data setpriv --reuid zel --regid zel --init-groups --bounding-set -all,+lease --inh-caps +lease \
+        --ambient-caps +lease sh -c 'umask 0007; exec zel-server --request-dir requests --output-dir output' \
+        >"$1/real-ready" </dev/null &
+    IFS= read -r -t 60 line <"$1/real-ready"
+    [[ $line == "zel-server: ready" ]]
+    setpriv --reuid zel-test-client --regid zel-test-client --init-groups timeout 60 \
+        zel send "$1/query.drq" -o /home/zel-test-client --request-dir requests --output-dir output
+    grep 1707 /home/zel-test-client/query.drq
+    kill -TERM %1
+    wait %1
+    dpkg -P zel-plugin-datastore zel-tools libzel-processor-dev libzel-processor0
+    [[ ! -e /etc/zel-processor && ! -e /etc/default/zel-server && ! -e /usr/bin/zel ]]
+    echo "installed, tried and removed"
+}
+
+check_real_installation() {
+    if [[ $(id -u) != 0 ]]; then
+        echo "maintainer scripts were not run: that takes root"
+        return
+    fi
+    mkdir -p "$work/system" "$work/moved"
+    cp -r "$work/packages" "$work/data" "$work/query.drq" "$work/moved/"
+    rm -rf "$work/moved/packages/_CPack_Packages"
+    chmod -R a+rX "$work/moved"
+    local code=0
+    # shellcheck disable=SC2016 # expanded by the inner shell
+    unshare -m bash -euc '
+        mount -t tmpfs tmpfs "$1/system"
+        cd "$1/system"
+        mkdir upper work root
+        mount -t overlay overlay -o lowerdir=/,upperdir=upper,workdir=work root || exit 77
+        mount --bind /dev root/dev
+        mount --bind /proc root/proc
+        cp -r "$1/moved" root/srv/zel-test
+        exec chroot root bash -euo pipefail -c "$2; real_installation /srv/zel-test"' \
+        _ "$work" "$(declare -f real_installation)" >"$work/real.log" 2>&1 </dev/null || code=$?
+    if ((code == 77)); then
+        echo "maintainer scripts were not run: this system can't be copied for it"
+    elif ((code != 0)) || ! grep -q '^installed, tried and removed$' "$work/real.log"; then
+        tail -n 40 "$work/real.log"
+        complain "the packages fail when the package manager installs them, exit code $code"
+    fi
+}
+
 check_debian() {
     logged pack cpack --config "$build/CPackConfig.cmake" -B "$work/packages"
     check_control
@@ -152,6 +206,7 @@ check_debian() {
     install_packages "$work/root"
     check_files "$work/root"
     try_programs "$work/root"
+    check_real_installation
 }
 
 # A Windows program of the zip, with nothing of the build folder within reach.
