@@ -1,6 +1,7 @@
 #include "framework/DefaultHost.h"
 
 #include "framework/CrashReportWriter.h"
+#include "framework/Language.h"
 #include "framework/Log.h"
 #include "framework/LogRegistry.h"
 #include "framework/NeverDestroyed.h"
@@ -14,7 +15,6 @@
 namespace {
 
 constexpr char kLoggerName[] = "ZelProcessor";
-constexpr char kTextModule[] = "ZEL_Processor";
 /// The bits of a message style that choose its icon.
 constexpr unsigned kIconMask = 0xF0;
 
@@ -37,15 +37,6 @@ std::wstring AnswerName(int answer)
     }
 }
 
-/// True for the first complaint about an identifier in this process.
-bool IsFirstComplaint(unsigned id)
-{
-    static CNeverDestroyed<std::mutex> lock;
-    static CNeverDestroyed<std::set<unsigned>> complained;
-    const std::lock_guard guard(lock.Get());
-    return complained.Get().insert(id).second;
-}
-
 std::wstring DescribeTextId(unsigned id, const char* codeName)
 {
     std::wstring text = std::to_wstring(id);
@@ -54,18 +45,32 @@ std::wstring DescribeTextId(unsigned id, const char* codeName)
     return text;
 }
 
-void ComplainOnce(IWQ_Host& host, unsigned id, const std::wstring& text)
+/// Whose texts count on this thread: a module without a table of its own uses the system's.
+std::string TextModule()
 {
-    if (IsFirstComplaint(id))
-        Brel::Log::Write(*host.GetLogger(kLoggerName), Brel::Log::eLogLevel_Error, ZEL_SOURCE_LOCATION, text);
+    std::string module = CWQ_SetResource::Current();
+    return CTextTable::Languages(module).empty() ? CTextTable::kSystemModule : module;
 }
 
-/// A module without a table of its own uses the system's.
-const STextEntry* FindText(unsigned id)
+/// True for the first complaint about an identifier in this process.
+bool IsFirstComplaint(const std::string& module, unsigned id)
 {
-    if (const CTextTable* const table = CTextTable::Find(CWQ_SetResource::Current()))
-        return table->FindEntry(id);
-    return CTextTable::Find(kTextModule)->FindEntry(id);
+    static CNeverDestroyed<std::mutex> lock;
+    static CNeverDestroyed<std::set<std::pair<std::string, unsigned>>> complained;
+    const std::lock_guard guard(lock.Get());
+    return complained.Get().emplace(module, id).second;
+}
+
+void ComplainOnce(IWQ_Host& host, const std::string& module, unsigned id, const std::wstring& text)
+{
+    if (IsFirstComplaint(module, id))
+        Brel::Log::Write(*host.GetLogger(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION, text);
+}
+
+const STextEntry* FindText(const std::string& module, std::string_view language, unsigned id)
+{
+    const CTextTable* const table = CTextTable::Find(module, language);
+    return table != nullptr ? table->FindEntry(id) : nullptr;
 }
 
 } // namespace
@@ -100,14 +105,24 @@ int CWQ_DefaultHost::AskMessage(const std::wstring& text, unsigned style, int de
 
 std::wstring CWQ_DefaultHost::GetText(unsigned id, const char* codeName)
 {
-    const STextEntry* const entry = FindText(id);
+    const std::string module = TextModule();
+    const std::string language = platform::ToUtf8(WQ_FindLanguage());
+    const STextEntry* entry = FindText(module, language, id);
     if (entry == nullptr) {
-        std::wstring text = L"Text " + DescribeTextId(id, codeName) + L" is missing.";
-        ComplainOnce(*this, id, text);
-        return text;
+        const bool hasLanguage = CTextTable::Find(module, language) != nullptr;
+        std::wstring text = L"Text " + DescribeTextId(id, codeName) + L" is missing";
+        entry = FindText(module, CTextTable::kFallbackLanguage, id);
+        if (entry == nullptr) {
+            text += L".";
+            ComplainOnce(*this, module, id, text);
+            return text;
+        }
+        // A module without the language at all is no fault of its texts.
+        if (hasLanguage)
+            ComplainOnce(*this, module, id, text + L" in the language '" + platform::FromUtf8(language) + L"'.");
     }
     if (codeName != nullptr && entry->codeName != codeName)
-        ComplainOnce(*this, id,
+        ComplainOnce(*this, module, id,
                      L"Text " + DescribeTextId(id, codeName) + L" is known by another name: '" +
                          platform::FromUtf8(entry->codeName) + L"'.");
     return entry->text;

@@ -22,8 +22,9 @@ public:
     /// One line with the question and the answer taken. Never waits; always defaultAnswer.
     int AskMessage(const std::wstring& text, unsigned style, int defaultAnswer, unsigned flags) override;
 
-    /// The English text. An identifier without one gives a text that names it, and one line of level error per
-    /// identifier; so does a code name that belongs to another identifier, with the identifier's text.
+    /// The text in the language of this process (framework/Language.h), or in English where that language has none. An
+    /// identifier without a text gives one that names it. The first time that an identifier has no text, none in its
+    /// language, or another code name than the given one, a line of level warning tells so.
     std::wstring GetText(unsigned id, const char* codeName) override;
 
     /// See framework/LogOptions.h.

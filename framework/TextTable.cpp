@@ -1,10 +1,14 @@
 #include "framework/TextTable.h"
 
-#include "framework/EmbeddedTexts.h"
 #include "framework/NeverDestroyed.h"
+#include "framework/Services.h"
 #include "platform/Text.h"
 
+#include "SystemTexts.h"
+
 #include <charconv>
+#include <mutex>
+#include <optional>
 
 namespace {
 
@@ -27,6 +31,61 @@ std::string Unescape(std::string_view text)
         }
     }
     return result;
+}
+
+/// All tables of the process.
+class CTextTables {
+public:
+    CTextTables() { Add(SystemTexts::kModule); }
+
+    void Add(const STextModule& module)
+    {
+        const std::lock_guard lock(m_cs);
+        std::map<std::string, SLanguage, std::less<>>& languages = m_modules[module.name];
+        for (const STextResource& resource : module.languages)
+            languages.try_emplace(std::string(resource.language), SLanguage{resource.bytes, std::nullopt});
+    }
+
+    const CTextTable* Find(std::string_view moduleName, std::string_view language)
+    {
+        const std::lock_guard lock(m_cs);
+        const auto module = m_modules.find(moduleName);
+        if (module == m_modules.end())
+            return nullptr;
+        const auto found = module->second.find(language);
+        if (found == module->second.end())
+            return nullptr;
+        SLanguage& texts = found->second;
+        if (!texts.table)
+            texts.table.emplace(texts.bytes);
+        return &*texts.table;
+    }
+
+    std::vector<std::string> Languages(std::string_view moduleName)
+    {
+        const std::lock_guard lock(m_cs);
+        std::vector<std::string> names;
+        if (const auto module = m_modules.find(moduleName); module != m_modules.end()) {
+            for (const auto& [name, texts] : module->second)
+                names.push_back(name);
+        }
+        return names;
+    }
+
+private:
+    struct SLanguage {
+        std::string_view bytes;
+        std::optional<CTextTable> table; ///< once it was asked for
+    };
+
+    std::mutex m_cs;
+    std::map<std::string, std::map<std::string, SLanguage, std::less<>>, std::less<>> m_modules; ///< guarded by m_cs
+};
+
+CTextTables& Tables()
+{
+    static CNeverDestroyed<CTextTables> tables;
+    return tables.Get();
 }
 
 } // namespace
@@ -66,10 +125,24 @@ const STextEntry* CTextTable::FindEntry(unsigned id) const
     return found == m_entries.end() ? nullptr : &found->second;
 }
 
-const CTextTable* CTextTable::Find(std::string_view moduleName)
+void CTextTable::Register(const STextModule& module)
 {
-    if (moduleName != "ZEL_Processor")
-        return nullptr;
-    static CNeverDestroyed<CTextTable> table(EmbeddedTexts());
-    return &table.Get();
+    Tables().Add(module);
+}
+
+const CTextTable* CTextTable::Find(std::string_view moduleName, std::string_view language)
+{
+    return Tables().Find(moduleName, language);
+}
+
+std::vector<std::string> CTextTable::Languages(std::string_view moduleName)
+{
+    return Tables().Languages(moduleName);
+}
+
+std::wstring WQ_ModuleText(const STextCode& code, const std::vector<std::wstring>& arguments)
+{
+    CTextTable::Register(*code.module);
+    const CWQ_SetResource resource(code.module->name);
+    return FormatText(RootApp_RSC_CStr(code.id, code.name), arguments);
 }

@@ -79,7 +79,7 @@ TEST(DefaultHostTest, AMissingTextNamesItselfAndIsLoggedOnce)
     EXPECT_EQ(host.GetText(9001, "IDS_NO_SUCH"), L"Text IDS_NO_SUCH (9001) is missing.");
     EXPECT_EQ(host.GetText(9002, nullptr), L"Text 9002 is missing.");
     ASSERT_EQ(host.m_lines.size(), 2U);
-    EXPECT_EQ(host.m_lines[0].level, Brel::Log::eLogLevel_Error);
+    EXPECT_EQ(host.m_lines[0].level, Brel::Log::eLogLevel_Warning);
     EXPECT_EQ(host.m_lines[0].text, L"Text IDS_NO_SUCH (9001) is missing.");
 }
 

@@ -2,6 +2,9 @@
 
 #include "framework/Services.h"
 #include "tests/support/RecordingHost.h"
+#include "tests/support/TextTables.h"
+
+#include "SystemTexts.h"
 
 #include <gtest/gtest.h>
 
@@ -117,11 +120,36 @@ TEST(TextTableTest, LeavesOutLinesOfAnotherShape)
     EXPECT_EQ(table.FindEntry(0), nullptr);
 }
 
-TEST(TextTableTest, OnlyTheSystemsModuleHasABuiltInTable)
+TEST(TextTableTest, OnlyTheSystemsModuleIsKnownFromTheStart)
 {
-    EXPECT_NE(CTextTable::Find("ZEL_Processor"), nullptr);
-    EXPECT_EQ(CTextTable::Find("Other"), nullptr);
-    EXPECT_EQ(CTextTable::Find(""), nullptr);
+    EXPECT_NE(CTextTable::Find("ZEL_Processor", "en"), nullptr);
+    EXPECT_EQ(CTextTable::Find("ZEL_Processor", "cs"), nullptr);
+    EXPECT_EQ(CTextTable::Find("Other", "en"), nullptr);
+    EXPECT_EQ(CTextTable::Find("", "en"), nullptr);
+    EXPECT_TRUE(CTextTable::Languages("Other").empty());
+}
+
+TEST(TextTableTest, AModuleIsKnownOnceItIsRegistered)
+{
+    static constexpr char text[] = "1\tIDS_A\ta\n";
+    static constexpr STextResource first[] = {{"en", {text, sizeof text - 1}}};
+    CTextTable::Register({"TextTableTest", first});
+    ASSERT_NE(CTextTable::Find("TextTableTest", "en"), nullptr);
+    const CTextTable* const table = CTextTable::Find("TextTableTest", "en");
+    CTextTable::Register({"TextTableTest", first});
+    EXPECT_EQ(CTextTable::Find("TextTableTest", "en"), table);
+    EXPECT_EQ(table->FindEntry(1)->text, L"a");
+}
+
+TEST(TextTableTest, TheSystemsLanguagesFitTogether)
+{
+    ExpectLanguagesFit(SystemTexts::kModule);
+}
+
+TEST(TextTableTest, PlaceholdersAreFoundInTheirOrder)
+{
+    EXPECT_EQ(PlaceholdersOf(L"a %s b %ld 5 %% %"), (std::vector<std::wstring>{L"%s", L"%ld", L"%%"}));
+    EXPECT_TRUE(PlaceholdersOf(L"none").empty());
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "platform/Module.h"
 #include "tests/support/ChildProcess.h"
 
 #include <gtest/gtest.h>
@@ -24,6 +25,8 @@ int main(int argc, char** argv)
 {
     if (const auto exitCode = testsupport::RunAsChild(platform::ProgramArguments(argc, argv)))
         return *exitCode;
+    // English whatever the machine speaks, here and in the programs that are started.
+    platform::SetEnvironment(L"LANGUAGE", L"en");
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
