@@ -4,6 +4,8 @@
 #include "platform/Process.h"
 #include "platform/Text.h"
 
+#include "CommonTexts.h"
+
 #include <algorithm>
 
 namespace {
@@ -34,15 +36,46 @@ std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstrin
         platform::WriteConsoleText(platform::eStream_Output, platform::FromUtf8(version.what()) + L"\n");
         return eExitCode_Done;
     } catch (const CLI::ParseError& error) {
-        PrintError(platform::FromUtf8(app.get_name()),
-                   platform::FromUtf8(error.what()) + L"\nRun with --help for more information.");
+        PrintUsageError(platform::FromUtf8(app.get_name()), platform::FromUtf8(error.what()));
         return eExitCode_Usage;
     }
+}
+
+void DefineCommonParts(CLI::App& app)
+{
+    const std::shared_ptr<CLI::FormatterBase> formatter = app.get_formatter();
+    for (const auto& [word, code] :
+         {std::pair("Usage", &CommonTexts::IDS_HELP_USAGE), std::pair("OPTIONS", &CommonTexts::IDS_HELP_OPTIONS_WORD),
+          std::pair("SUBCOMMAND", &CommonTexts::IDS_HELP_SUBCOMMAND_WORD),
+          std::pair("REQUIRED", &CommonTexts::IDS_HELP_REQUIRED_WORD),
+          std::pair("Positionals", &CommonTexts::IDS_HELP_POSITIONALS)})
+        formatter->label(word, HelpText(*code));
+    app.option_defaults()->group(HelpText(CommonTexts::IDS_HELP_OPTIONS));
+    app.group(HelpText(CommonTexts::IDS_HELP_SUBCOMMANDS)); // that of its commands; it is in none itself
+    app.set_help_flag("-h,--help", HelpText(CommonTexts::IDS_HELP_HELP));
+    app.set_version_flag("--version", app.get_name() + " " ZEL_VERSION, HelpText(CommonTexts::IDS_HELP_VERSION));
+}
+
+CLI::App& AddCommand(CLI::App& app, const char* name, const STextCode& description)
+{
+    CLI::App& command = *app.add_subcommand(name, HelpText(description));
+    command.get_help_ptr()->group(HelpText(CommonTexts::IDS_HELP_OPTIONS)); // made before the defaults are inherited
+    return command;
+}
+
+std::string HelpText(const STextCode& code)
+{
+    return platform::ToUtf8(WQ_ModuleText(code));
 }
 
 void PrintError(const std::wstring& program, const std::wstring& text)
 {
     platform::WriteConsoleText(platform::eStream_Error, program + L": " + text + L"\n");
+}
+
+void PrintUsageError(const std::wstring& program, const std::wstring& text)
+{
+    PrintError(program, text + L"\n" + WQ_ModuleText(CommonTexts::IDS_USAGE_HINT));
 }
 
 std::vector<std::wstring> ToWide(const std::vector<std::string>& texts)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "framework/TextModule.h"
+
 #include <CLI/CLI.hpp>
 
 #include <optional>
@@ -10,8 +12,20 @@
 /// standard output with code 0, a mistake to standard error with code 2.
 [[nodiscard]] std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstring>& arguments);
 
+/// What all programs have: the words of the help in the user's language, -h, --help and --version. What the parser
+/// itself says about mistakes stays English. Before other options and commands are added, which inherit it.
+void DefineCommonParts(CLI::App& app);
+
+/// A command of a program. It has the common parts, and the footer of the program.
+CLI::App& AddCommand(CLI::App& app, const char* name, const STextCode& description);
+
+/// A text of the help as the parser wants it.
+[[nodiscard]] std::string HelpText(const STextCode& code);
+
 /// "program: text" and a line end on standard error.
 void PrintError(const std::wstring& program, const std::wstring& text);
+/// The same for a mistake in the arguments, with a line that names the help.
+void PrintUsageError(const std::wstring& program, const std::wstring& text);
 
 /// Texts of options, which the parser holds as UTF-8, as the library wants them. File names that are not valid UTF-8
 /// survive.

@@ -2,13 +2,27 @@
 
 #include "platform/Text.h"
 
+#include "CommonTexts.h"
+
 #include <chrono>
 #include <fmt/format.h>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace {
 
-constexpr std::wstring_view kStatusPrefix = L"eRequestStatus_";
+/// The words for the statuses, from eRequestStatus_NotIntialized on.
+constexpr const STextCode* kStatusWords[] = {
+    &CommonTexts::IDS_STATE_UNKNOWN,      &CommonTexts::IDS_STATE_CLIENT_ERROR,
+    &CommonTexts::IDS_STATE_SERVER_ERROR, &CommonTexts::IDS_STATE_SERVER_TIMEOUT,
+    &CommonTexts::IDS_STATE_SENT,         &CommonTexts::IDS_STATE_NOT_REQUESTED,
+    &CommonTexts::IDS_STATE_WAITING,      &CommonTexts::IDS_STATE_PROCESSING_STARTED,
+    &CommonTexts::IDS_STATE_PARSING,      &CommonTexts::IDS_STATE_CALCULATING,
+    &CommonTexts::IDS_STATE_GETTING_DATA, &CommonTexts::IDS_STATE_PREPARING_RESPONSE,
+    &CommonTexts::IDS_STATE_CANCELED,     &CommonTexts::IDS_STATE_PAUSED,
+    &CommonTexts::IDS_STATE_DONE,
+};
+static_assert(std::size(kStatusWords) == eRequestStatus_Last - eRequestStatus_NotIntialized);
 
 std::string ToIsoTime(std::int64_t seconds)
 {
@@ -67,7 +81,7 @@ std::wstring ToJson(const SRequestState& state)
 
 std::wstring ToText(const SRequestState& state)
 {
-    std::wstring text = OneLine(state.name) + L": " + ShortStatusName(state.status);
+    std::wstring text = OneLine(state.name) + L": " + StatusWord(state.status);
     if (state.percent)
         text += L" " + std::to_wstring(*state.percent) + L" %";
     if (!state.comment.empty())
@@ -75,10 +89,11 @@ std::wstring ToText(const SRequestState& state)
     return text;
 }
 
-std::wstring ShortStatusName(eZelProcRequestStatus status)
+std::wstring StatusWord(eZelProcRequestStatus status)
 {
-    const std::wstring name = EnumToName(status, GetRequestStatusNames());
-    return name.starts_with(kStatusPrefix) ? name.substr(kStatusPrefix.size()) : name;
+    if (status < eRequestStatus_NotIntialized || status >= eRequestStatus_Last)
+        return EnumToName(status, GetRequestStatusNames());
+    return WQ_ModuleText(*kStatusWords[status - eRequestStatus_NotIntialized]);
 }
 
 std::wstring OneLine(std::wstring text)

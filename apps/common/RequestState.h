@@ -27,11 +27,12 @@ struct SRequestState {
 /// place of what is not.
 [[nodiscard]] std::wstring ToJson(const SRequestState& state);
 
-/// The state for people, on one line: "name: Calculating 42 % comment".
+/// The state for people, on one line: "name: Calculating 42 % comment", in the user's language.
 [[nodiscard]] std::wstring ToText(const SRequestState& state);
 
-/// The status for people: its name without the prefix that all of them have.
-[[nodiscard]] std::wstring ShortStatusName(eZelProcRequestStatus status);
+/// The status for people, in a word of their language; in English it is the status name without its prefix. Programs
+/// read the status itself, in JSON.
+[[nodiscard]] std::wstring StatusWord(eZelProcRequestStatus status);
 
 /// A text without line ends and control characters, which could move a terminal's cursor.
 [[nodiscard]] std::wstring OneLine(std::wstring text);

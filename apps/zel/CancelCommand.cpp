@@ -21,9 +21,9 @@ eExitCode CCancelCommand::Steer(const STarget& target)
     const std::wstring& name = target.state.name;
     // A server that does not find the name in its queue cancels whatever runs: it must not be asked for others.
     if (CZelRequestWatch::IsFinal(target.state.status))
-        return Refuse(target, EndedText(target.state.status));
+        return RefuseEnded(target);
     if (target.state.status == eRequestStatus_Paused)
-        return Refuse(target, L"is paused: resume it first");
+        return Refuse(target, ToolTexts::IDS_IS_PAUSED);
     if (!WaitUntilTaken(target))
         return Fail(target, eRequestStatus_ServerTimeout);
     const eZelProcRequestStatus answer = target.client.CancelRequest(name);
@@ -40,7 +40,7 @@ eExitCode CCancelCommand::Steer(const STarget& target)
         after.comment.clear();
     }
     Tell(target, after,
-         CZelRequestWatch::IsFinal(after.status) ? ShortStatusName(after.status) : L"will end when its task looks");
+         CZelRequestWatch::IsFinal(after.status) ? StatusWord(after.status) : WQ_ModuleText(ToolTexts::IDS_WILL_END));
     return eExitCode_Done;
 }
 

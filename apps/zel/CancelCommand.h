@@ -6,7 +6,7 @@
 class CCancelCommand : public CSteerCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "cancel"; }
-    [[nodiscard]] const char* Description() const override { return "Cancel requests that wait or run"; }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_CANCEL; }
 
 protected:
     [[nodiscard]] eExitCode Steer(const STarget& target) override;

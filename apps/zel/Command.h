@@ -2,6 +2,8 @@
 
 #include "apps/zel/ToolSession.h"
 
+#include "ToolTexts.h"
+
 /// One command of the tool. A command defines its options and arguments on a parser of its own, and runs when it was
 /// chosen.
 class ICommand {
@@ -11,7 +13,7 @@ public:
     ICommand& operator=(const ICommand&) = delete;
 
     [[nodiscard]] virtual const char* Name() const = 0;
-    [[nodiscard]] virtual const char* Description() const = 0;
+    [[nodiscard]] virtual const STextCode& Description() const = 0;
     virtual void Define(CLI::App& app) = 0;
     /// Checks what the parser can't. False after a message: usage. Called before Run, without a session.
     [[nodiscard]] virtual bool Check() { return true; }

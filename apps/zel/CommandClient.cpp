@@ -1,5 +1,7 @@
 #include "apps/zel/CommandClient.h"
 
+#include "CommonTexts.h"
+
 CCommandClient::CCommandClient(const SToolOptions& options)
     : m_folder(options.clientDir.empty() ? options.requestDir : options.clientDir),
       m_pClient(std::make_unique<CZelProcessorClient>())
@@ -12,7 +14,7 @@ CCommandClient::~CCommandClient() = default;
 bool CCommandClient::Open(std::wstring& error)
 {
     if (!m_com.IsReady()) {
-        error = L"COM could not be initialised";
+        error = WQ_ModuleText(CommonTexts::IDS_COM_NOT_READY);
         return false;
     }
     return m_folder.Make(error);

@@ -41,7 +41,7 @@ bool CheckRequestNames(const std::vector<std::wstring>& names)
 {
     for (const std::wstring& name : names) {
         if (name.empty() || name == L"." || name == L"..") {
-            PrintError(L"zel", L"'" + name + L"' is not the name of a request\nRun with --help for more information.");
+            PrintUsageError(L"zel", WQ_ModuleText(ToolTexts::IDS_NO_REQUEST_NAME, {name}));
             return false;
         }
     }

@@ -2,6 +2,8 @@
 
 #include "platform/Os.h"
 
+#include "ToolTexts.h"
+
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -11,9 +13,9 @@ namespace {
 constexpr std::size_t kChunk = 256 * 1024;
 constexpr std::chrono::nanoseconds kRemovePatience = 2s;
 
-std::wstring Reason(const std::wstring& path, const wchar_t* what, platform::eOsError error)
+std::wstring Reason(const STextCode& code, const std::wstring& path, platform::eOsError error)
 {
-    return L"'" + path + L"' cannot be " + what + L": " + platform::OsErrorText(error);
+    return WQ_ModuleText(code, {path, platform::OsErrorText(error)});
 }
 
 bool CopyChunks(platform::IFile& source, const std::wstring& from, platform::IFile& target, const std::wstring& to,
@@ -24,7 +26,7 @@ bool CopyChunks(platform::IFile& source, const std::wstring& from, platform::IFi
         std::size_t read = 0;
         platform::eOsError result = source.Read(buffer, read);
         if (!platform::Succeeded(result)) {
-            error = Reason(from, L"read", result);
+            error = Reason(ToolTexts::IDS_CANNOT_BE_READ, from, result);
             return false;
         }
         const bool isEnd = read == 0;
@@ -33,7 +35,7 @@ bool CopyChunks(platform::IFile& source, const std::wstring& from, platform::IFi
         else
             result = target.Write(std::span(buffer).first(read));
         if (!platform::Succeeded(result)) {
-            error = Reason(to, L"written", result);
+            error = Reason(ToolTexts::IDS_CANNOT_BE_WRITTEN, to, result);
             return false;
         }
         if (isEnd)
@@ -48,22 +50,22 @@ bool CopyContent(const std::wstring& from, const std::wstring& to, std::wstring&
     std::unique_ptr<platform::IFile> source;
     std::unique_ptr<platform::IFile> target;
     if (platform::DirectoryExists(from)) {
-        error = L"'" + from + L"' is a directory";
+        error = WQ_ModuleText(ToolTexts::IDS_IS_A_DIRECTORY, {from});
         return false;
     }
     platform::eOsError result = platform::Files().Open(from, platform::eOpenMode_ReadShared, source);
     if (!platform::Succeeded(result)) {
-        error = Reason(from, L"read", result);
+        error = Reason(ToolTexts::IDS_CANNOT_BE_READ, from, result);
         return false;
     }
     result = platform::Files().Open(to, platform::eOpenMode_WriteExclusive, target);
     if (!platform::Succeeded(result)) {
-        error = Reason(to, L"created", result);
+        error = Reason(ToolTexts::IDS_CANNOT_BE_CREATED, to, result);
         return false;
     }
     bool isCopied = CopyChunks(*source, from, *target, to, error);
     if (result = target->Close(); isCopied && !platform::Succeeded(result)) {
-        error = Reason(to, L"written", result);
+        error = Reason(ToolTexts::IDS_CANNOT_BE_WRITTEN, to, result);
         isCopied = false;
     }
     target.reset();

@@ -2,6 +2,8 @@
 
 #include "platform/Os.h"
 
+#include "ToolTexts.h"
+
 #include <algorithm>
 #include <optional>
 
@@ -63,7 +65,6 @@ milliseconds CFollower::Left() const
 eExitCode CFollower::ReportEnd(eFollowEnd end, const std::wstring& name)
 {
     const bool isTimeout = end == eFollowEnd_TimedOut;
-    PrintError(L"zel", std::wstring(isTimeout ? L"the time is over" : L"interrupted") + L"; the request '" + name +
-                           L"' goes on");
+    PrintError(L"zel", WQ_ModuleText(isTimeout ? ToolTexts::IDS_TIME_IS_OVER : ToolTexts::IDS_INTERRUPTED, {name}));
     return isTimeout ? eExitCode_Timeout : eExitCode_Interrupted;
 }

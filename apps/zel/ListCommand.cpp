@@ -29,7 +29,7 @@ bool CListCommand::AddNames(const std::wstring& directory, std::set<std::wstring
     std::vector<platform::SDirectoryEntry> entries;
     const platform::eOsError error = platform::Files().List(directory, entries);
     if (!platform::Succeeded(error) && !platform::IsAbsent(error)) {
-        PrintError(L"zel", L"'" + directory + L"' cannot be read: " + platform::OsErrorText(error));
+        PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_READ, {directory, platform::OsErrorText(error)}));
         return false;
     }
     for (const platform::SDirectoryEntry& entry : entries) {

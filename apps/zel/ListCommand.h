@@ -8,10 +8,7 @@
 class CListCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "list"; }
-    [[nodiscard]] const char* Description() const override
-    {
-        return "List the requests that wait, run or ended and were not received";
-    }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_LIST; }
     void Define(CLI::App& app) override;
     [[nodiscard]] int Run(CToolSession& session) override;
 

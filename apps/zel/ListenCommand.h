@@ -6,10 +6,7 @@
 class CListenCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "listen"; }
-    [[nodiscard]] const char* Description() const override
-    {
-        return "Tell of changes in the server's data until Ctrl-C";
-    }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_LISTEN; }
     void Define(CLI::App& app) override;
     [[nodiscard]] int Run(CToolSession& session) override;
 };

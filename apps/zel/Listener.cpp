@@ -5,6 +5,8 @@
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
 
+#include "ToolTexts.h"
+
 #include <chrono>
 
 using namespace std::chrono_literals;
@@ -42,13 +44,12 @@ eExitCode CListener::Register()
     if (!m_client.Client().ListenDsEvents()) {
         // Only a server that does not answer takes so long.
         const bool isTimeout = platform::Clock().Steady() - start >= kServerPatience;
-        PrintError(L"zel", isTimeout ? L"the server did not answer, so nothing can be heard"
-                                     : L"the server did not register this listener");
+        PrintError(L"zel", WQ_ModuleText(isTimeout ? ToolTexts::IDS_CANNOT_HEAR : ToolTexts::IDS_NOT_REGISTERED));
         return isTimeout ? eExitCode_ServerTimeout : eExitCode_ServerError;
     }
     m_strEventsFile = m_client.Client().GetDsEventsFileFullPath();
     if (!m_session.Options().quiet)
-        platform::WriteConsoleText(platform::eStream_Error, L"listening\n");
+        platform::WriteConsoleText(platform::eStream_Error, WQ_ModuleText(ToolTexts::IDS_LISTENING) + L"\n");
     return eExitCode_Done;
 }
 
@@ -58,7 +59,7 @@ eExitCode CListener::Listen()
     m_client.End();
     if (code != eExitCode_Done || !platform::PathExists(m_strEventsFile))
         return code;
-    PrintError(L"zel", L"the server did not answer, so the registration stays until its next start");
+    PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_STAYS));
     return eExitCode_ServerTimeout;
 }
 
@@ -72,12 +73,12 @@ eExitCode CListener::TellUntilStopped()
         if (!isChanged && failures == 0)
             continue;
         if (IsRegistrationGone()) {
-            PrintError(L"zel", L"the registration is gone: the server was started anew; listen again");
+            PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_GONE));
             return eExitCode_ServerError;
         }
         failures = TakeAll() ? 0 : failures + 1;
         if (failures > kMaxRetries) {
-            PrintError(L"zel", L"what the server tells cannot be read");
+            PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_HEARD));
             return eExitCode_ClientError;
         }
         if (failures != 0)

@@ -5,9 +5,9 @@
 eExitCode CPauseCommand::Steer(const STarget& target)
 {
     if (CZelRequestWatch::IsFinal(target.state.status))
-        return Refuse(target, EndedText(target.state.status));
+        return RefuseEnded(target);
     if (IsRunning(target.state.status))
-        return Refuse(target, L"runs already: only a request that waits can be paused");
+        return Refuse(target, ToolTexts::IDS_RUNS_ALREADY);
     return Toggle(target);
 }
 
@@ -17,6 +17,7 @@ eExitCode CPauseCommand::Toggle(const STarget& target)
     if (answer != eRequestStatus_Done)
         return Fail(target, answer);
     const SRequestState after = ReadState(target.client, target.state.name);
-    Tell(target, after, after.status == eRequestStatus_Paused ? L"paused" : L"resumed");
+    const bool isPaused = after.status == eRequestStatus_Paused;
+    Tell(target, after, WQ_ModuleText(isPaused ? ToolTexts::IDS_WORD_PAUSED : ToolTexts::IDS_WORD_RESUMED));
     return eExitCode_Done;
 }

@@ -6,10 +6,7 @@
 class CPauseCommand : public CSteerCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "pause"; }
-    [[nodiscard]] const char* Description() const override
-    {
-        return "Pause requests that wait; one that is paused goes on, before all others";
-    }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_PAUSE; }
 
 protected:
     [[nodiscard]] eExitCode Steer(const STarget& target) override;

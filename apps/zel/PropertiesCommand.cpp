@@ -25,19 +25,19 @@ std::wstring ValueToJson(const SPropertyValue& value)
 
 void CPropertiesCommand::Define(CLI::App& app)
 {
-    app.add_option("DATASOURCE", m_dataSource, "Data source of the server")->required()->type_name("");
-    app.add_option("PROPERTY", m_property, "Name of the property")->required()->type_name("");
-    app.add_option("--id", m_id, "The item with this id")->type_name("N");
-    app.add_option("--name", m_name, "The item with this name")->type_name("NAME");
-    app.add_flag("--first", m_bFirst, "The first item");
-    m_timeout.Define(app, "End with code 7 when there is no answer after this time");
+    app.add_option("DATASOURCE", m_dataSource, HelpText(ToolTexts::IDS_HELP_DATASOURCE))->required()->type_name("");
+    app.add_option("PROPERTY", m_property, HelpText(ToolTexts::IDS_HELP_PROPERTY))->required()->type_name("");
+    app.add_option("--id", m_id, HelpText(ToolTexts::IDS_HELP_ITEM_ID))->type_name("N");
+    app.add_option("--name", m_name, HelpText(ToolTexts::IDS_HELP_ITEM_NAME))->type_name("NAME");
+    app.add_flag("--first", m_bFirst, HelpText(ToolTexts::IDS_HELP_ITEM_FIRST));
+    m_timeout.Define(app, ToolTexts::IDS_HELP_PROPERTIES_TIMEOUT);
 }
 
 bool CPropertiesCommand::Check()
 {
     const int given = (m_id ? 1 : 0) + (m_name.empty() ? 0 : 1) + (m_bFirst ? 1 : 0);
     if (given != 1)
-        PrintError(L"zel", L"one of --id, --name and --first tells which item\nRun with --help for more information.");
+        PrintUsageError(L"zel", WQ_ModuleText(ToolTexts::IDS_ONE_ITEM));
     return given == 1;
 }
 
@@ -67,7 +67,7 @@ bool CPropertiesCommand::Send(CCommandClient& client, const std::wstring& name, 
         return false;
     if (client.Client().SendRequest(path) == eRequestStatus_Sent)
         return true;
-    error = L"the request could not be moved into the request directory";
+    error = WQ_ModuleText(ToolTexts::IDS_REQUEST_NOT_MOVED);
     return false;
 }
 
@@ -75,7 +75,7 @@ eExitCode CPropertiesCommand::Collect(CToolSession& session, CCommandClient& cli
 {
     CReceiver receiver(session);
     if (state.status != eRequestStatus_Done) {
-        PrintError(L"zel", state.comment.empty() ? ShortStatusName(state.status) : state.comment);
+        PrintError(L"zel", state.comment.empty() ? StatusWord(state.status) : state.comment);
         if (session.Options().json)
             session.Print(state);
         receiver.Forget(state);

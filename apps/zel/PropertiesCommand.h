@@ -10,7 +10,7 @@
 class CPropertiesCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "properties"; }
-    [[nodiscard]] const char* Description() const override { return "Ask a data source for one property of one item"; }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_PROPERTIES; }
     void Define(CLI::App& app) override;
     [[nodiscard]] bool Check() override;
     [[nodiscard]] int Run(CToolSession& session) override;

@@ -7,6 +7,8 @@
 #include "com/Variant.h"
 #include "platform/Text.h"
 
+#include "ToolTexts.h"
+
 namespace {
 
 /// Puts the name in the place of the id, which the library writes.
@@ -41,7 +43,7 @@ bool WritePropertiesRequest(const SPropertyQuestion& question, const std::wstrin
     ThrowIfFailed(root->appendChild(task.Get(), nullptr));
     if (document->save(CVariant(std::wstring_view(path)).Get()) == S_OK)
         return true;
-    error = L"'" + path + L"' cannot be written";
+    error = WQ_ModuleText(ToolTexts::IDS_REQUEST_CANNOT_BE_WRITTEN, {path});
     return false;
 }
 
@@ -56,7 +58,7 @@ bool ReadPropertiesResponse(const std::wstring& path, SPropertyValue& value, std
     if (!CXMLTools::ReadTask_Properties(document.Get(), action, value.dataSource, identification, value.item,
                                         value.property, value.value) ||
         !CXMLTools::GetNodeByName(document.Get(), L"Value", node.Put())) {
-        error = L"the response holds no value";
+        error = WQ_ModuleText(ToolTexts::IDS_NO_VALUE);
         return false;
     }
     value.isNamed = identification == eElementIdentification_Name;

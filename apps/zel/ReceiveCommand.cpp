@@ -7,10 +7,8 @@
 
 void CReceiveCommand::Define(CLI::App& app)
 {
-    app.add_option("NAME", m_given, "Name of the request")->required()->type_name("");
-    app.add_option("TARGET", m_target, "File for the response, replaced when it exists, or a directory")
-        ->required()
-        ->type_name("");
+    app.add_option("NAME", m_given, HelpText(ToolTexts::IDS_HELP_NAME))->required()->type_name("");
+    app.add_option("TARGET", m_target, HelpText(ToolTexts::IDS_HELP_TARGET))->required()->type_name("");
 }
 
 bool CReceiveCommand::Check()
@@ -40,6 +38,6 @@ int CReceiveCommand::Run(CToolSession& session)
         receiver.Forget(state);
         return ExitCodeOf(state.status);
     }
-    PrintError(L"zel", L"the request '" + m_strName + L"' has not ended yet");
+    PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_NOT_ENDED_YET, {m_strName}));
     return eExitCode_ClientError;
 }

@@ -6,7 +6,7 @@
 class CReceiveCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "receive"; }
-    [[nodiscard]] const char* Description() const override { return "Take the response of a request that has ended"; }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_RECEIVE; }
     void Define(CLI::App& app) override;
     [[nodiscard]] bool Check() override;
     [[nodiscard]] int Run(CToolSession& session) override;

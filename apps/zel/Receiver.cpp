@@ -4,6 +4,8 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 
+#include "ToolTexts.h"
+
 namespace {
 
 class CMutedHost {
@@ -33,7 +35,7 @@ bool CReceiver::Receive(const std::wstring& name, const std::wstring& target, st
             return true;
     }
     if (!platform::PathExists(m_session.OutputPath(name))) {
-        error = L"'" + name + L"' has no response";
+        error = WQ_ModuleText(ToolTexts::IDS_NO_RESPONSE, {name});
         return false;
     }
     return ReceiveByCopy(name, target, error);
@@ -50,7 +52,7 @@ bool CReceiver::ReceiveByCopy(const std::wstring& name, const std::wstring& targ
     const platform::eOsError moved =
         platform::Files().Move(partial, target, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);
     if (!platform::Succeeded(moved)) {
-        error = L"'" + target + L"' cannot be written: " + platform::OsErrorText(moved);
+        error = WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_WRITTEN, {target, platform::OsErrorText(moved)});
         static_cast<void>(platform::Files().Remove(partial));
         return false;
     }
@@ -70,5 +72,5 @@ void CReceiver::RemoveOrTell(const std::wstring& path)
 {
     const platform::eOsError error = RemoveWhenFree(path);
     if (!platform::Succeeded(error))
-        PrintError(L"zel", L"'" + path + L"' cannot be deleted: " + platform::OsErrorText(error));
+        PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_DELETED, {path, platform::OsErrorText(error)}));
 }

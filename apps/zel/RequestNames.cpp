@@ -3,6 +3,8 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 
+#include "ToolTexts.h"
+
 namespace {
 
 constexpr std::wstring_view kStatusExtension = L".status";
@@ -29,10 +31,10 @@ std::wstring RequestOfFile(const std::wstring& fileName)
 std::wstring WhyNoRequestName(const std::wstring& name)
 {
     if (!platform::IsPlainFileName(name))
-        return L"it is not a plain file name that every system can have";
+        return WQ_ModuleText(ToolTexts::IDS_NAME_IS_NOT_PLAIN);
     if (!IsRequestName(name))
-        return L"a server takes files ending in .drq or .xml only; --name gives the request another name";
+        return WQ_ModuleText(ToolTexts::IDS_NAME_HAS_OTHER_ENDING);
     if (platform::ToUtf8(name).size() + kLongestEnding.size() > kMaxNameBytes)
-        return L"it is too long: the name of the status file would not fit";
+        return WQ_ModuleText(ToolTexts::IDS_NAME_IS_TOO_LONG);
     return {};
 }

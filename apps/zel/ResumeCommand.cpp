@@ -3,6 +3,6 @@
 eExitCode CResumeCommand::Steer(const STarget& target)
 {
     if (target.state.status != eRequestStatus_Paused)
-        return Refuse(target, L"is not paused, but " + ShortStatusName(target.state.status));
+        return Refuse(target, ToolTexts::IDS_IS_NOT_PAUSED, {StatusWord(target.state.status)});
     return Toggle(target);
 }

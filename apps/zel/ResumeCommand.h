@@ -6,10 +6,7 @@
 class CResumeCommand : public CPauseCommand {
 public:
     [[nodiscard]] const char* Name() const override { return "resume"; }
-    [[nodiscard]] const char* Description() const override
-    {
-        return "Let paused requests go on, before all others that wait";
-    }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_RESUME; }
 
 protected:
     [[nodiscard]] eExitCode Steer(const STarget& target) override;

@@ -12,9 +12,9 @@
 
 namespace {
 
-bool UsageError(const std::wstring& text)
+bool UsageError(const STextCode& code, const std::vector<std::wstring>& arguments = {})
 {
-    PrintError(L"zel", text + L"\nRun with --help for more information.");
+    PrintUsageError(L"zel", WQ_ModuleText(code, arguments));
     return false;
 }
 
@@ -22,17 +22,12 @@ bool UsageError(const std::wstring& text)
 
 void CSendCommand::Define(CLI::App& app)
 {
-    app.add_option("FILE", m_files, "Request files; they are copied and stay where they are")
-        ->required()
-        ->type_name("");
-    app.add_option("--name", m_name, "Name of the request, ending in .drq or .xml (the file's own name)")
-        ->type_name("NAME");
-    app.add_flag("--move", m_bMove, "Delete each file after it was sent");
-    app.add_flag("--wait", m_bWait, "Wait for the end; the status of a request that failed is then removed");
-    app.add_option("-o,--output", m_target,
-                   "Wait, and put the response into this file, or into this directory under the request's name")
-        ->type_name("TARGET");
-    m_timeout.Define(app, "With --wait or -o: end with code 7 when not all have ended after this time");
+    app.add_option("FILE", m_files, HelpText(ToolTexts::IDS_HELP_FILES))->required()->type_name("");
+    app.add_option("--name", m_name, HelpText(ToolTexts::IDS_HELP_SEND_NAME))->type_name("NAME");
+    app.add_flag("--move", m_bMove, HelpText(ToolTexts::IDS_HELP_SEND_MOVE));
+    app.add_flag("--wait", m_bWait, HelpText(ToolTexts::IDS_HELP_SEND_WAIT));
+    app.add_option("-o,--output", m_target, HelpText(ToolTexts::IDS_HELP_SEND_OUTPUT))->type_name("TARGET");
+    m_timeout.Define(app, ToolTexts::IDS_HELP_SEND_TIMEOUT);
 }
 
 bool CSendCommand::Check()
@@ -44,14 +39,14 @@ bool CSendCommand::Check()
 bool CSendCommand::MakeItems()
 {
     if (!m_name.empty() && m_files.size() > 1)
-        return UsageError(L"--name is for one file");
+        return UsageError(ToolTexts::IDS_NAME_FOR_ONE_FILE);
     std::set<std::wstring> names;
     for (const std::wstring& file : ToWide(m_files)) {
         const std::wstring name = m_name.empty() ? platform::FileNameOf(file) : platform::FromUtf8(m_name);
         if (const std::wstring why = WhyNoRequestName(name); !why.empty())
-            return UsageError(L"'" + name + L"' cannot be the name of a request: " + why);
+            return UsageError(ToolTexts::IDS_CANNOT_BE_A_NAME, {name, why});
         if (!names.insert(name).second)
-            return UsageError(L"two of the files have the name '" + name + L"'");
+            return UsageError(ToolTexts::IDS_SAME_NAME_TWICE, {name});
         m_items.push_back({.source = file, .name = name});
     }
     return true;
@@ -61,7 +56,7 @@ bool CSendCommand::CheckTarget() const
 {
     const std::wstring target = platform::FromUtf8(m_target);
     if (m_items.size() > 1 && !target.empty() && !platform::DirectoryExists(target))
-        return UsageError(L"-o must be an existing directory for several files");
+        return UsageError(ToolTexts::IDS_OUTPUT_FOR_SEVERAL_FILES);
     return true;
 }
 
@@ -108,8 +103,8 @@ eExitCode CSendCommand::SendItem(CToolSession& session, SItem& item)
     if (m_bMove) {
         const platform::eOsError removed = RemoveWhenFree(item.source);
         if (!platform::Succeeded(removed)) {
-            PrintError(L"zel",
-                       L"'" + item.source + L"' was sent, but cannot be deleted: " + platform::OsErrorText(removed));
+            PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_SENT_BUT_NOT_DELETED,
+                                             {item.source, platform::OsErrorText(removed)}));
             code = eExitCode_ClientError;
         }
     }

@@ -7,7 +7,7 @@
 class CSendCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "send"; }
-    [[nodiscard]] const char* Description() const override { return "Send request files to the server"; }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_SEND; }
     void Define(CLI::App& app) override;
     [[nodiscard]] bool Check() override;
     [[nodiscard]] int Run(CToolSession& session) override;

@@ -6,6 +6,8 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 
+#include "ToolTexts.h"
+
 bool CSender::Send(const std::wstring& source, const std::wstring& name, std::wstring& error)
 {
     // Asked before the copying, too, which may take long.
@@ -23,15 +25,15 @@ bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std
     // ".lock" file is none that a server looks at.
     CLockFile lock(m_session.RequestPath(name));
     if (!lock.Lock(true)) {
-        error = L"the name '" + name + L"' cannot be locked in the request directory";
+        error = WQ_ModuleText(ToolTexts::IDS_NAME_CANNOT_BE_LOCKED, {name});
         return false;
     }
     if (IsInUse(name, error))
         return false;
     if (m_session.Client().SendRequest(staged) == eRequestStatus_Sent)
         return true;
-    error = L"'" + name + L"' cannot be moved from '" + platform::DirectoryOf(staged) + L"' to '" +
-            m_session.Options().requestDir + L"'; both must be writable and on one volume";
+    error = WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_MOVED,
+                          {name, platform::DirectoryOf(staged), m_session.Options().requestDir});
     return false;
 }
 
@@ -41,7 +43,7 @@ bool CSender::IsInUse(const std::wstring& name, std::wstring& error)
     for (const std::wstring& path : {m_session.RequestPath(name), m_session.QueuePath(name), m_session.StatusPath(name),
                                      m_session.OutputPath(name)}) {
         if (platform::PathExists(path)) {
-            error = L"the name '" + name + L"' is in use: '" + path + L"' exists";
+            error = WQ_ModuleText(ToolTexts::IDS_NAME_IN_USE, {name, path});
             return true;
         }
     }

@@ -4,6 +4,8 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 
+#include "ToolTexts.h"
+
 CStagingFolder::CStagingFolder(const std::wstring& parent)
     : m_strFolder(platform::JoinPath(parent, L".zel-" + CZelProcessorClient::GetUniqueString()))
 {}
@@ -24,7 +26,7 @@ bool CStagingFolder::Make(std::wstring& error)
     const platform::eOsError result = platform::Files().MakeDirectory(m_strFolder);
     m_isMade = platform::Succeeded(result);
     if (!m_isMade)
-        error = L"the folder '" + m_strFolder + L"' cannot be made: " + platform::OsErrorText(result);
+        error = WQ_ModuleText(ToolTexts::IDS_FOLDER_CANNOT_BE_MADE, {m_strFolder, platform::OsErrorText(result)});
     return m_isMade;
 }
 

@@ -2,7 +2,7 @@
 
 void CStatusCommand::Define(CLI::App& app)
 {
-    app.add_option("NAME", m_given, "Names of requests")->required()->type_name("");
+    app.add_option("NAME", m_given, HelpText(ToolTexts::IDS_HELP_NAMES))->required()->type_name("");
 }
 
 bool CStatusCommand::Check()

@@ -6,7 +6,7 @@
 class CStatusCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "status"; }
-    [[nodiscard]] const char* Description() const override { return "Tell the status of requests"; }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_STATUS; }
     void Define(CLI::App& app) override;
     [[nodiscard]] bool Check() override;
     [[nodiscard]] int Run(CToolSession& session) override;

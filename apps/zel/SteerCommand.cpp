@@ -4,7 +4,7 @@
 
 void CSteerCommand::Define(CLI::App& app)
 {
-    app.add_option("NAME", m_given, "Names of requests")->required()->type_name("");
+    app.add_option("NAME", m_given, HelpText(ToolTexts::IDS_HELP_NAMES))->required()->type_name("");
 }
 
 bool CSteerCommand::Check()
@@ -34,9 +34,15 @@ eExitCode CSteerCommand::SteerByName(CToolSession& session, CZelProcessorClient&
     return ExitCodeOf(status);
 }
 
-eExitCode CSteerCommand::Refuse(const STarget& target, const std::wstring& why)
+eExitCode CSteerCommand::Refuse(const STarget& target, const STextCode& code, std::vector<std::wstring> arguments)
 {
-    return target.session.Fail(target.state.name, L"'" + target.state.name + L"' " + why);
+    arguments.insert(arguments.begin(), target.state.name);
+    return target.session.Fail(target.state.name, WQ_ModuleText(code, arguments));
+}
+
+eExitCode CSteerCommand::RefuseEnded(const STarget& target)
+{
+    return Refuse(target, ToolTexts::IDS_HAS_ENDED, {StatusWord(target.state.status)});
 }
 
 eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answer)
@@ -44,8 +50,8 @@ eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answe
     SRequestState state;
     state.name = target.state.name;
     state.status = answer;
-    state.comment = answer == eRequestStatus_ServerTimeout ? L"the server did not carry out the command in ten seconds"
-                                                           : L"the server did not carry out the command";
+    state.comment = WQ_ModuleText(answer == eRequestStatus_ServerTimeout ? ToolTexts::IDS_COMMAND_TIMED_OUT
+                                                                         : ToolTexts::IDS_COMMAND_FAILED);
     PrintError(L"zel", L"'" + state.name + L"': " + state.comment);
     if (target.session.Options().json)
         target.session.Print(state);
@@ -64,9 +70,4 @@ void CSteerCommand::Tell(const STarget& target, const SRequestState& after, cons
 bool CSteerCommand::IsRunning(eZelProcRequestStatus status)
 {
     return status != eRequestStatus_Waiting && status != eRequestStatus_Paused && !CZelRequestWatch::IsFinal(status);
-}
-
-std::wstring CSteerCommand::EndedText(eZelProcRequestStatus status)
-{
-    return L"has ended already: " + ShortStatusName(status);
 }

@@ -20,8 +20,11 @@ protected:
     /// Steers a request that the server knows.
     [[nodiscard]] virtual eExitCode Steer(const STarget& target) = 0;
 
-    /// "'a.drq' is paused" and the like: nothing was sent.
-    [[nodiscard]] static eExitCode Refuse(const STarget& target, const std::wstring& why);
+    /// "'a.drq' is paused" and the like: nothing was sent. The request's name is the first argument of the text.
+    [[nodiscard]] static eExitCode Refuse(const STarget& target, const STextCode& code,
+                                          std::vector<std::wstring> arguments = {});
+    /// The same for one that has ended already.
+    [[nodiscard]] static eExitCode RefuseEnded(const STarget& target);
     /// The server was asked and did not do it.
     [[nodiscard]] static eExitCode Fail(const STarget& target, eZelProcRequestStatus answer);
     /// The server was asked and did it: the state afterwards as an object, or the word for people.
@@ -29,8 +32,6 @@ protected:
 
     /// The server works on the request.
     [[nodiscard]] static bool IsRunning(eZelProcRequestStatus status);
-    /// "has ended already: Done".
-    [[nodiscard]] static std::wstring EndedText(eZelProcRequestStatus status);
 
 private:
     [[nodiscard]] eExitCode SteerByName(CToolSession& session, CZelProcessorClient& client, const std::wstring& name);

@@ -4,6 +4,8 @@
 #include "platform/Module.h"
 #include "platform/Text.h"
 
+#include "ToolTexts.h"
+
 #include <algorithm>
 
 namespace {
@@ -21,17 +23,15 @@ std::wstring DirectoryFrom(const std::string& given, const wchar_t* variable)
 
 void CToolOptionsParser::Define(CLI::App& app)
 {
-    constexpr const char* kGroup = "Common options";
-    const auto directory = [&](const char* name, std::string& value, const char* description) {
-        app.add_option(name, value, description)->type_name("DIR")->group(kGroup);
+    const std::string group = HelpText(ToolTexts::IDS_HELP_COMMON_OPTIONS);
+    const auto directory = [&](const char* name, std::string& value, const STextCode& description) {
+        app.add_option(name, value, HelpText(description))->type_name("DIR")->group(group);
     };
-    directory("--request-dir", m_strRequestDir, "The server's request directory (or ZEL_REQUEST_DIR)");
-    directory("--output-dir", m_strOutputDir, "The server's output directory (or ZEL_OUTPUT_DIR)");
-    directory("--client-dir", m_strClientDir,
-              "Directory for copies that are on their way, on the volume of the request directory (or ZEL_CLIENT_DIR); "
-              "without one they are made in a subfolder of the request directory");
-    app.add_flag("--json", m_bJson, "One JSON object per request on standard output")->group(kGroup);
-    app.add_flag("-q,--quiet", m_bQuiet, "No progress, and no text on standard output")->group(kGroup);
+    directory("--request-dir", m_strRequestDir, ToolTexts::IDS_HELP_REQUEST_DIR);
+    directory("--output-dir", m_strOutputDir, ToolTexts::IDS_HELP_OUTPUT_DIR);
+    directory("--client-dir", m_strClientDir, ToolTexts::IDS_HELP_CLIENT_DIR);
+    app.add_flag("--json", m_bJson, HelpText(ToolTexts::IDS_HELP_JSON))->group(group);
+    app.add_flag("-q,--quiet", m_bQuiet, HelpText(ToolTexts::IDS_HELP_QUIET))->group(group);
 }
 
 std::optional<SToolOptions> CToolOptionsParser::Take() const
@@ -43,18 +43,16 @@ std::optional<SToolOptions> CToolOptionsParser::Take() const
     options.json = m_bJson;
     options.quiet = m_bQuiet;
     if (options.requestDir.empty() || options.outputDir.empty()) {
-        const bool isRequest = options.requestDir.empty();
-        PrintError(L"zel", std::wstring(isRequest ? L"no request directory: give --request-dir or set ZEL_REQUEST_DIR"
-                                                  : L"no output directory: give --output-dir or set ZEL_OUTPUT_DIR") +
-                               L"\nRun with --help for more information.");
+        PrintUsageError(L"zel", WQ_ModuleText(options.requestDir.empty() ? ToolTexts::IDS_NO_REQUEST_DIR
+                                                                         : ToolTexts::IDS_NO_OUTPUT_DIR));
         return std::nullopt;
     }
     return options;
 }
 
-void CTimeoutOption::Define(CLI::App& app, const char* description)
+void CTimeoutOption::Define(CLI::App& app, const STextCode& description)
 {
-    app.add_option("--timeout", m_seconds, description)
+    app.add_option("--timeout", m_seconds, HelpText(description))
         ->type_name("SECONDS")
         ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
 }

@@ -35,7 +35,7 @@ private:
 /// A time-out option in seconds, fractions allowed.
 class CTimeoutOption {
 public:
-    void Define(CLI::App& app, const char* description);
+    void Define(CLI::App& app, const STextCode& description);
     /// A time that never comes when the option was not given.
     [[nodiscard]] std::chrono::milliseconds Take() const;
 

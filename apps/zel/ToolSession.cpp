@@ -3,6 +3,8 @@
 #include "platform/FileSystem.h"
 #include "platform/Path.h"
 
+#include "ToolTexts.h"
+
 using namespace std::chrono_literals;
 
 CToolSession::CToolSession(const SToolOptions& options) : m_options(options), m_signals(false)
@@ -14,14 +16,15 @@ CToolSession::~CToolSession() = default;
 
 bool CToolSession::CheckDirectories() const
 {
-    const auto check = [](const std::wstring& path, const wchar_t* what) {
+    const auto check = [](const std::wstring& path, const STextCode& missing) {
         if (path.empty() || platform::DirectoryExists(path))
             return true;
-        PrintError(L"zel", std::wstring(L"the ") + what + L" directory '" + path + L"' does not exist");
+        PrintError(L"zel", WQ_ModuleText(missing, {path}));
         return false;
     };
-    return check(m_options.requestDir, L"request") && check(m_options.outputDir, L"output") &&
-           check(m_options.clientDir, L"client");
+    return check(m_options.requestDir, ToolTexts::IDS_REQUEST_DIR_MISSING) &&
+           check(m_options.outputDir, ToolTexts::IDS_OUTPUT_DIR_MISSING) &&
+           check(m_options.clientDir, ToolTexts::IDS_CLIENT_DIR_MISSING);
 }
 
 std::wstring CToolSession::RequestPath(const std::wstring& name) const

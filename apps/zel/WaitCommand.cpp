@@ -4,8 +4,8 @@
 
 void CWaitCommand::Define(CLI::App& app)
 {
-    app.add_option("NAME", m_given, "Names of requests")->required()->type_name("");
-    m_timeout.Define(app, "End with code 7 when not all have ended after this time");
+    app.add_option("NAME", m_given, HelpText(ToolTexts::IDS_HELP_NAMES))->required()->type_name("");
+    m_timeout.Define(app, ToolTexts::IDS_HELP_WAIT_TIMEOUT);
 }
 
 bool CWaitCommand::Check()

@@ -6,7 +6,7 @@
 class CWaitCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "wait"; }
-    [[nodiscard]] const char* Description() const override { return "Wait for the end of requests"; }
+    [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_WAIT; }
     void Define(CLI::App& app) override;
     [[nodiscard]] bool Check() override;
     [[nodiscard]] int Run(CToolSession& session) override;

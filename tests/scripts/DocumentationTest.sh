@@ -3,6 +3,7 @@
 # shellcheck disable=SC2016 # quoted backticks are those of the pages
 set -euo pipefail
 
+export LANGUAGE=en # what the programs say is compared with English pages
 root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
 cd -- "$root"
 bin=${ZEL_BUILD_DIR:-$root/build/debug}/bin
@@ -68,8 +69,9 @@ source_messages() { # file...
             print "$text\n";
         }' "$@"
 }
+# Of the library and of the programs, without the texts of --help.
 resource_messages() {
-    grep -P '^\d+\t' framework/resources/ZEL_Processor.en.txt | cut -f 3
+    grep -hP '^\d+\t(?!IDS_HELP_)' framework/resources/*.en.txt apps/*/resources/*.en.txt | cut -f 3
 }
 # Narrow texts of the parser's refusals.
 parser_messages() {
