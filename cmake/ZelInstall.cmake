@@ -145,6 +145,22 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DAT
     COMPONENT development FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/examples"
     COMPONENT development)
+
+# Code of others that becomes part of our files, or comes with them: their licences want to be told.
+set(zel_notices libcli11-dev libfmt-dev libspdlog-dev nlohmann-json3-dev)
+if(WIN32)
+    list(APPEND zel_notices gcc-mingw-w64-base mingw-w64-common)
+endif()
+foreach(package IN LISTS zel_notices)
+    set(notice "/usr/share/doc/${package}/copyright")
+    if(EXISTS "${notice}")
+        install(FILES "${notice}" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/notices" RENAME "${package}.txt"
+            COMPONENT runtime)
+    else()
+        message(STATUS "The licence of ${package} is not in ${notice}: it will not be installed")
+    endif()
+endforeach()
+
 foreach(section IN ITEMS 1 8)
     file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/man/*.${section}")
     install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}" COMPONENT tools)
