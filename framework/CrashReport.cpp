@@ -2,6 +2,7 @@
 
 #include "framework/Host.h"
 #include "platform/Module.h"
+#include "platform/Path.h"
 
 #include <array>
 #include <cstddef>
@@ -10,15 +11,18 @@ namespace MOXCrashRpt {
 
 namespace {
 
-constexpr std::size_t kMaxSubject = 1023;
+// Copies, not a pointer to the object: a fault may jump over the frame of the object, and the report is written after
+// that. Arrays, for MinGW frees the memory of a thread's variables before it calls their destructors.
+template <std::size_t Size>
+using TextRoom = std::array<wchar_t, Size>;
+thread_local TextRoom<1024> currentSubject{};
+thread_local TextRoom<128> currentStatus{};
+thread_local TextRoom<1024> currentComment{};
 
-// A copy, not a pointer to the object: a fault may jump over the frame of the object, and the report is written after
-// that. An array, for MinGW frees the memory of a thread's variables before it calls their destructors.
-thread_local std::array<wchar_t, kMaxSubject + 1> currentSubject{};
-
-void SetCurrentSubject(const std::wstring& subject)
+template <std::size_t Size>
+void Keep(TextRoom<Size>& room, const std::wstring& text)
 {
-    currentSubject[subject.copy(currentSubject.data(), kMaxSubject)] = L'\0';
+    room[text.copy(room.data(), Size - 1)] = L'\0';
 }
 
 } // namespace
@@ -28,19 +32,47 @@ int GenerateErrorReport(const SMOXCrashRecord& record)
     return WQ_Host().GenerateErrorReport(record);
 }
 
-CScopedSubject::CScopedSubject(const std::wstring& subject) : m_strPrevious(Current())
+CScopedSubject::CScopedSubject(const std::wstring& subject)
+    : m_strPrevious(Current()), m_strPreviousStatus(CurrentStatus()), m_strPreviousComment(CurrentComment())
 {
-    SetCurrentSubject(subject);
+    Keep(currentSubject, subject);
+    Keep(currentStatus, {});
+    Keep(currentComment, {});
 }
 
 CScopedSubject::~CScopedSubject()
 {
-    SetCurrentSubject(m_strPrevious);
+    Keep(currentSubject, m_strPrevious);
+    Keep(currentStatus, m_strPreviousStatus);
+    Keep(currentComment, m_strPreviousComment);
 }
 
 std::wstring CScopedSubject::Current()
 {
     return currentSubject.data();
+}
+
+std::wstring CScopedSubject::CurrentName()
+{
+    return platform::FileNameOf(Current());
+}
+
+void CScopedSubject::SetState(const std::wstring& status, const std::wstring& comment)
+{
+    if (currentSubject.front() == L'\0')
+        return;
+    Keep(currentStatus, status);
+    Keep(currentComment, comment);
+}
+
+std::wstring CScopedSubject::CurrentStatus()
+{
+    return currentStatus.data();
+}
+
+std::wstring CScopedSubject::CurrentComment()
+{
+    return currentComment.data();
 }
 
 std::wstring ReportDirectory()

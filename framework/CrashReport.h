@@ -20,8 +20,9 @@ namespace MOXCrashRpt {
 /// Writes a crash report through the host. 1 for success.
 [[nodiscard]] ZEL_FRAMEWORK_API int GenerateErrorReport(const SMOXCrashRecord& record);
 
-/// Names what the current thread works on for the life of the object, so that a crash report can tell. Survives a fault
-/// that jumps over the frames above it. Of a subject of more than 1,023 units the rest is left out.
+/// Names what the current thread works on for the life of the object, usually a request by its file, so that a crash
+/// report and every line of the log can tell. Survives a fault that jumps over the frames above it. Of a subject of
+/// more than 1,023 units the rest is left out. Nests; the state that was told of an outer subject is kept.
 class ZEL_FRAMEWORK_API CScopedSubject {
 public:
     explicit CScopedSubject(const std::wstring& subject);
@@ -30,9 +31,19 @@ public:
     CScopedSubject& operator=(const CScopedSubject&) = delete;
 
     [[nodiscard]] static std::wstring Current();
+    /// What comes behind the last separator of the current subject.
+    [[nodiscard]] static std::wstring CurrentName();
+
+    /// Keeps what was last told to the world about the current subject, for the report; without a subject nothing is
+    /// kept. Of long texts the rest is left out.
+    static void SetState(const std::wstring& status, const std::wstring& comment);
+    [[nodiscard]] static std::wstring CurrentStatus();
+    [[nodiscard]] static std::wstring CurrentComment();
 
 private:
     std::wstring m_strPrevious;
+    std::wstring m_strPreviousStatus;
+    std::wstring m_strPreviousComment;
 };
 
 /// Where reports are written: "ZEL_CRASH_DIR" or the folder for temporary files.

@@ -1,5 +1,6 @@
 #include "framework/Log.h"
 
+#include "framework/CrashReport.h"
 #include "framework/Host.h"
 #include "framework/LogOptions.h"
 #include "framework/LogRegistry.h"
@@ -22,6 +23,11 @@ spdlog::level::level_enum SpdlogLevel(eLogLevel level)
     return static_cast<spdlog::level::level_enum>(level);
 }
 
+spdlog::source_loc PlaceOf(const platform::SSourceLocation& location)
+{
+    return {location.file, location.line, location.function};
+}
+
 std::string TextOrEmpty(const char* text)
 {
     return text != nullptr ? text : "";
@@ -40,6 +46,7 @@ public:
         line.line = message.source.line;
         line.function = TextOrEmpty(message.source.funcname);
         line.text = platform::FromUtf8({message.payload.data(), message.payload.size()});
+        line.request = MOXCrashRpt::CScopedSubject::CurrentName();
         m_callback(line);
     }
     void flush() override {}
@@ -69,11 +76,23 @@ void Write(Logger& logger, eLogLevel level, const platform::SSourceLocation& loc
     try {
         const std::string bytes = platform::ToUtf8(text);
         // The overload for finished texts: the others would take braces for placeholders.
-        logger.log(spdlog::source_loc{location.file, location.line, location.function}, SpdlogLevel(level),
-                   spdlog::string_view_t(bytes));
+        logger.log(PlaceOf(location), SpdlogLevel(level), spdlog::string_view_t(bytes));
     } catch (...) {
         // A line is lost for want of memory. Logging must never be what ends the work that it tells about.
         return;
+    }
+}
+
+void WriteAlways(Logger& logger, eLogLevel level, const platform::SSourceLocation& location, std::wstring_view text)
+{
+    try {
+        const std::string bytes = platform::ToUtf8(text);
+        const spdlog::details::log_msg message(PlaceOf(location), logger.name(), SpdlogLevel(level), bytes);
+        // Past the logger, which would ask for the level.
+        for (const spdlog::sink_ptr& sink : logger.sinks())
+            sink->log(message);
+    } catch (...) {
+        return; // as above
     }
 }
 

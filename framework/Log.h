@@ -35,5 +35,8 @@ enum eLogLevel {
 /// Writes one line. The text is handed over as it is, braces included. Never throws.
 ZEL_FRAMEWORK_API void Write(Logger& logger, eLogLevel level, const platform::SSourceLocation& location,
                              std::wstring_view text);
+/// The same whatever the logger's level is: for what a program has to say to whoever started it.
+ZEL_FRAMEWORK_API void WriteAlways(Logger& logger, eLogLevel level, const platform::SSourceLocation& location,
+                                   std::wstring_view text);
 
 } // namespace Brel::Log

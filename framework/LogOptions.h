@@ -10,12 +10,15 @@
 namespace Brel::Log {
 
 /// Where the loggers of the default host write, and how much.
+enum eLogFormat { eLogFormat_Text, eLogFormat_Json };
+
 struct SLogOptions {
     eLogLevel level = eLogLevel_Info;
     /// To standard error; in colour on a terminal that TERM names as capable of it, unless NO_COLOR is set.
     bool console = true;
     /// Appended to this file as well when not empty.
     std::wstring file = {};
+    eLogFormat format = eLogFormat_Text;
 };
 
 /// Sets the output of all loggers of the default host, those that exist and those to come, and opens the log file anew:
@@ -23,12 +26,21 @@ struct SLogOptions {
 /// when the file cannot be opened; then nothing has changed and errorText, when given, names it with the reason. From
 /// any thread.
 ///
-/// One line of the log:
-///   2024-05-01T12:00:00.123Z info     [ZelProcessor] [4711] text (File.cpp:17)
-/// with the time in UTC and the thread's number. Further lines of a text are led in by a bar, and control characters
-/// are written as \x1B: nothing that a request's name or content holds passes for a line of the log or reaches the
-/// terminal. Every line has been handed to the system when Write returns, so it survives the death of the process; not
-/// that of the machine. The file only grows: rotate it from outside.
+/// One line of the log as text:
+///   2024-05-01T12:00:00.123Z info     [ZelProcessor] [4711] {name.drq} text (File.cpp:17)
+/// with the time in UTC, the thread's number and the request that the thread works on (MOXCrashRpt::CScopedSubject);
+/// without one the braces are missing, and so is an unknown place. Further lines of a text are led in by a bar, and
+/// control characters are written as \x1B, in the name braces too: nothing that a request's name or content holds
+/// passes for a line or a field of the log or reaches the terminal.
+///
+/// One line as JSON is an object:
+///   {"time":"2024-05-01T12:00:00.123Z","level":"info","logger":"ZelProcessor","thread":4711,"request":"name.drq",
+///    "text":"text","file":"folder/File.cpp","line":17,"function":"bool C::F()"}
+/// The levels are "trace", "debug", "info", "warning", "error" and "critical". All fields are always there; request,
+/// file, line and function are null when unknown. Bytes that are no text are written as the four characters \xFF.
+///
+/// Every line has been handed to the system when Write returns, so it survives the death of the process; not that of
+/// the machine. The file only grows: rotate it from outside.
 ZEL_FRAMEWORK_API bool Configure(const SLogOptions& options, std::wstring* errorText = nullptr);
 
 /// One line as it was written, for hosts with a log of their own.
@@ -38,7 +50,8 @@ struct SLogLine {
     std::string file; ///< as the compiler named it, or as a report did; may be empty
     int line = 0;
     std::string function;
-    std::wstring text; ///< unchanged
+    std::wstring text;    ///< unchanged
+    std::wstring request; ///< what the writing thread works on; may be empty
 };
 
 /// A logger that hands every line of at least this level to a function, which is called on the writing thread, possibly

@@ -1,16 +1,13 @@
 #pragma once
 
+#include "framework/LogOptions.h"
+
 #include <spdlog/details/log_msg.h>
 #include <spdlog/sinks/base_sink.h>
 
 #include <fstream>
 #include <mutex>
-#include <string>
 #include <string_view>
-
-/// A text as a line of the log may show it: control characters and bytes that are no text are escaped, further lines
-/// led in.
-[[nodiscard]] std::string PrintableLogText(std::string_view text);
 
 /// Where the lines of all loggers of the default host go: standard error and at most one file.
 ///
@@ -20,8 +17,8 @@ class CLogOutput : public spdlog::sinks::base_sink<std::mutex> {
 public:
     CLogOutput();
 
-    /// Takes over an opened file (a closed one for none) and switches the console.
-    void Redirect(std::ofstream file, bool console);
+    /// Takes over an opened file (a closed one for none), and switches the console and the form of the lines.
+    void Redirect(std::ofstream file, bool console, Brel::Log::eLogFormat format);
 
 protected:
     void sink_it_(const spdlog::details::log_msg& message) override;

@@ -65,7 +65,7 @@ bool CLogRegistry::Configure(const Brel::Log::SLogOptions& options, std::wstring
     std::ofstream file;
     if (!options.file.empty() && !OpenLogFile(options.file, file, errorText))
         return false;
-    m_pOutput->Redirect(std::move(file), options.console);
+    m_pOutput->Redirect(std::move(file), options.console, options.format);
     const std::lock_guard guard(m_mutex);
     m_eLevel = options.level;
     for (const auto& [name, logger] : m_loggers)

@@ -1,5 +1,6 @@
 #include "framework/Log.h"
 
+#include "framework/CrashReport.h"
 #include "framework/DefaultHost.h"
 #include "framework/LogOptions.h"
 #include "platform/Path.h"
@@ -88,6 +89,13 @@ TEST_F(LogTest, LinesBelowTheLevelAreNotWritten)
     Log(eLogLevel_Warning, L"shown");
     ASSERT_EQ(Lines().size(), 1U);
     EXPECT_NE(Lines()[0].find("shown"), std::string::npos);
+}
+
+TEST_F(LogTest, WhatIsWrittenAlwaysIsWrittenAtAnyLevel)
+{
+    ASSERT_TRUE(Start(eLogLevel_Critical));
+    WriteAlways(*m_pLogger, eLogLevel_Info, ZEL_SOURCE_LOCATION, L"{} shown");
+    EXPECT_EQ(DigitsShape(Content()), "#-#-#T#:#:#.#Z info     [LogTest] [#] {} shown (LogTest.cpp:#)\n");
 }
 
 TEST_F(LogTest, TheLevelIsThatOfExistingAndOfNewLoggers)
@@ -222,6 +230,20 @@ TEST(CallbackLoggerTest, HandsOverTheLineAsItIs)
     EXPECT_EQ(lines[0].line, 17);
     EXPECT_EQ(lines[0].function, "Function");
     EXPECT_EQ(lines[0].text, L"a\nb {}\x1b");
+    EXPECT_EQ(lines[0].request, L"");
+}
+
+TEST(CallbackLoggerTest, NamesTheRequestOfTheWritingThread)
+{
+    std::vector<SLogLine> lines;
+    const auto logger =
+        MakeCallbackLogger("Mine", eLogLevel_Debug, [&](const SLogLine& line) { lines.push_back(line); });
+    const MOXCrashRpt::CScopedSubject subject(L"/queue/a.drq");
+    Write(*logger, eLogLevel_Info, {}, L"here");
+    std::thread([&] { Write(*logger, eLogLevel_Info, {}, L"elsewhere"); }).join();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0].request, L"a.drq");
+    EXPECT_EQ(lines[1].request, L"");
 }
 
 TEST(CallbackLoggerTest, AnExceptionOfTheCallbackEndsThere)

@@ -4,6 +4,7 @@
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "ZelProcessorProgressStatusFile.h"
+#include "framework/CrashReport.h"
 #include "framework/Exceptions.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
@@ -126,6 +127,7 @@ bool CZelProcessorServer::ScanRequestDir()
 
 void CZelProcessorServer::HandleCommandFile(const CString& path)
 {
+    const MOXCrashRpt::CScopedSubject subject(path);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
                                                m_pProcessor->GetOutputStatusFilePath(path));
     m_pProcessor->SetStatus(&statusFile, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));

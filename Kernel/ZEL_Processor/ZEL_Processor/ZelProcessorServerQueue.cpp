@@ -1,5 +1,6 @@
 #include "ProtocolFiles.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
+#include "framework/CrashReport.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Thread.h"
@@ -23,6 +24,7 @@ bool FindItem(const Items& items, const CString& path, std::size_t& position)
 
 bool CZelProcessorServer::AddRequestToQueue(const CString& path)
 {
+    const MOXCrashRpt::CScopedSubject subject(path);
     const CString target = GetFileInQueueFullPath(path);
     std::unique_lock lock(m_cs);
     if (Protocol::MoveFileWhenFree(path, target, MoveFlags(), &m_bRunning)) {
