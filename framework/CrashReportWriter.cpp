@@ -1,11 +1,14 @@
 #include "framework/CrashReportWriter.h"
 
+#include "framework/LogText.h"
 #include "framework/NeverDestroyed.h"
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/Thread.h"
+#include "platform/Version.h"
 
 #include <algorithm>
 #include <atomic>
@@ -63,44 +66,76 @@ std::string UtcText(std::int64_t seconds, bool withSeparators)
 void AppendLine(std::string& report, const char* label, const std::wstring& value)
 {
     report += label;
-    report += platform::ToUtf8(value);
+    report += PrintableLogText(platform::ToUtf8(value)); // no content of a request may pass for a line of the report
     report += '\n';
 }
 
 void AppendProgram(std::string& report)
 {
     AppendLine(report, "Program:     ", platform::ProgramPath());
-    report +=
-        "Version:     " ZEL_VERSION " (compiler " __VERSION__ ", " + std::to_string(8 * sizeof(void*)) + " bit)\n";
+    AppendLine(report, "Version:     ", platform::LibraryVersion() + L" (" + platform::CompilerVersion() + L")");
+    AppendLine(report, "System:      ", platform::SystemVersion());
     report += "Process:     " + std::to_string(platform::CurrentProcessId()) + "\n";
-    report += "Thread:      " + std::to_string(platform::CurrentThreadId()) + "\n";
-    AppendLine(report, "Subject:     ", MOXCrashRpt::CScopedSubject::Current());
+    report += "Thread:      " + std::to_string(platform::CurrentThreadId());
+    AppendLine(report, " ", platform::FromUtf8(platform::CurrentThreadName()));
+}
+
+void AppendSubject(std::string& report)
+{
+    using MOXCrashRpt::CScopedSubject;
+    AppendLine(report, "Request:     ", CScopedSubject::CurrentName());
+    AppendLine(report, "Subject:     ", CScopedSubject::Current());
+    AppendLine(report, "Last status: ", CScopedSubject::CurrentStatus());
+    AppendLine(report, "Comment:     ", CScopedSubject::CurrentComment());
 }
 
 void AppendFault(std::string& report, const platform::SFaultRecord& fault)
 {
     AppendLine(report, "Kind:        ", platform::FaultKindName(fault.kind));
+    if (fault.kind == platform::eFaultKind_Exception) {
+        AppendLine(report, "Exception:   ", platform::FromUtf8(fault.exception));
+        return;
+    }
     report += "Code:        " + std::to_string(fault.code) + " (" + Hex(fault.code) + ")\n";
     report += "Instruction: " + Hex(fault.instruction) + "\n";
     report += "Address:     " + Hex(fault.address) + "\n";
 }
 
+platform::SAddressDescription LookUpFrame(const platform::SFaultRecord& fault, std::size_t index)
+{
+    // A return address is that of the next line's code; one byte before it still belongs to the call.
+    const std::uintptr_t address = fault.frames[index];
+    return platform::LookUpAddress(address != 0 && address != fault.instruction ? address - 1 : address);
+}
+
+std::size_t FrameCount(const platform::SFaultRecord& fault)
+{
+    return std::min(fault.frameCount, platform::kMaxFaultFrames);
+}
+
+/// What a reader looks for first: the innermost frame whose source is known. The frames before it are those of the
+/// system's libraries.
+void AppendPlace(std::string& report, const platform::SFaultRecord& fault)
+{
+    for (std::size_t i = 0; i < FrameCount(fault); ++i) {
+        const platform::SAddressDescription place = LookUpFrame(fault, i);
+        if (place.file.empty())
+            continue;
+        AppendLine(report, "Function:    ", place.function);
+        AppendLine(report, "Source:      ", place.file + L":" + std::to_wstring(place.line));
+        AppendLine(report, "Module:      ", place.modulePath);
+        return;
+    }
+    report += "Source:      unknown\n";
+}
+
 void AppendStack(std::string& report, const platform::SFaultRecord& fault)
 {
-    const std::size_t count = std::min(fault.frameCount, platform::kMaxFaultFrames);
-    if (count == 0)
+    if (FrameCount(fault) == 0)
         report += "(no frame was recorded)\n";
-    for (std::size_t i = 0; i < count; ++i) {
-        // A return address is that of the next line's code; one byte before it still belongs to the call.
-        const std::uintptr_t address = fault.frames[i];
-        const std::uintptr_t asked = address != 0 && address != fault.instruction ? address - 1 : address;
-        report += '#';
-        report += std::to_string(i);
-        report += i < 10 ? "  " : " ";
-        report += Hex(address);
-        report += ' ';
-        report += platform::ToUtf8(platform::DescribeAddress(asked));
-        report += '\n';
+    for (std::size_t i = 0; i < FrameCount(fault); ++i) {
+        report += '#' + std::to_string(i) + (i < 10 ? "  " : " ") + Hex(fault.frames[i]);
+        AppendLine(report, " ", platform::AddressText(LookUpFrame(fault, i)));
     }
 }
 
@@ -147,8 +182,10 @@ std::string ComposeReport(const SMOXCrashRecord& record, std::int64_t seconds)
     std::string report = "ZEL_Processor crash report\n";
     report += "Time:        " + UtcText(seconds, true) + "\n";
     AppendSection(report, nullptr, AppendProgram);
+    AppendSection(report, nullptr, AppendSubject);
     if (const platform::SFaultRecord* const fault = record.exceptionPointers) {
         AppendSection(report, nullptr, [fault](std::string& section) { AppendFault(section, *fault); });
+        AppendSection(report, nullptr, [fault](std::string& section) { AppendPlace(section, *fault); });
         AppendSection(report, "Stack, innermost frame first",
                       [fault](std::string& section) { AppendStack(section, *fault); });
     } else {

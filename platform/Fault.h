@@ -17,12 +17,12 @@ enum eFaultKind {
     eFaultKind_IllegalInstruction,
     eFaultKind_StackOverflow,
     eFaultKind_Abort,
-    eFaultKind_Exception, ///< a C++ exception; RunContained never reports it, callers that catch one fill a record with
-                          ///< it
+    eFaultKind_Exception, ///< a C++ exception; RunContained never reports it, see RecordCurrentException
     eFaultKind_Other
 };
 
 constexpr std::size_t kMaxFaultFrames = 64;
+constexpr std::size_t kMaxExceptionText = 256;
 
 /// What is known of a fault, gathered where it happened and before the stack was left. Plain data of fixed size.
 struct SFaultRecord {
@@ -32,6 +32,7 @@ struct SFaultRecord {
     std::uintptr_t address = 0;     ///< address that was accessed, where that means something
     std::size_t frameCount = 0;
     std::uintptr_t frames[kMaxFaultFrames] = {}; ///< return addresses, the faulting frame first
+    char exception[kMaxExceptionText] = {};      ///< of a C++ exception: type and text as UTF-8, cut to the room
 };
 
 /// Runs the body. True when it returned. False when it was left because of a fault; the record then tells which.
@@ -43,6 +44,9 @@ struct SFaultRecord {
 /// can take the next one as well.
 [[nodiscard]] ZEL_FRAMEWORK_API bool RunContained(const std::function<void()>& body, SFaultRecord& record);
 
+/// In a catch block: fills a record with the exception's type and text. Where it was thrown is known no more.
+ZEL_FRAMEWORK_API void RecordCurrentException(SFaultRecord& record);
+
 enum eHeapState { eHeapState_Ok, eHeapState_Corrupt, eHeapState_Unknown };
 
 /// Checks the C heap. Unknown where the C library has no check (glibc): the answer is then no reason to trust the heap.
@@ -53,8 +57,19 @@ enum eHeapState { eHeapState_Ok, eHeapState_Corrupt, eHeapState_Unknown };
 /// The return addresses of the current thread's stack, the caller first.
 ZEL_FRAMEWORK_API std::size_t CaptureStack(std::uintptr_t* frames, std::size_t maxFrames);
 
-/// "module+0xoffset function (file:line)" as far as known, for an address in this process. Reads debug information from
-/// disk: slow, not for fault handlers.
-[[nodiscard]] ZEL_FRAMEWORK_API std::wstring DescribeAddress(std::uintptr_t address);
+/// What is known of an address in this process; texts that are not known are empty.
+struct SAddressDescription {
+    std::wstring modulePath;
+    std::uintptr_t offset = 0; ///< in the module, or the address itself where no module holds it
+    std::wstring function;     ///< readable, with the types of its parameters
+    std::wstring file;         ///< as the compiler named it, or only its name
+    std::uint64_t line = 0;
+};
+
+/// Reads debug information from disk: slow, not for fault handlers.
+[[nodiscard]] ZEL_FRAMEWORK_API SAddressDescription LookUpAddress(std::uintptr_t address);
+
+/// "module+0xoffset function (file:line)" as far as known.
+[[nodiscard]] ZEL_FRAMEWORK_API std::wstring AddressText(const SAddressDescription& description);
 
 } // namespace platform

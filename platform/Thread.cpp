@@ -1,7 +1,12 @@
 #include "platform/Thread.h"
 
+#include "platform/ThreadName.h"
+
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <condition_variable>
+#include <cstring>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -11,6 +16,10 @@ namespace platform {
 namespace {
 
 std::atomic<int> g_startsUntilFailure{0};
+
+/// Kept here because systems cut names short or forget them. An array, for MinGW frees the memory of a thread's
+/// variables before it calls their destructors.
+thread_local std::array<char, 64> currentName{};
 
 /// Counts a start; true when it is the one that has to fail.
 bool MustFailThisStart()
@@ -29,6 +38,18 @@ std::chrono::milliseconds Bounded(std::chrono::milliseconds timeout)
 }
 
 } // namespace
+
+void SetCurrentThreadName(const char* name)
+{
+    const std::size_t length = std::min(std::strlen(name), currentName.size() - 1);
+    *std::copy_n(name, length, currentName.begin()) = '\0';
+    NameThreadForTheSystem(name);
+}
+
+const char* CurrentThreadName()
+{
+    return currentName.data();
+}
 
 struct CManualResetEvent::SState {
     std::mutex mutex;

@@ -11,6 +11,8 @@ namespace platform {
 /// Names the current thread for debuggers and process viewers. Linux keeps the last 15 bytes of a longer name, because
 /// the ends of our names tell them apart.
 ZEL_FRAMEWORK_API void SetCurrentThreadName(const char* name);
+/// The name as it was set on this thread, of a long one the first 63 bytes; empty when it has none.
+[[nodiscard]] ZEL_FRAMEWORK_API const char* CurrentThreadName();
 
 /// A manual-reset event. All operations are safe from any thread.
 class ZEL_FRAMEWORK_API CManualResetEvent {

@@ -1,6 +1,6 @@
 #include "platform/Fault.h"
 
-#include "platform/Path.h"
+#include "platform/Module.h"
 #include "platform/Text.h"
 
 #include <cstdlib>
@@ -10,7 +10,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <unistd.h>
 
 #if defined(ZEL_HAVE_LIBDW)
@@ -20,18 +19,13 @@
 namespace platform {
 namespace {
 
-std::string Demangled(const char* name)
+std::wstring Demangled(const char* name)
 {
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> text(abi::__cxa_demangle(name, nullptr, nullptr, &status),
                                                            &std::free);
-    return status == 0 && text != nullptr ? std::string(text.get()) : std::string(name);
+    return FromUtf8(status == 0 && text != nullptr ? text.get() : name);
 }
-
-struct SSymbol {
-    std::string function;
-    std::string place; // file:line
-};
 
 #if defined(ZEL_HAVE_LIBDW)
 
@@ -51,21 +45,21 @@ public:
             dwfl_report_end(m_session.get(), nullptr, nullptr);
     }
 
-    [[nodiscard]] SSymbol Find(std::uintptr_t address) const
+    void Find(std::uintptr_t address, SAddressDescription& description) const
     {
-        SSymbol symbol;
         Dwfl_Module* const module = m_session != nullptr ? dwfl_addrmodule(m_session.get(), address) : nullptr;
         if (module == nullptr)
-            return symbol;
+            return;
         if (const char* const name = dwfl_module_addrname(module, address); name != nullptr)
-            symbol.function = Demangled(name);
+            description.function = Demangled(name);
         int line = 0;
-        if (Dwfl_Line* const found = dwfl_module_getsrc(module, address); found != nullptr) {
-            const char* const file = dwfl_lineinfo(found, nullptr, &line, nullptr, nullptr, nullptr);
-            if (file != nullptr)
-                symbol.place = std::string(file) + ":" + std::to_string(line);
-        }
-        return symbol;
+        Dwfl_Line* const found = dwfl_module_getsrc(module, address);
+        const char* const file =
+            found != nullptr ? dwfl_lineinfo(found, nullptr, &line, nullptr, nullptr, nullptr) : nullptr;
+        if (file == nullptr)
+            return;
+        description.file = FromUtf8(file);
+        description.line = static_cast<std::uint64_t>(line);
     }
 
 private:
@@ -87,7 +81,7 @@ std::uint64_t LoadCount()
     return count;
 }
 
-SSymbol FindSymbol(std::uintptr_t address)
+void FindSymbol(std::uintptr_t address, SAddressDescription& description)
 {
     // Reading the modules' tables takes a tenth of a second and a report asks for dozens of addresses: they are kept
     // until other modules are loaded.
@@ -99,39 +93,30 @@ SSymbol FindSymbol(std::uintptr_t address)
         information.emplace();
         loadCount = now;
     }
-    return information->Find(address);
+    information->Find(address, description);
 }
 
 #else
 
-SSymbol FindSymbol(std::uintptr_t)
-{
-    return {};
-}
+void FindSymbol(std::uintptr_t, SAddressDescription&) {}
 
 #endif
 
 } // namespace
 
-std::wstring DescribeAddress(std::uintptr_t address)
+SAddressDescription LookUpAddress(std::uintptr_t address)
 {
-    std::ostringstream text;
-    text << std::hex << std::showbase;
+    SAddressDescription description;
+    description.offset = address;
     Dl_info info = {};
-    if (dladdr(reinterpret_cast<const void*>(address), &info) == 0) {
-        text << address;
-        return FromUtf8(text.str());
-    }
-    const auto base = reinterpret_cast<std::uintptr_t>(info.dli_fbase);
-    text << ToUtf8(FileNameOf(FromUtf8(info.dli_fname))) << '+' << address - base;
-    SSymbol symbol = FindSymbol(address);
-    if (symbol.function.empty() && info.dli_sname != nullptr)
-        symbol.function = Demangled(info.dli_sname);
-    if (!symbol.function.empty())
-        text << ' ' << symbol.function;
-    if (!symbol.place.empty())
-        text << " (" << symbol.place << ')';
-    return FromUtf8(text.str());
+    if (dladdr(reinterpret_cast<const void*>(address), &info) == 0)
+        return description;
+    description.modulePath = ModulePathOf(reinterpret_cast<const void*>(address));
+    description.offset -= reinterpret_cast<std::uintptr_t>(info.dli_fbase);
+    FindSymbol(address, description);
+    if (description.function.empty() && info.dli_sname != nullptr)
+        description.function = Demangled(info.dli_sname);
+    return description;
 }
 
 } // namespace platform

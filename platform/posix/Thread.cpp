@@ -1,11 +1,11 @@
-#include "platform/Thread.h"
+#include "platform/ThreadName.h"
 
 #include <cstring>
 #include <pthread.h>
 
 namespace platform {
 
-void SetCurrentThreadName(const char* name)
+void NameThreadForTheSystem(const char* name)
 {
     constexpr std::size_t kLongest = 15; // the kernel's limit
     const std::size_t length = std::strlen(name);

@@ -7,6 +7,7 @@
 #include <setjmp.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 
@@ -139,6 +140,9 @@ void OnAbort(int number)
     record.kind = eFaultKind_Abort;
     record.code = static_cast<std::uint32_t>(number);
     record.frameCount = CaptureStack(record.frames, kMaxFaultFrames);
+    // This function itself is not where anything went wrong.
+    record.frameCount -= record.frameCount > 0 ? 1 : 0;
+    std::copy_n(record.frames + 1, record.frameCount, record.frames);
     record.instruction = record.frameCount > 0 ? record.frames[0] : 0;
     JumpTo(frame->jump);
 }

@@ -9,7 +9,6 @@
 #include <cxxabi.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -42,11 +41,17 @@ const CModuleSymbols& SymbolsOf(const std::wstring& modulePath, const CModuleFil
     return found->second; // entries of a map stay where they are
 }
 
-std::wstring Hexadecimal(std::uint64_t number)
+/// Modules of the system and of the compiler: whoever reads a stack looks for the place in his own sources that led
+/// there, although some of these modules have debug information.
+bool IsForeign(const std::wstring& modulePath)
 {
-    wchar_t text[32] = {};
-    std::swprintf(text, std::size(text), L"0x%llx", static_cast<unsigned long long>(number));
-    return text;
+    const std::wstring name = FileNameOf(modulePath);
+    if (name.starts_with(L"libstdc++") || name.starts_with(L"libgcc_s") || name.starts_with(L"libwinpthread")) {
+        return true;
+    }
+    wchar_t folder[MAX_PATH] = {};
+    const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+    return length != 0 && length < MAX_PATH && EqualsNoCase(DirectoryOf(modulePath), folder);
 }
 
 } // namespace
@@ -82,29 +87,31 @@ std::wstring CModuleSymbols::FunctionAt(std::uint32_t offset) const
 
 } // namespace win32
 
-std::wstring DescribeAddress(std::uintptr_t address)
+SAddressDescription LookUpAddress(std::uintptr_t address)
 {
+    SAddressDescription description;
+    description.offset = address;
     HMODULE module = nullptr;
     constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
     // For a null pointer the system would name the program.
     if (address == 0 || !GetModuleHandleExW(flags, reinterpret_cast<const wchar_t*>(address), &module)) {
-        return win32::Hexadecimal(address);
+        return description;
     }
-
-    const std::wstring path = ModulePathOf(reinterpret_cast<const void*>(address));
-    const std::uintptr_t offset = address - reinterpret_cast<std::uintptr_t>(module);
-    std::wstring text = FileNameOf(path) + L"+" + win32::Hexadecimal(offset);
-    const win32::CModuleFile file(path);
-    const std::wstring function = win32::SymbolsOf(path, file).FunctionAt(static_cast<std::uint32_t>(offset));
-    if (!function.empty()) {
-        text += L" " + function;
+    description.modulePath = ModulePathOf(reinterpret_cast<const void*>(address));
+    description.offset -= reinterpret_cast<std::uintptr_t>(module);
+    const win32::CModuleFile file(description.modulePath);
+    description.function = win32::SymbolsOf(description.modulePath, file)
+                               .FunctionAt(static_cast<std::uint32_t>(description.offset));
+    if (win32::IsForeign(description.modulePath)) {
+        return description;
     }
     const auto line = win32::FindSourceLine(file.SectionNamed(".debug_line"), file.SectionNamed(".debug_line_str"),
-                                            file.PreferredBase() + offset);
+                                            file.PreferredBase() + description.offset);
     if (line) {
-        text += L" (" + FromUtf8(line->file) + L":" + std::to_wstring(line->line) + L")";
+        description.file = FromUtf8(line->file);
+        description.line = line->line;
     }
-    return text;
+    return description;
 }
 
 } // namespace platform

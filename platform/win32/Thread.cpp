@@ -1,11 +1,11 @@
-#include "platform/Thread.h"
+#include "platform/ThreadName.h"
 
 #include "platform/Text.h"
 #include "platform/win32/SystemError.h"
 
 namespace platform {
 
-void SetCurrentThreadName(const char* name)
+void NameThreadForTheSystem(const char* name)
 {
     // Windows 10 has it since 2016 only, and not every emulation has it at all; a thread works without a name.
     using SetDescriptionFunction = HRESULT(WINAPI*)(HANDLE, PCWSTR);

@@ -14,6 +14,7 @@ volatile int g_nDividend = 7; // a constant one, and the compiler divides by com
 int* volatile g_pNull = nullptr;
 volatile std::size_t g_nDepth = 0;
 
+constexpr int kLineOfNullDereference = __LINE__ + 3;
 void CrashNullDereference()
 {
     *g_pNull = 1;
@@ -78,6 +79,11 @@ bool IsCrashKind(const CString& kind)
             return true;
     }
     return false;
+}
+
+int CrashLine(const CString& kind)
+{
+    return kind == L"NullDereference" ? kLineOfNullDereference : 0;
 }
 
 void Crash(const CString& kind)

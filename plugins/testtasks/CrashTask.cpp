@@ -34,8 +34,10 @@ bool STDMETHODCALLTYPE CCrashTask::Init(IXMLDOMNode* task)
     return m_plan.IsValid();
 }
 
-bool STDMETHODCALLTYPE CCrashTask::ObtainData(CZelProcessorContext*, CZelProcessorProgress*)
+bool STDMETHODCALLTYPE CCrashTask::ObtainData(CZelProcessorContext*, CZelProcessorProgress* progress)
 {
+    if (const int line = CrashLine(m_plan.kind); line != 0)
+        progress->SetComment((L"about to crash in Crash.cpp:" + std::to_wstring(line)).c_str());
     m_plan.At(L"ObtainData");
     return true;
 }

@@ -9,12 +9,15 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/Version.h"
 #include "tests/library/RecordingProgress.h"
 #include "tests/support/Predicates.h"
 #include "tests/support/RecordingHost.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+
+#include <map>
 
 /// What an interrupted task held is lost: that is what containment costs, so leaks are no news in this program.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off();
@@ -100,6 +103,32 @@ protected:
         m_host.AcceptWarnings(); // a request file that the crashed task kept open stays where the system keeps open files
     }
 
+    /// The report of a crash while data is obtained.
+    std::string ReportOf(const std::string& kind)
+    {
+        m_host.WriteCrashReports();
+        const std::wstring before = platform::Environment(L"ZEL_CRASH_DIR");
+        platform::SetEnvironment(L"ZEL_CRASH_DIR", m_dir.Path());
+        CrashAndServe(kind, "ObtainData", 1);
+        m_pServer->Stop(true);
+        platform::SetEnvironment(L"ZEL_CRASH_DIR", before);
+        static_cast<void>(m_host.TakeBoxes());
+        m_host.AcceptWarnings();
+        std::string report;
+        EXPECT_TRUE(platform::Succeeded(platform::ReadWholeFile(
+            MOXCrashRpt::LastReportPath(), platform::eOpenMode_ReadShared, report, std::size_t{1} << 20)));
+        return report;
+    }
+    /// What stands behind a name at the beginning of a line; empty without such a line.
+    static std::string Value(const std::string& report, const std::string& name)
+    {
+        const std::size_t start = report.find("\n" + name + ":");
+        if (start == std::string::npos)
+            return {};
+        const std::size_t value = report.find_first_not_of(' ', start + name.size() + 2);
+        return report.substr(value, report.find('\n', value) - value);
+    }
+
     CRecordingHost m_host;
     testsupport::CTemporaryDirectory m_dir;
     std::wstring m_requestDir = m_dir / L"requests";
@@ -164,19 +193,58 @@ TEST_F(CrashContainment, EveryStepOfAPluginIsContained)
     m_host.AcceptWarnings();
 }
 
-TEST_F(CrashContainment, ACrashReportNamesTheRequestAndTheFault)
+TEST_F(CrashContainment, ACrashReportHasWhatADeveloperNeeds)
 {
-    m_host.WriteCrashReports();
-    const std::wstring before = platform::Environment(L"ZEL_CRASH_DIR");
-    platform::SetEnvironment(L"ZEL_CRASH_DIR", m_dir.Path());
-    CrashAndServe("NullDereference", "ObtainData", 1);
+    const std::string report = ReportOf("NullDereference");
+    EXPECT_EQ(Value(report, "Request"), "crash1.drq") << report;
+    EXPECT_TRUE(Value(report, "Subject").ends_with("crash1.drq")) << report;
+    EXPECT_EQ(Value(report, "Last status"), "eRequestStatus_GettingData (9)") << report;
+    // The plug-in told where, by its own count of lines, before it crashed.
+    const std::string comment = Value(report, "Comment");
+    const std::string announcement = "about to crash in ";
+    ASSERT_TRUE(comment.starts_with(announcement + "Crash.cpp:")) << report;
+    const std::string place = comment.substr(announcement.size());
+    EXPECT_TRUE(Value(report, "Source").ends_with(place)) << report;
+    EXPECT_NE(Value(report, "Function").find("CrashNullDereference()"), std::string::npos) << report;
+    EXPECT_NE(Value(report, "Module").find("zel_testtasks"), std::string::npos) << report;
+    EXPECT_EQ(Value(report, "Kind"), "access violation") << report;
+    EXPECT_NE(Value(report, "Thread").find(" ZelProcessorServer::"), std::string::npos) << report;
+    EXPECT_TRUE(Value(report, "Version").starts_with(ZEL_VERSION " (")) << report;
+    EXPECT_EQ(Value(report, "System"), platform::ToUtf8(platform::SystemVersion())) << report;
+}
+
+TEST_F(CrashContainment, TheSourceIsTheInnermostThatIsKnown)
+{
+    // The fault itself is in the system's library.
+    const std::string report = ReportOf("Abort");
+    EXPECT_EQ(Value(report, "Kind"), "abort") << report;
+    EXPECT_NE(Value(report, "Source").find("Crash.cpp:"), std::string::npos) << report;
+    EXPECT_NE(Value(report, "Function").find("CrashAbort()"), std::string::npos) << report;
+}
+
+TEST_F(CrashContainment, TheReportOfAnExceptionHasItsTypeAndText)
+{
+    const std::string report = ReportOf("Exception");
+    EXPECT_EQ(Value(report, "Kind"), "exception") << report;
+    EXPECT_EQ(Value(report, "Exception"), "std::runtime_error: crash task") << report;
+}
+
+TEST_F(CrashContainment, TheReportOfAForeignExceptionHasItsType)
+{
+    EXPECT_EQ(Value(ReportOf("ForeignException"), "Exception"), "int");
+}
+
+TEST_F(CrashContainment, EveryLineOfTheLogNamesTheRequestItBelongsTo)
+{
+    CrashAndServe("Exception", "ObtainData", 1);
     m_pServer->Stop(true);
-    platform::SetEnvironment(L"ZEL_CRASH_DIR", before);
     static_cast<void>(m_host.TakeBoxes());
     m_host.AcceptWarnings();
-    std::string report;
-    ASSERT_TRUE(platform::Succeeded(platform::ReadWholeFile(MOXCrashRpt::LastReportPath(),
-                                                            platform::eOpenMode_ReadShared, report, std::size_t{1} << 20)));
-    EXPECT_NE(report.find("crash1.drq"), std::string::npos) << report;
-    EXPECT_NE(report.find("zel_testtasks"), std::string::npos) << "the module of the faulting frame";
+    std::map<std::wstring, std::size_t> lines;
+    for (const Brel::Log::SLogLine& line : m_host.TakeLogLines())
+        ++lines[line.request];
+    EXPECT_GT(lines[L"crash1.drq"], 1U);
+    EXPECT_GT(lines[L"next.drq"], 2U);
+    EXPECT_EQ(lines[L""], 2U) << "the listener's start and end";
+    EXPECT_EQ(lines.size(), 3U);
 }

@@ -3,6 +3,8 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
+#include "platform/Thread.h"
+#include "platform/Version.h"
 #include "tests/framework/DigitsShape.h"
 #include "tests/framework/ScratchFolder.h"
 #include "tests/support/ExpectedLeaks.h"
@@ -15,6 +17,7 @@
 #include <stdexcept>
 #include <thread>
 
+constexpr int kLineOfTheFault = __LINE__ + 6;
 /// Named where a report must find it. An address near null: null itself is what the sanitizers look for before the
 /// processor does.
 [[gnu::noinline, gnu::visibility("default")]] void FaultForTheReport()
@@ -85,10 +88,61 @@ TEST_F(CrashReportTest, TellsWhatIsKnownOfARealFault)
     EXPECT_NE(report.find("Program:     " + platform::ToUtf8(platform::ProgramPath()) + "\n"), std::string::npos);
     EXPECT_NE(report.find("Version:     " ZEL_VERSION " "), std::string::npos);
     EXPECT_NE(report.find("Process:     " + std::to_string(platform::CurrentProcessId()) + "\n"), std::string::npos);
+    EXPECT_NE(report.find("Request:     \xC4\x8D\xC3\xADslo 1.drq\n"), std::string::npos);
     EXPECT_NE(report.find("Subject:     /queue/\xC4\x8D\xC3\xADslo 1.drq\n"), std::string::npos);
     EXPECT_NE(report.find("Kind:        " + platform::ToUtf8(platform::FaultKindName(fault.kind))), std::string::npos);
     EXPECT_NE(report.find("Address:     0x0000000000000010\n"), std::string::npos);
     EXPECT_EQ(fault.kind, platform::eFaultKind_AccessViolation);
+}
+
+TEST_F(CrashReportTest, NamesFunctionSourceAndModuleOfTheFault)
+{
+    const platform::SFaultRecord fault = RealFault();
+    ASSERT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(&fault)), 1);
+    m_host.ExpectLogLine(L"A crash report was written");
+    const std::string report = OnlyReport();
+    EXPECT_NE(report.find("\nFunction:    FaultForTheReport()\n"), std::string::npos) << report;
+    const std::string place = "CrashReportTest.cpp:" + std::to_string(kLineOfTheFault);
+    const std::size_t source = report.find("\nSource:      ");
+    ASSERT_NE(source, std::string::npos) << report;
+    EXPECT_TRUE(report.substr(0, report.find('\n', source + 1)).ends_with(place)) << report;
+    EXPECT_NE(report.find("\nModule:      " + platform::ToUtf8(platform::ProgramPath()) + "\n"), std::string::npos)
+        << report;
+    EXPECT_NE(report.find(" FaultForTheReport() ("), std::string::npos) << report;
+}
+
+TEST_F(CrashReportTest, TellsVersionsThreadAndWhatWasLastToldOfTheSubject)
+{
+    std::thread([] {
+        platform::SetCurrentThreadName("CrashReportTest::AThreadWithALongName");
+        const MOXCrashRpt::CScopedSubject subject(L"a.drq");
+        MOXCrashRpt::CScopedSubject::SetState(L"calculating, 40 %", L"row 7\nKind:        forged");
+        EXPECT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(nullptr)), 1);
+    }).join();
+    m_host.ExpectLogLine(L"A crash report was written");
+    const std::string report = OnlyReport();
+    const std::string versions = "\nVersion:     " + platform::ToUtf8(platform::LibraryVersion()) + " (" +
+                                 platform::ToUtf8(platform::CompilerVersion()) +
+                                 ")\nSystem:      " + platform::ToUtf8(platform::SystemVersion()) + "\n";
+    EXPECT_NE(report.find(versions), std::string::npos) << report;
+    EXPECT_NE(DigitsShape(report).find("\nThread:      # CrashReportTest::AThreadWithALongName\n"), std::string::npos)
+        << report;
+    EXPECT_NE(report.find("\nLast status: calculating, 40 %\nComment:     row 7\n    | Kind:        forged\n"),
+              std::string::npos)
+        << report;
+}
+
+TEST_F(CrashReportTest, AnExceptionIsToldByItsTypeAndText)
+{
+    platform::SFaultRecord fault;
+    try {
+        throw std::out_of_range("row 7");
+    } catch (...) {
+        platform::RecordCurrentException(fault);
+    }
+    ASSERT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(&fault)), 1);
+    m_host.ExpectLogLine(L"A crash report was written");
+    EXPECT_NE(OnlyReport().find("\nKind:        exception\nException:   std::out_of_range: row 7\n"), std::string::npos);
 }
 
 TEST_F(CrashReportTest, TheStackNamesTheFunctionThatFaulted)
@@ -303,6 +357,25 @@ TEST(CrashSubjectTest, OfMoreThanItsRoomTheRestIsLeftOut)
 {
     const MOXCrashRpt::CScopedSubject subject(std::wstring(1024, L'x'));
     EXPECT_EQ(MOXCrashRpt::CScopedSubject::Current(), std::wstring(1023, L'x'));
+}
+
+TEST(CrashSubjectTest, KeepsWhatWasLastToldOfIt)
+{
+    using MOXCrashRpt::CScopedSubject;
+    CScopedSubject::SetState(L"of nothing", L"lost");
+    EXPECT_EQ(CScopedSubject::CurrentStatus(), L"");
+    const CScopedSubject outer(L"/queue/outer.drq");
+    EXPECT_EQ(CScopedSubject::CurrentName(), L"outer.drq");
+    CScopedSubject::SetState(L"status", L"comment");
+    {
+        const CScopedSubject inner(L"inner");
+        EXPECT_EQ(CScopedSubject::CurrentStatus(), L"");
+        CScopedSubject::SetState(std::wstring(200, L's'), std::wstring(2000, L'c'));
+        EXPECT_EQ(CScopedSubject::CurrentStatus(), std::wstring(127, L's'));
+        EXPECT_EQ(CScopedSubject::CurrentComment(), std::wstring(1023, L'c'));
+    }
+    EXPECT_EQ(CScopedSubject::CurrentStatus(), L"status");
+    EXPECT_EQ(CScopedSubject::CurrentComment(), L"comment");
 }
 
 TEST(CrashSubjectTest, IsKnownAfterAFaultJumpedOverItAndGoneWithTheOuterOne)

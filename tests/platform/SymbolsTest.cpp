@@ -41,7 +41,7 @@ TEST(SymbolsTest, TheStackIsCutToTheRoom)
 
 TEST(SymbolsTest, AnAddressIsDescribedByItsModuleAndOffset)
 {
-    const std::wstring text = DescribeAddress(reinterpret_cast<std::uintptr_t>(&CaptureHere));
+    const std::wstring text = AddressText(LookUpAddress(reinterpret_cast<std::uintptr_t>(&CaptureHere)));
     EXPECT_EQ(text.find(FileNameOf(ProgramPath()) + L"+0x"), 0U) << ToUtf8(text);
 }
 
@@ -50,7 +50,12 @@ TEST(SymbolsTest, AnExportedFunctionHasItsName)
     // Asked of the module itself: the address of the function here may be that of a jump to it.
     std::array<std::uintptr_t, 8> frames = {};
     ASSERT_GT(CaptureHere(frames.data(), frames.size()), 1U);
-    const std::wstring text = DescribeAddress(frames[0]);
+    const SAddressDescription description = LookUpAddress(frames[0]);
+    EXPECT_EQ(description.modulePath, ProgramPath());
+    EXPECT_NE(description.function.find(L"CaptureHere"), std::wstring::npos) << ToUtf8(description.function);
+    EXPECT_EQ(FileNameOf(description.file), L"SymbolsTest.cpp");
+    EXPECT_GT(description.line, 0U);
+    const std::wstring text = AddressText(description);
     EXPECT_NE(text.find(FileNameOf(ProgramPath())), std::wstring::npos) << ToUtf8(text);
     EXPECT_NE(text.find(L"CaptureHere"), std::wstring::npos) << ToUtf8(text);
     EXPECT_NE(text.find(L"SymbolsTest.cpp:"), std::wstring::npos) << ToUtf8(text);
@@ -58,7 +63,7 @@ TEST(SymbolsTest, AnExportedFunctionHasItsName)
 
 TEST(SymbolsTest, AnAddressThatIsNobodysIsANumber)
 {
-    EXPECT_NE(DescribeAddress(0x18).find(L"0x18"), std::wstring::npos);
+    EXPECT_NE(AddressText(LookUpAddress(0x18)).find(L"0x18"), std::wstring::npos);
 }
 
 } // namespace

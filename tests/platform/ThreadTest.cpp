@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <string>
 
 namespace platform {
 namespace {
@@ -125,8 +126,13 @@ TEST(ThreadTest, TakesANameOfAnyLength)
 {
     CThread thread;
     ASSERT_TRUE(thread.Start([] {
+        EXPECT_STREQ(CurrentThreadName(), "");
         SetCurrentThreadName("short");
+        EXPECT_STREQ(CurrentThreadName(), "short");
         SetCurrentThreadName("ZelProcessorServer::MessageHandling");
+        EXPECT_STREQ(CurrentThreadName(), "ZelProcessorServer::MessageHandling");
+        SetCurrentThreadName(std::string(100, 'x').c_str());
+        EXPECT_EQ(CurrentThreadName(), std::string(63, 'x'));
         return 0U;
     }));
     EXPECT_TRUE(thread.Join());

@@ -1,5 +1,6 @@
 #include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorProgressStatusFile.h"
 
+#include "framework/CrashReport.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
 #include "tests/support/FaultyFiles.h"
@@ -40,6 +41,18 @@ TEST_F(ProgressStatusFile, APositionBeforeAnyStatusReportsGettingData)
     m_file.SetPos(50);
     EXPECT_EQ(Content(), L"9\r\nProgressPerc=50\r\n");
     EXPECT_EQ(m_file.GetStatusValue(), eRequestStatus_GettingData);
+}
+
+TEST_F(ProgressStatusFile, WhatItToldIsKnownToACrashReport)
+{
+    using MOXCrashRpt::CScopedSubject;
+    const CScopedSubject subject(L"x.drq");
+    m_file.SetStatusAndComment(eRequestStatus_Parsing, L"reading");
+    EXPECT_EQ(CScopedSubject::CurrentStatus(), L"eRequestStatus_Parsing (7)");
+    EXPECT_EQ(CScopedSubject::CurrentComment(), L"reading");
+    m_file.SetPos(50);
+    EXPECT_EQ(CScopedSubject::CurrentStatus(), L"eRequestStatus_Parsing (7), 50%");
+    EXPECT_EQ(CScopedSubject::CurrentComment(), L"reading");
 }
 
 TEST_F(ProgressStatusFile, ThePercentCountsThePositionItself)

@@ -1,6 +1,7 @@
 #include "ZelProcessorProgressStatusFile.h"
 
 #include "StatusFileText.h"
+#include "framework/CrashReport.h"
 
 #include <utility>
 
@@ -25,6 +26,10 @@ bool CZelProcessorProgressStatusFile::WriteStatusAndPercent(eZelProcRequestStatu
 
 bool CZelProcessorProgressStatusFile::WriteAll()
 {
+    CString told = EnumToName(m_eStatus, GetRequestStatusNames()) + L" (" + std::to_wstring(m_eStatus) + L")";
+    if (m_nPercent >= 0)
+        told += L", " + std::to_wstring(m_nPercent) + L"%";
+    MOXCrashRpt::CScopedSubject::SetState(told, m_strComment); // should the task crash
     CString text = StatusFileText::StatusLine(m_eStatus) +
                    StatusFileText::KeyLine(StatusFileText::kProgressPercent, std::to_wstring(m_nPercent));
     if (!m_strComment.empty())

@@ -28,19 +28,16 @@ constexpr auto kManualPoll = 200ms;
 /// What left the run: nothing, a C++ exception, or a fault with its record.
 bool LeftByException(const std::function<void()>& body, platform::SFaultRecord& fault)
 {
-    bool thrown = false;
     const bool returned = platform::RunContained(
         [&] {
             try {
                 body();
             } catch (...) {
-                thrown = true;
+                platform::RecordCurrentException(fault);
             }
         },
         fault);
-    if (thrown)
-        fault.kind = platform::eFaultKind_Exception;
-    return thrown || !returned;
+    return !returned || fault.kind == platform::eFaultKind_Exception;
 }
 
 } // namespace
@@ -69,6 +66,7 @@ bool CZelProcessorServer::ExecuteRequest()
     bool bLast = false;
     if (!TakeRequest(item, bLast))
         return false;
+    const MOXCrashRpt::CScopedSubject subject(item.m_strFile);
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
 
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
@@ -106,7 +104,6 @@ bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
 bool CZelProcessorServer::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile,
                                              bool bForce, bool& bException)
 {
-    const MOXCrashRpt::CScopedSubject subject(item.m_strFile);
     platform::SFaultRecord fault;
     bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
     if (bException)
