@@ -9,12 +9,14 @@ bool CServerMessages::Open(const SServerOptions& options)
     log.level = options.logLevel;
     log.console = options.logFile.empty();
     log.file = options.logFile;
+    log.format = options.logJson ? Brel::Log::eLogFormat_Json : Brel::Log::eLogFormat_Text;
     std::wstring error;
     if (!Brel::Log::Configure(log, &error)) {
         Error(error);
         return false;
     }
     m_bHasLogFile = !options.logFile.empty();
+    m_bJson = options.logJson;
     return true;
 }
 
@@ -30,8 +32,13 @@ void CServerMessages::Note(const std::wstring& text) const
 
 void CServerMessages::Tell(Brel::Log::eLogLevel level, const std::wstring& text) const
 {
-    PrintError(L"zel-server", text);
-    // Without a file the log goes to standard error too, where the line has just been written.
-    if (m_bHasLogFile)
+    // Who reads objects from standard error must not meet anything else there; otherwise a log there would repeat what
+    // has just been written.
+    const bool isObject = m_bJson && !m_bHasLogFile;
+    if (!isObject)
+        PrintError(L"zel-server", text);
+    if (isObject)
+        Brel::Log::WriteAlways(*Brel::Log::Get("zel-server"), level, ZEL_SOURCE_LOCATION, text);
+    else if (m_bHasLogFile)
         Brel::Log::Write(*Brel::Log::Get("zel-server"), level, ZEL_SOURCE_LOCATION, text);
 }

@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// What the program says to whoever started it: lines on standard error that no log level hides, and in the log file as
-/// well when there is one.
+/// What the program says to whoever started it: lines on standard error that no log level hides, objects when the log
+/// there is JSON; and in the log file as well when there is one.
 class CServerMessages {
 public:
     /// Sets the log up. False, after a message, when the log file can't be opened.
@@ -18,4 +18,5 @@ private:
     void Tell(Brel::Log::eLogLevel level, const std::wstring& text) const;
 
     bool m_bHasLogFile = false;
+    bool m_bJson = false;
 };

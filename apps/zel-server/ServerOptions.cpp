@@ -81,6 +81,7 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
             ""));
     app.add_option("--log-file", raw.logFile, "Append the log to FILE instead of writing it to standard error")
         ->type_name("FILE");
+    app.add_flag("--log-json", options.logJson, "Log one JSON object per line");
 }
 
 } // namespace

@@ -17,6 +17,7 @@ struct SServerOptions {
     bool noSync = false;
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
     std::wstring logFile;
+    bool logJson = false;
 };
 
 /// Empty when the server is to start; else the program's exit code, with everything said.

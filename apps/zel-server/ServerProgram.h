@@ -4,7 +4,7 @@
 #include "apps/zel-server/EventFeed.h"
 #include "apps/zel-server/ServerContext.h"
 #include "apps/zel-server/ServerDirectories.h"
-#include "apps/zel-server/ServerMessages.h"
+#include "apps/zel-server/ServerHost.h"
 #include "apps/zel-server/ServerOptions.h"
 #include "platform/Process.h"
 
@@ -32,6 +32,7 @@ private:
 
     const SServerOptions m_options;
     CServerMessages m_messages;
+    CServerHost m_host{m_messages};
     platform::CProgramSignals m_signals; ///< before anything that starts a thread
     CServerContext m_context;
     CServerDirectories m_directories; ///< claimed until the server is gone

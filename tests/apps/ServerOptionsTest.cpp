@@ -1,6 +1,10 @@
 #include "platform/FileSystem.h"
 #include "tests/apps/ProgramFixture.h"
 
+#include <algorithm>
+#include <set>
+#include <sstream>
+
 namespace {
 
 class ServerOptionsTest : public CProgramTest {};
@@ -12,7 +16,7 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     EXPECT_EQ(result.errors, "");
     for (const char* word :
          {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual", "--no-executive", "--no-sync",
-          "--log-level", "--log-file", "--adopt", "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
+          "--log-level", "--log-file", "--log-json", "--adopt", "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
@@ -51,6 +55,30 @@ TEST_F(ServerOptionsTest, LogFileTakesTheLog)
     EXPECT_EQ(server.Errors(), "");
     EXPECT_TRUE(Contains(Read(file), "CZelProcessorServer::Listen() started")) << Read(file);
     EXPECT_TRUE(Contains(Read(file), "a.drq")) << Read(file);
+}
+
+TEST_F(ServerOptionsTest, JsonLogIsOneObjectPerLineAndNothingElse)
+{
+    CRunningProgram server = StartServer({L"--log-json", L"--log-level", L"debug", L"--components", m_root / L"none"});
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    StopServer(server);
+    std::set<std::string> texts;
+    std::set<std::string> requests;
+    std::istringstream lines(server.Errors());
+    for (std::string line; std::getline(lines, line);) {
+        const nlohmann::json object = nlohmann::json::parse(line, nullptr, false);
+        ASSERT_TRUE(object.is_object()) << line;
+        texts.insert(object["text"]);
+        requests.insert(object["request"].is_null() ? "" : object["request"].get<std::string>());
+        if (object["text"] == "CZelProcessorServer::Listen() started") {
+            EXPECT_EQ(object["level"], "debug");
+            EXPECT_EQ(object["logger"], "ZelProcessor");
+            EXPECT_TRUE(Contains(object["function"], "CZelProcessorServer::Listen()")) << line;
+        }
+    }
+    EXPECT_TRUE(texts.contains("CZelProcessorServer::Listen() started")) << server.Errors();
+    EXPECT_EQ(requests, (std::set<std::string>{"", "a.drq"})) << server.Errors();
+    EXPECT_TRUE(std::ranges::any_of(texts, [](const std::string& text) { return Contains(text, "left out: "); }));
 }
 
 TEST_F(ServerOptionsTest, LogLevelHidesWhatIsLess)

@@ -3,6 +3,7 @@
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -145,8 +146,8 @@ TEST_F(ServerProgramTest, CrashingRequestsDoNotEndIt)
     // A contained fault jumps over the frames that own memory, so what is lost then is no finding. A server without the
     // leak checker does not know the variable.
     platform::SProcessOptions options;
-    options.environment = {{L"LSAN_OPTIONS", L"detect_leaks=0"}};
-    CRunningProgram server = StartServer({}, std::move(options));
+    options.environment = {{L"LSAN_OPTIONS", L"detect_leaks=0"}, {L"ZEL_CRASH_DIR", m_strHome}};
+    CRunningProgram server = StartServer({L"--log-level", L"critical"}, std::move(options));
     for (const wchar_t* kind : {L"NullDereference", L"StackOverflow", L"Abort", L"Exception"}) {
         const std::wstring name = std::wstring(kind) + L".drq";
         const std::wstring file = MakeRequest(name, L"Type=\"Crash\" Kind=\"" + std::wstring(kind) + L"\"");
@@ -154,6 +155,12 @@ TEST_F(ServerProgramTest, CrashingRequestsDoNotEndIt)
         EXPECT_EQ(Zel({L"send", MakeEcho(L"after-" + name, L"x"), L"--wait"}).code, 0);
     }
     StopServer(server);
+    // Whatever the level of the log, whoever started the server learns where each report is.
+    const std::string told = "zel-server: the request 'Abort.drq' crashed; its crash report is " +
+                             platform::ToUtf8(platform::JoinPath(m_strHome, L"zel-crash-"));
+    EXPECT_TRUE(Contains(server.Errors(), told)) << server.Errors();
+    const std::vector<std::wstring> files = FilesIn(m_strHome);
+    EXPECT_EQ(std::ranges::count_if(files, [](const std::wstring& name) { return name.starts_with(L"zel-crash-"); }), 4);
 }
 
 } // namespace
