@@ -86,7 +86,8 @@ private:
 };
 
 /// Tells the service manager about this process in the manner of sd_notify ("READY=1"). True when told; false where
-/// none listens (no NOTIFY_SOCKET; always so on Windows, whose service control manager has another way).
+/// none listens: no NOTIFY_SOCKET, on Windows outside of RunService. There the manager understands "READY=1" and
+/// "STOPPING=1".
 ZEL_FRAMEWORK_API bool NotifyServiceManager(const std::string& state);
 
 } // namespace platform

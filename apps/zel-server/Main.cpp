@@ -2,17 +2,17 @@
 #include "apps/common/CommandLine.h"
 #include "apps/common/ExitCodes.h"
 #include "apps/zel-server/ServerProgram.h"
+#include "apps/zel-server/ServerService.h"
 #include "platform/Process.h"
 #include "platform/Text.h"
 
 #include <exception>
 
-int main(int argc, char** argv)
+namespace {
+
+int Serve(const SServerOptions& options)
 {
     try {
-        SServerOptions options;
-        if (const std::optional<int> code = ParseServerOptions(platform::ProgramArguments(argc, argv), options))
-            return *code;
         const CComThread com;
         if (!com.IsReady()) {
             PrintError(L"zel-server", L"COM could not be initialised");
@@ -20,6 +20,22 @@ int main(int argc, char** argv)
         }
         CServerProgram program(options);
         return program.Run();
+    } catch (const std::exception& exception) {
+        PrintError(L"zel-server", platform::FromUtf8(exception.what()));
+        return eExitCode_ClientError;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        SServerOptions options;
+        if (const std::optional<int> code = ParseServerOptions(platform::ProgramArguments(argc, argv), options))
+            return *code;
+        const auto serve = [&options] { return Serve(options); };
+        return options.service == eServiceAction_None ? serve() : CarryOutServiceAction(options, serve);
     } catch (const std::exception& exception) {
         PrintError(L"zel-server", platform::FromUtf8(exception.what()));
         return eExitCode_ClientError;

@@ -2,6 +2,8 @@
 
 #include "apps/common/CommandLine.h"
 #include "apps/common/Directories.h"
+#include "apps/common/ExitCodes.h"
+#include "platform/Path.h"
 #include "platform/Text.h"
 
 #include <map>
@@ -33,6 +35,13 @@ const std::map<std::string, Brel::Log::eLogLevel>& LogLevels()
     return levels;
 }
 
+const std::map<std::string, eServiceAction>& ServiceActions()
+{
+    static const std::map<std::string, eServiceAction> actions = {
+        {"install", eServiceAction_Install}, {"remove", eServiceAction_Remove}, {"run", eServiceAction_Run}};
+    return actions;
+}
+
 /// What the parser fills: it knows narrow texts only.
 struct SRawOptions {
     std::string requestDir;
@@ -40,6 +49,8 @@ struct SRawOptions {
     std::vector<std::string> componentFolders;
     std::string logLevel = "info";
     std::string logFile;
+    std::string service;
+    std::string serviceName = "zel-server";
 };
 
 void DefineDirectories(CLI::App& app, SRawOptions& raw, SServerOptions& options)
@@ -84,6 +95,36 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     app.add_flag("--log-json", options.logJson, "Log one JSON object per line");
 }
 
+void DefineService(CLI::App& app, SRawOptions& raw)
+{
+    app.add_option("--service", raw.service,
+                   "Windows: install a service that runs with these options, or remove it; run is for the system")
+        ->type_name("install|remove|run")
+        ->check(CLI::Validator(
+            [&app](const std::string& action) {
+                if (!ServiceActions().contains(action))
+                    return "'" + action + "' is none of install, remove, run";
+                // Nothing is served: the name is enough.
+                for (const char* directory : {"--request-dir", "--output-dir"})
+                    app.get_option(directory)->required(action != "remove");
+                return std::string();
+            },
+            ""));
+    app.add_option("--service-name", raw.serviceName, "Name of the service (zel-server)")->type_name("NAME");
+}
+
+/// A mistake that the parser does not see; empty without one.
+std::wstring ServiceMistake(const SServerOptions& options)
+{
+    if (options.service != eServiceAction_Install && options.service != eServiceAction_Run)
+        return {};
+    if (options.logFile.empty())
+        return L"a service has no standard error to log to: name a file with --log-file";
+    if (options.manual)
+        return L"a service has no standard input: --manual cannot be used";
+    return {};
+}
+
 } // namespace
 
 std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments, SServerOptions& options)
@@ -95,6 +136,7 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
     SRawOptions raw;
     DefineDirectories(app, raw, options);
     DefineBehaviour(app, raw, options);
+    DefineService(app, raw);
     if (const std::optional<int> code = ParseCommandLine(app, arguments))
         return code;
 
@@ -103,6 +145,47 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
     for (const std::wstring& folder : ToWide(raw.componentFolders))
         options.componentFolders.push_back(NormalDirectory(folder));
     options.logLevel = LogLevels().at(raw.logLevel);
-    options.logFile = platform::FromUtf8(raw.logFile);
+    options.logFile = raw.logFile.empty() ? L"" : platform::AbsolutePath(platform::FromUtf8(raw.logFile));
+    if (!raw.service.empty())
+        options.service = ServiceActions().at(raw.service);
+    options.serviceName = platform::FromUtf8(raw.serviceName);
+    if (const std::wstring mistake = ServiceMistake(options); !mistake.empty()) {
+        PrintError(L"zel-server", mistake + L"\nRun with --help for more information.");
+        return eExitCode_Usage;
+    }
     return std::nullopt;
+}
+
+std::vector<std::wstring> ServerArguments(const SServerOptions& options)
+{
+    std::vector<std::wstring> arguments;
+    const auto add = [&arguments](const wchar_t* name, const std::wstring& value) {
+        if (!value.empty())
+            arguments.insert(arguments.end(), {name, value});
+    };
+    const auto addNamed = [&add](const wchar_t* name, const auto& names, auto value) {
+        for (const auto& [text, meaning] : names) {
+            if (meaning == value)
+                add(name, platform::FromUtf8(text));
+        }
+    };
+    const auto addFlag = [&arguments](const wchar_t* name, bool isSet) {
+        if (isSet)
+            arguments.emplace_back(name);
+    };
+    addNamed(L"--service", ServiceActions(), options.service);
+    add(L"--service-name", options.serviceName);
+    add(L"--request-dir", options.requestDir);
+    add(L"--output-dir", options.outputDir);
+    for (const std::wstring& folder : options.componentFolders)
+        add(L"--components", folder);
+    addNamed(L"--log-level", LogLevels(), options.logLevel);
+    add(L"--log-file", options.logFile);
+    addFlag(L"--log-json", options.logJson);
+    addFlag(L"--create-dirs", options.createDirs);
+    addFlag(L"--adopt", options.adopt);
+    addFlag(L"--manual", options.manual);
+    addFlag(L"--no-executive", options.noExecutive);
+    addFlag(L"--no-sync", options.noSync);
+    return arguments;
 }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+enum eServiceAction { eServiceAction_None, eServiceAction_Install, eServiceAction_Remove, eServiceAction_Run };
+
 struct SServerOptions {
     std::wstring requestDir;
     std::wstring outputDir;
@@ -18,8 +20,13 @@ struct SServerOptions {
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
     std::wstring logFile;
     bool logJson = false;
+    eServiceAction service = eServiceAction_None;
+    std::wstring serviceName;
 };
 
 /// Empty when the server is to start; else the program's exit code, with everything said.
 [[nodiscard]] std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments,
                                                     SServerOptions& options);
+
+/// Arguments that are parsed to these options again, in whatever directory the program then is.
+[[nodiscard]] std::vector<std::wstring> ServerArguments(const SServerOptions& options);

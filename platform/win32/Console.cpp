@@ -91,9 +91,4 @@ std::vector<std::wstring> ProgramArguments(int, char**)
     return result;
 }
 
-bool NotifyServiceManager(const std::string&)
-{
-    return false;
-}
-
 } // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/Os.h"
 #include "platform/Process.h"
+#include "platform/win32/ServiceStatus.h"
 #include "platform/win32/StopRequest.h"
 #include "platform/win32/SystemError.h"
 
@@ -15,6 +16,11 @@ std::atomic<HANDLE> g_consoleStop{nullptr};
 
 BOOL WINAPI OnConsoleEvent(DWORD event)
 {
+    // To a service these two tell that some user leaves, or what it is told in its own way as well.
+    const bool isOfTheSystem = event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT;
+    if (isOfTheSystem && win32::CServiceStatus::Instance().IsService()) {
+        return TRUE;
+    }
     const HANDLE stop = g_consoleStop.load();
     if (stop == nullptr) {
         return FALSE;

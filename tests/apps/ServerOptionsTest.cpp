@@ -16,7 +16,7 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     EXPECT_EQ(result.errors, "");
     for (const char* word :
          {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual", "--no-executive", "--no-sync",
-          "--log-level", "--log-file", "--log-json", "--adopt", "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
+          "--log-level", "--log-file", "--log-json", "--service", "--adopt", "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
@@ -36,6 +36,12 @@ TEST_F(ServerOptionsTest, MistakesEndWithCode2)
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--bogus"}, "--bogus"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"surplus"}, "surplus"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-level", L"loud"}, "loud"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--service", L"begin"}, "begin"},
+        {{L"--service", L"install", L"--output-dir", m_strOutput}, "--request-dir"},
+        {{L"--service", L"install", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput}, "--log-file"},
+        {{L"--service", L"run", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l",
+          L"--manual"},
+         "--manual"},
     };
     for (const auto& [arguments, text] : mistakes) {
         const SProgramResult result = ServerResult(arguments);
