@@ -80,6 +80,8 @@ check_shell() { # shell
 mkdir "$work/in" "$work/out"
 touch "$work/job.drq" "$work/in/first.drq" "$work/in/second.drq"
 unset ZEL_REQUEST_DIR ZEL_OUTPUT_DIR ZEL_CLIENT_DIR
+# Whatever the programs speak, their help is read in English.
+export LANG=de_DE.UTF-8 LANGUAGE=de:fr
 check_shell bash
 ZEL_REQUEST_DIR=$work/in ZEL_OUTPUT_DIR=$work/out expect_only bash 'zel wait s' second.drq
 if command -v fish >/dev/null; then
