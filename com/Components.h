@@ -13,12 +13,12 @@
 ///
 /// It is filled from component manifests, small XML files named `<name>.component`:
 ///
-///   <component>
-///     <module>libfoo.so</module>                          path of the module, relative to the manifest's folder
-///     <class id="{...}" name="Foo">
-///       <category id="{...}"/>
-///     </class>
-///   </component>
+///     <component>
+///       <module>libfoo.so</module>                          path of the module, relative to the manifest's folder
+///       <class id="{...}" name="Foo">
+///         <category id="{...}"/>
+///       </class>
+///     </component>
 ///
 /// and by RegisterComponentClass. On Windows the system's registry is asked after the table. A class that is already in
 /// the table stays as it is: earlier folders win. All functions are safe from any thread, and none throws but

@@ -30,14 +30,14 @@ struct SLogOptions {
 ///   2024-05-01T12:00:00.123Z info     [ZelProcessor] [4711] {name.drq} text (File.cpp:17)
 /// with the time in UTC, the thread's number and the request that the thread works on (MOXCrashRpt::CScopedSubject);
 /// without one the braces are missing, and so is an unknown place. Further lines of a text are led in by a bar, and
-/// control characters are written as \x1B, in the name braces too: nothing that a request's name or content holds
+/// control characters are written as `\x1B`, in the name braces too: nothing that a request's name or content holds
 /// passes for a line or a field of the log or reaches the terminal.
 ///
 /// One line as JSON is an object:
 ///   {"time":"2024-05-01T12:00:00.123Z","level":"info","logger":"ZelProcessor","thread":4711,"request":"name.drq",
 ///    "text":"text","file":"folder/File.cpp","line":17,"function":"bool C::F()"}
 /// The levels are "trace", "debug", "info", "warning", "error" and "critical". All fields are always there; request,
-/// file, line and function are null when unknown. Bytes that are no text are written as the four characters \xFF.
+/// file, line and function are null when unknown. Bytes that are no text are written as the four characters `\xFF`.
 ///
 /// Every line has been handed to the system when Write returns, so it survives the death of the process; not that of
 /// the machine. The file only grows: rotate it from outside.
