@@ -49,7 +49,7 @@ std::wstring DescribeTextId(unsigned id, const char* codeName)
 std::string TextModule()
 {
     std::string module = CWQ_SetResource::Current();
-    return CTextTable::Languages(module).empty() ? CTextTable::kSystemModule : module;
+    return CTextTable::Find(module, CTextTable::kFallbackLanguage) == nullptr ? CTextTable::kSystemModule : module;
 }
 
 /// True for the first complaint about an identifier in this process.

@@ -63,9 +63,9 @@ CLI::App& AddCommand(CLI::App& app, const char* name, const STextCode& descripti
     return command;
 }
 
-std::string HelpText(const STextCode& code)
+std::string HelpText(const STextCode& code, const std::vector<std::wstring>& arguments)
 {
-    return platform::ToUtf8(WQ_ModuleText(code));
+    return platform::ToUtf8(WQ_ModuleText(code, arguments));
 }
 
 void PrintError(const std::wstring& program, const std::wstring& text)

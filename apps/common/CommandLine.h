@@ -20,7 +20,7 @@ void DefineCommonParts(CLI::App& app);
 CLI::App& AddCommand(CLI::App& app, const char* name, const STextCode& description);
 
 /// A text of the help as the parser wants it.
-[[nodiscard]] std::string HelpText(const STextCode& code);
+[[nodiscard]] std::string HelpText(const STextCode& code, const std::vector<std::wstring>& arguments = {});
 
 /// "program: text" and a line end on standard error.
 void PrintError(const std::wstring& program, const std::wstring& text);

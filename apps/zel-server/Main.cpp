@@ -6,6 +6,8 @@
 #include "platform/Process.h"
 #include "platform/Text.h"
 
+#include "CommonTexts.h"
+
 #include <exception>
 
 namespace {
@@ -15,7 +17,7 @@ int Serve(const SServerOptions& options)
     try {
         const CComThread com;
         if (!com.IsReady()) {
-            PrintError(L"zel-server", L"COM could not be initialised");
+            PrintError(L"zel-server", WQ_ModuleText(CommonTexts::IDS_COM_NOT_READY));
             return eExitCode_ClientError;
         }
         CServerProgram program(options);

@@ -6,6 +6,8 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 
+#include "ServerTexts.h"
+
 #include <algorithm>
 
 namespace {
@@ -19,21 +21,46 @@ constexpr const wchar_t* kClaimFile = L"lock";
 constexpr const wchar_t* kProcessFile = L"process";
 constexpr std::size_t kMaxProcessText = 64;
 
-std::wstring Quoted(const std::wstring& path)
+/// What may be wrong with one of the directories.
+struct SDirectoryTexts {
+    const STextCode& isFile;
+    const STextCode& missing;
+    const STextCode& notCreated;
+};
+constexpr SDirectoryTexts kRequestTexts{ServerTexts::IDS_REQUEST_DIR_IS_FILE, ServerTexts::IDS_REQUEST_DIR_MISSING,
+                                        ServerTexts::IDS_REQUEST_DIR_NOT_CREATED};
+constexpr SDirectoryTexts kOutputTexts{ServerTexts::IDS_OUTPUT_DIR_IS_FILE, ServerTexts::IDS_OUTPUT_DIR_MISSING,
+                                       ServerTexts::IDS_OUTPUT_DIR_NOT_CREATED};
+
+bool ProvideDirectory(const std::wstring& path, const SDirectoryTexts& texts, bool create, std::wstring& error)
 {
-    return L"'" + path + L"'";
+    if (platform::DirectoryExists(path))
+        return true;
+    if (platform::PathExists(path)) {
+        error = WQ_ModuleText(texts.isFile, {path});
+        return false;
+    }
+    if (!create) {
+        error = WQ_ModuleText(texts.missing, {path});
+        return false;
+    }
+    const platform::eOsError created = MakeDirectories(path);
+    if (!platform::Succeeded(created))
+        error = WQ_ModuleText(texts.notCreated, {path, platform::OsErrorText(created)});
+    return platform::Succeeded(created);
 }
 
-/// " (process 4711)" of the server that holds the claim; empty when it left no number.
-std::wstring HolderText(const std::wstring& processFile)
+/// The server that holds the claim is told by its process; without one when it left no number.
+std::wstring ClaimedText(const std::wstring& outputDir, const std::wstring& processFile)
 {
     std::string text;
     if (!platform::Succeeded(
             platform::ReadWholeFile(processFile, platform::eOpenMode_ReadShared, text, kMaxProcessText)))
-        return {};
+        text.clear();
     const bool isNumber =
         !text.empty() && std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
-    return isNumber ? L" (process " + platform::FromUtf8(text) + L")" : std::wstring();
+    return isNumber ? WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_IN_USE_BY, {platform::FromUtf8(text), outputDir})
+                    : WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_IN_USE, {outputDir});
 }
 
 } // namespace
@@ -49,41 +76,19 @@ CServerDirectories::~CServerDirectories()
 
 bool CServerDirectories::Prepare(const SServerOptions& options, std::wstring& error)
 {
-    return ProvideDirectory(options.requestDir, L"request", options.createDirs, error) &&
-           ProvideDirectory(options.outputDir, L"output", options.createDirs, error) && CheckApart(options, error) &&
+    return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, error) &&
+           ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, error) && CheckApart(options, error) &&
            (options.adopt || CheckNothingForeign(options.outputDir, error)) && Claim(options.outputDir, error);
-}
-
-bool CServerDirectories::ProvideDirectory(const std::wstring& path, const wchar_t* what, bool create,
-                                          std::wstring& error)
-{
-    const std::wstring name = std::wstring(L"the ") + what + L" directory " + Quoted(path);
-    if (platform::DirectoryExists(path))
-        return true;
-    if (platform::PathExists(path)) {
-        error = name + L" is not a directory";
-        return false;
-    }
-    if (!create) {
-        error = name + L" does not exist; --create-dirs creates it";
-        return false;
-    }
-    const platform::eOsError created = MakeDirectories(path);
-    if (!platform::Succeeded(created))
-        error = name + L" cannot be created: " + platform::OsErrorText(created);
-    return platform::Succeeded(created);
 }
 
 bool CServerDirectories::CheckApart(const SServerOptions& options, std::wstring& error)
 {
     if (IsSameDirectory(options.requestDir, options.outputDir)) {
-        error = L"the request directory " + Quoted(options.requestDir) + L" and the output directory " +
-                Quoted(options.outputDir) + L" are the same directory";
+        error = WQ_ModuleText(ServerTexts::IDS_SAME_DIRECTORY, {options.requestDir, options.outputDir});
         return false;
     }
     if (IsSameDirectory(options.requestDir, platform::JoinPath(options.outputDir, kQueueFolder))) {
-        error = L"the request directory " + Quoted(options.requestDir) +
-                L" is the Queue folder of the output directory, whose files are deleted at the start";
+        error = WQ_ModuleText(ServerTexts::IDS_REQUEST_DIR_IS_QUEUE, {options.requestDir});
         return false;
     }
     return true;
@@ -95,16 +100,14 @@ bool CServerDirectories::CheckNothingForeign(const std::wstring& outputDir, std:
         return true;
     std::vector<platform::SDirectoryEntry> entries;
     if (const platform::eOsError listed = platform::Files().List(outputDir, entries); !platform::Succeeded(listed)) {
-        error = L"the output directory " + Quoted(outputDir) + L" cannot be read: " + platform::OsErrorText(listed);
+        error = WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_UNREADABLE, {outputDir, platform::OsErrorText(listed)});
         return false;
     }
     std::erase_if(entries, [](const platform::SDirectoryEntry& entry) { return entry.isDirectory; });
     if (entries.empty())
         return true;
     const auto first = std::ranges::min_element(entries, {}, &platform::SDirectoryEntry::name);
-    error =
-        L"the output directory " + Quoted(outputDir) + L" holds files, the first is " + Quoted(first->name) +
-        L", but no folder Queue, so no server has worked there; the start would delete those files. --adopt does so";
+    error = WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_IS_FOREIGN, {outputDir, first->name});
     return false;
 }
 
@@ -117,11 +120,11 @@ bool CServerDirectories::Claim(const std::wstring& outputDir, std::wstring& erro
     if (platform::Succeeded(result))
         result = platform::Files().OpenLockFile(platform::JoinPath(folder, kClaimFile), process, m_pClaim);
     if (result == platform::eOsError_SharingViolation) {
-        error = L"another server" + HolderText(m_strProcessFile) + L" uses the output directory " + Quoted(outputDir);
+        error = ClaimedText(outputDir, m_strProcessFile);
         return false;
     }
     if (!platform::Succeeded(result)) {
-        error = L"the output directory " + Quoted(outputDir) + L" cannot be claimed: " + platform::OsErrorText(result);
+        error = WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_NOT_CLAIMED, {outputDir, platform::OsErrorText(result)});
         return false;
     }
     // For people only: the claim stands without it.
@@ -143,7 +146,6 @@ bool CServerDirectories::Touch(const std::wstring& requestDir, std::wstring& err
     if (platform::Succeeded(result))
         result = platform::Files().Remove(path);
     if (!platform::Succeeded(result))
-        error =
-            L"the request directory " + Quoted(requestDir) + L" cannot be written: " + platform::OsErrorText(result);
+        error = WQ_ModuleText(ServerTexts::IDS_REQUEST_DIR_NOT_WRITABLE, {requestDir, platform::OsErrorText(result)});
     return platform::Succeeded(result);
 }

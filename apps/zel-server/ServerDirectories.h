@@ -28,8 +28,6 @@ public:
     [[nodiscard]] static bool Touch(const std::wstring& requestDir, std::wstring& error);
 
 private:
-    [[nodiscard]] static bool ProvideDirectory(const std::wstring& path, const wchar_t* what, bool create,
-                                               std::wstring& error);
     [[nodiscard]] static bool CheckApart(const SServerOptions& options, std::wstring& error);
     [[nodiscard]] static bool CheckNothingForeign(const std::wstring& outputDir, std::wstring& error);
     [[nodiscard]] bool Claim(const std::wstring& outputDir, std::wstring& error);

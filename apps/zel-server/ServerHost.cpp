@@ -2,6 +2,8 @@
 
 #include "framework/CrashReport.h"
 
+#include "ServerTexts.h"
+
 CServerHost::CServerHost(const CServerMessages& messages) : m_messages(messages), m_pPrevious(SetWQ_Host(this)) {}
 
 CServerHost::~CServerHost()
@@ -12,10 +14,9 @@ CServerHost::~CServerHost()
 int CServerHost::GenerateErrorReport(const SMOXCrashRecord& record)
 {
     const int written = CWQ_DefaultHost::GenerateErrorReport(record);
-    const std::wstring request = L"the request '" + MOXCrashRpt::CScopedSubject::CurrentName() + L"' crashed; ";
-    if (written == 1)
-        m_messages.Error(request + L"its crash report is " + MOXCrashRpt::LastReportPath());
-    else
-        m_messages.Error(request + L"no crash report could be written, the log tells why");
+    const std::wstring request = MOXCrashRpt::CScopedSubject::CurrentName();
+    m_messages.Error(written == 1
+                         ? WQ_ModuleText(ServerTexts::IDS_REQUEST_CRASHED, {request, MOXCrashRpt::LastReportPath()})
+                         : WQ_ModuleText(ServerTexts::IDS_REQUEST_CRASHED_UNREPORTED, {request}));
     return written;
 }

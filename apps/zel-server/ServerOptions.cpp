@@ -6,24 +6,11 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 
+#include "ServerTexts.h"
+
 #include <map>
 
 namespace {
-
-constexpr const char* kDescription =
-    "Serves requests: takes request files from the request directory, runs them one at a time\n"
-    "and leaves responses and status files in the output directory.";
-
-constexpr const char* kFooter =
-    "Prints \"zel-server: ready\" on standard output when requests are accepted. The first SIGTERM or SIGINT\n"
-    "stops the server when the running request has ended, the second one cancels that request.\n"
-    "\n"
-    "STARTING DELETES EVERY FILE in the output directory and in its folder Queue; subfolders stay.\n"
-    "\n"
-    "Plug-ins are looked for in the folders of --components, then in \"components\" of the system's and of\n"
-    "the user's configuration folder, then in the folders of the variable ZEL_COMPONENT_PATH.\n"
-    "\n"
-    "Exit codes: 0 stopped cleanly, 1 could not start or run, 2 usage.";
 
 const std::map<std::string, Brel::Log::eLogLevel>& LogLevels()
 {
@@ -56,19 +43,21 @@ struct SRawOptions {
 void DefineDirectories(CLI::App& app, SRawOptions& raw, SServerOptions& options)
 {
     const CLI::Validator notEmpty(
-        [](const std::string& text) { return text.empty() ? "must not be empty" : std::string(); }, "");
-    app.add_option("--request-dir", raw.requestDir, "Directory that clients put requests into")
+        [](const std::string& text) {
+            return text.empty() ? HelpText(ServerTexts::IDS_MUST_NOT_BE_EMPTY) : std::string();
+        },
+        "");
+    app.add_option("--request-dir", raw.requestDir, HelpText(ServerTexts::IDS_HELP_REQUEST_DIR))
         ->required()
         ->type_name("DIR")
         ->check(notEmpty);
-    app.add_option("--output-dir", raw.outputDir, "Directory for responses and status files")
+    app.add_option("--output-dir", raw.outputDir, HelpText(ServerTexts::IDS_HELP_OUTPUT_DIR))
         ->required()
         ->type_name("DIR")
         ->check(notEmpty);
-    app.add_flag("--create-dirs", options.createDirs, "Create the directories when they are missing");
-    app.add_flag("--adopt", options.adopt,
-                 "Take an output directory that holds files but no folder Queue, and delete those files");
-    app.add_option("--components", raw.componentFolders, "Folder with component manifests of plug-ins; repeatable")
+    app.add_flag("--create-dirs", options.createDirs, HelpText(ServerTexts::IDS_HELP_CREATE_DIRS));
+    app.add_flag("--adopt", options.adopt, HelpText(ServerTexts::IDS_HELP_ADOPT));
+    app.add_option("--components", raw.componentFolders, HelpText(ServerTexts::IDS_HELP_COMPONENTS))
         ->type_name("DIR")
         ->expected(1)
         ->take_all();
@@ -76,41 +65,40 @@ void DefineDirectories(CLI::App& app, SRawOptions& raw, SServerOptions& options)
 
 void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
 {
-    app.add_flag("--manual", options.manual,
-                 "Run what is queued only when told to: SIGUSR1, on Windows a line on standard input");
-    app.add_flag("--no-executive", options.noExecutive, "Queue requests, but never run one");
-    app.add_flag("--no-sync", options.noSync, "Do not wait for the storage device when taking requests over");
+    app.add_flag("--manual", options.manual, HelpText(ServerTexts::IDS_HELP_MANUAL));
+    app.add_flag("--no-executive", options.noExecutive, HelpText(ServerTexts::IDS_HELP_NO_EXECUTIVE));
+    app.add_flag("--no-sync", options.noSync, HelpText(ServerTexts::IDS_HELP_NO_SYNC));
     std::string names;
     for (const auto* name : {"trace", "debug", "info", "warning", "error", "critical"})
         names += (names.empty() ? "" : ", ") + std::string(name);
-    app.add_option("--log-level", raw.logLevel, "How much to log: " + names + " (info)")
+    app.add_option("--log-level", raw.logLevel, HelpText(ServerTexts::IDS_HELP_LOG_LEVEL, {platform::FromUtf8(names)}))
         ->type_name("LEVEL")
         ->check(CLI::Validator(
             [names](const std::string& text) {
-                return LogLevels().contains(text) ? std::string() : "'" + text + "' is none of " + names;
+                return LogLevels().contains(text) ? std::string()
+                                                  : HelpText(ServerTexts::IDS_IS_NONE_OF,
+                                                             {platform::FromUtf8(text), platform::FromUtf8(names)});
             },
             ""));
-    app.add_option("--log-file", raw.logFile, "Append the log to FILE instead of writing it to standard error")
-        ->type_name("FILE");
-    app.add_flag("--log-json", options.logJson, "Log one JSON object per line");
+    app.add_option("--log-file", raw.logFile, HelpText(ServerTexts::IDS_HELP_LOG_FILE))->type_name("FILE");
+    app.add_flag("--log-json", options.logJson, HelpText(ServerTexts::IDS_HELP_LOG_JSON));
 }
 
 void DefineService(CLI::App& app, SRawOptions& raw)
 {
-    app.add_option("--service", raw.service,
-                   "Windows: install a service that runs with these options, or remove it; run is for the system")
+    app.add_option("--service", raw.service, HelpText(ServerTexts::IDS_HELP_SERVICE))
         ->type_name("install|remove|run")
         ->check(CLI::Validator(
             [&app](const std::string& action) {
                 if (!ServiceActions().contains(action))
-                    return "'" + action + "' is none of install, remove, run";
+                    return HelpText(ServerTexts::IDS_IS_NONE_OF, {platform::FromUtf8(action), L"install, remove, run"});
                 // Nothing is served: the name is enough.
                 for (const char* directory : {"--request-dir", "--output-dir"})
                     app.get_option(directory)->required(action != "remove");
                 return std::string();
             },
             ""));
-    app.add_option("--service-name", raw.serviceName, "Name of the service (zel-server)")->type_name("NAME");
+    app.add_option("--service-name", raw.serviceName, HelpText(ServerTexts::IDS_HELP_SERVICE_NAME))->type_name("NAME");
 }
 
 /// A mistake that the parser does not see; empty without one.
@@ -119,9 +107,9 @@ std::wstring ServiceMistake(const SServerOptions& options)
     if (options.service != eServiceAction_Install && options.service != eServiceAction_Run)
         return {};
     if (options.logFile.empty())
-        return L"a service has no standard error to log to: name a file with --log-file";
+        return WQ_ModuleText(ServerTexts::IDS_SERVICE_NEEDS_LOG_FILE);
     if (options.manual)
-        return L"a service has no standard input: --manual cannot be used";
+        return WQ_ModuleText(ServerTexts::IDS_SERVICE_NOT_MANUAL);
     return {};
 }
 
@@ -129,10 +117,9 @@ std::wstring ServiceMistake(const SServerOptions& options)
 
 std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments, SServerOptions& options)
 {
-    CLI::App app(kDescription, "zel-server");
-    app.footer(kFooter);
-    app.set_help_flag("-h,--help", "Print this help and end");
-    app.set_version_flag("--version", "zel-server " ZEL_VERSION, "Print the version and end");
+    CLI::App app(HelpText(ServerTexts::IDS_HELP_DESCRIPTION), "zel-server");
+    DefineCommonParts(app);
+    app.footer(HelpText(ServerTexts::IDS_HELP_FOOTER));
     SRawOptions raw;
     DefineDirectories(app, raw, options);
     DefineBehaviour(app, raw, options);
@@ -150,7 +137,7 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
         options.service = ServiceActions().at(raw.service);
     options.serviceName = platform::FromUtf8(raw.serviceName);
     if (const std::wstring mistake = ServiceMistake(options); !mistake.empty()) {
-        PrintError(L"zel-server", mistake + L"\nRun with --help for more information.");
+        PrintUsageError(L"zel-server", mistake);
         return eExitCode_Usage;
     }
     return std::nullopt;

@@ -6,6 +6,8 @@
 #include "framework/Exceptions.h"
 #include "platform/Path.h"
 
+#include "ServerTexts.h"
+
 using namespace std::chrono_literals;
 
 CServerProgram::CServerProgram(const SServerOptions& options) : m_options(options), m_signals(options.manual) {}
@@ -33,7 +35,7 @@ void CServerProgram::AddComponents()
         AddComponentFolder(folder, errors);
     LoadDefaultComponentFolders(errors);
     for (const std::wstring& error : errors)
-        m_messages.Error(L"left out: " + error);
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_LEFT_OUT, {error}));
 }
 
 bool CServerProgram::Start()
@@ -47,7 +49,7 @@ bool CServerProgram::Start()
     if (!MakeServer())
         return false;
     if (!m_pServer->SetDirs(m_options.requestDir, m_options.outputDir)) {
-        m_messages.Error(L"the folder Queue cannot be made in the output directory '" + m_options.outputDir + L"'");
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_QUEUE_NOT_MADE, {m_options.outputDir}));
         return false;
     }
     if (!ProvideProject())
@@ -56,7 +58,7 @@ bool CServerProgram::Start()
     m_pServer->SetNoExecutiveThread(m_options.noExecutive);
     m_pServer->SetSyncing(!m_options.noSync);
     if (!m_pServer->Run()) {
-        m_messages.Error(L"the server could not start, or not within 10 seconds; the log tells more");
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_NOT_STARTED));
         return false;
     }
     m_pServer->SetManualProceedQueue(m_options.manual);
@@ -76,8 +78,7 @@ bool CServerProgram::MakeServer()
         m_pServer = std::make_unique<CZelProcessorServer>();
         return true;
     } catch (const CUserException&) {
-        m_messages.Error(L"no plug-in that serves requests was found; name the folder of their component manifests "
-                         L"with --components or in ZEL_COMPONENT_PATH");
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_NO_PLUGIN));
         return false;
     }
 }
@@ -90,7 +91,7 @@ bool CServerProgram::ProvideProject()
     const HRESULT created = CreateWQ_Project(
         platform::JoinPath(CServerDirectories::OwnFolder(m_options.outputDir), L"project"), project.Put());
     if (FAILED(created)) {
-        m_messages.Error(L"the project of the output directory '" + m_options.outputDir + L"' cannot be made");
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_PROJECT_NOT_MADE, {m_options.outputDir}));
         return false;
     }
     m_pServer->SetProject(project.Get());

@@ -5,6 +5,8 @@
 #include "platform/Process.h"
 #include "platform/Service.h"
 
+#include "ServerTexts.h"
+
 namespace {
 
 platform::SServiceDefinition Definition(const SServerOptions& options)
@@ -12,16 +14,16 @@ platform::SServiceDefinition Definition(const SServerOptions& options)
     SServerOptions started = options;
     started.service = eServiceAction_Run;
     return {options.serviceName, L"ZEL_Processor server (" + options.serviceName + L")",
-            L"Serves requests that clients put into " + options.requestDir, ServerArguments(started)};
+            WQ_ModuleText(ServerTexts::IDS_SERVICE_DESCRIPTION, {options.requestDir}), ServerArguments(started)};
 }
 
-int Conclude(platform::eOsError error, const std::wstring& subject, const wchar_t* success, const wchar_t* failure)
+int Conclude(platform::eOsError error, const std::wstring& name, const STextCode& success, const STextCode& failure)
 {
     if (platform::Succeeded(error)) {
-        platform::WriteConsoleText(platform::eStream_Output, L"zel-server: " + subject + success + L"\n");
+        platform::WriteConsoleText(platform::eStream_Output, L"zel-server: " + WQ_ModuleText(success, {name}) + L"\n");
         return eExitCode_Done;
     }
-    PrintError(L"zel-server", subject + failure + platform::OsErrorText(error));
+    PrintError(L"zel-server", WQ_ModuleText(failure, {name, platform::OsErrorText(error)}));
     return eExitCode_ClientError;
 }
 
@@ -30,9 +32,9 @@ int RunAsService(const SServerOptions& options, const std::function<int()>& serv
     int result = eExitCode_ClientError;
     const platform::eOsError error = platform::RunService(options.serviceName, serve, result);
     if (error == platform::eOsError_NotAService)
-        PrintError(L"zel-server", L"--service run is for the system, which starts the service in this way");
+        PrintError(L"zel-server", WQ_ModuleText(ServerTexts::IDS_SERVICE_RUN_IS_FOR_THE_SYSTEM));
     else if (!platform::Succeeded(error))
-        PrintError(L"zel-server", L"the service cannot run: " + platform::OsErrorText(error));
+        PrintError(L"zel-server", WQ_ModuleText(ServerTexts::IDS_SERVICE_CANNOT_RUN, {platform::OsErrorText(error)}));
     return platform::Succeeded(error) ? result : eExitCode_ClientError;
 }
 
@@ -44,14 +46,13 @@ int CarryOutServiceAction(const SServerOptions& options, const std::function<int
         PrintError(L"zel-server", advice);
         return eExitCode_ClientError;
     }
-    const std::wstring subject = L"the service '" + options.serviceName + L"' ";
     switch (options.service) {
     case eServiceAction_Install:
-        return Conclude(platform::InstallService(Definition(options)), subject,
-                        L"was installed and starts with the system; to start it now: sc start NAME",
-                        L"cannot be installed: ");
+        return Conclude(platform::InstallService(Definition(options)), options.serviceName,
+                        ServerTexts::IDS_SERVICE_INSTALLED, ServerTexts::IDS_SERVICE_NOT_INSTALLED);
     case eServiceAction_Remove:
-        return Conclude(platform::RemoveService(options.serviceName), subject, L"was removed", L"cannot be removed: ");
+        return Conclude(platform::RemoveService(options.serviceName), options.serviceName,
+                        ServerTexts::IDS_SERVICE_REMOVED, ServerTexts::IDS_SERVICE_NOT_REMOVED);
     case eServiceAction_Run: return RunAsService(options, serve);
     case eServiceAction_None: break;
     }

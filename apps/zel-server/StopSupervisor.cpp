@@ -2,6 +2,8 @@
 
 #include "platform/Os.h"
 
+#include "ServerTexts.h"
+
 #include <algorithm>
 
 using namespace std::chrono_literals;
@@ -41,11 +43,11 @@ void CStopSupervisor::Supervise()
     if (m_evStopped.IsSet())
         return;
     if (!isSignalled) {
-        m_messages.Note(L"waiting for the running request to end; signal again to cancel it");
+        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_WAITING_FOR_REQUEST));
         isSignalled = WaitForSignal(std::chrono::hours(24 * 365));
     }
     if (isSignalled) {
-        m_messages.Note(L"cancelling the running request");
+        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_CANCELLING));
         m_context.CancelForGood();
     }
 }

@@ -1,8 +1,10 @@
+#include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TextTables.h"
 
 #include "CommonTexts.h"
+#include "ServerTexts.h"
 #include "ToolTexts.h"
 
 namespace {
@@ -115,10 +117,29 @@ TEST_F(ProgramLanguageTest, CommentsAreInTheServersLanguage)
     StopServer(server);
 }
 
+TEST_F(ProgramLanguageTest, TheServerSpeaksIt)
+{
+    const SProgramResult help = RunProgram(L"zel-server", {L"--help"}, Speaking(kGerman));
+    EXPECT_EQ(help.code, 0);
+    EXPECT_TRUE(help.output.starts_with("Bedient Auftr\u00e4ge: ")) << help.output;
+    for (const char* const word : {"Usage", "Options", "REQUIRED", " the ", "Print"})
+        EXPECT_FALSE(Contains(help.output, word)) << word << "\n" << help.output;
+
+    const SProgramResult same =
+        RunProgram(L"zel-server", {L"--request-dir", m_strOutput, L"--output-dir", m_strOutput}, Speaking(kFrench));
+    EXPECT_EQ(same.code, 1);
+    const std::string output = platform::ToUtf8(m_strOutput);
+    EXPECT_TRUE(Contains(same.errors, "le r\u00e9pertoire de requ\u00eates '" + output +
+                                          "' et le r\u00e9pertoire de sortie '" + output +
+                                          "' sont le m\u00eame r\u00e9pertoire\n"))
+        << same.errors;
+}
+
 TEST(ProgramTextsTest, LanguagesFitTogether)
 {
     ExpectLanguagesFit(CommonTexts::kModule);
     ExpectLanguagesFit(ToolTexts::kModule);
+    ExpectLanguagesFit(ServerTexts::kModule);
 }
 
 } // namespace
