@@ -19,6 +19,9 @@ namespace {
 /// A manifest names one module and a handful of classes.
 constexpr std::size_t kLongestManifest = 1 << 20;
 
+/// The attribute "origin" of a manifest that a registration wrote.
+constexpr wchar_t kRegisteredOrigin[] = L"registration";
+
 /// What is wrong with a manifest. Ends its reading; the reader names the file.
 struct SManifestFault {
     std::wstring reason;
@@ -74,9 +77,8 @@ void ForEachChild(IXMLDOMNode& parent, Visitor&& visitor)
     }
 }
 
-GUID IdOf(IXMLDOMNode& element, const wchar_t* what)
+GUID IdOf(const std::wstring& text, const wchar_t* what)
 {
-    const std::wstring text = AttributeOf(element, L"id");
     GUID id{};
     if (!GuidFromText(text, id) || id == GUID_NULL)
         Fail(std::wstring(what) + L" id \"" + text + L"\" is not of the form {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}");
@@ -86,11 +88,14 @@ GUID IdOf(IXMLDOMNode& element, const wchar_t* what)
 SComponentClass ReadClass(IXMLDOMNode& element)
 {
     SComponentClass read;
-    read.id = IdOf(element, L"class");
+    read.id = IdOf(AttributeOf(element, L"id"), L"class");
     read.name = AttributeOf(element, L"name");
+    read.appId = AttributeOf(element, L"appId");
+    if (std::wstring model = AttributeOf(element, L"threadingModel"); !model.empty())
+        read.threadingModel = std::move(model);
     ForEachChild(element, [&](IXMLDOMNode& child, const std::wstring& name) {
         if (name == L"category")
-            read.categories.push_back(IdOf(child, L"category"));
+            read.categories.push_back(IdOf(AttributeOf(child, L"id"), L"category"));
     });
     return read;
 }
@@ -150,9 +155,8 @@ std::wstring ReadText(const std::wstring& path)
     return text;
 }
 
-void Read(const std::wstring& path, SComponentManifest& manifest)
+void ParseManifestText(const std::wstring& text, const std::wstring& path, SComponentManifest& manifest)
 {
-    const std::wstring text = ReadText(path);
     const CThreadInitialization initialized;
     const CComPtr<IXMLDOMElement> root = ParseManifest(text);
     if (NameOf(*root) != L"component")
@@ -169,9 +173,61 @@ void Read(const std::wstring& path, SComponentManifest& manifest)
     if (manifest.classes.empty())
         Fail(L"it names no class");
     manifest.modulePath = ModulePath(modules.front(), path);
+    manifest.isRegistered = AttributeOf(*root, L"origin") == kRegisteredOrigin;
+    if (const std::wstring library = AttributeOf(*root, L"typeLibrary"); !library.empty())
+        manifest.typeLibrary = IdOf(library, L"type library");
 }
 
-std::wstring Escaped(std::wstring_view text)
+std::wstring ManifestAttribute(const wchar_t* name, std::wstring_view value)
+{
+    return std::wstring(L" ") + name + L"=\"" + EscapeForManifest(value) + L"\"";
+}
+
+std::wstring ManifestText(const SComponentManifest& manifest)
+{
+    std::wstring module = manifest.modulePath;
+    std::replace(module.begin(), module.end(), platform::kPathSeparator, L'/');
+    std::wstring text = L"<component";
+    if (manifest.isRegistered)
+        text += ManifestAttribute(L"origin", kRegisteredOrigin);
+    if (manifest.typeLibrary != GUID_NULL)
+        text += ManifestAttribute(L"typeLibrary", GuidToText(manifest.typeLibrary));
+    text += L">\n  <module>" + EscapeForManifest(module) + L"</module>\n";
+    for (const SComponentClass& component : manifest.classes) {
+        text += L"  <class" + ManifestAttribute(L"id", GuidToText(component.id)) +
+                ManifestAttribute(L"name", component.name);
+        if (component.threadingModel != SComponentClass().threadingModel)
+            text += ManifestAttribute(L"threadingModel", component.threadingModel);
+        if (!component.appId.empty())
+            text += ManifestAttribute(L"appId", component.appId);
+        text += L">\n";
+        for (const CATID& category : component.categories)
+            text += L"    <category id=\"" + GuidToText(category) + L"\"/>\n";
+        text += L"  </class>\n";
+    }
+    return text + L"</component>\n";
+}
+
+/// Runs a reading; what stops it becomes the error, and the manifest is empty then.
+template <class Reading>
+bool GuardedReading(const std::wstring& path, SComponentManifest& manifest, std::wstring& error, Reading&& reading)
+{
+    manifest = SComponentManifest();
+    try {
+        reading();
+        return true;
+    } catch (const SManifestFault& fault) {
+        error = path + L": " + fault.reason;
+    } catch (const CComError& fault) {
+        error = path + L": " + platform::FromUtf8(fault.what());
+    }
+    manifest = SComponentManifest();
+    return false;
+}
+
+} // namespace
+
+std::wstring EscapeForManifest(std::wstring_view text)
 {
     std::wstring escaped;
     for (const wchar_t character : text) {
@@ -185,35 +241,15 @@ std::wstring Escaped(std::wstring_view text)
     return escaped;
 }
 
-std::wstring ManifestText(const SComponentManifest& manifest)
-{
-    std::wstring module = manifest.modulePath;
-    std::replace(module.begin(), module.end(), platform::kPathSeparator, L'/');
-    std::wstring text = L"<component>\n  <module>" + Escaped(module) + L"</module>\n";
-    for (const SComponentClass& component : manifest.classes) {
-        text += L"  <class id=\"" + GuidToText(component.id) + L"\" name=\"" + Escaped(component.name) + L"\">\n";
-        for (const CATID& category : component.categories)
-            text += L"    <category id=\"" + GuidToText(category) + L"\"/>\n";
-        text += L"  </class>\n";
-    }
-    return text + L"</component>\n";
-}
-
-} // namespace
-
 bool ReadComponentManifest(const std::wstring& path, SComponentManifest& manifest, std::wstring& error)
 {
-    manifest = SComponentManifest();
-    try {
-        Read(path, manifest);
-        return true;
-    } catch (const SManifestFault& fault) {
-        error = path + L": " + fault.reason;
-    } catch (const CComError& fault) {
-        error = path + L": " + platform::FromUtf8(fault.what());
-    }
-    manifest = SComponentManifest();
-    return false;
+    return GuardedReading(path, manifest, error, [&] { ParseManifestText(ReadText(path), path, manifest); });
+}
+
+bool ParseComponentManifest(const std::wstring& text, const std::wstring& path, SComponentManifest& manifest,
+                            std::wstring& error)
+{
+    return GuardedReading(path, manifest, error, [&] { ParseManifestText(text, path, manifest); });
 }
 
 bool WriteComponentManifest(const std::wstring& path, const SComponentManifest& manifest, std::wstring& error)

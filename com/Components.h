@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// The process's table of components: which class ids there are, in which module each lives and to which categories it
@@ -21,26 +22,35 @@
 ///     </component>
 ///
 /// and by RegisterComponentClass. On Windows the system's registry is asked after the table. A class that is already in
-/// the table stays as it is: earlier folders win. All functions are safe from any thread, and none throws but
-/// std::bad_alloc.
+/// the table stays as it is: earlier folders win, and a class that this process serves itself comes before all. All
+/// functions are safe from any thread, and none throws but std::bad_alloc.
 
 /// One class of a module.
 struct SComponentClass {
     CLSID id = {};
     std::wstring name;
     std::vector<CATID> categories;
+    std::wstring threadingModel = L"Both"; ///< what Windows is told; elsewhere every object is called on any thread
+    std::wstring appId = {};               ///< of the process to run in; empty for a class that runs in its caller's
 };
 
 /// What a manifest says.
 struct SComponentManifest {
     std::wstring modulePath; ///< full path when read; when written, as it is to stand in the file
     std::vector<SComponentClass> classes;
+    GUID typeLibrary = {};     ///< null when there is none
+    bool isRegistered = false; ///< written by a registration (com/Registration.h), not by hand
 };
 
 /// Reads one manifest; it is UTF-8 text. False with a text that names the file and the reason. Checks the file alone,
 /// not its permissions and not the module.
 [[nodiscard]] ZEL_FRAMEWORK_API bool ReadComponentManifest(const std::wstring& path, SComponentManifest& manifest,
                                                            std::wstring& error);
+/// The same with the text of a manifest; the path, which need not exist, is the one for messages and for the module's.
+[[nodiscard]] ZEL_FRAMEWORK_API bool ParseComponentManifest(const std::wstring& text, const std::wstring& path,
+                                                            SComponentManifest& manifest, std::wstring& error);
+/// A text as it stands in an attribute or an element of a manifest.
+[[nodiscard]] ZEL_FRAMEWORK_API std::wstring EscapeForManifest(std::wstring_view text);
 /// Writes one manifest; false with a text that names the file and the reason.
 [[nodiscard]] ZEL_FRAMEWORK_API bool WriteComponentManifest(const std::wstring& path,
                                                             const SComponentManifest& manifest, std::wstring& error);
@@ -52,21 +62,39 @@ struct SComponentManifest {
 /// nothing but adds what is new.
 ZEL_FRAMEWORK_API void AddComponentFolder(const std::wstring& path, std::vector<std::wstring>& errors);
 
-/// Adds the folder "components" of the system's configuration directory and of the user's, where they exist, then each
-/// folder that the variable ZEL_COMPONENT_PATH names.
+/// Adds the folders of registered components (com/Registration.h), the system's and the user's, where they exist, then
+/// each folder that the variable ZEL_COMPONENT_PATH names.
 ZEL_FRAMEWORK_API void LoadDefaultComponentFolders(std::vector<std::wstring>& errors);
 
 /// Appends the class ids of a category: those of the table in the order they were added, then, on Windows, those that
 /// the system's category manager knows and the table does not (this part needs an initialised thread). Each id once.
 ZEL_FRAMEWORK_API void EnumerateCategory(const GUID& category, std::vector<CLSID>& classes);
 
+/// One class of the table.
+struct SComponentInfo {
+    CLSID id = {};
+    std::wstring name = {};
+    std::vector<CATID> categories = {};
+    std::wstring modulePath = {}; ///< empty for a class that lives in this process
+    std::wstring source = {};     ///< the manifest, or what else names the class
+};
+
+/// Everything in the table in its order, which is the category order, then, on Windows, the classes of this category
+/// that the system knows and the table does not (this part needs an initialised thread).
+[[nodiscard]] ZEL_FRAMEWORK_API std::vector<SComponentInfo> ListComponents(const GUID& category);
+
+/// Makes an object as CoCreateInstanceZEL does. On failure the text names the class, its module and the reason. What
+/// GetComponentClassObject asks of a module is asked here of the system's classes as well, before their code runs.
+[[nodiscard]] ZEL_FRAMEWORK_API HRESULT CreateComponent(REFCLSID classId, REFIID iid, void** object,
+                                                        std::wstring& errorText);
+
 /// True when the table knows the class.
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsComponentKnown(REFCLSID classId);
 
 /// The class object of a class of the table, loading its module when that has not happened yet; a module stays loaded
 /// to the end of the process. REGDB_E_CLASSNOTREG when the table does not know it, CO_E_DLLNOTFOUND when the module
-/// cannot be loaded, CO_E_ERRORINDLL when it is no component module; errorText, when given, then names the file and the
-/// reason.
+/// cannot be loaded, CO_E_ERRORINDLL when it is no component module or one for another version; errorText, when given,
+/// then names the file and the reason.
 ZEL_FRAMEWORK_API HRESULT GetComponentClassObject(REFCLSID classId, REFIID iid, void** object,
                                                   std::wstring* errorText = nullptr);
 

@@ -10,6 +10,8 @@ namespace {
 
 thread_local const std::atomic<bool>* currentQuit = nullptr;
 
+std::atomic<unsigned> g_runningThreads = 0;
+
 void ReportEscapedException(const std::wstring& what)
 {
     WQ_ReportErrorNow(L"framework/WorkerThread", 17, L"CWQ_Thread::Run", L"An exception ended a thread: " + what);
@@ -36,12 +38,18 @@ CWQ_Thread::~CWQ_Thread() = default;
 
 bool CWQ_Thread::Start(AFX_THREADPROC procedure, void* parameter)
 {
-    return m_thread.Start([quit = m_pQuit, procedure, parameter] {
+    // Counted before it runs: whoever has started it must see it.
+    g_runningThreads.fetch_add(1);
+    const bool started = m_thread.Start([quit = m_pQuit, procedure, parameter] {
         currentQuit = quit.get();
         const unsigned exitCode = RunProcedure(procedure, parameter);
         currentQuit = nullptr;
+        g_runningThreads.fetch_sub(1);
         return exitCode;
     });
+    if (!started)
+        g_runningThreads.fetch_sub(1);
+    return started;
 }
 
 bool CWQ_Thread::Wait()
@@ -72,6 +80,11 @@ bool CWQ_Thread::IsQuitPosted() const
 bool CWQ_Thread::IsQuitPostedToCurrent()
 {
     return currentQuit != nullptr && currentQuit->load();
+}
+
+unsigned CWQ_Thread::RunningCount()
+{
+    return g_runningThreads.load();
 }
 
 unsigned CWQ_Thread::ExitCode() const

@@ -38,6 +38,9 @@ public:
     /// The same for the thread that calls, for use inside the procedure; false on a thread that was not started here.
     [[nodiscard]] static bool IsQuitPostedToCurrent();
 
+    /// How many procedures run now, in the whole process: code that must not be unloaded.
+    [[nodiscard]] static unsigned RunningCount();
+
     /// What the procedure returned; valid once a wait was successful.
     [[nodiscard]] unsigned ExitCode() const;
 

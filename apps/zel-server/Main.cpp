@@ -1,6 +1,7 @@
 #include "apps/common/ComThread.h"
 #include "apps/common/CommandLine.h"
 #include "apps/common/ExitCodes.h"
+#include "apps/common/LibraryInstance.h"
 #include "apps/zel-server/ServerProgram.h"
 #include "apps/zel-server/ServerService.h"
 #include "platform/Process.h"
@@ -18,6 +19,11 @@ int Serve(const SServerOptions& options)
         const CComThread com;
         if (!com.IsReady()) {
             PrintError(L"zel-server", WQ_ModuleText(CommonTexts::IDS_COM_NOT_READY));
+            return eExitCode_ClientError;
+        }
+        const CLibraryInstance library;
+        if (!library.IsReady()) {
+            PrintError(L"zel-server", L"the library could not be started");
             return eExitCode_ClientError;
         }
         CServerProgram program(options);

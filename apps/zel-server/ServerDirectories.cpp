@@ -2,6 +2,7 @@
 
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "apps/common/Directories.h"
+#include "platform/Installation.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -44,7 +45,7 @@ bool ProvideDirectory(const std::wstring& path, const SDirectoryTexts& texts, bo
         error = WQ_ModuleText(texts.missing, {path});
         return false;
     }
-    const platform::eOsError created = MakeDirectories(path);
+    const platform::eOsError created = platform::MakeDirectories(path);
     if (!platform::Succeeded(created))
         error = WQ_ModuleText(texts.notCreated, {path, platform::OsErrorText(created)});
     return platform::Succeeded(created);
@@ -83,11 +84,11 @@ bool CServerDirectories::Prepare(const SServerOptions& options, std::wstring& er
 
 bool CServerDirectories::CheckApart(const SServerOptions& options, std::wstring& error)
 {
-    if (IsSameDirectory(options.requestDir, options.outputDir)) {
+    if (platform::IsSameFile(options.requestDir, options.outputDir)) {
         error = WQ_ModuleText(ServerTexts::IDS_SAME_DIRECTORY, {options.requestDir, options.outputDir});
         return false;
     }
-    if (IsSameDirectory(options.requestDir, platform::JoinPath(options.outputDir, kQueueFolder))) {
+    if (platform::IsSameFile(options.requestDir, platform::JoinPath(options.outputDir, kQueueFolder))) {
         error = WQ_ModuleText(ServerTexts::IDS_REQUEST_DIR_IS_QUEUE, {options.requestDir});
         return false;
     }
@@ -116,7 +117,7 @@ bool CServerDirectories::Claim(const std::wstring& outputDir, std::wstring& erro
     const std::wstring folder = OwnFolder(outputDir);
     m_strProcessFile = platform::JoinPath(folder, kProcessFile);
     const std::string process = std::to_string(platform::CurrentProcessId());
-    platform::eOsError result = MakeDirectories(folder);
+    platform::eOsError result = platform::MakeDirectories(folder);
     if (platform::Succeeded(result))
         result = platform::Files().OpenLockFile(platform::JoinPath(folder, kClaimFile), process, m_pClaim);
     if (result == platform::eOsError_SharingViolation) {

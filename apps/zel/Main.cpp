@@ -1,3 +1,4 @@
+#include "apps/common/LibraryInstance.h"
 #include "apps/zel/Commands.h"
 #include "platform/Text.h"
 
@@ -60,6 +61,11 @@ private:
 int main(int argc, char** argv)
 {
     try {
+        const CLibraryInstance library;
+        if (!library.IsReady()) {
+            PrintError(L"zel", L"the library could not be started");
+            return eExitCode_ClientError;
+        }
         CTool tool;
         return tool.Run(platform::ProgramArguments(argc, argv));
     } catch (const std::exception& exception) {

@@ -30,4 +30,19 @@ void AppendCategory(const GUID&, std::vector<CLSID>&)
     // The component table is this system's registry; there is nothing behind it.
 }
 
+bool DescribeClass(REFCLSID, SComponentInfo&)
+{
+    return false;
+}
+
+HRESULT SetRegistrationScope(eRegistrationScope)
+{
+    return S_OK;
+}
+
 } // namespace com_system
+
+IComponentRegistry& SystemComponentRegistry()
+{
+    return ManifestComponentRegistry();
+}

@@ -1,6 +1,7 @@
 #include "com/SystemRuntime.h"
 
 #include "com/ComPtr.h"
+#include "com/win32/RegistryKey.h"
 
 ZEL_DECLARE_IID(ICatInformation, 0x0002E013, 0x0000, 0x0000, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46);
 
@@ -33,6 +34,31 @@ void AppendCategory(const GUID& category, std::vector<CLSID>& classes)
     ULONG fetched = 0;
     while (found->Next(1, &classId, &fetched) == S_OK && fetched == 1)
         classes.push_back(classId);
+}
+
+bool DescribeClass(REFCLSID classId, SComponentInfo& info)
+{
+    const std::wstring key = com_win32::ClassKey(classId);
+    com_win32::CRegistryKey classKey;
+    if (!classKey.Open(HKEY_CLASSES_ROOT, key))
+        return false;
+    info.name = classKey.Text(L"");
+    info.source = L"HKEY_CLASSES_ROOT\\" + key;
+    com_win32::CRegistryKey server;
+    if (server.Open(HKEY_CLASSES_ROOT, key + L"\\InprocServer32"))
+        info.modulePath = server.Text(L"");
+    return true;
+}
+
+HRESULT SetRegistrationScope(eRegistrationScope scope)
+{
+    if (scope == eRegistrationScope_System)
+        return HRESULT_FROM_WIN32(static_cast<DWORD>(::RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr)));
+    com_win32::CRegistryKey user;
+    const LSTATUS opened = user.Create(HKEY_CURRENT_USER, L"Software\\Classes");
+    // The override keeps the key open by itself.
+    return HRESULT_FROM_WIN32(
+        static_cast<DWORD>(opened != ERROR_SUCCESS ? opened : ::RegOverridePredefKey(HKEY_CLASSES_ROOT, user.Get())));
 }
 
 } // namespace com_system

@@ -1,10 +1,16 @@
 #pragma once
 
+#include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
 #include "ZEL_Processor/ZelPluginObject.h"
 #include "com/ComError.h"
+#include "com/ComponentModule.h"
+#include "framework/ComModule.h"
 
+#include <cstdint>
 #include <new>
 #include <span>
+#include <utility>
+#include <vector>
 
 /// The table of a module's classes and the entry points through which they are reached.
 
@@ -24,61 +30,38 @@ template <class Body>
 }
 
 /// One class of a module. Made by ZelPluginClass.
-struct SZelPluginClass {
-    CLSID id;
-    HRESULT (*make)(REFIID iid, void** object);
-};
+using SZelPluginClass = SModuleClass;
 
-/// An entry of the table. The class needs a constructor without arguments.
+/// An entry of the table. The class needs a constructor without arguments. The name is for people: lists of plug-ins
+/// show it.
 template <class Class>
-[[nodiscard]] constexpr SZelPluginClass ZelPluginClass(const CLSID& id)
+[[nodiscard]] constexpr SZelPluginClass ZelPluginClass(const CLSID& id, const wchar_t* name = L"")
 {
-    return {id, [](REFIID iid, void** object) -> HRESULT {
+    return {id,
+            [](REFIID iid, void** object) -> HRESULT {
                 return ZelComResult([&] { return ZelMake<Class>()->QueryInterface(iid, object); });
-            }};
+            },
+            name};
 }
 
-/// The class object of one entry.
-class CZelClassFactory : public CZelObject<IClassFactory> {
-public:
-    explicit CZelClassFactory(const SZelPluginClass& entry) : m_entry(entry) {}
-
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override
-    {
-        if (object == nullptr)
-            return E_POINTER;
-        *object = nullptr;
-        return outer != nullptr ? CLASS_E_NOAGGREGATION : m_entry.make(iid, object);
-    }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override
-    {
-        if (lock != FALSE)
-            ZelModule().Add();
-        else
-            ZelModule().Remove();
-        return S_OK;
-    }
-
-private:
-    const SZelPluginClass& m_entry;
-};
-
-/// What DllGetClassObject does.
-[[nodiscard]] inline HRESULT ZelGetClassObject(std::span<const SZelPluginClass> classes, REFCLSID classId, REFIID iid,
-                                               void** object) noexcept
+/// What DllRegisterServer and DllUnregisterServer do: every class goes into the category of request processors. The
+/// address is any of the module's.
+[[nodiscard]] inline HRESULT ZelRegisterServer(std::span<const SZelPluginClass> classes, const void* address,
+                                               bool isRegistering) noexcept
 {
-    if (object == nullptr)
-        return E_POINTER;
-    *object = nullptr;
-    for (const SZelPluginClass& entry : classes) {
-        if (entry.id == classId)
-            return ZelComResult([&] { return ZelMake<CZelClassFactory>(entry)->QueryInterface(iid, object); });
-    }
-    return CLASS_E_CLASSNOTAVAILABLE;
+    return ZelComResult([&] {
+        std::vector<SWQ_ClassEntry> entries;
+        for (const SZelPluginClass& entry : classes)
+            entries.push_back({entry, {CATID_ZELProcessorFactory}, &CWQ_ComModule::UpdateClass});
+        CWQ_ComModule module(address, ZelModule());
+        module.SetClasses(std::move(entries), {});
+        return isRegistering ? module.RegisterServer(false) : module.UnregisterServer(false);
+    });
 }
 
-/// The module's entry points and its class table, once per module, at global scope:
-///   ZEL_PLUGIN_MODULE(ZelPluginClass<CMyFactory>(kMyFactoryId))
+/// The module's entry points, its class table and the version of the interfaces that it was built for, once per module,
+/// at global scope:
+///   ZEL_PLUGIN_MODULE(ZelPluginClass<CMyFactory>(kMyFactoryId, L"My plug-in"))
 #define ZEL_PLUGIN_MODULE(...)                                                                                         \
     static constexpr SZelPluginClass kZelPluginClasses[] = {__VA_ARGS__};                                              \
     CZelModule& ZelModule() noexcept                                                                                   \
@@ -88,9 +71,21 @@ private:
     }                                                                                                                  \
     ZEL_COM_ENTRY DllGetClassObject(REFCLSID classId, REFIID iid, void** object)                                       \
     {                                                                                                                  \
-        return ZelGetClassObject(kZelPluginClasses, classId, iid, object);                                             \
+        return GetModuleClassObject(ZelModule(), kZelPluginClasses, classId, iid, object);                             \
     }                                                                                                                  \
     ZEL_COM_ENTRY DllCanUnloadNow()                                                                                    \
     {                                                                                                                  \
         return ZelModule().IsInUse() ? S_FALSE : S_OK;                                                                 \
+    }                                                                                                                  \
+    ZEL_COM_ENTRY DllRegisterServer()                                                                                  \
+    {                                                                                                                  \
+        return ZelRegisterServer(kZelPluginClasses, &kZelPluginClasses, true);                                         \
+    }                                                                                                                  \
+    ZEL_COM_ENTRY DllUnregisterServer()                                                                                \
+    {                                                                                                                  \
+        return ZelRegisterServer(kZelPluginClasses, &kZelPluginClasses, false);                                        \
+    }                                                                                                                  \
+    extern "C" ZEL_EXPORTED std::uint32_t ZelPluginVersion()                                                           \
+    {                                                                                                                  \
+        return kComponentVersion;                                                                                      \
     }

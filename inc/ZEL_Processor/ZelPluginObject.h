@@ -2,6 +2,7 @@
 
 #include "com/Com.h"
 #include "com/ComPtr.h"
+#include "com/ModuleClasses.h"
 
 #include <atomic>
 #include <tuple>
@@ -10,15 +11,7 @@
 /// Objects of a plug-in module: reference counted, several interfaces each, and counted for DllCanUnloadNow.
 
 /// What keeps a module loaded: its living objects and the locks on its class objects. Safe from any thread.
-class CZelModule {
-public:
-    void Add() noexcept { m_nUses.fetch_add(1, std::memory_order_relaxed); }
-    void Remove() noexcept { m_nUses.fetch_sub(1, std::memory_order_release); }
-    [[nodiscard]] bool IsInUse() const noexcept { return m_nUses.load(std::memory_order_acquire) != 0; }
-
-private:
-    std::atomic<ULONG> m_nUses = 0;
-};
+using CZelModule = CModuleUses;
 
 /// The one of this module, made by ZEL_PLUGIN_MODULE (ZelPluginModule.h). Deliberately no inline function: an inline
 /// one could be shared by all modules of a process, and none of them would ever count as unused.

@@ -1,5 +1,6 @@
 #include "platform/Module.h"
 
+#include "platform/Installation.h"
 #include "platform/Path.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/SystemPath.h"
@@ -120,6 +121,11 @@ std::vector<std::wstring> LoadedModules()
 bool IsWritableByOthers(const std::wstring&)
 {
     return false;
+}
+
+eOsError KeepOthersFromWriting(const std::wstring&)
+{
+    return eOsError_None;
 }
 
 } // namespace platform

@@ -83,4 +83,4 @@ private:
 
 } // namespace
 
-ZEL_PLUGIN_MODULE(ZelPluginClass<CDataStoreFactory>(kDataStoreFactoryId))
+ZEL_PLUGIN_MODULE(ZelPluginClass<CDataStoreFactory>(kDataStoreFactoryId, L"Data store"))

@@ -172,4 +172,4 @@ CComPtr<CZelXmlRequest> CTestFactory::MakeRequest(const CString& path)
     return request;
 }
 
-ZEL_PLUGIN_MODULE(ZelPluginClass<CTestFactory>(kTestFactoryId))
+ZEL_PLUGIN_MODULE(ZelPluginClass<CTestFactory>(kTestFactoryId, L"Tasks for tests and the bench"))

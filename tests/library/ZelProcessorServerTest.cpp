@@ -1,5 +1,6 @@
 #include "tests/library/ServerFixture.h"
 
+#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorFactories.h"
 #include "framework/Exceptions.h"
 #include "tests/support/ManualClock.h"
 
@@ -97,10 +98,13 @@ TEST_F(Server, ContextAndEventAreKept)
 
 TEST_F(Server, CanNotBeMadeWithoutAFactory)
 {
+    CZelProcessorFactories::ForgetCategory();
     CScriptedPlugin::SetInstalled(false);
     EXPECT_THROW(CZelProcessorServer(), CUserException);
     CScriptedPlugin::SetInstalled(true);
     m_host.ExpectBox(L"Unable to create Zel Processor Factory");
+    for (int classes = 0; classes < 2; ++classes)
+        m_host.ExpectLogLine(L"A plug-in was left out: class {1F3A6C10-");
 }
 
 TEST_F(Server, RunsAndStopsAndRunsAgain)

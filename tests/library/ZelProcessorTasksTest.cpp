@@ -126,21 +126,28 @@ TEST_F(Tasks, AFactoryThatAcceptsWithoutATaskRaisesThePointerError)
 
 TEST_F(Tasks, WithoutAnyFactoryAProcessorCanNotBeMade)
 {
+    CZelProcessorFactories::ForgetCategory();
     CScriptedPlugin::SetInstalled(false);
     EXPECT_THROW(CZelProcessor(), CUserException);
     CScriptedPlugin::SetInstalled(true);
+    for (int classes = 0; classes < 2; ++classes)
+        m_host.ExpectLogLine(L"A plug-in was left out: class {1F3A6C10-");
     const SRecordedBox box = TakeBox();
     EXPECT_EQ(box.text, L"Unable to create Zel Processor Factory");
     EXPECT_EQ(box.style, 16U);
 }
 
-TEST_F(Tasks, AComponentThatCanNotBeMadeIsLeftOut)
+TEST_F(Tasks, AComponentThatCanNotBeMadeIsLeftOutWithOneWarning)
 {
+    CZelProcessorFactories::ForgetCategory();
     CZelProcessorFactories factories;
     EXPECT_TRUE(factories.LoadFactories());
     EXPECT_EQ(factories.GetArray().GetCount(), 2U);
     CScriptedPlugin::SetInstalled(false);
     EXPECT_FALSE(factories.LoadFactories());
     EXPECT_TRUE(factories.GetArray().IsEmpty());
+    EXPECT_FALSE(factories.LoadFactories());
     CScriptedPlugin::SetInstalled(true);
+    for (int classes = 0; classes < 2; ++classes)
+        m_host.ExpectLogLine(L"A plug-in was left out: class {1F3A6C10-");
 }

@@ -102,9 +102,14 @@ check_messages() {
 not_messages() {
     cat <<'TEXT'
 <category id="
-<class id="
-" name="
+CLSID array
+Component Categories
+Component Categories\
+\Implemented Categories\
+Data store
+Plug-ins of ZEL_Processor
 Process id:
+Project marker
 Thread id:
 version='1.0' encoding='UTF-8'
 TEXT

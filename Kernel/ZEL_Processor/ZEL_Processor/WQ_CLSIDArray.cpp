@@ -1,3 +1,4 @@
+#include "LibraryUses.h"
 #include "WQ_CLSIDArrayImpl.h"
 #include "framework/ComArchiveImplBase.h"
 #include "framework/RegisteredClass.h"
@@ -9,6 +10,9 @@ constexpr GUID kArrayArchiveType = {0xEF8E54AF, 0x0BD3, 0x4006, {0x85, 0x4F, 0x6
 class CWQ_CLSIDArray final : public CMOX_ComArchiveImplBase<CWQ_CLSIDArrayImpl> {
 public:
     CWQ_CLSIDArray() : CMOX_ComArchiveImplBase(CLSID_WQ_CLSIDArray, kArrayArchiveType) {}
+
+private:
+    const CModuleUse m_use{LibraryUses()};
 };
 
 const CRegisteredClass g_arrayClass(CLSID_WQ_CLSIDArray, CreateWQ_CLSIDArray);

@@ -1,5 +1,6 @@
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 
+#include "LibraryUses.h"
 #include "framework/ComArchiveImplBase.h"
 #include "framework/EasyMOXArchive.h"
 #include "framework/RegisteredClass.h"
@@ -56,6 +57,9 @@ private:
 class CWQ_ProjectMarker final : public CMOX_ComArchiveImplBase<CWQ_ProjectMarkerImpl> {
 public:
     CWQ_ProjectMarker() : CMOX_ComArchiveImplBase(CLSID_WQ_ProjectMarker, kMarkerArchiveType) {}
+
+private:
+    const CModuleUse m_use{LibraryUses()};
 };
 
 const CRegisteredClass g_markerClass(CLSID_WQ_ProjectMarker, CreateWQ_ProjectMarker);

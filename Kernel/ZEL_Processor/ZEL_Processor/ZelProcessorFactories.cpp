@@ -1,25 +1,54 @@
 #include "ZelProcessorFactories.h"
 
-#include "com/ZelCom.h"
+#include "SourceNames.h"
+#include "com/Components.h"
+#include "com/Guid.h"
 #include "framework/Exceptions.h"
+#include "framework/Log.h"
 #include "framework/RegistryCathegory.h"
 #include "framework/Services.h"
 
 #include <memory>
 #include <mutex>
+#include <set>
 
 namespace {
 
-/// One per process, filled by the first caller that finds components, never freed: plug-in modules may outlive
+/// One per process, filled by the first caller that finds components, never destroyed: plug-in modules may outlive
 /// everything else.
+struct SProcessCategory {
+    std::mutex mutex;
+    // Guarded by mutex.
+    CMOX_RegistryCathegory category;
+    std::set<CLSID, SGuidLess> leftOut; ///< what the log has told already
+};
+
+SProcessCategory& ProcessCategory()
+{
+    static SProcessCategory& category = *std::make_unique<SProcessCategory>().release();
+    return category;
+}
+
 std::vector<CMOX_RegistryCathegoryItem> CategoryItems()
 {
-    static std::mutex guard;
-    static CMOX_RegistryCathegory& category = *std::make_unique<CMOX_RegistryCathegory>().release();
-    const std::lock_guard lock(guard);
-    if (category.IsEmpty())
-        category.Enumerate(CATID_ZELProcessorFactory);
-    return category.GetItems();
+    SProcessCategory& known = ProcessCategory();
+    const std::lock_guard lock(known.mutex);
+    if (known.category.IsEmpty())
+        known.category.Enumerate(CATID_ZELProcessorFactory);
+    return known.category.GetItems();
+}
+
+/// Each server loads the factories, and its processor again; one warning is enough.
+void TellLeftOut(REFCLSID classId, const std::wstring& reason)
+{
+    SProcessCategory& known = ProcessCategory();
+    {
+        const std::lock_guard lock(known.mutex);
+        if (!known.leftOut.insert(classId).second)
+            return;
+    }
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                     L"A plug-in was left out: " + reason);
 }
 
 /// The first result that a factory gives together with true. What a declining factory gave is released.
@@ -43,14 +72,22 @@ bool CZelProcessorFactories::LoadFactories()
 {
     m_factories.RemoveAll();
     for (const CMOX_RegistryCathegoryItem& item : CategoryItems()) {
-        CComPtr<IUnknown> component;
-        if (FAILED(CoCreateInstanceZEL(item.GetClsid(), nullptr, CLSCTX_INPROC_SERVER, ComIid<IUnknown>(),
-                                       component.PutVoid())))
-            continue;
-        if (const CComPtr<IWQ_ZELProcessorFactory> factory = component.QueryTo<IWQ_ZELProcessorFactory>())
+        CComPtr<IWQ_ZELProcessorFactory> factory;
+        std::wstring reason;
+        if (SUCCEEDED(CreateComponent(item.GetClsid(), ComIid<IWQ_ZELProcessorFactory>(), factory.PutVoid(), reason)))
             m_factories.Add(factory.Get());
+        else
+            TellLeftOut(item.GetClsid(), reason);
     }
     return !m_factories.IsEmpty();
+}
+
+void CZelProcessorFactories::ForgetCategory()
+{
+    SProcessCategory& known = ProcessCategory();
+    const std::lock_guard lock(known.mutex);
+    known.category.Clear();
+    known.leftOut.clear();
 }
 
 CComPtr<IWQ_ZELProcessorRequest> CZelProcessorFactories::FindRequest(const wchar_t* path) const

@@ -7,9 +7,11 @@
 /// The plug-in factories of the component category, in category order, with one reference to each.
 class CZelProcessorFactories {
 public:
-    /// Fills the collection anew. A component that can't be created, or is no factory, is left out. True when there is
-    /// at least one.
+    /// Fills the collection anew. A component that can't be created, or is no factory, is left out with a warning in
+    /// the log that names it and the reason. True when there is at least one.
     bool LoadFactories();
+    /// The next loading looks for components again, instead of taking those that the process found first.
+    static void ForgetCategory();
 
     /// Each asks the factories in order; the first that accepts supplies the result, which is null when none does.
     [[nodiscard]] CComPtr<IWQ_ZELProcessorRequest> FindRequest(const wchar_t* path) const;

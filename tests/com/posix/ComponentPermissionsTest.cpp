@@ -1,5 +1,8 @@
 #include "com/Components.h"
+#include "com/Registration.h"
 #include "platform/FileSystem.h"
+#include "platform/Module.h"
+#include "platform/Os.h"
 #include "tests/com/TestComponent.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -7,6 +10,7 @@
 
 #include <filesystem>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -20,7 +24,8 @@ protected:
     {
         EXPECT_EQ(platform::WriteWholeFile(m_folder / L"module.so", "x"), platform::eOsError_None);
         std::wstring error;
-        EXPECT_TRUE(WriteComponentManifest(m_folder / L"a.component", {L"module.so", {{kTestClassOne, L"", {}}}}, error));
+        EXPECT_TRUE(
+            WriteComponentManifest(m_folder / L"a.component", {L"module.so", {{kTestClassOne, L"", {}}}}, error));
         for (const wchar_t* name : {L"module.so", L"a.component"})
             Allow(m_folder / name, perms::none);
         Allow(m_folder.Path(), perms::none);
@@ -77,7 +82,8 @@ TEST_F(CComponentPermissionsTest, AModuleInAFolderForAllIsRefused)
     Allow(other / L"far.so", perms::none);
     Allow(other.Path(), perms::others_write);
     std::wstring error;
-    ASSERT_TRUE(WriteComponentManifest(m_folder / L"a.component", {other / L"far.so", {{kTestClassOne, L"", {}}}}, error));
+    ASSERT_TRUE(
+        WriteComponentManifest(m_folder / L"a.component", {other / L"far.so", {{kTestClassOne, L"", {}}}}, error));
     ExpectRefusedFor(other.Path());
 }
 
@@ -91,6 +97,45 @@ TEST_F(CComponentPermissionsTest, AModuleThatIsOpenedToAllLaterIsNotLoaded)
     std::wstring error;
     EXPECT_EQ(GetComponentClassObject(kTestClassOne, ComIid<IClassFactory>(), &object, &error), CO_E_DLLNOTFOUND);
     EXPECT_NE(error.find(L"others may write"), std::wstring::npos);
+}
+
+TEST_F(CComponentPermissionsTest, AModuleForAllIsNotRegistered)
+{
+    const testsupport::CTemporaryDirectory config;
+    platform::SetEnvironment(L"ZEL_CONFIG_DIR", config.Path());
+    for (const std::wstring& path : {m_folder / L"module.so", m_folder.Path()}) {
+        Allow(path, perms::others_write);
+        EXPECT_EQ(ManifestComponentRegistry().WriteComponent(m_folder / L"module.so", {kTestClassOne, L"", {}}),
+                  E_ACCESSDENIED);
+        EXPECT_NE(RegistrationError().find(L"others may write to " + path), std::wstring::npos);
+        Allow(path, perms::none);
+    }
+    platform::SetEnvironment(L"ZEL_CONFIG_DIR", L"");
+}
+
+TEST_F(CComponentPermissionsTest, NothingIsRegisteredInAFolderForAll)
+{
+    const testsupport::CTemporaryDirectory config;
+    platform::SetEnvironment(L"ZEL_CONFIG_DIR", config.Path());
+    ASSERT_EQ(platform::Files().MakeDirectory(config / L"components"), platform::eOsError_None);
+    Allow(config / L"components", perms::others_write);
+    EXPECT_EQ(ManifestComponentRegistry().WriteComponent(m_folder / L"module.so", {kTestClassOne, L"", {}}),
+              E_ACCESSDENIED);
+    EXPECT_TRUE(RegistrationError().starts_with(config / L"components"));
+    platform::SetEnvironment(L"ZEL_CONFIG_DIR", L"");
+}
+
+TEST_F(CComponentPermissionsTest, WhatIsRegisteredIsTheOwnersAloneWhateverHisHabits)
+{
+    const testsupport::CTemporaryDirectory config;
+    platform::SetEnvironment(L"ZEL_CONFIG_DIR", config.Path());
+    const mode_t habits = umask(0);
+    EXPECT_EQ(ManifestComponentRegistry().WriteComponent(m_folder / L"module.so", {kTestClassOne, L"", {}}), S_OK);
+    umask(habits);
+    std::vector<std::wstring> errors;
+    AddComponentFolder(config / L"components", errors);
+    EXPECT_TRUE(errors.empty());
+    platform::SetEnvironment(L"ZEL_CONFIG_DIR", L"");
 }
 
 } // namespace
