@@ -1,0 +1,56 @@
+#include "platform/Text.h"
+#include "tests/regsvr/RegsvrFixture.h"
+
+#include <filesystem>
+
+namespace {
+
+using std::filesystem::perms;
+
+/// A plug-in in a folder of the test's own, whose permissions are changed.
+class RefusedModulesTest : public CRegsvrFixture {
+protected:
+    RefusedModulesTest()
+    {
+        Write(m_module, Read(Module(L"test-plugins/zel_testtasks")));
+        Allow(m_module, perms::none);
+    }
+    static void Allow(const std::wstring& path, perms more)
+    {
+        std::filesystem::permissions(testsupport::StandardPath(path), perms::owner_all | more);
+    }
+    void ExpectRefused(const std::wstring& path)
+    {
+        const SProgramResult result = Regsvr({L"--user", m_module});
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(Contains(result.errors, "others may write to " + platform::ToUtf8(path))) << result.errors;
+        EXPECT_EQ(List(), "nothing is registered\n");
+    }
+
+    const std::wstring m_module = InHome(L"own.so");
+};
+
+TEST_F(RefusedModulesTest, AModuleThatOthersMayWriteTo)
+{
+    Allow(m_module, perms::others_write);
+    ExpectRefused(m_module);
+}
+
+TEST_F(RefusedModulesTest, AModuleInAFolderThatOthersMayWriteTo)
+{
+    Allow(m_strHome, perms::others_write);
+    ExpectRefused(m_strHome);
+    Allow(m_strHome, perms::none);
+}
+
+TEST_F(RefusedModulesTest, AFolderOfRegistrationsThatOthersMayWriteTo)
+{
+    const std::wstring folder = m_root / L"user/zel-processor/components";
+    std::filesystem::create_directories(testsupport::StandardPath(folder));
+    Allow(folder, perms::others_write);
+    const SProgramResult result = Regsvr({L"--user", m_module});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(Contains(result.errors, platform::ToUtf8(folder) + ": others may write to it")) << result.errors;
+}
+
+} // namespace
