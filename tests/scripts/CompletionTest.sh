@@ -77,6 +77,10 @@ check_shell() { # shell
     expect_only "$1" 'zel send --timeout '
 }
 
+if [[ ! -x $bin/zel || ! -x $bin/zel-server ]]; then
+    echo "$bin/zel is missing: build first, or name the build folder in ZEL_BUILD_DIR"
+    exit 1
+fi
 mkdir "$work/in" "$work/out"
 touch "$work/job.drq" "$work/in/first.drq" "$work/in/second.drq"
 unset ZEL_REQUEST_DIR ZEL_OUTPUT_DIR ZEL_CLIENT_DIR
