@@ -5,6 +5,8 @@
 #include "com/Components.h"
 #include "com/Guid.h"
 
+#include "RegsvrTexts.h"
+
 #include <algorithm>
 
 namespace {
@@ -29,8 +31,14 @@ std::wstring Described(const SComponentInfo& component, const std::wstring& faul
     std::wstring text = GuidToText(component.id);
     if (!component.name.empty())
         text += L" " + component.name;
-    text += L"\n   module  " + component.modulePath + L"\n   from    " + component.source + L"\n";
-    return fault.empty() ? text : text + L"   broken  " + fault + L"\n";
+    const auto add = [&text](const STextCode& what, const std::wstring& value) {
+        text += L"\n   " + WQ_ModuleText(what, {value});
+    };
+    add(RegsvrTexts::IDS_LIST_MODULE, component.modulePath);
+    add(RegsvrTexts::IDS_LIST_SOURCE, component.source);
+    if (!fault.empty())
+        add(RegsvrTexts::IDS_LIST_FAULT, fault);
+    return text + L"\n";
 }
 
 } // namespace
@@ -55,6 +63,6 @@ std::wstring ListOfComponents(bool& isBroken)
     }
     std::wstring text = plugins + others;
     for (const std::wstring& error : errors)
-        text += L"broken: " + error + L"\n";
+        text += WQ_ModuleText(RegsvrTexts::IDS_BROKEN, {error}) + L"\n";
     return text;
 }

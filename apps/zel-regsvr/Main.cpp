@@ -8,6 +8,9 @@
 #include "platform/Process.h"
 #include "platform/Text.h"
 
+#include "CommonTexts.h"
+#include "RegsvrTexts.h"
+
 #include <exception>
 
 namespace {
@@ -18,7 +21,7 @@ int List()
 {
     bool isBroken = false;
     const std::wstring text = ListOfComponents(isBroken);
-    platform::WriteConsoleText(platform::eStream_Output, text.empty() ? L"nothing is registered\n" : text);
+    platform::WriteConsoleText(platform::eStream_Output, text.empty() ? WQ_ModuleText(RegsvrTexts::IDS_NOTHING_REGISTERED) + L"\n" : text);
     return isBroken ? eExitCode_ClientError : eExitCode_Done;
 }
 
@@ -30,8 +33,8 @@ int Register(const SRegsvrOptions& options)
     for (const std::wstring& module : options.modules) {
         std::wstring error;
         if (options.unregister ? UnregisterModule(module, error) : RegisterModule(module, error)) {
-            platform::WriteConsoleText(platform::eStream_Output,
-                                       (options.unregister ? L"unregistered " : L"registered ") + module + L"\n");
+            const STextCode& done = options.unregister ? RegsvrTexts::IDS_UNREGISTERED : RegsvrTexts::IDS_REGISTERED;
+            platform::WriteConsoleText(platform::eStream_Output, WQ_ModuleText(done, {module}) + L"\n");
         } else {
             PrintError(kProgram, error);
             code = eExitCode_ClientError;
@@ -50,12 +53,12 @@ int main(int argc, char** argv)
             return *code;
         const CComThread com;
         if (!com.IsReady()) {
-            PrintError(kProgram, L"COM could not be initialised");
+            PrintError(kProgram, WQ_ModuleText(CommonTexts::IDS_COM_NOT_READY));
             return eExitCode_ClientError;
         }
         const CLibraryInstance library;
         if (!library.IsReady()) {
-            PrintError(kProgram, L"the library could not be started");
+            PrintError(kProgram, WQ_ModuleText(CommonTexts::IDS_LIBRARY_NOT_STARTED));
             return eExitCode_ClientError;
         }
         return options.list ? List() : Register(options);

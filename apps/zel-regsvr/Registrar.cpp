@@ -6,6 +6,8 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 
+#include "RegsvrTexts.h"
+
 namespace {
 
 using EntryFunction = HRESULT(STDMETHODCALLTYPE*)();
@@ -29,7 +31,7 @@ HRESULT CallGuarded(EntryFunction entry)
     try {
         return entry();
     } catch (...) {
-        SetRegistrationError(L"an exception was thrown");
+        SetRegistrationError(WQ_ModuleText(RegsvrTexts::IDS_EXCEPTION));
         return E_UNEXPECTED;
     }
 }
@@ -39,7 +41,7 @@ bool CallEntry(const std::wstring& path, SComponentModule& loaded, const char* n
     const std::wstring wideName = platform::FromUtf8(name);
     const auto entry = reinterpret_cast<EntryFunction>(loaded.module->Symbol(name));
     if (entry == nullptr) {
-        error = path + L": the module exports no " + wideName + L", so it can only be made known by a manifest";
+        error = path + L": " + WQ_ModuleText(RegsvrTexts::IDS_NO_ENTRY, {wideName});
         return false;
     }
     SetRegistrationError({});
@@ -49,7 +51,7 @@ bool CallEntry(const std::wstring& path, SComponentModule& loaded, const char* n
     std::wstring reason = RegistrationError();
     if (reason.empty())
         reason = platform::FromUtf8(CComError(result).what());
-    error = path + L": " + wideName + L" failed: " + reason;
+    error = path + L": " + WQ_ModuleText(RegsvrTexts::IDS_ENTRY_FAILED, {wideName, reason});
     return false;
 }
 

@@ -23,7 +23,7 @@ int Serve(const SServerOptions& options)
         }
         const CLibraryInstance library;
         if (!library.IsReady()) {
-            PrintError(L"zel-server", L"the library could not be started");
+            PrintError(L"zel-server", WQ_ModuleText(CommonTexts::IDS_LIBRARY_NOT_STARTED));
             return eExitCode_ClientError;
         }
         CServerProgram program(options);

@@ -2,6 +2,8 @@
 #include "apps/zel/Commands.h"
 #include "platform/Text.h"
 
+#include "CommonTexts.h"
+
 #include <exception>
 #include <memory>
 
@@ -63,7 +65,7 @@ int main(int argc, char** argv)
     try {
         const CLibraryInstance library;
         if (!library.IsReady()) {
-            PrintError(L"zel", L"the library could not be started");
+            PrintError(L"zel", WQ_ModuleText(CommonTexts::IDS_LIBRARY_NOT_STARTED));
             return eExitCode_ClientError;
         }
         CTool tool;

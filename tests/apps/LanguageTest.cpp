@@ -4,6 +4,7 @@
 #include "tests/support/TextTables.h"
 
 #include "CommonTexts.h"
+#include "RegsvrTexts.h"
 #include "ServerTexts.h"
 #include "ToolTexts.h"
 
@@ -135,11 +136,22 @@ TEST_F(ProgramLanguageTest, TheServerSpeaksIt)
         << same.errors;
 }
 
+TEST_F(ProgramLanguageTest, TheRegistrarSpeaksIt)
+{
+    const SProgramResult help = RunProgram(L"zel-regsvr", {L"--help"}, Speaking(kGerman));
+    EXPECT_EQ(help.code, 0);
+    EXPECT_TRUE(help.output.starts_with("Registriert Plug-ins ")) << help.output;
+    const SProgramResult mistake = RunProgram(L"zel-regsvr", {}, Speaking(kFrench));
+    EXPECT_EQ(mistake.code, 2);
+    EXPECT_TRUE(mistake.errors.starts_with("zel-regsvr: indiquez un module ou --list\n")) << mistake.errors;
+}
+
 TEST(ProgramTextsTest, LanguagesFitTogether)
 {
     ExpectLanguagesFit(CommonTexts::kModule);
     ExpectLanguagesFit(ToolTexts::kModule);
     ExpectLanguagesFit(ServerTexts::kModule);
+    ExpectLanguagesFit(RegsvrTexts::kModule);
 }
 
 } // namespace

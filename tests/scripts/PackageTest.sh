@@ -83,7 +83,8 @@ install_packages() { # root folder
 
 check_files() { # root folder
     local file manifest=$1/etc/zel-processor/components/zel_datastore.component unit=$1/usr/lib/systemd/system/zel-server.service
-    for file in usr/bin/zel usr/bin/zel-server etc/default/zel-server usr/share/man/man1/zel.1 \
+    for file in usr/bin/zel usr/bin/zel-server usr/bin/zel-regsvr etc/default/zel-server \
+        usr/share/man/man1/zel.1 usr/share/man/man1/zel-regsvr.1 \
         usr/share/man/man8/zel-server.8 usr/share/bash-completion/completions/zel-server \
         usr/share/zsh/site-functions/_zel usr/share/fish/vendor_completions.d/zel.fish; do
         [[ -e $1/$file ]] || complain "/$file is missing"
