@@ -1,5 +1,6 @@
 #include "framework/CrashReportWriter.h"
 
+#include "com/ComponentModule.h"
 #include "framework/LogText.h"
 #include "framework/NeverDestroyed.h"
 #include "platform/FileSystem.h"
@@ -113,6 +114,18 @@ std::size_t FrameCount(const platform::SFaultRecord& fault)
     return std::min(fault.frameCount, platform::kMaxFaultFrames);
 }
 
+/// The version that a plug-in was built for; empty of a module that tells none.
+std::wstring ModuleVersion(const std::wstring& path)
+{
+    std::unique_ptr<platform::IModule> module;
+    std::wstring ignored;
+    if (!Succeeded(platform::LoadDynamicModule(path, module, ignored))) // it is loaded: this finds it
+        return {};
+    const auto tell = reinterpret_cast<std::uint32_t (*)()>(module->Symbol(kComponentVersionFunction));
+    const std::uint32_t version = tell != nullptr ? tell() : 0;
+    return version == 0 ? L"" : std::to_wstring(version >> 16U) + L"." + std::to_wstring(version & 0xFFFFU);
+}
+
 /// What a reader looks for first: the innermost frame whose source is known. The frames before it are those of the
 /// system's libraries.
 void AppendPlace(std::string& report, const platform::SFaultRecord& fault)
@@ -124,6 +137,8 @@ void AppendPlace(std::string& report, const platform::SFaultRecord& fault)
         AppendLine(report, "Function:    ", place.function);
         AppendLine(report, "Source:      ", place.file + L":" + std::to_wstring(place.line));
         AppendLine(report, "Module:      ", place.modulePath);
+        if (const std::wstring version = ModuleVersion(place.modulePath); !version.empty())
+            AppendLine(report, "Built for:   ", version);
         return;
     }
     report += "Source:      unknown\n";

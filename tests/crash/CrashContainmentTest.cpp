@@ -207,6 +207,9 @@ TEST_F(CrashContainment, ACrashReportHasWhatADeveloperNeeds)
     EXPECT_TRUE(Value(report, "Source").ends_with(place)) << report;
     EXPECT_NE(Value(report, "Function").find("CrashNullDereference()"), std::string::npos) << report;
     EXPECT_NE(Value(report, "Module").find("zel_testtasks"), std::string::npos) << report;
+    EXPECT_EQ(Value(report, "Built for"),
+              std::to_string(ZEL_VERSION_MAJOR) + "." + std::to_string(ZEL_VERSION_MINOR))
+        << report;
     EXPECT_EQ(Value(report, "Kind"), "access violation") << report;
     EXPECT_NE(Value(report, "Thread").find(" ZelProcessorServer::"), std::string::npos) << report;
     EXPECT_TRUE(Value(report, "Version").starts_with(ZEL_VERSION " (")) << report;
