@@ -47,7 +47,11 @@ function(zel_add_tests)
     target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBS} zel_test_main)
     # What is tested is built as it ships, and as its sanitizers want it; the tests themselves are built fast, with every
     # frame on the stack. Checks for undefined behaviour in the many small assertions cost two thirds of their build.
-    target_compile_options(${arg_NAME} PRIVATE -O0 -fno-sanitize=undefined)
+    target_compile_options(${arg_NAME} PRIVATE -O0 -fno-sanitize=undefined
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>) # in a unity build, see ZelWarnings.cmake
+
+    # In every preset: that each source stands alone is asked of what is tested.
+    set_target_properties(${arg_NAME} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
 
     # Most of the time that a test takes to compile goes into these.
     target_precompile_headers(${arg_NAME} PRIVATE
@@ -67,6 +71,9 @@ function(zel_add_tests)
         list(APPEND environment "ZEL_WINE_OUTPUT=test-results/${arg_NAME}.log")
     endif()
     set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "${environment}")
+    if(arg_NAME MATCHES "^(apps|race)_tests$")
+        set_tests_properties(${arg_NAME} PROPERTIES COST 100) # they wait a lot: first, and beside each other
+    endif()
     if(arg_SERIAL)
         set_tests_properties(${arg_NAME} PROPERTIES RUN_SERIAL ON)
     endif()
