@@ -14,8 +14,11 @@ protected:
     {
         EXPECT_TRUE(WaitUntil([&] { return !FilesIn(m_strRequests).empty(); }));
         m_strName = FilesIn(m_strRequests).at(0);
-        std::string request = Read(InRequests(m_strName));
-        EXPECT_EQ(platform::Files().Move(InRequests(m_strName), InQueue(m_strName), 0), platform::eOsError_None);
+        // As the server does it: the client may still sync what it has handed over.
+        EXPECT_TRUE(WaitUntil([&] {
+            return platform::Files().Move(InRequests(m_strName), InQueue(m_strName), 0) == platform::eOsError_None;
+        }));
+        std::string request = Read(InQueue(m_strName));
         std::erase_if(request, [](char character) { return character == '\r' || character == '\n'; });
         return request;
     }
