@@ -7,6 +7,7 @@
 
 #include <dlfcn.h>
 #include <link.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,8 +59,11 @@ eOsError LoadDynamicModule(const std::wstring& path, std::unique_ptr<IModule>& l
     const std::string file = NarrowPath(AbsolutePath(path));
     void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
-        const char* const text = dlerror();
-        errorText = FromUtf8(text != nullptr ? text : "");
+        const char* const told = dlerror();
+        std::string_view text = told != nullptr ? told : "";
+        if (const std::string prefix = file + ": "; text.starts_with(prefix))
+            text.remove_prefix(prefix.size()); // whoever loads names the file
+        errorText = FromUtf8(text);
         return LoadError(file);
     }
     loaded = std::make_unique<CModule>(handle);
