@@ -54,4 +54,4 @@ protected:
 
 } // namespace
 
-ZEL_PLUGIN_MODULE(ZelPluginClass<CHelloFactory>(kHelloFactoryId))
+ZEL_PLUGIN_MODULE(ZelPluginClass<CHelloFactory>(kHelloFactoryId, L"Hello"))
