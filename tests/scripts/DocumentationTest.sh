@@ -4,26 +4,9 @@
 set -euo pipefail
 
 export LANGUAGE=en # what the programs say is compared with English pages
-root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
+source "$(dirname -- "${BASH_SOURCE[0]}")/lib/workplace.sh"
 cd -- "$root"
-bin=${ZEL_BUILD_DIR:-$root/build/debug}/bin
-work=$(mktemp -d)
-server=
-cleanup() {
-    [[ -z $server ]] || kill -KILL "$server" 2>/dev/null || true
-    rm -rf -- "$work"
-}
-trap cleanup EXIT
-
-failures=0
-complain() {
-    echo "$1"
-    failures=$((failures + 1))
-}
-stop() {
-    echo "$1"
-    exit 1
-}
+bin=$build/bin
 
 # A place inside a page: what its headings become as links.
 anchors() { # page

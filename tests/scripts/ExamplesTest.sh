@@ -4,29 +4,7 @@
 # build/mingw is there.
 set -euo pipefail
 
-root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
-build=${ZEL_BUILD_DIR:-$root/build/debug}
-mingw=$root/build/mingw
-work=$(mktemp -d)
-host=
-cleanup() {
-    [[ -z $host ]] || kill -KILL "$host" 2>/dev/null || true
-    rm -rf -- "$work"
-    [[ ! -e $mingw/wine/.complete ]] || WINEPREFIX=$mingw/wine wineserver -k 2>/dev/null || true
-}
-trap cleanup EXIT
-stop() {
-    echo "$1"
-    exit 1
-}
-logged() { # log command...
-    local log=$work/$1.log
-    shift
-    "$@" >"$log" 2>&1 </dev/null || {
-        tail -n 40 "$log"
-        stop "failed: $*"
-    }
-}
+source "$(dirname -- "${BASH_SOURCE[0]}")/lib/workplace.sh"
 wait_for() { # text file
     local tries
     for ((tries = 0; tries < 600; ++tries)); do
@@ -53,7 +31,7 @@ try_native() {
     cp "$root/examples/plugin-hello/hello.drq" "$work/home/"
     mkfifo "$work/steps"
     "$work/build/host/host" "$plugins" "$work/requests" "$work/output" <"$work/steps" >"$work/host.txt" 2>&1 &
-    host=$!
+    server=$!
     exec 7>"$work/steps"
     wait_for ready "$work/host.txt"
 
@@ -71,8 +49,8 @@ try_native() {
     mv "$work/home/dance.command" "$work/requests/"
     wait_for "box: Processing of command" "$work/host.txt"
     exec 7>&-
-    wait "$host" || stop "the host did not end well: $(cat "$work/host.txt")"
-    host=
+    wait "$server" || stop "the host did not end well: $(cat "$work/host.txt")"
+    server=
 }
 
 try_windows() {

@@ -4,33 +4,7 @@
 # The same for Windows, under Wine, when build/mingw is there.
 set -euo pipefail
 
-root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
-build=${ZEL_BUILD_DIR:-$root/build/debug}
-mingw=$root/build/mingw
-work=$(mktemp -d)
-cleanup() {
-    rm -rf -- "$work"
-    [[ ! -e $mingw/wine/.complete ]] || WINEPREFIX=$mingw/wine wineserver -k 2>/dev/null || true
-}
-trap cleanup EXIT
-
-failures=0
-complain() {
-    echo "$1"
-    failures=$((failures + 1))
-}
-stop() {
-    echo "$1"
-    exit 1
-}
-logged() { # log command...
-    local log=$work/$1.log
-    shift
-    "$@" >"$log" 2>&1 </dev/null || {
-        tail -n 40 "$log"
-        stop "failed: $*"
-    }
-}
+source "$(dirname -- "${BASH_SOURCE[0]}")/lib/workplace.sh"
 
 # Beside those in inc/, what hosts and clients are meant to include.
 entry_headers() { # include folder
