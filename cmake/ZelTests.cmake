@@ -32,6 +32,11 @@ if(ZEL_SANITIZE MATCHES "thread")
     endif()
 endif()
 
+# What is tested is built as it ships, and as its sanitizers want it; the tests themselves are built fast, with every
+# frame on the stack. Checks for undefined behaviour in the many small assertions cost two thirds of their build. The
+# warning is that of unity builds, see ZelWarnings.cmake.
+set(ZEL_TEST_OPTIONS -O0 -fno-sanitize=undefined $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+
 function(zel_add_tests)
     cmake_parse_arguments(PARSE_ARGV 0 arg "SERIAL" "NAME;TIMEOUT" "SOURCES;LIBS")
     if(NOT arg_NAME OR NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
@@ -45,17 +50,12 @@ function(zel_add_tests)
     add_executable(${arg_NAME} ${arg_SOURCES})
     target_include_directories(${arg_NAME} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/inc")
     target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBS} zel_test_main)
-    # What is tested is built as it ships, and as its sanitizers want it; the tests themselves are built fast, with every
-    # frame on the stack. Checks for undefined behaviour in the many small assertions cost two thirds of their build.
-    target_compile_options(${arg_NAME} PRIVATE -O0 -fno-sanitize=undefined
-        $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>) # in a unity build, see ZelWarnings.cmake
+    target_compile_options(${arg_NAME} PRIVATE ${ZEL_TEST_OPTIONS})
 
     # In every preset: that each source stands alone is asked of what is tested.
     set_target_properties(${arg_NAME} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
 
-    # Most of the time that a test takes to compile goes into these.
-    target_precompile_headers(${arg_NAME} PRIVATE
-        <gtest/gtest.h> <atomic> <chrono> <functional> <memory> <mutex> <string> <vector>)
+    target_precompile_headers(${arg_NAME} REUSE_FROM zel_test_headers)
 
     # The result file is an argument, not the environment: a program that the test starts must not overwrite it. Its
     # path is relative because GoogleTest does not take a path without a drive for an absolute one on Windows.
