@@ -1,6 +1,6 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
-#include "com/ZelCom.h"
+#include "apps/common/ComThread.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
@@ -16,7 +16,6 @@ namespace {
 /// own; each line of its output is "NAME STATUS", the server's answer.
 int Steer(const std::vector<std::wstring>& arguments)
 {
-    CoInitializeZEL(nullptr);
     CZelProcessorClient client;
     client.Init(arguments.at(0), arguments.at(1), arguments.at(2));
     client.SetSyncing(false);
@@ -24,8 +23,7 @@ int Steer(const std::vector<std::wstring>& arguments)
     for (std::wstring line; testsupport::ReadFromParent(line);) {
         threads.emplace_back();
         static_cast<void>(threads.back().Start([&client, line] {
-            CoInitializeSYS(nullptr);
-            CoInitializeZEL(nullptr);
+            const CComThread com;
             std::wistringstream words(line);
             std::wstring command;
             std::wstring name;
@@ -33,14 +31,11 @@ int Steer(const std::vector<std::wstring>& arguments)
             const eZelProcRequestStatus answer =
                 command == L"cancel" ? client.CancelRequest(name) : client.PauseRequest(name);
             testsupport::TellParent(name + L" " + std::to_wstring(answer));
-            CoUninitializeZEL();
-            CoUninitializeSYS();
             return 0U;
         }));
     }
     for (platform::CThread& thread : threads)
         static_cast<void>(thread.Join());
-    CoUninitializeZEL();
     return 0;
 }
 const testsupport::CChildPart g_steer(L"steer", &Steer);
@@ -50,8 +45,6 @@ class CommandRace : public CProgramTest {
 protected:
     CommandRace()
     {
-        CoInitializeSYS(nullptr);
-        CoInitializeZEL(nullptr);
         m_client.Init(m_strRequests, m_strOutput, m_strHome);
         m_client.SetSyncing(false);
         m_steering = StartSteering();
@@ -59,9 +52,6 @@ protected:
     ~CommandRace() override
     {
         EXPECT_EQ(testsupport::FinishChild(m_steering), 0);
-        m_pWatch.reset();
-        CoUninitializeZEL();
-        CoUninitializeSYS();
     }
 
     [[nodiscard]] platform::CProcess StartSteering() const
@@ -166,6 +156,7 @@ protected:
         }
     }
 
+    const CComThread m_com;
     CZelProcessorClient m_client;
     std::unique_ptr<CZelRequestWatch> m_pWatch;
     platform::CProcess m_steering;

@@ -1,6 +1,6 @@
 #include "ZEL_Processor/LockFile.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
-#include "com/ZelCom.h"
+#include "apps/common/ComThread.h"
 #include "framework/DsEventsData.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
@@ -36,32 +36,34 @@ void TakeAll(CZelProcessorClient& client, std::vector<int>& numbers)
         numbers.push_back(NumberOf(*event));
 }
 
+/// Makes a client known to the server by the directories that a part was given.
+bool Register(CZelProcessorClient& client, const std::vector<std::wstring>& directories)
+{
+    client.Init(directories.at(0), directories.at(1), directories.at(2));
+    client.SetSyncing(false);
+    return client.ListenDsEvents();
+}
+
 /// Registers, takes events from its own thread until the parent asks for quiet, takes what is left when the parent
 /// asks for the end, unregisters, and gives the numbers of all.
 int Listen(const std::vector<std::wstring>& arguments)
 {
-    CoInitializeSYS(nullptr);
-    CoInitializeZEL(nullptr);
+    const CComThread com;
     CZelProcessorClient client;
-    client.Init(arguments.at(0), arguments.at(1), arguments.at(2));
-    client.SetSyncing(false);
-    if (!client.ListenDsEvents())
+    if (!Register(client, arguments))
         return 1;
     testsupport::TellParent(L"listening");
     std::atomic<bool> quiet = false;
     std::vector<int> numbers;
     platform::CThread reader;
     static_cast<void>(reader.Start([&] {
-        CoInitializeSYS(nullptr);
-        CoInitializeZEL(nullptr);
+        const CComThread readerCom;
         while (!quiet) {
             client.ResetOutputDirChange();
             if (client.IsNewDsEvent())
                 TakeAll(client, numbers);
             platform::Clock().SleepFor(std::chrono::milliseconds(20));
         }
-        CoUninitializeZEL();
-        CoUninitializeSYS();
         return 0U;
     }));
     testsupport::WaitForParent();
@@ -75,21 +77,16 @@ int Listen(const std::vector<std::wstring>& arguments)
     for (const int number : numbers)
         line += std::to_wstring(number) + L" ";
     testsupport::TellParent(line);
-    CoUninitializeZEL();
-    CoUninitializeSYS();
     return isStopped ? 0 : 1;
 }
 const testsupport::CChildPart g_listen(L"listen", &Listen);
 
-/// Registers, takes the lock of its file of changed lock results, and keeps it until the parent asks for it.
+/// Registers, takes the locks of its files of events and of changed lock results, and keeps them.
 int HoldLock(const std::vector<std::wstring>& arguments)
 {
-    CoInitializeSYS(nullptr);
-    CoInitializeZEL(nullptr);
+    const CComThread com;
     CZelProcessorClient client;
-    client.Init(arguments.at(0), arguments.at(1), arguments.at(2));
-    client.SetSyncing(false);
-    if (!client.ListenDsEvents())
+    if (!Register(client, arguments))
         return 1;
     CLockFile events(client.GetDsEventsFileFullPath());
     CLockFile results(client.GetLockResultsChangeFile());
