@@ -161,6 +161,16 @@ TEST_F(ClientStatus, ReceivingMovesTheOutputAndRemovesTheStatus)
     EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_NotRequested);
 }
 
+TEST_F(ClientStatus, ReceivingRemovesAStatusThatTheServerIsStillClosing)
+{
+    Write(In(m_outputDir, L"x.drq"), "<Response/>");
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_SharingViolation, 10, L"x.drq.status");
+    const platform::CScopedOs os(&m_files, nullptr);
+    EXPECT_TRUE(m_client.ReceiveOutput(L"x.drq", In(m_clientDir, L"target.xml")));
+    EXPECT_TRUE(FilesIn(m_outputDir).empty());
+}
+
 TEST_F(ClientStatus, ReceivingWithoutAnOutputIsShown)
 {
     EXPECT_FALSE(m_client.ReceiveOutput(L"x.drq", In(m_clientDir, L"target.xml")));

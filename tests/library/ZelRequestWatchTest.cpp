@@ -93,5 +93,5 @@ TEST_F(RequestWatch, FollowsManyRequestsFromSeveralThreads)
     for (platform::CThread& thread : threads)
         EXPECT_TRUE(thread.Join());
     EXPECT_EQ(done, 200);
-    EXPECT_TRUE(FilesIn(m_outputDir).empty());
+    EXPECT_EQ(FilesIn(m_outputDir), std::vector<std::wstring>{});
 }

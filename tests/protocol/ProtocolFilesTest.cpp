@@ -71,8 +71,8 @@ TEST_F(ProtocolFiles, AMoveReplacesOnlyWhenToldTo)
     EXPECT_TRUE(Protocol::MoveFileWhenFree(m_from, m_to,
                                            platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough));
     std::string bytes;
-    EXPECT_TRUE(
-        platform::Succeeded(platform::ReadWholeFile(m_to, platform::eOpenMode_ReadShared, bytes, std::size_t{1} << 20)));
+    EXPECT_TRUE(platform::Succeeded(
+        platform::ReadWholeFile(m_to, platform::eOpenMode_ReadShared, bytes, std::size_t{1} << 20)));
     EXPECT_EQ(bytes, "content");
 }
 
@@ -84,6 +84,32 @@ TEST_F(ProtocolFiles, ATryEndsWhenItsCallerNoLongerWants)
     const platform::CScopedOs os(&m_files, &m_clock);
     EXPECT_FALSE(Protocol::MoveFileWhenFree(m_from, m_to, 0, &goOn));
     EXPECT_TRUE(platform::PathExists(m_from));
+}
+
+TEST_F(ProtocolFiles, ARemovalWaitsForAFileThatIsBeingClosed)
+{
+    m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_SharingViolation, 10);
+    const platform::CScopedOs os(&m_files, &m_clock);
+    EXPECT_TRUE(Protocol::RemoveFileWhenFree(m_from));
+    EXPECT_FALSE(platform::PathExists(m_from));
+}
+
+TEST_F(ProtocolFiles, ARemovalGivesUpAfterASecond)
+{
+    m_files.FailAlways(testsupport::eFileCall_Remove, platform::eOsError_SharingViolation);
+    const std::chrono::nanoseconds start = m_clock.Steady();
+    const platform::CScopedOs os(&m_files, &m_clock);
+    EXPECT_FALSE(Protocol::RemoveFileWhenFree(m_from));
+    EXPECT_EQ(m_clock.Steady() - start, std::chrono::seconds(1));
+    EXPECT_TRUE(platform::PathExists(m_from));
+}
+
+TEST_F(ProtocolFiles, ARemovalThatIsRefusedIsNotTriedAgain)
+{
+    m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_AccessDenied);
+    const platform::CScopedOs os(&m_files, &m_clock);
+    EXPECT_FALSE(Protocol::RemoveFileWhenFree(m_from));
+    EXPECT_EQ(m_files.Count(testsupport::eFileCall_Remove), 1U);
 }
 
 TEST_F(ProtocolFiles, ClearingDeletesFilesAndLeavesDirectoriesAlone)

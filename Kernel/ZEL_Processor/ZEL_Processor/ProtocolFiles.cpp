@@ -12,6 +12,7 @@ namespace Protocol {
 namespace {
 
 constexpr unsigned kYieldsBeforeNap = 200;
+constexpr std::chrono::seconds kRemovePatience{1};
 
 void PauseBeforeRetry(unsigned attempts)
 {
@@ -50,6 +51,17 @@ platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& a
 bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const std::atomic<bool>* pGoOn)
 {
     return platform::Succeeded(RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, pGoOn));
+}
+
+bool RemoveFileWhenFree(const CString& path)
+{
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kRemovePatience;
+    std::atomic<bool> goOn = true;
+    const auto attempt = [&] {
+        goOn = platform::Clock().Steady() < end;
+        return platform::Files().Remove(path);
+    };
+    return platform::Succeeded(RetryWhileShared(attempt, &goOn));
 }
 
 bool DeleteAllFilesInDir(const CString& dir)

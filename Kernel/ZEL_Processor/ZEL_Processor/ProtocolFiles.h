@@ -35,6 +35,12 @@ enum eFileKind { eFileKind_Other, eFileKind_Request, eFileKind_Command };
 [[nodiscard]] bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags,
                                     const std::atomic<bool>* pGoOn = nullptr);
 
+/// Deletes a file that the other side has written to its end and is closing: for an instant after its lock is gone it
+/// is still open there (Linux gives up a lock before the descriptor: __fput in fs/file_table.c). Tries for a second; a
+/// file that is held longer stays, and nobody waits for ever for something that only tidies up. False when the file is
+/// not deleted.
+bool RemoveFileWhenFree(const CString& path);
+
 /// Deletes every file, sub-directories aside; failures of single deletions are ignored. False when there is no such
 /// directory.
 bool DeleteAllFilesInDir(const CString& dir);

@@ -93,7 +93,7 @@ eZelProcRequestStatus CZelProcessorClient::FollowCommand(const CString& commandF
     CAdditionalRequestStatus additional;
     eZelProcRequestStatus status = GetStatus(commandFile, &additional);
     const auto end = [&](eZelProcRequestStatus result) {
-        static_cast<void>(platform::Files().Remove(GetStatusFilePath(commandFile)));
+        Protocol::RemoveFileWhenFree(GetStatusFilePath(commandFile));
         return result;
     };
     const auto fail = [&](long line, const wchar_t* function, const wchar_t* format, eZelProcRequestStatus result) {

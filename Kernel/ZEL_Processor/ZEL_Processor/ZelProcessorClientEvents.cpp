@@ -162,8 +162,8 @@ bool CZelProcessorClient::ListenFileWatch()
     // What changed before the watch was made counts, too: the registration is older.
     SetOutputDirChange();
     while (m_bListening && !CWQ_Thread::IsQuitPostedToCurrent()) {
-        // While a change is known, further ones tell nothing new: without this, each file that the server writes for one
-        // of fifty clients would wake all of them. They wait in the watch until somebody has looked.
+        // While a change is known, further ones tell nothing new: without this, each file that the server writes for
+        // one of fifty clients would wake all of them. They wait in the watch until somebody has looked.
         if (!m_evLooked->WaitFor(kWatchTimeout) || watch->Wait(kWatchTimeout) == platform::eWaitResult_Timeout)
             continue;
         const platform::eOsError error = watch->Rearm();

@@ -116,6 +116,6 @@ bool CZelProcessorClient::ReceiveOutput(const CString& requestPath, const CStrin
                       eMessageStyle_Error);
         return false;
     }
-    static_cast<void>(platform::Files().Remove(GetStatusFilePath(requestPath)));
+    Protocol::RemoveFileWhenFree(GetStatusFilePath(requestPath));
     return true;
 }
