@@ -6,6 +6,7 @@
 
 #include "CommonTexts.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 namespace {

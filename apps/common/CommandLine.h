@@ -2,11 +2,14 @@
 
 #include "framework/TextModule.h"
 
-#include <CLI/CLI.hpp>
-
 #include <optional>
 #include <string>
 #include <vector>
+
+// The parser is dear to compile: only who defines options includes it.
+namespace CLI {
+class App;
+}
 
 /// Parses the arguments of a program. Empty when the program is to go on; else its exit code: help and version go to
 /// standard output with code 0, a mistake to standard error with code 2.

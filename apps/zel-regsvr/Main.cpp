@@ -21,7 +21,8 @@ int List()
 {
     bool isBroken = false;
     const std::wstring text = ListOfComponents(isBroken);
-    platform::WriteConsoleText(platform::eStream_Output, text.empty() ? WQ_ModuleText(RegsvrTexts::IDS_NOTHING_REGISTERED) + L"\n" : text);
+    platform::WriteConsoleText(platform::eStream_Output,
+                               text.empty() ? WQ_ModuleText(RegsvrTexts::IDS_NOTHING_REGISTERED) + L"\n" : text);
     return isBroken ? eExitCode_ClientError : eExitCode_Done;
 }
 

@@ -5,6 +5,8 @@
 
 #include "RegsvrTexts.h"
 
+#include <CLI/CLI.hpp>
+
 std::optional<int> ParseRegsvrOptions(const std::vector<std::wstring>& arguments, SRegsvrOptions& options)
 {
     CLI::App app(HelpText(RegsvrTexts::IDS_HELP_DESCRIPTION), "zel-regsvr");
@@ -14,7 +16,8 @@ std::optional<int> ParseRegsvrOptions(const std::vector<std::wstring>& arguments
     bool user = false;
     bool system = false;
     auto* const files = app.add_option("MODULE", modules, HelpText(RegsvrTexts::IDS_HELP_MODULE));
-    auto* const unregister = app.add_flag("-u,--unregister", options.unregister, HelpText(RegsvrTexts::IDS_HELP_UNREGISTER));
+    auto* const unregister =
+        app.add_flag("-u,--unregister", options.unregister, HelpText(RegsvrTexts::IDS_HELP_UNREGISTER));
     auto* const forUser = app.add_flag("--user", user, HelpText(RegsvrTexts::IDS_HELP_USER));
     auto* const forSystem = app.add_flag("--system", system, HelpText(RegsvrTexts::IDS_HELP_SYSTEM));
     auto* const list = app.add_flag("-l,--list", options.list, HelpText(RegsvrTexts::IDS_HELP_LIST));

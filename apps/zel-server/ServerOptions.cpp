@@ -8,6 +8,7 @@
 
 #include "ServerTexts.h"
 
+#include <CLI/CLI.hpp>
 #include <map>
 
 namespace {

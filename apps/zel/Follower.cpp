@@ -12,8 +12,6 @@ using std::chrono::milliseconds;
 
 namespace {
 
-/// How soon Ctrl-C is noticed. The waiting itself sleeps on notifications, and ends at once when there is one.
-constexpr milliseconds kSlice = 250ms;
 /// The server removes a request a moment after it wrote the last status.
 constexpr milliseconds kRemovalPatience = 2000ms;
 
@@ -32,7 +30,7 @@ eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
     if (!m_bQuiet)
         view.emplace();
     for (;;) {
-        const milliseconds slice = std::min(Left(), kSlice);
+        const milliseconds slice = std::min(Left(), CToolSession::kInterruptLatency);
         state = m_bQuiet ? WaitQuietly(name, slice) : ReadState(m_session.Client(), name);
         if (view)
             view->Show(state);

@@ -4,6 +4,8 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 
+#include <CLI/CLI.hpp>
+
 void CListCommand::Define(CLI::App&) {}
 
 int CListCommand::Run(CToolSession& session)

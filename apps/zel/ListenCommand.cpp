@@ -2,6 +2,8 @@
 
 #include "apps/zel/Listener.h"
 
+#include <CLI/CLI.hpp>
+
 void CListenCommand::Define(CLI::App&) {}
 
 int CListenCommand::Run(CToolSession& session)

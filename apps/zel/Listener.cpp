@@ -13,8 +13,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// How soon Ctrl-C is noticed. The waiting itself sleeps on notifications, and ends at once when there is one.
-constexpr auto kSlice = 250ms;
 /// What the server holds is asked for again after this time, so often at most.
 constexpr auto kRetryPause = 100ms;
 constexpr int kMaxRetries = 20;
@@ -69,7 +67,7 @@ eExitCode CListener::TellUntilStopped()
     CZelRequestWatch watch(m_client.Client(), m_session.Options().outputDir);
     int failures = 0;
     while (!m_session.IsInterrupted() && !m_bOutputGone) {
-        const bool isChanged = watch.WaitForChange(failures == 0 ? kSlice : kRetryPause);
+        const bool isChanged = watch.WaitForChange(failures == 0 ? CToolSession::kInterruptLatency : kRetryPause);
         if (!isChanged && failures == 0)
             continue;
         if (IsRegistrationGone()) {

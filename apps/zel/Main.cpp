@@ -4,6 +4,7 @@
 
 #include "CommonTexts.h"
 
+#include <CLI/CLI.hpp>
 #include <exception>
 #include <memory>
 

@@ -5,6 +5,7 @@
 #include "apps/zel/Receiver.h"
 #include "platform/Text.h"
 
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 namespace {

@@ -5,6 +5,8 @@
 #include "platform/FileSystem.h"
 #include "platform/Text.h"
 
+#include <CLI/CLI.hpp>
+
 void CReceiveCommand::Define(CLI::App& app)
 {
     app.add_option("NAME", m_given, HelpText(ToolTexts::IDS_HELP_NAME))->required()->type_name("");

@@ -8,6 +8,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 
+#include <CLI/CLI.hpp>
 #include <set>
 
 namespace {

@@ -1,5 +1,7 @@
 #include "apps/zel/StatusCommand.h"
 
+#include <CLI/CLI.hpp>
+
 void CStatusCommand::Define(CLI::App& app)
 {
     app.add_option("NAME", m_given, HelpText(ToolTexts::IDS_HELP_NAMES))->required()->type_name("");

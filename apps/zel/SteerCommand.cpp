@@ -2,6 +2,8 @@
 
 #include "ZEL_Processor/ZelRequestWatch.h"
 
+#include <CLI/CLI.hpp>
+
 void CSteerCommand::Define(CLI::App& app)
 {
     app.add_option("NAME", m_given, HelpText(ToolTexts::IDS_HELP_NAMES))->required()->type_name("");

@@ -6,6 +6,7 @@
 
 #include "ToolTexts.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 namespace {

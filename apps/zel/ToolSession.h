@@ -7,6 +7,7 @@
 #include "apps/zel/ToolOptions.h"
 #include "platform/Process.h"
 
+#include <chrono>
 #include <string>
 
 /// One run of the tool: the client, the directories, and how to speak to the user. On the main thread.
@@ -35,6 +36,9 @@ public:
     /// A failure of the tool itself: the text on standard error, and the request as a client error where JSON is
     /// wanted. Gives the exit code.
     [[nodiscard]] eExitCode Fail(const std::wstring& name, const std::wstring& text) const;
+
+    /// How soon Ctrl-C is noticed. The waiting itself sleeps on notifications, and ends at once when there is one.
+    static constexpr std::chrono::milliseconds kInterruptLatency{250};
 
     /// True once the user pressed Ctrl-C or the tool is to stop for another reason.
     [[nodiscard]] bool IsInterrupted();

@@ -2,6 +2,8 @@
 
 #include "apps/zel/Follower.h"
 
+#include <CLI/CLI.hpp>
+
 void CWaitCommand::Define(CLI::App& app)
 {
     app.add_option("NAME", m_given, HelpText(ToolTexts::IDS_HELP_NAMES))->required()->type_name("");
