@@ -23,11 +23,17 @@ set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 add_compile_definitions(ZEL_VERSION="${PROJECT_VERSION}")
 
 # This code waits for files: more than -O2 buys build time and nothing else.
+set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 
 # Crash reports are symbolised from our own debug information and walk the stack by frame pointers, so every
-# build type has both.
-add_compile_options(-g -fno-omit-frame-pointer)
+# build type has both. Of the debug information they read functions and lines; the rest is for debuggers, and dear to
+# build with the sanitizers and to link for Windows.
+if(WIN32 OR ZEL_SANITIZE)
+    add_compile_options(-g1 -fno-omit-frame-pointer)
+else()
+    add_compile_options(-g -fno-omit-frame-pointer)
+endif()
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
 if(WIN32)
@@ -42,7 +48,7 @@ elseif(NOT ZEL_FUZZ) # clang leaves the runtime of its sanitizers to the program
 endif()
 
 if(ZEL_SANITIZE)
-    add_compile_options(-fsanitize=${ZEL_SANITIZE} -fno-sanitize-recover=all -O1)
+    add_compile_options(-fsanitize=${ZEL_SANITIZE} -fno-sanitize-recover=all -Og)
     add_link_options(-fsanitize=${ZEL_SANITIZE})
 endif()
 

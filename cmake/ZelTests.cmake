@@ -1,6 +1,7 @@
-# zel_add_tests(NAME name SOURCES a.cpp ... [LIBS target ...] [TIMEOUT seconds] [SERIAL])
-#   One GoogleTest program in bin, one CTest entry. The results of its single cases are in test-results/<name>.json of
-#   the build folder after a run; a program that crashed leaves none. SERIAL: nothing else runs beside it.
+# zel_add_tests(NAME name SOURCES a.cpp ... [LIBS target ...] [TIMEOUT seconds] [SERIAL] [APART suites])
+#   One GoogleTest program in bin, one CTest entry. The results of its single cases are in test-results/<entry>.json of
+#   the build folder after a run; a program that crashed leaves none. SERIAL: nothing else runs beside it. APART: these
+#   suites (Suite.*:...) are an entry of their own, <name>_apart, that may run beside the rest.
 # zel_check_tests_listed()
 #   Ends the configure step with an error when a *Test.cpp below tests/ belongs to no program.
 
@@ -38,7 +39,7 @@ endif()
 set(ZEL_TEST_OPTIONS -O0 -fno-sanitize=undefined $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 
 function(zel_add_tests)
-    cmake_parse_arguments(PARSE_ARGV 0 arg "SERIAL" "NAME;TIMEOUT" "SOURCES;LIBS")
+    cmake_parse_arguments(PARSE_ARGV 0 arg "SERIAL" "NAME;TIMEOUT;APART" "SOURCES;LIBS")
     if(NOT arg_NAME OR NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "zel_add_tests needs NAME and SOURCES; not understood: '${arg_UNPARSED_ARGUMENTS}'")
     endif()
@@ -63,26 +64,35 @@ function(zel_add_tests)
     if(ZEL_TEST_LAUNCHER)
         set(program ${ZEL_TEST_LAUNCHER} $<TARGET_FILE:${arg_NAME}>)
     endif()
-    add_test(NAME ${arg_NAME}
-        COMMAND ${program} --gtest_output=json:test-results/${arg_NAME}.json
-        WORKING_DIRECTORY "${CMAKE_BINARY_DIR}")
-    set(environment ${ZEL_TEST_ENVIRONMENT})
-    if(CMAKE_CROSSCOMPILING)
-        list(APPEND environment "ZEL_WINE_OUTPUT=test-results/${arg_NAME}.log")
+    set(entries ${arg_NAME})
+    set(filter "")
+    if(arg_APART)
+        set(entries ${arg_NAME}_apart ${arg_NAME})
+        set(filter "--gtest_filter=${arg_APART}")
     endif()
-    set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "${environment}")
-    if(arg_NAME MATCHES "^(apps|race)_tests$")
-        set_tests_properties(${arg_NAME} PROPERTIES COST 100) # they wait a lot: first, and beside each other
-    endif()
-    if(arg_SERIAL)
-        set_tests_properties(${arg_NAME} PROPERTIES RUN_SERIAL ON)
-    endif()
+    foreach(entry IN LISTS entries)
+        add_test(NAME ${entry}
+            COMMAND ${program} --gtest_output=json:test-results/${entry}.json ${filter}
+            WORKING_DIRECTORY "${CMAKE_BINARY_DIR}")
+        string(REPLACE "filter=" "filter=-" filter "${filter}") # the second entry has all but these
+        set(environment ${ZEL_TEST_ENVIRONMENT})
+        if(CMAKE_CROSSCOMPILING)
+            list(APPEND environment "ZEL_WINE_OUTPUT=test-results/${entry}.log")
+        endif()
+        set_tests_properties(${entry} PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "${environment}")
+        if(entry MATCHES "^(apps|race)_tests")
+            set_tests_properties(${entry} PROPERTIES COST 100) # they wait a lot: first, and beside each other
+        endif()
+        if(arg_SERIAL)
+            set_tests_properties(${entry} PROPERTIES RUN_SERIAL ON)
+        endif()
+    endforeach()
 
     foreach(source IN LISTS arg_SOURCES)
         cmake_path(ABSOLUTE_PATH source NORMALIZE)
         set_property(GLOBAL APPEND PROPERTY ZEL_TEST_SOURCES "${source}")
     endforeach()
-    set_property(GLOBAL APPEND PROPERTY ZEL_TEST_NAMES "${arg_NAME}")
+    set_property(GLOBAL APPEND PROPERTY ZEL_TEST_NAMES ${entries})
 endfunction()
 
 function(zel_check_tests_listed)
