@@ -43,6 +43,7 @@ endfunction()
 
 # What a host or a client needs beside the headers of inc/: COM on its threads, components, its own services, the log.
 set(zel_host_headers
+    com/ComCounted.h
     com/ComObject.h
     com/Components.h
     com/CreateInstance.h

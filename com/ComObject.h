@@ -1,10 +1,9 @@
 #pragma once
 
-#include "com/Com.h"
+#include "com/ComCounted.h"
 #include "com/ComError.h"
 #include "com/ComPtr.h"
 
-#include <atomic>
 #include <new>
 #include <utility>
 
@@ -25,40 +24,22 @@ HRESULT ComGuard(Body&& body) noexcept
 }
 
 /// Base of a counted object with one chain of interfaces: the most derived one, and those it derives from, IUnknown
-/// aside. Starts with one reference, which MakeComObject hands over. Counting is safe from any thread.
+/// aside. MakeComObject hands over its first reference.
 template <class Interface, class... Bases>
-class CComObject : public Interface {
+class CComObject : public CComCounted<Interface> {
 public:
-    CComObject(const CComObject&) = delete;
-    CComObject& operator=(const CComObject&) = delete;
-
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
     {
         if (object == nullptr)
             return E_POINTER;
         if (iid == ComIid<IUnknown>() || iid == ComIid<Interface>() || (... || (iid == ComIid<Bases>()))) {
             *object = static_cast<Interface*>(this);
-            AddRef();
+            this->AddRef();
             return S_OK;
         }
         *object = nullptr;
         return E_NOINTERFACE;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return m_nReferences.fetch_add(1, std::memory_order_relaxed) + 1; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG left = m_nReferences.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
-protected:
-    CComObject() = default;
-    virtual ~CComObject() = default;
-
-private:
-    std::atomic<ULONG> m_nReferences{1};
 };
 
 /// Makes a counted object. Throws std::bad_alloc and what its constructor throws.

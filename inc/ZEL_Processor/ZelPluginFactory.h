@@ -4,8 +4,9 @@
 #include "ZEL_Processor/ZelPluginResponse.h"
 
 /// Base of a factory for XML requests. A derived class tells its types and makes the objects; what it throws makes the
-/// factory decline.
-class CZelXmlFactory : public CZelObject<IWQ_ZELProcessorFactory> {
+/// factory decline. More: what the factory implements besides, IWQ_DsEventSource for example.
+template <class... More>
+class CZelXmlFactoryWith : public CZelObject<IWQ_ZELProcessorFactory, More...> {
 public:
     /// Takes the file when it is XML with a Task of a known type. Others are left to the next factory, so a file that
     /// is broken is nobody's.
@@ -55,3 +56,5 @@ private:
         }));
     }
 };
+
+using CZelXmlFactory = CZelXmlFactoryWith<>;

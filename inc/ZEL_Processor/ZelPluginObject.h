@@ -1,10 +1,9 @@
 #pragma once
 
-#include "com/Com.h"
+#include "com/ComCounted.h"
 #include "com/ComPtr.h"
 #include "com/ModuleClasses.h"
 
-#include <atomic>
 #include <tuple>
 #include <utility>
 
@@ -27,11 +26,8 @@ ZEL_DECLARE_IID(IZelPluginObject, 0x8B32695B, 0x5EA5, 0x45C8, 0x86, 0x5F, 0x67, 
 /// Base of a class that implements these interfaces, each of them declared with ZEL_DECLARE_IID. The first one is the
 /// object's identity. Made by ZelMake, ends with its last reference; counting is safe from any thread.
 template <class... Interfaces>
-class CZelObject : public Interfaces..., public IZelPluginObject {
+class CZelObject : public CComCounted<Interfaces..., IZelPluginObject> {
 public:
-    CZelObject(const CZelObject&) = delete;
-    CZelObject& operator=(const CZelObject&) = delete;
-
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
     {
         if (object == nullptr)
@@ -41,22 +37,14 @@ public:
                           TryInterface<IZelPluginObject>(iid, object) || TryIdentity(iid, object));
         if (*object == nullptr)
             return E_NOINTERFACE;
-        AddRef();
+        this->AddRef();
         return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return m_nReferences.fetch_add(1, std::memory_order_relaxed) + 1; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG left = m_nReferences.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0)
-            delete this;
-        return left;
     }
     [[nodiscard]] const CZelModule* STDMETHODCALLTYPE MadeBy() noexcept override { return &ZelModule(); }
 
 protected:
     CZelObject() noexcept { ZelModule().Add(); }
-    virtual ~CZelObject() { ZelModule().Remove(); }
+    ~CZelObject() override { ZelModule().Remove(); }
 
 private:
     template <class Interface>
@@ -75,8 +63,6 @@ private:
         *object = static_cast<IUnknown*>(static_cast<First*>(this));
         return true;
     }
-
-    std::atomic<ULONG> m_nReferences = 1;
 };
 
 /// A new object of a class of the kit. Throws what its constructor throws.

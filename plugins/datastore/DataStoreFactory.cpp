@@ -27,24 +27,8 @@ protected:
 };
 
 /// Makes the objects of requests; knows of changes in the data besides, and what they mean for the palette.
-class CDataStoreFactory : public CZelXmlFactory, public IWQ_DsEventSource, public IWQ_Palette {
+class CDataStoreFactory : public CZelXmlFactoryWith<IWQ_DsEventSource, IWQ_Palette> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
-    {
-        if (object == nullptr)
-            return E_POINTER;
-        if (iid == ComIid<IWQ_DsEventSource>())
-            *object = static_cast<IWQ_DsEventSource*>(this);
-        else if (iid == ComIid<IWQ_Palette>())
-            *object = static_cast<IWQ_Palette*>(this);
-        else
-            return CZelXmlFactory::QueryInterface(iid, object);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return CZelXmlFactory::AddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override { return CZelXmlFactory::Release(); }
-
     HRESULT STDMETHODCALLTYPE Start(IWQ_DsEventSink* sink) override
     {
         return ZelComResult([&] { return m_watcher.Start(sink); });

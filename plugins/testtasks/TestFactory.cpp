@@ -58,20 +58,6 @@ protected:
 
 } // namespace
 
-HRESULT STDMETHODCALLTYPE CTestFactory::QueryInterface(REFIID iid, void** object)
-{
-    if (object == nullptr)
-        return E_POINTER;
-    if (iid == ComIid<IWQ_DsEventSource>())
-        *object = static_cast<IWQ_DsEventSource*>(this);
-    else if (iid == ComIid<IWQ_Palette>())
-        *object = static_cast<IWQ_Palette*>(this);
-    else
-        return CZelXmlFactory::QueryInterface(iid, object);
-    AddRef();
-    return S_OK;
-}
-
 HRESULT STDMETHODCALLTYPE CTestFactory::Start(IWQ_DsEventSink* sink)
 {
     return ZelComResult([&] { return CTestEvents::Instance().Start(sink); });
@@ -106,7 +92,7 @@ HRESULT STDMETHODCALLTYPE CTestFactory::GetChangedGroups(IWQ_DsEventsData* event
 
 bool STDMETHODCALLTYPE CTestFactory::CreateRequest(const wchar_t* path, IWQ_ZELProcessorRequest** request)
 {
-    if (!CZelXmlFactory::CreateRequest(path, request))
+    if (!CZelXmlFactoryWith::CreateRequest(path, request))
         return false;
     ZelOwn<CTestRequest>(*request)->CrashPlan().At(L"CreateRequest");
     return true;
@@ -121,7 +107,7 @@ bool STDMETHODCALLTYPE CTestFactory::CreateTask(const wchar_t* type, IWQ_ZELProc
         *task = nullptr;
         return true;
     }
-    return CZelXmlFactory::CreateTask(type, task);
+    return CZelXmlFactoryWith::CreateTask(type, task);
 }
 
 bool STDMETHODCALLTYPE CTestFactory::CreateResponse(IWQ_ZELProcessorRequest* request,
@@ -129,7 +115,7 @@ bool STDMETHODCALLTYPE CTestFactory::CreateResponse(IWQ_ZELProcessorRequest* req
 {
     if (const auto own = ZelOwn<CTestRequest>(request))
         own->CrashPlan().At(L"CreateResponse");
-    return CZelXmlFactory::CreateResponse(request, response);
+    return CZelXmlFactoryWith::CreateResponse(request, response);
 }
 
 bool CTestFactory::TakesType(const CString& type)

@@ -7,12 +7,8 @@
 
 /// The factory of the test tasks. It goes past the kit's own operations where a crash must leave an operation uncaught.
 /// As a palette it has a group for every data source that changed as a whole.
-class CTestFactory : public CZelXmlFactory, public IWQ_DsEventSource, public IWQ_Palette {
+class CTestFactory : public CZelXmlFactoryWith<IWQ_DsEventSource, IWQ_Palette> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
-    ULONG STDMETHODCALLTYPE AddRef() override { return CZelXmlFactory::AddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override { return CZelXmlFactory::Release(); }
-
     HRESULT STDMETHODCALLTYPE Start(IWQ_DsEventSink* sink) override;
     HRESULT STDMETHODCALLTYPE Stop() override;
     HRESULT STDMETHODCALLTYPE GetChangedGroups(IWQ_DsEventsData* events, IWQ_Project* project,
