@@ -3,6 +3,7 @@
 #include "framework/Log.h"
 #include "platform/Export.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -19,7 +20,13 @@ struct SLogOptions {
     /// Appended to this file as well when not empty.
     std::wstring file = {};
     eLogFormat format = eLogFormat_Text;
+    /// In bytes: a line that does not fit any more goes to a new file. The old ones are FILE.1, the newest, to FILE.5.
+    /// 0: the file grows without limit.
+    std::uint64_t maxFileSize = 0;
 };
+
+/// How many old log files are kept beside the one that is written.
+constexpr int kOldLogFiles = 5;
 
 /// Sets the output of all loggers of the default host, those that exist and those to come, and opens the log file anew:
 /// call it again after the file was moved away. A host that configures nothing gets the defaults of SLogOptions. False
@@ -40,7 +47,7 @@ struct SLogOptions {
 /// file, line and function are null when unknown. Bytes that are no text are written as the four characters `\xFF`.
 ///
 /// Every line has been handed to the system when Write returns, so it survives the death of the process; not that of
-/// the machine. The file only grows: rotate it from outside.
+/// the machine. Only one process may write to a file that has a size.
 ZEL_FRAMEWORK_API bool Configure(const SLogOptions& options, std::wstring* errorText = nullptr);
 
 /// One line as it was written, for hosts with a log of their own.

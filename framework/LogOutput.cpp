@@ -32,7 +32,7 @@ const wchar_t* ColourOf(spdlog::level::level_enum level)
 
 CLogOutput::CLogOutput() : spdlog::sinks::base_sink<std::mutex>(MakeTextLogFormatter()), m_bColour(WantsColour()) {}
 
-void CLogOutput::Redirect(std::ofstream file, bool console, Brel::Log::eLogFormat format)
+void CLogOutput::Redirect(CLogFile file, bool console, Brel::Log::eLogFormat format)
 {
     const std::lock_guard guard(mutex_);
     set_formatter_(format == Brel::Log::eLogFormat_Json ? MakeJsonLogFormatter() : MakeTextLogFormatter());
@@ -48,7 +48,7 @@ void CLogOutput::sink_it_(const spdlog::details::log_msg& message)
     const std::string_view line(buffer.data(), buffer.size());
     if (m_bConsole)
         WriteToConsole(message, line);
-    if (m_file.is_open())
+    if (m_file.IsSet())
         WriteToFile(line);
 }
 
@@ -74,14 +74,9 @@ void CLogOutput::WriteToConsole(const spdlog::details::log_msg& message, std::st
 
 void CLogOutput::WriteToFile(std::string_view line)
 {
-    m_file.write(line.data(), static_cast<std::streamsize>(line.size()));
-    m_file.flush();
-    if (m_file.good()) {
+    if (m_file.Write(line))
         m_bFileFailed = false;
-        return;
-    }
-    m_file.clear(); // a full disk may have room again for the next line
-    if (!std::exchange(m_bFileFailed, true))
+    else if (!std::exchange(m_bFileFailed, true))
         (void)platform::WriteConsoleText(platform::eStream_Error,
                                          L"The log file cannot be written; lines are missing there from here on.\n");
 }

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "framework/LogFile.h"
 #include "framework/LogOptions.h"
 
 #include <spdlog/details/log_msg.h>
 #include <spdlog/sinks/base_sink.h>
 
-#include <fstream>
 #include <mutex>
 #include <string_view>
 
@@ -18,7 +18,7 @@ public:
     CLogOutput();
 
     /// Takes over an opened file (a closed one for none), and switches the console and the form of the lines.
-    void Redirect(std::ofstream file, bool console, Brel::Log::eLogFormat format);
+    void Redirect(CLogFile file, bool console, Brel::Log::eLogFormat format);
 
 protected:
     void sink_it_(const spdlog::details::log_msg& message) override;
@@ -28,7 +28,7 @@ private:
     void WriteToConsole(const spdlog::details::log_msg& message, std::string_view line) const;
     void WriteToFile(std::string_view line);
 
-    std::ofstream m_file;
+    CLogFile m_file;
     bool m_bConsole = true;
     bool m_bColour;
     bool m_bFileFailed = false;

@@ -9,6 +9,7 @@ bool CServerMessages::Open(const SServerOptions& options)
     log.level = options.logLevel;
     log.console = options.logFile.empty();
     log.file = options.logFile;
+    log.maxFileSize = std::uint64_t{options.logSizeMiB} << 20;
     log.format = options.logJson ? Brel::Log::eLogFormat_Json : Brel::Log::eLogFormat_Text;
     std::wstring error;
     if (!Brel::Log::Configure(log, &error)) {

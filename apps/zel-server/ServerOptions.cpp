@@ -30,6 +30,9 @@ const std::map<std::string, eServiceAction>& ServiceActions()
     return actions;
 }
 
+/// A tebibyte: more than anybody reads, and far from any limit of the number of bytes.
+constexpr unsigned kMaxLogSizeMiB = 1U << 20;
+
 /// What the parser fills: it knows narrow texts only.
 struct SRawOptions {
     std::string requestDir;
@@ -81,7 +84,12 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
                                                              {platform::FromUtf8(text), platform::FromUtf8(names)});
             },
             ""));
-    app.add_option("--log-file", raw.logFile, HelpText(ServerTexts::IDS_HELP_LOG_FILE))->type_name("FILE");
+    auto* const file = app.add_option("--log-file", raw.logFile, HelpText(ServerTexts::IDS_HELP_LOG_FILE));
+    file->type_name("FILE");
+    app.add_option("--log-size", options.logSizeMiB, HelpText(ServerTexts::IDS_HELP_LOG_SIZE))
+        ->type_name("MIB")
+        ->check(CLI::Range(1U, kMaxLogSizeMiB))
+        ->needs(file);
     app.add_flag("--log-json", options.logJson, HelpText(ServerTexts::IDS_HELP_LOG_JSON));
 }
 
@@ -169,6 +177,8 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
         add(L"--components", folder);
     addNamed(L"--log-level", LogLevels(), options.logLevel);
     add(L"--log-file", options.logFile);
+    if (options.logSizeMiB != 0)
+        add(L"--log-size", std::to_wstring(options.logSizeMiB));
     addFlag(L"--log-json", options.logJson);
     addFlag(L"--create-dirs", options.createDirs);
     addFlag(L"--adopt", options.adopt);

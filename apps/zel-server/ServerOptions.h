@@ -19,6 +19,7 @@ struct SServerOptions {
     bool noSync = false;
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
     std::wstring logFile;
+    unsigned logSizeMiB = 0; ///< 0: the file grows without limit
     bool logJson = false;
     eServiceAction service = eServiceAction_None;
     std::wstring serviceName;

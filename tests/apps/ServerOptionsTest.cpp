@@ -14,9 +14,9 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     const SProgramResult result = ServerResult({L"--help"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.errors, "");
-    for (const char* word :
-         {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual", "--no-executive", "--no-sync",
-          "--log-level", "--log-file", "--log-json", "--service", "--adopt", "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
+    for (const char* word : {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual",
+                             "--no-executive", "--no-sync", "--log-level", "--log-file", "--log-size", "--log-json",
+                             "--service", "--adopt", "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
@@ -37,6 +37,9 @@ TEST_F(ServerOptionsTest, MistakesEndWithCode2)
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"surplus"}, "surplus"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-level", L"loud"}, "loud"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--service", L"begin"}, "begin"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-size", L"5"}, "--log-file"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l", L"--log-size", L"0"},
+         "--log-size"},
         {{L"--service", L"install", L"--output-dir", m_strOutput}, "--request-dir"},
         {{L"--service", L"install", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput}, "--log-file"},
         {{L"--service", L"run", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l",
@@ -61,6 +64,16 @@ TEST_F(ServerOptionsTest, LogFileTakesTheLog)
     EXPECT_EQ(server.Errors(), "");
     EXPECT_TRUE(Contains(Read(file), "CZelProcessorServer::Listen() started")) << Read(file);
     EXPECT_TRUE(Contains(Read(file), "a.drq")) << Read(file);
+}
+
+TEST_F(ServerOptionsTest, AFullLogFileIsSetAside)
+{
+    const std::wstring file = m_root / L"server.log";
+    ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(file, std::string(1U << 20U, 'x'))));
+    CRunningProgram server = StartServer({L"--log-file", file, L"--log-size", L"1", L"--log-level", L"debug"});
+    StopServer(server);
+    EXPECT_TRUE(Contains(Read(file), "CZelProcessorServer::Listen() started")) << Read(file);
+    EXPECT_EQ(Read(file + L".1").size(), 1U << 20U);
 }
 
 TEST_F(ServerOptionsTest, JsonLogIsOneObjectPerLineAndNothingElse)

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -24,9 +25,10 @@ class LogTest : public testing::Test {
 protected:
     ~LogTest() override { EXPECT_TRUE(Configure({})); }
 
-    bool Start(eLogLevel level = eLogLevel_Info) const
+    bool Start(eLogLevel level = eLogLevel_Info, std::uint64_t maxFileSize = 0) const
     {
         SLogOptions options;
+        options.maxFileSize = maxFileSize;
         options.level = level;
         options.console = false;
         options.file = m_folder.PathOf(m_strName);
@@ -155,6 +157,50 @@ TEST_F(LogTest, TheFileMayHaveAnyName)
     Log(eLogLevel_Info, L"here");
     EXPECT_EQ(m_folder.Names(), std::vector<std::wstring>{m_strName});
     EXPECT_EQ(Lines().size(), 1U);
+}
+
+TEST_F(LogTest, AFullFileIsSetAsideAndFiveOldOnesAreKept)
+{
+    ASSERT_TRUE(Start(eLogLevel_Info, 1000));
+    const std::wstring filler(600, L'.'); // two lines are too much for one file
+    for (int line = 0; line < 8; ++line)
+        Log(eLogLevel_Info, L"line " + std::to_wstring(line) + filler);
+    EXPECT_NE(Content().find("line 7"), std::string::npos);
+    for (int old = 1; old <= 5; ++old)
+        EXPECT_NE(m_folder.Content(m_strName + L"." + std::to_wstring(old)).find("line " + std::to_string(7 - old)),
+                  std::string::npos)
+            << old;
+    EXPECT_EQ(m_folder.Names().size(), 6U);
+}
+
+TEST_F(LogTest, AFileFromBeforeCountsToTheSize)
+{
+    ASSERT_TRUE(Start());
+    Log(eLogLevel_Info, std::wstring(900, L'.'));
+    ASSERT_TRUE(Start(eLogLevel_Info, 1000));
+    Log(eLogLevel_Info, L"new");
+    EXPECT_EQ(Lines().size(), 1U);
+    EXPECT_EQ(m_folder.Names().size(), 2U);
+}
+
+TEST_F(LogTest, ALineThatIsLongerThanAFileIsWhole)
+{
+    ASSERT_TRUE(Start(eLogLevel_Info, 100));
+    Log(eLogLevel_Info, std::wstring(5000, L'.'));
+    EXPECT_GT(Content().size(), 5000U);
+    EXPECT_EQ(m_folder.Names().size(), 1U);
+}
+
+TEST_F(LogTest, AFileThatCannotBeSetAsideIsWrittenOn)
+{
+    // Folders in the places of the old files: nothing can be renamed to a folder that is not empty.
+    for (int old = 1; old <= 5; ++old)
+        std::filesystem::create_directories(
+            std::filesystem::path(m_folder.PathOf(m_strName + L"." + std::to_wstring(old))) / "full");
+    ASSERT_TRUE(Start(eLogLevel_Info, 100));
+    for (const wchar_t* text : {L"first", L"second"})
+        Log(eLogLevel_Info, text + std::wstring(100, L'.'));
+    EXPECT_EQ(Lines().size(), 2U);
 }
 
 TEST_F(LogTest, AFileThatCannotBeOpenedIsNamedAndChangesNothing)
