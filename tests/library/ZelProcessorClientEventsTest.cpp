@@ -93,20 +93,20 @@ TEST_F(ClientEvents, AfterAResetTheQueriesTouchNoDiskUntilTheNextChange)
     }));
     WriteEvents(1);
     m_pServer->OnChangedLockResults();
-    // A change that is on its way may raise it again.
-    testsupport::CFaultyFiles& files = m_files;
-    EXPECT_TRUE(WaitUntil([&] {
-        m_client.ResetOutputDirChange();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        return !m_client.IsOutputDirChange();
-    }));
     {
-        const platform::CScopedOs os(&files, nullptr);
-        EXPECT_FALSE(m_client.IsNewDsEvent());
-        EXPECT_FALSE(m_client.IsInsertableItemsUpdated());
-        EXPECT_FALSE(m_client.IsLockResultsChanged());
+        const platform::CScopedOs os(&m_files, nullptr);
+        EXPECT_TRUE(WaitUntil([&] {
+            m_client.ResetOutputDirChange();
+            m_files.ForgetCalls();
+            const bool isNews =
+                m_client.IsNewDsEvent() || m_client.IsInsertableItemsUpdated() || m_client.IsLockResultsChanged();
+            if (m_client.IsOutputDirChange())
+                return false; // one that was on its way has raised it again
+            EXPECT_FALSE(isNews);
+            return true;
+        }));
     }
-    EXPECT_TRUE(files.Calls().empty());
+    EXPECT_TRUE(m_files.Calls().empty());
     Write(In(m_outputDir, L"other"));
     EXPECT_TRUE(WaitUntil([&] { return m_client.IsNewDsEvent(); }));
     EXPECT_TRUE(m_client.IsLockResultsChanged());
