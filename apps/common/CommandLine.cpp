@@ -1,5 +1,6 @@
 #include "apps/common/CommandLine.h"
 
+#include "apps/common/ArgumentMistakes.h"
 #include "apps/common/ExitCodes.h"
 #include "platform/Process.h"
 #include "platform/Text.h"
@@ -37,7 +38,7 @@ std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstrin
         platform::WriteConsoleText(platform::eStream_Output, platform::FromUtf8(version.what()) + L"\n");
         return eExitCode_Done;
     } catch (const CLI::ParseError& error) {
-        PrintUsageError(platform::FromUtf8(app.get_name()), platform::FromUtf8(error.what()));
+        PrintUsageError(platform::FromUtf8(app.get_name()), MistakeText(error.what()));
         return eExitCode_Usage;
     }
 }

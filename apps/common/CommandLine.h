@@ -15,8 +15,8 @@ class App;
 /// standard output with code 0, a mistake to standard error with code 2.
 [[nodiscard]] std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstring>& arguments);
 
-/// What all programs have: the words of the help in the user's language, -h, --help and --version. What the parser
-/// itself says about mistakes stays English. Before other options and commands are added, which inherit it.
+/// What all programs have: the words of the help in the user's language, -h, --help and --version. Before other options
+/// and commands are added, which inherit it.
 void DefineCommonParts(CLI::App& app);
 
 /// A command of a program. It has the common parts, and the footer of the program.

@@ -88,7 +88,7 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     file->type_name("FILE");
     app.add_option("--log-size", options.logSizeMiB, HelpText(ServerTexts::IDS_HELP_LOG_SIZE))
         ->type_name("MIB")
-        ->check(CLI::Range(1U, kMaxLogSizeMiB))
+        ->check(CLI::Validator(CLI::Range(1U, kMaxLogSizeMiB)).description(""))
         ->needs(file);
     app.add_flag("--log-json", options.logJson, HelpText(ServerTexts::IDS_HELP_LOG_JSON));
 }

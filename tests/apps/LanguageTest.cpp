@@ -60,6 +60,10 @@ TEST_F(ProgramLanguageTest, MistakesAreTold)
     const SProgramResult german = ZelIn(kGerman, {L"status", L".."});
     EXPECT_EQ(german.code, 2);
     EXPECT_EQ(german.errors, "zel: '..' ist kein Name eines Auftrags\nMehr dazu mit --help.\n");
+    EXPECT_EQ(ZelIn(kGerman, {L"status", L"--bogus", L"a.drq"}).errors,
+              "zel: nicht verstanden: --bogus\nMehr dazu mit --help.\n");
+    EXPECT_EQ(ZelIn(kGerman, {L"wait", L"a.drq", L"--timeout", L"bald"}).errors,
+              "zel: --timeout kann nicht bald sein\nMehr dazu mit --help.\n");
     const SProgramResult french = ZelIn(kFrench, {L"send", L"a.txt"});
     EXPECT_EQ(french.code, 2);
     EXPECT_EQ(

@@ -1,0 +1,63 @@
+#include "apps/common/ArgumentMistakes.h"
+
+#include "framework/TextModule.h"
+#include "platform/Text.h"
+
+#include "CommonTexts.h"
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+/// The parser tells what is wrong in English words only: its errors have no other members.
+struct SMistake {
+    std::string_view pattern; ///< in the parser's words; %s is anything
+    const STextCode& text;    ///< takes as many of these as it needs
+};
+const SMistake kMistakes[] = {
+    {"The following argument was not expected: %s", CommonTexts::IDS_NOT_UNDERSTOOD},
+    {"The following arguments were not expected: %s", CommonTexts::IDS_NOT_UNDERSTOOD},
+    {"Could not convert: %s = %s", CommonTexts::IDS_OPTION_CANNOT_BE},
+    {"%s: Value %s not in range %s", CommonTexts::IDS_OPTION_CANNOT_BE},
+    {"%s: %s required %s missing", CommonTexts::IDS_OPTION_NEEDS_VALUE},
+    {"%s: At Most 1 required but received %s", CommonTexts::IDS_OPTION_TWICE},
+    {"%s is required", CommonTexts::IDS_OPTION_MISSING},
+    {"%s requires %s", CommonTexts::IDS_OPTION_NEEDS},
+    {"%s excludes %s", CommonTexts::IDS_OPTION_EXCLUDES},
+};
+
+/// What stands in a text where the pattern has %s. Empty when the text is another one.
+std::optional<std::vector<std::wstring>> Match(std::string_view text, std::string_view pattern)
+{
+    std::vector<std::wstring> parts;
+    std::size_t gap = pattern.find("%s");
+    if (!text.starts_with(pattern.substr(0, gap)))
+        return std::nullopt;
+    text.remove_prefix(gap);
+    while (gap != std::string_view::npos) {
+        pattern.remove_prefix(gap + 2);
+        gap = pattern.find("%s");
+        const std::string_view next = pattern.substr(0, gap);
+        const std::size_t end = next.empty() ? text.size() : text.find(next);
+        if (end == std::string_view::npos)
+            return std::nullopt;
+        parts.push_back(platform::FromUtf8(text.substr(0, end)));
+        text.remove_prefix(end + next.size());
+    }
+    if (!text.empty())
+        return std::nullopt;
+    return parts;
+}
+
+} // namespace
+
+std::wstring MistakeText(const std::string& parserText)
+{
+    for (const SMistake& mistake : kMistakes) {
+        if (const auto parts = Match(parserText, mistake.pattern))
+            return WQ_ModuleText(mistake.text, *parts);
+    }
+    return platform::FromUtf8(parserText);
+}
