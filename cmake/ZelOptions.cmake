@@ -30,10 +30,11 @@ set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 # build type has both. Of the debug information they read functions and lines; the rest is for debuggers, and dear to
 # build with the sanitizers and to link for Windows.
 if(WIN32 OR ZEL_SANITIZE)
-    add_compile_options(-g1 -fno-omit-frame-pointer)
+    set(ZEL_DEBUG_INFO -g1 CACHE STRING "How much debug information, as the compiler takes it")
 else()
-    add_compile_options(-g -fno-omit-frame-pointer)
+    set(ZEL_DEBUG_INFO -g CACHE STRING "How much debug information, as the compiler takes it")
 endif()
+add_compile_options(${ZEL_DEBUG_INFO} -fno-omit-frame-pointer)
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
 if(WIN32)
