@@ -3,22 +3,7 @@
 #include "bench/BenchError.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-
-#include <filesystem>
-#include <type_traits>
-
-namespace {
-
-/// A path for the standard library, which keeps bytes on one system and wide text on the other.
-std::filesystem::path StandardPath(const std::wstring& path)
-{
-    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>)
-        return std::filesystem::path(path);
-    else
-        return std::filesystem::path(platform::NarrowPath(path));
-}
-
-} // namespace
+#include "platform/StandardPath.h"
 
 SBenchDirectories::SBenchDirectories(const std::wstring& rootDir)
     : root(rootDir),
@@ -40,20 +25,20 @@ void SBenchDirectories::Create() const
 
 void RemoveTree(const std::wstring& directory)
 {
-    std::filesystem::remove_all(StandardPath(directory));
+    std::filesystem::remove_all(platform::StandardPath(directory));
 }
 
 void BareRename(const std::wstring& from, const std::wstring& to)
 {
-    std::filesystem::rename(StandardPath(from), StandardPath(to));
+    std::filesystem::rename(platform::StandardPath(from), platform::StandardPath(to));
 }
 
 void BareRemove(const std::wstring& path)
 {
-    std::filesystem::remove(StandardPath(path));
+    std::filesystem::remove(platform::StandardPath(path));
 }
 
 bool BareExists(const std::wstring& path)
 {
-    return std::filesystem::exists(StandardPath(path));
+    return std::filesystem::exists(platform::StandardPath(path));
 }

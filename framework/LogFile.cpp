@@ -1,28 +1,14 @@
 #include "framework/LogFile.h"
 
 #include "framework/LogOptions.h"
-#include "platform/Path.h"
+#include "platform/StandardPath.h"
 
 #include <cerrno>
 #include <system_error>
-#include <type_traits>
-
-namespace {
-
-/// A path for the standard library, which keeps bytes on one system and wide text on the other.
-std::filesystem::path StandardPath(const std::wstring& path)
-{
-    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>)
-        return std::filesystem::path(path);
-    else
-        return std::filesystem::path(platform::NarrowPath(path));
-}
-
-} // namespace
 
 bool CLogFile::Open(const std::wstring& path, std::uint64_t maxBytes, std::wstring* errorText)
 {
-    m_path = StandardPath(path);
+    m_path = platform::StandardPath(path);
     m_nMaxBytes = maxBytes;
     errno = 0; // the standard library tells the reason nowhere else
     if (Append())

@@ -3,27 +3,14 @@
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-
-#include <filesystem>
+#include "platform/StandardPath.h"
 
 namespace platform {
-
-namespace {
-
-std::filesystem::path ToStandardPath(const std::wstring& path)
-{
-    // Through bytes: the standard library's own conversion of wide text depends on the locale on some systems and
-    // refuses names that are not valid there.
-    const std::string narrow = NarrowPath(path);
-    return std::filesystem::path(std::u8string(narrow.begin(), narrow.end()));
-}
-
-} // namespace
 
 bool IsSameFile(const std::wstring& left, const std::wstring& right)
 {
     std::error_code error;
-    return std::filesystem::equivalent(ToStandardPath(left), ToStandardPath(right), error) && !error;
+    return std::filesystem::equivalent(StandardPath(left), StandardPath(right), error) && !error;
 }
 
 eOsError MakeDirectories(const std::wstring& path)

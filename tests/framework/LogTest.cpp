@@ -196,7 +196,7 @@ TEST_F(LogTest, AFileThatCannotBeSetAsideIsWrittenOn)
     // Folders in the places of the old files: nothing can be renamed to a folder that is not empty.
     for (int old = 1; old <= 5; ++old)
         std::filesystem::create_directories(
-            std::filesystem::path(m_folder.PathOf(m_strName + L"." + std::to_wstring(old))) / "full");
+            testsupport::StandardPath(m_folder.PathOf(m_strName + L"." + std::to_wstring(old))) / "full");
     ASSERT_TRUE(Start(eLogLevel_Info, 100));
     for (const wchar_t* text : {L"first", L"second"})
         Log(eLogLevel_Info, text + std::wstring(100, L'.'));

@@ -28,12 +28,6 @@ std::wstring CTemporaryDirectory::operator/(const std::wstring& name) const
     return platform::JoinPath(m_path, name);
 }
 
-std::filesystem::path StandardPath(const std::wstring& path)
-{
-    const std::string narrow = platform::NarrowPath(path);
-    return {std::u8string(narrow.begin(), narrow.end())};
-}
-
 std::wstring UniqueText()
 {
     constexpr wchar_t digits[] = L"0123456789abcdef";

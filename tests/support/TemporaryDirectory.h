@@ -1,6 +1,7 @@
 #pragma once
 
-#include <filesystem>
+#include "platform/StandardPath.h"
+
 #include <string>
 
 namespace testsupport {
@@ -22,9 +23,7 @@ private:
     std::wstring m_path;
 };
 
-/// The path as the standard library's file functions want it; unlike a plain conversion it keeps names that are no
-/// valid text.
-[[nodiscard]] std::filesystem::path StandardPath(const std::wstring& path);
+using platform::StandardPath;
 
 /// A new unique text for names, of letters and digits.
 [[nodiscard]] std::wstring UniqueText();
