@@ -65,10 +65,10 @@ int RunLibraryServer(const SPartOptions& options, bool holding)
     directories.Create();
     CBenchContext context;
     CZelProcessorServer server;
+    server.SetOptions({.syncing = options.syncing});
     if (!server.SetDirs(directories.request, directories.output))
         Fail(L"the server refused its directories");
     server.SetZelProcessorContext(&context);
-    server.SetSyncing(options.syncing);
     server.SetNoExecutiveThread(holding);
     if (!server.Run())
         Fail(L"the server did not start");

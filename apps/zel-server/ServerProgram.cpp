@@ -48,6 +48,7 @@ bool CServerProgram::Start()
     // The server is made before its directories are cleared: one without plug-ins must not delete anything.
     if (!MakeServer())
         return false;
+    m_pServer->SetOptions({.syncing = !m_options.noSync});
     if (!m_pServer->SetDirs(m_options.requestDir, m_options.outputDir)) {
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_QUEUE_NOT_MADE, {m_options.outputDir}));
         return false;
@@ -56,7 +57,6 @@ bool CServerProgram::Start()
         return false;
     m_pServer->SetZelProcessorContext(&m_context);
     m_pServer->SetNoExecutiveThread(m_options.noExecutive);
-    m_pServer->SetSyncing(!m_options.noSync);
     if (!m_pServer->Run()) {
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_NOT_STARTED));
         return false;

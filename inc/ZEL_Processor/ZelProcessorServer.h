@@ -3,6 +3,7 @@
 #include "ZEL_Processor/IWQ_Palette.h"
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
 #include "ZEL_Processor/ZelExport.h"
+#include "ZEL_Processor/ZelServerOptions.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "com/ComPtr.h"
 
@@ -33,8 +34,8 @@ struct TSRequestItem {
 
 /// Serves requests: watches a directory for request and command files, queues the requests and runs them one at a time.
 ///
-/// Order of calls for a host: construct, SetDirs, SetZelProcessorEvent, SetZelProcessorContext, optionally
-/// SetNoExecutiveThread, SetSyncing, SetPalette and SetProject, Run, optionally SetManualProceedQueue, and at the end
+/// Order of calls for a host: construct, optionally SetOptions, SetDirs, SetZelProcessorEvent, SetZelProcessorContext,
+/// optionally SetNoExecutiveThread, SetPalette and SetProject, Run, optionally SetManualProceedQueue, and at the end
 /// Stop(true) or just the destructor. All of them from one thread whose COM is initialised. Two threads work inside; a
 /// fault in a task, a processor fault included, ends the request and not the server. Context and event are the host's
 /// and must outlive the server.
@@ -45,6 +46,10 @@ public:
     virtual ~CZelProcessorServer();
     CZelProcessorServer(const CZelProcessorServer&) = delete;
     CZelProcessorServer& operator=(const CZelProcessorServer&) = delete;
+
+    /// What this host wants beside the file protocol. Before SetDirs; a server that was never given any keeps to the
+    /// protocol alone.
+    void SetOptions(const SZelServerOptions& options);
 
     /// Absolute paths of two existing directories. Creates "Queue" in the output directory and DELETES EVERY FILE in
     /// the output directory and in "Queue": nothing survives a restart, registrations of clients included. Files in the
@@ -58,9 +63,6 @@ public:
 
     /// Requests are then queued but never run. Effective before Run only.
     void SetNoExecutiveThread(bool noExecutiveThread);
-    /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing.
-    /// Before Run.
-    void SetSyncing(bool syncing);
     /// The host's palette in place of the first that a plug-in factory offers, and its project. Before Run.
     void SetPalette(IWQ_Palette* palette);
     void SetProject(IWQ_Project* project);
@@ -151,7 +153,7 @@ private:
     CZelProcessorContext* m_pContext = nullptr;
     std::atomic<bool> m_bRunning = false;
     bool m_bNoExecutiveThread = false;
-    bool m_bSyncing = true;
+    SZelServerOptions m_options; ///< constant from SetDirs on
     CString m_strRequestDir = L"invalid";
     CString m_strOutputDir = L"invalid";
     CString m_strQueueDir = L"invalid";

@@ -60,7 +60,7 @@ protected:
         m_client.Init(m_requestDir, m_outputDir, m_clientDir);
         m_client.SetSyncing(false);
         m_pServer = std::make_unique<CZelProcessorServer>();
-        m_pServer->SetSyncing(false);
+        m_pServer->SetOptions({.syncing = false});
         m_pServer->SetZelProcessorContext(&m_context);
         ASSERT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
         ASSERT_TRUE(m_pServer->Run());

@@ -111,7 +111,7 @@ protected:
     void Make()
     {
         m_pServer = std::make_unique<CZelProcessorServer>();
-        m_pServer->SetSyncing(false);
+        m_pServer->SetOptions({.syncing = false});
         m_pServer->SetZelProcessorContext(&m_context);
         ASSERT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
     }

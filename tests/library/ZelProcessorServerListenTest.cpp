@@ -112,7 +112,7 @@ TEST_F(Listener, AStopEndsItAtOnceAlthoughAFileIsHeld)
 TEST_F(Listener, OneScanSyncsTheQueueDirectoryOnce)
 {
     m_pServer->SetNoExecutiveThread(true);
-    m_pServer->SetSyncing(true);
+    m_pServer->SetOptions({.syncing = true});
     for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq"})
         Write(In(m_requestDir, name));
     testsupport::CFaultyFiles& files = m_files;

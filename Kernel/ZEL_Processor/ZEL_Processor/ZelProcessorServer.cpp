@@ -86,6 +86,11 @@ CZelProcessorServer::~CZelProcessorServer()
         Stop(true);
 }
 
+void CZelProcessorServer::SetOptions(const SZelServerOptions& options)
+{
+    m_options = options;
+}
+
 bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outputDir)
 {
     if (!platform::DirectoryExists(requestDir))
@@ -138,11 +143,6 @@ CZelProcessorContext* CZelProcessorServer::GetZelProcessorContext() const
 void CZelProcessorServer::SetNoExecutiveThread(bool noExecutiveThread)
 {
     m_bNoExecutiveThread = noExecutiveThread;
-}
-
-void CZelProcessorServer::SetSyncing(bool syncing)
-{
-    m_bSyncing = syncing;
 }
 
 void CZelProcessorServer::SetPalette(IWQ_Palette* palette)

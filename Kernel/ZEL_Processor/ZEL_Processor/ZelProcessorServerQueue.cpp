@@ -80,5 +80,5 @@ bool CZelProcessorServer::IsRequestPaused(const CString& name, std::size_t& posi
 
 unsigned CZelProcessorServer::MoveFlags() const
 {
-    return m_bSyncing ? platform::eMoveFlag_WriteThrough : platform::eMoveFlag_None;
+    return m_options.syncing ? platform::eMoveFlag_WriteThrough : platform::eMoveFlag_None;
 }

@@ -1,0 +1,15 @@
+#pragma once
+
+/// What a host may choose beside the file protocol. Left as they are, all of them keep the protocol as its oldest
+/// clients know it; docs/server-options.md compares these defaults with those of zel-server.
+/// A plain value: copied when it is given to the server, which later changes to it do not reach.
+struct SZelServerOptions {
+    /// Whether what is handed over is synced to the storage device, so that a power cut loses nothing.
+    bool syncing = true;
+    /// A cancel means the request of that name only. Off: a name that does not wait cancels whatever runs.
+    bool cancelByName = false;
+    /// A pause takes requests only, by their extension. Off: any file of the request directory.
+    bool requestsOnly = false;
+    /// A paused request has a status file that says so, until it goes on. Off: only the pause command's has.
+    bool pausedStatus = false;
+};
