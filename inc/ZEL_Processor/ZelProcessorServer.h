@@ -74,6 +74,9 @@ public:
     /// Ends the threads; with bWait returns when they have ended, which takes as long as the running request does.
     /// Nothing happens before Run.
     void Stop(bool bWait);
+    /// True when the running server ended itself, because an exception left one of its threads outside a task (memory
+    /// that ran out, say): nothing more is accepted or run, and Stop and Run work as ever. From any thread.
+    [[nodiscard]] bool HasFailed() const;
 
     /// Manual stepping. Before Run there is no processor: the first two do nothing and the third is false. Safe from
     /// any thread between Run and the destructor.
@@ -102,6 +105,9 @@ private:
     friend struct SServerTestAccess;
     enum eRetry { eRetry_Counted, eRetry_TooSoon };
 
+    unsigned RunThread(const char* name, bool (CZelProcessorServer::*body)());
+    void EndFailed() noexcept;
+    void TellFailed();
     static unsigned MessageHandlingThread(void* server);
     static unsigned ExecutiveThread(void* server);
     bool StartExecutiveThread();
@@ -152,6 +158,7 @@ private:
     CZelProcessorEvent* m_pEvent = nullptr;
     CZelProcessorContext* m_pContext = nullptr;
     std::atomic<bool> m_bRunning = false;
+    std::atomic<bool> m_bFailed = false;
     bool m_bNoExecutiveThread = false;
     SZelServerOptions m_options; ///< constant from SetDirs on
     CString m_strRequestDir = L"invalid";

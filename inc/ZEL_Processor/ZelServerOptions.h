@@ -12,4 +12,9 @@ struct SZelServerOptions {
     bool requestsOnly = false;
     /// A paused request has a status file that says so, until it goes on. Off: only the pause command's has.
     bool pausedStatus = false;
+    /// Called with failedContext, once, when the running server ended itself (CZelProcessorServer::HasFailed): on the
+    /// thread that failed, without a lock. It must return soon, must not throw, and must not stop or destroy the
+    /// server; it wakes whoever does. Null: nobody is told.
+    void (*failed)(void* context) = nullptr;
+    void* failedContext = nullptr;
 };

@@ -15,7 +15,6 @@
 
 #include <chrono>
 #include <exception>
-#include <functional>
 #include <new>
 
 using namespace std::chrono_literals;
@@ -46,25 +45,29 @@ CComPtr<IWQ_Palette> FindPalette(const CZelProcessorFactories& factories)
     return {};
 }
 
-/// A thread procedure: the body's failure, or an exception that leaves it, becomes the exit code 1.
-unsigned RunThread(const char* name, const std::function<bool()>& body)
+/// What is known of the exception that is being handled.
+CString ReasonOfException()
 {
-    platform::SetCurrentThreadName(name);
-    const CThreadCom com;
-    CString reason;
     try {
-        return body() ? 0 : 1;
-    } catch (const CNotSupportedException&) {
-        return 1; // reported where it was thrown
+        throw;
     } catch (const CException& exception) {
-        reason = exception.GetErrorMessage();
+        return exception.GetErrorMessage();
     } catch (const std::exception& exception) {
-        reason = platform::FromUtf8(exception.what());
+        return platform::FromUtf8(exception.what());
     } catch (...) {
-        reason = L"unknown exception";
+        return L"unknown exception";
     }
-    WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineThreadFailed, platform::FromUtf8(name), reason);
-    return 1;
+}
+
+/// Reports the exception that ended a thread. Where memory ran out this may fail as well, and must not end the process.
+void ReportThreadFailure(const char* name) noexcept
+{
+    try {
+        WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineThreadFailed, L"C" + platform::FromUtf8(name),
+                          ReasonOfException());
+    } catch (...) {
+        return;
+    }
 }
 
 } // namespace
@@ -170,6 +173,7 @@ bool CZelProcessorServer::Run()
 
     m_evStop->Reset();
     m_evListening->Reset();
+    m_bFailed = false;
     m_pMHThread = AfxBeginThread(&CZelProcessorServer::MessageHandlingThread, this);
     if (!m_pMHThread)
         return false;
@@ -207,16 +211,53 @@ void CZelProcessorServer::Stop(bool bWait)
         m_pProcessor->SetEvent(nullptr);
 }
 
+bool CZelProcessorServer::HasFailed() const
+{
+    return m_bFailed;
+}
+
+/// A thread procedure: the body's failure, or an exception that leaves it, becomes the exit code 1.
+unsigned CZelProcessorServer::RunThread(const char* name, bool (CZelProcessorServer::*body)())
+{
+    platform::SetCurrentThreadName(name);
+    const CThreadCom com;
+    try {
+        return (this->*body)() ? 0 : 1;
+    } catch (const CNotSupportedException&) {
+        EndFailed(); // reported where it was thrown
+    } catch (...) {
+        EndFailed();
+        ReportThreadFailure(name);
+    }
+    TellFailed();
+    return 1;
+}
+
+/// Half a server serves nobody and looks alive: when one thread fails, both end.
+void CZelProcessorServer::EndFailed() noexcept
+{
+    EndListener();
+    const std::lock_guard lock(m_cs);
+    m_evQueue->Set();
+}
+
+void CZelProcessorServer::TellFailed()
+{
+    // A server that never accepted anything is told of by Run.
+    if (m_evListening->IsSet() && !m_bFailed.exchange(true) && m_options.failed)
+        m_options.failed(m_options.failedContext);
+}
+
 unsigned CZelProcessorServer::MessageHandlingThread(void* server)
 {
-    return RunThread("ZelProcessorServer::MessageHandling",
-                     [server] { return static_cast<CZelProcessorServer*>(server)->Listen(); });
+    return static_cast<CZelProcessorServer*>(server)->RunThread("ZelProcessorServer::MessageHandling",
+                                                                &CZelProcessorServer::Listen);
 }
 
 unsigned CZelProcessorServer::ExecutiveThread(void* server)
 {
-    return RunThread("ZelProcessorServer::Executive",
-                     [server] { return static_cast<CZelProcessorServer*>(server)->ProcessQueue(); });
+    return static_cast<CZelProcessorServer*>(server)->RunThread("ZelProcessorServer::Executive",
+                                                                &CZelProcessorServer::ProcessQueue);
 }
 
 void CZelProcessorServer::SetManualProceedQueue(bool manual)
