@@ -4,6 +4,7 @@
 #include "ZEL_Processor/ZelExport.h"
 #include "ZEL_Processor/ZelTypes.h"
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -63,7 +64,7 @@ private:
     void Report(SRun& run, const SStringCode& code, eZelProcRequestStatus status);
 
     CString m_strOutputDir = L"invalid";
-    CZelProcessorEvent* m_pEvent = nullptr;
+    std::atomic<CZelProcessorEvent*> m_pEvent = nullptr; ///< a server that stops takes it away while a request runs
     CZelProcessorContext* m_pContext = nullptr;
     bool m_bManualProceedQueue = false;
     bool m_bProceedQueue = false; ///< guarded by m_cs

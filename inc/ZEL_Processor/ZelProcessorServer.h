@@ -69,7 +69,8 @@ public:
 
     /// Starts the threads and returns when requests are accepted. False after 10 s without that, when the output
     /// directory is refused or a thread can't be started; nothing is rolled back. Files that already lie in the request
-    /// directory are found at the first change of a file name there.
+    /// directory are found at the first change of a file name there. While the server runs it is false and changes
+    /// nothing. Threads of an earlier run that are still ending are waited for, up to 10 s each; then it is false.
     bool Run();
     /// Ends the threads; with bWait returns when they have ended, which takes as long as the running request does.
     /// Nothing happens before Run.
@@ -110,11 +111,13 @@ private:
     void TellFailed();
     static unsigned MessageHandlingThread(void* server);
     static unsigned ExecutiveThread(void* server);
+    bool EndEarlierRun();
     bool StartExecutiveThread();
 
     bool Listen();
     bool ListenStep();
     void SetWatch(std::unique_ptr<platform::IDirectoryWatch> watch);
+    void Accept();
     void EndListener();
     bool RearmWatch();
     bool ScanRequestDir();
@@ -178,7 +181,7 @@ private:
     std::vector<GUID> m_clients;                            ///< guarded by m_csClients; in the order of registration
     std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents; ///< guarded by m_csClients; oldest first
 
-    /// A lock of its own: stopping must not wait for a move that the listener makes under m_cs.
+    /// Guards the watch and the beginning and end of running, never while anything waits.
     std::mutex m_csWatch;
     std::unique_ptr<platform::IDirectoryWatch> m_pWatch; ///< replaced by the listener only, under m_csWatch
     bool m_bScanPending = false;                         ///< listener only

@@ -180,11 +180,25 @@ TEST_F(Server, RunsAndStopsAndRunsAgain)
 
 TEST_F(Server, StoppingTwiceOrBeforeRunDoesNothing)
 {
+    struct SEvent final : CZelProcessorEvent {
+        void OnRequestDone() override { ++m_done; }
+        std::atomic<int> m_done = 0;
+    } event;
+    m_pServer->SetZelProcessorEvent(&event);
+    m_pServer->Stop(false);
     m_pServer->Stop(true);
+    EXPECT_EQ(m_pServer->GetZelProcessorEvent(), &event);
     Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done) << "the stop before did not outlast the start";
     m_pServer->Stop(true);
+    EXPECT_EQ(event.m_done, 1);
+    static_cast<void>(m_host.TakeLogLines());
     m_pServer->Stop(true);
+    m_pServer->Stop(false);
     EXPECT_FALSE(Access().HasThreads());
+    EXPECT_TRUE(m_host.TakeLogLines().empty());
+    EXPECT_EQ(Read(In(m_outputDir, L"a.drq")), "<Response/>") << "nothing is taken away";
+    m_pServer.reset();
 }
 
 TEST_F(Server, AStopWithoutWaitingCanBeFollowedByOneThatWaits)
@@ -198,10 +212,51 @@ TEST_F(Server, AStopWithoutWaitingCanBeFollowedByOneThatWaits)
 
 TEST_F(Server, TheDestructorStopsARunningServer)
 {
+    CGate gate;
+    bool isDone = false;
+    m_script.obtainData = [&](auto*, auto*) {
+        isDone = gate.Pass();
+        return isDone;
+    };
     Run();
-    m_pServer->Stop(false);
+    Send(L"a.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    std::thread opener([&] {
+        m_host.ExpectLogLine(L"CZelProcessorServer::Listen() finished.");
+        gate.Open();
+    });
     m_pServer.reset();
+    opener.join();
+    EXPECT_TRUE(isDone) << "it waited for the running request";
+    EXPECT_EQ(m_client.GetStatus(L"a.drq", nullptr), eRequestStatus_Done);
+}
+
+TEST_F(Server, ARunThatFollowsAStopWithoutWaitingWaitsForTheRunningRequest)
+{
+    CGate gate;
+    m_script.obtainData = [&](auto*, auto*) { return gate.Pass(); };
+    Run();
+    Send(L"a.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    m_pServer->Stop(false);
     m_host.ExpectLogLine(L"CZelProcessorServer::Listen() finished.");
+    std::thread opener([&] { gate.Open(); });
+    Run();
+    opener.join();
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Done);
+    EXPECT_EQ(SendAndWait(L"b.drq"), eRequestStatus_Done);
+    m_pServer->Stop(true);
+    EXPECT_FALSE(Access().HasThreads());
+}
+
+TEST_F(Server, ARunWhileItRunsIsFalseAndChangesNothing)
+{
+    Run();
+    m_pServer->SetManualProceedQueue(true);
+    EXPECT_FALSE(m_pServer->Run());
+    EXPECT_FALSE(m_pServer->CanProceedQueue()) << "it has its processor still";
+    m_pServer->SetManualProceedQueue(false);
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
 }
 
 TEST_F(Server, StoppingWaitsForTheRunningRequest)
@@ -258,6 +313,31 @@ TEST_F(Server, RunIsFalseTenSecondsAfterAListenerThatCanNotWatch)
     EXPECT_EQ(reports[0].function, L"CZelProcessorServer::Listen()");
     EXPECT_EQ(reports[0].message,
               L"FindFirstChangeNotification failed.\n" + platform::OsErrorText(platform::eOsError_AccessDenied));
+    m_pServer.reset();
+}
+
+TEST_F(Server, AStopBeforeTheListenerIsUpIsNotOverwritten)
+{
+    CGate gate;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Watch)
+            gate.Pass();
+    });
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(&m_files, &clock);
+    std::thread hurry([&] {
+        if (gate.WaitUntilEntered())
+            clock.Advance(std::chrono::seconds(11));
+    });
+    EXPECT_FALSE(m_pServer->Run());
+    hurry.join();
+    m_pServer->Stop(false);
+    gate.Open();
+    m_pServer->Stop(true);
+    EXPECT_FALSE(Access().IsRunning());
+    EXPECT_FALSE(Access().HasThreads());
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done) << "the next run is like a first one";
     m_pServer.reset();
 }
 

@@ -113,8 +113,8 @@ bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProg
     run.task.Reset();
     run.request.Reset();
     Report(run, StringCodes::kDone, eRequestStatus_Done);
-    if (m_pEvent)
-        m_pEvent->OnRequestDone();
+    if (CZelProcessorEvent* const event = m_pEvent)
+        event->OnRequestDone();
     return true;
 }
 

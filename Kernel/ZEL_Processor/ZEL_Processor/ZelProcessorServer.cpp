@@ -160,6 +160,8 @@ void CZelProcessorServer::SetProject(IWQ_Project* project)
 
 bool CZelProcessorServer::Run()
 {
+    if (m_bRunning || !EndEarlierRun())
+        return false;
     try {
         m_pProcessor = std::make_unique<CZelProcessor>();
     } catch (const std::bad_alloc&) {
@@ -184,6 +186,21 @@ bool CZelProcessorServer::Run()
             return false;
     }
     return m_bNoExecutiveThread || StartExecutiveThread();
+}
+
+/// A run that was stopped without waiting, or gave up, may have its threads still, and they use what Run makes anew.
+bool CZelProcessorServer::EndEarlierRun()
+{
+    if (!m_pMHThread)
+        return true;
+    EndListener();
+    for (std::unique_ptr<CWQ_Thread>* thread : {&m_pMHThread, &m_pEThread}) {
+        if (*thread && !(*thread)->WaitFor(std::chrono::milliseconds(kStartTimeoutMs)))
+            return false;
+    }
+    m_pMHThread.reset();
+    m_pEThread.reset();
+    return true;
 }
 
 bool CZelProcessorServer::StartExecutiveThread()

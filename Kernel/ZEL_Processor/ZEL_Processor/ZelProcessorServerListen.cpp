@@ -46,8 +46,7 @@ bool CZelProcessorServer::Listen()
         AfxThrowNotSupportedException();
     }
     SetWatch(std::move(watch));
-    m_bRunning = !m_evStop->IsSet();
-    m_evListening->Set();
+    Accept();
     const std::shared_ptr<Brel::Log::Logger> logger = Brel::Log::Get(kLoggerName);
     Brel::Log::Write(*logger, Brel::Log::eLogLevel_Debug, ZEL_SOURCE_LOCATION,
                      L"CZelProcessorServer::Listen() started");
@@ -94,11 +93,21 @@ void CZelProcessorServer::SetWatch(std::unique_ptr<platform::IDirectoryWatch> wa
     m_pWatch = std::move(watch);
 }
 
+void CZelProcessorServer::Accept()
+{
+    {
+        // A stop that comes meanwhile is either seen here or sees the flag set.
+        const std::lock_guard lock(m_csWatch);
+        m_bRunning = !m_evStop->IsSet();
+    }
+    m_evListening->Set();
+}
+
 void CZelProcessorServer::EndListener()
 {
+    const std::lock_guard lock(m_csWatch);
     m_bRunning = false;
     m_evStop->Set();
-    const std::lock_guard lock(m_csWatch);
     if (m_pWatch)
         m_pWatch->Wake();
 }
