@@ -23,6 +23,7 @@ using CContextPtr = std::unique_ptr<xmlParserCtxt, SFreeContext>;
 /// What the parser's callbacks, which are C and must not throw, leave behind.
 struct SParseState {
     SDomParseError first;
+    bool isWhole = true; ///< the tree has all that the document says
     const char* refused = nullptr;
     LONG refusedLine = 0;
     LONG refusedColumn = 0;
@@ -33,15 +34,23 @@ SParseState& StateOf(void* context)
     return *static_cast<SParseState*>(static_cast<xmlParserCtxt*>(context)->_private);
 }
 
-/// The first error is the cause; what follows are its consequences. Namespace errors are none: names are compared as
-/// written. The parser goes on after an entity that an external type, which is not read, might declare; we don't (see
-/// Parse), for the text would silently lack it.
+/// Nothing is built of what follows a fatal error. The parser takes two others for harmless after which the text would
+/// silently lack something: an entity that an external type, which is not read, might declare, and missing memory.
+template <class Error>
+bool LosesContent(const Error& error)
+{
+    return error.level == XML_ERR_FATAL || error.code == XML_WAR_UNDECLARED_ENTITY || error.code == XML_ERR_NO_MEMORY;
+}
+
+/// The first error that refuses the document is the cause; what follows are its consequences. Namespace errors are
+/// none: names are compared as written.
 template <class Error>
 void OnError(void* context, Error* error)
 {
     SParseState& state = StateOf(context);
-    if (error->level < XML_ERR_ERROR || error->domain == XML_FROM_NAMESPACE || state.first.code != 0)
+    if (!state.isWhole || !LosesContent(*error))
         return;
+    state.isWhole = false;
     state.first.code = error->code;
     state.first.line = error->line;
     state.first.column = error->int2;
@@ -92,6 +101,17 @@ void OnAttributeDeclaration(void* context, const xmlChar* element, const xmlChar
     Refuse(context, "Default values of attributes are not accepted");
 }
 
+/// The parser joins the parts of a text up to 10 MB, where a text in one part may have any length. Its option to go on
+/// holds here only: elsewhere it would lift the limits of depth and of what entities may expand to.
+void OnCharacters(void* context, const xmlChar* text, int length)
+{
+    auto* parser = static_cast<xmlParserCtxt*>(context);
+    const int options = parser->options;
+    parser->options |= XML_PARSE_HUGE;
+    xmlSAX2Characters(context, text, length);
+    parser->options = options;
+}
+
 /// Second line of defence: whatever would be loaded for an entity is nothing.
 xmlParserInput* OnResolveEntity(void*, const xmlChar*, const xmlChar*)
 {
@@ -121,6 +141,8 @@ CContextPtr MakeContext(SParseState& state)
         throw std::bad_alloc();
     context->_private = &state;
     context->sax->serror = [](void* data, auto* error) { OnError(data, error); };
+    context->sax->characters = OnCharacters;
+    context->sax->ignorableWhitespace = OnCharacters;
     context->sax->entityDecl = OnEntityDeclaration;
     context->sax->unparsedEntityDecl = OnUnparsedEntity;
     context->sax->attributeDecl = OnAttributeDeclaration;
@@ -208,7 +230,7 @@ CDomTreePtr Parse(std::string_view bytes, eEncoding encoding, bool preserveWhite
     // Never with an encoding as argument: through a converter the parser takes 10 MB at most.
     xmlDoc* document = xmlCtxtReadMemory(context.get(), bytes.empty() ? "" : bytes.data(),
                                          static_cast<int>(bytes.size()), nullptr, nullptr, options);
-    if (document == nullptr || state.refused != nullptr || state.first.code == XML_WAR_UNDECLARED_ENTITY) {
+    if (document == nullptr || state.refused != nullptr || !state.isWhole) {
         xmlFreeDoc(document);
         error = ErrorOf(state);
         return nullptr;

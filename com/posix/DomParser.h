@@ -26,8 +26,9 @@ inline constexpr LONG kDomError_TooLong = 20003;
 ///
 /// What bounds a document from a stranger: nothing is read but these bytes (no network, no external entity or DTD); an
 /// entity may be declared in the document itself and expands within the parser's limit of amplification; parameter
-/// entities and default attribute values are refused; elements nest 256 deep, and a document that is not in UTF-8 is at
-/// most 10 MB long, which are the parser's own limits. Safe from any thread.
+/// entities and default attribute values are refused; elements nest 256 deep, and 10 MB is the most for an attribute's
+/// value, a comment, a processing instruction, a CDATA section, and for a document that is not in UTF-8, which are the
+/// parser's own limits. A text may be as long as the document. Safe from any thread.
 ///
 /// Bytes whose encoding is told by a byte-order mark or an encoding declaration, else UTF-8.
 [[nodiscard]] CDomTreePtr ParseXmlBytes(std::string_view bytes, bool preserveWhiteSpace, SDomParseError& error);

@@ -72,6 +72,14 @@ TEST_F(CDomLimitsTest, AnExternalTypeIsNotRead)
     EXPECT_EQ(Refusal(L"<!DOCTYPE a SYSTEM '" + (folder / L"a.dtd") + L"'><a>&e;</a>"), L"Entity 'e' not defined");
 }
 
+TEST_F(CDomLimitsTest, AHarmlessErrorDoesNotHideALostEntity)
+{
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a SYSTEM 'none'><a xml:id='1 2'>xy</a>"), L"") << "an id that is no name is harmless";
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a SYSTEM 'none'><a xml:id='1 2'>x&e;y</a>"), L"Entity 'e' not defined");
+    EXPECT_EQ(Refusal(L"<!DOCTYPE a SYSTEM 'none'><a xml:id='1 2'>x</b>"),
+              L"Opening and ending tag mismatch: a line 1 and b");
+}
+
 TEST_F(CDomLimitsTest, WhatIsRefusedIsSaid)
 {
     EXPECT_EQ(Refusal(L"<!DOCTYPE a [<!ENTITY % p ''>]><a/>"), L"Parameter entities are not accepted");
@@ -85,8 +93,39 @@ TEST_F(CDomLimitsTest, WhatIsRefusedIsSaid)
 
 TEST_F(CDomLimitsTest, ALongTextIsWhole)
 {
+    // Compared with ==, not EXPECT_EQ, which would print both.
+    const std::wstring half(6'000'000, L'x');
+    EXPECT_TRUE(TextOf(Root(Parse(L"<a>" + half + half + L"</a>")).Get()) == half + half);
+    // What the parser hands over in parts: around a reference, and of characters that are not ASCII.
+    EXPECT_TRUE(TextOf(Root(Parse(L"<a>" + half + L"&amp;" + half + L"</a>")).Get()) == half + L"&" + half);
+    EXPECT_TRUE(TextOf(Root(Parse(L"<a>" + half + L"&#10;" + half + L"</a>")).Get()) == half + L"\n" + half);
+    EXPECT_EQ(Refusal(L"<a>" + std::wstring(6'000'000, L'\u017E') + L"</a>"), L"");
+}
+
+TEST_F(CDomLimitsTest, ALongTextDoesNotLiftTheOtherLimits)
+{
+    const std::wstring half(6'000'000, L'x');
+    std::wstring deep;
+    for (int i = 0; i < 300; ++i)
+        deep += L"<b>";
+    EXPECT_EQ(Refusal(L"<a>" + half + L"&amp;" + half + deep), L"Elements are nested more than 256 deep");
+    std::wstring many = L"<!DOCTYPE a [<!ENTITY e '" + std::wstring(200'000, L'y') + L"'>]><a>" + half + L"&amp;" + half;
+    for (int i = 0; i < 200'000; ++i)
+        many += L"&e;";
+    EXPECT_FALSE(Refusal(many + L"</a>").empty()) << "40 GB were expanded";
+}
+
+TEST_F(CDomLimitsTest, WhatIsTooLongIsRefusedAsAWhole)
+{
     const std::wstring content(11'000'000, L'x');
-    EXPECT_EQ(TextOf(Root(Parse(L"<a>" + content + L"</a>")).Get()), content);
+    EXPECT_EQ(Refusal(L"<a x='" + content + L"'/>"), L"AttValue length too long");
+    EXPECT_EQ(Refusal(L"<a><!--" + content + L"--></a>"), L"Comment too big found");
+    EXPECT_EQ(Refusal(L"<a><?p " + content + L"?></a>"), L"PI p too big found");
+    EXPECT_EQ(Refusal(L"<a><![CDATA[" + content + L"]]></a>"), L"CData section too big found");
+    const std::wstring allowed(9'000'000, L'x');
+    EXPECT_EQ(Refusal(L"<a x='" + allowed + L"'><!--" + allowed + L"--><?p " + allowed + L"?><![CDATA[" + allowed +
+                      L"]]></a>"),
+              L"");
 }
 
 TEST_F(CDomLimitsTest, AFaultBehindLeadingLinesHasItsLine)
