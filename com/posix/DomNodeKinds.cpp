@@ -4,7 +4,6 @@
 #include "com/posix/DomNodeObject.h"
 #include "com/posix/DomText.h"
 
-#include <new>
 #include <string>
 #include <utility>
 
@@ -45,9 +44,7 @@ public:
             const std::string content = ContentOf(value);
             if (utf8Name == "xml:space")
                 m_place.Tree()->m_bMayHaveSpaceAttribute = true;
-            if (xmlSetProp(m_place.Node(), XmlChars(utf8Name.c_str()), XmlChars(content.c_str())) == nullptr)
-                throw std::bad_alloc();
-            return S_OK;
+            return m_place.Tree()->SetAttribute(m_place.Node(), utf8Name, content);
         });
     }
 };

@@ -11,6 +11,8 @@
 namespace com_posix {
 namespace {
 
+constexpr std::string_view kNamespacePrefix = "xmlns:";
+
 const xmlNs* AsNamespace(const xmlNode* node)
 {
     return reinterpret_cast<const xmlNs*>(node);
@@ -149,6 +151,26 @@ void CDomTree::SetText(xmlNode* parent, const std::string& utf8)
         Unlink(parent->children);
     if (text != nullptr)
         Append(parent, text);
+}
+
+HRESULT CDomTree::SetAttribute(xmlNode* element, const std::string& name, const std::string& utf8)
+{
+    xmlNode* known = FindAttribute(element, name);
+    if (known != nullptr && IsNamespaceDeclaration(known))
+        return ValueOf(known) == utf8 ? S_OK : E_FAIL;
+    if (known != nullptr) {
+        // Not xmlSetProp: it frees the old text, which somebody may hold.
+        SetText(known, utf8);
+        return S_OK;
+    }
+    // As a mere attribute the library would not know it, and declare the same prefix once more.
+    if (name == "xmlns" || name.starts_with(kNamespacePrefix)) {
+        const char* prefix = name == "xmlns" ? nullptr : name.c_str() + kNamespacePrefix.size();
+        return xmlNewNs(element, XmlChars(utf8.c_str()), XmlChars(prefix)) == nullptr ? E_FAIL : S_OK;
+    }
+    if (xmlSetProp(element, XmlChars(name.c_str()), XmlChars(utf8.c_str())) == nullptr)
+        throw std::bad_alloc();
+    return S_OK;
 }
 
 bool IsNamespaceDeclaration(const xmlNode* node)

@@ -39,6 +39,9 @@ public:
     void Append(xmlNode* parent, xmlNode* node);
     /// Replaces all children by one text, or by none when it is empty.
     void SetText(xmlNode* parent, const std::string& utf8);
+    /// Makes an attribute or a namespace declaration, or gives the attribute of that name a new text. E_FAIL for
+    /// another namespace than the one declared, which names in use may stand in. Throws std::bad_alloc.
+    HRESULT SetAttribute(xmlNode* element, const std::string& name, const std::string& utf8);
 
     /// Grows with every change of the structure; lists use it to tell whether their place is still theirs.
     [[nodiscard]] std::uint64_t Changes() const { return m_nChanges; }

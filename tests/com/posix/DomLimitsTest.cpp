@@ -247,6 +247,44 @@ TEST_F(CDomLimitsTest, TextsBesideEachOtherStayApart)
     EXPECT_EQ(TextOf(y.Get()), L"y") << "whoever holds a text keeps it";
 }
 
+TEST_F(CDomLimitsTest, WhoeverHoldsTheTextOfAnAttributeKeepsIt)
+{
+    const auto root = Root(Parse(L"<a x='old'/>"));
+    CComPtr<IXMLDOMNamedNodeMap> attributes;
+    ASSERT_EQ(root->get_attributes(attributes.Put()), S_OK);
+    CComPtr<IXMLDOMNode> attribute;
+    ASSERT_EQ(attributes->getNamedItem(CBstr(L"x").Get(), attribute.Put()), S_OK);
+    CComPtr<IXMLDOMNode> text;
+    ASSERT_EQ(attribute->get_firstChild(text.Put()), S_OK);
+    SetAttribute(root, L"x", CVariant(L"new"));
+    EXPECT_EQ(TextOf(attribute.Get()), L"new");
+    EXPECT_EQ(TextOf(text.Get()), L"old");
+    CComPtr<IXMLDOMNode> parent;
+    EXPECT_EQ(text->get_parentNode(parent.Put()), S_FALSE);
+}
+
+TEST_F(CDomLimitsTest, ANamespaceIsDeclaredOnce)
+{
+    const std::wstring types = L"urn:schemas-microsoft-com:datatypes";
+    const auto document = Parse(L"<a>5</a>");
+    const auto root = Root(document);
+    SetAttribute(root, L"xmlns:dt", CVariant(types));
+    ASSERT_EQ(root->put_dataType(CBstr(L"i4").Get()), S_OK);
+    SetAttribute(root, L"xmlns:dt", CVariant(types));
+    EXPECT_EQ(root->setAttribute(CBstr(L"xmlns:dt").Get(), CVariant(L"urn:other").Get()), E_FAIL);
+    SetAttribute(root, L"dt:dt", CVariant(L"int"));
+    EXPECT_EQ(DomShape(*document), L"a[@dt:dt='int'@xmlns:dt='" + types + L"']('5')");
+    CBstr xml;
+    ASSERT_EQ(document->get_xml(xml.Put()), S_OK);
+    EXPECT_EQ(DomShape(*Parse(xml.Text())), DomShape(*document)) << xml.Text();
+
+    const auto other = Root(Parse(L"<a>5</a>"));
+    SetAttribute(other, L"xmlns:dt", CVariant(L"urn:other"));
+    EXPECT_EQ(other->put_dataType(CBstr(L"i4").Get()), E_FAIL) << "the prefix means something else";
+    SetAttribute(other, L"xmlns", CVariant(L"urn:default"));
+    EXPECT_EQ(DomShape(*other), L"a[@xmlns:dt='urn:other'@xmlns='urn:default']('5')");
+}
+
 TEST_F(CDomLimitsTest, AnEncodingOfATextMayBeUnknown)
 {
     EXPECT_EQ(Refusal(L"<?xml version='1.0' encoding='nonsense'?><a>\u017E</a>"), L"");
