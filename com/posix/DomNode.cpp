@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cwchar>
+#include <string_view>
 
 namespace com_posix {
 namespace {
@@ -32,6 +33,15 @@ HRESULT HandOutText(const std::string& utf8, VARIANT* value)
     value->bstrVal = MakeBstr(utf8);
     value->vt = VT_BSTR;
     return S_OK;
+}
+
+/// Markup has no escape for what ends these: the rest would be read as markup that nobody built. (A CDATA section is
+/// written in two.)
+bool CanHold(DOMNodeType type, std::string_view content)
+{
+    if (type == NODE_COMMENT)
+        return content.find("--") == std::string_view::npos && !content.ends_with('-');
+    return type != NODE_PROCESSING_INSTRUCTION || content.find("?>") == std::string_view::npos;
 }
 
 /// What the DOM does not hand out counts as absent: null, and S_FALSE as the result.
@@ -93,6 +103,8 @@ HRESULT CDomNode::GetText(BSTR* text) const
 HRESULT CDomNode::PutText(const VARIANT& value) const
 {
     const std::string content = ContentOf(value);
+    if (!CanHold(Type(), content))
+        return E_FAIL;
     if (HoldsText(Type()))
         xmlNodeSetContentLen(m_pNode, XmlChars(content.data()), static_cast<int>(content.size()));
     else if (Type() == NODE_ELEMENT || (Type() == NODE_ATTRIBUTE && !IsNamespaceDeclaration(m_pNode)))

@@ -263,6 +263,33 @@ TEST_F(CDomLimitsTest, WhoeverHoldsTheTextOfAnAttributeKeepsIt)
     EXPECT_EQ(text->get_parentNode(parent.Put()), S_FALSE);
 }
 
+TEST_F(CDomLimitsTest, ATextCannotEndItsOwnNode)
+{
+    const auto document = Parse(L"<a><!--c--><?p d?><![CDATA[e]]></a>");
+    CComPtr<IXMLDOMNode> comment;
+    ASSERT_EQ(Root(document)->get_firstChild(comment.Put()), S_OK);
+    CComPtr<IXMLDOMNode> instruction;
+    ASSERT_EQ(comment->get_nextSibling(instruction.Put()), S_OK);
+    CComPtr<IXMLDOMNode> section;
+    ASSERT_EQ(instruction->get_nextSibling(section.Put()), S_OK);
+
+    for (const wchar_t* text : {L"--><b/><!--", L"a--b", L"a-"}) {
+        EXPECT_EQ(comment->put_text(CBstr(text).Get()), E_FAIL);
+        EXPECT_EQ(comment->put_nodeValue(CVariant(text).Get()), E_FAIL);
+        EXPECT_EQ(comment->put_nodeTypedValue(CVariant(text).Get()), E_FAIL);
+    }
+    EXPECT_EQ(instruction->put_text(CBstr(L"?><b/><?p").Get()), E_FAIL);
+    EXPECT_EQ(DomShape(*document), L"a(!c ?p d <e>)") << "nothing is changed by what is refused";
+
+    EXPECT_EQ(comment->put_text(CBstr(L"?> - -").Get()), E_FAIL);
+    EXPECT_EQ(comment->put_text(CBstr(L"- ?>").Get()), S_OK);
+    EXPECT_EQ(instruction->put_text(CBstr(L"-->").Get()), S_OK);
+    EXPECT_EQ(section->put_text(CBstr(L"]]><b/>").Get()), S_OK);
+    CBstr xml;
+    ASSERT_EQ(document->get_xml(xml.Put()), S_OK);
+    EXPECT_EQ(DomShape(*Parse(xml.Text())), L"a(!- ?> ?p --> <]]><b/>>)") << xml.Text();
+}
+
 TEST_F(CDomLimitsTest, ANamespaceIsDeclaredOnce)
 {
     const std::wstring types = L"urn:schemas-microsoft-com:datatypes";
