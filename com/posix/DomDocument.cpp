@@ -71,7 +71,14 @@ CDomNode RootOf(const CDomTreePtr& tree)
 
 class CDomDocument final : public CDomNodeObject<IXMLDOMDocument> {
 public:
-    explicit CDomDocument(const CDomTreePtr& tree) : CDomNodeObject(RootOf(tree)) {}
+    explicit CDomDocument(const CDomTreePtr& tree) : CDomNodeObject(RootOf(tree))
+    {
+        tree->m_pDocumentObject = this;
+        m_bPreserveWhiteSpace = tree->m_bPreserveWhiteSpace;
+    }
+    ~CDomDocument() override { m_place.Tree()->m_pDocumentObject = nullptr; }
+    CDomDocument(const CDomDocument&) = delete;
+    CDomDocument& operator=(const CDomDocument&) = delete;
 
     HRESULT STDMETHODCALLTYPE get_documentElement(IXMLDOMElement** element) override
     {
@@ -182,7 +189,9 @@ private:
             if (!parsed)
                 tree = std::make_shared<CDomTree>();
             m_error = std::move(error);
+            m_place.Tree()->m_pDocumentObject = nullptr;
             m_place = RootOf(tree);
+            tree->m_pDocumentObject = this;
             *isSuccessful = parsed ? VARIANT_TRUE : VARIANT_FALSE;
             return parsed ? S_OK : S_FALSE;
         });
@@ -213,11 +222,13 @@ private:
 
 HRESULT CreateDomDocument(REFIID iid, void** object) noexcept
 {
-    return ComGuard([&] { return MakeDomDocument(std::make_shared<CDomTree>())->QueryInterface(iid, object); });
+    return ComGuard([&] { return DomDocumentOf(std::make_shared<CDomTree>())->QueryInterface(iid, object); });
 }
 
-CComPtr<IXMLDOMDocument> MakeDomDocument(const CDomTreePtr& tree)
+CComPtr<IXMLDOMDocument> DomDocumentOf(const CDomTreePtr& tree)
 {
+    if (tree->m_pDocumentObject != nullptr)
+        return {tree->m_pDocumentObject};
     return AttachComPtr<IXMLDOMDocument>(MakeComObject<CDomDocument>(tree).Detach());
 }
 

@@ -206,7 +206,7 @@ HRESULT CDomNode::GetOwnerDocument(IXMLDOMDocument** document) const
 {
     if (Type() == NODE_DOCUMENT)
         return S_FALSE;
-    *document = MakeDomDocument(m_pTree).Detach();
+    *document = DomDocumentOf(m_pTree).Detach();
     return S_OK;
 }
 

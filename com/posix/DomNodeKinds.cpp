@@ -87,7 +87,7 @@ CComPtr<IXMLDOMNode> MakeDomNode(const CDomTreePtr& tree, xmlNode* node)
     case NODE_ELEMENT: return MakeNode<CDomElement>(std::move(place));
     case NODE_ATTRIBUTE: return MakeNode<CDomAttribute>(std::move(place));
     case NODE_PROCESSING_INSTRUCTION: return MakeNode<CDomProcessingInstruction>(std::move(place));
-    case NODE_DOCUMENT: return AttachComPtr<IXMLDOMNode>(MakeDomDocument(tree).Detach());
+    case NODE_DOCUMENT: return AttachComPtr<IXMLDOMNode>(DomDocumentOf(tree).Detach());
     default: return MakeNode<CDomPlainNode>(std::move(place));
     }
 }

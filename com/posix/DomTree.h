@@ -46,6 +46,8 @@ public:
     /// Grows with every change of the structure; lists use it to tell whether their place is still theirs.
     [[nodiscard]] std::uint64_t Changes() const { return m_nChanges; }
 
+    /// The object that its user has for the document, which sets and clears it; not a reference.
+    IXMLDOMDocument* m_pDocumentObject = nullptr;
     /// White space at the ends of texts counts (the document's own property).
     bool m_bPreserveWhiteSpace = false;
     /// Somewhere there may be an xml:space attribute; without one nobody needs to look for it.

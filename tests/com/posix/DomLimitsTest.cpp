@@ -312,6 +312,42 @@ TEST_F(CDomLimitsTest, ANamespaceIsDeclaredOnce)
     EXPECT_EQ(DomShape(*other), L"a[@xmlns:dt='urn:other'@xmlns='urn:default']('5')");
 }
 
+TEST_F(CDomLimitsTest, ADocumentIsOneObject)
+{
+    auto document = Parse(L"<a><b/></a>");
+    ASSERT_EQ(document->put_preserveWhiteSpace(VARIANT_TRUE), S_OK);
+    const auto root = Root(document);
+    CComPtr<IXMLDOMDocument> owner;
+    ASSERT_EQ(root->get_ownerDocument(owner.Put()), S_OK);
+    EXPECT_EQ(owner, document);
+    CComPtr<IXMLDOMNode> parent;
+    ASSERT_EQ(root->get_parentNode(parent.Put()), S_OK);
+    EXPECT_EQ(parent.QueryTo<IXMLDOMDocument>(), document);
+
+    document.Reset();
+    owner.Reset();
+    parent.Reset();
+    ASSERT_EQ(root->get_ownerDocument(owner.Put()), S_OK) << "a node keeps its document alive";
+    EXPECT_EQ(DomShape(*owner), L"a(b)");
+    VARIANT_BOOL isPreserving = VARIANT_FALSE;
+    EXPECT_EQ(owner->get_preserveWhiteSpace(&isPreserving), S_OK);
+    EXPECT_EQ(isPreserving, VARIANT_TRUE);
+}
+
+TEST_F(CDomLimitsTest, ANodeOfTheLastLoadHasADocumentOfItsOwn)
+{
+    const auto document = Parse(L"<a><b/></a>");
+    const auto old = Root(document);
+    VARIANT_BOOL successful = VARIANT_FALSE;
+    ASSERT_EQ(document->loadXML(CBstr(L"<new/>").Get(), &successful), S_OK);
+    CComPtr<IXMLDOMDocument> owner;
+    ASSERT_EQ(old->get_ownerDocument(owner.Put()), S_OK);
+    EXPECT_EQ(DomShape(*owner), L"a(b)");
+    CComPtr<IXMLDOMDocument> again;
+    ASSERT_EQ(Root(document)->get_ownerDocument(again.Put()), S_OK);
+    EXPECT_EQ(again, document);
+}
+
 TEST_F(CDomLimitsTest, AnEncodingOfATextMayBeUnknown)
 {
     EXPECT_EQ(Refusal(L"<?xml version='1.0' encoding='nonsense'?><a>\u017E</a>"), L"");
