@@ -10,7 +10,7 @@
 #include <libxml/tree.h>
 
 #include <array>
-#include <cwchar>
+#include <charconv>
 #include <string_view>
 
 namespace com_posix {
@@ -246,9 +246,11 @@ bool TextOfVariant(const VARIANT& value, std::wstring& text)
     case VT_I8: text = std::to_wstring(value.llVal); return true;
     case VT_BOOL: text = value.boolVal == VARIANT_FALSE ? L"0" : L"-1"; return true;
     case VT_R8: {
-        std::array<wchar_t, 40> digits{};
-        std::swprintf(digits.data(), digits.size(), L"%.15g", value.dblVal);
-        text = digits.data();
+        std::array<char, 40> digits{}; // with a point, whatever the host's locale has
+        char* const end =
+            std::to_chars(digits.data(), digits.data() + digits.size(), value.dblVal, std::chars_format::general, 15)
+                .ptr;
+        text.assign(digits.data(), end);
         return true;
     }
     default: return false;

@@ -1,11 +1,18 @@
 #include "platform/FileSystem.h"
+#include "platform/Process.h"
 #include "platform/Text.h"
 #include "tests/com/DomFixture.h"
 #include "tests/com/DomShape.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
+#include <locale.h>
+
+#include <array>
+#include <chrono>
+#include <cwchar>
 #include <string>
 
 // What a document from a stranger may cost, what may be done with one that is built here, and wrong calls. The DOM of Windows has
@@ -346,6 +353,32 @@ TEST_F(CDomLimitsTest, ANodeOfTheLastLoadHasADocumentOfItsOwn)
     CComPtr<IXMLDOMDocument> again;
     ASSERT_EQ(Root(document)->get_ownerDocument(again.Put()), S_OK);
     EXPECT_EQ(again, document);
+}
+
+TEST_F(CDomLimitsTest, ANumberHasAPointInEveryLocale)
+{
+    const testsupport::CTemporaryDirectory folder;
+    platform::CProcess compiler;
+    int exitCode = -1;
+    const bool made = platform::Succeeded(compiler.Start(
+                          L"/usr/bin/localedef", {L"-i", L"de_DE", L"-f", L"UTF-8", folder / L"comma"})) &&
+                      compiler.Wait(std::chrono::seconds(60), exitCode) && exitCode == 0;
+    const CScopedEnvironment path(L"LOCPATH", folder.Path());
+    locale_t comma = made ? newlocale(LC_ALL_MASK, "comma", nullptr) : nullptr;
+    if (comma == nullptr)
+        GTEST_SKIP() << "there is no locale with a decimal comma";
+    const locale_t old = uselocale(comma);
+    std::array<wchar_t, 10> local{};
+    std::swprintf(local.data(), local.size(), L"%.1f", 1.5);
+    const auto element = NewElement(NewDocument(), L"a");
+    VARIANT value = {};
+    value.vt = VT_R8;
+    value.dblVal = -1234567.25;
+    EXPECT_EQ(element->put_nodeTypedValue(value), S_OK);
+    uselocale(old);
+    freelocale(comma);
+    EXPECT_STREQ(local.data(), L"1,5");
+    EXPECT_EQ(TextOf(element.Get()), L"-1234567.25");
 }
 
 TEST_F(CDomLimitsTest, AnEncodingOfATextMayBeUnknown)
