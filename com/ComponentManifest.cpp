@@ -6,6 +6,8 @@
 #include "com/Xml.h"
 #include "com/ZelCom.h"
 #include "platform/FileSystem.h"
+#include "platform/Installation.h"
+#include "platform/Os.h"
 #include "platform/OsError.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -208,6 +210,22 @@ std::wstring ManifestText(const SComponentManifest& manifest)
     return text + L"</component>\n";
 }
 
+/// Whatever happens meanwhile, the manifest is the old one or the new one as a whole.
+platform::eOsError WriteAside(const std::wstring& path, const std::string& bytes)
+{
+    const std::wstring aside = path + L".new";
+    platform::eOsError result = platform::WriteWholeFile(aside, bytes);
+    // Whatever the user's habits are: one that others may write to would not be used.
+    if (platform::Succeeded(result))
+        result = platform::KeepOthersFromWriting(aside);
+    if (platform::Succeeded(result))
+        result =
+            platform::Files().Move(aside, path, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);
+    if (!platform::Succeeded(result))
+        static_cast<void>(platform::Files().Remove(aside)); // else the next one written replaces it
+    return result;
+}
+
 /// Runs a reading; what stops it becomes the error, and the manifest is empty then.
 template <class Reading>
 bool GuardedReading(const std::wstring& path, SComponentManifest& manifest, std::wstring& error, Reading&& reading)
@@ -259,7 +277,7 @@ bool WriteComponentManifest(const std::wstring& path, const SComponentManifest& 
         error = path + L": the module's path is not valid text, so no manifest can name it";
         return false;
     }
-    const platform::eOsError written = platform::WriteWholeFile(path, platform::ToUtf8(text));
+    const platform::eOsError written = WriteAside(path, platform::ToUtf8(text));
     if (platform::Succeeded(written))
         return true;
     error = path + L": " + platform::OsErrorText(written);

@@ -51,7 +51,8 @@ struct SComponentManifest {
                                                             SComponentManifest& manifest, std::wstring& error);
 /// A text as it stands in an attribute or an element of a manifest.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring EscapeForManifest(std::wstring_view text);
-/// Writes one manifest; false with a text that names the file and the reason.
+/// Writes one manifest, which only its owner may write to then; false with a text that names the file and the reason.
+/// One that was there is replaced as a whole, or stays as it is.
 [[nodiscard]] ZEL_FRAMEWORK_API bool WriteComponentManifest(const std::wstring& path,
                                                             const SComponentManifest& manifest, std::wstring& error);
 

@@ -65,8 +65,6 @@ public:
         std::wstring error;
         if (!WriteComponentManifest(m_path, m_manifest, error))
             FailRegistration(E_ACCESSDENIED, error);
-        // Whatever the user's habits are: one that others may write to would not be used.
-        RequireSuccess(platform::KeepOthersFromWriting(m_path), m_path);
     }
     void Remove() { RequireSuccess(platform::Files().Remove(m_path), m_path); }
 

@@ -3,11 +3,13 @@
 #include "platform/FileSystem.h"
 #include "platform/Path.h"
 #include "TestComponent.h"
+#include "tests/support/FaultyFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -84,6 +86,35 @@ TEST_F(CComponentManifestTest, AFullPathStaysAsItIs)
     ASSERT_TRUE(WriteComponentManifest(m_sPath, written, m_sError));
     ASSERT_TRUE(ReadComponentManifest(m_sPath, m_manifest, m_sError));
     EXPECT_EQ(m_manifest.modulePath, written.modulePath);
+}
+
+TEST_F(CComponentManifestTest, AManifestIsReplacedAsAWholeOrNotAtAll)
+{
+    SComponentManifest manifest;
+    manifest.modulePath = L"old.so";
+    manifest.classes = {{kTestClassOne, L"Old", {}}};
+    ASSERT_TRUE(WriteComponentManifest(m_sPath, manifest, m_sError));
+    manifest.classes = {{kTestClassTwo, L"New", {}}};
+    for (const auto call : {testsupport::eFileCall_Open, testsupport::eFileCall_Write, testsupport::eFileCall_Close,
+                            testsupport::eFileCall_Move}) {
+        testsupport::CFaultyFiles files;
+        files.FailAlways(call, platform::eOsError_DiskFull);
+        {
+            const platform::CScopedOs faulty(&files, nullptr);
+            EXPECT_FALSE(WriteComponentManifest(m_sPath, manifest, m_sError)) << call;
+            EXPECT_TRUE(m_sError.starts_with(m_sPath + L": ")) << call;
+        }
+        SComponentManifest read;
+        ASSERT_TRUE(ReadComponentManifest(m_sPath, read, m_sError)) << call;
+        EXPECT_EQ(read.classes[0].name, L"Old") << call;
+        std::vector<platform::SDirectoryEntry> entries;
+        EXPECT_EQ(platform::Files().List(m_folder.Path(), entries), platform::eOsError_None);
+        EXPECT_EQ(entries.size(), 1U) << call;
+    }
+    EXPECT_EQ(platform::WriteWholeFile(m_sPath + L".new", "left by a crash"), platform::eOsError_None);
+    ASSERT_TRUE(WriteComponentManifest(m_sPath, manifest, m_sError));
+    ASSERT_TRUE(ReadComponentManifest(m_sPath, m_manifest, m_sError));
+    EXPECT_EQ(m_manifest.classes[0].name, L"New");
 }
 
 TEST_F(CComponentManifestTest, WhatIsWrongIsSaid)
