@@ -1,6 +1,6 @@
 # What comes from elsewhere, each as one interface target, so that no other file needs to know how a target gets it:
 #   zel::fmt zel::spdlog zel::cli11 zel::json zel::gtest     everywhere
-#   zel::sqlite                                              elsewhere than on Windows: the system's; there: third_party
+#   zel::sqlite                                              elsewhere than on Windows: the system's; there: ZelSqlite
 #   zel::libxml2                                             elsewhere than on Windows, which has a DOM of its own
 #   zel::benchmark                                           native, where it is installed
 
@@ -57,16 +57,26 @@ if(NOT WIN32)
     target_link_libraries(zel_libxml2 INTERFACE LibXml2::LibXml2)
 endif()
 
+function(zel_sqlite_version header result)
+    set(version "")
+    if(EXISTS "${header}")
+        file(STRINGS "${header}" version REGEX "^#define SQLITE_VERSION[ \t]+\"")
+        string(REGEX REPLACE ".*\"([^\"]+)\".*" "\\1" version "${version}")
+    endif()
+    set(${result} "${version}" PARENT_SCOPE)
+endfunction()
+
+add_library(zel_sqlite INTERFACE)
+add_library(zel::sqlite ALIAS zel_sqlite)
+find_file(ZEL_SQLITE_NATIVE_HEADER sqlite3.h PATHS ${ZEL_HOST_INCLUDE_DIRS} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+mark_as_advanced(ZEL_SQLITE_NATIVE_HEADER)
+zel_sqlite_version("${ZEL_SQLITE_NATIVE_HEADER}" ZEL_SQLITE_NATIVE_VERSION) # empty where there is none
 if(NOT WIN32)
     find_package(SQLite3 REQUIRED)
-    add_library(zel_sqlite INTERFACE)
     target_link_libraries(zel_sqlite INTERFACE SQLite::SQLite3)
-    add_library(zel::sqlite ALIAS zel_sqlite)
 else()
-    add_subdirectory("${PROJECT_SOURCE_DIR}/third_party/sqlite3" "${PROJECT_BINARY_DIR}/third_party/sqlite3" EXCLUDE_FROM_ALL)
-    add_library(zel_sqlite INTERFACE)
+    include(ZelSqlite)
     target_link_libraries(zel_sqlite INTERFACE sqlite3_amalgamation)
-    add_library(zel::sqlite ALIAS zel_sqlite)
 endif()
 
 if(NOT CMAKE_CROSSCOMPILING)

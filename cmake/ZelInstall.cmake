@@ -150,7 +150,7 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/" DESTINATION "${CMAKE_INSTALL
 # Code of others that becomes part of our files, or comes with them: their licences want to be told.
 set(zel_notices libcli11-dev libfmt-dev libspdlog-dev nlohmann-json3-dev)
 if(WIN32)
-    list(APPEND zel_notices gcc-mingw-w64-base mingw-w64-common)
+    list(APPEND zel_notices gcc-mingw-w64-base libsqlite3-dev mingw-w64-common)
 endif()
 foreach(package IN LISTS zel_notices)
     set(notice "/usr/share/doc/${package}/copyright")

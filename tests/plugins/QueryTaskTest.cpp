@@ -84,6 +84,14 @@ TEST_F(QueryTask, NoRowsIsAnAnswer)
                                         "</Response>\n");
 }
 
+TEST_F(QueryTask, BothTargetsHaveTheSameSqlite)
+{
+    const std::string native = ZEL_SQLITE_NATIVE_VERSION;
+    if (native.empty())
+        GTEST_SKIP() << "the build machine has no header of SQLite to compare with";
+    EXPECT_EQ(ElementOf(Query("SELECT sqlite_version()").response, "Value"), native);
+}
+
 TEST_F(QueryTask, TextIsEscapedAndKeptWhole)
 {
     Fill("(1, 'a<b>&\"c\"' || char(10) || 'd', 0, NULL), (2, ' x ', 0, NULL), (3, '', 0, NULL), (4, char(13), 0, NULL),"

@@ -199,7 +199,7 @@ check_windows() {
     zip=$(echo "$work"/zip/*)
     for file in bin/ZEL_Processor.dll bin/libstdc++-6.dll bin/plugins/zel_datastore.component lib/libZEL_Processor.dll.a \
         include/ZEL_Processor/ZelProcessorClient.h share/doc/zel-processor/LICENSE \
-        share/doc/zel-processor/notices/mingw-w64-common.txt; do
+        share/doc/zel-processor/notices/mingw-w64-common.txt share/doc/zel-processor/notices/libsqlite3-dev.txt; do
         [[ -e $zip/$file ]] || complain "the zip has no $file"
     done
     export ZEL_WINE_BUILD=$mingw
