@@ -24,7 +24,8 @@ protected:
 /// The host's event sink.
 class CZelProcessorEvent {
 public:
-    /// A request was completed and its response is in place. On the server's executive thread; must not throw.
+    /// A request was completed and its response is in place. On the server's executive thread, which waits
+    /// for it. An exception is logged and changes nothing.
     virtual void OnRequestDone() = 0;
 
 protected:

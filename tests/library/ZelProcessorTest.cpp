@@ -58,8 +58,14 @@ protected:
     }
 
     struct SEvent final : CZelProcessorEvent {
-        void OnRequestDone() override { ++m_done; }
+        void OnRequestDone() override
+        {
+            ++m_done;
+            if (m_onDone)
+                m_onDone();
+        }
         int m_done = 0;
+        std::function<void()> m_onDone;
     };
 
     CRecordingHost m_host;
@@ -98,6 +104,20 @@ TEST_F(Processor, EveryStatusTextIsLogged)
     EXPECT_TRUE(Process());
     m_host.ExpectLogLine(RootApp_RSC_CStr(103, "IDS_READING_REQUEST"));
     m_host.ExpectLogLine(RootApp_RSC_CStr(116, "IDS_DONE"));
+}
+
+TEST_F(Processor, ADoneRequestStaysDoneWhenItsHostThrows)
+{
+    m_event.m_onDone = [] { throw std::runtime_error("the list is closed"); };
+    EXPECT_TRUE(Process());
+    m_host.ExpectLogLine(L"The host's OnRequestDone threw an exception: the list is closed");
+    m_event.m_onDone = [] { throw 1; };
+    ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(m_request, "<Request/>")));
+    EXPECT_TRUE(Process());
+    m_host.ExpectLogLine(L"The host's OnRequestDone threw an exception: unknown exception");
+    EXPECT_EQ(m_event.m_done, 2);
+    EXPECT_EQ(m_progress.m_statuses.back(), eRequestStatus_Done);
+    EXPECT_TRUE(platform::PathExists(m_output));
 }
 
 TEST_F(Processor, TheTaskIsGivenTheTaskElementContextAndProgress)

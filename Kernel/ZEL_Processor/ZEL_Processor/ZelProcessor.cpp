@@ -9,11 +9,32 @@
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
+
+#include <exception>
 
 namespace {
 
 constexpr long kLineNoContext = 68;
 constexpr long kLineCantDeleteRequest = 166;
+
+void LogHostFailure(std::wstring_view what)
+{
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Error, ZEL_SOURCE_LOCATION,
+                     std::wstring(L"The host's OnRequestDone threw an exception: ").append(what));
+}
+
+/// The request is done when the host is told so, whatever the host makes of it.
+void TellRequestDone(CZelProcessorEvent& event)
+{
+    try {
+        event.OnRequestDone();
+    } catch (const std::exception& exception) {
+        LogHostFailure(platform::FromUtf8(exception.what()));
+    } catch (...) {
+        LogHostFailure(L"unknown exception");
+    }
+}
 
 } // namespace
 
@@ -114,7 +135,7 @@ bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProg
     run.request.Reset();
     Report(run, StringCodes::kDone, eRequestStatus_Done);
     if (CZelProcessorEvent* const event = m_pEvent)
-        event->OnRequestDone();
+        TellRequestDone(*event);
     return true;
 }
 
