@@ -22,11 +22,21 @@ std::atomic<SPluginScript*> g_scripts[2] = {nullptr, nullptr};
 std::atomic<bool> g_installed = true;
 std::atomic<int> g_objects = 0;
 
-struct SCounted {
-    SCounted() { ++g_objects; }
-    ~SCounted() { --g_objects; }
-    SCounted(const SCounted&) = delete;
-    SCounted& operator=(const SCounted&) = delete;
+class CCounted {
+public:
+    CCounted(SPluginScript& script, const wchar_t* name) : m_script(script), m_name(name) { ++g_objects; }
+    ~CCounted()
+    {
+        --g_objects;
+        if (m_script.released)
+            m_script.released(m_name);
+    }
+    CCounted(const CCounted&) = delete;
+    CCounted& operator=(const CCounted&) = delete;
+
+private:
+    SPluginScript& m_script;
+    const wchar_t* m_name;
 };
 
 class CScriptedRequest final : public CZelObject<IWQ_ZELProcessorRequest> {
@@ -48,7 +58,7 @@ public:
 
 private:
     SPluginScript& m_script;
-    SCounted m_counted;
+    CCounted m_counted{m_script, L"request"};
 };
 
 /// The second interface is there only when the script has a step for it.
@@ -72,7 +82,7 @@ public:
 
 private:
     SPluginScript& m_script;
-    SCounted m_counted;
+    CCounted m_counted{m_script, L"task"};
 };
 
 class CScriptedResponse final : public CZelObject<IWQ_ZELProcessorResponse> {
@@ -86,7 +96,7 @@ public:
 
 private:
     SPluginScript& m_script;
-    SCounted m_counted;
+    CCounted m_counted{m_script, L"response"};
 };
 
 class CScriptedFactory final : public CZelObject<IWQ_ZELProcessorFactory> {

@@ -26,6 +26,8 @@ struct SPluginScript {
     std::function<bool(IWQ_ZELProcessorTask*)> setTask = [](IWQ_ZELProcessorTask*) { return true; };
     /// Without one the response "<Response/>" is written.
     std::function<bool(const std::wstring& path)> save;
+    /// Called as an object of the script goes: "request", "task" or "response".
+    std::function<void(const std::wstring& object)> released;
 };
 
 /// Puts scripts behind the two factories: the first in category order, and optionally the second. One at a time.

@@ -106,6 +106,25 @@ TEST_F(Processor, EveryStatusTextIsLogged)
     m_host.ExpectLogLine(RootApp_RSC_CStr(116, "IDS_DONE"));
 }
 
+TEST_F(Processor, TheResponseGoesFirstThenTheRequestThenTheTask)
+{
+    using Names = std::vector<std::wstring>;
+    Names released;
+    m_script.released = [&](const std::wstring& object) { released.push_back(object); };
+    EXPECT_TRUE(Process());
+    EXPECT_EQ(released, (Names{L"response", L"request", L"task"}));
+
+    released.clear();
+    m_script.save = [](const std::wstring&) { return false; };
+    EXPECT_FALSE(Process());
+    EXPECT_EQ(released, (Names{L"response", L"request", L"task"})) << "on the way out of a failure too";
+
+    released.clear();
+    m_script.obtainData = [](auto*, auto*) -> bool { throw std::runtime_error("x"); };
+    EXPECT_THROW(Process(), std::runtime_error);
+    EXPECT_EQ(released, (Names{L"request", L"task"}));
+}
+
 TEST_F(Processor, ADoneRequestStaysDoneWhenItsHostThrows)
 {
     m_event.m_onDone = [] { throw std::runtime_error("the list is closed"); };

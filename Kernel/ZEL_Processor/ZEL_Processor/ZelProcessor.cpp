@@ -38,12 +38,13 @@ void TellRequestDone(CZelProcessorEvent& event)
 
 } // namespace
 
-/// One run of ProcessRequest: what it holds, released in reverse order on every way out.
+/// One run of ProcessRequest. What it holds is released from the last member to the first on every way out: a task may
+/// use the request it was made from, and a response both.
 struct CZelProcessor::SRun {
     const CString& requestPath;
     CZelProcessorProgress* progress;
-    CComPtr<IWQ_ZELProcessorRequest> request;
     CComPtr<IWQ_ZELProcessorTask> task;
+    CComPtr<IWQ_ZELProcessorRequest> request;
     CComPtr<IWQ_ZELProcessorResponse> response;
 };
 
@@ -131,8 +132,8 @@ bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProg
         return false;
     DeleteRequestFile(requestPath);
     run.response.Reset();
-    run.task.Reset();
     run.request.Reset();
+    run.task.Reset();
     Report(run, StringCodes::kDone, eRequestStatus_Done);
     if (CZelProcessorEvent* const event = m_pEvent)
         TellRequestDone(*event);
