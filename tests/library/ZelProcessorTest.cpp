@@ -102,8 +102,16 @@ TEST_F(Processor, ARequestEndsDoneWithItsResponseAndWithoutItsFile)
 TEST_F(Processor, EveryStatusTextIsLogged)
 {
     EXPECT_TRUE(Process());
-    m_host.ExpectLogLine(RootApp_RSC_CStr(103, "IDS_READING_REQUEST"));
-    m_host.ExpectLogLine(RootApp_RSC_CStr(116, "IDS_DONE"));
+    std::vector<CString> texts;
+    for (const Brel::Log::SLogLine& line : m_host.TakeLogLines()) {
+        EXPECT_EQ(line.logger, "ZelProcessor");
+        EXPECT_EQ(line.level, Brel::Log::eLogLevel_Debug);
+        EXPECT_EQ(line.file, "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessor");
+        EXPECT_NE(line.function.find("CZelProcessor::SetStatus("), std::string::npos) << line.function;
+        texts.push_back(line.text);
+    }
+    EXPECT_EQ(texts.size(), 4U);
+    EXPECT_EQ(texts, m_progress.m_comments);
 }
 
 TEST_F(Processor, TheResponseGoesFirstThenTheRequestThenTheTask)

@@ -18,6 +18,9 @@ namespace {
 constexpr long kLineNoContext = 68;
 constexpr long kLineCantDeleteRequest = 166;
 
+/// SourceNames::kZelProcessor as the log takes it.
+constexpr const char* kLogSource = "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessor";
+
 void LogHostFailure(std::wstring_view what)
 {
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Error, ZEL_SOURCE_LOCATION,
@@ -113,7 +116,9 @@ bool CZelProcessor::CanProceedQueue() const
 void CZelProcessor::SetStatus(CZelProcessorProgress* progress, eZelProcRequestStatus status, const CString& text)
 {
     progress->SetStatusAndComment(status, text.c_str());
-    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Debug, ZEL_SOURCE_LOCATION, text);
+    platform::SSourceLocation location = ZEL_SOURCE_LOCATION;
+    location.file = kLogSource; // as in reports, wherever this is built
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Debug, location, text);
 }
 
 CString CZelProcessor::CreateErrorXmlString(const CString& text) const
