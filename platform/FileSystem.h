@@ -121,11 +121,13 @@ public:
     virtual ~IFileSystem() = default;
 
     /// One try. Never waits for other users of the file. A missing directory is PathNotFound; a directory is
-    /// AccessDenied.
+    /// AccessDenied. Only ReadShared follows a symbolic link at the path's end; to the modes that keep others out it is
+    /// LinkInTheWay.
     virtual eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) = 0;
 
     /// One try to create and hold a lock file with this content (informative; failing to write it is ignored). Another
-    /// holder gives SharingViolation. A file left behind by a holder that died is taken over.
+    /// holder gives SharingViolation. A file left behind by a holder that died is taken over. A symbolic link is
+    /// LinkInTheWay.
     virtual eOsError OpenLockFile(const std::wstring& path, const std::string& content,
                                   std::unique_ptr<ILockFile>& lockFile) = 0;
 

@@ -27,6 +27,7 @@ enum [[nodiscard]] eOsError : std::uint32_t{
     eOsError_DirectoryNotEmpty = 145,
     eOsError_AlreadyExists = 183, ///< the target of a move that must not replace
     eOsError_NotADirectory = 267,
+    eOsError_LinkInTheWay = 681, ///< a symbolic link, where none is followed
     eOsError_IoError = 1117,
 };
 

@@ -17,6 +17,9 @@
 //
 // O_NONBLOCK is there for what is no file: opening a named pipe must not wait for its other end. Against a lease of a
 // mover (see FileSystem.cpp) it gives "busy" at once, too.
+//
+// O_NOFOLLOW is there for whoever may create names in a directory of ours: with a link he would choose which file of
+// this process's user is overwritten, or locked.
 
 namespace platform::posix {
 namespace {
@@ -109,7 +112,12 @@ private:
 int OpenFlags(eOpenMode mode)
 {
     constexpr int always = O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
-    return mode == eOpenMode_WriteExclusive ? always | O_WRONLY : always | O_RDONLY;
+    switch (mode) {
+    case eOpenMode_ReadShared: return always | O_RDONLY;
+    case eOpenMode_WriteExclusive: return always | O_WRONLY | O_NOFOLLOW;
+    case eOpenMode_ReadExclusive: break;
+    }
+    return always | O_RDONLY | O_NOFOLLOW;
 }
 
 /// Creates a file that is locked before anybody can see it: a reader would find it empty otherwise, and take that for

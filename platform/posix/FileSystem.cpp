@@ -37,21 +37,24 @@ eOsError Exclude(int descriptor)
     return flock(descriptor, LOCK_EX | LOCK_NB) == 0 ? eOsError_None : LastOsError();
 }
 
-/// For a file that cannot be opened: a link without a target, or one that we may neither read nor write. Nothing can be
-/// held then and nothing be found out about other users, but renaming and deleting are the directory's business.
+/// For what cannot be opened: a link, or a file that we may neither read nor write. Nothing can be held then and
+/// nothing be found out about other users, but renaming and deleting are the directory's business.
 eOsError CheckUnopenable(int error, const char* path)
 {
     struct stat status = {};
-    if ((error == ENOENT || error == EACCES) && lstat(path, &status) == 0) {
-        return S_ISREG(status.st_mode) || S_ISLNK(status.st_mode) ? eOsError_None : eOsError_AccessDenied;
+    if ((error != ELOOP && error != EACCES) || lstat(path, &status) != 0) {
+        return PathError(error, path);
     }
-    return PathError(error, path);
+    if (S_ISLNK(status.st_mode)) {
+        return stat(path, &status) == 0 && S_ISDIR(status.st_mode) ? eOsError_AccessDenied : eOsError_None;
+    }
+    return S_ISREG(status.st_mode) ? eOsError_None : eOsError_AccessDenied;
 }
 
 /// Opens the file that a path names and keeps others off it. None with an empty descriptor: see CheckUnopenable.
 eOsError HoldFile(const CNativePath& path, CDescriptor& held)
 {
-    constexpr int flags = O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    constexpr int flags = O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW;
     for (int tries = 0; tries < kMaxOpenTries; ++tries) {
         held.Reset(open(path.c_str(), flags | O_RDONLY));
         if (!held && errno == EACCES) {

@@ -38,7 +38,7 @@ private:
 
 CDescriptor OpenForLock(const char* path)
 {
-    constexpr int flags = O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    constexpr int flags = O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW;
     CDescriptor descriptor(Uninterrupted([&] { return open(path, flags | O_RDWR | O_CREAT, 0666); }));
     if (!descriptor && errno == EACCES) {
         // Another user's file: it can't be written, but locked all the same, which is what tells busy from left behind.

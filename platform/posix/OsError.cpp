@@ -34,6 +34,7 @@ const wchar_t* NamedErrorText(eOsError error)
     case eOsError_DirectoryNotEmpty: return L"The directory is not empty";
     case eOsError_AlreadyExists: return L"The target exists already";
     case eOsError_NotADirectory: return L"Not a directory";
+    case eOsError_LinkInTheWay: return L"A symbolic link is in the way";
     case eOsError_IoError: return L"Input/output error";
     }
     return nullptr;
@@ -69,8 +70,8 @@ eOsError FromErrno(int error)
     case EPERM:
     case EROFS:
     case EISDIR:
-    case ELOOP:
     case ENXIO: return eOsError_AccessDenied; // the last: a pipe without a reader, or a device without a driver
+    case ELOOP: return eOsError_LinkInTheWay;
     case ENOMEM: return eOsError_OutOfMemory;
     case EXDEV: return eOsError_NotSameDevice;
     case EAGAIN:

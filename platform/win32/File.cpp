@@ -100,18 +100,35 @@ struct SOpenParameters {
     DWORD access;
     DWORD share;
     DWORD disposition;
+    DWORD flags;
 };
 
 SOpenParameters ToParameters(eOpenMode mode)
 {
     switch (mode) {
-    case eOpenMode_ReadShared: return {GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING};
+    case eOpenMode_ReadShared: return {GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0};
     case eOpenMode_WriteExclusive:
         // Not CREATE_ALWAYS, which is refused for a hidden file. What is left of the old content goes at the close.
-        return {GENERIC_WRITE, 0, OPEN_ALWAYS};
+        return {GENERIC_WRITE, 0, OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT};
     case eOpenMode_ReadExclusive: break;
     }
-    return {GENERIC_READ, 0, OPEN_EXISTING};
+    return {GENERIC_READ, 0, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT};
+}
+
+enum eReparse { eReparse_None, eReparse_Link, eReparse_Storage };
+
+/// What a file is that was opened without following it: links apart from the ways in which the system stores files
+/// elsewhere or packed.
+eReparse ReparseKind(HANDLE handle)
+{
+    BY_HANDLE_FILE_INFORMATION information{};
+    if (!GetFileInformationByHandle(handle, &information) ||
+        (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+        return eReparse_None;
+    }
+    FILE_ATTRIBUTE_TAG_INFO tag{};
+    const bool known = GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &tag, sizeof tag) != FALSE;
+    return known && !IsReparseTagNameSurrogate(tag.ReparseTag) ? eReparse_Storage : eReparse_Link;
 }
 
 } // namespace
@@ -126,19 +143,31 @@ FileTimeNs ToNanoseconds(const FILETIME& time)
 eOsError OpenFileForMode(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file)
 {
     const SOpenParameters parameters = ToParameters(mode);
-    const auto open = [&, systemPath = ToSystemPath(path)](DWORD share) {
+    const auto open = [&, systemPath = ToSystemPath(path)](DWORD share, DWORD flags) {
         return CHandle(CreateFileW(systemPath.c_str(), parameters.access, share, nullptr, parameters.disposition,
-                                   FILE_ATTRIBUTE_NORMAL, nullptr));
+                                   FILE_ATTRIBUTE_NORMAL | flags, nullptr));
     };
     // Deleting is not shared: a move or a deletion must find a file in use while somebody reads it. The exception is a
     // file that its holder has opened for deletion already, such as a lock file: whoever wants to read it must share
     // that.
-    CHandle handle = open(parameters.share);
+    CHandle handle = open(parameters.share, parameters.flags);
     if (!handle && mode == eOpenMode_ReadShared && GetLastError() == ERROR_SHARING_VIOLATION) {
-        handle = open(parameters.share | FILE_SHARE_DELETE);
+        handle = open(parameters.share | FILE_SHARE_DELETE, parameters.flags);
     }
     if (!handle) {
         return LastOsError();
+    }
+    const eReparse kind = parameters.flags != 0 ? ReparseKind(handle.Get()) : eReparse_None;
+    if (kind == eReparse_Link) {
+        return eOsError_LinkInTheWay;
+    }
+    if (kind == eReparse_Storage) {
+        // Its content is what the driver that stores it makes of it, so that one has to have a say.
+        handle.Close();
+        handle = open(parameters.share, 0);
+        if (!handle) {
+            return LastOsError();
+        }
     }
     file = std::make_unique<CWin32File>(std::move(handle), mode);
     return eOsError_None;

@@ -21,7 +21,7 @@ eOsError FlushFile(const std::wstring& path)
 {
     const CHandle handle(CreateFileW(path.c_str(), GENERIC_WRITE,
                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                     FILE_ATTRIBUTE_NORMAL, nullptr));
+                                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     if (!handle) {
         const eOsError error = LastOsError();
         return error == eOsError_AccessDenied ? eOsError_None : error;
@@ -31,11 +31,12 @@ eOsError FlushFile(const std::wstring& path)
 
 /// Tells whether anybody has the file open. MoveFileExW alone goes on beside openers that share deletion, and another
 /// process's move is one for a moment after the new name has appeared: whoever opened the file next, without sharing
-/// that, was turned away. What can't be opened for other reasons is left to the move to tell.
+/// that, was turned away. What can't be opened for other reasons is left to the move to tell. A link is held by nobody
+/// who uses what it leads to.
 bool IsHeld(const std::wstring& systemPath)
 {
-    const CHandle handle(
-        CreateFileW(systemPath.c_str(), DELETE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const CHandle handle(CreateFileW(systemPath.c_str(), DELETE, 0, nullptr, OPEN_EXISTING,
+                                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     return !handle && LastOsError() == eOsError_SharingViolation;
 }
 
