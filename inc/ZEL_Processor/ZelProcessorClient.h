@@ -6,7 +6,9 @@
 #include "com/ComPtr.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -65,7 +67,7 @@ public:
     };
 
     CZelProcessorClient();
-    /// Stops listening, which can take ten seconds when the server does not answer.
+    /// Stops listening, which can take as long as a command when the server does not answer.
     virtual ~CZelProcessorClient();
     CZelProcessorClient(const CZelProcessorClient&) = delete;
     CZelProcessorClient& operator=(const CZelProcessorClient&) = delete;
@@ -75,6 +77,12 @@ public:
     void Init(CString requestDirectory, CString outputDirectory, CString clientDirectory);
     /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing.
     void SetSyncing(bool syncing);
+    /// What ends the waiting for files that others have open, which has no end of its own: goOn is asked between two
+    /// tries, on the thread that waits, and false ends them. A send or a receive fails then, and a status is
+    /// eRequestStatus_NotIntialized: nothing is known. Nothing is asked while no file is held. To be set before the calls.
+    void SetGoOn(std::function<bool()> goOn);
+    /// How long the server has for a command; ten seconds when nothing else is set.
+    void SetCommandTimeout(std::chrono::milliseconds timeout);
 
     /// Moves a finished request file into the request directory, replacing one of that name: the file leaves its place.
     /// eRequestStatus_Sent, or eRequestStatus_ClientError after a report. The file must be on the request directory's
@@ -91,8 +99,8 @@ public:
     [[nodiscard]] bool ReceiveOutput(const CString& requestPath, const CString& targetPath);
 
     /// Asks the server to drop a waiting request, or to stop whatever runs when the request does not wait. Done once
-    /// the server has answered, which says nothing of when a running request ends. A server error, or a time-out after
-    /// ten seconds, is reported and returned.
+    /// the server has answered, which says nothing of when a running request ends. A server error, or a time-out is
+    /// reported and returned.
     [[nodiscard]] eZelProcRequestStatus CancelRequest(const CString& requestPath);
     /// Pauses a request that has not started, and unpauses one that is paused; that then runs next. Results as above.
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
@@ -149,7 +157,11 @@ private:
     bool DeleteDsEventsFileContent();
     [[nodiscard]] CString GetPerClientPath(const wchar_t* prefix) const;
 
-    [[nodiscard]] eZelProcRequestStatus ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional);
+    [[nodiscard]] eZelProcRequestStatus LookForStatus(const CString& requestPath, CAdditionalRequestStatus* additional,
+                                                      const std::function<bool()>& goOn);
+    /// False when the file is gone by now.
+    [[nodiscard]] bool ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional,
+                                      const std::function<bool()>& goOn, eZelProcRequestStatus& status);
     /// Gives the status back, so that it can be returned with what was set.
     static eZelProcRequestStatus SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
                                                   eZelProcRequestStatus status);
@@ -163,6 +175,8 @@ private:
     CString m_strOutputDir = L"invalid";
     CString m_strClientDir;
     bool m_bSyncing = true;
+    std::function<bool()> m_goOn; ///< empty: always
+    std::chrono::milliseconds m_commandTimeout{10'000};
 
     GUID m_clientID{}; ///< all zero before the first registration; kept after its end
     bool m_bRegistered = false;

@@ -108,6 +108,32 @@ TEST_F(ClientCommands, AServerThatNeverAnswersIsATimeOutAfterTenSeconds)
     EXPECT_FALSE(SentCommand().empty()) << "the file belongs to the server";
 }
 
+TEST_F(ClientCommands, TheTimeOfACommandCanBeSet)
+{
+    const platform::CScopedOs os(nullptr, &m_clock);
+    m_client.SetCommandTimeout(std::chrono::milliseconds(500));
+    const auto start = m_clock.Steady();
+    EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_ServerTimeout);
+    EXPECT_GT(m_clock.Steady() - start, std::chrono::milliseconds(500));
+    EXPECT_LT(m_clock.Steady() - start, std::chrono::milliseconds(600));
+    m_host.ExpectReport(345, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) TIMEOUT");
+}
+
+TEST_F(ClientCommands, AStatusThatIsKeptOpenDoesNotOutlastTheTimeOfACommand)
+{
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call != testsupport::eFileCall_Move)
+            return;
+        Write(In(m_outputDir, platform::FileNameOf(call.path) + L".status"), {});
+        m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, L".command.status");
+    });
+    const platform::CScopedOs os(&m_files, &m_clock);
+    const auto start = m_clock.Steady();
+    EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_ServerTimeout);
+    EXPECT_LT(m_clock.Steady() - start, std::chrono::seconds(11));
+    m_host.ExpectReport(345, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) TIMEOUT");
+}
+
 TEST_F(ClientCommands, AStatusThatGoesToDoneIsTakenAway)
 {
     testsupport::CManualClock clock;

@@ -107,6 +107,43 @@ TEST_F(ClientStatus, ABusyFileIsWaitedFor)
     EXPECT_EQ(files.Count(testsupport::eFileCall_Open), 101U);
 }
 
+TEST_F(ClientStatus, AFileThatIsOpenForLongIsWaitedForUntilTheCallerWantsNoMore)
+{
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    Write(In(m_outputDir, L"x.drq"), "<Response/>");
+    Write(In(m_clientDir, L"y.drq"));
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, L".status");
+    m_files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation);
+    const platform::CScopedOs os(&m_files, &m_clock);
+    int asked = 0;
+    m_client.SetGoOn([&asked] { return ++asked % 5 != 0; });
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_NotIntialized);
+    EXPECT_EQ(m_additional.GetStatus(), eRequestStatus_NotIntialized);
+    EXPECT_EQ(asked, 5);
+    EXPECT_FALSE(m_client.ReceiveOutput(L"x.drq", In(m_clientDir, L"target.xml")));
+    EXPECT_EQ(asked, 10);
+    m_host.ExpectBox(L"CZelProcessorClient::ReceiveOutput : moving of the file ");
+    EXPECT_EQ(m_client.SendRequest(In(m_clientDir, L"y.drq")), eRequestStatus_ClientError);
+    EXPECT_EQ(asked, 15);
+    m_host.ExpectReport(200, L"MoveFileWhenFree failed!");
+    EXPECT_TRUE(platform::PathExists(In(m_clientDir, L"y.drq")));
+}
+
+TEST_F(ClientStatus, AFileThatVanishesBeforeItIsOpenedIsLookedForAnew)
+{
+    // As when a paused request is resumed: its status goes and it lies in the queue again.
+    StatusFile().SetStatusAndComment(eRequestStatus_Paused, L"x");
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Open && call.path == StatusPath()) {
+            static_cast<void>(platform::SystemFiles().Remove(StatusPath()));
+            Write(Queued(L"x.drq"));
+        }
+    });
+    const platform::CScopedOs os(&m_files, nullptr);
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_Waiting);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(122, "IDS_WAITING_IN_QUEUE"));
+}
+
 TEST_F(ClientStatus, ARequestThatMovesWhileItIsLookedForIsNotMissed)
 {
     // The queue is looked at, then the request moves there, then the request directory is looked at.

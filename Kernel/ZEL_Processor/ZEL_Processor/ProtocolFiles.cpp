@@ -12,7 +12,7 @@ namespace Protocol {
 namespace {
 
 constexpr unsigned kYieldsBeforeNap = 200;
-constexpr std::chrono::seconds kRemovePatience{1};
+constexpr std::chrono::seconds kShortPatience{1};
 
 void PauseBeforeRetry(unsigned attempts)
 {
@@ -36,32 +36,40 @@ eFileKind GetFileKind(const CString& name)
     return eFileKind_Other;
 }
 
-platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt, const std::atomic<bool>* pGoOn)
+platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt, const GoOn& goOn)
 {
     for (unsigned attempts = 0;; ++attempts) {
         const platform::eOsError error = attempt();
-        if (error != platform::eOsError_SharingViolation)
-            return error;
-        if (pGoOn && !*pGoOn)
+        if (error != platform::eOsError_SharingViolation || (goOn && !goOn()))
             return error;
         PauseBeforeRetry(attempts);
     }
 }
 
+platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt, const std::atomic<bool>* pGoOn)
+{
+    return RetryWhileShared(attempt, [pGoOn] { return !pGoOn || *pGoOn; });
+}
+
+platform::eOsError RetryForASecond(const std::function<platform::eOsError()>& attempt)
+{
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kShortPatience;
+    return RetryWhileShared(attempt, [end] { return platform::Clock().Steady() < end; });
+}
+
+bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const GoOn& goOn)
+{
+    return platform::Succeeded(RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, goOn));
+}
+
 bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const std::atomic<bool>* pGoOn)
 {
-    return platform::Succeeded(RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, pGoOn));
+    return MoveFileWhenFree(from, to, flags, [pGoOn] { return !pGoOn || *pGoOn; });
 }
 
 bool RemoveFileWhenFree(const CString& path)
 {
-    const std::chrono::nanoseconds end = platform::Clock().Steady() + kRemovePatience;
-    std::atomic<bool> goOn = true;
-    const auto attempt = [&] {
-        goOn = platform::Clock().Steady() < end;
-        return platform::Files().Remove(path);
-    };
-    return platform::Succeeded(RetryWhileShared(attempt, &goOn));
+    return platform::Succeeded(RetryForASecond([&] { return platform::Files().Remove(path); }));
 }
 
 bool DeleteAllFilesInDir(const CString& dir)

@@ -24,14 +24,21 @@ constexpr const wchar_t* kLockResultsPrefix = L"LockResultsChange_";
 enum eFileKind { eFileKind_Other, eFileKind_Request, eFileKind_Command };
 [[nodiscard]] eFileKind GetFileKind(const CString& name);
 
-/// Tries until it succeeds, fails otherwise than with a sharing violation, or pGoOn turns false. There is no other
-/// limit: the protocol relies on the other side closing its file. The first tries only yield, because the other side
-/// usually needs microseconds; later ones sleep a millisecond, because a stranger that copies a large file would cost a
-/// whole core.
+/// Asked before every further try; false ends the trying. An empty one goes on for as long as it takes.
+using GoOn = std::function<bool()>;
+
+/// Tries until it succeeds, fails otherwise than with a sharing violation, or goOn is false. There is no other limit:
+/// the protocol relies on the other side closing its file. The first tries only yield, because the other side usually
+/// needs microseconds; later ones sleep a millisecond, because a stranger that copies a large file would cost a whole
+/// core.
+[[nodiscard]] platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt, const GoOn& goOn);
 [[nodiscard]] platform::eOsError RetryWhileShared(const std::function<platform::eOsError()>& attempt,
                                                   const std::atomic<bool>* pGoOn = nullptr);
+/// Tries for a second at most: for what is done under a lock that others wait for, or only tidies up.
+[[nodiscard]] platform::eOsError RetryForASecond(const std::function<platform::eOsError()>& attempt);
 
 /// Hands a file over by moving it as soon as nobody has it open any more. flags: platform::eMoveFlag.
+[[nodiscard]] bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const GoOn& goOn);
 [[nodiscard]] bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags,
                                     const std::atomic<bool>* pGoOn = nullptr);
 

@@ -36,6 +36,16 @@ void CZelProcessorClient::SetSyncing(bool syncing)
     m_bSyncing = syncing;
 }
 
+void CZelProcessorClient::SetGoOn(std::function<bool()> goOn)
+{
+    m_goOn = std::move(goOn);
+}
+
+void CZelProcessorClient::SetCommandTimeout(std::chrono::milliseconds timeout)
+{
+    m_commandTimeout = timeout;
+}
+
 eZelProcRequestStatus CZelProcessorClient::SendRequest(const CString& requestPath)
 {
     return SendMessageToServer(requestPath);
@@ -48,7 +58,7 @@ eZelProcRequestStatus CZelProcessorClient::SendMessageToServer(const CString& me
                           L"Message file does not exist!");
         return eRequestStatus_ClientError;
     }
-    if (Protocol::MoveFileWhenFree(messagePath, GetFileInRequestDirFullPath(messagePath), MoveFlags()))
+    if (Protocol::MoveFileWhenFree(messagePath, GetFileInRequestDirFullPath(messagePath), MoveFlags(), m_goOn))
         return eRequestStatus_Sent;
     WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineMoveFailed, kSendFunction, L"MoveFileWhenFree failed!");
     return eRequestStatus_ClientError;

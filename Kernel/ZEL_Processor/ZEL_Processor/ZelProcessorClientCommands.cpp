@@ -14,7 +14,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr const wchar_t* kCommandPrefix = L"ZEL_PROCESSOR_COMMAND";
-constexpr double kTimeoutSeconds = 10.0;
 constexpr auto kPoll = 10ms;
 
 // Identify the reports of this source.
@@ -90,8 +89,11 @@ eZelProcRequestStatus CZelProcessorClient::SendCommand(const CString& requestPat
 eZelProcRequestStatus CZelProcessorClient::FollowCommand(const CString& commandFile, eCommandType type)
 {
     const std::chrono::nanoseconds start = platform::Clock().Steady();
+    const auto isInTime = [&] { return platform::Clock().Steady() - start <= m_commandTimeout; };
+    // A status that somebody keeps open must not hold the command up for longer than a server that does not answer.
+    const auto goOn = [&] { return isInTime() && (!m_goOn || m_goOn()); };
     CAdditionalRequestStatus additional;
-    eZelProcRequestStatus status = GetStatus(commandFile, &additional);
+    eZelProcRequestStatus status = LookForStatus(commandFile, &additional, goOn);
     const auto end = [&](eZelProcRequestStatus result) {
         Protocol::RemoveFileWhenFree(GetStatusFilePath(commandFile));
         return result;
@@ -109,11 +111,11 @@ eZelProcRequestStatus CZelProcessorClient::FollowCommand(const CString& commandF
             status == eRequestStatus_ServerTimeout)
             return fail(kLineError, L"CZelProcessorClient::SendCommand ERROR",
                         L"SendMessageToServer(eCommType=%s) != eRequestStatus_Done, eStatus=%s %s\n  %s", status);
-        if (std::chrono::duration<double>(platform::Clock().Steady() - start).count() > kTimeoutSeconds)
+        if (!isInTime())
             return fail(kLineTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
                         L"SendMessageToServer(eCommType=%s) TIMEOUT , eStatus=%s %s\n  %s",
                         eRequestStatus_ServerTimeout);
         platform::Clock().SleepFor(kPoll);
-        status = GetStatus(commandFile, &additional);
+        status = LookForStatus(commandFile, &additional, goOn);
     }
 }

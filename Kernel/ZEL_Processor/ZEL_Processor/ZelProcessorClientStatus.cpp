@@ -33,13 +33,21 @@ constexpr int kLooksBeforeNotRequested = 3;
 
 eZelProcRequestStatus CZelProcessorClient::GetStatus(const CString& requestPath, CAdditionalRequestStatus* additional)
 {
+    return LookForStatus(requestPath, additional, m_goOn);
+}
+
+eZelProcRequestStatus CZelProcessorClient::LookForStatus(const CString& requestPath,
+                                                         CAdditionalRequestStatus* additional,
+                                                         const std::function<bool()>& goOn)
+{
     const CWQ_SetResource resource(kResourceModule);
     if (additional)
         additional->Clear();
     const CString statusPath = GetStatusFilePath(requestPath);
     for (int look = 0; look < kLooksBeforeNotRequested; ++look) {
-        if (platform::PathExists(statusPath))
-            return ReadStatusFile(statusPath, additional);
+        eZelProcRequestStatus status = eRequestStatus_NotIntialized;
+        if (platform::PathExists(statusPath) && ReadStatusFile(statusPath, additional, goOn, status))
+            return status;
         if (platform::PathExists(GetFileInQueueFullPath(requestPath)))
             return SetRequestStatus(additional, TextOf(StringCodes::kWaitingInQueue), eRequestStatus_Waiting);
         if (platform::PathExists(GetFileInRequestDirFullPath(requestPath)))
@@ -48,17 +56,23 @@ eZelProcRequestStatus CZelProcessorClient::GetStatus(const CString& requestPath,
     return SetRequestStatus(additional, TextOf(StringCodes::kNotRequested), eRequestStatus_NotRequested);
 }
 
-eZelProcRequestStatus CZelProcessorClient::ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional)
+bool CZelProcessorClient::ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional,
+                                         const std::function<bool()>& goOn, eZelProcRequestStatus& status)
 {
     CZelProcessorRequestStatusFile file(platform::FromUtf8(kLoggerName), path);
     CZelProcessorRequestStatusFile::SContent content;
-    switch (file.ReadContent(content)) {
+    switch (file.ReadContent(content, goOn)) {
     case CZelProcessorRequestStatusFile::eRead_CanNotOpen:
-        return SetRequestStatus(additional, TextOf(StringCodes::kUnableOpenStatusFile), eRequestStatus_ClientError);
+        status = SetRequestStatus(additional, TextOf(StringCodes::kUnableOpenStatusFile), eRequestStatus_ClientError);
+        return true;
     case CZelProcessorRequestStatusFile::eRead_NoStatus:
-        return SetRequestStatus(additional, TextOf(StringCodes::kUnableReadStatus), eRequestStatus_ClientError);
+        status = SetRequestStatus(additional, TextOf(StringCodes::kUnableReadStatus), eRequestStatus_ClientError);
+        return true;
+    case CZelProcessorRequestStatusFile::eRead_Absent: return false;
+    case CZelProcessorRequestStatusFile::eRead_Stopped: return true;
     case CZelProcessorRequestStatusFile::eRead_Ok: break;
     }
+    status = content.status;
     if (additional) {
         additional->SetStatus(content.status);
         if (content.hasPercent)
@@ -68,7 +82,7 @@ eZelProcRequestStatus CZelProcessorClient::ReadStatusFile(const CString& path, C
         if (content.hasTimes)
             additional->SetTimes(ToTime(content.times.created), ToTime(content.times.modified));
     }
-    return content.status;
+    return true;
 }
 
 eZelProcRequestStatus CZelProcessorClient::SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
@@ -110,7 +124,7 @@ bool CZelProcessorClient::ReceiveOutput(const CString& requestPath, const CStrin
         WQ_MessageBox(FormatText(L"Response file %s does not exist", {outputPath}), eMessageStyle_Error);
         return false;
     }
-    if (!Protocol::MoveFileWhenFree(outputPath, targetPath, MoveFlags())) {
+    if (!Protocol::MoveFileWhenFree(outputPath, targetPath, MoveFlags(), m_goOn)) {
         WQ_MessageBox(FormatText(L"CZelProcessorClient::ReceiveOutput : moving of the file '%s' to '%s' failed",
                                  {outputPath, targetPath}),
                       eMessageStyle_Error);

@@ -16,20 +16,23 @@ namespace {
 /// A longer status file is not ours: comments are messages, not data.
 constexpr std::size_t kMaxStatusBytes = std::size_t{16} << 20;
 
-platform::eOsError OpenWhenFree(const CString& path, platform::eOpenMode mode, std::unique_ptr<platform::IFile>& file)
+platform::eOsError OpenWhenFree(const CString& path, platform::eOpenMode mode, std::unique_ptr<platform::IFile>& file,
+                                const Protocol::GoOn& goOn = {})
 {
-    return Protocol::RetryWhileShared([&] { return platform::Files().Open(path, mode, file); });
+    return Protocol::RetryWhileShared([&] { return platform::Files().Open(path, mode, file); }, goOn);
 }
 
-bool ReadAll(platform::IFile& file, std::string& bytes)
+/// Empty when it can't be read.
+CString ReadAll(platform::IFile& file)
 {
+    std::string bytes;
     std::array<std::byte, 4096> buffer;
     for (;;) {
         std::size_t read = 0;
         if (!platform::Succeeded(file.Read(buffer, read)) || bytes.size() + read > kMaxStatusBytes)
-            return false;
+            return {};
         if (read == 0)
-            return true;
+            return platform::FromUtf16Le(bytes);
         bytes.append(reinterpret_cast<const char*>(buffer.data()), read);
     }
 }
@@ -71,20 +74,20 @@ bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
     return platform::Succeeded(error);
 }
 
-bool CZelProcessorRequestStatusFile::ReadText(CString& text, platform::SFileAttributes* attributes)
+bool CZelProcessorRequestStatusFile::CanNotOpen() const
+{
+    WQ_MessageBox(
+        FormatText(L"CZelProcessorClient::GetStatus : opening of the file '%s' failed", {m_strStatusFilePath}),
+        eMessageStyle_Error);
+    return false;
+}
+
+bool CZelProcessorRequestStatusFile::ReadText(CString& text)
 {
     std::unique_ptr<platform::IFile> file;
-    if (!platform::Succeeded(OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_ReadExclusive, file))) {
-        WQ_MessageBox(
-            FormatText(L"CZelProcessorClient::GetStatus : opening of the file '%s' failed", {m_strStatusFilePath}),
-            eMessageStyle_Error);
-        return false;
-    }
-    std::string bytes;
-    if (ReadAll(*file, bytes))
-        text = platform::FromUtf16Le(bytes);
-    if (attributes && !platform::Succeeded(file->GetAttributes(*attributes)))
-        *attributes = {};
+    if (!platform::Succeeded(OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_ReadExclusive, file)))
+        return CanNotOpen();
+    text = ReadAll(*file);
     return true;
 }
 
@@ -93,7 +96,7 @@ bool CZelProcessorRequestStatusFile::ReadStatus(eZelProcRequestStatus& status)
     status = eRequestStatus_ClientError;
     CString text;
     std::int32_t number = 0;
-    if (!ReadText(text, nullptr) || !StatusFileText::FindStatus(text, number))
+    if (!ReadText(text) || !StatusFileText::FindStatus(text, number))
         return false;
     status = static_cast<eZelProcRequestStatus>(number);
     return true;
@@ -104,7 +107,7 @@ bool CZelProcessorRequestStatusFile::ReadProgressPercent(std::int32_t& percent)
     percent = -1;
     CString text;
     CString value;
-    if (!ReadText(text, nullptr) || !StatusFileText::FindKey(text, StatusFileText::kProgressPercent, value))
+    if (!ReadText(text) || !StatusFileText::FindKey(text, StatusFileText::kProgressPercent, value))
         return false;
     percent = StatusFileText::ToNumber(value);
     return true;
@@ -114,15 +117,27 @@ bool CZelProcessorRequestStatusFile::ReadProgressComment(CString& comment)
 {
     comment.clear();
     CString text;
-    return ReadText(text, nullptr) && StatusFileText::FindKey(text, StatusFileText::kProgressComment, comment);
+    return ReadText(text) && StatusFileText::FindKey(text, StatusFileText::kProgressComment, comment);
 }
 
-CZelProcessorRequestStatusFile::eReadResult CZelProcessorRequestStatusFile::ReadContent(SContent& content)
+CZelProcessorRequestStatusFile::eReadResult
+CZelProcessorRequestStatusFile::ReadContent(SContent& content, const std::function<bool()>& goOn)
 {
-    CString text;
-    platform::SFileAttributes attributes;
-    if (!ReadText(text, &attributes))
+    std::unique_ptr<platform::IFile> file;
+    const platform::eOsError error = OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_ReadExclusive, file, goOn);
+    if (platform::IsAbsent(error))
+        return eRead_Absent;
+    if (error == platform::eOsError_SharingViolation)
+        return eRead_Stopped;
+    if (!platform::Succeeded(error)) {
+        CanNotOpen();
         return eRead_CanNotOpen;
+    }
+    const CString text = ReadAll(*file);
+    platform::SFileAttributes attributes;
+    if (!platform::Succeeded(file->GetAttributes(attributes)))
+        attributes = {};
+    file.reset(); // nobody waits for what is done with it now
     std::int32_t number = 0;
     if (!StatusFileText::FindStatus(text, number))
         return eRead_NoStatus;
