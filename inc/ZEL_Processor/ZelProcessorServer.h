@@ -129,6 +129,8 @@ private:
     [[nodiscard]] bool IsRequestInQueue(const CString& name, std::size_t& position) const;
     [[nodiscard]] bool IsRequestPaused(const CString& name) const;
     [[nodiscard]] bool IsRequestPaused(const CString& name, std::size_t& position) const;
+    bool TakeWaiting(const CString& name, TSRequestItem& item);
+    bool TakePaused(const CString& name, TSRequestItem& item);
     [[nodiscard]] unsigned MoveFlags() const;
 
     bool ProcessCommand(const CString& path, CZelProcessorProgress* progress);
@@ -136,6 +138,8 @@ private:
     bool ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CommandFile::SContent& command);
     bool CarryOutCommand(const CommandFile::SContent& command, CZelProcessorProgress* progress);
     bool PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress);
+    bool UnpauseRequest(const CString& name);
+    bool TakeNotQueued(const CString& name, TSRequestItem& item);
 
     bool RegisterNewClient(const CString& requestId);
     bool UnregisterClient(const GUID& clientId);
@@ -168,6 +172,7 @@ private:
     CString m_strOutputDir = L"invalid";
     CString m_strQueueDir = L"invalid";
 
+    /// Held for looks at the lists alone: no file is touched, no box shown and nothing waited for under it.
     mutable std::mutex m_cs;
     std::uint32_t m_dwLastRequestTick = 0; ///< executive thread only
     std::deque<TSRequestItem> m_queue;     ///< guarded by m_cs; newest in front, the next to run at the back

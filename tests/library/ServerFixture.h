@@ -24,6 +24,12 @@ struct SServerTestAccess {
 
     bool AddRequestToQueue(const std::wstring& path) { return server.AddRequestToQueue(path); }
     bool RemoveRequestFromQueue(const std::wstring& name) { return server.RemoveRequestFromQueue(name); }
+    /// For a thread that does not hold the lock itself.
+    bool IsQueueLocked()
+    {
+        const std::unique_lock lock(server.m_cs, std::try_to_lock);
+        return !lock.owns_lock();
+    }
     bool IsRequestInQueue(const std::wstring& name)
     {
         const std::lock_guard lock(server.m_cs);

@@ -109,6 +109,35 @@ TEST_F(Listener, AStopEndsItAtOnceAlthoughAFileIsHeld)
     m_pServer.reset();
 }
 
+TEST_F(Listener, WhatWaitsIsServedWhileAnotherFileIsHeld)
+{
+    CGate gate;
+    m_script.createRequest = [&, first = true](const std::wstring&) mutable {
+        return !std::exchange(first, false) || gate.Pass();
+    };
+    platform::CManualResetEvent tried;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Move && call.path == In(m_requestDir, L"held.drq"))
+            tried.Set();
+    });
+    m_files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation, In(m_requestDir, L"held.drq"));
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Send(L"running.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    Send(L"waiting.drq");
+    ASSERT_TRUE(WaitUntil([&] { return Access().IsRequestInQueue(L"waiting.drq"); }));
+    Write(In(m_requestDir, L"held.drq"));
+    ASSERT_TRUE(tried.WaitFor(kPatience));
+    gate.Open();
+    EXPECT_EQ(WaitForEnd(L"running.drq"), eRequestStatus_Done);
+    EXPECT_EQ(WaitForEnd(L"waiting.drq"), eRequestStatus_Done);
+    EXPECT_FALSE(Access().IsRequestInQueue(L"held.drq"));
+    m_files.StopFailing();
+    EXPECT_EQ(WaitForEnd(L"held.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+}
+
 TEST_F(Listener, OneScanSyncsTheQueueDirectoryOnce)
 {
     m_pServer->SetNoExecutiveThread(true);

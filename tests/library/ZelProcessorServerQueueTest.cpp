@@ -1,5 +1,7 @@
 #include "tests/library/ServerFixture.h"
 
+#include <string_view>
+
 namespace {
 
 /// A server that is running but never takes a request: the queue is as the test made it.
@@ -17,6 +19,43 @@ protected:
         Write(In(m_clientDir, name));
         ASSERT_TRUE(Access().AddRequestToQueue(In(m_clientDir, name)));
     }
+};
+
+/// A host that looks, whenever it shows a box, as a file system of the test looks at each of its calls.
+class CLookingHost final : public CRecordingHost {
+public:
+    explicit CLookingHost(std::function<void()> look) : m_look(std::move(look)) {}
+    int ShowMessage(const std::wstring& text, unsigned style, unsigned flags) override
+    {
+        m_look();
+        return CRecordingHost::ShowMessage(text, style, flags);
+    }
+
+private:
+    const std::function<void()> m_look;
+};
+
+/// No executive: only the listener takes the lock of the queue.
+class QueueLock : public CServerFixture {
+protected:
+    void SetUp() override
+    {
+        CServerFixture::SetUp();
+        m_files.OnCall([this](const testsupport::SFileCall&) { Look(); });
+        m_pServer->SetNoExecutiveThread(true);
+    }
+    void TearDown() override { m_pServer.reset(); }
+
+    void Look()
+    {
+        if (std::string_view(platform::CurrentThreadName()).find("MessageHandling") == std::string_view::npos)
+            return;
+        ++m_looks;
+        std::thread([this] { m_locked += Access().IsQueueLocked() ? 1 : 0; }).join();
+    }
+
+    std::atomic<int> m_looks = 0;
+    std::atomic<int> m_locked = 0;
 };
 
 } // namespace
@@ -89,4 +128,42 @@ TEST_F(Queue, AFileThatCanNotBeDeletedIsAWarningAndTheEntryIsGone)
     EXPECT_EQ(boxes[0].text, L"Unable to delete request file from the queue directory.\nFile:" + Queued(L"a.drq"));
     EXPECT_EQ(boxes[0].style, 48U);
     EXPECT_FALSE(Access().IsRequestInQueue(L"a.drq"));
+}
+
+TEST_F(QueueLock, IsNotHeldWhileAFileIsTouchedOrABoxShown)
+{
+    const CLookingHost host([this] { Look(); });
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Send(L"a.drq");
+    EXPECT_TRUE(WaitUntil([&] { return platform::PathExists(Queued(L"a.drq")); }));
+    Write(In(m_requestDir, L"b.txt"));
+    for (const wchar_t* name : {L"a.drq", L"a.drq", L"a.drq", L"b.txt", L"b.txt"}) // paused, resumed, paused
+        EXPECT_EQ(m_client.PauseRequest(name), eRequestStatus_Done);
+    EXPECT_EQ(Access().QueuedNames(), std::vector<std::wstring>{L"b.txt"});
+    EXPECT_EQ(m_client.CancelRequest(L"b.txt"), eRequestStatus_Done);
+    EXPECT_GT(m_looks, 20);
+    EXPECT_EQ(m_locked, 0);
+    m_pServer.reset();
+}
+
+TEST_F(QueueLock, IsNotHeldWhileTheOperatorReadsABox)
+{
+    CLookingHost host([this] { Look(); });
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Write(Queued(L"taken.drq"));
+    Send(L"taken.drq");
+    host.ExpectBox(L"AddRequestToQueue");
+    m_looks = 0;
+    Write(Queued(L"taken.txt"));
+    Write(In(m_requestDir, L"taken.txt"));
+    Write(In(m_clientDir, L"x.command"), "<Command Type='PauseRequest'><RequestName>taken.txt</RequestName></Command>");
+    ASSERT_EQ(m_client.SendRequest(In(m_clientDir, L"x.command")), eRequestStatus_Sent);
+    host.ExpectBox(L"PauseOrUnpauseRequest");
+    host.ExpectBox(L"x.command failed");
+    EXPECT_GT(m_looks, 0);
+    EXPECT_EQ(m_locked, 0);
+    m_pServer.reset();
+    static_cast<void>(host.TakeBoxes());
 }

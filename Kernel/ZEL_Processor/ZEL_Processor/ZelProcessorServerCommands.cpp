@@ -107,39 +107,20 @@ bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, 
     }
 }
 
+/// What is taken out of one list or out of the request directory is put into the other one in a second step, so that no
+/// file is touched under m_cs. In between it is nobody's but this thread's, and no other one handles commands.
 bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress)
 {
     if (!platform::IsPlainFileName(name))
         return false;
-    const std::lock_guard lock(m_cs);
-    std::size_t position = 0;
-    if (IsRequestPaused(name, position)) {
-        const auto item = m_paused.begin() + static_cast<std::ptrdiff_t>(position);
-        // Without the status of the pause the request looks to its client as if it waited, which it does.
-        static_cast<void>(Protocol::RetryWhileShared(
-            [&] { return platform::Files().Remove(m_pProcessor->GetOutputStatusFilePath(name)); }, &m_bRunning));
-        m_queue.push_back(std::move(*item));
-        m_paused.erase(item);
-        m_evQueue->Set();
+    if (UnpauseRequest(name))
         return true;
-    }
-    if (IsRequestInQueue(name, position)) {
-        const auto item = m_queue.begin() + static_cast<std::ptrdiff_t>(position);
-        m_paused.push_back(std::move(*item));
-        m_queue.erase(item);
-    } else {
-        const CString path = GetFileInRequestDirFullPath(name);
-        const CString target = GetFileInQueueFullPath(name);
-        if (!platform::PathExists(path))
-            return false;
-        if (!Protocol::MoveFileWhenFree(path, target, MoveFlags(), &m_bRunning)) {
-            WQ_MessageBox(
-                FormatText(L"CZelProcessorServer::PauseOrUnpauseRequest : moving of the file '%s' to '%s' failed",
-                           {path, target}),
-                eMessageStyle_Error);
-            return false;
-        }
-        m_paused.push_back({target, 0});
+    TSRequestItem item;
+    if (!TakeWaiting(name, item) && !TakeNotQueued(name, item))
+        return false;
+    {
+        const std::lock_guard lock(m_cs);
+        m_paused.push_back(std::move(item));
     }
     // The command's own status goes on to Done at once; the request's stays for whoever asks for it.
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
@@ -147,4 +128,34 @@ bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcess
     for (CZelProcessorProgress* status : {progress, static_cast<CZelProcessorProgress*>(&statusFile)})
         m_pProcessor->SetStatus(status, eRequestStatus_Paused, TextOf(StringCodes::kPaused));
     return true;
+}
+
+bool CZelProcessorServer::UnpauseRequest(const CString& name)
+{
+    TSRequestItem item;
+    if (!TakePaused(name, item))
+        return false;
+    // Without the status of the pause the request looks to its client as if it waited, which it does.
+    static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
+    {
+        const std::lock_guard lock(m_cs);
+        m_queue.push_back(std::move(item));
+    }
+    m_evQueue->Set();
+    return true;
+}
+
+bool CZelProcessorServer::TakeNotQueued(const CString& name, TSRequestItem& item)
+{
+    const CString path = GetFileInRequestDirFullPath(name);
+    item.m_strFile = GetFileInQueueFullPath(name);
+    if (!platform::PathExists(path))
+        return false;
+    if (Protocol::MoveFileWhenFree(path, item.m_strFile, MoveFlags(), &m_bRunning))
+        return true;
+    if (platform::PathExists(path) && m_bRunning)
+        WQ_MessageBox(FormatText(L"CZelProcessorServer::PauseOrUnpauseRequest : moving of the file '%s' to '%s' failed",
+                                 {path, item.m_strFile}),
+                      eMessageStyle_Error);
+    return false;
 }

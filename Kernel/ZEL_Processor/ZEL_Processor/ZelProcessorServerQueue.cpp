@@ -20,39 +20,66 @@ bool FindItem(const Items& items, const CString& path, std::size_t& position)
     return found != items.end();
 }
 
+template <class Items>
+TSRequestItem TakeItem(Items& items, std::size_t position)
+{
+    const auto found = items.begin() + static_cast<std::ptrdiff_t>(position);
+    TSRequestItem item = std::move(*found);
+    items.erase(found);
+    return item;
+}
+
 } // namespace
 
 bool CZelProcessorServer::AddRequestToQueue(const CString& path)
 {
     const MOXCrashRpt::CScopedSubject subject(path);
     const CString target = GetFileInQueueFullPath(path);
-    std::unique_lock lock(m_cs);
+    // Not under m_cs: this waits for whoever has the file open, and only the listener may wait for him.
     if (Protocol::MoveFileWhenFree(path, target, MoveFlags(), &m_bRunning)) {
-        m_queue.push_front({target, 0});
-        lock.unlock(); // or the executive would wake up only to wait for it
+        {
+            const std::lock_guard lock(m_cs);
+            m_queue.push_front({target, 0});
+        }
         m_evQueue->Set();
         return true;
     }
     // A file that vanished was taken back by its sender, and a server that stops leaves files for the next one.
-    if (!platform::PathExists(path) || !m_bRunning)
-        return false;
-    // Shown under the lock on purpose: nothing else is queued or taken until the operator has answered.
-    WQ_MessageBox(
-        FormatText(L"CZelProcessorServer::AddRequestToQueue : moving of the file '%s' to '%s' failed", {path, target}),
-        eMessageStyle_Error);
+    if (platform::PathExists(path) && m_bRunning)
+        WQ_MessageBox(FormatText(L"CZelProcessorServer::AddRequestToQueue : moving of the file '%s' to '%s' failed",
+                                 {path, target}),
+                      eMessageStyle_Error);
     return false;
 }
 
 bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
 {
+    TSRequestItem item;
+    if (!TakeWaiting(name, item))
+        return false;
+    if (!platform::Succeeded(platform::Files().Remove(item.m_strFile)))
+        WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + item.m_strFile,
+                      eMessageStyle_Warning);
+    return true;
+}
+
+bool CZelProcessorServer::TakeWaiting(const CString& name, TSRequestItem& item)
+{
     const std::lock_guard lock(m_cs);
     std::size_t position = 0;
     if (!IsRequestInQueue(name, position))
         return false;
-    m_queue.erase(m_queue.begin() + static_cast<std::ptrdiff_t>(position));
-    const CString path = GetFileInQueueFullPath(name);
-    if (!platform::Succeeded(platform::Files().Remove(path)))
-        WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + path, eMessageStyle_Warning);
+    item = TakeItem(m_queue, position);
+    return true;
+}
+
+bool CZelProcessorServer::TakePaused(const CString& name, TSRequestItem& item)
+{
+    const std::lock_guard lock(m_cs);
+    std::size_t position = 0;
+    if (!IsRequestPaused(name, position))
+        return false;
+    item = TakeItem(m_paused, position);
     return true;
 }
 
