@@ -12,7 +12,8 @@ public:
     virtual HRESULT GetHostService(REFIID iid, void** service) = 0;
     /// True when the host is about to end, so that a task need not start anything long. The server never calls it.
     virtual bool IsClosing() = 0;
-    /// False before each request starts; true when the running request is to stop.
+    /// False before each request starts; true when the running request is to stop. Called under the server's lock: it
+    /// must return at once and not call the server.
     virtual void SetCanceled(bool canceled) = 0;
     /// True when the running request is to stop. A long task asks often: users expect an end within 100 ms.
     virtual bool IsCanceled() = 0;

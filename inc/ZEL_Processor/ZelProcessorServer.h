@@ -104,7 +104,7 @@ public:
 
 private:
     friend struct SServerTestAccess;
-    enum eRetry { eRetry_Counted, eRetry_TooSoon };
+    enum eRetry { eRetry_None, eRetry_Counted, eRetry_TooSoon, eRetry_Canceled };
 
     unsigned RunThread(const char* name, bool (CZelProcessorServer::*body)());
     void EndFailed() noexcept;
@@ -137,6 +137,7 @@ private:
     bool WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress);
     bool ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CommandFile::SContent& command);
     bool CarryOutCommand(const CommandFile::SContent& command, CZelProcessorProgress* progress);
+    void CancelRequest(const CString& name, CZelProcessorProgress* progress);
     bool PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress);
     bool UnpauseRequest(const CString& name);
     bool TakeNotQueued(const CString& name, TSRequestItem& item);
@@ -159,6 +160,7 @@ private:
     void RemoveFailedRequest(const TSRequestItem& item);
     static int HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
                               const wchar_t* file, long line);
+    /// The caller holds m_cs: the request that is meant is neither ended nor put back meanwhile.
     void CancelRunningRequest();
 
     std::unique_ptr<CZelProcessor> m_pProcessor;
@@ -177,6 +179,7 @@ private:
     std::uint32_t m_dwLastRequestTick = 0; ///< executive thread only
     std::deque<TSRequestItem> m_queue;     ///< guarded by m_cs; newest in front, the next to run at the back
     std::vector<TSRequestItem> m_paused;   ///< guarded by m_cs
+    bool m_bCanceled = false;              ///< guarded by m_cs; what runs is to stop
     std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< wakes the executive thread
     CComPtr<IWQ_Palette> m_pPalette;
     CComPtr<IWQ_Project> m_pProject;

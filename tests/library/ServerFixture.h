@@ -48,7 +48,11 @@ struct SServerTestAccess {
             names.push_back(platform::FileNameOf(item->m_strFile));
         return names;
     }
-    void CancelRunningRequest() { server.CancelRunningRequest(); }
+    void CancelRunningRequest()
+    {
+        const std::lock_guard lock(server.m_cs);
+        server.CancelRunningRequest();
+    }
     bool UnregisterClient(const GUID& clientId) { return server.UnregisterClient(clientId); }
     bool SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
     {

@@ -45,6 +45,29 @@ protected:
         Send(name);
         ASSERT_TRUE(WaitUntil([&] { return Access().IsRequestInQueue(name); }));
     }
+    /// Runs a server whose queue has "declined.drq", put back by its task, while the executive holds "running.drq" at
+    /// the gate. The declined one is served when it is asked again.
+    void RunWithARequestThatWasPutBack()
+    {
+        m_script.createRequest = [this](const std::wstring& path) {
+            m_served.push_back(platform::FileNameOf(path));
+            return true;
+        };
+        m_script.canProcess = [this](bool) {
+            if (m_served.size() == 1)
+                m_declining.Pass();
+            return m_served.size() > 1;
+        };
+        m_script.obtainData = [this](auto*, auto*) { return m_served.back() != L"running.drq" || m_gate.Pass(); };
+        Run();
+        Send(L"declined.drq");
+        ASSERT_TRUE(m_declining.WaitUntilEntered());
+        SendAndWaitUntilQueued(L"running.drq");
+        m_declining.Open();
+        ASSERT_TRUE(m_gate.WaitUntilEntered());
+        ASSERT_EQ(Access().QueuedNames(), std::vector<std::wstring>{L"declined.drq"});
+        ASSERT_EQ(m_client.GetStatus(L"declined.drq", nullptr), eRequestStatus_GettingData);
+    }
     [[nodiscard]] bool HasCommandFiles() const
     {
         for (const std::wstring& dir : {m_requestDir, m_outputDir, In(m_outputDir, L"Queue"), m_clientDir}) {
@@ -57,6 +80,7 @@ protected:
     }
 
     CGate m_gate;
+    CGate m_declining;
     std::vector<std::wstring> m_served;
 };
 
@@ -97,6 +121,47 @@ TEST_F(Commands, CancelOfAnUnknownNameIsDoneAndItsFlagEndsWithTheNextStart)
     EXPECT_EQ(m_client.CancelRequest(L"unknown.drq"), eRequestStatus_Done);
     EXPECT_TRUE(m_context.m_canceled);
     EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+}
+
+TEST_F(Commands, CancelOfARequestThatWasPutBackLeavesNothingOfIt)
+{
+    RunWithARequestThatWasPutBack();
+    EXPECT_EQ(m_client.CancelRequest(L"declined.drq"), eRequestStatus_Done);
+    EXPECT_EQ(m_client.GetStatus(L"declined.drq", nullptr), eRequestStatus_NotRequested);
+    EXPECT_FALSE(platform::PathExists(Queued(L"declined.drq")));
+    m_gate.Open();
+    EXPECT_EQ(WaitForEnd(L"running.drq"), eRequestStatus_Done) << "nobody canceled this one";
+}
+
+TEST_F(Commands, PauseOfARequestThatWasPutBackKeepsItUntilItIsResumed)
+{
+    RunWithARequestThatWasPutBack();
+    EXPECT_EQ(m_client.PauseRequest(L"declined.drq"), eRequestStatus_Done);
+    EXPECT_TRUE(Access().IsRequestPaused(L"declined.drq"));
+    m_gate.Open();
+    EXPECT_EQ(WaitForEnd(L"running.drq"), eRequestStatus_Done);
+    EXPECT_EQ(SendAndWait(L"later.drq"), eRequestStatus_Done);
+    EXPECT_EQ(m_client.PauseRequest(L"declined.drq"), eRequestStatus_Done);
+    EXPECT_EQ(WaitForEnd(L"declined.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+    EXPECT_EQ(m_served, (std::vector<std::wstring>{L"declined.drq", L"running.drq", L"later.drq", L"declined.drq"}));
+}
+
+TEST_F(Commands, CancelWhileTheTaskDeclinesEndsTheRequest)
+{
+    m_script.canProcess = [this](bool) {
+        m_declining.Pass();
+        return false;
+    };
+    Run();
+    Send(L"a.drq");
+    ASSERT_TRUE(m_declining.WaitUntilEntered());
+    EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_Done);
+    m_declining.Open();
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Canceled);
+    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(102, "IDS_REQUEST_CANCELED"));
+    m_pServer.reset();
+    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
 }
 
 TEST_F(Commands, PausingTwicePausesAndThenLetsTheRequestRunNext)

@@ -90,13 +90,7 @@ bool CZelProcessorServer::ReadCommand(const CString& queuePath, CZelProcessorPro
 bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, CZelProcessorProgress* progress)
 {
     switch (command.type) {
-    case eCommandType_CancelRequest:
-        // Whatever runs is meant when the name does not wait: at most one request runs.
-        if (RemoveRequestFromQueue(command.name))
-            m_pProcessor->SetStatus(progress, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
-        else
-            CancelRunningRequest();
-        return true;
+    case eCommandType_CancelRequest: CancelRequest(command.name, progress); return true;
     case eCommandType_PauseRequest: return PauseOrUnpauseRequest(command.name, progress);
     case eCommandType_RegisterClient: RegisterNewClient(command.name); return true;
     case eCommandType_UnregisterClient:
@@ -105,6 +99,19 @@ bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, 
         return true;
     default: return false;
     }
+}
+
+void CZelProcessorServer::CancelRequest(const CString& name, CZelProcessorProgress* progress)
+{
+    while (!RemoveRequestFromQueue(name)) {
+        const std::lock_guard lock(m_cs);
+        if (IsRequestInQueue(name))
+            continue; // its task declined it between the two looks
+        // Whatever runs is meant when the name does not wait: at most one request runs.
+        CancelRunningRequest();
+        return;
+    }
+    m_pProcessor->SetStatus(progress, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
 }
 
 /// What is taken out of one list or out of the request directory is put into the other one in a second step, so that no

@@ -96,6 +96,7 @@ bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
     m_queue.pop_back();
     bLast = m_queue.empty();
     // Under the lock: a cancel finds the request either in the queue or ready to be flagged, and never in between.
+    m_bCanceled = false;
     if (m_pContext)
         m_pContext->SetCanceled(false);
     return true;
@@ -122,8 +123,13 @@ bool CZelProcessorServer::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessor
 
     bool bRetry = false;
     const bool done = m_pProcessor->ProcessRequest(item.m_strFile, &statusFile, bForce, bRetry);
-    if (!done && bRetry && PutBack(item) == eRetry_TooSoon)
+    const eRetry retry = bRetry ? PutBack(item) : eRetry_None;
+    if (retry == eRetry_TooSoon)
         return true;
+    if (retry == eRetry_Canceled) {
+        m_pProcessor->SetStatus(&statusFile, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
+        RemoveFailedRequest(item);
+    }
     if (!done && !bRetry) {
         if (!m_pContext || !m_pContext->IsCanceled())
             WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineRequestFailed,
@@ -140,6 +146,9 @@ CZelProcessorServer::eRetry CZelProcessorServer::PutBack(TSRequestItem& item)
     if (counted)
         ++item.m_nRetries;
     const std::lock_guard lock(m_cs);
+    // The host's own flag is not asked here: a fault in it would leave the lock taken.
+    if (m_bCanceled)
+        return eRetry_Canceled;
     m_queue.push_front(item);
     m_evQueue->Set();
     return counted ? eRetry_Counted : eRetry_TooSoon;
@@ -185,6 +194,7 @@ int CZelProcessorServer::HandleCatchAll(const wchar_t* context, const platform::
 
 void CZelProcessorServer::CancelRunningRequest()
 {
+    m_bCanceled = true;
     if (m_pContext)
         m_pContext->SetCanceled(true);
 }

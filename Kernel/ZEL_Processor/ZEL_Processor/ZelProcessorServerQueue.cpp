@@ -1,4 +1,5 @@
 #include "ProtocolFiles.h"
+#include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/CrashReport.h"
 #include "framework/Services.h"
@@ -60,6 +61,8 @@ bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
     if (!platform::Succeeded(platform::Files().Remove(item.m_strFile)))
         WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + item.m_strFile,
                       eMessageStyle_Warning);
+    // One that its task declined has a status of that run, which nobody would ever bring to an end.
+    static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
     return true;
 }
 
