@@ -8,8 +8,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// As long as the server has for a command.
-constexpr auto kTakingPatience = 10s;
 constexpr auto kTakingStep = 10ms;
 /// A task ends soon after the command; one that does not ask for it does not.
 constexpr auto kEndPatience = 2000ms;
@@ -47,7 +45,7 @@ eExitCode CCancelCommand::Steer(const STarget& target)
 bool CCancelCommand::WaitUntilTaken(const STarget& target)
 {
     const std::wstring path = target.session.RequestPath(target.state.name);
-    const auto end = platform::Clock().Steady() + kTakingPatience;
+    const auto end = platform::Clock().Steady() + target.session.Options().serverTimeout;
     while (platform::PathExists(path)) {
         if (platform::Clock().Steady() >= end || target.session.IsInterrupted())
             return false;

@@ -12,6 +12,6 @@ protected:
     [[nodiscard]] eExitCode Steer(const STarget& target) override;
 
 private:
-    /// False when the request is still in the request directory after ten seconds, or the user does not wait.
+    /// False when the request is still in the request directory after the server's time, or the user does not wait.
     [[nodiscard]] static bool WaitUntilTaken(const STarget& target);
 };

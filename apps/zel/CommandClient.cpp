@@ -2,11 +2,12 @@
 
 #include "CommonTexts.h"
 
-CCommandClient::CCommandClient(const SToolOptions& options)
-    : m_folder(options.clientDir.empty() ? options.requestDir : options.clientDir),
+CCommandClient::CCommandClient(CToolSession& session)
+    : m_folder(session.Options().clientDir.empty() ? session.Options().requestDir : session.Options().clientDir),
       m_pClient(std::make_unique<CZelProcessorClient>())
 {
-    m_pClient->Init(options.requestDir, options.outputDir, m_folder.Path());
+    m_pClient->Init(session.Options().requestDir, session.Options().outputDir, m_folder.Path());
+    session.SetUp(*m_pClient);
 }
 
 CCommandClient::~CCommandClient() = default;

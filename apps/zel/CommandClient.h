@@ -3,7 +3,7 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "apps/common/ComThread.h"
 #include "apps/zel/StagingFolder.h"
-#include "apps/zel/ToolOptions.h"
+#include "apps/zel/ToolSession.h"
 
 #include <memory>
 
@@ -11,7 +11,7 @@
 /// of the way, so that a user need not name a client directory.
 class CCommandClient {
 public:
-    explicit CCommandClient(const SToolOptions& options);
+    explicit CCommandClient(CToolSession& session);
     /// Unregisters a client that listens, as End does.
     ~CCommandClient();
     CCommandClient(const CCommandClient&) = delete;
@@ -21,7 +21,7 @@ public:
     [[nodiscard]] bool Open(std::wstring& error);
     [[nodiscard]] CZelProcessorClient& Client() { return *m_pClient; }
     [[nodiscard]] const CStagingFolder& Folder() const { return m_folder; }
-    /// Ends the client; one that listens is unregistered, for which the server has ten seconds.
+    /// Ends the client; one that listens is unregistered, for which the server has the time of a command.
     void End() { m_pClient.reset(); }
 
 private:

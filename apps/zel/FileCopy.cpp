@@ -18,11 +18,15 @@ std::wstring Reason(const STextCode& code, const std::wstring& path, platform::e
     return WQ_ModuleText(code, {path, platform::OsErrorText(error)});
 }
 
-bool CopyChunks(platform::IFile& source, const std::wstring& from, platform::IFile& target, const std::wstring& to,
-                std::wstring& error)
+bool CopyChunks(CToolSession& session, platform::IFile& source, const std::wstring& from, platform::IFile& target,
+                const std::wstring& to, std::wstring& error)
 {
     std::vector<std::byte> buffer(kChunk);
     for (;;) {
+        if (session.IsInterrupted()) {
+            error = WQ_ModuleText(ToolTexts::IDS_COPY_INTERRUPTED, {from});
+            return false;
+        }
         std::size_t read = 0;
         platform::eOsError result = source.Read(buffer, read);
         if (!platform::Succeeded(result)) {
@@ -45,7 +49,7 @@ bool CopyChunks(platform::IFile& source, const std::wstring& from, platform::IFi
 
 } // namespace
 
-bool CopyContent(const std::wstring& from, const std::wstring& to, std::wstring& error)
+bool CopyContent(CToolSession& session, const std::wstring& from, const std::wstring& to, std::wstring& error)
 {
     std::unique_ptr<platform::IFile> source;
     std::unique_ptr<platform::IFile> target;
@@ -63,7 +67,7 @@ bool CopyContent(const std::wstring& from, const std::wstring& to, std::wstring&
         error = Reason(ToolTexts::IDS_CANNOT_BE_CREATED, to, result);
         return false;
     }
-    bool isCopied = CopyChunks(*source, from, *target, to, error);
+    bool isCopied = CopyChunks(session, *source, from, *target, to, error);
     if (result = target->Close(); isCopied && !platform::Succeeded(result)) {
         error = Reason(ToolTexts::IDS_CANNOT_BE_WRITTEN, to, result);
         isCopied = false;

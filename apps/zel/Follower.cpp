@@ -1,7 +1,5 @@
 #include "apps/zel/Follower.h"
 
-#include "platform/Os.h"
-
 #include "ToolTexts.h"
 
 #include <algorithm>
@@ -17,11 +15,10 @@ constexpr milliseconds kRemovalPatience = 2000ms;
 
 } // namespace
 
-CFollower::CFollower(CToolSession& session, milliseconds timeout, bool quiet)
+CFollower::CFollower(CToolSession& session, bool quiet)
     : m_session(session),
       m_bQuiet(quiet || session.Options().quiet),
-      m_watch(session.Client(), session.Options().outputDir),
-      m_end(platform::Clock().Steady() + timeout)
+      m_watch(session.Client(), session.Options().outputDir)
 {}
 
 eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
@@ -30,7 +27,7 @@ eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
     if (!m_bQuiet)
         view.emplace();
     for (;;) {
-        const milliseconds slice = std::min(Left(), CToolSession::kInterruptLatency);
+        const milliseconds slice = std::min(m_session.Left(), CToolSession::kInterruptLatency);
         state = m_bQuiet ? WaitQuietly(name, slice) : ReadState(m_session.Client(), name);
         if (view)
             view->Show(state);
@@ -40,7 +37,7 @@ eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
         }
         if (m_session.IsInterrupted())
             return eFollowEnd_Interrupted;
-        if (Left() == 0ms)
+        if (m_session.Left() == 0ms)
             return eFollowEnd_TimedOut;
         // Changes outside the output directory, such as a queued request that somebody removed, end with the slice.
         if (!m_bQuiet)
@@ -53,11 +50,6 @@ SRequestState CFollower::WaitQuietly(const std::wstring& name, milliseconds slic
     CZelProcessorClient::CAdditionalRequestStatus additional;
     const eZelProcRequestStatus status = m_watch.WaitForEnd(name, slice, &additional);
     return MakeState(name, status, additional);
-}
-
-milliseconds CFollower::Left() const
-{
-    return std::max(std::chrono::ceil<milliseconds>(m_end - platform::Clock().Steady()), 0ms);
 }
 
 eExitCode CFollower::ReportEnd(eFollowEnd end, const std::wstring& name)

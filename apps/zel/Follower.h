@@ -11,8 +11,8 @@ enum eFollowEnd { eFollowEnd_Final, eFollowEnd_TimedOut, eFollowEnd_Interrupted 
 /// Follows requests to their end. One object for all of them: its watch is not cheap to end.
 class CFollower {
 public:
-    /// timeout: for all that is followed together, counted from now. quiet: without progress whatever the options say.
-    CFollower(CToolSession& session, std::chrono::milliseconds timeout, bool quiet = false);
+    /// Ends with the time of the session. quiet: without progress whatever the options say.
+    explicit CFollower(CToolSession& session, bool quiet = false);
 
     /// Waits for the end of a request and gives its last state. Once it is over, the server has put the request away:
     /// its name is free but for status and response.
@@ -23,10 +23,8 @@ public:
 
 private:
     [[nodiscard]] SRequestState WaitQuietly(const std::wstring& name, std::chrono::milliseconds slice);
-    [[nodiscard]] std::chrono::milliseconds Left() const;
 
     CToolSession& m_session;
     const bool m_bQuiet;
     CZelRequestWatch m_watch;
-    const std::chrono::nanoseconds m_end;
 };

@@ -18,10 +18,13 @@ int CListCommand::Run(CToolSession& session)
             return eExitCode_ClientError;
     }
     for (const std::wstring& name : names) {
-        const SRequestState state = ReadState(session.Client(), name);
+        eExitCode code = eExitCode_Done;
+        const std::optional<SRequestState> state = session.Look(session.Client(), name, code);
+        if (!state)
+            return code;
         // One without any file by now was received while we looked.
-        if (state.status != eRequestStatus_NotRequested || platform::PathExists(session.OutputPath(name)))
-            session.Print(state);
+        if (state->status != eRequestStatus_NotRequested || platform::PathExists(session.OutputPath(name)))
+            session.Print(*state);
     }
     return eExitCode_Done;
 }

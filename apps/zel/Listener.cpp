@@ -16,8 +16,6 @@ namespace {
 /// What the server holds is asked for again after this time, so often at most.
 constexpr auto kRetryPause = 100ms;
 constexpr int kMaxRetries = 20;
-/// The time that the library gives the server for a command.
-constexpr auto kServerPatience = 10s;
 
 bool HasNews(const std::wstring& path)
 {
@@ -27,7 +25,7 @@ bool HasNews(const std::wstring& path)
 
 } // namespace
 
-CListener::CListener(CToolSession& session) : m_session(session), m_client(session.Options()) {}
+CListener::CListener(CToolSession& session) : m_session(session), m_client(session) {}
 
 CListener::~CListener() = default;
 
@@ -41,7 +39,7 @@ eExitCode CListener::Register()
     const auto start = platform::Clock().Steady();
     if (!m_client.Client().ListenDsEvents()) {
         // Only a server that does not answer takes so long.
-        const bool isTimeout = platform::Clock().Steady() - start >= kServerPatience;
+        const bool isTimeout = platform::Clock().Steady() - start >= m_session.Options().serverTimeout;
         PrintError(L"zel", WQ_ModuleText(isTimeout ? ToolTexts::IDS_CANNOT_HEAR : ToolTexts::IDS_NOT_REGISTERED));
         return isTimeout ? eExitCode_ServerTimeout : eExitCode_ServerError;
     }

@@ -16,8 +16,11 @@ eExitCode CPauseCommand::Toggle(const STarget& target)
     const eZelProcRequestStatus answer = target.client.PauseRequest(target.state.name);
     if (answer != eRequestStatus_Done)
         return Fail(target, answer);
-    const SRequestState after = ReadState(target.client, target.state.name);
-    const bool isPaused = after.status == eRequestStatus_Paused;
-    Tell(target, after, WQ_ModuleText(isPaused ? ToolTexts::IDS_WORD_PAUSED : ToolTexts::IDS_WORD_RESUMED));
+    eExitCode code = eExitCode_Done;
+    const std::optional<SRequestState> after = target.session.Look(target.client, target.state.name, code);
+    if (!after)
+        return code;
+    const bool isPaused = after->status == eRequestStatus_Paused;
+    Tell(target, *after, WQ_ModuleText(isPaused ? ToolTexts::IDS_WORD_PAUSED : ToolTexts::IDS_WORD_RESUMED));
     return eExitCode_Done;
 }

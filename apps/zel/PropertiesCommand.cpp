@@ -45,11 +45,12 @@ bool CPropertiesCommand::Check()
 int CPropertiesCommand::Run(CToolSession& session)
 {
     const std::wstring name = L"properties-" + CZelProcessorClient::GetUniqueString() + L".drq";
-    CCommandClient client(session.Options());
+    session.SetTimeout(m_timeout.Take());
+    CCommandClient client(session);
     std::wstring error;
     if (!client.Open(error) || !Send(client, name, error))
         return session.Fail(name, error);
-    CFollower follower(session, m_timeout.Take(), true);
+    CFollower follower(session, true);
     SRequestState state;
     const eFollowEnd end = follower.Follow(name, state);
     if (end == eFollowEnd_Final)

@@ -23,7 +23,11 @@ bool CReceiveCommand::Check()
 int CReceiveCommand::Run(CToolSession& session)
 {
     CReceiver receiver(session);
-    const SRequestState state = ReadState(session.Client(), m_strName);
+    eExitCode code = eExitCode_Done;
+    const std::optional<SRequestState> looked = session.Look(session.Client(), m_strName, code);
+    if (!looked)
+        return code;
+    const SRequestState& state = *looked;
     // A response without a status: somebody else removed that.
     const bool isOrphan =
         state.status == eRequestStatus_NotRequested && platform::PathExists(session.OutputPath(m_strName));

@@ -28,6 +28,7 @@ std::wstring CReceiver::TargetFor(const std::wstring& target, const std::wstring
 
 bool CReceiver::Receive(const std::wstring& name, const std::wstring& target, std::wstring& error)
 {
+    m_session.ForgetGivenUp();
     {
         // A target on another volume is no failure: there is the other way.
         const CMutedHost muted(m_session.Host());
@@ -36,6 +37,10 @@ bool CReceiver::Receive(const std::wstring& name, const std::wstring& target, st
     }
     if (!platform::PathExists(m_session.OutputPath(name))) {
         error = WQ_ModuleText(ToolTexts::IDS_NO_RESPONSE, {name});
+        return false;
+    }
+    if (m_session.HasGivenUp()) {
+        error = WQ_ModuleText(ToolTexts::IDS_IN_USE, {m_session.OutputPath(name)});
         return false;
     }
     return ReceiveByCopy(name, target, error);
@@ -47,7 +52,7 @@ bool CReceiver::ReceiveByCopy(const std::wstring& name, const std::wstring& targ
     const std::wstring directory = platform::DirectoryOf(platform::AbsolutePath(target));
     const std::wstring partial =
         platform::JoinPath(directory, L".zel-" + CZelProcessorClient::GetUniqueString() + L".tmp");
-    if (!CopyContent(m_session.OutputPath(name), partial, error))
+    if (!CopyContent(m_session, m_session.OutputPath(name), partial, error))
         return false;
     const platform::eOsError moved =
         platform::Files().Move(partial, target, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);

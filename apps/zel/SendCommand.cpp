@@ -63,8 +63,13 @@ bool CSendCommand::CheckTarget() const
 
 int CSendCommand::Run(CToolSession& session)
 {
-    for (SItem& item : m_items)
+    if (m_bWait)
+        session.SetTimeout(m_timeout.Take());
+    for (SItem& item : m_items) {
+        if (session.IsInterrupted())
+            return eExitCode_Interrupted;
         item.code = SendItem(session, item);
+    }
     if (m_bWait && FinishItems(session) == eFollowEnd_Interrupted)
         return eExitCode_Interrupted;
     eExitCode code = eExitCode_Done;
@@ -75,7 +80,8 @@ int CSendCommand::Run(CToolSession& session)
 
 eFollowEnd CSendCommand::FinishItems(CToolSession& session)
 {
-    CFollower follower(session, m_timeout.Take());
+    session.SetTimeout(m_timeout.Take()); // anew: what the sending took does not count
+    CFollower follower(session);
     eFollowEnd end = eFollowEnd_Final;
     for (SItem& item : m_items) {
         if (!item.isSent)

@@ -16,7 +16,7 @@ bool CSender::Send(const std::wstring& source, const std::wstring& name, std::ws
     const SToolOptions& options = m_session.Options();
     CStagingFolder staging(options.clientDir.empty() ? options.requestDir : options.clientDir);
     const std::wstring staged = staging.FilePath(name);
-    return staging.Make(error) && CopyContent(source, staged, error) && HandOver(staged, name, error);
+    return staging.Make(error) && CopyContent(m_session, source, staged, error) && HandOver(staged, name, error);
 }
 
 bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std::wstring& error)
@@ -30,8 +30,13 @@ bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std
     }
     if (IsInUse(name, error))
         return false;
+    m_session.ForgetGivenUp();
     if (m_session.Client().SendRequest(staged) == eRequestStatus_Sent)
         return true;
+    if (m_session.HasGivenUp()) {
+        error = WQ_ModuleText(ToolTexts::IDS_IN_USE, {staged});
+        return false;
+    }
     error = WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_MOVED,
                           {name, platform::DirectoryOf(staged), m_session.Options().requestDir});
     return false;

@@ -17,10 +17,12 @@ int CStatusCommand::Run(CToolSession& session)
 {
     eExitCode code = eExitCode_Done;
     for (const std::wstring& name : m_names) {
-        const SRequestState state = ReadState(session.Client(), name);
-        session.Print(state);
+        const std::optional<SRequestState> state = session.Look(session.Client(), name, code);
+        if (!state)
+            return code;
+        session.Print(*state);
         // Whatever the server said, the question was answered; only a status that can't be read is a failure.
-        if (state.status == eRequestStatus_ClientError)
+        if (state->status == eRequestStatus_ClientError)
             code = eExitCode_ClientError;
     }
     return code;

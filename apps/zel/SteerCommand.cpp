@@ -1,8 +1,10 @@
 #include "apps/zel/SteerCommand.h"
 
 #include "ZEL_Processor/ZelRequestWatch.h"
+#include "platform/Text.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 void CSteerCommand::Define(CLI::App& app)
 {
@@ -17,7 +19,7 @@ bool CSteerCommand::Check()
 
 int CSteerCommand::Run(CToolSession& session)
 {
-    CCommandClient client(session.Options());
+    CCommandClient client(session);
     std::wstring error;
     const bool isOpen = client.Open(error);
     eExitCode code = eExitCode_Done;
@@ -28,7 +30,11 @@ int CSteerCommand::Run(CToolSession& session)
 
 eExitCode CSteerCommand::SteerByName(CToolSession& session, CZelProcessorClient& client, const std::wstring& name)
 {
-    const STarget target{session, client, ReadState(client, name)};
+    eExitCode code = eExitCode_Done;
+    const std::optional<SRequestState> before = session.Look(client, name, code);
+    if (!before)
+        return code;
+    const STarget target{session, client, *before};
     const eZelProcRequestStatus status = target.state.status;
     if (status != eRequestStatus_NotRequested && status != eRequestStatus_ClientError)
         return Steer(target);
@@ -52,8 +58,11 @@ eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answe
     SRequestState state;
     state.name = target.state.name;
     state.status = answer;
-    state.comment = WQ_ModuleText(answer == eRequestStatus_ServerTimeout ? ToolTexts::IDS_COMMAND_TIMED_OUT
-                                                                         : ToolTexts::IDS_COMMAND_FAILED);
+    const std::chrono::duration<double> time = target.session.Options().serverTimeout;
+    state.comment =
+        answer == eRequestStatus_ServerTimeout
+            ? WQ_ModuleText(ToolTexts::IDS_COMMAND_TIMED_OUT, {platform::FromUtf8(fmt::format("{}", time.count()))})
+            : WQ_ModuleText(ToolTexts::IDS_COMMAND_FAILED);
     PrintError(L"zel", L"'" + state.name + L"': " + state.comment);
     if (target.session.Options().json)
         target.session.Print(state);

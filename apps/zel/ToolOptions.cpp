@@ -11,13 +11,27 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kForever = std::chrono::hours(24 * 3650);
-
 /// Given, or else from the environment; empty when neither.
 std::wstring DirectoryFrom(const std::string& given, const wchar_t* variable)
 {
     const std::wstring path = given.empty() ? platform::Environment(variable) : platform::FromUtf8(given);
     return path.empty() ? path : NormalDirectory(path);
+}
+
+CLI::Option& DefineSeconds(CLI::App& app, const char* name, std::optional<double>& seconds, const STextCode& help)
+{
+    return *app.add_option(name, seconds, HelpText(help))
+                ->type_name("SECONDS")
+                ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
+}
+
+std::chrono::milliseconds ToMilliseconds(double seconds)
+{
+    const std::chrono::duration<double, std::milli> longest = kForever;
+    // Asked in this way, "nan" is for ever too.
+    if (!(seconds * 1000 < longest.count()))
+        return kForever;
+    return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
 }
 
 } // namespace
@@ -31,6 +45,7 @@ void CToolOptionsParser::Define(CLI::App& app)
     directory("--request-dir", m_strRequestDir, ToolTexts::IDS_HELP_REQUEST_DIR);
     directory("--output-dir", m_strOutputDir, ToolTexts::IDS_HELP_OUTPUT_DIR);
     directory("--client-dir", m_strClientDir, ToolTexts::IDS_HELP_CLIENT_DIR);
+    DefineSeconds(app, "--server-timeout", m_serverTimeout, ToolTexts::IDS_HELP_SERVER_TIMEOUT).group(group);
     app.add_flag("--json", m_bJson, HelpText(ToolTexts::IDS_HELP_JSON))->group(group);
     app.add_flag("-q,--quiet", m_bQuiet, HelpText(ToolTexts::IDS_HELP_QUIET))->group(group);
 }
@@ -43,6 +58,8 @@ std::optional<SToolOptions> CToolOptionsParser::Take() const
     options.clientDir = DirectoryFrom(m_strClientDir, L"ZEL_CLIENT_DIR");
     options.json = m_bJson;
     options.quiet = m_bQuiet;
+    if (m_serverTimeout)
+        options.serverTimeout = ToMilliseconds(*m_serverTimeout);
     if (options.requestDir.empty() || options.outputDir.empty()) {
         PrintUsageError(L"zel", WQ_ModuleText(options.requestDir.empty() ? ToolTexts::IDS_NO_REQUEST_DIR
                                                                          : ToolTexts::IDS_NO_OUTPUT_DIR));
@@ -53,16 +70,10 @@ std::optional<SToolOptions> CToolOptionsParser::Take() const
 
 void CTimeoutOption::Define(CLI::App& app, const STextCode& description)
 {
-    app.add_option("--timeout", m_seconds, HelpText(description))
-        ->type_name("SECONDS")
-        ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
+    DefineSeconds(app, "--timeout", m_seconds, description);
 }
 
 std::chrono::milliseconds CTimeoutOption::Take() const
 {
-    const std::chrono::duration<double, std::milli> longest = kForever;
-    // Asked in this way, "nan" is for ever too.
-    if (!m_seconds || !(*m_seconds * 1000 < longest.count()))
-        return kForever;
-    return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(*m_seconds));
+    return m_seconds ? ToMilliseconds(*m_seconds) : kForever;
 }

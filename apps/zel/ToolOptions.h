@@ -6,6 +6,9 @@
 #include <optional>
 #include <string>
 
+/// A time that never comes.
+constexpr std::chrono::milliseconds kForever = std::chrono::hours(24 * 3650);
+
 /// What all commands have in common.
 struct SToolOptions {
     std::wstring requestDir;
@@ -13,6 +16,7 @@ struct SToolOptions {
     std::wstring clientDir; ///< empty: the client stages in the request directory
     bool json = false;
     bool quiet = false;
+    std::chrono::milliseconds serverTimeout{10'000}; ///< how long the server has for a command
 };
 
 /// The common options as the parser fills them. They are taken before and after a command's name.
@@ -30,13 +34,14 @@ private:
     std::string m_strClientDir;
     bool m_bJson = false;
     bool m_bQuiet = false;
+    std::optional<double> m_serverTimeout;
 };
 
 /// A time-out option in seconds, fractions allowed.
 class CTimeoutOption {
 public:
     void Define(CLI::App& app, const STextCode& description);
-    /// A time that never comes when the option was not given.
+    /// kForever when the option was not given.
     [[nodiscard]] std::chrono::milliseconds Take() const;
 
 private:

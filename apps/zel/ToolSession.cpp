@@ -1,15 +1,19 @@
 #include "apps/zel/ToolSession.h"
 
-#include "platform/FileSystem.h"
+#include "platform/Os.h"
 #include "platform/Path.h"
 
 #include "ToolTexts.h"
+
+#include <algorithm>
 
 using namespace std::chrono_literals;
 
 CToolSession::CToolSession(const SToolOptions& options) : m_options(options), m_signals(false)
 {
+    SetTimeout(kForever);
     m_client.Init(options.requestDir, options.outputDir, options.clientDir);
+    SetUp(m_client);
 }
 
 CToolSession::~CToolSession() = default;
@@ -66,7 +70,40 @@ eExitCode CToolSession::Fail(const std::wstring& name, const std::wstring& text)
         state.comment = text;
         Print(state);
     }
-    return eExitCode_ClientError;
+    return HasGivenUp() ? m_gaveUp : eExitCode_ClientError;
+}
+
+void CToolSession::SetTimeout(std::chrono::milliseconds timeout)
+{
+    m_end = platform::Clock().Steady() + timeout;
+}
+
+std::chrono::milliseconds CToolSession::Left() const
+{
+    return std::max(std::chrono::ceil<std::chrono::milliseconds>(m_end - platform::Clock().Steady()), 0ms);
+}
+
+void CToolSession::SetUp(CZelProcessorClient& client)
+{
+    client.SetGoOn([this] { return GoOn(); });
+    client.SetCommandTimeout(m_options.serverTimeout);
+}
+
+bool CToolSession::GoOn()
+{
+    if (!IsInterrupted() && Left() == 0ms)
+        m_gaveUp = eExitCode_Timeout;
+    return !HasGivenUp();
+}
+
+std::optional<SRequestState> CToolSession::Look(CZelProcessorClient& client, const std::wstring& name, eExitCode& code)
+{
+    ForgetGivenUp();
+    const SRequestState state = ReadState(client, name);
+    if (!HasGivenUp() || state.status != eRequestStatus_NotIntialized)
+        return state;
+    code = Fail(name, WQ_ModuleText(ToolTexts::IDS_IN_USE, {StatusPath(name)}));
+    return std::nullopt;
 }
 
 bool CToolSession::IsInterrupted()
@@ -74,5 +111,7 @@ bool CToolSession::IsInterrupted()
     platform::eProgramSignal received = platform::eProgramSignal_Stop;
     if (!m_bInterrupted)
         m_bInterrupted = m_signals.WaitFor(0ms, received);
+    if (m_bInterrupted)
+        m_gaveUp = eExitCode_Interrupted;
     return m_bInterrupted;
 }

@@ -8,6 +8,7 @@
 #include "platform/Process.h"
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 /// One run of the tool: the client, the directories, and how to speak to the user. On the main thread.
@@ -34,7 +35,7 @@ public:
     /// The line, or the JSON object, of one request on standard output.
     void Print(const SRequestState& state) const;
     /// A failure of the tool itself: the text on standard error, and the request as a client error where JSON is
-    /// wanted. Gives the exit code.
+    /// wanted. Gives the exit code: of a client error, or of why a wait was ended.
     [[nodiscard]] eExitCode Fail(const std::wstring& name, const std::wstring& text) const;
 
     /// How soon Ctrl-C is noticed. The waiting itself sleeps on notifications, and ends at once when there is one.
@@ -43,12 +44,32 @@ public:
     /// True once the user pressed Ctrl-C or the tool is to stop for another reason.
     [[nodiscard]] bool IsInterrupted();
 
+    /// The time that is given for all that follows, from now; kForever unless it is called.
+    void SetTimeout(std::chrono::milliseconds timeout);
+    [[nodiscard]] std::chrono::milliseconds Left() const;
+
+    /// Lets a client of this session stop waiting for files that others have open, when the tool is to stop or the time
+    /// is over.
+    void SetUp(CZelProcessorClient& client);
+    /// True when a wait for such a file was ended since the last ForgetGivenUp; Fail gives the code of that then.
+    [[nodiscard]] bool HasGivenUp() const { return m_gaveUp != eExitCode_Done; }
+    void ForgetGivenUp() { m_gaveUp = eExitCode_Done; }
+
+    /// The state of a request. Empty after a message, with the exit code, when somebody has its status open and it was
+    /// not waited for any longer.
+    [[nodiscard]] std::optional<SRequestState> Look(CZelProcessorClient& client, const std::wstring& name,
+                                                    eExitCode& code);
+
 private:
+    [[nodiscard]] bool GoOn();
+
     const SToolOptions m_options;
     platform::CProgramSignals m_signals;
     CToolHost m_host;
     CZelProcessorClient m_client;
     bool m_bInterrupted = false;
+    eExitCode m_gaveUp = eExitCode_Done;
+    std::chrono::nanoseconds m_end;
 };
 
 /// The exit code of several requests: that of the first one that is not 0.

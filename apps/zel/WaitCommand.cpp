@@ -18,7 +18,8 @@ bool CWaitCommand::Check()
 
 int CWaitCommand::Run(CToolSession& session)
 {
-    CFollower follower(session, m_timeout.Take());
+    session.SetTimeout(m_timeout.Take());
+    CFollower follower(session);
     eExitCode code = eExitCode_Done;
     for (const std::wstring& name : m_names) {
         SRequestState state;

@@ -259,4 +259,34 @@ TEST_F(SendCommandTest, TimeoutEndsWithCode7AndLeavesTheRequest)
     StopServer(server);
 }
 
+TEST_F(SendCommandTest, AResponseThatSomebodyHoldsOpenIsWaitedForInTimeAndUntilTheStop)
+{
+    for (const bool isStopped : {false, true}) {
+        std::vector<std::wstring> arguments = {L"send", MakeEcho(L"a.drq", L"x"), L"-o", InHome(L"out.xml")};
+        if (!isStopped)
+            arguments.insert(arguments.end(), {L"--timeout", L"1"});
+        CRunningProgram client = StartZel(arguments);
+        // Here the test is the server.
+        ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InRequests(L"a.drq")); }));
+        Write(InOutput(L"a.drq"), "<Response/>");
+        std::unique_ptr<platform::IFile> holder;
+        ASSERT_EQ(platform::Files().Open(InOutput(L"a.drq"), platform::eOpenMode_ReadShared, holder),
+                  platform::eOsError_None);
+        Write(InOutput(L"a.drq.status"), platform::ToUtf16Le(L"13\r\n"));
+        ASSERT_TRUE(WaitUntil([&] { return platform::Succeeded(platform::Files().Remove(InRequests(L"a.drq"))); }));
+        if (isStopped) {
+            ASSERT_TRUE(client.WaitForErrors("a.drq: Done"));
+            client.Process().RequestStop();
+        }
+        const SProgramResult result = client.Finish();
+        EXPECT_EQ(result.code, isStopped ? 130 : 7) << result.errors;
+        EXPECT_TRUE(Contains(result.errors, "a.drq' is in use")) << result.errors;
+        EXPECT_FALSE(platform::PathExists(InHome(L"out.xml")));
+        EXPECT_TRUE(platform::PathExists(InOutput(L"a.drq.status")));
+        holder.reset();
+        EXPECT_EQ(Zel({L"receive", L"a.drq", InHome(L"out.xml")}).code, 0) << "it is still there";
+        EXPECT_EQ(platform::Files().Remove(InHome(L"out.xml")), platform::eOsError_None);
+    }
+}
+
 } // namespace

@@ -111,4 +111,24 @@ TEST_F(StatusCommandTest, ListOfNothingIsEmpty)
     EXPECT_EQ(result.errors, "");
 }
 
+TEST_F(StatusCommandTest, AStatusThatSomebodyHoldsOpenDoesNotHinderTheStop)
+{
+    Write(InOutput(L"a.drq.status"), platform::ToUtf16Le(L"13\r\n"));
+    Write(InOutput(L"b.drq.status"), platform::ToUtf16Le(L"13\r\n"));
+    std::unique_ptr<platform::IFile> holder;
+    ASSERT_EQ(platform::Files().Open(InOutput(L"b.drq.status"), platform::eOpenMode_ReadShared, holder),
+              platform::eOsError_None);
+    for (const std::vector<std::wstring>& arguments :
+         {std::vector<std::wstring>{L"status", L"a.drq", L"b.drq"}, std::vector<std::wstring>{L"list"}}) {
+        CRunningProgram client = StartZel(arguments);
+        std::wstring line;
+        ASSERT_TRUE(client.Process().ReadLine(line, kPatience));
+        EXPECT_EQ(line, L"a.drq: Done");
+        client.Process().RequestStop();
+        const SProgramResult result = client.Finish();
+        EXPECT_EQ(result.code, 130);
+        EXPECT_TRUE(Contains(result.errors, "b.drq.status' is in use")) << result.errors;
+    }
+}
+
 } // namespace

@@ -190,18 +190,18 @@ TEST_F(SteerCommandTest, OfSeveralNamesEachHasAnObjectAndTheFirstFailureGivesThe
     StopServer(server);
 }
 
-TEST_F(SteerCommandTest, WithoutAServerTheTimeIsOverAfterTenSeconds)
+TEST_F(SteerCommandTest, WithoutAServerTheTimeOfTheServerIsOver)
 {
     Write(InRequests(L"a.drq"), "");
     Write(InRequests(L"b.drq"), "");
-    CRunningProgram cancel = StartZel({L"cancel", L"a.drq", L"--json"});
-    CRunningProgram pause = StartZel({L"pause", L"b.drq", L"--json"});
+    CRunningProgram cancel = StartZel({L"cancel", L"a.drq", L"--json", L"--server-timeout", L"0.3"});
+    CRunningProgram pause = StartZel({L"pause", L"b.drq", L"--json", L"--server-timeout", L"0.3"});
     for (CRunningProgram* program : {&cancel, &pause}) {
         const SProgramResult result = program->Finish();
         EXPECT_EQ(result.code, 4);
         ASSERT_EQ(result.Objects().size(), 1U);
         EXPECT_EQ(result.Objects()[0]["status"], 2);
-        EXPECT_TRUE(Contains(result.errors, "did not carry out the command")) << result.errors;
+        EXPECT_TRUE(Contains(result.errors, "did not carry out the command in 0.3 seconds")) << result.errors;
     }
     EXPECT_TRUE(platform::PathExists(InRequests(L"a.drq")));
 }

@@ -73,6 +73,28 @@ TEST_F(WaitCommandTest, RequestThatDisappearsEndsTheWait)
     EXPECT_EQ(client.Finish().code, 5);
 }
 
+TEST_F(WaitCommandTest, AStatusThatSomebodyHoldsOpenIsWaitedForInTimeOnly)
+{
+    MakeEnded(L"a.drq", 13);
+    std::unique_ptr<platform::IFile> holder;
+    ASSERT_EQ(platform::Files().Open(InOutput(L"a.drq.status"), platform::eOpenMode_ReadShared, holder),
+              platform::eOsError_None);
+    for (const wchar_t* option : {L"--json", L"--quiet"})
+        EXPECT_EQ(Zel({L"wait", L"a.drq", L"--timeout", L"0.2", option}).code, 7);
+}
+
+TEST_F(WaitCommandTest, AStatusThatSomebodyHoldsOpenDoesNotHinderTheStop)
+{
+    Write(InRequests(L"a.drq"), "");
+    CRunningProgram waiting = StartZel({L"wait", L"a.drq"});
+    ASSERT_TRUE(waiting.WaitForErrors("a.drq: Waiting"));
+    std::unique_ptr<platform::IFile> holder;
+    ASSERT_EQ(platform::Files().Open(InOutput(L"a.drq.status"), platform::eOpenMode_WriteExclusive, holder),
+              platform::eOsError_None);
+    waiting.Process().RequestStop();
+    EXPECT_EQ(waiting.Finish().code, 130);
+}
+
 TEST_F(WaitCommandTest, InterruptionLeavesTheRequestAndSaysSo)
 {
     CRunningProgram server = StartServer();
