@@ -143,6 +143,7 @@ TEST_F(ProgressStatusFile, ARewriteThatFailedIsMadeUpForByTheNext)
     files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_AccessDenied);
     m_file.SetStatusAndComment(eRequestStatus_Parsing, L"kept");
     m_host.ExpectBox(L"Unable to create/open status file: ");
+    m_host.ExpectLogLine(L"Unable to create/open status file: ");
     m_file.SetPos(10);
     EXPECT_EQ(Content(), L"7\r\nProgressPerc=10\r\nProgressComment=kept\r\n");
 }

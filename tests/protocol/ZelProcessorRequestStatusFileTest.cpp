@@ -1,10 +1,12 @@
 #include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorRequestStatusFile.h"
 
+#include "platform/Fault.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
 #include "tests/support/FaultyFiles.h"
+#include "tests/support/Links.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/RecordingHost.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -12,6 +14,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <utility>
 
 using testsupport::CFaultyFiles;
 
@@ -93,10 +97,10 @@ TEST_F(RequestStatusFile, AMissingFileReadsAsClientErrorAfterAMessage)
 
 TEST_F(RequestStatusFile, AFileThatCanNotBeCreatedIsShownAndFalse)
 {
-    CZelProcessorRequestStatusFile file(L"ZelProcessor",
-                                        (m_dir / L"missing") + platform::kPathSeparator + L"x.status");
+    CZelProcessorRequestStatusFile file(L"ZelProcessor", (m_dir / L"missing") + platform::kPathSeparator + L"x.status");
     EXPECT_FALSE(file.WriteStatus(eRequestStatus_Done));
     m_host.ExpectBox(L"Unable to create/open status file: " + (m_dir / L"missing"));
+    m_host.ExpectLogLine(platform::OsErrorText(platform::eOsError_PathNotFound));
 }
 
 TEST_F(RequestStatusFile, OpeningIsTriedWithoutLimitWhileTheFileIsShared)
@@ -110,6 +114,94 @@ TEST_F(RequestStatusFile, OpeningIsTriedWithoutLimitWhileTheFileIsShared)
     files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation, 5000);
     eZelProcRequestStatus status = eRequestStatus_Last;
     EXPECT_TRUE(m_file.ReadStatus(status));
+}
+
+TEST_F(RequestStatusFile, AfterTheEndOfGoingOnItWaitsHalfASecondInAll)
+{
+    std::atomic<bool> goOn = true;
+    CZelProcessorRequestStatusFile file(L"ZelProcessor", m_path, &goOn);
+    ASSERT_TRUE(file.WriteStatus(eRequestStatus_Waiting));
+    std::unique_ptr<platform::IFile> holder;
+    ASSERT_EQ(platform::Files().Open(m_path, platform::eOpenMode_ReadExclusive, holder), platform::eOsError_None);
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(nullptr, &clock);
+    const auto start = clock.Steady();
+    clock.OnWait([&] { goOn = clock.Steady() - start < std::chrono::minutes(1); });
+    EXPECT_FALSE(file.WriteStatus(eRequestStatus_Done));
+    EXPECT_GE(clock.Steady() - start, std::chrono::milliseconds(60'499)) << "without limit while going on";
+    EXPECT_LE(clock.Steady() - start, std::chrono::milliseconds(60'502));
+    EXPECT_EQ(file.LastWriteError(), platform::eOsError_SharingViolation);
+    const auto end = clock.Steady();
+    EXPECT_FALSE(file.WriteStatus(eRequestStatus_Done));
+    EXPECT_EQ(clock.Steady(), end) << "one try, for the half second is over";
+    holder.reset();
+    EXPECT_TRUE(file.WriteStatus(eRequestStatus_Done)) << "and what can be written is written";
+    EXPECT_EQ(file.LastWriteError(), platform::eOsError_None);
+    EXPECT_EQ(m_host.TakeBoxes().size(), 2U);
+    for (int line = 0; line < 2; ++line)
+        m_host.ExpectLogLine(platform::OsErrorText(platform::eOsError_SharingViolation));
+}
+
+TEST_F(RequestStatusFile, AReaderIsWaitedForAfterTheEndOfGoingOnToo)
+{
+    const std::atomic<bool> goOn = false;
+    CZelProcessorRequestStatusFile file(L"ZelProcessor", m_path, &goOn);
+    ASSERT_TRUE(file.WriteStatus(eRequestStatus_Waiting));
+    std::unique_ptr<platform::IFile> reader;
+    ASSERT_EQ(platform::Files().Open(m_path, platform::eOpenMode_ReadExclusive, reader), platform::eOsError_None);
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(nullptr, &clock);
+    const auto start = clock.Steady();
+    clock.OnWait([&] {
+        if (clock.Steady() - start > std::chrono::milliseconds(100))
+            reader.reset();
+    });
+    EXPECT_TRUE(file.WriteStatus(eRequestStatus_Done));
+    EXPECT_EQ(Content(), L"13\r\n");
+}
+
+TEST_F(RequestStatusFile, ALinkInTheWayIsRefusedAndNamed)
+{
+    const std::wstring target = m_dir / L"target";
+    ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(target, "precious")));
+    if (!testsupport::MakeLink(target, m_path))
+        GTEST_SKIP() << "MakeLink: this system gives no links";
+    EXPECT_FALSE(m_file.WriteStatus(eRequestStatus_Done));
+    EXPECT_EQ(m_file.LastWriteError(), platform::eOsError_LinkInTheWay);
+    m_host.ExpectBox(L"Unable to create/open status file: " + m_path);
+    m_host.ExpectLogLine(m_path + L": " + platform::OsErrorText(platform::eOsError_LinkInTheWay));
+    std::string bytes;
+    ASSERT_TRUE(platform::Succeeded(platform::ReadWholeFile(target, platform::eOpenMode_ReadShared, bytes, 100)));
+    EXPECT_EQ(bytes, "precious");
+}
+
+TEST_F(RequestStatusFile, WhatAFaultLeftOpenIsClosedByTheNextCall)
+{
+    ASSERT_TRUE(m_file.WriteStatus(eRequestStatus_Waiting));
+    for (const auto call : {testsupport::eFileCall_Write, testsupport::eFileCall_Read}) {
+        CFaultyFiles files;
+        const platform::CScopedOs os(&files, nullptr);
+        bool isArmed = true;
+        files.OnCall([&](const testsupport::SFileCall& made) {
+            if (std::exchange(isArmed, isArmed && made.call != call) && made.call == call)
+                std::abort();
+        });
+        platform::SFaultRecord fault;
+        EXPECT_FALSE(platform::RunContained(
+            [&] {
+                eZelProcRequestStatus status{};
+                static_cast<void>(m_file.WriteStatus(eRequestStatus_Parsing));
+                static_cast<void>(m_file.ReadStatus(status));
+            },
+            fault));
+        EXPECT_EQ(fault.kind, platform::eFaultKind_Abort);
+        std::unique_ptr<platform::IFile> other;
+        EXPECT_EQ(platform::Files().Open(m_path, platform::eOpenMode_ReadExclusive, other),
+                  platform::eOsError_SharingViolation)
+            << "as a crash leaves it";
+        EXPECT_TRUE(m_file.WriteStatus(eRequestStatus_ServerError));
+        EXPECT_EQ(Content(), L"1\r\n");
+    }
 }
 
 TEST_F(RequestStatusFile, AFullDiskIsReportedAndFalse)

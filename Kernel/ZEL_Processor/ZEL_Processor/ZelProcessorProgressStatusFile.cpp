@@ -5,8 +5,9 @@
 
 #include <utility>
 
-CZelProcessorProgressStatusFile::CZelProcessorProgressStatusFile(CString loggerName, CString statusFilePath)
-    : CZelProcessorRequestStatusFile(std::move(loggerName), std::move(statusFilePath))
+CZelProcessorProgressStatusFile::CZelProcessorProgressStatusFile(CString loggerName, CString statusFilePath,
+                                                                 const std::atomic<bool>* pGoOn)
+    : CZelProcessorRequestStatusFile(std::move(loggerName), std::move(statusFilePath), pGoOn)
 {}
 
 CZelProcessorProgressStatusFile::~CZelProcessorProgressStatusFile() = default;

@@ -7,7 +7,8 @@
 /// rewrite carries all three, and one that failed is made up for by the next. One thread at a time.
 class CZelProcessorProgressStatusFile final : public CZelProcessorRequestStatusFile, public CZelProcessorProgress {
 public:
-    CZelProcessorProgressStatusFile(CString loggerName, CString statusFilePath);
+    CZelProcessorProgressStatusFile(CString loggerName, CString statusFilePath,
+                                    const std::atomic<bool>* pGoOn = nullptr);
     ~CZelProcessorProgressStatusFile() override;
 
     /// Store the values and rewrite the whole file.

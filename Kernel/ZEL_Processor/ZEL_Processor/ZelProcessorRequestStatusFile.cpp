@@ -3,12 +3,12 @@
 #include "ProtocolFiles.h"
 #include "SourceNames.h"
 #include "StatusFileText.h"
+#include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
 
 #include <array>
-#include <memory>
 #include <utility>
 
 namespace {
@@ -16,11 +16,25 @@ namespace {
 /// A longer status file is not ours: comments are messages, not data.
 constexpr std::size_t kMaxStatusBytes = std::size_t{16} << 20;
 
+constexpr std::chrono::milliseconds kPatienceAfterTheEnd{500};
+
 platform::eOsError OpenWhenFree(const CString& path, platform::eOpenMode mode, std::unique_ptr<platform::IFile>& file,
                                 const Protocol::GoOn& goOn = {})
 {
     return Protocol::RetryWhileShared([&] { return platform::Files().Open(path, mode, file); }, goOn);
 }
+
+/// Closes the file at the end of a call, however that ends, a fault excepted.
+class CScopedClose {
+public:
+    explicit CScopedClose(std::unique_ptr<platform::IFile>& file) : m_pFile(file) {}
+    ~CScopedClose() { m_pFile.reset(); }
+    CScopedClose(const CScopedClose&) = delete;
+    CScopedClose& operator=(const CScopedClose&) = delete;
+
+private:
+    std::unique_ptr<platform::IFile>& m_pFile;
+};
 
 /// Empty when it can't be read.
 CString ReadAll(platform::IFile& file)
@@ -39,8 +53,9 @@ CString ReadAll(platform::IFile& file)
 
 } // namespace
 
-CZelProcessorRequestStatusFile::CZelProcessorRequestStatusFile(CString loggerName, CString statusFilePath)
-    : m_strLoggerName(std::move(loggerName)), m_strStatusFilePath(std::move(statusFilePath))
+CZelProcessorRequestStatusFile::CZelProcessorRequestStatusFile(CString loggerName, CString statusFilePath,
+                                                               const std::atomic<bool>* pGoOn)
+    : m_strLoggerName(std::move(loggerName)), m_strStatusFilePath(std::move(statusFilePath)), m_pGoOn(pGoOn)
 {}
 
 CZelProcessorRequestStatusFile::~CZelProcessorRequestStatusFile() = default;
@@ -56,22 +71,50 @@ bool CZelProcessorRequestStatusFile::WriteStatusAndPercent(eZelProcRequestStatus
                      StatusFileText::KeyLine(StatusFileText::kProgressPercent, std::to_wstring(percent)));
 }
 
+bool CZelProcessorRequestStatusFile::HasPatience()
+{
+    if (!m_pGoOn || *m_pGoOn)
+        return true;
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    if (m_patienceEnd == std::chrono::nanoseconds::zero())
+        m_patienceEnd = now + kPatienceAfterTheEnd;
+    return now < m_patienceEnd;
+}
+
+platform::eOsError CZelProcessorRequestStatusFile::OpenToWrite()
+{
+    // What a fault in a task ended in the middle of a call is open still, and would be waited for without end.
+    m_pOpened.reset();
+    return OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_WriteExclusive, m_pOpened,
+                        [this] { return HasPatience(); });
+}
+
 bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
 {
-    std::unique_ptr<platform::IFile> file;
-    if (!platform::Succeeded(OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_WriteExclusive, file))) {
-        WQ_MessageBox(FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath}), eMessageStyle_Error);
+    // Before the file is open, for as little as possible happens while it is.
+    const std::string bytes = platform::ToUtf16Le(text);
+    const CScopedClose close(m_pOpened);
+    m_writeError = OpenToWrite();
+    if (!platform::Succeeded(m_writeError)) {
+        const CString what = FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath});
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                         what + L": " + platform::OsErrorText(m_writeError));
+        WQ_MessageBox(what, eMessageStyle_Error);
         return false;
     }
-    const std::string bytes = platform::ToUtf16Le(text);
-    platform::eOsError error = file->Write(std::as_bytes(std::span(bytes)));
-    if (platform::Succeeded(error))
-        error = file->Close();
-    if (!platform::Succeeded(error))
+    m_writeError = WriteAndClose(bytes);
+    if (!platform::Succeeded(m_writeError))
         WQ_ReportErrorNow(SourceNames::kZelProcessor, 1, L"CZelProcessorRequestStatusFile::WriteText",
                           L"Unable to write status file: " + m_strStatusFilePath + L"\n" +
-                              platform::OsErrorText(error));
-    return platform::Succeeded(error);
+                              platform::OsErrorText(m_writeError));
+    return platform::Succeeded(m_writeError);
+}
+
+platform::eOsError CZelProcessorRequestStatusFile::WriteAndClose(const std::string& bytes)
+{
+    const platform::eOsError written = m_pOpened->Write(std::as_bytes(std::span(bytes)));
+    const platform::eOsError closed = m_pOpened->Close();
+    return platform::Succeeded(written) ? closed : written;
 }
 
 bool CZelProcessorRequestStatusFile::CanNotOpen() const

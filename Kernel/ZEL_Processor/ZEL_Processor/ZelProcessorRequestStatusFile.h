@@ -4,20 +4,29 @@
 #include "ZEL_Processor/ZelTypes.h"
 #include "platform/FileSystem.h"
 
+#include <atomic>
+#include <chrono>
 #include <functional>
+#include <memory>
 
 /// Writes and reads one status file. Writer and readers, in whatever process, exclude each other by opening it without
 /// sharing and try again while it is open elsewhere: nobody sees a half-written file. The file is never synced to the
 /// device; it tells of the moment. One thread at a time.
 class CZelProcessorRequestStatusFile {
 public:
-    /// Touches no file. The logger's name is kept with the object.
-    CZelProcessorRequestStatusFile(CString loggerName, CString statusFilePath);
+    /// Touches no file. The logger's name is kept with the object. pGoOn, when given, outlives the object; once it is
+    /// false, somebody who keeps the file open is waited for half a second more in all and then no longer: readers need
+    /// microseconds, and the last status of a request is worth as much as that.
+    CZelProcessorRequestStatusFile(CString loggerName, CString statusFilePath,
+                                   const std::atomic<bool>* pGoOn = nullptr);
     virtual ~CZelProcessorRequestStatusFile();
 
     /// Replaces the file by the status alone. Writers show a box and return false when the file can't be opened.
     virtual bool WriteStatus(eZelProcRequestStatus status);
     virtual bool WriteStatusAndPercent(eZelProcRequestStatus status, std::int32_t percent);
+
+    /// Of the last write: None, or why the file could not be opened or written.
+    [[nodiscard]] platform::eOsError LastWriteError() const { return m_writeError; }
 
     /// Each opens the file anew. On failure the value is eRequestStatus_ClientError, -1 or empty.
     bool ReadStatus(eZelProcRequestStatus& status);
@@ -50,7 +59,14 @@ protected:
 private:
     bool ReadText(CString& text);
     bool CanNotOpen() const; ///< shows it; false
+    platform::eOsError OpenToWrite();
+    [[nodiscard]] bool HasPatience();
+    platform::eOsError WriteAndClose(const std::string& bytes);
 
     CString m_strLoggerName;
     CString m_strStatusFilePath;
+    const std::atomic<bool>* m_pGoOn;
+    std::chrono::nanoseconds m_patienceEnd{0};  ///< 0 until the first wait after the end of going on
+    std::unique_ptr<platform::IFile> m_pOpened; ///< open only during a call, and after one that a fault ended
+    platform::eOsError m_writeError = platform::eOsError_None;
 };
