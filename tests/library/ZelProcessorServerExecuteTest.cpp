@@ -1,6 +1,7 @@
 #include "tests/library/ServerFixture.h"
 
 #include "framework/Services.h"
+#include "tests/support/Links.h"
 #include "tests/support/ManualClock.h"
 
 #include <stdexcept>
@@ -72,6 +73,43 @@ TEST_F(Executive, AFailedRequestIsReportedOnceAndLeavesNoFile)
     EXPECT_EQ(reports[0].sourceFile, L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorServer");
     EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
     EXPECT_EQ(FilesIn(m_outputDir), std::vector<std::wstring>{L"a.drq.status"});
+}
+
+TEST_F(Executive, ALinkInPlaceOfTheStatusFailsTheRequestAndIsNamed)
+{
+    const std::wstring status = In(m_outputDir, L"a.drq.status");
+    if (!testsupport::MakeLink(m_dir / L"nowhere", status))
+        GTEST_SKIP() << "MakeLink: this system gives no links";
+    Run();
+    Send(L"a.drq");
+    m_host.ExpectReport(312, L"Request " + Queued(L"a.drq") + L" failed\n" +
+                                 platform::OsErrorText(platform::eOsError_LinkInTheWay) + L": " + status);
+    m_host.ExpectLogLine(status + L": " + platform::OsErrorText(platform::eOsError_LinkInTheWay));
+    m_host.ExpectBox(L"Unable to create/open status file: " + status);
+    EXPECT_TRUE(WaitUntil([&] { return FilesIn(In(m_outputDir, L"Queue")).empty(); }));
+    EXPECT_FALSE(platform::PathExists(m_dir / L"nowhere")) << "nothing was made where the link leads";
+    EXPECT_FALSE(platform::PathExists(In(m_outputDir, L"a.drq"))) << "it was not run";
+    EXPECT_EQ(SendAndWait(L"b.drq"), eRequestStatus_Done) << "and the next one is served";
+    m_pServer->Stop(true);
+}
+
+TEST_F(Executive, AStatusFileThatIsHeldDoesNotHoldTheStop)
+{
+    CGate gate;
+    m_script.createRequest = [&](const std::wstring&) { return gate.Pass(); };
+    Run();
+    Send(L"a.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    const std::wstring status = In(m_outputDir, L"a.drq.status");
+    std::unique_ptr<platform::IFile> stranger;
+    ASSERT_TRUE(WaitUntil([&] {
+        return platform::Succeeded(platform::Files().Open(status, platform::eOpenMode_ReadExclusive, stranger));
+    }));
+    gate.Open();
+    m_pServer->Stop(true);
+    EXPECT_FALSE(m_host.TakeBoxes().empty());
+    EXPECT_FALSE(m_host.TakeLogLines().empty());
+    static_cast<void>(m_host.TakeReports()); // whether the task had its data by then is not asked here
 }
 
 TEST_F(Executive, ACanceledRequestIsNotReportedAsFailed)

@@ -131,7 +131,7 @@ bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcess
     }
     // The command's own status goes on to Done at once; the request's stays for whoever asks for it.
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
-                                               m_pProcessor->GetOutputStatusFilePath(name));
+                                               m_pProcessor->GetOutputStatusFilePath(name), &m_bRunning);
     for (CZelProcessorProgress* status : {progress, static_cast<CZelProcessorProgress*>(&statusFile)})
         m_pProcessor->SetStatus(status, eRequestStatus_Paused, TextOf(StringCodes::kPaused));
     return true;

@@ -19,6 +19,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr long kLineRequestFailed = 312;
+constexpr const wchar_t* kExecuteFunction = L"CZelProcessorServer::ExecuteRequest()";
 constexpr long kLineExceptionFilter = 329;
 constexpr std::uint32_t kIdleBeforeForceMs = 5000;
 constexpr std::uint32_t kCountedRetryMs = 1001;
@@ -70,8 +71,17 @@ bool CZelProcessorServer::ExecuteRequest()
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
 
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
-                                               m_pProcessor->GetOutputStatusFilePath(item.m_strFile));
+                                               m_pProcessor->GetOutputStatusFilePath(item.m_strFile), &m_bRunning);
     statusFile.SetStatusAndComment(eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted).c_str());
+    if (statusFile.LastWriteError() == platform::eOsError_LinkInTheWay) {
+        // Somebody wants this server to write elsewhere. The request has no place for an answer, so it is not run.
+        WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineRequestFailed, kExecuteFunction,
+                          L"Request " + item.m_strFile + L" failed\n" +
+                              platform::OsErrorText(statusFile.LastWriteError()) + L": " +
+                              m_pProcessor->GetOutputStatusFilePath(item.m_strFile));
+        RemoveFailedRequest(item);
+        return true;
+    }
     bool bException = false;
     Try_ExecuteRequest(item, statusFile, bLast, bException);
     if (bException) {
@@ -132,8 +142,8 @@ bool CZelProcessorServer::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessor
     }
     if (!done && !bRetry) {
         if (!m_pContext || !m_pContext->IsCanceled())
-            WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineRequestFailed,
-                              L"CZelProcessorServer::ExecuteRequest()", L"Request " + item.m_strFile + L" failed");
+            WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineRequestFailed, kExecuteFunction,
+                              L"Request " + item.m_strFile + L" failed");
         RemoveFailedRequest(item);
     }
     m_dwLastRequestTick = platform::Clock().TickCount();

@@ -138,7 +138,7 @@ void CZelProcessorServer::HandleCommandFile(const CString& path)
 {
     const MOXCrashRpt::CScopedSubject subject(path);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
-                                               m_pProcessor->GetOutputStatusFilePath(path));
+                                               m_pProcessor->GetOutputStatusFilePath(path), &m_bRunning);
     m_pProcessor->SetStatus(&statusFile, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
     if (!ProcessCommand(path, &statusFile))
         WQ_MessageBox(FormatText(L"Processing of command %s failed", {path}), eMessageStyle_Error);
