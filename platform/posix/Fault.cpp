@@ -11,8 +11,10 @@
 #include <mutex>
 #include <unistd.h>
 
-// Handlers for the processor's signals and for abort, installed for the whole process at the first contained run. They
-// jump back into the frame of the thread that faulted; a thread without one gets what it would have got without us.
+// Handlers for the processor's signals and for abort, installed for the whole process while anybody is in a contained
+// run. They jump back into the frame of the thread that faulted; a thread without one gets what it would have got
+// without us. Each run looks anew whether they are still there, because a plug-in may have set its own; the last run to
+// end puts back what was found, unless somebody has set another meanwhile.
 
 namespace platform {
 namespace {
@@ -31,20 +33,29 @@ struct SFrame {
 // Of the model that needs no allocation at a thread's first access, for that may be in a handler.
 __attribute__((tls_model("initial-exec"))) thread_local SFrame* t_frame = nullptr;
 
-std::array<struct sigaction, kSignals.size()> g_oldActions = {};
+/// What was found in place of our handler of one signal.
+struct SOthers {
+    struct sigaction passTo = {};  ///< what a signal that is none of ours is passed on to
+    struct sigaction putBack = {}; ///< what is set again after the last run
+    bool overtaken = false;        ///< somebody set his handler over ours, which may pass signals on to it
+};
 
-const struct sigaction& OldAction(int number)
+std::mutex g_installing;
+int g_runs = 0;                                     // guarded by g_installing
+std::array<SOthers, kSignals.size()> g_others = {}; // the same; the handlers read passTo, which is written before them
+
+SOthers& OthersOf(int number)
 {
     std::size_t index = 0;
     while (kSignals[index] != number)
         ++index;
-    return g_oldActions[index];
+    return g_others[index];
 }
 
 /// What happens to a signal that is none of ours.
 void PassOn(int number, siginfo_t* info, void* context)
 {
-    const struct sigaction& old = OldAction(number);
+    const struct sigaction& old = OthersOf(number).passTo;
     if ((old.sa_flags & SA_SIGINFO) != 0) {
         old.sa_sigaction(number, info, context);
     } else if (old.sa_handler == SIG_IGN && info->si_code <= 0) {
@@ -106,21 +117,67 @@ void OnSignal(int number, siginfo_t* info, void* context)
     siglongjmp(frame->jump, 1);
 }
 
-void InstallHandlers()
+bool IsOurs(const struct sigaction& action)
 {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        for (std::size_t i = 0; i < kSignals.size(); ++i) {
-            struct sigaction action = {};
-            action.sa_sigaction = &OnSignal;
-            // No masking: a second fault, in the handler, would end the process at once.
-            action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-            sigemptyset(&action.sa_mask);
-            sigaction(kSignals[i], nullptr, &g_oldActions[i]);
-            sigaction(kSignals[i], &action, nullptr);
-        }
-    });
+    return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == &OnSignal;
 }
+
+struct sigaction CurrentAction(int number)
+{
+    struct sigaction current = {};
+    sigaction(number, nullptr, &current);
+    return current;
+}
+
+void Install(int number)
+{
+    const struct sigaction current = CurrentAction(number);
+    if (IsOurs(current))
+        return;
+    SOthers& others = OthersOf(number);
+    others.overtaken = others.overtaken || g_runs > 1;
+    // What was set over ours is not passed on to, for that could go in circles.
+    if (!others.overtaken)
+        others.passTo = current;
+    others.putBack = current;
+    struct sigaction action = {};
+    action.sa_sigaction = &OnSignal;
+    // No masking: a second fault, in the handler, would end the process at once.
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+}
+
+void PutBack(int number)
+{
+    SOthers& others = OthersOf(number);
+    if (IsOurs(CurrentAction(number)))
+        sigaction(number, &others.putBack, nullptr);
+    else
+        others.overtaken = true;
+}
+
+/// Keeps the handlers set. Lives outside of the frame, so it is destroyed after a jump as well.
+class CHandlers {
+public:
+    CHandlers()
+    {
+        const std::lock_guard lock(g_installing);
+        ++g_runs;
+        for (const int number : kSignals)
+            Install(number);
+    }
+    ~CHandlers()
+    {
+        const std::lock_guard lock(g_installing);
+        if (--g_runs > 0)
+            return;
+        for (const int number : kSignals)
+            PutBack(number);
+    }
+    CHandlers(const CHandlers&) = delete;
+    CHandlers& operator=(const CHandlers&) = delete;
+};
 
 /// Makes the frame the thread's active one. Not destroyed by a jump into the frame.
 class CActiveFrame {
@@ -153,7 +210,7 @@ __attribute__((noinline)) bool RunOrJump(const std::function<void()>& body, SFra
 bool RunContained(const std::function<void()>& body, SFaultRecord& record)
 {
     record = {};
-    InstallHandlers();
+    const CHandlers handlers;
     const posix::CAlternateStack alternateStack;
     SFrame frame;
     frame.stackLimit = posix::StackLimit();

@@ -40,6 +40,48 @@ int FaultWithOlderHandler(const std::vector<std::wstring>&)
 }
 const testsupport::CChildPart handlerPart(L"fault-older-handler", &FaultWithOlderHandler);
 
+/// Sets a handler of its own in a contained run, as a plug-in with its own crash handling does, and faults in the next.
+int FaultWithYoungerHandler(const std::vector<std::wstring>&)
+{
+    SFaultRecord record;
+    static_cast<void>(RunContained([] { std::signal(SIGSEGV, &EndFromHandler); }, record));
+    if (RunContained(&WriteToBadAddress, record))
+        return 1;
+    testsupport::TellParent(L"contained");
+    WriteToBadAddress();
+    return 2;
+}
+const testsupport::CChildPart youngerPart(L"fault-younger-handler", &FaultWithYoungerHandler);
+
+struct sigaction g_chained = {};
+
+void PassToChained(int number, siginfo_t* info, void* context)
+{
+    g_chained.sa_sigaction(number, info, context);
+}
+
+/// Sets a handler that passes on to the one it found, and waits in the next run for a signal that somebody sends.
+int WaitWithChainedHandler(const std::vector<std::wstring>&)
+{
+    SFaultRecord record;
+    static_cast<void>(RunContained(
+        [] {
+            struct sigaction action = {};
+            action.sa_sigaction = &PassToChained;
+            action.sa_flags = SA_SIGINFO;
+            sigaction(SIGABRT, &action, &g_chained);
+        },
+        record));
+    static_cast<void>(RunContained(
+        [] {
+            testsupport::TellParent(L"inside");
+            testsupport::WaitForParent();
+        },
+        record));
+    return 3;
+}
+const testsupport::CChildPart chainedPart(L"fault-chained-handler", &WaitWithChainedHandler);
+
 /// Sits in a contained run and waits for a signal that somebody sends.
 int WaitInsideForSignal(const std::vector<std::wstring>&)
 {
@@ -59,6 +101,40 @@ TEST(PosixFaultTest, FaultsOutsideGoToTheHandlerThatWasThereBefore)
     auto child = testsupport::StartChild(L"fault-older-handler", {});
     EXPECT_TRUE(testsupport::WaitForChild(child, L"contained"));
     EXPECT_EQ(testsupport::FinishChild(child), kHandlersExit);
+}
+
+TEST(PosixFaultTest, AHandlerThatARunSetsIsOutOfTheWayInTheNextAndThereAgainAfterIt)
+{
+    auto child = testsupport::StartChild(L"fault-younger-handler", {});
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"contained"));
+    EXPECT_EQ(testsupport::FinishChild(child), kHandlersExit);
+}
+
+TEST(PosixFaultTest, AHandlerThatPassesOnToOursIsNotPassedOnTo)
+{
+    auto child = testsupport::StartChild(L"fault-chained-handler", {});
+    ASSERT_TRUE(testsupport::WaitForChild(child, L"inside"));
+    ASSERT_EQ(kill(static_cast<pid_t>(child.Id()), SIGABRT), 0);
+    int exitCode = 0;
+    ASSERT_TRUE(child.Wait(60s, exitCode));
+    EXPECT_EQ(exitCode, 128 + SIGABRT) << "two handlers that call each other would use the stack up";
+}
+
+TEST(PosixFaultTest, OutsideOfRunsTheHandlersAreTheHosts)
+{
+    const auto handlerOf = [](int number) {
+        struct sigaction action = {};
+        EXPECT_EQ(sigaction(number, nullptr, &action), 0);
+        return action;
+    };
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
+        const struct sigaction before = handlerOf(number);
+        SFaultRecord record;
+        ASSERT_TRUE(RunContained(
+            [&] { EXPECT_NE(handlerOf(number).sa_sigaction, before.sa_sigaction) << "ours within"; }, record));
+        ASSERT_FALSE(RunContained(&WriteToBadAddress, record));
+        EXPECT_EQ(handlerOf(number).sa_sigaction, before.sa_sigaction) << number;
+    }
 }
 
 TEST(PosixFaultTest, ASignalThatSomebodySendsIsNoFaultOfTheRun)
