@@ -34,11 +34,19 @@ struct SManifestFault {
     throw SManifestFault{std::move(reason)};
 }
 
-/// The DOM needs an initialised thread, whoever the caller is.
+/// The DOM needs an initialised thread, whoever the caller is; one that already is so in the other way serves as well.
 class CThreadInitialization {
 public:
-    CThreadInitialization() : m_hResult(CoInitializeZEL(nullptr)) { ThrowIfFailed(m_hResult); }
-    ~CThreadInitialization() { CoUninitializeZEL(); }
+    CThreadInitialization() : m_hResult(CoInitializeZEL(nullptr))
+    {
+        if (m_hResult != RPC_E_CHANGED_MODE)
+            ThrowIfFailed(m_hResult);
+    }
+    ~CThreadInitialization()
+    {
+        if (SUCCEEDED(m_hResult))
+            CoUninitializeZEL();
+    }
     CThreadInitialization(const CThreadInitialization&) = delete;
     CThreadInitialization& operator=(const CThreadInitialization&) = delete;
 

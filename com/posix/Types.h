@@ -131,6 +131,7 @@ inline constexpr HRESULT CLASS_E_NOAGGREGATION = com_detail::MakeHresult(0x80040
 inline constexpr HRESULT CLASS_E_CLASSNOTAVAILABLE = com_detail::MakeHresult(0x80040111U);
 inline constexpr HRESULT REGDB_E_CLASSNOTREG = com_detail::MakeHresult(0x80040154U);
 inline constexpr HRESULT CO_E_NOTINITIALIZED = com_detail::MakeHresult(0x800401F0U);
+inline constexpr HRESULT RPC_E_CHANGED_MODE = com_detail::MakeHresult(0x80010106U); // no thread here has a mode
 inline constexpr HRESULT CO_E_CLASSSTRING = com_detail::MakeHresult(0x800401F3U);
 inline constexpr HRESULT CO_E_DLLNOTFOUND = com_detail::MakeHresult(0x800401F8U);
 inline constexpr HRESULT CO_E_ERRORINDLL = com_detail::MakeHresult(0x800401F9U);
