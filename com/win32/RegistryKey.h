@@ -5,6 +5,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace com_win32 {
 
@@ -54,6 +55,20 @@ public:
     {
         return ::RegSetValueExW(m_key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                                 static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+    }
+
+    /// The names of the keys below.
+    [[nodiscard]] std::vector<std::wstring> SubKeys() const
+    {
+        std::vector<std::wstring> names;
+        for (DWORD index = 0;; ++index) {
+            std::wstring name(256, L'\0'); // the system's own limit
+            auto length = static_cast<DWORD>(name.size());
+            if (::RegEnumKeyExW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) !=
+                ERROR_SUCCESS)
+                return names;
+            names.push_back(name.substr(0, length));
+        }
     }
 
 private:

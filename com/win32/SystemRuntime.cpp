@@ -2,6 +2,7 @@
 
 #include "com/ComPtr.h"
 #include "com/win32/RegistryKey.h"
+#include "com/win32/ServerModule.h"
 
 ZEL_DECLARE_IID(ICatInformation, 0x0002E013, 0x0000, 0x0000, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46);
 
@@ -44,9 +45,7 @@ bool DescribeClass(REFCLSID classId, SComponentInfo& info)
         return false;
     info.name = classKey.Text(L"");
     info.source = L"HKEY_CLASSES_ROOT\\" + key;
-    com_win32::CRegistryKey server;
-    if (server.Open(HKEY_CLASSES_ROOT, key + L"\\InprocServer32"))
-        info.modulePath = server.Text(L"");
+    info.modulePath = com_win32::ServerOf(classId);
     return true;
 }
 
