@@ -7,6 +7,7 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
 
 #include <algorithm>
 
@@ -65,6 +66,11 @@ public:
         std::wstring error;
         if (!WriteComponentManifest(m_path, m_manifest, error))
             FailRegistration(E_ACCESSDENIED, error);
+    }
+    [[noreturn]] void FailWithoutClass() const
+    {
+        FailRegistration(REGDB_E_CLASSNOTREG,
+                         m_path + L": " + platform::FromUtf8(CComError(REGDB_E_CLASSNOTREG).what()));
     }
     void Remove() { RequireSuccess(platform::Files().Remove(m_path), m_path); }
 
@@ -137,7 +143,7 @@ public:
             CRegisteredManifest manifest(modulePath);
             SComponentClass* const known = manifest.Find(classId);
             if (known == nullptr)
-                return REGDB_E_CLASSNOTREG;
+                manifest.FailWithoutClass();
             for (const CATID& category : categories) {
                 if (std::ranges::find(known->categories, category) == known->categories.end())
                     known->categories.push_back(category);
@@ -166,7 +172,7 @@ public:
         return ComGuard([&] {
             CRegisteredManifest manifest(modulePath);
             if (manifest.Content().classes.empty())
-                return REGDB_E_CLASSNOTREG;
+                manifest.FailWithoutClass();
             manifest.Content().typeLibrary = id;
             manifest.Save();
             return S_OK;

@@ -36,18 +36,20 @@ private:
     eRegistrationScope m_previous;
 };
 
-/// A place that knows classes. What is removed and not there is a success; what another module owns is left alone.
-/// Modules are named by full paths. A failure leaves its reason in RegistrationError.
+/// A place that knows classes. What is removed and not there is a success. What belongs to another module that exists
+/// is left as it is: removing it does nothing, and writing in its place is E_ACCESSDENIED. Modules are named by full
+/// paths. Every failure leaves its reason in RegistrationError.
 class IComponentRegistry {
 public:
+    /// A class that the module has written before is replaced as a whole.
     virtual HRESULT WriteComponent(const std::wstring& modulePath, const SComponentClass& component) = 0;
     virtual HRESULT RemoveComponent(const std::wstring& modulePath, REFCLSID classId) = 0;
-    /// For a class that is written already.
+    /// Adds to a class that the module has written already, else REGDB_E_CLASSNOTREG.
     virtual HRESULT WriteCategories(const std::wstring& modulePath, REFCLSID classId,
                                     const std::vector<CATID>& categories) = 0;
     virtual HRESULT RemoveCategories(const std::wstring& modulePath, REFCLSID classId,
                                      const std::vector<CATID>& categories) = 0;
-    /// For a module with at least one class that is written already.
+    /// For a module that has written at least one class already, else REGDB_E_CLASSNOTREG.
     virtual HRESULT WriteTypeLibrary(const std::wstring& modulePath, REFGUID id) = 0;
     virtual HRESULT RemoveTypeLibrary(const std::wstring& modulePath, REFGUID id) = 0;
 

@@ -1,6 +1,9 @@
+#include "com/Bstr.h"
 #include "com/ComObject.h"
 #include "com/Registration.h"
 #include "com/win32/RegistryKey.h"
+#include "com/win32/ServerModule.h"
+#include "platform/FileSystem.h"
 #include "platform/OsError.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -50,13 +53,52 @@ void WriteKey(const std::wstring& path, const std::wstring& text, const wchar_t*
         RequireKey(key.SetText(name, value), path);
 }
 
-/// False for a class that another module serves now: it is that module's to remove.
+void RemoveKey(const std::wstring& key)
+{
+    const LSTATUS removed = ::RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
+    if (removed != ERROR_FILE_NOT_FOUND)
+        RequireKey(removed, key);
+}
+
+/// False for a class that another module serves now: it is that module's to change.
 bool IsServedBy(REFCLSID classId, const std::wstring& modulePath)
 {
-    CRegistryKey key;
-    return key.Open(HKEY_CLASSES_ROOT, ClassKey(classId) + L"\\InprocServer32") &&
-           platform::EqualsNoCase(key.Text(L""), modulePath);
+    const std::wstring server = com_win32::ServerOf(classId);
+    return !server.empty() && com_win32::IsSameModule(server, modulePath);
 }
+
+/// Fails for what belongs to another module, unless that is gone.
+void RequireOwner(const std::wstring& owner, const std::wstring& modulePath, const std::wstring& key)
+{
+    if (owner.empty() || com_win32::IsSameModule(owner, modulePath) || !platform::PathExists(owner))
+        return;
+    SetRegistrationError(L"HKEY_CLASSES_ROOT\\" + key + L": it belongs to " + owner +
+                         L"; unregister that module first");
+    throw CComError(E_ACCESSDENIED);
+}
+
+/// The type library in a module.
+struct SModuleTypeLibrary {
+    SModuleTypeLibrary(const std::wstring& modulePath, const std::wstring& key)
+    {
+        RequireResult(::LoadTypeLibEx(modulePath.c_str(), REGKIND_NONE, library.Put()), key);
+        TLIBATTR* found = nullptr;
+        RequireResult(library->GetLibAttr(&found), key);
+        attributes = *found;
+        library->ReleaseTLibAttr(found);
+    }
+    /// The module that is registered for it; empty when none is.
+    [[nodiscard]] std::wstring Owner() const
+    {
+        CBstr path;
+        const HRESULT found = ::QueryPathOfRegTypeLib(attributes.guid, attributes.wMajorVerNum, attributes.wMinorVerNum,
+                                                      attributes.lcid, path.Put());
+        return FAILED(found) || path.Get() == nullptr ? std::wstring() : std::wstring(path.Get());
+    }
+
+    CComPtr<ITypeLib> library;
+    TLIBATTR attributes = {};
+};
 
 /// The category manager needs a thread with COM, whoever the caller is.
 class CCategoryManager {
@@ -118,26 +160,31 @@ public:
     {
         return ComGuard([&] {
             const std::wstring key = ClassKey(component.id);
+            const std::wstring path = platform::AbsolutePath(modulePath);
+            const std::wstring owner = com_win32::ServerOf(component.id);
+            RequireOwner(owner, path, key);
+            if (!owner.empty())
+                RemoveKey(key); // what the class was is not what it is
             const bool hasAppId = !component.appId.empty();
             WriteKey(key, component.name, hasAppId ? L"AppID" : nullptr, component.appId);
-            WriteKey(key + L"\\InprocServer32", platform::AbsolutePath(modulePath), L"ThreadingModel",
-                     component.threadingModel);
-            return component.categories.empty() ? S_OK
-                                                : WriteCategories(modulePath, component.id, component.categories);
+            WriteKey(key + L"\\InprocServer32", path, L"ThreadingModel", component.threadingModel);
+            return component.categories.empty() ? S_OK : WriteCategories(path, component.id, component.categories);
         });
     }
     HRESULT RemoveComponent(const std::wstring& modulePath, REFCLSID classId) override
     {
         return ComGuard([&] {
-            const std::wstring key = ClassKey(classId);
             if (IsServedBy(classId, platform::AbsolutePath(modulePath)))
-                RequireKey(::RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str()), key);
+                RemoveKey(ClassKey(classId));
             return S_OK;
         });
     }
-    HRESULT WriteCategories(const std::wstring&, REFCLSID classId, const std::vector<CATID>& categories) override
+    HRESULT WriteCategories(const std::wstring& modulePath, REFCLSID classId,
+                            const std::vector<CATID>& categories) override
     {
         return ComGuard([&] {
+            if (!IsServedBy(classId, platform::AbsolutePath(modulePath)))
+                FailKey(REGDB_E_CLASSNOTREG, ClassKey(classId));
             if (IsForUser()) {
                 for (const CATID& category : categories)
                     WriteUserCategory(classId, category);
@@ -155,10 +202,8 @@ public:
         return ComGuard([&] {
             if (categories.empty() || !IsServedBy(classId, platform::AbsolutePath(modulePath)))
                 return S_OK;
-            for (const CATID& category : categories) {
-                const std::wstring key = CategoryKey(classId, category);
-                RequireKey(::RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str()), key);
-            }
+            for (const CATID& category : categories)
+                RemoveKey(CategoryKey(classId, category));
             return S_OK;
         });
     }
@@ -167,10 +212,12 @@ public:
         return ComGuard([&] {
             const std::wstring path = platform::AbsolutePath(modulePath);
             const std::wstring key = L"TypeLib\\" + GuidToText(id);
-            CComPtr<ITypeLib> library;
-            RequireResult(::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put()), key);
+            if (!com_win32::ServesAnyClass(path))
+                FailKey(REGDB_E_CLASSNOTREG, key);
+            const SModuleTypeLibrary own(path, key);
+            RequireOwner(own.Owner(), path, key);
             std::wstring writable = path;
-            RequireResult(::RegisterTypeLib(library.Get(), writable.data(), nullptr), key);
+            RequireResult(::RegisterTypeLib(own.library.Get(), writable.data(), nullptr), key);
             return S_OK;
         });
     }
@@ -181,13 +228,11 @@ public:
             const std::wstring key = L"TypeLib\\" + GuidToText(id);
             if (CRegistryKey known; !known.Open(HKEY_CLASSES_ROOT, key))
                 return S_OK;
-            CComPtr<ITypeLib> library;
-            RequireResult(::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.Put()), key);
-            TLIBATTR* attributes = nullptr;
-            RequireResult(library->GetLibAttr(&attributes), key);
-            const TLIBATTR own = *attributes;
-            library->ReleaseTLibAttr(attributes);
-            RequireResult(::UnRegisterTypeLib(own.guid, own.wMajorVerNum, own.wMinorVerNum, own.lcid, own.syskind),
+            const SModuleTypeLibrary own(path, key);
+            if (own.attributes.guid != id || !com_win32::IsSameModule(own.Owner(), path))
+                return S_OK;
+            RequireResult(::UnRegisterTypeLib(id, own.attributes.wMajorVerNum, own.attributes.wMinorVerNum,
+                                              own.attributes.lcid, own.attributes.syskind),
                           key);
             return S_OK;
         });
