@@ -54,28 +54,64 @@ void CColumnStatistics::Add(const SValue& value)
 
 void CColumnStatistics::AddNumber(double number)
 {
-    // Welford: one pass, and no loss where the values are large and their differences small.
     ++m_nNumbers;
-    const double distance = number - m_mean;
-    m_mean += distance / static_cast<double>(m_nNumbers);
-    m_squares += distance * (number - m_mean);
     m_lowest = m_nNumbers == 1 ? number : std::min(m_lowest, number);
     m_highest = m_nNumbers == 1 ? number : std::max(m_highest, number);
 }
 
 void CColumnStatistics::AddInOrder(const SValue& value, std::uint64_t occurrences)
 {
-    if (m_nDistinct++ == 0)
+    if (m_nDistinct++ == 0) {
         m_min.Keep(value, occurrences);
+        FindScale();
+    }
     if (m_nRank + occurrences >= m_nCount)
         m_max.Keep(value, occurrences);
     if (IsNumeric()) {
+        AddToMean(value.Number(), occurrences);
         AddToQuantiles(value.Number(), occurrences);
         AddToBins(value.Number(), occurrences);
     } else {
         AddToTop(value, occurrences);
     }
     m_nRank += occurrences;
+}
+
+void CColumnStatistics::FindScale()
+{
+    if (IsFinite())
+        static_cast<void>(std::frexp(std::max(std::abs(m_lowest), std::abs(m_highest)), &m_nExponent));
+}
+
+double CColumnStatistics::Scaled(double number) const
+{
+    return std::ldexp(number, -m_nExponent);
+}
+
+double CColumnStatistics::Unscaled(double number) const
+{
+    return std::ldexp(number, m_nExponent);
+}
+
+void CColumnStatistics::AddToMean(double number, std::uint64_t occurrences)
+{
+    // Welford: one pass, and no loss where the values are large and their differences small. In the order of the
+    // values: in that of the rows, that would show in the last digits.
+    const auto weight = static_cast<double>(occurrences);
+    const double distance = Scaled(number) - m_mean;
+    m_mean += distance * weight / static_cast<double>(m_nRank + occurrences);
+    m_squares += distance * (Scaled(number) - m_mean) * weight;
+}
+
+bool CColumnStatistics::IsFinite() const
+{
+    return std::isfinite(m_lowest) && std::isfinite(m_highest);
+}
+
+double CColumnStatistics::Mean() const
+{
+    // An infinity outweighs all numbers; two of different signs have no mean.
+    return IsFinite() ? Unscaled(m_mean) : m_lowest + m_highest;
 }
 
 double CColumnStatistics::PositionOf(const SQuantile& quantile) const
@@ -97,27 +133,22 @@ void CColumnStatistics::AddToQuantiles(double number, std::uint64_t occurrences)
     }
 }
 
-bool CColumnStatistics::HasBins() const
-{
-    return IsNumeric() && std::isfinite(m_highest - m_lowest);
-}
-
 double CColumnStatistics::BinEdge(std::size_t bin) const
 {
     if (bin == kBins)
         return m_highest; // exactly, whatever the rounding of the others
-    return m_lowest + (m_highest - m_lowest) * static_cast<double>(bin) / static_cast<double>(kBins);
+    const double lowest = Scaled(m_lowest);
+    return Unscaled(lowest + (Scaled(m_highest) - lowest) * static_cast<double>(bin) / static_cast<double>(kBins));
 }
 
 void CColumnStatistics::AddToBins(double number, std::uint64_t occurrences)
 {
-    if (!HasBins())
+    if (!IsFinite())
         return;
     // By the edges as they are written, not by a division that may round to the other side of one.
-    std::size_t bin = 0;
-    while (bin + 1 < kBins && m_highest > m_lowest && number >= BinEdge(bin + 1))
-        ++bin;
-    m_bins[bin] += occurrences;
+    while (m_nBin + 1 < kBins && m_highest > m_lowest && number >= BinEdge(m_nBin + 1))
+        ++m_nBin;
+    m_bins[m_nBin] += occurrences;
 }
 
 void CColumnStatistics::AddToTop(const SValue& value, std::uint64_t occurrences)
@@ -164,16 +195,20 @@ void CColumnStatistics::Write(CZelXmlWriter& xml) const
 
 void CColumnStatistics::WriteNumbers(CZelXmlWriter& xml) const
 {
-    WriteNumber(xml, "Mean", m_mean);
-    if (m_nCount > 1)
-        WriteNumber(xml, "SampleStandardDeviation", std::sqrt(m_squares / static_cast<double>(m_nCount - 1)));
+    WriteNumber(xml, "Mean", Mean());
+    if (m_nCount > 1 && IsFinite())
+        WriteNumber(xml, "SampleStandardDeviation", Unscaled(std::sqrt(m_squares / static_cast<double>(m_nCount - 1))));
     constexpr std::array<std::string_view, 3> kNames = {"LowerQuartile", "Median", "UpperQuartile"};
     for (std::size_t index = 0; index < m_quantiles.size(); ++index) {
         const SQuantile& quantile = m_quantiles[index];
         const double position = PositionOf(quantile);
-        WriteNumber(xml, kNames[index], std::lerp(quantile.below, quantile.above, position - std::floor(position)));
+        // Between two equal ones there is nothing to reckon; with infinities it would go wrong.
+        const double value = quantile.below == quantile.above
+                                 ? quantile.below
+                                 : std::lerp(quantile.below, quantile.above, position - std::floor(position));
+        WriteNumber(xml, kNames[index], value);
     }
-    if (HasBins())
+    if (IsFinite())
         WriteHistogram(xml);
 }
 

@@ -50,10 +50,18 @@ private:
     [[nodiscard]] bool IsNumeric() const { return m_nCount != 0 && m_nNumbers == m_nCount; }
     [[nodiscard]] const char* Kind() const;
     [[nodiscard]] double PositionOf(const SQuantile& quantile) const;
-    [[nodiscard]] bool HasBins() const;
+    [[nodiscard]] bool IsFinite() const;
+    [[nodiscard]] double Mean() const;
     [[nodiscard]] double BinEdge(std::size_t bin) const;
 
+    /// Sums and differences are reckoned with numbers that a power of two has brought between -1 and 1, which changes
+    /// no digit of them: so nothing overflows on the way.
+    void FindScale();
+    [[nodiscard]] double Scaled(double number) const;
+    [[nodiscard]] double Unscaled(double number) const;
+
     void AddNumber(double number);
+    void AddToMean(double number, std::uint64_t occurrences);
     void AddToQuantiles(double number, std::uint64_t occurrences);
     void AddToBins(double number, std::uint64_t occurrences);
     void AddToTop(const SValue& value, std::uint64_t occurrences);
@@ -67,11 +75,12 @@ private:
     std::uint64_t m_nNulls = 0;
     std::uint64_t m_nNumbers = 0;
     std::array<bool, 5> m_seen = {}; ///< by eValueType
-    double m_mean = 0;
-    double m_squares = 0; ///< sum of the squared distances from the mean
     double m_lowest = 0;
     double m_highest = 0;
 
+    int m_nExponent = 0;
+    double m_mean = 0;    ///< scaled
+    double m_squares = 0; ///< sum of the squared distances from the mean, scaled
     std::uint64_t m_nDistinct = 0;
     std::uint64_t m_nRank = 0; ///< of the next value in order
     SKeptValue m_min;
@@ -79,5 +88,6 @@ private:
     std::array<SQuantile, 3> m_quantiles = {SQuantile{.share = 0.25}, SQuantile{.share = 0.5},
                                             SQuantile{.share = 0.75}};
     std::array<std::uint64_t, kBins> m_bins = {};
+    std::size_t m_nBin = 0;        ///< of the last value in order
     std::vector<SKeptValue> m_top; ///< most frequent first
 };

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <string>
+#include <vector>
+
 using namespace plugintest;
 
 namespace {
@@ -92,13 +96,66 @@ TEST_F(StatisticsTask, LargeNumbersWithSmallDifferencesKeepThem)
     EXPECT_NEAR(std::stod(ElementOf(response, "SampleStandardDeviation")), 5.477225575051661, 1e-9);
 }
 
-TEST_F(StatisticsTask, InfinityLeavesOutTheHistogram)
+TEST_F(StatisticsTask, InfinityLeavesOutWhatNeedsDistances)
 {
     m_data.Make(L"box", "CREATE TABLE t(n); INSERT INTO t VALUES(1), (9e999)");
+    EXPECT_EQ(ElementOf(Statistics("t").response, "Column"), "\n    <Count>2</Count>\n"
+                                                             "    <Nulls>0</Nulls>\n"
+                                                             "    <Distinct>2</Distinct>\n"
+                                                             "    <Min Type=\"integer\">1</Min>\n"
+                                                             "    <Max Type=\"real\">INF</Max>\n"
+                                                             "    <Mean>INF</Mean>\n"
+                                                             "    <LowerQuartile>INF</LowerQuartile>\n"
+                                                             "    <Median>INF</Median>\n"
+                                                             "    <UpperQuartile>INF</UpperQuartile>\n  ");
+}
+
+TEST_F(StatisticsTask, TheOrderOfTheRowsDoesNotMatter)
+{
+    // The mean of the values in each order that three rows can have.
+    const auto expectMean = [&](const std::vector<std::string>& values, const std::string& mean) {
+        for (const auto& [first, second, third] :
+             {std::array{0U, 1U, 2U}, {0U, 2U, 1U}, {1U, 0U, 2U}, {1U, 2U, 0U}, {2U, 0U, 1U}, {2U, 1U, 0U}}) {
+            m_data.Make(L"box", "DROP TABLE IF EXISTS t; CREATE TABLE t(n); INSERT INTO t VALUES(" + values[first] +
+                                    "), (" + values[second] + "), (" + values[third] + ")");
+            EXPECT_EQ(ElementOf(Statistics("t").response, "Mean"), mean) << first << second << third;
+        }
+    };
+    expectMean({"1", "2", "9e999"}, "INF");
+    expectMean({"1", "2", "-9e999"}, "-INF");
+    expectMean({"1", "9e999", "9e999"}, "INF");
+    expectMean({"1", "9e999", "-9e999"}, "NaN");
+    expectMean({"0.1", "0.7", "0.3"}, "0.3666666666666667");
+    expectMean({"0.1", "12.7", "-5.3"}, "2.4999999999999996");
+}
+
+TEST_F(StatisticsTask, InfinitiesAloneAreTheirOwnQuartiles)
+{
+    m_data.Make(L"box", "CREATE TABLE t(n); INSERT INTO t VALUES(9e999), (9e999), (9e999), (9e999)");
     const std::string response = Statistics("t").response;
-    EXPECT_EQ(ElementOf(response, "Max"), "INF");
     EXPECT_EQ(ElementOf(response, "Mean"), "INF");
-    EXPECT_EQ(response.find("Histogram"), std::string::npos);
+    EXPECT_EQ(ElementOf(response, "LowerQuartile"), "INF");
+    EXPECT_EQ(ElementOf(response, "Median"), "INF");
+}
+
+TEST_F(StatisticsTask, LargeNumbersOfBothSignsDoNotOverflow)
+{
+    m_data.Make(L"box", "CREATE TABLE t(n); INSERT INTO t VALUES(1e308), (-1e308)");
+    const std::string response = Statistics("t").response;
+    EXPECT_EQ(ElementOf(response, "Mean"), "0.0");
+    EXPECT_DOUBLE_EQ(std::stod(ElementOf(response, "SampleStandardDeviation")), 1.4142135623730951e308);
+    EXPECT_EQ(ElementOf(response, "Median"), "0.0");
+    EXPECT_EQ(ElementOf(response, "From"), "-1e+308");
+    EXPECT_DOUBLE_EQ(std::stod(ElementOf(response, "To")), -0.8e308);
+    EXPECT_NE(response.find("<To>1e+308</To>"), std::string::npos);
+}
+
+TEST_F(StatisticsTask, SmallNumbersDoNotVanish)
+{
+    m_data.Make(L"box", "CREATE TABLE t(n); INSERT INTO t VALUES(1e-300), (3e-300)");
+    const std::string response = Statistics("t").response;
+    EXPECT_DOUBLE_EQ(std::stod(ElementOf(response, "Mean")), 2e-300);
+    EXPECT_DOUBLE_EQ(std::stod(ElementOf(response, "SampleStandardDeviation")), 1.4142135623730951e-300);
 }
 
 TEST_F(StatisticsTask, TextsGetTheirMostFrequentValues)
