@@ -172,6 +172,8 @@ void CDatabase::Restrict()
     sqlite3_set_authorizer(database, &CDatabase::Authorize, this);
     if (m_pContext != nullptr)
         sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::AskCancel, this);
+    else if (m_bLimited)
+        sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::CountLook, this);
 }
 
 bool CDatabase::RunOwn(std::string_view sql, const RowVisitor& visitor)
@@ -272,6 +274,11 @@ int CDatabase::Authorize(void* self, int action, const char* first, const char* 
 int CDatabase::AskCancel(void* self)
 {
     return static_cast<CDatabase*>(self)->m_pContext->IsCanceled() ? 1 : 0;
+}
+
+int CDatabase::CountLook(void* self)
+{
+    return ++static_cast<CDatabase*>(self)->m_nLooks > kMaxLooks ? 1 : 0;
 }
 
 int CDatabase::WaitForLock(void* self, int attempt)

@@ -56,6 +56,11 @@ public:
     CDatabase(const CDatabase&) = delete;
     CDatabase& operator=(const CDatabase&) = delete;
 
+    /// For a look beforehand, without a context: statements end after some 20 milliseconds of work. Before Open.
+    void LimitWork() { m_bLimited = true; }
+    /// True when the limit ended a statement.
+    [[nodiscard]] bool IsCutShort() const { return m_nLooks > kMaxLooks; }
+
     /// Opens an existing file. Nothing of it is read yet, so one that is no database is found at the first statement.
     [[nodiscard]] bool Open(const std::wstring& path);
     /// All that is read from now on is one state of the data, whatever others write meanwhile.
@@ -78,12 +83,16 @@ public:
     [[nodiscard]] bool IsBusy() const { return m_bBusy; }
 
 private:
+    /// Looks at a statement with limited work before it is ended.
+    static constexpr int kMaxLooks = 1000;
+
     struct SClose {
         void operator()(sqlite3* database) const;
     };
     static int Authorize(void* self, int action, const char* first, const char* second, const char* schema,
                          const char* trigger);
     static int AskCancel(void* self);
+    static int CountLook(void* self);
     static int WaitForLock(void* self, int attempt);
 
     bool Compile(std::string_view sql, CStatement& statement, std::string_view& rest);
@@ -97,5 +106,7 @@ private:
     bool m_bOwnStatement = false;     ///< the statement being run is not the request's
     bool m_bSelecting = false;        ///< the statement has been found to be a SELECT
     bool m_bBusy = false;
+    bool m_bLimited = false;
+    int m_nLooks = 0;
     CString m_strError;
 };

@@ -3,10 +3,57 @@
 #include "platform/Text.h"
 #include "plugins/datastore/XmlElements.h"
 
+#include <map>
+
 namespace {
 
 /// The column whose value is the name of a row.
 constexpr const char* kNameColumn = "name";
+
+/// How the first of several rows is told.
+struct SRowOrder {
+    bool hasRowIds = false;
+    std::string clause; ///< ORDER BY of a statement, with a blank before it
+};
+
+/// The rows of a table have an order of their own: by row id, or by the primary key of a table without them. Without
+/// saying so, any index could decide. The rows of a view come as its statement gives them.
+bool FindRowOrder(CDatabase& database, const CTable& table, SRowOrder& order)
+{
+    const std::string name = "(" + CTable::Quoted(table.Name()) + ")";
+    bool isView = false;
+    const auto readKind = [&](const CStatement& row) {
+        isView = row.Column(2).bytes == "view";
+        order.hasRowIds = !isView && row.Column(4).integer == 0;
+    };
+    if (!database.RunOwn("PRAGMA main.table_list" + name, readKind))
+        return false;
+    if (order.hasRowIds)
+        order.clause = " ORDER BY rowid";
+    std::map<std::int64_t, std::string> key;
+    const auto readKey = [&](const CStatement& row) {
+        if (row.Column(5).integer != 0)
+            key.emplace(row.Column(5).integer, row.Column(1).bytes);
+    };
+    if (order.hasRowIds || isView)
+        return true;
+    if (!database.RunOwn("PRAGMA main.table_info" + name, readKey))
+        return false;
+    for (const auto& [place, column] : key)
+        order.clause += (order.clause.empty() ? " ORDER BY " : ", ") + CTable::Quoted(column);
+    return true;
+}
+
+/// The property in the first of the rows that the clause takes, and the id of that row where it has one.
+bool PrepareFirst(CDatabase& database, const CTable& table, const std::string& where, CStatement& statement)
+{
+    SRowOrder order;
+    if (!FindRowOrder(database, table, order))
+        return false;
+    return database.Prepare("SELECT " + CTable::Quoted(table.Columns().front()) + (order.hasRowIds ? ", rowid" : "") +
+                                " FROM " + CTable::Quoted(table.Name()) + where + order.clause + " LIMIT 1",
+                            statement);
+}
 
 } // namespace
 
@@ -38,8 +85,10 @@ bool CPropertiesTask::Read(IXMLDOMNode* task, CString& error)
 bool CPropertiesTask::Check(CString& error) const
 {
     CDatabase database;
+    database.LimitWork();
     SAnswer answer;
-    return Find(database, answer, error) || database.IsBusy(); // the task waits, where it can be cancelled
+    // What waits or searches long is left to the task, which can be cancelled.
+    return Find(database, answer, error) || database.IsBusy() || database.IsCutShort();
 }
 
 CDataStoreTask::eOutcome CPropertiesTask::Run(CZelProcessorContext& context, CZelProcessorProgress&, CString& error)
@@ -70,19 +119,15 @@ bool CPropertiesTask::Find(CDatabase& database, SAnswer& answer, CString& error)
 
 bool CPropertiesTask::Prepare(CDatabase& database, const CTable& table, CStatement& statement) const
 {
-    const std::string property = "SELECT " + CTable::Quoted(table.Columns().front());
-    const std::string from = " FROM " + CTable::Quoted(table.Name());
-    if (m_identification == eElementIdentification_First) {
-        // Views and tables that were made WITHOUT ROWID have a first row, but no id of it.
-        return database.Prepare(property + ", rowid" + from + " ORDER BY rowid LIMIT 1", statement) ||
-               database.Prepare(property + from + " LIMIT 1", statement);
-    }
+    if (m_identification == eElementIdentification_First)
+        return PrepareFirst(database, table, "", statement);
     if (m_identification == eElementIdentification_Id)
-        return database.Prepare(property + from + " WHERE rowid = ?", statement) &&
+        return database.Prepare("SELECT " + CTable::Quoted(table.Columns().front()) + " FROM " +
+                                    CTable::Quoted(table.Name()) + " WHERE rowid = ?",
+                                statement) &&
                statement.Bind(1, {.type = eValue_Integer, .integer = m_nId, .bytes = {}});
     const std::string name = platform::ToUtf8(m_strItem);
-    return database.Prepare(property + from + " WHERE " + CTable::Quoted(table.Columns().back()) + " = ? LIMIT 1",
-                            statement) &&
+    return PrepareFirst(database, table, " WHERE " + CTable::Quoted(table.Columns().back()) + " = ?", statement) &&
            statement.Bind(1, {.type = eValue_Text, .bytes = name});
 }
 

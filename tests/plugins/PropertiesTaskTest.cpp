@@ -129,6 +129,20 @@ TEST_F(PropertiesTask, OfEquallyNamedRowsItIsTheFirst)
     EXPECT_EQ(Value("box", "<ElementName>wren</ElementName>", "id"), "<Value Type=\"integer\">3</Value>");
 }
 
+TEST_F(PropertiesTask, AnIndexDoesNotDecideWhichIsTheFirst)
+{
+    m_data.Make(L"box",
+                "CREATE INDEX by_size ON birds(name, size); CREATE INDEX size_alone ON birds(size);"
+                "CREATE TABLE codes(code INTEGER, part INTEGER, name TEXT, x, PRIMARY KEY(part, code)) WITHOUT ROWID;"
+                "INSERT INTO codes VALUES(1, 2, 'q', 5), (2, 1, 'q', 9); CREATE INDEX by_x ON codes(name, x);"
+                "CREATE INDEX x_alone ON codes(x)");
+    const std::string wren = "<ElementName>wren</ElementName>";
+    EXPECT_EQ(Value("box/birds", wren, "size"), "<Value Type=\"real\">9.5</Value>");
+    EXPECT_EQ(Value("box/birds", kFirst, "size"), "<Value Type=\"real\">9.5</Value>");
+    EXPECT_EQ(Value("box/codes", "<ElementName>q</ElementName>", "x"), "<Value Type=\"integer\">9</Value>");
+    EXPECT_EQ(Value("box/codes", kFirst, "x"), "<Value Type=\"integer\">9</Value>");
+}
+
 TEST_F(PropertiesTask, TheIdWinsOverTheName)
 {
     EXPECT_EQ(Value("box", "<ElementName>heron</ElementName><Id>3</Id>", "name"), "<Value Type=\"text\">wren</Value>");
@@ -159,11 +173,14 @@ TEST_F(PropertiesTask, TheMainTableIsTheOneNamedLikeTheSource)
 TEST_F(PropertiesTask, WhatHasNoRowIdsHasAFirstRowAndNames)
 {
     m_data.Make(L"box", "CREATE TABLE codes(name TEXT PRIMARY KEY, x) WITHOUT ROWID; INSERT INTO codes VALUES('q', 5);"
-                        "CREATE VIEW small AS SELECT name, size FROM birds WHERE size < 10 ORDER BY size DESC");
+                        "CREATE VIEW small AS SELECT name, size FROM birds ORDER BY size DESC");
     EXPECT_EQ(Value("box/codes", kFirst, "x"), "<Value Type=\"integer\">5</Value>");
     EXPECT_EQ(Value("box/codes", "<ElementName>q</ElementName>", "x"), "<Value Type=\"integer\">5</Value>");
     EXPECT_EQ(Error("box/codes", "<Id>1</Id>", "x"), "Data source \"box\": no such column: rowid");
-    EXPECT_EQ(Value("box/small", kFirst, "size"), "<Value Type=\"real\">9.5</Value>");
+    EXPECT_EQ(Value("box/small", kFirst, "size"), "<Value Type=\"real\">98.0</Value>");
+    EXPECT_EQ(Value("box/small", "<ElementName>wren</ElementName>", "size"), "<Value Type=\"real\">9.5</Value>");
+    EXPECT_EQ(Error("box/small", "<Id>1</Id>", "size"),
+              "Data source \"box\": table \"small\" has no row with the id 1");
     EXPECT_EQ(ReadBlock(Get("box/codes", kFirst, "x").response).identification, eElementIdentification_First);
 }
 
@@ -232,4 +249,23 @@ TEST_F(PropertiesTask, ACancellationEndsTheWaiting)
     });
     EXPECT_EQ(Get("box", "<Id>7</Id>", "size").stage, eStage_Canceled);
     writer.Execute("ROLLBACK");
+}
+
+TEST_F(PropertiesTask, ALongSearchIsLeftToTheTaskThatCanBeCancelled)
+{
+    m_data.Make(L"box", "CREATE VIEW far AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < "
+                        "20000000) SELECT 'b' || i AS name, i AS x FROM n");
+    m_run.context.OnAsked([&](unsigned asked) { m_run.context.SetCanceled(asked >= 3); });
+    EXPECT_EQ(Get("box/far", "<ElementName>owl</ElementName>", "x").stage, eStage_Canceled);
+}
+
+TEST_F(PropertiesTask, WhatALongSearchDoesNotFindIsReported)
+{
+    m_data.Make(L"box", "CREATE VIEW far AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < "
+                        "300000) SELECT 'b' || i AS name, i AS x FROM n");
+    EXPECT_EQ(Value("box/far", "<ElementName>b299999</ElementName>", "x"), "<Value Type=\"integer\">299999</Value>");
+    EXPECT_EQ(Get("box/far", "<ElementName>owl</ElementName>", "x").stage, eStage_NotObtained);
+    const std::wstring reason = L"Data source \"box\": table \"far\" has no row with the name \"owl\"";
+    m_host.ExpectReport(36, reason);
+    EXPECT_EQ(m_run.progress.LastComment(), reason);
 }
