@@ -74,6 +74,13 @@ bool IsReading(int action, const char* first, const char* second)
     }
 }
 
+/// True when there is a journal to be played back, which takes the right to write. SQLite's own words for it speak of
+/// an attempt to write that nobody made.
+bool IsLeftHalfWritten(int code)
+{
+    return code == SQLITE_READONLY_ROLLBACK || code == SQLITE_READONLY_RECOVERY;
+}
+
 /// A full-text search inside of a SELECT asks in this way whether the data changed under it.
 bool IsNeededToRead(int action, const char* first)
 {
@@ -254,8 +261,12 @@ bool CDatabase::Fail(const CString& error)
 
 bool CDatabase::FailByDatabase()
 {
-    Fail(platform::FromUtf8(sqlite3_errmsg(m_pDatabase.get())));
-    m_bBusy = (sqlite3_errcode(m_pDatabase.get()) & 0xFF) == SQLITE_BUSY;
+    const int code = sqlite3_extended_errcode(m_pDatabase.get());
+    Fail(IsLeftHalfWritten(code)
+             ? L"a program was killed while it wrote to it; to put it right, open it once for writing, "
+               L"as \"sqlite3 FILE .schema\" does"
+             : platform::FromUtf8(sqlite3_errmsg(m_pDatabase.get())));
+    m_bBusy = (code & 0xFF) == SQLITE_BUSY;
     return false;
 }
 

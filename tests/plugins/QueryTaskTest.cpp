@@ -274,6 +274,21 @@ TEST_F(QueryTask, AFileThatIsNoDatabaseIsAnError)
     EXPECT_EQ(m_run.Run(QueryRequest("folder", "SELECT 1")).error, L"There is no data source \"folder\".");
 }
 
+TEST_F(QueryTask, AKilledWriterIsToldWithTheCure)
+{
+    m_data.Make(L"box", "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 500)"
+                        "INSERT INTO t(name) SELECT hex(zeroblob(500)) FROM n");
+    LeaveHalfWritten(m_data.PathOf(L"box"), "t");
+    const std::wstring reason =
+        L"Data source \"box\": a program was killed while it wrote to it; to put it right, open it "
+        L"once for writing, as \"sqlite3 FILE .schema\" does";
+    EXPECT_EQ(Query("SELECT count(*) FROM t").error, reason);
+    EXPECT_EQ(m_run.Run(StatisticsRequest("box", "t")).error, reason);
+    m_data.Make(L"box", "SELECT * FROM sqlite_schema"); // what the shell's .schema does
+    EXPECT_EQ(Rows("SELECT count(*), max(length(name)) FROM t"),
+              "\n    <Row><Value>500</Value><Value>1000</Value></Row>\n  ");
+}
+
 TEST_F(QueryTask, AnErrorWhileRunningIsReportedAndShown)
 {
     Fill("(1, 'not JSON', 0, NULL)");

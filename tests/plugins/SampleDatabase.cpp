@@ -4,6 +4,8 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
+#include "tests/support/ChildProcess.h"
 
 #include <ZEL_Processor/ZelPluginWriter.h>
 
@@ -64,6 +66,29 @@ void CConnection::Execute(const std::string& sql)
     char* error = nullptr;
     EXPECT_EQ(sqlite3_exec(m_pDatabase, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << (error ? error : "");
     sqlite3_free(error);
+}
+
+namespace {
+int WriteForEver(const std::vector<std::wstring>& arguments)
+{
+    CConnection writer(arguments.at(0));
+    // With hardly a cache the pages go to the file before the end, and to the disk with the journal before that.
+    writer.Execute("PRAGMA cache_size = 1; BEGIN; UPDATE " + platform::ToUtf8(arguments.at(1)) +
+                   " SET name = name || 'x'");
+    testsupport::TellParent(L"written");
+    testsupport::WaitForParent();
+    return 0;
+}
+const testsupport::CChildPart kWriterPart(L"write-for-ever", &WriteForEver);
+} // namespace
+
+void LeaveHalfWritten(const std::wstring& path, const std::string& table)
+{
+    auto child = testsupport::StartChild(L"write-for-ever", {path, platform::FromUtf8(table)});
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"written"));
+    child.Kill();
+    EXPECT_NE(testsupport::FinishChild(child), 0);
+    EXPECT_TRUE(platform::PathExists(path + L"-journal"));
 }
 
 bool IsBeingRead(const std::wstring& path)

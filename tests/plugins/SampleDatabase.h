@@ -58,6 +58,10 @@ public:
     explicit CExclusiveWriter(const std::wstring& path) : CConnection(path) { Execute("BEGIN EXCLUSIVE"); }
 };
 
+/// Leaves a database as a program does that is killed in the middle of a change: half written, with a journal beside it.
+/// The table is one whose rows have a text "name".
+void LeaveHalfWritten(const std::wstring& path, const std::string& table);
+
 /// True when somebody reads the database at this moment.
 [[nodiscard]] bool IsBeingRead(const std::wstring& path);
 
