@@ -37,6 +37,14 @@ constexpr milliseconds kFolderPause(1000);
 
 constexpr milliseconds kForever = std::chrono::hours(24);
 
+/// The name of the data source that a file could be, however its extension is spelled; empty for other files.
+CString NameOfFile(const CString& file)
+{
+    const CString extension = CDataSource::kExtension;
+    const std::size_t length = file.size() - std::min(file.size(), extension.size());
+    return platform::EqualsNoCase(file.substr(length), extension) ? file.substr(0, length) : CString();
+}
+
 } // namespace
 
 HRESULT CSourceWatcher::Start(IWQ_DsEventSink* sink)
@@ -151,6 +159,11 @@ void CSourceWatcher::LookAndTell(IWQ_DsEventSink* sink)
         changes.Tell(*sink);
 }
 
+CString CSourceWatcher::PathOf(const CString& name) const
+{
+    return platform::JoinPath(m_strFolder, name + CDataSource::kExtension);
+}
+
 void CSourceWatcher::FindSources(CSourceChanges& changes)
 {
     std::vector<platform::SDirectoryEntry> entries;
@@ -159,13 +172,10 @@ void CSourceWatcher::FindSources(CSourceChanges& changes)
         LogOnce(platform::OsErrorText(error));
         return;
     }
-    const CString extension = CDataSource::kExtension;
     std::set<CString> present;
     for (const platform::SDirectoryEntry& entry : entries) {
-        if (entry.isDirectory || !entry.name.ends_with(extension))
-            continue;
-        const CString name = entry.name.substr(0, entry.name.size() - extension.size());
-        if (CDataSource::IsName(name))
+        const CString name = NameOfFile(entry.name);
+        if (!entry.isDirectory && CDataSource::IsName(name) && platform::PathExists(PathOf(name)))
             present.insert(name);
     }
     std::erase_if(m_sources, [&](const auto& source) {
@@ -177,7 +187,7 @@ void CSourceWatcher::FindSources(CSourceChanges& changes)
     for (const CString& name : present) {
         auto& source = m_sources[name];
         if (source == nullptr)
-            source = std::make_unique<CWatchedSource>(name, platform::JoinPath(m_strFolder, name + extension));
+            source = std::make_unique<CWatchedSource>(name, PathOf(name));
     }
 }
 

@@ -31,6 +31,8 @@ private:
     void Rearm();
     /// One look at all sources; nobody is told without a sink.
     void LookAndTell(IWQ_DsEventSink* sink);
+    /// The file of a data source, as a request opens it: whether "BOX.SQLITE" is that of "BOX" the system decides.
+    [[nodiscard]] CString PathOf(const CString& name) const;
     void FindSources(CSourceChanges& changes);
     void LookAt(CSourceChanges& changes);
     void LogOnce(const CString& text);

@@ -47,10 +47,12 @@ eLook CWatchedSource::Look(CSourceChanges& changes, const std::atomic<bool>& sto
     if (platform::IsAbsent(platform::Files().GetAttributes(m_strPath, attributes)))
         return eLook_Failed; // it went since the folder was listed; the next look will not find it there
     Tables tables;
+    m_reasons.clear();
     const eLook look = Open(attributes.times.created) ? ReadCommitted(tables, stop) : Fail();
+    if (look == eLook_Read || look == eLook_Failed)
+        m_logged = std::move(m_reasons); // the others are no more: they would be news again
     if (look != eLook_Read)
         return look;
-    m_strLogged.clear();
     Compare(tables, changes);
     m_tables = std::move(tables);
     return look;
@@ -127,9 +129,8 @@ eLook CWatchedSource::Fail()
 
 void CWatchedSource::Log(const CString& reason)
 {
-    if (m_strLogged == reason)
+    if (!m_reasons.insert(reason).second || m_logged.contains(reason))
         return;
-    m_strLogged = reason;
     Brel::Log::Write(*Brel::Log::Get("ZelProcessor"), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
                      L"Data source \"" + m_strName + L"\": " + reason);
 }

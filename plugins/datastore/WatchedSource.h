@@ -8,6 +8,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -54,5 +55,6 @@ private:
     platform::FileTimeNs m_created = 0; ///< of the file that is open, to notice that another one has its name
     std::int64_t m_nVersion = -1;       ///< of the data, as that connection counts it; -1: not read yet
     Tables m_tables;
-    CString m_strLogged; ///< the reason that was logged last
+    std::set<CString> m_logged;  ///< what the last look that came to an end found wrong
+    std::set<CString> m_reasons; ///< what this one has found so far
 };

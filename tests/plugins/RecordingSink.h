@@ -64,8 +64,10 @@ private:
             if (TableId("box", name) == table)
                 return std::string("box/") + name;
         }
-        if (TableId("crate", "boats") == table)
-            return "crate/boats";
+        for (const char* source : {"crate", "CRATE"}) {
+            if (TableId(source, "boats") == table)
+                return std::string(source) + "/boats";
+        }
         return TableId("junk", "t") == table ? "junk/t" : platform::ToUtf8(GuidToText(table));
     }
     static std::string ListText(IWQ_DsEventsData& events, const std::string& word, GetList getList)

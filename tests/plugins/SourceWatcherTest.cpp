@@ -8,6 +8,7 @@
 
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
+#include "platform/Path.h"
 #include "platform/Thread.h"
 
 #include <gtest/gtest.h>
@@ -209,6 +210,41 @@ TEST_F(SourceWatcher, WhatIsNoDatabaseIsLoggedAndTriedAgain)
     Write(L"junk", "");
     m_data.Make(L"junk", "CREATE TABLE t(x)");
     EXPECT_EQ(Next(), "sources junk/t");
+}
+
+TEST_F(SourceWatcher, ATableThatCannotBeReadIsLoggedOnce)
+{
+    const std::wstring fish = L"table \"fish\" can't be watched row by row: string or blob too big";
+    const std::wstring codes = L"table \"codes\" can't be watched row by row: string or blob too big";
+    m_data.Make(L"box", "CREATE TABLE fish(x); INSERT INTO fish VALUES(zeroblob(17000000));"
+                        "CREATE TABLE codes(x); INSERT INTO codes VALUES(zeroblob(17000000))");
+    Start();
+    m_host.ExpectLogLine(fish);
+    m_host.ExpectLogLine(codes);
+    for (int round = 0; round < 2; ++round) {
+        m_data.Make(L"box", "UPDATE birds SET name = name || 'x' WHERE id = 7");
+        EXPECT_EQ(Next(), "reload box/codes box/fish");
+        EXPECT_EQ(Next(), "items changed box/birds 7");
+    }
+    // Again when it could be read in between.
+    m_data.Make(L"box", "UPDATE fish SET x = 1");
+    EXPECT_EQ(Next(), "reload box/codes box/fish");
+    m_data.Make(L"box", "UPDATE fish SET x = zeroblob(17000000)");
+    EXPECT_EQ(Next(), "reload box/codes box/fish");
+    m_host.ExpectLogLine(fish);
+}
+
+TEST_F(SourceWatcher, WhatARequestCanOpenIsWatchedHoweverItIsSpelled)
+{
+    Start();
+    const std::wstring file = platform::DirectoryOf(m_data.PathOf(L"box")) + L"/CRATE.SQLITE";
+    CConnection(file).Execute("CREATE TABLE boats(name TEXT)");
+    const auto factory = m_components.MakeFactory(kDataStoreId);
+    if (CRequestRun(*factory).Run(QueryRequest("CRATE", "SELECT * FROM boats")).stage == eStage_Done) {
+        EXPECT_EQ(Next(), "sources CRATE/boats");
+    }
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    EXPECT_EQ(Next(), "items removed box/birds 3");
 }
 
 TEST_F(SourceWatcher, OtherFilesAndNamesAreNoSources)
