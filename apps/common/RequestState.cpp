@@ -50,8 +50,8 @@ SRequestState MakeState(const std::wstring& name, eZelProcRequestStatus status,
     state.name = name;
     state.status = status;
     state.comment = additional.GetProgressComment();
-    if (std::int32_t percent = 0; additional.GetProgress(percent) != 0 && percent >= 0)
-        state.percent = percent;
+    if (long percent = 0; additional.GetProgress(percent) != 0 && percent >= 0)
+        state.percent = static_cast<std::int32_t>(percent);
     if (CTime created; additional.GetTimeCreated(created) != 0)
         state.created = created.GetTime();
     if (CTime modified; additional.GetTileModifyed(modified) != 0)

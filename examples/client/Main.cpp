@@ -89,7 +89,7 @@ private:
             return;
         CZelProcessorClient::CAdditionalRequestStatus more;
         const eZelProcRequestStatus status = m_client.GetStatus(m_strRequest, &more);
-        std::int32_t percent = -1;
+        long percent = -1;
         static_cast<void>(more.GetProgress(percent));
         const std::string line = std::to_string(status) + " " + std::to_string(percent) + " " +
                                  platform::ToUtf8(more.GetProgressComment());

@@ -43,15 +43,15 @@ public:
     static bool GetNextSiblingByName(IXMLDOMNode* start, const CString& name, IXMLDOMNode** found);
 
     static bool GetNodeValue(IXMLDOMNode* node, CString& value);
-    /// Gives the node the data type "i4". -1 when that fails.
-    static bool GetNodeValue(IXMLDOMNode* node, LONG& value);
+    /// Gives the node the data type "i4": the value has 32 bits on every system. -1 when that fails.
+    static bool GetNodeValue(IXMLDOMNode* node, long& value);
     /// Value of the named descendant; true when it was found, whatever reading it gave.
     static bool GetNodeValue(IXMLDOMNode* parent, const CString& name, CString& value);
-    static bool GetNodeValue(IXMLDOMNode* parent, const CString& name, LONG& value);
+    static bool GetNodeValue(IXMLDOMNode* parent, const CString& name, long& value);
 
     static bool GetAttributeValue(IXMLDOMNode* node, const CString& name, CString& value);
-    /// -1 when it is missing, 0 when it is no number.
-    static bool GetAttributeValue(IXMLDOMNode* node, const CString& name, LONG& value);
+    /// -1 when it is missing, 0 when it is no number; what 32 bits can't hold becomes the nearest that they can.
+    static bool GetAttributeValue(IXMLDOMNode* node, const CString& name, long& value);
     /// All zero when it is missing or no GUID in braces; true whenever the attribute is there.
     static bool GetAttributeValue(IXMLDOMNode* node, const CString& name, GUID& value);
 

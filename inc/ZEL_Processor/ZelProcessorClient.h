@@ -42,8 +42,8 @@ public:
         [[nodiscard]] eZelProcRequestStatus GetStatus() const;
         void SetStatus(eZelProcRequestStatus status);
         /// 1 and the percent (-1 when the writer knew none), or 0 and -1 when none was read.
-        int GetProgress(std::int32_t& progress) const;
-        void SetProgress(std::int32_t progress);
+        int GetProgress(long& progress) const;
+        void SetProgress(long progress);
         [[nodiscard]] const CString& GetProgressComment() const;
         void SetProgressComment(const CString& comment);
         /// 1 and the time of the status file, or 0 and CTime(0).
@@ -59,7 +59,7 @@ public:
     private:
         eZelProcRequestStatus m_eStatus = eRequestStatus_NotIntialized;
         std::int32_t m_bHasProgress = 0;
-        std::int32_t m_nProgress = -1;
+        long m_nProgress = -1;
         std::int32_t m_bHasTimes = 0;
         CString m_strProgressComment;
         CTime m_timeCreated;

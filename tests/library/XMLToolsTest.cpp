@@ -201,7 +201,7 @@ TEST_F(XMLTools, ASiblingSearchOverwritesItsOutPointer)
 TEST_F(XMLTools, IntegerValuesAreConvertedAndMinusOneOtherwise)
 {
     const auto document = Parse(L"<r><n>42</n><t>many</t></r>");
-    LONG value = 0;
+    long value = 0;
     EXPECT_TRUE(CXMLTools::GetNodeValue(document.Get(), L"n", value));
     EXPECT_EQ(value, 42);
     EXPECT_FALSE(CXMLTools::GetNodeValue(document.Get(), L"missing", value));
@@ -229,12 +229,15 @@ TEST_F(XMLTools, TextValuesOfMissingNodesAreEmpty)
 
 TEST_F(XMLTools, AttributesAreReadAsTextNumberAndGuid)
 {
-    const auto node =
-        Find(Parse(L"<r Type='a b' n=' -12x' m='x' g='{80D84198-37D5-4BB3-B254-91460E9F8FFC}' h='xyz'/>"), L"r");
+    const auto node = Find(
+        Parse(L"<r Type='a b' n=' -12x' l='99999999999' m='x' g='{80D84198-37D5-4BB3-B254-91460E9F8FFC}' h='xyz'/>"),
+        L"r");
     EXPECT_EQ(Attribute(node, L"TYPE"), L"a b");
-    LONG number = 0;
+    long number = 0;
     EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), L"n", number));
     EXPECT_EQ(number, -12);
+    EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), L"l", number));
+    EXPECT_EQ(number, 2147483647) << "the same on every system, whatever fits into its long";
     EXPECT_TRUE(CXMLTools::GetAttributeValue(node.Get(), L"m", number));
     EXPECT_EQ(number, 0);
     EXPECT_FALSE(CXMLTools::GetAttributeValue(node.Get(), L"missing", number));

@@ -11,9 +11,9 @@ class ClientStatus : public CServerFixture {
 protected:
     [[nodiscard]] std::wstring StatusPath() const { return In(m_outputDir, L"x.drq.status"); }
     [[nodiscard]] CZelProcessorProgressStatusFile StatusFile() const { return {L"ZelProcessor", StatusPath()}; }
-    [[nodiscard]] std::int32_t Progress() const
+    [[nodiscard]] long Progress() const
     {
-        std::int32_t progress = 0;
+        long progress = 0;
         m_hasProgress = m_additional.GetProgress(progress);
         return progress;
     }
@@ -243,7 +243,7 @@ TEST(AdditionalRequestStatus, ACopyHasNoCommentAndAnAssignedOneHas)
     assigned = source;
     for (const CZelProcessorClient::CAdditionalRequestStatus* status :
          {&copy, static_cast<decltype(&copy)>(&assigned)}) {
-        std::int32_t progress = 0;
+        long progress = 0;
         CTime created;
         EXPECT_EQ(status->GetStatus(), eRequestStatus_Done);
         EXPECT_EQ(status->GetProgress(progress), 1);
@@ -264,7 +264,7 @@ TEST(AdditionalRequestStatus, ClearingRestoresTheInitialValues)
     status.SetProgressComment(L"x");
     status.SetTimes(CTime(1), CTime(2));
     status.Clear();
-    std::int32_t progress = 0;
+    long progress = 0;
     CTime time(5);
     EXPECT_EQ(status.GetStatus(), eRequestStatus_NotIntialized);
     EXPECT_EQ(status.GetProgress(progress), 0);

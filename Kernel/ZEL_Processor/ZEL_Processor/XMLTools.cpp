@@ -211,7 +211,7 @@ bool CXMLTools::GetNodeValue(IXMLDOMNode* node, CString& value)
     return true;
 }
 
-bool CXMLTools::GetNodeValue(IXMLDOMNode* node, LONG& value)
+bool CXMLTools::GetNodeValue(IXMLDOMNode* node, long& value)
 {
     value = -1;
     if (!node)
@@ -236,7 +236,7 @@ bool CXMLTools::GetNodeValue(IXMLDOMNode* parent, const CString& name, CString& 
     return true;
 }
 
-bool CXMLTools::GetNodeValue(IXMLDOMNode* parent, const CString& name, LONG& value)
+bool CXMLTools::GetNodeValue(IXMLDOMNode* parent, const CString& name, long& value)
 {
     value = -1;
     CComPtr<IXMLDOMNode> node;
@@ -268,7 +268,7 @@ bool CXMLTools::GetAttributeValue(IXMLDOMNode* node, const CString& name, CStrin
     return false;
 }
 
-bool CXMLTools::GetAttributeValue(IXMLDOMNode* node, const CString& name, LONG& value)
+bool CXMLTools::GetAttributeValue(IXMLDOMNode* node, const CString& name, long& value)
 {
     value = -1;
     CString text;
@@ -276,7 +276,7 @@ bool CXMLTools::GetAttributeValue(IXMLDOMNode* node, const CString& name, LONG& 
         return false;
     const long long number = std::wcstoll(text.c_str(), nullptr, 10);
     using Limits = std::numeric_limits<LONG>;
-    value = static_cast<LONG>(std::clamp<long long>(number, Limits::min(), Limits::max()));
+    value = static_cast<long>(std::clamp<long long>(number, Limits::min(), Limits::max()));
     return true;
 }
 

@@ -42,13 +42,13 @@ void CAdditionalRequestStatus::SetStatus(eZelProcRequestStatus status)
     m_eStatus = status;
 }
 
-int CAdditionalRequestStatus::GetProgress(std::int32_t& progress) const
+int CAdditionalRequestStatus::GetProgress(long& progress) const
 {
     progress = m_bHasProgress ? m_nProgress : -1;
     return m_bHasProgress ? 1 : 0;
 }
 
-void CAdditionalRequestStatus::SetProgress(std::int32_t progress)
+void CAdditionalRequestStatus::SetProgress(long progress)
 {
     m_nProgress = progress;
     m_bHasProgress = 1;
