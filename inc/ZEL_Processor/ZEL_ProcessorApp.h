@@ -17,9 +17,11 @@ public:
     ~CZEL_ProcessorApp() override;
 
     /// Starts the COM module, then the root application (framework/RootApp.h), takes the language of the string codes
-    /// from it and hands it the COM module. False when the COM module or the root application does not start.
+    /// from it and hands it the COM module. False when the COM module or the root application does not start; nothing
+    /// is left to end then.
     bool InitInstance();
-    /// Ends the COM module, then the root application, whose result this is.
+    /// Ends the COM module, then the root application, whose result this is. Nothing, and 0, without a start that was
+    /// successful, or when it has ended already.
     int ExitInstance();
     /// Forgets which plug-ins there are, then what the base class was told to release. Not while a server runs.
     void OnFreeGlobalInstances() override;

@@ -97,7 +97,8 @@ TEST_F(ZEL_ProcessorAppTest, ARootApplicationThatDoesNotStartEndsTheStart)
 {
     m_root.m_bStarts = false;
     EXPECT_FALSE(m_app.InitInstance());
-    EXPECT_EQ(m_support.TakeCalls(), (Calls{"RegisterComModule", "SetModuleState(ZEL_Processor)", "InitInstance"}));
+    EXPECT_EQ(m_support.TakeCalls(),
+              (Calls{"RegisterComModule", "SetModuleState(ZEL_Processor)", "InitInstance", "UnregisterComModule"}));
     EXPECT_EQ(m_root.AtlModule(), nullptr);
     EXPECT_EQ(WQ_StringCodeResource().language, "");
 }
@@ -109,12 +110,26 @@ TEST_F(ZEL_ProcessorAppTest, AComModuleThatDoesNotStartEndsTheStart)
     EXPECT_EQ(m_support.TakeCalls(), Calls{"RegisterComModule"});
 }
 
-TEST_F(ZEL_ProcessorAppTest, EndsTheComModuleThenTheRootApplication)
+TEST_F(ZEL_ProcessorAppTest, EndsTheComModuleThenTheRootApplicationOnce)
 {
     ASSERT_TRUE(m_app.InitInstance());
     static_cast<void>(m_support.TakeCalls());
     EXPECT_EQ(m_app.ExitInstance(), 42);
     EXPECT_EQ(m_support.TakeCalls(), (Calls{"UnregisterComModule", "ExitInstance"}));
+    EXPECT_EQ(m_app.ExitInstance(), 0);
+    EXPECT_EQ(m_support.TakeCalls(), Calls{});
+}
+
+TEST_F(ZEL_ProcessorAppTest, WhatDidNotStartIsNotEnded)
+{
+    m_root.m_bStarts = false;
+    EXPECT_FALSE(m_app.InitInstance());
+    static_cast<void>(m_support.TakeCalls());
+    EXPECT_EQ(m_app.ExitInstance(), 0);
+    EXPECT_EQ(m_support.TakeCalls(), Calls{}) << "the root application would end without having started";
+    m_root.m_bStarts = true;
+    EXPECT_TRUE(m_app.InitInstance()) << "a second try";
+    EXPECT_EQ(m_app.ExitInstance(), 42);
 }
 
 TEST_F(ZEL_ProcessorAppTest, GlobalInstancesAreReleasedLastOneFirstAndOnce)

@@ -8,6 +8,8 @@
 #include "ZelProcessorFactories.h"
 #include "framework/ComModule.h"
 
+#include <utility>
+
 namespace {
 
 constexpr GUID kTypeLibraryId = {0x33211DD3, 0xEA28, 0x4CB5, {0x8A, 0x31, 0x36, 0x61, 0x0A, 0x6D, 0xCF, 0xF7}};
@@ -44,6 +46,7 @@ CModuleUses& LibraryUses() noexcept
 struct CZEL_ProcessorApp::SState {
     CVWQ_StringCodeDll stringCodes;
     CWQ_ComModule module{&g_libraryUses, g_libraryUses};
+    bool isStarted = false;
 };
 
 CZEL_ProcessorApp::CZEL_ProcessorApp() : m_pState(std::make_unique<SState>())
@@ -71,15 +74,20 @@ bool CZEL_ProcessorApp::InitInstance()
         return false;
     CWQ_RootApp& root = WQ_RootApp();
     root.SetModuleState({kResourceModule, m_pState->module.Path()});
-    if (!root.InitInstance())
+    if (!root.InitInstance()) {
+        m_pState->module.Term();
         return false;
+    }
     SetWQ_StringCodeResource(root.FindLangRC(kResourceModule));
     root.SetAtlModule(&m_pState->module);
+    m_pState->isStarted = true;
     return true;
 }
 
 int CZEL_ProcessorApp::ExitInstance()
 {
+    if (!std::exchange(m_pState->isStarted, false))
+        return 0;
     m_pState->module.Term();
     return WQ_RootApp().ExitInstance();
 }
