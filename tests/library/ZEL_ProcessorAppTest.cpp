@@ -11,6 +11,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "tests/support/RecordingAtlSupport.h"
+#include "tests/support/RecordingHost.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -218,6 +219,14 @@ TEST(CVWQ_StringCodeDllTest, CodesAreTheLibrarysTexts)
     EXPECT_EQ(codes.Text(L"116"), done);
     for (const wchar_t* nonsense : {L"", L"x", L"11 6", L"-1", L"+116", L"99999999999999999999"})
         EXPECT_EQ(codes.Text(nonsense), L"") << testing::PrintToString(nonsense);
+}
+
+TEST(CVWQ_StringCodeDllTest, ANumberThatIsNoTextOfTheLibraryHasNone)
+{
+    CRecordingHost host; // fails the test for the warning that a text is missing
+    CVWQ_StringCodeDll codes;
+    for (const wchar_t* unknown : {L"0", L"100", L"108", L"999999999"})
+        EXPECT_EQ(codes.Text(unknown), L"") << testing::PrintToString(unknown);
 }
 
 TEST(CVWQ_StringCodeDllTest, TheDefaultServicesFindItByItsPrefix)
