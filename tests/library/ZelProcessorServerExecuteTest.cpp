@@ -152,6 +152,55 @@ TEST_F(Executive, ATaskThatThrowsEndsItsRequestAndTheNextIsServed)
     EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
 }
 
+TEST_F(Executive, TheNameIsFreeWhenTheFailureIsTold)
+{
+    m_script.obtainData = [this, run = 0](auto*, auto*) mutable -> bool {
+        if (++run == 2)
+            Access().CancelRunningRequest();
+        if (run == 3)
+            throw std::runtime_error("x");
+        return run == 2;
+    };
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    for (const auto status : {eRequestStatus_ServerError, eRequestStatus_Canceled, eRequestStatus_ServerError}) {
+        EXPECT_EQ(SendAndWait(L"a.drq"), status);
+        EXPECT_TRUE(platform::Succeeded(platform::Files().Remove(In(m_outputDir, L"a.drq.status"))));
+    }
+    m_pServer.reset();
+    int told = 0;
+    bool isGone = false;
+    for (const testsupport::SFileCall& call : m_files.Calls()) {
+        if (call.call == testsupport::eFileCall_Move && call.target == Queued(L"a.drq"))
+            isGone = false;
+        if (call.call == testsupport::eFileCall_Remove && call.path == Queued(L"a.drq"))
+            isGone = true;
+        if (isGone && call.call == testsupport::eFileCall_Open && call.mode == platform::eOpenMode_WriteExclusive &&
+            call.path == In(m_outputDir, L"a.drq.status") && platform::Succeeded(call.result))
+            ++told;
+    }
+    EXPECT_EQ(told, 3) << "one write each after the file was gone";
+    static_cast<void>(m_host.TakeReports());
+    static_cast<void>(m_host.TakeBoxes());
+}
+
+TEST_F(Executive, AFailureThatATaskTellsWhileItGoesOnIsSeen)
+{
+    CGate gate;
+    m_script.obtainData = [&](auto*, CZelProcessorProgress* progress) {
+        progress->SetStatusAndComment(eRequestStatus_ServerError, L"half of it is missing");
+        progress->SetPos(50);
+        return gate.Pass();
+    };
+    Run();
+    Send(L"a.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    EXPECT_EQ(m_client.GetStatus(L"a.drq", &m_additional), eRequestStatus_ServerError);
+    EXPECT_EQ(m_additional.GetProgressComment(), L"half of it is missing");
+    gate.Open();
+    EXPECT_TRUE(WaitUntil([&] { return m_client.GetStatus(L"a.drq", nullptr) == eRequestStatus_Done; }));
+}
+
 TEST_F(Executive, TheOperatorsNoWritesNoCrashReport)
 {
     m_host.AnswerQuestions(eMessageAnswer_No);

@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <functional>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -40,6 +41,55 @@ bool LeftByException(const std::function<void()>& body, platform::SFaultRecord& 
         fault);
     return !returned || fault.kind == platform::eFaultKind_Exception;
 }
+
+/// Passes the progress of a run on, but keeps a failure back until the request's file is gone: a client that sends the
+/// same name again as soon as it reads of the failure must not meet the old file. The run may go on after a failure
+/// that was the task's own; then nothing is kept.
+class CHeldFailure final : public CZelProcessorProgress {
+public:
+    explicit CHeldFailure(CZelProcessorProgress& progress) : m_progress(progress) {}
+
+    void Tell()
+    {
+        if (m_eStatus != eRequestStatus_NotIntialized)
+            m_progress.SetStatusAndComment(std::exchange(m_eStatus, eRequestStatus_NotIntialized),
+                                           m_strComment.c_str());
+    }
+    void SetRange(std::uint64_t low, std::uint64_t high) override
+    {
+        Tell();
+        m_progress.SetRange(low, high);
+    }
+    void SetPos(std::uint64_t position) override
+    {
+        Tell();
+        m_progress.SetPos(position);
+    }
+    void SetStep(std::int32_t step) override { m_progress.SetStep(step); }
+    void StepIt() override
+    {
+        Tell();
+        m_progress.StepIt();
+    }
+    void SetComment(const wchar_t* comment) override
+    {
+        Tell();
+        m_progress.SetComment(comment);
+    }
+    void SetStatusAndComment(eZelProcRequestStatus status, const wchar_t* comment) override
+    {
+        m_eStatus = eRequestStatus_NotIntialized;
+        if (status != eRequestStatus_ServerError && status != eRequestStatus_Canceled)
+            return m_progress.SetStatusAndComment(status, comment);
+        m_eStatus = status;
+        m_strComment = comment ? comment : L"";
+    }
+
+private:
+    CZelProcessorProgress& m_progress;
+    eZelProcRequestStatus m_eStatus = eRequestStatus_NotIntialized; ///< what is kept back
+    CString m_strComment;
+};
 
 } // namespace
 
@@ -85,9 +135,9 @@ bool CZelProcessorServer::ExecuteRequest()
     bool bException = false;
     Try_ExecuteRequest(item, statusFile, bLast, bException);
     if (bException) {
+        RemoveFailedRequest(item);
         statusFile.SetStatusAndComment(eRequestStatus_ServerError,
                                        TextOf(StringCodes::kExceptionDuringRequest).c_str());
-        RemoveFailedRequest(item);
     }
     return true;
 }
@@ -132,19 +182,21 @@ bool CZelProcessorServer::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessor
         bForce = true;
 
     bool bRetry = false;
-    const bool done = m_pProcessor->ProcessRequest(item.m_strFile, &statusFile, bForce, bRetry);
+    CHeldFailure progress(statusFile);
+    const bool done = m_pProcessor->ProcessRequest(item.m_strFile, &progress, bForce, bRetry);
     const eRetry retry = bRetry ? PutBack(item) : eRetry_None;
     if (retry == eRetry_TooSoon)
         return true;
     if (retry == eRetry_Canceled) {
-        m_pProcessor->SetStatus(&statusFile, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
         RemoveFailedRequest(item);
+        m_pProcessor->SetStatus(&statusFile, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
     }
     if (!done && !bRetry) {
         if (!m_pContext || !m_pContext->IsCanceled())
             WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineRequestFailed, kExecuteFunction,
                               L"Request " + item.m_strFile + L" failed");
         RemoveFailedRequest(item);
+        progress.Tell();
     }
     m_dwLastRequestTick = platform::Clock().TickCount();
     return true;
@@ -166,8 +218,8 @@ CZelProcessorServer::eRetry CZelProcessorServer::PutBack(TSRequestItem& item)
 
 void CZelProcessorServer::RemoveFailedRequest(const TSRequestItem& item)
 {
-    // After its last status was written: a file that stayed in the queue directory would make the request look as if it
-    // still waited, once its status has been taken away, and would keep its name from being used again.
+    // A file that stayed in the queue directory would make the request look as if it still waited, once its status has
+    // been taken away, and would keep its name from being used again.
     const platform::eOsError error = platform::Files().Remove(item.m_strFile);
     if (!platform::Succeeded(error) && !platform::IsAbsent(error))
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
