@@ -4,6 +4,8 @@
 #include "tests/support/Links.h"
 #include "tests/support/ManualClock.h"
 
+#include <cstddef>
+#include <new>
 #include <stdexcept>
 
 namespace {
@@ -199,6 +201,23 @@ TEST_F(Executive, AFailureThatATaskTellsWhileItGoesOnIsSeen)
     EXPECT_EQ(m_additional.GetProgressComment(), L"half of it is missing");
     gate.Open();
     EXPECT_TRUE(WaitUntil([&] { return m_client.GetStatus(L"a.drq", nullptr) == eRequestStatus_Done; }));
+}
+
+TEST_F(Executive, TheTextsOfATaskThatWasJumpedOverEndWithItsRequest)
+{
+    // What a contained fault leaves of a scope in a task: entered and never left.
+    alignas(CWQ_SetResource) std::byte scope[sizeof(CWQ_SetResource)];
+    std::vector<std::string> modules;
+    m_context.m_onStart = [&] {
+        modules.emplace_back(CWQ_SetResource::Current());
+        if (modules.size() == 1)
+            new (scope) CWQ_SetResource("faulty");
+    };
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+    EXPECT_EQ(SendAndWait(L"b.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+    EXPECT_EQ(modules, (std::vector<std::string>{"ZEL_Processor", "ZEL_Processor"}));
 }
 
 TEST_F(Executive, TheOperatorsNoWritesNoCrashReport)

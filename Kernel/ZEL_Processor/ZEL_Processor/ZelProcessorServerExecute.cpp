@@ -113,6 +113,8 @@ bool CZelProcessorServer::ProcessQueueStep()
 
 bool CZelProcessorServer::ExecuteRequest()
 {
+    // Here, so that it ends here too: a contained fault jumps over the end of what the request itself put in place.
+    const CWQ_SetResource resource(kResourceModule);
     TSRequestItem item;
     bool bLast = false;
     if (!TakeRequest(item, bLast))
