@@ -48,7 +48,7 @@ bool CServerProgram::Start()
     // The server is made before its directories are cleared: one without plug-ins must not delete anything.
     if (!MakeServer())
         return false;
-    m_pServer->SetOptions({.syncing = !m_options.noSync});
+    m_pServer->SetOptions({.syncing = !m_options.noSync, .pausedStatus = true});
     if (!m_pServer->SetDirs(m_options.requestDir, m_options.outputDir)) {
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_QUEUE_NOT_MADE, {m_options.outputDir}));
         return false;

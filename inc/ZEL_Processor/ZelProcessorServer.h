@@ -140,6 +140,7 @@ private:
     void CancelRequest(const CString& name, CZelProcessorProgress* progress);
     bool PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress);
     bool UnpauseRequest(const CString& name);
+    void SetRequestStatus(const CString& name, eZelProcRequestStatus status, const CString& text);
     bool TakeNotQueued(const CString& name, TSRequestItem& item);
 
     bool RegisterNewClient(const CString& requestId);

@@ -118,10 +118,10 @@ protected:
         Make();
     }
 
-    void Make()
+    void Make(const SZelServerOptions& options = {.syncing = false})
     {
         m_pServer = std::make_unique<CZelProcessorServer>();
-        m_pServer->SetOptions({.syncing = false});
+        m_pServer->SetOptions(options);
         m_pServer->SetZelProcessorContext(&m_context);
         ASSERT_TRUE(m_pServer->SetDirs(m_requestDir, m_outputDir));
     }

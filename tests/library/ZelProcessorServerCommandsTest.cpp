@@ -173,8 +173,8 @@ TEST_F(Commands, PausingTwicePausesAndThenLetsTheRequestRunNext)
     EXPECT_TRUE(Access().IsRequestPaused(L"c.drq"));
     EXPECT_EQ(Access().QueuedNames(), std::vector<std::wstring>{L"b.drq"});
     EXPECT_TRUE(platform::PathExists(Queued(L"c.drq"))) << "its file stays in the queue";
-    EXPECT_EQ(m_client.GetStatus(L"c.drq", &m_additional), eRequestStatus_Paused);
-    EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(132, "IDS_PAUSED"));
+    EXPECT_FALSE(platform::PathExists(In(m_outputDir, L"c.drq.status")));
+    EXPECT_EQ(m_client.GetStatus(L"c.drq", nullptr), eRequestStatus_Waiting);
 
     EXPECT_EQ(m_client.PauseRequest(L"c.drq"), eRequestStatus_Done);
     EXPECT_FALSE(Access().IsRequestPaused(L"c.drq"));
@@ -186,6 +186,37 @@ TEST_F(Commands, PausingTwicePausesAndThenLetsTheRequestRunNext)
     m_pServer.reset();
     EXPECT_EQ(m_served, (std::vector<std::wstring>{L"first.drq", L"c.drq", L"b.drq"}));
     EXPECT_FALSE(HasCommandFiles());
+}
+
+TEST_F(Commands, APausedRequestHasAStatusWhereTheHostWantsOne)
+{
+    Make({.syncing = false, .pausedStatus = true});
+    RunWithBusyExecutive();
+    SendAndWaitUntilQueued(L"b.drq");
+    Write(In(m_requestDir, L"early.txt"));
+    for (const wchar_t* name : {L"b.drq", L"early.txt"}) {
+        EXPECT_EQ(m_client.PauseRequest(name), eRequestStatus_Done);
+        EXPECT_EQ(m_client.GetStatus(name, &m_additional), eRequestStatus_Paused);
+        EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(132, "IDS_PAUSED"));
+        EXPECT_EQ(m_client.PauseRequest(name), eRequestStatus_Done);
+        EXPECT_EQ(m_client.GetStatus(name, nullptr), eRequestStatus_Waiting);
+    }
+    m_gate.Open();
+    EXPECT_EQ(WaitForEnd(L"b.drq"), eRequestStatus_Done);
+}
+
+TEST_F(Commands, APausedRequestWhoseStatusIsHeldGoesOn)
+{
+    Make({.syncing = false, .pausedStatus = true});
+    const platform::CScopedOs os(&m_files, nullptr);
+    RunWithBusyExecutive();
+    SendAndWaitUntilQueued(L"b.drq");
+    EXPECT_EQ(m_client.PauseRequest(L"b.drq"), eRequestStatus_Done);
+    m_files.FailAlways(testsupport::eFileCall_Remove, platform::eOsError_SharingViolation, L"b.drq.status");
+    EXPECT_EQ(m_client.PauseRequest(L"b.drq"), eRequestStatus_Done) << "after a second";
+    m_gate.Open();
+    EXPECT_EQ(WaitForEnd(L"b.drq"), eRequestStatus_Done);
+    m_pServer.reset();
 }
 
 TEST_F(Commands, ARequestThatIsNotQueuedYetIsTakenIntoThePausedOnes)

@@ -42,6 +42,7 @@ protected:
     {
         CServerFixture::SetUp();
         m_files.OnCall([this](const testsupport::SFileCall&) { Look(); });
+        Make({.syncing = false, .pausedStatus = true});
         m_pServer->SetNoExecutiveThread(true);
     }
     void TearDown() override { m_pServer.reset(); }

@@ -130,11 +130,17 @@ bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcess
         m_paused.push_back(std::move(item));
     }
     // The command's own status goes on to Done at once; the request's stays for whoever asks for it.
+    m_pProcessor->SetStatus(progress, eRequestStatus_Paused, TextOf(StringCodes::kPaused));
+    if (m_options.pausedStatus)
+        SetRequestStatus(name, eRequestStatus_Paused, TextOf(StringCodes::kPaused));
+    return true;
+}
+
+void CZelProcessorServer::SetRequestStatus(const CString& name, eZelProcRequestStatus status, const CString& text)
+{
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
                                                m_pProcessor->GetOutputStatusFilePath(name), &m_bRunning);
-    for (CZelProcessorProgress* status : {progress, static_cast<CZelProcessorProgress*>(&statusFile)})
-        m_pProcessor->SetStatus(status, eRequestStatus_Paused, TextOf(StringCodes::kPaused));
-    return true;
+    m_pProcessor->SetStatus(&statusFile, status, text);
 }
 
 bool CZelProcessorServer::UnpauseRequest(const CString& name)
@@ -143,7 +149,8 @@ bool CZelProcessorServer::UnpauseRequest(const CString& name)
     if (!TakePaused(name, item))
         return false;
     // Without the status of the pause the request looks to its client as if it waited, which it does.
-    static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
+    if (m_options.pausedStatus)
+        static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
     {
         const std::lock_guard lock(m_cs);
         m_queue.push_back(std::move(item));
