@@ -180,6 +180,7 @@ private:
     std::uint32_t m_dwLastRequestTick = 0; ///< executive thread only
     std::deque<TSRequestItem> m_queue;     ///< guarded by m_cs; newest in front, the next to run at the back
     std::vector<TSRequestItem> m_paused;   ///< guarded by m_cs
+    CString m_strRunning;                  ///< guarded by m_cs; what runs, empty when nothing does
     bool m_bCanceled = false;              ///< guarded by m_cs; what runs is to stop
     std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< wakes the executive thread
     CComPtr<IWQ_Palette> m_pPalette;

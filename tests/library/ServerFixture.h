@@ -48,6 +48,11 @@ struct SServerTestAccess {
             names.push_back(platform::FileNameOf(item->m_strFile));
         return names;
     }
+    std::wstring RunningName()
+    {
+        const std::lock_guard lock(server.m_cs);
+        return server.m_strRunning;
+    }
     void CancelRunningRequest()
     {
         const std::lock_guard lock(server.m_cs);

@@ -164,6 +164,81 @@ TEST_F(Commands, CancelWhileTheTaskDeclinesEndsTheRequest)
     EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
 }
 
+TEST_F(Commands, CancelOfAPausedRequestMeansWhateverRuns)
+{
+    RunWithBusyExecutive();
+    SendAndWaitUntilQueued(L"b.drq");
+    EXPECT_EQ(m_client.PauseRequest(L"b.drq"), eRequestStatus_Done);
+    EXPECT_EQ(m_client.CancelRequest(L"b.drq"), eRequestStatus_Done);
+    EXPECT_TRUE(Access().IsRequestPaused(L"b.drq"));
+    m_gate.Open();
+    EXPECT_EQ(WaitForEnd(L"first.drq"), eRequestStatus_Canceled);
+}
+
+TEST_F(Commands, ByNameWhatWaitsOrIsPausedEndsAsCanceled)
+{
+    Make({.syncing = false, .cancelByName = true});
+    RunWithBusyExecutive();
+    for (const wchar_t* name : {L"waiting.drq", L"paused.drq"})
+        SendAndWaitUntilQueued(name);
+    EXPECT_EQ(m_client.PauseRequest(L"paused.drq"), eRequestStatus_Done);
+    for (const wchar_t* name : {L"waiting.drq", L"paused.drq"}) {
+        EXPECT_EQ(m_client.CancelRequest(name), eRequestStatus_Done);
+        EXPECT_EQ(m_client.GetStatus(name, &m_additional), eRequestStatus_Canceled);
+        EXPECT_EQ(m_additional.GetProgressComment(), RootApp_RSC_CStr(131, "IDS_CANCELED"));
+        EXPECT_FALSE(platform::PathExists(Queued(name)));
+    }
+    EXPECT_TRUE(Access().QueuedNames().empty());
+    EXPECT_FALSE(Access().IsRequestPaused(L"paused.drq"));
+    EXPECT_FALSE(m_context.m_canceled) << "nobody meant what runs";
+    SendAndWaitUntilQueued(L"waiting.drq"); // the name is free
+    m_gate.Open();
+    EXPECT_EQ(WaitForEnd(L"first.drq"), eRequestStatus_Done);
+    EXPECT_TRUE(WaitUntil([&] { return m_client.GetStatus(L"waiting.drq", nullptr) == eRequestStatus_Done; }));
+}
+
+TEST_F(Commands, ByNameOnlyTheRunningRequestOfThatNameIsCanceled)
+{
+    Make({.syncing = false, .cancelByName = true});
+    RunWithBusyExecutive();
+    EXPECT_EQ(m_client.CancelRequest(L"unknown.drq"), eRequestStatus_Done);
+    EXPECT_FALSE(m_context.m_canceled);
+    EXPECT_EQ(m_client.CancelRequest(L"first.drq"), eRequestStatus_Done);
+    EXPECT_TRUE(m_context.m_canceled);
+    m_gate.Open();
+    EXPECT_EQ(WaitForEnd(L"first.drq"), eRequestStatus_Canceled);
+    EXPECT_EQ(SendAndWait(L"last.drq"), eRequestStatus_Done);
+    EXPECT_TRUE(WaitUntil([&] { return Access().RunningName().empty(); }));
+    EXPECT_EQ(m_client.CancelRequest(L"last.drq"), eRequestStatus_Done);
+    EXPECT_FALSE(m_context.m_canceled) << "it has ended";
+    EXPECT_EQ(m_client.GetStatus(L"last.drq", nullptr), eRequestStatus_Done);
+}
+
+TEST_F(Commands, ByNameARequestThatWasPutBackEndsAsCanceled)
+{
+    Make({.syncing = false, .cancelByName = true});
+    RunWithARequestThatWasPutBack();
+    EXPECT_EQ(m_client.CancelRequest(L"declined.drq"), eRequestStatus_Done);
+    EXPECT_EQ(m_client.GetStatus(L"declined.drq", nullptr), eRequestStatus_Canceled);
+    m_gate.Open();
+    EXPECT_EQ(WaitForEnd(L"running.drq"), eRequestStatus_Done);
+}
+
+TEST_F(Commands, OnlyRequestsArePausedWhereTheHostWantsThat)
+{
+    Make({.syncing = false, .requestsOnly = true});
+    RunWithBusyExecutive();
+    Write(In(m_requestDir, L"notes.txt"), "notes");
+    ExpectFailure(Xml("PauseRequest", "notes.txt"), eRequestStatus_ProcessingStarted,
+                  RootApp_RSC_CStr(127, "IDS_PROCESSING_STARTED"));
+    EXPECT_EQ(Read(In(m_requestDir, L"notes.txt")), "notes");
+    EXPECT_FALSE(platform::PathExists(Queued(L"notes.txt")));
+    SendAndWaitUntilQueued(L"b.drq");
+    EXPECT_EQ(m_client.PauseRequest(L"b.drq"), eRequestStatus_Done);
+    EXPECT_TRUE(Access().IsRequestPaused(L"b.drq"));
+    m_gate.Open();
+}
+
 TEST_F(Commands, PausingTwicePausesAndThenLetsTheRequestRunNext)
 {
     RunWithBusyExecutive();

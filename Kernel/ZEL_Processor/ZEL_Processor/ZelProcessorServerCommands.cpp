@@ -107,8 +107,9 @@ void CZelProcessorServer::CancelRequest(const CString& name, CZelProcessorProgre
         const std::lock_guard lock(m_cs);
         if (IsRequestInQueue(name))
             continue; // its task declined it between the two looks
-        // Whatever runs is meant when the name does not wait: at most one request runs.
-        CancelRunningRequest();
+        // Whatever runs is meant when the name does not wait, unless the host wants names to count.
+        if (!m_options.cancelByName || m_strRunning == GetFileInQueueFullPath(name))
+            CancelRunningRequest();
         return;
     }
     m_pProcessor->SetStatus(progress, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
@@ -163,6 +164,8 @@ bool CZelProcessorServer::TakeNotQueued(const CString& name, TSRequestItem& item
 {
     const CString path = GetFileInRequestDirFullPath(name);
     item.m_strFile = GetFileInQueueFullPath(name);
+    if (m_options.requestsOnly && Protocol::GetFileKind(name) != Protocol::eFileKind_Request)
+        return false;
     if (!platform::PathExists(path))
         return false;
     if (Protocol::MoveFileWhenFree(path, item.m_strFile, MoveFlags(), &m_bRunning))

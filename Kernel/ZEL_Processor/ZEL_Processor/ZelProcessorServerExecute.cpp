@@ -141,6 +141,8 @@ bool CZelProcessorServer::ExecuteRequest()
         statusFile.SetStatusAndComment(eRequestStatus_ServerError,
                                        TextOf(StringCodes::kExceptionDuringRequest).c_str());
     }
+    const std::lock_guard lock(m_cs);
+    m_strRunning.clear();
     return true;
 }
 
@@ -158,6 +160,7 @@ bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
     m_queue.pop_back();
     bLast = m_queue.empty();
     // Under the lock: a cancel finds the request either in the queue or ready to be flagged, and never in between.
+    m_strRunning = item.m_strFile;
     m_bCanceled = false;
     if (m_pContext)
         m_pContext->SetCanceled(false);

@@ -1,4 +1,5 @@
 #include "ProtocolFiles.h"
+#include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/CrashReport.h"
@@ -56,13 +57,18 @@ bool CZelProcessorServer::AddRequestToQueue(const CString& path)
 bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
 {
     TSRequestItem item;
-    if (!TakeWaiting(name, item))
+    if (!TakeWaiting(name, item) && !(m_options.cancelByName && TakePaused(name, item)))
         return false;
+    // Before the file is gone, or the name would look unknown in between. It is free before anybody can use it again:
+    // this very thread takes what is sent.
+    if (m_options.cancelByName)
+        SetRequestStatus(name, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
     if (!platform::Succeeded(platform::Files().Remove(item.m_strFile)))
         WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + item.m_strFile,
                       eMessageStyle_Warning);
     // One that its task declined has a status of that run, which nobody would ever bring to an end.
-    static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
+    if (!m_options.cancelByName)
+        static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
     return true;
 }
 
