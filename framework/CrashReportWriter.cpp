@@ -264,7 +264,7 @@ bool StoreReport(const std::wstring& directory, const std::string& report, std::
     platform::eOsError result = platform::WriteWholeFile(temporary, report);
     if (Succeeded(result))
         result = platform::Files().Move(temporary, path, platform::eMoveFlag_WriteThrough);
-    if (Succeeded(result))
+    if (platform::HasMoved(result))
         return true;
     error = L"Writing '" + path + L"' failed: " + platform::OsErrorText(result);
     (void)platform::Files().Remove(temporary);

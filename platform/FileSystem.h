@@ -135,8 +135,8 @@ public:
     /// included as far as the system can tell: on POSIX that takes the file's owner or a privileged process, for others
     /// only users of this layer are seen, and a file that the process may neither read nor write is moved unchecked. A
     /// target that is to be replaced and is in use is AccessDenied. Directories, and what is no file, are AccessDenied.
-    /// With WriteThrough a failure can also mean that the file was moved but the new name could not be synced: look
-    /// before trying again.
+    /// NotDurable: the file was moved, but with WriteThrough its new name could not be synced. Any other failure means
+    /// that nothing was moved.
     virtual eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) = 0;
 
     /// Deletes a file; SharingViolation as for Move. A directory is AccessDenied.

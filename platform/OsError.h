@@ -29,6 +29,7 @@ enum [[nodiscard]] eOsError : std::uint32_t{
     eOsError_NotADirectory = 267,
     eOsError_LinkInTheWay = 681, ///< a symbolic link, where none is followed
     eOsError_IoError = 1117,
+    eOsError_NotDurable = 0x2FFF0001, ///< a move that was made and could not be synced; a number of our own
 };
 
 /// "Not there", in both spellings that a file system may use.
@@ -41,6 +42,14 @@ enum [[nodiscard]] eOsError : std::uint32_t{
 {
     return error == eOsError_None;
 }
+
+/// True when a move was made, whether or not it would survive a power cut.
+[[nodiscard]] constexpr bool HasMoved(eOsError error)
+{
+    return error == eOsError_None || error == eOsError_NotDurable;
+}
+
+inline constexpr const wchar_t* kNotDurableText = L"Moved, but a power cut may undo it: the sync failed";
 
 /// The system's own words for a failure, without a line end. Never empty: an unknown number is named by the number.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring OsErrorText(eOsError error);

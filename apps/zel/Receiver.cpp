@@ -56,7 +56,7 @@ bool CReceiver::ReceiveByCopy(const std::wstring& name, const std::wstring& targ
         return false;
     const platform::eOsError moved =
         platform::Files().Move(partial, target, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);
-    if (!platform::Succeeded(moved)) {
+    if (!platform::HasMoved(moved)) {
         error = WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_WRITTEN, {target, platform::OsErrorText(moved)});
         static_cast<void>(platform::Files().Remove(partial));
         return false;

@@ -95,16 +95,26 @@ eOsError SyncDirectoryAt(const char* path)
     return SyncDirectoryOf(directory);
 }
 
-/// Makes the new name of a moved file durable.
-eOsError SyncNewName(const CNativePath& to, const CDescriptor& moved)
+/// Opens what the sync of a new name needs, before the move: what fails later can't be taken back.
+eOsError OpenForSync(const CNativePath& to, CDescriptor& directory)
 {
-    const auto error = SyncDirectoryAt(to.Parent().c_str());
-    if (error != eOsError_AccessDenied || !moved) {
-        return error;
+    directory.Reset(open(to.Parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // A directory that is missing is told by the move. One that may not be read is a drop box: see SyncNewName.
+    const bool isToBeTold = !directory && errno != EACCES && errno != ENOENT && errno != ENOTDIR;
+    return isToBeTold ? LastOsError() : eOsError_None;
+}
+
+/// Makes the new name of a moved file durable. The file is let go before the wait for the device: who is told of the
+/// new name would find it held.
+eOsError SyncNewName(const CDescriptor& directory, CDescriptor& moved)
+{
+    if (directory) {
+        moved.Reset();
+        return Succeeded(SyncDirectoryOf(directory)) ? eOsError_None : eOsError_NotDurable;
     }
     // A drop box: one may put files in, but not look at it. The move changed the file's status, so the sync of that
     // brings the file system's journal to the device, and the new name with it.
-    return fsync(moved.Get()) == 0 ? eOsError_None : LastOsError();
+    return moved && fsync(moved.Get()) == 0 ? eOsError_None : eOsError_NotDurable;
 }
 
 /// A target that is open is not replaced: access is denied, as it is on Windows.
@@ -176,19 +186,16 @@ public:
         if (syncNow && held && fdatasync(held.Get()) != 0) {
             return LastOsError();
         }
-        // Opened before the move, so that the file can be let go right after it: who is told of the new name would find
-        // the file held for as long as the device takes.
-        const CDescriptor directory(syncNow ? open(target.Parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
+        CDescriptor directory;
+        if (const auto error = syncNow ? OpenForSync(target, directory) : eOsError_None; error != eOsError_None) {
+            return error;
+        }
         const auto moved = MoveHeld(source, target, (flags & eMoveFlag_ReplaceExisting) != 0);
         if (moved != eOsError_None || !writeThrough) {
             return moved;
         }
-        if (syncNow && directory) {
-            held.Reset();
-            return SyncDirectoryOf(directory);
-        }
         if (syncNow) {
-            return SyncNewName(target, held);
+            return SyncNewName(directory, held);
         }
         CDeferredDirectorySync::Add(FromUtf8(target.Parent()));
         return eOsError_None;

@@ -36,6 +36,7 @@ const wchar_t* NamedErrorText(eOsError error)
     case eOsError_NotADirectory: return L"Not a directory";
     case eOsError_LinkInTheWay: return L"A symbolic link is in the way";
     case eOsError_IoError: return L"Input/output error";
+    case eOsError_NotDurable: return kNotDurableText;
     }
     return nullptr;
 }

@@ -54,6 +54,9 @@ DWORD ToWaitTime(std::chrono::milliseconds duration)
 
 std::wstring OsErrorText(eOsError error)
 {
+    if (error == eOsError_NotDurable) {
+        return kNotDurableText;
+    }
     wchar_t* buffer = nullptr;
     const DWORD length =
         FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,

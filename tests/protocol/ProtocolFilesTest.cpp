@@ -63,6 +63,15 @@ TEST_F(ProtocolFiles, AnyOtherErrorEndsAMoveAtOnce)
     EXPECT_TRUE(platform::PathExists(m_from));
 }
 
+TEST_F(ProtocolFiles, AMoveThatCouldNotBeSyncedIsReportedAndDone)
+{
+    CRecordingHost host;
+    m_files.FailCall(testsupport::eFileCall_Move, 1, platform::eOsError_NotDurable);
+    const platform::CScopedOs os(&m_files, nullptr);
+    EXPECT_TRUE(Protocol::MoveFileWhenFree(m_from, m_to, platform::eMoveFlag_WriteThrough));
+    host.ExpectReport(1, L"The file was handed over, but may not survive a power cut: " + m_to);
+}
+
 TEST_F(ProtocolFiles, AMoveReplacesOnlyWhenToldTo)
 {
     ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(m_to, "old")));

@@ -145,8 +145,9 @@ platform::eOsError CDefaultProject::Write(const std::string& bytes) const
     const platform::eOsError result = platform::WriteWholeFile(written, bytes);
     if (!platform::Succeeded(result))
         return result;
-    return platform::Files().Move(written, m_strPath,
-                                  platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);
+    const platform::eOsError moved = platform::Files().Move(
+        written, m_strPath, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);
+    return platform::HasMoved(moved) ? platform::eOsError_None : moved;
 }
 
 HRESULT CreateWQ_Project(const CString& path, IWQ_Project** project) noexcept

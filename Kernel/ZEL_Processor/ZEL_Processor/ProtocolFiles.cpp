@@ -1,6 +1,8 @@
 #include "ProtocolFiles.h"
 
+#include "SourceNames.h"
 #include "com/Guid.h"
+#include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -59,7 +61,11 @@ platform::eOsError RetryForASecond(const std::function<platform::eOsError()>& at
 
 bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const GoOn& goOn)
 {
-    return platform::Succeeded(RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, goOn));
+    const platform::eOsError error = RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, goOn);
+    if (error == platform::eOsError_NotDurable)
+        WQ_ReportErrorNow(SourceNames::kProtocolFiles, 1, L"MoveFileWhenFree",
+                          L"The file was handed over, but may not survive a power cut: " + to);
+    return platform::HasMoved(error);
 }
 
 bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const std::atomic<bool>* pGoOn)

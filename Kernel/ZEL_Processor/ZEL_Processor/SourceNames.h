@@ -5,6 +5,7 @@
 namespace SourceNames {
 
 constexpr const wchar_t* kLockFile = L"Kernel/ZEL_Processor/ZEL_Processor/LockFile";
+constexpr const wchar_t* kProtocolFiles = L"Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles";
 constexpr const wchar_t* kZelProcessor = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessor";
 constexpr const wchar_t* kZelProcessorServer = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorServer";
 constexpr const wchar_t* kZelProcessorClient = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorClient";
