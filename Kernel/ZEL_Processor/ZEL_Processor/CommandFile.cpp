@@ -16,6 +16,96 @@ namespace {
 constexpr const wchar_t* kCommand = L"Command";
 constexpr const wchar_t* kType = L"Type";
 constexpr const wchar_t* kRequestName = L"RequestName";
+/// Of a name that XML can't carry: an attribute that others do not have, so that their files are as they always were.
+constexpr const wchar_t* kEncoding = L"Encoding";
+constexpr const wchar_t* kPercent = L"percent";
+constexpr std::wstring_view kHexDigits = L"0123456789ABCDEF";
+constexpr std::size_t kDigits = 4;
+
+/// How many units from here on are a character that a document gives back as it was given, except at its ends; 0 for
+/// none. Line ends and tabs are none: some readers make them blanks.
+std::size_t CarriedUnits(std::wstring_view text)
+{
+    const auto unit = static_cast<std::uint32_t>(text.front());
+    const auto isSurrogate = [](std::uint32_t value, std::uint32_t first) {
+        return value >= first && value < first + 0x400;
+    };
+    if (isSurrogate(unit, 0xD800))
+        return text.size() > 1 && isSurrogate(static_cast<std::uint32_t>(text[1]), 0xDC00) ? 2 : 0;
+    return unit < L' ' || isSurrogate(unit, 0xDC00) || unit == 0xFFFE || unit == 0xFFFF ? 0 : 1;
+}
+
+void AppendEscaped(CString& text, std::uint32_t unit)
+{
+    text += L'%';
+    for (const unsigned shift : {12U, 8U, 4U, 0U})
+        text += kHexDigits[(unit >> shift) & 15];
+}
+
+/// The name with "%" and four hexadecimal digits in the place of each unit that XML can't carry, and of each "%". Empty
+/// when none has to be.
+CString Escape(const CString& name)
+{
+    CString escaped;
+    bool isEscaped = false;
+    for (std::size_t at = 0; at < name.size();) {
+        const bool isCut = name[at] == L' ' && (at == 0 || at + 1 == name.size());
+        const std::size_t carried = isCut ? 0 : CarriedUnits(std::wstring_view(name).substr(at));
+        isEscaped = isEscaped || carried == 0;
+        if (carried == 0 || name[at] == L'%')
+            AppendEscaped(escaped, static_cast<std::uint32_t>(name[at]));
+        else
+            escaped.append(name, at, carried);
+        at += carried == 0 ? 1 : carried;
+    }
+    return isEscaped ? escaped : CString();
+}
+
+int DigitOf(wchar_t character)
+{
+    const bool isLower = character >= L'a' && character <= L'f';
+    const std::size_t found = kHexDigits.find(static_cast<wchar_t>(isLower ? character - L'a' + L'A' : character));
+    return found == kHexDigits.npos ? -1 : static_cast<int>(found);
+}
+
+/// False when it is no escaped name.
+bool Unescape(CString& name)
+{
+    CString plain;
+    for (std::size_t at = 0; at < name.size(); ++at) {
+        if (name[at] != L'%') {
+            plain += name[at];
+            continue;
+        }
+        if (name.size() - at <= kDigits)
+            return false;
+        int unit = 0;
+        for (std::size_t digit = 0; digit < kDigits; ++digit) {
+            const int value = DigitOf(name[++at]);
+            if (value < 0)
+                return false;
+            unit = unit * 16 + value;
+        }
+        if (unit == 0)
+            return false;
+        plain += static_cast<wchar_t>(unit);
+    }
+    name = plain;
+    return true;
+}
+
+/// False when there is none, or it is encoded in a way that is not known. An empty name names nothing.
+bool ReadName(IXMLDOMNode* command, CString& name)
+{
+    CComPtr<IXMLDOMNode> node;
+    if (!CXMLTools::GetNodeByName(command, kRequestName, node.Put()) || !CXMLTools::GetNodeValue(node.Get(), name) ||
+        name.empty())
+        return false;
+    CString encoding;
+    if (!CXMLTools::GetAttributeValue(node.Get(), kEncoding, encoding))
+        return true;
+    return encoding == kPercent && Unescape(name);
+}
 
 CComPtr<IXMLDOMElement> CreateElement(IXMLDOMDocument& document, const wchar_t* name)
 {
@@ -34,7 +124,11 @@ void Fill(IXMLDOMDocument& document, const wchar_t* word, const CString& request
     ThrowIfFailed(
         command->setAttribute(CBstr(std::wstring_view(kType)).Get(), CVariant(std::wstring_view(word)).Get()));
     const CComPtr<IXMLDOMElement> name = CreateElement(document, kRequestName);
-    ThrowIfFailed(name->put_nodeTypedValue(CVariant(std::wstring_view(requestName)).Get()));
+    const CString escaped = Escape(requestName);
+    if (!escaped.empty())
+        ThrowIfFailed(
+            name->setAttribute(CBstr(std::wstring_view(kEncoding)).Get(), CVariant(std::wstring_view(kPercent)).Get()));
+    ThrowIfFailed(name->put_nodeTypedValue(CVariant(std::wstring_view(escaped.empty() ? requestName : escaped)).Get()));
     ThrowIfFailed(command->appendChild(name.Get(), nullptr));
     ThrowIfFailed(document.appendChild(command.Get(), nullptr));
 }
@@ -69,10 +163,8 @@ eRead Read(const CString& path, SContent& content)
         return eRead_NoXml;
     CComPtr<IXMLDOMNode> command;
     CString word;
-    // An empty name names nothing.
     if (!CXMLTools::GetNodeByName(document.Get(), kCommand, command.Put()) ||
-        !CXMLTools::GetAttributeValue(command.Get(), kType, word) ||
-        !CXMLTools::GetNodeValue(command.Get(), kRequestName, content.name) || content.name.empty())
+        !CXMLTools::GetAttributeValue(command.Get(), kType, word) || !ReadName(command.Get(), content.name))
         return eRead_Incomplete;
     content.type = TypeOf(word);
     return eRead_Ok;

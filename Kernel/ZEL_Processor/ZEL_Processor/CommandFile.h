@@ -4,7 +4,8 @@
 #include "ZEL_Processor/ZelTypes.h"
 #include "com/Com.h"
 
-/// The content of a command file, as a client writes it and a server reads it.
+/// The content of a command file, as a client writes it and a server reads it. A name that XML can't carry, with
+/// control characters or bytes that are no text, is escaped in the file.
 namespace CommandFile {
 
 /// The word of a command; null for a type that is none.

@@ -22,6 +22,28 @@ TEST_F(FileNamesTest, NameThatIsNotValidTextIsServed)
     StopServer(server);
 }
 
+TEST_F(FileNamesTest, NamesThatXmlCannotCarryAreCancelledAndPaused)
+{
+    platform::SProcessOptions options;
+    options.pipeInput = true;
+    CRunningProgram server = StartServer({L"--manual"}, options);
+    const std::wstring bytes = platform::FromUtf8("x\xff\xfe.drq");
+    for (const std::wstring& name : {bytes, std::wstring(L"plain.drq")}) {
+        ASSERT_EQ(Zel({L"send", MakeGate(name)}).code, 0);
+        ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InQueue(name)); }));
+    }
+    EXPECT_EQ(Zel({L"pause", bytes}).code, 0);
+    EXPECT_EQ(Zel({L"resume", bytes}).code, 0);
+    // Put there by hand.
+    const std::wstring control = L"a\x01\r.drq";
+    Write(InRequests(control), "x");
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InQueue(control)); }));
+    const SProgramResult result = Zel({L"cancel", bytes, control, L"plain.drq"});
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_TRUE(FilesIn(InOutput(L"Queue")).empty());
+    StopServer(server);
+}
+
 TEST_F(FileNamesTest, FileWithoutReadPermissionEndsInAnErrorAndTheServerGoesOn)
 {
     if (geteuid() == 0)
