@@ -26,6 +26,7 @@ enum [[nodiscard]] eOsError : std::uint32_t{
     eOsError_NameTooLong = 206,
     eOsError_DirectoryNotEmpty = 145,
     eOsError_AlreadyExists = 183, ///< the target of a move that must not replace
+    eOsError_FileTooLarge = 223,  ///< a limit of the process or of the file system
     eOsError_NotADirectory = 267,
     eOsError_LinkInTheWay = 681, ///< a symbolic link, where none is followed
     eOsError_IoError = 1117,

@@ -69,7 +69,7 @@ ZEL_FRAMEWORK_API bool WriteConsoleText(eStream stream, const std::wstring& text
 
 enum eProgramSignal { eProgramSignal_Stop, eProgramSignal_Step };
 /// Receives the signals of a program that serves: Stop for SIGTERM, SIGINT and their console events on Windows; Step
-/// for SIGUSR1, on Windows for a line on standard input. Constructed once, in main, before other threads start.
+/// for SIGUSR1, on Windows for a line on standard input. While it lives, SIGXFSZ is ignored. Constructed once, in main, before other threads start.
 class ZEL_FRAMEWORK_API CProgramSignals {
 public:
     /// acceptStep: without it SIGUSR1 and standard input are left alone.

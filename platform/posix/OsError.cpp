@@ -33,6 +33,7 @@ const wchar_t* NamedErrorText(eOsError error)
     case eOsError_NameTooLong: return L"The name is too long";
     case eOsError_DirectoryNotEmpty: return L"The directory is not empty";
     case eOsError_AlreadyExists: return L"The target exists already";
+    case eOsError_FileTooLarge: return L"The file is larger than it may be";
     case eOsError_NotADirectory: return L"Not a directory";
     case eOsError_LinkInTheWay: return L"A symbolic link is in the way";
     case eOsError_IoError: return L"Input/output error";
@@ -84,8 +85,8 @@ eOsError FromErrno(int error)
     case EINVAL: return eOsError_InvalidParameter;
     case EPIPE: return eOsError_BrokenPipe;
     case ENOSPC:
-    case EDQUOT:
-    case EFBIG: return eOsError_DiskFull;
+    case EDQUOT: return eOsError_DiskFull;
+    case EFBIG: return eOsError_FileTooLarge;
     case ENAMETOOLONG: return eOsError_NameTooLong;
     case ENOTEMPTY: return eOsError_DirectoryNotEmpty;
     case EIO: return eOsError_IoError;

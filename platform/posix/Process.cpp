@@ -102,11 +102,12 @@ public:
     {
         posix_spawn_file_actions_init(&m_actions);
         posix_spawnattr_init(&m_attributes);
-        // A program that fetches its signals has them blocked, and would leave a child deaf that does not.
+        // A program that fetches its signals has them blocked, and would leave a child deaf that does not. What it
+        // ignores, the child would ignore, too.
         sigset_t none;
         sigemptyset(&none);
         sigset_t ordinary = none;
-        for (const int number : {SIGPIPE, SIGTERM, SIGINT, SIGUSR1})
+        for (const int number : {SIGPIPE, SIGTERM, SIGINT, SIGUSR1, SIGXFSZ})
             sigaddset(&ordinary, number);
         posix_spawnattr_setsigmask(&m_attributes, &none);
         posix_spawnattr_setsigdefault(&m_attributes, &ordinary);

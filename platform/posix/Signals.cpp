@@ -12,6 +12,7 @@ namespace platform {
 struct CProgramSignals::SState {
     sigset_t received = {};
     sigset_t oldMask = {};
+    struct sigaction oldFileSize = {};
 };
 
 CProgramSignals::CProgramSignals(bool acceptStep) : m_pState(std::make_unique<SState>())
@@ -23,6 +24,11 @@ CProgramSignals::CProgramSignals(bool acceptStep) : m_pState(std::make_unique<SS
     if (acceptStep)
         sigaddset(&received, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &received, &m_pState->oldMask);
+
+    // A limit of the file size then fails the one write that meets it, instead of ending the program.
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGXFSZ, &ignore, &m_pState->oldFileSize);
 }
 
 CProgramSignals::~CProgramSignals()
@@ -32,6 +38,7 @@ CProgramSignals::~CProgramSignals()
     while (sigtimedwait(&m_pState->received, nullptr, &none) > 0 || errno == EINTR) {
     }
     pthread_sigmask(SIG_SETMASK, &m_pState->oldMask, nullptr);
+    sigaction(SIGXFSZ, &m_pState->oldFileSize, nullptr);
 }
 
 bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal& received)

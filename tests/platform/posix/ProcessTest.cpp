@@ -1,5 +1,6 @@
 #include "platform/Process.h"
 
+#include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Path.h"
 #include "tests/support/ChildProcess.h"
@@ -9,6 +10,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -38,6 +40,36 @@ int CloseOutputAndWrite(const std::vector<std::wstring>&)
     return WriteConsoleText(eStream_Output, L"into the void") ? 2 : 61;
 }
 const testsupport::CChildPart closedPart(L"console-closed", &CloseOutputAndWrite);
+
+/// Writes more than it may; the exit code is the failure.
+int WriteBeyondTheLimit(const std::vector<std::wstring>& arguments)
+{
+    const rlimit limit = {4096, 4096};
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
+        return 200;
+    const CProgramSignals signals(false);
+    const auto error = WriteWholeFile(arguments[0], std::string(10'000, 'x'));
+    return error == eOsError_FileTooLarge ? 62 : static_cast<int>(error);
+}
+const testsupport::CChildPart limitPart(L"signals-file-size", &WriteBeyondTheLimit);
+
+/// Ends as a program does that knows nothing of the limit.
+int MeetTheLimit(const std::vector<std::wstring>&)
+{
+    static_cast<void>(raise(SIGXFSZ));
+    return 63;
+}
+const testsupport::CChildPart meetPart(L"signals-meet-limit", &MeetTheLimit);
+
+TEST(PosixProcessTest, ALimitOfTheFileSizeFailsTheWriteAndNotTheProgram)
+{
+    const testsupport::CTemporaryDirectory directory;
+    auto child = testsupport::StartChild(L"signals-file-size", {directory / L"file"});
+    EXPECT_EQ(testsupport::FinishChild(child), 62);
+    const CProgramSignals signals(false);
+    auto other = testsupport::StartChild(L"signals-meet-limit", {});
+    EXPECT_EQ(testsupport::FinishChild(other), 128 + SIGXFSZ) << "children are not made to ignore it";
+}
 
 TEST(PosixProcessTest, StepsAndStopsAreToldApart)
 {
