@@ -248,11 +248,28 @@ TEST_F(CrashReportTest, AFailureOfEachFileCallLeavesNoFileBehind)
 
 TEST_F(CrashReportTest, OldReportsThatCannotBeRemovedDoNotMakeItFail)
 {
+    for (int old = 10; old < 70; ++old)
+        ASSERT_TRUE(Succeeded(platform::WriteWholeFile(
+            m_folder.PathOf(L"zel-crash-20200101T0000" + std::to_wstring(old) + L"Z-1-1.txt"), "old")));
     testsupport::CFaultyFiles files;
-    files.FailAlways(testsupport::eFileCall_List, platform::eOsError_AccessDenied);
     const platform::CScopedOs os(&files, nullptr);
+    files.FailAlways(testsupport::eFileCall_List, platform::eOsError_AccessDenied);
     EXPECT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(nullptr)), 1);
     m_host.ExpectLogLine(L"A crash report was written");
+    EXPECT_EQ(m_folder.Names().size(), 61U);
+    EXPECT_EQ(files.Count(testsupport::eFileCall_Remove), 0U);
+
+    files.StopFailing();
+    files.FailAlways(testsupport::eFileCall_Remove, platform::eOsError_AccessDenied);
+    EXPECT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(nullptr)), 1);
+    m_host.ExpectLogLine(L"A crash report was written");
+    EXPECT_EQ(m_folder.Names().size(), 62U);
+    EXPECT_EQ(files.Count(testsupport::eFileCall_Remove), 12U) << "each is tried, whatever became of the others";
+
+    files.StopFailing();
+    EXPECT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(nullptr)), 1);
+    m_host.ExpectLogLine(L"A crash report was written");
+    EXPECT_EQ(m_folder.Names().size(), 50U) << "and again the next time";
 }
 
 TEST_F(CrashReportTest, AFaultWhileItIsWrittenIsAFailureAndNothingElse)
