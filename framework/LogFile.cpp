@@ -23,7 +23,8 @@ bool CLogFile::Open(const std::wstring& path, std::uint64_t maxBytes, std::wstri
 
 bool CLogFile::Write(std::string_view line)
 {
-    if (m_nMaxBytes != 0 && m_nBytes != 0 && m_nBytes + line.size() > m_nMaxBytes)
+    // Not when it is closed: then it was set aside, and the new one could not be opened.
+    if (m_file.is_open() && m_nMaxBytes != 0 && m_nBytes != 0 && m_nBytes + line.size() > m_nMaxBytes)
         SetAside();
     if (!m_file.is_open() && !Append())
         return false;
@@ -50,10 +51,16 @@ bool CLogFile::Append()
 void CLogFile::SetAside()
 {
     m_file.close();
-    std::error_code error; // most often there is no such file yet
-    for (int number = Brel::Log::kOldLogFiles; number > 1; --number)
+    // Moved on up to the first gap, which a failure leaves behind: trying again takes no further old file.
+    std::error_code error;
+    int number = 1;
+    while (number < Brel::Log::kOldLogFiles && std::filesystem::exists(OldPath(number), error))
+        ++number;
+    error.clear();
+    for (; number > 1 && !error; --number)
         std::filesystem::rename(OldPath(number - 1), OldPath(number), error);
-    std::filesystem::rename(m_path, OldPath(1), error);
+    if (!error)
+        std::filesystem::rename(m_path, OldPath(1), error);
     // A file that can't be set aside, because its reader on Windows does not let go of it, is written on, and tried
     // again when as much has been added.
     if (Append() && error)

@@ -197,10 +197,18 @@ TEST_F(LogTest, AFileThatCannotBeSetAsideIsWrittenOn)
     for (int old = 1; old <= 5; ++old)
         std::filesystem::create_directories(
             testsupport::StandardPath(m_folder.PathOf(m_strName + L"." + std::to_wstring(old))) / "full");
-    ASSERT_TRUE(Start(eLogLevel_Info, 100));
-    for (const wchar_t* text : {L"first", L"second"})
-        Log(eLogLevel_Info, text + std::wstring(100, L'.'));
+    ASSERT_TRUE(Start(eLogLevel_Info, 1000));
+    const std::wstring filler(600, L'.'); // two lines are too much for one file
+    Log(eLogLevel_Info, L"first" + filler);
+    Log(eLogLevel_Info, L"second" + filler);
     EXPECT_EQ(Lines().size(), 2U);
+
+    ASSERT_GT(std::filesystem::remove_all(testsupport::StandardPath(m_folder.PathOf(m_strName + L".1"))), 0U);
+    Log(eLogLevel_Info, L"short");
+    EXPECT_EQ(Lines().size(), 3U) << "not tried again for each line";
+    Log(eLogLevel_Info, L"third" + filler);
+    EXPECT_EQ(Lines().size(), 1U) << "tried again when as much was added";
+    EXPECT_NE(m_folder.Content(m_strName + L".1").find("second"), std::string::npos);
 }
 
 TEST_F(LogTest, AFileThatCannotBeOpenedIsNamedAndChangesNothing)
