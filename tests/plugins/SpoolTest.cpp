@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 
 using testsupport::CStringSink;
@@ -48,12 +49,19 @@ TEST(Spool, TakesAnyBytesAndPiecesOfAnySize)
 
 TEST(Spool, ASinkThatFailsEndsTheCopy)
 {
+    // Two that are stored and one that is not, each refused in turn: nothing comes behind the one that was.
+    const std::array<std::string, 3> pieces = {std::string(300000, 'x'), std::string(300000, 'y'), "tail"};
     CSpool spool;
-    ASSERT_TRUE(spool.Write(std::string(300000, 'x')));
-    ASSERT_TRUE(spool.Write(std::string(300000, 'y')));
-    CStringSink sink(1);
-    EXPECT_FALSE(spool.CopyTo(sink));
-    EXPECT_EQ(sink.All(), std::string(300000, 'x') + std::string(300000, 'y'));
-    CStringSink other;
-    EXPECT_TRUE(spool.CopyTo(other));
+    std::string expected;
+    for (const std::string& piece : pieces)
+        ASSERT_TRUE(spool.Write(piece));
+    for (unsigned refused = 0; refused < pieces.size(); ++refused) {
+        expected += pieces[refused];
+        CStringSink sink(refused);
+        EXPECT_FALSE(spool.CopyTo(sink)) << refused;
+        EXPECT_TRUE(sink.All() == expected) << refused << ": " << sink.All().size() << " bytes";
+    }
+    CStringSink sink;
+    EXPECT_TRUE(spool.CopyTo(sink));
+    EXPECT_TRUE(sink.All() == expected);
 }
