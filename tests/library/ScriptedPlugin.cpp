@@ -132,28 +132,24 @@ private:
     std::atomic<SPluginScript*>& m_pScript;
 };
 
-void RegisterOnce()
+/// A class that is registered already stays as it is.
+void Register()
 {
-    static const bool registered = [] {
-        for (const auto& [id, index] : {std::pair(kFirst, 0), std::pair(kSecond, 1)}) {
-            const ComponentFactoryFunction make = [script = &g_scripts[index]](REFIID iid, void** object) -> HRESULT {
-                if (!g_installed)
-                    return CLASS_E_CLASSNOTAVAILABLE;
-                return ZelMake<CScriptedFactory>(*script)->QueryInterface(iid, object);
-            };
-            if (FAILED(RegisterComponentClass(id, make, {CATID_ZELProcessorFactory})))
-                return false;
-        }
-        return true;
-    }();
-    static_cast<void>(registered);
+    for (const auto& [id, index] : {std::pair(kFirst, 0), std::pair(kSecond, 1)}) {
+        const ComponentFactoryFunction make = [script = &g_scripts[index]](REFIID iid, void** object) -> HRESULT {
+            if (!g_installed)
+                return CLASS_E_CLASSNOTAVAILABLE;
+            return ZelMake<CScriptedFactory>(*script)->QueryInterface(iid, object);
+        };
+        static_cast<void>(RegisterComponentClass(id, make, {CATID_ZELProcessorFactory}));
+    }
 }
 
 } // namespace
 
 CScriptedPlugin::CScriptedPlugin(SPluginScript& first, SPluginScript* second)
 {
-    RegisterOnce();
+    Register();
     g_scripts[0] = &first;
     g_scripts[1] = second;
 }
@@ -166,8 +162,16 @@ CScriptedPlugin::~CScriptedPlugin()
 
 void CScriptedPlugin::SetInstalled(bool installed)
 {
-    RegisterOnce();
+    Register();
     g_installed = installed;
+}
+
+void CScriptedPlugin::SetListed(bool listed)
+{
+    if (listed)
+        return Register();
+    for (const CLSID& id : {kFirst, kSecond})
+        static_cast<void>(RevokeComponentClass(id));
 }
 
 bool CScriptedPlugin::HasLiveObjects()

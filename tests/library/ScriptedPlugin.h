@@ -7,7 +7,8 @@
 #include <string>
 
 /// A plug-in inside the test program whose every step a test can replace. Two factories are in the category for the
-/// life of the process, because the category is read once; outside a CScriptedPlugin both of them decline everything.
+/// life of the process, unless a test takes them out, because the category is read once; outside a CScriptedPlugin both
+/// of them decline everything.
 struct SPluginScript {
     std::function<bool(const std::wstring& path)> createRequest = [](const std::wstring&) { return true; };
     std::function<bool(std::wstring& xml)> getXml = [](std::wstring& xml) {
@@ -40,6 +41,8 @@ public:
 
     /// The factories can't be made while the object lives, as when no plug-in is installed.
     static void SetInstalled(bool installed);
+    /// The factories are in the category, or it has no item at all.
+    static void SetListed(bool listed);
     /// Objects of the scripts that are alive.
     [[nodiscard]] static bool HasLiveObjects();
 };

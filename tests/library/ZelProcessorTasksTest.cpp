@@ -124,6 +124,18 @@ TEST_F(Tasks, AFactoryThatAcceptsWithoutATaskRaisesThePointerError)
     }
 }
 
+TEST_F(Tasks, ACategoryWithoutItemsIsShownAndNoProcessorIsMade)
+{
+    CZelProcessorFactories::ForgetCategory();
+    CScriptedPlugin::SetListed(false);
+    EXPECT_THROW(CZelProcessor(), CUserException);
+    CScriptedPlugin::SetListed(true);
+    const SRecordedBox box = TakeBox();
+    EXPECT_EQ(box.text, L"Unable to create Zel Processor Factory");
+    EXPECT_EQ(box.style, 16U);
+    EXPECT_NO_THROW(CZelProcessor()) << "an empty category is looked at again";
+}
+
 TEST_F(Tasks, WithoutAnyFactoryAProcessorCanNotBeMade)
 {
     CZelProcessorFactories::ForgetCategory();
