@@ -15,7 +15,7 @@ anchors() { # page
 
 check_links() {
     local page target file anchor count=0
-    for page in README.md docs/*.md; do
+    for page in README.md docs/*.md docs/decisions/*.md; do
         while IFS= read -r target; do
             count=$((count + 1))
             file=${target%%#*}
@@ -30,6 +30,15 @@ check_links() {
         done < <(sed '/^```/,/^```/d' "$page" | grep -oP '\]\(\K[^)\s]+' | grep -v '^[a-z]*://')
     done
     ((count > 20)) || complain "only $count links found: the search for them is broken"
+}
+
+# Whoever looks for a decision goes through the list of them.
+check_decisions() {
+    local page
+    for page in docs/decisions/*.md; do
+        [[ $page != */README.md ]] || continue
+        grep -qF -- "](${page##*/})" docs/decisions/README.md || complain "docs/decisions/README.md does not list $page"
+    done
 }
 
 # Every folder at the top that is under version control is in the map, and every folder of the map is there (a link).
@@ -195,6 +204,7 @@ check_dump() {
 
 [[ -x $bin/zel-server ]] || stop "$bin/zel-server is missing: build first, or name the build folder in ZEL_BUILD_DIR"
 check_links
+check_decisions
 check_map
 check_messages
 check_dump
