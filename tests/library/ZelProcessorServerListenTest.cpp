@@ -80,7 +80,7 @@ TEST_F(Listener, AFailedRearmingIsReportedAndTheListenerGoesOn)
     m_pServer.reset();
 }
 
-TEST_F(Listener, AScanThatFailedIsMadeUpForWithoutAnotherChange)
+TEST_F(Listener, AScanThatFailedIsReportedOnceAndMadeUpForWithoutAnotherChange)
 {
     testsupport::CFaultyFiles& files = m_files;
     files.FailCall(testsupport::eFileCall_List, 1, platform::eOsError_TooManyOpenFiles, 2, m_requestDir);
@@ -88,24 +88,33 @@ TEST_F(Listener, AScanThatFailedIsMadeUpForWithoutAnotherChange)
     Run();
     EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
     m_pServer.reset();
+    const auto reports = m_host.TakeReports();
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].sourceLine, 170);
+    EXPECT_EQ(reports[0].function, L"CZelProcessorServer::Listen()");
+    EXPECT_EQ(reports[0].message,
+              L"The request directory cannot be read.\n" + platform::OsErrorText(platform::eOsError_TooManyOpenFiles));
 }
 
 TEST_F(Listener, AStopEndsItAtOnceAlthoughAFileIsHeld)
 {
-    testsupport::CFaultyFiles& files = m_files;
-    platform::CManualResetEvent tried;
-    files.OnCall([&](const testsupport::SFileCall& call) {
-        if (call.call == testsupport::eFileCall_Move && call.path.find(L"held.drq") != std::wstring::npos &&
-            call.target.find(L"Queue") != std::wstring::npos)
-            tried.Set();
-    });
-    files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation, In(m_requestDir, L"held.drq"));
-    const platform::CScopedOs os(&files, nullptr);
-    Run();
-    Write(In(m_requestDir, L"held.drq"));
-    ASSERT_TRUE(tried.WaitFor(kPatience));
-    m_pServer->Stop(true);
-    EXPECT_TRUE(platform::PathExists(In(m_requestDir, L"held.drq"))) << "left for the next server";
+    for (const wchar_t* name : {L"held.drq", L"held.command"}) {
+        platform::CManualResetEvent tried;
+        m_files.OnCall([&](const testsupport::SFileCall& call) {
+            if (call.call == testsupport::eFileCall_Move && call.path == In(m_requestDir, name))
+                tried.Set();
+        });
+        m_files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation, In(m_requestDir, name));
+        const platform::CScopedOs os(&m_files, nullptr);
+        Run();
+        Write(In(m_requestDir, name));
+        ASSERT_TRUE(tried.WaitFor(kPatience));
+        m_pServer->Stop(true);
+        m_files.StopFailing();
+        EXPECT_TRUE(platform::PathExists(In(m_requestDir, name))) << "left for the next server";
+        EXPECT_TRUE(platform::Succeeded(platform::Files().Remove(In(m_requestDir, name))));
+    }
+    EXPECT_EQ(m_client.GetStatus(L"held.command", nullptr), eRequestStatus_ProcessingStarted) << "nothing failed";
     m_pServer.reset();
 }
 

@@ -30,6 +30,8 @@ bool CZelProcessorServer::ProcessCommand(const CString& path, CZelProcessorProgr
     const CWQ_SetResource resource(kResourceModule);
     const CString queuePath = GetFileInQueueFullPath(path);
     if (!Protocol::MoveFileWhenFree(path, queuePath, MoveFlags(), &m_bRunning)) {
+        if (!m_bRunning)
+            return false;
         m_pProcessor->SetStatus(progress, eRequestStatus_ServerError,
                                 FormatText(TextOf(StringCodes::kUnableMoveIntoQueue), {path, queuePath}));
         return false;

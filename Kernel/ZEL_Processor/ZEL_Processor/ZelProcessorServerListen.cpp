@@ -22,6 +22,7 @@ namespace {
 
 constexpr long kLineWatchFailed = 140;
 constexpr long kLineRearmFailed = 162;
+constexpr long kLineScanFailed = 170;
 /// A stop wakes the listener, so this only bounds what a wake-up that got lost could cost.
 constexpr auto kListenTimeout = 1000ms;
 /// The change that asked for a scan is taken by then, so a scan that failed has to be made up for unasked.
@@ -115,8 +116,12 @@ void CZelProcessorServer::EndListener()
 bool CZelProcessorServer::ScanRequestDir()
 {
     std::vector<platform::SDirectoryEntry> entries;
-    if (!platform::Succeeded(platform::Files().List(m_strRequestDir, entries)))
+    const platform::eOsError error = platform::Files().List(m_strRequestDir, entries);
+    if (!platform::Succeeded(error)) {
+        if (!m_bScanPending) // once, not with every new try
+            ReportWatchError(kLineScanFailed, L"The request directory cannot be read.\n", error);
         return false;
+    }
     // Whoever handed the requests over synced them. The moves of one scan share one sync of the queue directory.
     const platform::CDeferredDirectorySync deferred;
     for (const platform::SDirectoryEntry& entry : entries) {
@@ -140,6 +145,7 @@ void CZelProcessorServer::HandleCommandFile(const CString& path)
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
                                                m_pProcessor->GetOutputStatusFilePath(path), &m_bRunning);
     m_pProcessor->SetStatus(&statusFile, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
-    if (!ProcessCommand(path, &statusFile))
+    // A server that stops leaves what it could not take for the next one, which is no failure.
+    if (!ProcessCommand(path, &statusFile) && m_bRunning)
         WQ_MessageBox(FormatText(L"Processing of command %s failed", {path}), eMessageStyle_Error);
 }
