@@ -74,6 +74,7 @@ struct SServerTestAccess {
         const std::lock_guard lock(server.m_csClients);
         return server.m_pendingEvents.size();
     }
+    [[nodiscard]] bool IsQueueSignalled() const { return server.m_evQueue->IsSet(); }
     [[nodiscard]] bool HasThreads() const { return server.m_pMHThread || server.m_pEThread; }
     [[nodiscard]] bool HasExecutiveThread() const { return server.m_pEThread != nullptr; }
     [[nodiscard]] bool IsRunning() const { return server.m_bRunning; }

@@ -118,6 +118,39 @@ TEST_F(Listener, AStopEndsItAtOnceAlthoughAFileIsHeld)
     m_pServer.reset();
 }
 
+TEST_F(Listener, AStopEndsItWithinASecondAndWakesTheExecutive)
+{
+    m_pServer->SetNoExecutiveThread(true);
+    Run();
+    EXPECT_FALSE(Access().IsQueueSignalled());
+    const auto start = std::chrono::steady_clock::now();
+    m_pServer->Stop(false);
+    m_host.ExpectLogLine(L"CZelProcessorServer::Listen() finished.", std::chrono::seconds(1));
+    EXPECT_TRUE(Access().IsQueueSignalled());
+    m_pServer->Stop(true);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+TEST_F(Listener, RequestsOfOneScanRunInTheOrderOfTheFileSystem)
+{
+    std::vector<std::wstring> order;
+    m_script.createRequest = [&](const std::wstring& path) {
+        order.push_back(platform::FileNameOf(path));
+        return true;
+    };
+    for (const wchar_t* name : {L"d.drq", L"b.drq", L"a.xml", L"c.drq"})
+        Write(In(m_requestDir, name));
+    Write(In(m_requestDir, L"change.txt"));
+    std::vector<std::wstring> listed = FilesIn(m_requestDir);
+    std::erase(listed, L"change.txt");
+    Run();
+    ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(In(m_requestDir, L"change.txt"))));
+    for (const std::wstring& name : listed)
+        EXPECT_EQ(WaitForEnd(name), eRequestStatus_Done);
+    m_pServer.reset();
+    EXPECT_EQ(order, listed);
+}
+
 TEST_F(Listener, WhatWaitsIsServedWhileAnotherFileIsHeld)
 {
     CGate gate;
@@ -149,21 +182,46 @@ TEST_F(Listener, WhatWaitsIsServedWhileAnotherFileIsHeld)
 
 TEST_F(Listener, OneScanSyncsTheQueueDirectoryOnce)
 {
+    Make({.syncing = true});
     m_pServer->SetNoExecutiveThread(true);
-    m_pServer->SetOptions({.syncing = true});
     for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq"})
         Write(In(m_requestDir, name));
-    testsupport::CFaultyFiles& files = m_files;
-    const platform::CScopedOs os(&files, nullptr);
+    const platform::CScopedOs os(&m_files, nullptr);
     Run();
     Write(In(m_requestDir, L"change.txt"));
-    while (Access().QueuedNames().size() < 3)
-        platform::Clock().YieldThread();
+    ASSERT_TRUE(WaitUntil([&] { return Access().QueuedNames().size() == 3; }));
     m_pServer->Stop(true);
-    for (const testsupport::SFileCall& call : files.Calls()) {
+    unsigned moves = 0;
+    for (const testsupport::SFileCall& call : m_files.Calls()) {
         if (call.call == testsupport::eFileCall_Move) {
             EXPECT_EQ(call.mode, static_cast<unsigned>(platform::eMoveFlag_WriteThrough));
+            ++moves;
+        } else if (call.call == testsupport::eFileCall_SyncDirectory) {
+            EXPECT_EQ(call.path, In(m_outputDir, L"Queue"));
+            EXPECT_EQ(moves, 3U) << "after the last move of the scan";
+        } else {
+            EXPECT_NE(call.call, testsupport::eFileCall_Sync) << "who handed a request over synced its data";
         }
     }
+    EXPECT_EQ(moves, 3U);
+    EXPECT_EQ(m_files.Count(testsupport::eFileCall_SyncDirectory), 1U);
+    m_pServer.reset();
+}
+
+TEST_F(Listener, WithoutSyncingNothingIsSynced)
+{
+    m_pServer->SetNoExecutiveThread(true);
+    Write(In(m_requestDir, L"a.drq"));
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Write(In(m_requestDir, L"change.txt"));
+    ASSERT_TRUE(WaitUntil([&] { return Access().QueuedNames().size() == 1; }));
+    m_pServer->Stop(true);
+    for (const testsupport::SFileCall& call : m_files.Calls()) {
+        if (call.call == testsupport::eFileCall_Move) {
+            EXPECT_EQ(call.mode, static_cast<unsigned>(platform::eMoveFlag_None));
+        }
+    }
+    EXPECT_EQ(m_files.Count(testsupport::eFileCall_SyncDirectory), 0U);
     m_pServer.reset();
 }
