@@ -58,6 +58,7 @@ struct SServerTestAccess {
         const std::lock_guard lock(server.m_cs);
         server.CancelRunningRequest();
     }
+    bool RegisterNewClient(const std::wstring& requestId) { return server.RegisterNewClient(requestId); }
     bool UnregisterClient(const GUID& clientId) { return server.UnregisterClient(clientId); }
     bool SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
     {

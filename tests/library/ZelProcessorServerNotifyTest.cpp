@@ -1,160 +1,16 @@
-#include "tests/library/ServerFixture.h"
+#include "tests/library/NotifyFixture.h"
 
-#include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "ZEL_Processor/LockFile.h"
-#include "com/ComObject.h"
-#include "com/CreateInstance.h"
-#include "com/Guid.h"
-#include "framework/DsEventsData.h"
-#include "tests/support/ManualClock.h"
 
 #include <algorithm>
 #include <set>
 
 namespace {
 
-constexpr GUID kFirstGroup = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
-constexpr GUID kSecondGroup = {0xFFFFFFFF, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
-
-/// A palette that answers as it is told.
-class CTestPalette final : public CComObject<IWQ_Palette> {
-public:
-    HRESULT STDMETHODCALLTYPE GetChangedGroups(IWQ_DsEventsData*, IWQ_Project*, VARIANT_BOOL* groupsChanged,
-                                               IWQ_CLSIDArray** groups, VARIANT_BOOL* projectNeedsUpdate) override
-    {
-        *groupsChanged = m_groups.empty() ? VARIANT_FALSE : VARIANT_TRUE;
-        *projectNeedsUpdate = m_needsUpdate ? VARIANT_TRUE : VARIANT_FALSE;
-        *groups = nullptr;
-        if (m_groups.empty())
-            return S_OK;
-        CComPtr<IWQ_CLSIDArray> array;
-        const HRESULT made = CreateWQ_CLSIDArray(ComIid<IWQ_CLSIDArray>(), array.PutVoid());
-        for (const GUID& group : m_groups)
-            EXPECT_EQ(array->Add(&group), S_OK);
-        *groups = array.Detach();
-        return made;
-    }
-
-    std::vector<GUID> m_groups;
-    bool m_needsUpdate = false;
-};
-
-/// A running server with a palette; clients that listen.
-class Notify : public CServerFixture {
-protected:
-    void SetUp() override
-    {
-        CServerFixture::SetUp();
-        m_pPalette = MakeComObject<CTestPalette>();
-        m_pServer->SetPalette(m_pPalette.Get());
-        Run();
-    }
-    void TearDown() override
-    {
-        m_others.clear(); // while the server can answer
-        static_cast<void>(m_client.StopListeningDsEvents());
-    }
-    /// One more client that listens.
-    CZelProcessorClient& AddListener()
-    {
-        m_others.push_back(std::make_unique<CZelProcessorClient>());
-        m_others.back()->Init(m_requestDir, m_outputDir, m_clientDir);
-        m_others.back()->SetSyncing(false);
-        EXPECT_TRUE(m_others.back()->ListenDsEvents());
-        return *m_others.back();
-    }
-    static CComPtr<IWQ_DsEventsData> Event(LONG number)
-    {
-        auto event = CreateInstanceZEL<IWQ_DsEventsData>(kClsidDsEventsData);
-        EXPECT_EQ(event->PutKind(number), S_OK);
-        return event;
-    }
-    static std::vector<LONG> Take(CZelProcessorClient& client)
-    {
-        std::vector<CComPtr<IWQ_DsEventsData>> events;
-        EXPECT_TRUE(client.GetDsEvents(events));
-        std::vector<LONG> numbers;
-        for (const auto& event : events) {
-            LONG number = 0;
-            EXPECT_EQ(event->GetKind(&number), S_OK);
-            numbers.push_back(number);
-        }
-        return numbers;
-    }
-    static std::vector<GUID> TakeGroups(CZelProcessorClient& client)
-    {
-        CComPtr<IWQ_CLSIDArray> groups;
-        EXPECT_TRUE(client.GetChangedInsertableItemsGroups(groups.Put()));
-        std::vector<GUID> ids;
-        ULONGLONG count = 0;
-        EXPECT_TRUE(groups && SUCCEEDED(groups->GetCount(&count)));
-        ids.resize(count);
-        for (ULONGLONG index = 0; index < count; ++index)
-            EXPECT_EQ(groups->GetAt(index, &ids[index]), S_OK);
-        return ids;
-    }
-
-    CComPtr<CTestPalette> m_pPalette;
-    std::vector<std::unique_ptr<CZelProcessorClient>> m_others;
-};
+class Notify : public CNotifyFixture {};
 
 } // namespace
-
-TEST_F(Notify, ARegistrationHasAnIdAndTwoEmptyFiles)
-{
-    ASSERT_TRUE(m_client.ListenDsEvents());
-    const GUID id = SClientTestAccess{m_client}.Id();
-    ASSERT_EQ(Access().Clients().size(), 1U);
-    EXPECT_TRUE(IsEqualGUID(Access().Clients().front(), id));
-    EXPECT_EQ(m_client.GetDsEventsFileFullPath(), m_pServer->GetDsEventsFileFullPath(id));
-    EXPECT_EQ(Read(m_client.GetDsEventsFileFullPath()), "");
-    EXPECT_EQ(Read(m_client.GetInsertableItemsChangeFile()), "");
-    EXPECT_FALSE(platform::PathExists(m_client.GetLockResultsChangeFile()));
-    EXPECT_TRUE(FilesIn(m_clientDir).empty()) << "the answer is taken away";
-}
-
-TEST_F(Notify, RegisteringTwiceGivesTwoIdsAndTwoSetsOfFiles)
-{
-    ASSERT_TRUE(m_client.ListenDsEvents());
-    const std::wstring first = m_client.GetDsEventsFileFullPath();
-    ASSERT_TRUE(m_client.ListenDsEvents());
-    EXPECT_NE(m_client.GetDsEventsFileFullPath(), first);
-    EXPECT_EQ(Access().Clients().size(), 2U);
-    EXPECT_TRUE(platform::PathExists(first));
-}
-
-TEST_F(Notify, UnregisteringTakesTheEventsFileAwayAndLeavesTheOthers)
-{
-    ASSERT_TRUE(m_client.ListenDsEvents());
-    EXPECT_TRUE(m_client.StopListeningDsEvents());
-    EXPECT_TRUE(Access().Clients().empty());
-    EXPECT_FALSE(platform::PathExists(m_client.GetDsEventsFileFullPath()));
-    EXPECT_TRUE(platform::PathExists(m_client.GetInsertableItemsChangeFile()));
-}
-
-TEST_F(Notify, AnUnknownIdIsFalseAndTouchesNoFile)
-{
-    ASSERT_TRUE(m_client.ListenDsEvents());
-    const auto files = FilesIn(m_outputDir);
-    EXPECT_FALSE(Access().UnregisterClient(kFirstGroup));
-    EXPECT_EQ(FilesIn(m_outputDir).size(), files.size());
-    EXPECT_EQ(Access().Clients().size(), 1U);
-}
-
-TEST_F(Notify, AFileThatCanNotBeMadeEndsTheRegistration)
-{
-    testsupport::CFaultyFiles& files = m_files;
-    testsupport::CManualClock& clock = m_clock; // the client waits for an answer that does not name it
-    const platform::CScopedOs os(&files, &clock);
-    files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_AccessDenied, L"InsertableItemsGroup_");
-    EXPECT_FALSE(m_client.ListenDsEvents());
-    m_host.ExpectReport(843, platform::OsErrorText(platform::eOsError_AccessDenied) + L"\n   " +
-                                 In(m_outputDir, L"InsertableItemsGroup_{"));
-    m_host.ExpectBox(L"does not exist");
-    m_host.ExpectReport(521, L"!ReceiveOutput\n  " + In(m_clientDir, L"RegisterClient__{"));
-    EXPECT_TRUE(Access().Clients().empty());
-}
 
 TEST_F(Notify, EveryClientGetsEveryEventInOrder)
 {
@@ -265,13 +121,19 @@ TEST_F(Notify, GroupsInAFileThatCanNotBeReadAreWrittenAnew)
 
 TEST_F(Notify, ChangedLockResultsAreAFileWithOneElementEachTime)
 {
+    const std::string whole =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Archive version=\"1\"><LockResults/></Archive>\n";
     CZelProcessorClient& client = AddListener();
-    for (int round = 0; round < 2; ++round) {
-        m_pServer->OnChangedLockResults();
-        EXPECT_NE(Read(client.GetLockResultsChangeFile()).find("<LockResults"), std::string::npos);
-        EXPECT_TRUE(client.ResetLockResultsChanged());
-        EXPECT_EQ(Read(client.GetLockResultsChangeFile()), "");
-    }
+    const std::wstring path = client.GetLockResultsChangeFile();
+    m_pServer->OnChangedLockResults();
+    EXPECT_EQ(Read(path), whole);
+    Write(path, whole + whole);
+    m_pServer->OnChangedLockResults();
+    EXPECT_EQ(Read(path), whole) << "written anew, whatever was there";
+    EXPECT_TRUE(client.ResetLockResultsChanged());
+    EXPECT_EQ(Read(path), "");
+    m_pServer->OnChangedLockResults();
+    EXPECT_EQ(Read(path), whole) << "after a reset, too";
 }
 
 TEST_F(Notify, AClientThatHoldsItsLocksForMoreThanTwoSecondsIsReportedAndPassedOver)
@@ -390,4 +252,7 @@ TEST_F(Notify, FiftyClientsComeAndGoWhileAThousandChangesAreTold)
     EXPECT_GE(next, kClients);
     EXPECT_GT(taken, 0U);
     EXPECT_EQ(Access().Clients().size(), 1U);
+    auto files = FilesIn(m_outputDir);
+    std::erase_if(files, [](const std::wstring& name) { return name.find(L"DsEvents_") != 0; });
+    EXPECT_EQ(files.size(), 1U) << "who went away while it was told left nothing behind";
 }
