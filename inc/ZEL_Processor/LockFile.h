@@ -3,6 +3,7 @@
 #include "ZEL_Processor/ZelExport.h"
 #include "ZEL_Processor/ZelTypes.h"
 
+#include <atomic>
 #include <memory>
 
 namespace platform {
@@ -25,6 +26,8 @@ public:
     /// lock is tried again, yielding, for 2 seconds ("Timeout expired"); another failure is not ("Unable to create lock
     /// file"). Throws CNotSupportedException when this object holds the lock already.
     bool Lock(bool bWait);
+    /// The same, but the wait also ends, without a report, when goOn turns false.
+    bool Lock(bool bWait, const std::atomic<bool>& goOn);
     /// Always true; harmless when nothing is held.
     bool Unlock();
 

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -88,8 +89,10 @@ public:
     /// Tells every registered client that data changed, and which palette groups follow from that; with no client the
     /// project is marked when its palette needs an update. For a client whose events file is locked or can't be written
     /// the events wait for the next events file that is written. Throws CComError: E_POINTER without a palette (or
-    /// without a project that must be marked), or what these fail with. From any thread whose COM is initialised, one
-    /// call at a time; takes up to some seconds for a client that holds a lock.
+    /// without a project that must be marked), or what these fail with.
+    ///
+    /// From any thread whose COM is initialised; calls wait for each other. Takes up to some seconds for a client that
+    /// holds a lock, but ends soon when the server stops; after that nobody is registered.
     void OnChangedDs(IWQ_DsEventsData* events);
     /// Tells every registered client that results of locking changed. Threads and duration as above.
     void OnChangedLockResults();
@@ -145,7 +148,13 @@ private:
 
     bool RegisterNewClient(const CString& requestId);
     bool UnregisterClient(const GUID& clientId);
+    void AddClient(const GUID& clientId);
+    bool RemoveClient(const GUID& clientId);
+    [[nodiscard]] std::vector<GUID> RegisteredClients() const;
+    [[nodiscard]] bool IsRegistered(const GUID& clientId) const;
+    void TellClients(const std::vector<GUID>& clients, const std::function<void(const GUID&)>& tell);
     void MarkProject(VARIANT_BOOL needsUpdate);
+    [[nodiscard]] bool CanTell(const GUID& clientId) const;
     bool SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events);
     bool SendChangedPaletteGroupsToClient(const GUID& clientId, IWQ_CLSIDArray* groups);
     bool SendChangedLockResultsToClient(const GUID& clientId);
@@ -186,10 +195,14 @@ private:
     CComPtr<IWQ_Palette> m_pPalette;
     CComPtr<IWQ_Project> m_pProject;
 
-    /// Held for a whole notification: a client that unregisters meanwhile must not leave its events behind for others.
-    std::mutex m_csClients;
-    std::vector<GUID> m_clients;                            ///< guarded by m_csClients; in the order of registration
-    std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents; ///< guarded by m_csClients; oldest first
+    /// Only the list is touched under it: registrations wait neither for a file nor for a notification.
+    mutable std::mutex m_csClients;
+    std::vector<GUID> m_clients; ///< guarded by m_csClients; in the order of registration
+
+    /// Held for a whole notification, which may wait for a client: one after the other, in the order of the changes.
+    /// Taken before m_csClients, and by nobody but who tells of a change. What is guarded is the server's own.
+    std::mutex m_csNotify;
+    std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents; ///< guarded by m_csNotify; oldest first
 
     /// Guards the watch and the beginning and end of running, never while anything waits.
     std::mutex m_csWatch;

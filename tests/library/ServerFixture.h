@@ -62,7 +62,7 @@ struct SServerTestAccess {
     bool UnregisterClient(const GUID& clientId) { return server.UnregisterClient(clientId); }
     bool SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
     {
-        const std::lock_guard lock(server.m_csClients);
+        const std::lock_guard lock(server.m_csNotify);
         return server.SendEventsDataToClient(clientId, events);
     }
     std::vector<GUID> Clients()
@@ -72,7 +72,7 @@ struct SServerTestAccess {
     }
     std::size_t PendingEvents()
     {
-        const std::lock_guard lock(server.m_csClients);
+        const std::lock_guard lock(server.m_csNotify);
         return server.m_pendingEvents.size();
     }
     [[nodiscard]] bool IsQueueSignalled() const { return server.m_evQueue->IsSet(); }

@@ -1,5 +1,7 @@
 #include "tests/library/NotifyFixture.h"
 
+#include "Kernel/ZEL_Processor/ZEL_Processor/CommandFile.h"
+#include "ZEL_Processor/LockFile.h"
 
 #include <algorithm>
 #include <set>
@@ -78,4 +80,115 @@ TEST_F(Clients, AFileThatCanNotBeMadeEndsTheRegistration)
     m_host.ExpectBox(L"does not exist");
     m_host.ExpectReport(521, L"!ReceiveOutput\n  " + In(m_clientDir, L"RegisterClient__{"));
     EXPECT_TRUE(Access().Clients().empty());
+}
+
+TEST_F(Clients, ARegistrationDoesNotWaitForANotification)
+{
+    CLockFile suspended(m_pServer->GetInsertableItemsChangeFile(Register()));
+    ASSERT_TRUE(suspended.Lock(false));
+    m_pPalette->m_groups = {kFirstGroup};
+    const platform::CScopedOs os(nullptr, &m_stillClock);
+    {
+        CBeside telling([&] { m_pServer->OnChangedDs(Event(1).Get()); });
+        EXPECT_TRUE(WaitUntil([&] { return m_stillClock.Yields() > 0; })) << "it waits for the lock";
+        CBeside registering([&] {
+            const GUID client = Register();
+            EXPECT_TRUE(Access().UnregisterClient(client));
+        });
+        EXPECT_TRUE(registering.EndsInTime());
+        m_stillClock.Advance(std::chrono::seconds(3));
+    }
+    m_host.ExpectReport(58, L"Timeout expired");
+    m_host.ExpectReport(1018, L"Unable to lock communication file on the server side !");
+    m_pServer->Stop(true); // nobody else uses the clock any more
+}
+
+TEST_F(Clients, WhoGoesWhileItIsToldLeavesNoEventsFileBehind)
+{
+    const GUID going = Register();
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(going);
+    const GUID staying = Register();
+    bool gone = false;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (gone || call.call != testsupport::eFileCall_Open || call.path != path ||
+            call.mode != platform::eOpenMode_WriteExclusive)
+            return;
+        gone = true; // behind the writer's look whether the file is there
+        EXPECT_TRUE(Access().UnregisterClient(going));
+        EXPECT_FALSE(platform::PathExists(path));
+    });
+    {
+        const platform::CScopedOs os(&m_files, nullptr);
+        m_pServer->OnChangedDs(Event(1).Get());
+    }
+    EXPECT_TRUE(gone);
+    EXPECT_FALSE(platform::PathExists(path));
+    EXPECT_EQ(EventsIn(m_pServer->GetDsEventsFileFullPath(staying)), std::vector<LONG>{1});
+    EXPECT_EQ(Access().PendingEvents(), 0U);
+}
+
+TEST_F(Clients, AnEventsFileThatAStrangerHoldsKeepsNobodyFromNotificationsOrAStop)
+{
+    const GUID going = Register();
+    const std::wstring held = m_pServer->GetDsEventsFileFullPath(going);
+    const std::wstring other = m_pServer->GetDsEventsFileFullPath(Register());
+    std::atomic<bool> removing = false;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        removing = removing || (call.call == testsupport::eFileCall_Remove && call.path == held);
+    });
+    const platform::CScopedOs os(&m_files, nullptr);
+    std::unique_ptr<platform::IFile> stranger;
+    ASSERT_EQ(platform::Files().Open(held, platform::eOpenMode_ReadExclusive, stranger), platform::eOsError_None);
+    const std::wstring command = In(m_clientDir, L"unregister");
+    HRESULT made = S_OK;
+    ASSERT_TRUE(CommandFile::Write(command, eCommandType_UnregisterClient, GuidToText(going), made));
+    ASSERT_EQ(platform::Files().Move(command, In(m_requestDir, L"unregister.command"), 0), platform::eOsError_None);
+    EXPECT_TRUE(WaitUntil([&] { return removing.load(); }));
+    CBeside working([&] {
+        m_pServer->OnChangedDs(Event(1).Get());
+        EXPECT_EQ(EventsIn(other), std::vector<LONG>{1});
+        m_pServer->Stop(true);
+    });
+    EXPECT_TRUE(working.EndsInTime());
+    EXPECT_TRUE(platform::PathExists(held));
+    stranger.reset();
+}
+
+TEST_F(Clients, AStopEndsTheWaitOfARegistrationWithoutAReport)
+{
+    std::atomic<bool> waiting = false;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        waiting = waiting || call.path.find(L"RegisterClient__held") != std::wstring::npos;
+    });
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, L"RegisterClient__held");
+    const platform::CScopedOs os(&m_files, nullptr);
+    CBeside registering([&] { EXPECT_FALSE(Access().RegisterNewClient(L"RegisterClient__held")); });
+    EXPECT_TRUE(WaitUntil([&] { return waiting.load(); }));
+    m_pServer->Stop(true);
+    EXPECT_TRUE(registering.EndsInTime());
+    m_files.StopFailing();
+    EXPECT_TRUE(Access().Clients().empty());
+}
+
+TEST_F(Clients, AnAnswerThatCanNotBeWrittenEndsTheRegistration)
+{
+    {
+        const platform::CScopedOs os(&m_files, nullptr);
+        m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_AccessDenied, L"RegisterClient__");
+        EXPECT_FALSE(Access().RegisterNewClient(L"RegisterClient__x"));
+    }
+    m_host.ExpectReport(863, platform::OsErrorText(platform::eOsError_AccessDenied) + L"\n   " +
+                                 In(m_outputDir, L"RegisterClient__x"));
+    EXPECT_TRUE(Access().Clients().empty());
+    const auto files = FilesIn(m_outputDir);
+    EXPECT_TRUE(std::none_of(files.begin(), files.end(),
+                             [](const std::wstring& name) { return name.find(L"DsEvents_") == 0; }));
+}
+
+TEST_F(Clients, RegistrationsEndWithTheServer)
+{
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
+    m_pServer->Stop(true);
+    m_pServer->OnChangedDs(Event(1).Get());
+    EXPECT_EQ(Read(path), "");
 }

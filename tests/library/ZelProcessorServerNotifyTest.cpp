@@ -256,3 +256,51 @@ TEST_F(Notify, FiftyClientsComeAndGoWhileAThousandChangesAreTold)
     std::erase_if(files, [](const std::wstring& name) { return name.find(L"DsEvents_") != 0; });
     EXPECT_EQ(files.size(), 1U) << "who went away while it was told left nothing behind";
 }
+
+TEST_F(Notify, WhatWaitedIsNotLostWithAClientThatGoes)
+{
+    const GUID reading = Register();
+    const GUID going = Register();
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(going);
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Close && call.path == path)
+            Access().UnregisterClient(going); // false once it is gone
+    });
+    CLockFile lock(m_pServer->GetDsEventsFileFullPath(reading));
+    ASSERT_TRUE(lock.Lock(false));
+    {
+        const platform::CScopedOs os(&m_files, nullptr);
+        m_pServer->OnChangedDs(Event(1).Get());
+    }
+    EXPECT_FALSE(platform::PathExists(path));
+    EXPECT_EQ(Access().PendingEvents(), 1U);
+    lock.Unlock();
+    m_pServer->OnChangedDs(Event(2).Get());
+    EXPECT_EQ(EventsIn(m_pServer->GetDsEventsFileFullPath(reading)), (std::vector<LONG>{1, 2}));
+}
+
+TEST_F(Notify, AStopEndsTheWaitForAClientWithoutAReport)
+{
+    const GUID client = Register();
+    CLockFile suspended(m_pServer->GetLockResultsChangeFile(client));
+    ASSERT_TRUE(suspended.Lock(false));
+    const platform::CScopedOs os(nullptr, &m_stillClock);
+    CBeside telling([&] { m_pServer->OnChangedLockResults(); });
+    EXPECT_TRUE(WaitUntil([&] { return m_stillClock.Yields() > 0; }));
+    m_pServer->Stop(true);
+    EXPECT_TRUE(telling.EndsInTime());
+    m_stillClock.Advance(std::chrono::seconds(3));
+}
+
+TEST_F(Notify, AStopEndsTheWaitForAnEventsFileWithoutAReport)
+{
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
+    std::unique_ptr<platform::IFile> stranger;
+    ASSERT_EQ(platform::Files().Open(path, platform::eOpenMode_ReadExclusive, stranger), platform::eOsError_None);
+    const platform::CScopedOs os(nullptr, &m_stillClock);
+    CBeside telling([&] { m_pServer->OnChangedDs(Event(1).Get()); });
+    EXPECT_TRUE(WaitUntil([&] { return m_stillClock.Yields() > 0; }));
+    m_pServer->Stop(true);
+    EXPECT_TRUE(telling.EndsInTime());
+    m_stillClock.Advance(std::chrono::seconds(3));
+}

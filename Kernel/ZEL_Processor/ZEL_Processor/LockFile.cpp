@@ -45,6 +45,11 @@ CLockFile::~CLockFile()
 
 bool CLockFile::Lock(bool bWait)
 {
+    return Lock(bWait, true);
+}
+
+bool CLockFile::Lock(bool bWait, const std::atomic<bool>& goOn)
+{
     eLockRetVal result = CreateLockFile();
     if (!bWait)
         return result == eLockRet_Ok;
@@ -62,6 +67,8 @@ bool CLockFile::Lock(bool bWait)
             WQ_ReportErrorNow(SourceNames::kLockFile, kLineTimeout, L"CLockFile::Lock", L"Timeout expired");
             return false;
         }
+        if (!goOn)
+            return false;
         platform::Clock().YieldThread();
         result = CreateLockFile();
     }

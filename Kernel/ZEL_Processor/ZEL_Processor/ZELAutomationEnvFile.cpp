@@ -2,6 +2,7 @@
 
 #include "ArchiveRoom.h"
 #include "DsEventRecord.h"
+#include "DsEventsFile.h"
 #include "com/CreateInstance.h"
 #include "framework/Exceptions.h"
 #include "platform/FileSystem.h"
@@ -17,19 +18,19 @@ constexpr std::chrono::seconds kOpenPatience{2};
 using Opener = HRESULT (STDMETHODCALLTYPE IWQ_FileArchive::*)(const wchar_t*);
 
 /// Whether a failed opening should be tried again; gives the time slice away before it is.
-bool MayRetry(std::chrono::nanoseconds start)
+bool MayRetry(std::chrono::nanoseconds start, const std::atomic<bool>* pGoOn)
 {
-    if (platform::Clock().Steady() - start > kOpenPatience)
+    if (platform::Clock().Steady() - start > kOpenPatience || (pGoOn && !*pGoOn))
         return false;
     platform::Clock().YieldThread();
     return true;
 }
 
-bool OpenWithPatience(IWQ_FileArchive& file, Opener open, const CString& path)
+bool OpenWithPatience(IWQ_FileArchive& file, Opener open, const CString& path, const std::atomic<bool>* pGoOn)
 {
     const std::chrono::nanoseconds start = platform::Clock().Steady();
     while (FAILED((file.*open)(path.c_str()))) {
-        if (!MayRetry(start))
+        if (!MayRetry(start, pGoOn))
             return false;
     }
     return true;
@@ -41,12 +42,12 @@ struct SOpenFile {
     _ar::archive archive;
 };
 
-bool OpenFile(const CString& path, Opener open, SOpenFile& opened)
+bool OpenFile(const CString& path, Opener open, SOpenFile& opened, const std::atomic<bool>* pGoOn)
 {
     if (!platform::PathExists(path))
         return false;
     opened.file = CreateInstanceZEL<IWQ_FileArchive>(kClsidFileArchive);
-    if (!OpenWithPatience(*opened.file, open, path))
+    if (!OpenWithPatience(*opened.file, open, path, pGoOn))
         return false;
     opened.archive = _ar::archive(opened.file.QueryTo<IWQ_Archive>().Get());
     return true;
@@ -96,11 +97,11 @@ bool ReadEvents(_ar::archive& archive, CDsEventsDataVector& events)
 
 } // namespace
 
-bool WriteDsEventsFile(const CString& path, const CDsEventsDataVector& events)
+bool DsEventsFile::Write(const CString& path, const CDsEventsDataVector& events, const std::atomic<bool>* pGoOn)
 {
     return Succeeds([&] {
         SOpenFile opened;
-        if (!OpenFile(path, &IWQ_FileArchive::OpenForWriting, opened))
+        if (!OpenFile(path, &IWQ_FileArchive::OpenForWriting, opened, pGoOn))
             return false;
         opened.archive << static_cast<int>(events.size());
         for (const CComPtr<IWQ_DsEventsData>& event : events)
@@ -109,11 +110,21 @@ bool WriteDsEventsFile(const CString& path, const CDsEventsDataVector& events)
     });
 }
 
-bool CZELEnvFileDsEventsFile::ReadDsEventsFile(const CString& path, CDsEventsDataVector& events)
+bool DsEventsFile::Read(const CString& path, CDsEventsDataVector& events, const std::atomic<bool>* pGoOn)
 {
     return Succeeds([&] {
         SOpenFile opened;
-        return OpenFile(path, &IWQ_FileArchive::OpenForReading, opened) && ReadEvents(opened.archive, events) &&
+        return OpenFile(path, &IWQ_FileArchive::OpenForReading, opened, pGoOn) && ReadEvents(opened.archive, events) &&
                SUCCEEDED(opened.file->Close());
     });
+}
+
+bool WriteDsEventsFile(const CString& path, const CDsEventsDataVector& events)
+{
+    return DsEventsFile::Write(path, events, nullptr);
+}
+
+bool CZELEnvFileDsEventsFile::ReadDsEventsFile(const CString& path, CDsEventsDataVector& events)
+{
+    return DsEventsFile::Read(path, events, nullptr);
 }

@@ -117,9 +117,10 @@ bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outp
         m_queue.clear();
         m_paused.clear();
     }
+    const std::lock_guard notify(m_csNotify);
+    m_pendingEvents.clear();
     const std::lock_guard lock(m_csClients);
     m_clients.clear();
-    m_pendingEvents.clear();
     return true;
 }
 

@@ -20,12 +20,14 @@ constexpr long kLineCantCreateItems = 843;
 constexpr long kLineNoItems = 851;
 constexpr long kLineCantCreateAnswer = 863;
 
-/// Creates a file with this content; reports a failure under what could not be opened.
-bool CreateWithContent(const CString& path, const std::string& content, long line, const wchar_t* what)
+/// Creates a file with this content; reports a failure under what could not be opened. A stop that ends the wait for
+/// whoever has the file open is no failure to tell of.
+bool CreateWithContent(const CString& path, const std::string& content, const std::atomic<bool>& goOn, long line,
+                       const wchar_t* what)
 {
     const platform::eOsError error =
-        Protocol::RetryWhileShared([&] { return platform::WriteWholeFile(path, content); });
-    if (!platform::Succeeded(error))
+        Protocol::RetryWhileShared([&] { return platform::WriteWholeFile(path, content); }, &goOn);
+    if (!platform::Succeeded(error) && goOn)
         WQ_ReportErrorNow(SourceNames::kZelProcessorServer, line, CString(kRegisterFunction) + what,
                           platform::OsErrorText(error) + L"\n   " + path);
     return platform::Succeeded(error);
@@ -50,29 +52,51 @@ bool CZelProcessorServer::RegisterNewClient(const CString& requestId)
         return false;
     const CString dsEvents = GetDsEventsFileFullPath(clientId);
     const CString items = GetInsertableItemsChangeFile(clientId);
-    if (!CreateWithContent(dsEvents, {}, kLineCantCreateDsEvents, L" !dsEventsFile.Open") ||
+    if (!CreateWithContent(dsEvents, {}, m_bRunning, kLineCantCreateDsEvents, L" !dsEventsFile.Open") ||
         !CheckExists(dsEvents, kLineNoDsEvents, L"!CFileTools::FileExists(csDsEventsFile)\n   ") ||
-        !CreateWithContent(items, {}, kLineCantCreateItems, L" !dsInsItemsFile.Open") ||
+        !CreateWithContent(items, {}, m_bRunning, kLineCantCreateItems, L" !dsInsItemsFile.Open") ||
         !CheckExists(items, kLineNoItems, L"!CFileTools::FileExists(csInsertableItemsChangeFile)\n   "))
         return false;
     // In the list before the answer: whoever knows its id already gets what happens from then on.
-    const std::lock_guard lock(m_csClients);
-    if (!CreateWithContent(m_pProcessor->GetOutputFilePath(requestId), platform::ToUtf8(GuidToText(clientId)),
-                           kLineCantCreateAnswer, L" !outputFile.Open"))
-        return false;
-    m_clients.push_back(clientId);
-    return true;
+    AddClient(clientId);
+    if (CreateWithContent(m_pProcessor->GetOutputFilePath(requestId), platform::ToUtf8(GuidToText(clientId)),
+                          m_bRunning, kLineCantCreateAnswer, L" !outputFile.Open"))
+        return true;
+    UnregisterClient(clientId);
+    return false;
 }
 
 bool CZelProcessorServer::UnregisterClient(const GUID& clientId)
 {
-    const std::lock_guard lock(m_csClients);
-    const auto found = std::find_if(m_clients.begin(), m_clients.end(),
-                                    [&](const GUID& client) { return IsEqualGUID(client, clientId); });
-    if (found == m_clients.end())
+    if (!RemoveClient(clientId))
         return false;
-    m_clients.erase(found);
+    // A notification that is under way cannot undo this: after its own write it looks into the list again.
     const CString dsEvents = GetDsEventsFileFullPath(clientId);
     return platform::Succeeded(
         Protocol::RetryWhileShared([&] { return platform::Files().Remove(dsEvents); }, &m_bRunning));
+}
+
+void CZelProcessorServer::AddClient(const GUID& clientId)
+{
+    const std::lock_guard lock(m_csClients);
+    m_clients.push_back(clientId);
+}
+
+bool CZelProcessorServer::RemoveClient(const GUID& clientId)
+{
+    const std::lock_guard lock(m_csClients);
+    return std::erase(m_clients, clientId) != 0;
+}
+
+/// In the order of registration. None once the server stops: registrations end with it.
+std::vector<GUID> CZelProcessorServer::RegisteredClients() const
+{
+    const std::lock_guard lock(m_csClients);
+    return m_bRunning ? m_clients : std::vector<GUID>();
+}
+
+bool CZelProcessorServer::IsRegistered(const GUID& clientId) const
+{
+    const std::lock_guard lock(m_csClients);
+    return std::find(m_clients.begin(), m_clients.end(), clientId) != m_clients.end();
 }

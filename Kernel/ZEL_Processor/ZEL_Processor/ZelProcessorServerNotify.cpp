@@ -1,13 +1,15 @@
+#include "DsEventsFile.h"
+#include "ProtocolFiles.h"
 #include "SourceNames.h"
-#include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "ZEL_Processor/LockFile.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
-#include "com/ComError.h"
+#include "com/ComObject.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "framework/XMLArchive.h"
 #include "platform/Os.h"
+#include "platform/Text.h"
 
 namespace {
 
@@ -15,14 +17,27 @@ constexpr const wchar_t* kProjectMarker = L"ProjectNeedUpdatePalette";
 constexpr const wchar_t* kUnableToLock = L"Unable to lock communication file on the server side !";
 constexpr const wchar_t* kUnableToUnlock = L"Unable to delete .lock file";
 
-/// Reports of one notification, each with the line that identifies it.
+// Identify reports beside those that have always been.
+constexpr long kLineNotTold = 906;
+
+void ReportResult(long line, const wchar_t* function, const wchar_t* text, HRESULT result)
+{
+    WQ_ReportErrorNow(SourceNames::kZelProcessorServer, line, function,
+                      text + platform::FromUtf8(CComError(result).what()));
+}
+
+/// Reports of one notification, each with the line that identifies it. They stop when the server does or the client is
+/// gone: what was not done then is no failure.
 class CReporter {
 public:
-    explicit CReporter(const wchar_t* function) : m_pFunction(function) {}
+    CReporter(const wchar_t* function, std::function<bool()> isWanted)
+        : m_pFunction(function), m_isWanted(std::move(isWanted))
+    {}
     /// False, so that a failure can be returned with its report.
     bool Fail(long line, const wchar_t* text) const
     {
-        WQ_ReportErrorNow(SourceNames::kZelProcessorServer, line, m_pFunction, text);
+        if (m_isWanted())
+            WQ_ReportErrorNow(SourceNames::kZelProcessorServer, line, m_pFunction, text);
         return false;
     }
     /// True when the lock could be given back.
@@ -30,6 +45,7 @@ public:
 
 private:
     const wchar_t* m_pFunction;
+    const std::function<bool()> m_isWanted;
 };
 
 bool HasContent(const CString& path)
@@ -56,6 +72,13 @@ void ReadGroups(const CString& path, IWQ_CLSIDArray& groups)
         archive.GetText(id);
         ThrowIfFailed(groups.Add(&id));
     } while (archive.NextSibling(L"RevisionID"));
+}
+
+CComPtr<IWQ_CLSIDArray> MakeArray()
+{
+    CComPtr<IWQ_CLSIDArray> array;
+    ThrowIfFailed(CreateWQ_CLSIDArray(ComIid<IWQ_CLSIDArray>(), array.PutVoid()));
+    return array;
 }
 
 void AppendGroups(IWQ_CLSIDArray& from, IWQ_CLSIDArray& to)
@@ -96,24 +119,42 @@ void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)
     CComPtr<IWQ_CLSIDArray> groups;
     ThrowIfFailed(m_pPalette->GetChangedGroups(events, m_pProject.Get(), &groupsChanged, groups.Put(), &needsUpdate));
 
-    const std::lock_guard lock(m_csClients);
-    if (m_clients.empty()) {
+    const std::vector<GUID> clients = RegisteredClients();
+    if (clients.empty()) {
         if (needsUpdate != VARIANT_FALSE)
             MarkProject(needsUpdate);
         return;
     }
-    for (const GUID& client : m_clients) {
+    TellClients(clients, [&](const GUID& client) {
         SendEventsDataToClient(client, events);
         if (groupsChanged != VARIANT_FALSE && groups)
             SendChangedPaletteGroupsToClient(client, groups.Get());
-    }
+    });
 }
 
 void CZelProcessorServer::OnChangedLockResults()
 {
-    const std::lock_guard lock(m_csClients);
-    for (const GUID& client : m_clients)
-        SendChangedLockResultsToClient(client);
+    TellClients(RegisteredClients(), [&](const GUID& client) { SendChangedLockResultsToClient(client); });
+}
+
+/// Clients come and go meanwhile. Who is gone is passed over, and what was written for somebody who went just then is
+/// taken away again: whoever takes a client off the list removes its events file after that.
+void CZelProcessorServer::TellClients(const std::vector<GUID>& clients, const std::function<void(const GUID&)>& tell)
+{
+    const std::lock_guard lock(m_csNotify);
+    for (const GUID& client : clients) {
+        if (!CanTell(client))
+            continue;
+        const HRESULT told = ComGuard([&] {
+            tell(client);
+            return S_OK;
+        });
+        if (FAILED(told))
+            ReportResult(kLineNotTold, L"CZelProcessorServer::TellClients", L"A client could not be told of a change: ",
+                         told);
+        if (!IsRegistered(client))
+            Protocol::RemoveFileWhenFree(GetDsEventsFileFullPath(client));
+    }
 }
 
 void CZelProcessorServer::MarkProject(VARIANT_BOOL needsUpdate)
@@ -134,11 +175,16 @@ void CZelProcessorServer::MarkProject(VARIANT_BOOL needsUpdate)
     ThrowIfFailed(m_pProject->PutStorageObject(kProjectMarker, marker.QueryTo<IWQ_ArchiveObj>().Get()));
 }
 
+bool CZelProcessorServer::CanTell(const GUID& clientId) const
+{
+    return m_bRunning && IsRegistered(clientId);
+}
+
 bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
 {
     if (!events)
         return false;
-    const CReporter report(L"CZelProcessorServer::SendEventsDataToClient");
+    const CReporter report(L"CZelProcessorServer::SendEventsDataToClient", [&] { return CanTell(clientId); });
     const CString path = GetDsEventsFileFullPath(clientId);
     CLockFile lock(path);
     if (!lock.Lock(false)) {
@@ -146,15 +192,18 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
         return true;
     }
     CDsEventsDataVector all;
-    if (HasContent(path) && !CZELEnvFileDsEventsFile::ReadDsEventsFile(path, all)) {
+    if (HasContent(path) && !DsEventsFile::Read(path, all, &m_bRunning)) {
         report.Fail(963, L"Unable to read ds events file !");
         report.Unlock(lock, 966, L"Unable to Unlock file lock (1) !");
         return false;
     }
     all.insert(all.end(), m_pendingEvents.begin(), m_pendingEvents.end());
-    m_pendingEvents.clear();
     all.emplace_back(events);
-    if (!WriteDsEventsFile(path, all)) {
+    const bool written = DsEventsFile::Write(path, all, &m_bRunning);
+    if (!CanTell(clientId))
+        return false; // nobody will read it: what was pending still is
+    m_pendingEvents.clear();
+    if (!written) {
         report.Fail(984, L"Unable to write ds events file !");
         m_pendingEvents = std::move(all);
         report.Unlock(lock, 988, L"Unable to Unlock file lock (2) !");
@@ -165,13 +214,12 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
 
 bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId, IWQ_CLSIDArray* groups)
 {
-    const CReporter report(L"CZelProcessorServer::SendChangedPaletteGroupsToClient");
+    const CReporter report(L"CZelProcessorServer::SendChangedPaletteGroupsToClient", [&] { return CanTell(clientId); });
     const CString path = GetInsertableItemsChangeFile(clientId);
     CLockFile lock(path);
-    if (!lock.Lock(true))
+    if (!lock.Lock(true, m_bRunning))
         return report.Fail(1018, kUnableToLock);
-    CComPtr<IWQ_CLSIDArray> all;
-    ThrowIfFailed(CreateWQ_CLSIDArray(ComIid<IWQ_CLSIDArray>(), all.PutVoid()));
+    const CComPtr<IWQ_CLSIDArray> all = MakeArray();
     ReadGroups(path, *all);
     AppendGroups(*groups, *all);
     if (!WriteGroups(path, *all))
@@ -181,10 +229,10 @@ bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId,
 
 bool CZelProcessorServer::SendChangedLockResultsToClient(const GUID& clientId)
 {
-    const CReporter report(L"CZelProcessorServer::SendChangedLockResultsToClient");
+    const CReporter report(L"CZelProcessorServer::SendChangedLockResultsToClient", [&] { return CanTell(clientId); });
     const CString path = GetLockResultsChangeFile(clientId);
     CLockFile lock(path);
-    if (!lock.Lock(true))
+    if (!lock.Lock(true, m_bRunning))
         return report.Fail(1097, kUnableToLock);
     CWQ_XMLArchive archive;
     if (!archive.Open(path, CWQ_XMLArchive::eDirection_Store) || !archive.EnterElement(L"LockResults") ||
