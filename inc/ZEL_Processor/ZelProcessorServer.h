@@ -88,11 +88,14 @@ public:
 
     /// Tells every registered client that data changed, and which palette groups follow from that; with no client the
     /// project is marked when its palette needs an update. For a client whose events file is locked or can't be written
-    /// the events wait for the next events file that is written. Throws CComError: E_POINTER without a palette (or
-    /// without a project that must be marked), or what these fail with.
+    /// the events wait for the next events file that is written. An event that can't be written at all is dropped with
+    /// a report. Throws CComError: E_POINTER without a palette (or without a project that must be marked), or what
+    /// these fail with; a palette that fails keeps no event from the clients.
     ///
     /// From any thread whose COM is initialised; calls wait for each other. Takes up to some seconds for a client that
-    /// holds a lock, but ends soon when the server stops; after that nobody is registered.
+    /// holds a lock, but ends soon when the server stops; after that nobody is registered. Palette, project and event
+    /// are called with nothing locked, so a task may call this, too: a contained fault in them costs later calls
+    /// nothing. One in the server's own code (a stack that overflows) would leave the notifications locked.
     void OnChangedDs(IWQ_DsEventsData* events);
     /// Tells every registered client that results of locking changed. Threads and duration as above.
     void OnChangedLockResults();

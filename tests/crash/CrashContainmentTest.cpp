@@ -1,9 +1,13 @@
+#include "ZEL_Processor/IWQ_Palette.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
+#include "com/ComObject.h"
 #include "com/Components.h"
+#include "com/CreateInstance.h"
 #include "com/ZelCom.h"
 #include "framework/Services.h"
+#include "platform/Fault.h"
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
@@ -27,6 +31,37 @@ extern "C" int __lsan_is_turned_off()
 }
 
 namespace {
+
+int* volatile g_pNull = nullptr; ///< volatile, or the optimiser might see the fault coming
+
+/// A palette that crashes, or knows of no groups.
+class CCrashingPalette final : public CComObject<IWQ_Palette> {
+public:
+    HRESULT STDMETHODCALLTYPE GetChangedGroups(IWQ_DsEventsData*, IWQ_Project*, VARIANT_BOOL* groupsChanged,
+                                               IWQ_CLSIDArray** groups, VARIANT_BOOL* projectNeedsUpdate) override
+    {
+        if (m_crashes)
+            *g_pNull = 1;
+        *groupsChanged = VARIANT_FALSE;
+        *groups = nullptr;
+        *projectNeedsUpdate = VARIANT_FALSE;
+        return S_OK;
+    }
+
+    bool m_crashes = false;
+};
+
+/// Items of an event that crash when they are counted.
+class CCrashingItems final : public CComObject<IWQ_DsItems> {
+public:
+    HRESULT STDMETHODCALLTYPE GetCount(LONG* count) override
+    {
+        *count = *g_pNull;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetItem(LONG, LONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Add(LONG) override { return E_NOTIMPL; }
+};
 
 /// A server in this process with the plug-in that crashes.
 class CrashContainment : public testing::Test {
@@ -252,4 +287,30 @@ TEST_F(CrashContainment, EveryLineOfTheLogNamesTheRequestItBelongsTo)
     EXPECT_GT(lines[L"next.drq"], 2U);
     EXPECT_EQ(lines[L""], 2U) << "the listener's start and end";
     EXPECT_EQ(lines.size(), 3U);
+}
+
+TEST_F(CrashContainment, ACrashOfAnEventOrAPaletteLeavesNotificationsFree)
+{
+    const auto palette = MakeComObject<CCrashingPalette>();
+    m_pServer->SetPalette(palette.Get());
+    ASSERT_TRUE(m_client.ListenDsEvents());
+    const auto event = CreateInstanceZEL<IWQ_DsEventsData>(kClsidDsEventsData);
+    const auto list = MakeDsList();
+    const GUID key = {};
+    ASSERT_EQ(list->Put(&key, MakeComObject<CCrashingItems>().Get()), S_OK);
+    ASSERT_EQ(event->PutAddedItems(list.Get()), S_OK);
+    // As a task on the executive thread would.
+    for (const bool paletteCrashes : {false, true}) {
+        palette->m_crashes = paletteCrashes;
+        platform::SFaultRecord fault;
+        EXPECT_FALSE(platform::RunContained([&] { m_pServer->OnChangedDs(event.Get()); }, fault));
+        EXPECT_EQ(fault.kind, platform::eFaultKind_AccessViolation);
+    }
+    palette->m_crashes = false;
+    ASSERT_EQ(event->PutAddedItems(nullptr), S_OK);
+    m_pServer->OnChangedDs(event.Get());
+    std::vector<CComPtr<IWQ_DsEventsData>> events;
+    EXPECT_TRUE(m_client.GetDsEvents(events));
+    EXPECT_EQ(events.size(), 1U);
+    EXPECT_TRUE(m_client.StopListeningDsEvents());
 }

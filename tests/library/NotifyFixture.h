@@ -61,14 +61,14 @@ public:
     HRESULT STDMETHODCALLTYPE SetAt(ULONGLONG, const GUID*) override { return E_NOTIMPL; }
 };
 
-/// Items that announce three and answer with this result instead of the first.
+/// Items that announce so many and answer with this result instead of the first.
 class CBadItems final : public CComObject<IWQ_DsItems> {
 public:
-    explicit CBadItems(HRESULT result) : m_result(result) {}
+    explicit CBadItems(HRESULT result, LONG announced = 3) : m_result(result), m_announced(announced) {}
 
     HRESULT STDMETHODCALLTYPE GetCount(LONG* count) override
     {
-        *count = 3;
+        *count = m_announced;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetItem(LONG, LONG*) override { return m_result; }
@@ -76,6 +76,7 @@ public:
 
 private:
     const HRESULT m_result;
+    const LONG m_announced;
 };
 
 /// Runs beside the test, which looks whether it has ended. Whatever it waits for must be given before this object ends.
@@ -175,10 +176,14 @@ protected:
     static CComPtr<IWQ_DsEventsData> BadEvent(HRESULT result)
     {
         auto event = Event(99);
-        const auto list = MakeDsList();
-        EXPECT_EQ(list->Put(&kFirstGroup, MakeComObject<CBadItems>(result).Get()), S_OK);
-        EXPECT_EQ(event->PutAddedItems(list.Get()), S_OK);
+        EXPECT_EQ(event->PutAddedItems(ListOf(MakeComObject<CBadItems>(result).Get()).Get()), S_OK);
         return event;
+    }
+    static CComPtr<IWQ_DsList> ListOf(IWQ_DsItems* items)
+    {
+        auto list = MakeDsList();
+        EXPECT_EQ(list->Put(&kFirstGroup, items), S_OK);
+        return list;
     }
     /// What OnChangedDs throws; S_OK when it does not.
     HRESULT Tell(LONG number)

@@ -304,3 +304,56 @@ TEST_F(Notify, AStopEndsTheWaitForAnEventsFileWithoutAReport)
     EXPECT_TRUE(telling.EndsInTime());
     m_stillClock.Advance(std::chrono::seconds(3));
 }
+
+TEST_F(Notify, AnEventThatCanNotBeWrittenIsDroppedAlone)
+{
+    CZelProcessorClient& reading = AddListener();
+    CZelProcessorClient& other = AddListener();
+    {
+        CLockFile lock(reading.GetDsEventsFileFullPath());
+        ASSERT_TRUE(lock.Lock(false));
+        m_pServer->OnChangedDs(Event(1).Get());
+        ASSERT_EQ(Take(other), (std::vector<LONG>{1, 1}));
+        m_pServer->OnChangedDs(BadEvent(S_FALSE).Get()); // fewer items than they say
+        m_host.ExpectReport(237, L"Invalid count of stored elements !");
+        m_host.ExpectReport(905, L"An event cannot be written and is dropped: COM error 0x8000ffff");
+        m_pServer->OnChangedDs(BadEvent(E_ABORT).Get());
+        m_host.ExpectReport(905, L"An event cannot be written and is dropped: COM error 0x80004004");
+        const auto unreadable = Event(99);
+        EXPECT_EQ(unreadable->PutChangedItems(ListOf(MakeDsItems().Get()).Get()), S_OK);
+        EXPECT_EQ(unreadable->PutChangedColumns(ListOf(MakeComObject<CBadItems>(S_OK, -5).Get()).Get()), S_OK);
+        m_pServer->OnChangedDs(unreadable.Get());
+        m_host.ExpectReport(905, L"An event cannot be written and is dropped: COM error 0x80070057");
+        EXPECT_EQ(Access().PendingEvents(), 0U);
+    }
+    m_pServer->OnChangedDs(Event(2).Get());
+    EXPECT_EQ(Take(reading), std::vector<LONG>{2});
+    EXPECT_EQ(Take(other), std::vector<LONG>{2});
+}
+
+TEST_F(Notify, AnEventIsTakenAsItIsWhenItIsTold)
+{
+    CZelProcessorClient& client = AddListener();
+    const auto event = Event(1);
+    {
+        CLockFile reading(client.GetDsEventsFileFullPath());
+        ASSERT_TRUE(reading.Lock(false));
+        m_pServer->OnChangedDs(event.Get());
+    }
+    EXPECT_EQ(event->PutKind(7), S_OK);
+    m_pServer->OnChangedDs(Event(2).Get());
+    EXPECT_EQ(Take(client), (std::vector<LONG>{1, 2}));
+}
+
+TEST_F(Notify, APaletteThatFailsKeepsNoEventFromTheClients)
+{
+    CZelProcessorClient& first = AddListener();
+    CZelProcessorClient& second = AddListener();
+    m_pPalette->m_result = E_ABORT;
+    EXPECT_EQ(Tell(1), E_ABORT);
+    m_pPalette->m_array = AttachComPtr<IWQ_CLSIDArray>(MakeComObject<CFailingArray>().Detach());
+    EXPECT_EQ(Tell(2), E_ABORT);
+    EXPECT_EQ(Take(first), (std::vector<LONG>{1, 2}));
+    EXPECT_EQ(Take(second), (std::vector<LONG>{1, 2}));
+    EXPECT_EQ(Read(first.GetInsertableItemsChangeFile()), "");
+}

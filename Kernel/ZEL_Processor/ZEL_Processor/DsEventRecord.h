@@ -26,4 +26,8 @@ void Write(_ar::archive& archive, IWQ_DsEventsData& event);
 /// archive ends before the record does. Makes no room before it knows that the archive has the bytes.
 [[nodiscard]] bool Read(_ar::archive& archive, IWQ_DsEventsData& event);
 
+/// A new event with all that a record of this one holds. Throws as Write does, and CComError (E_INVALIDARG) when the
+/// record could not be read back.
+[[nodiscard]] CComPtr<IWQ_DsEventsData> Copy(IWQ_DsEventsData& event);
+
 } // namespace DsEventRecord

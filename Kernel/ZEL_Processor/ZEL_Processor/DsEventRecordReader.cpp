@@ -1,6 +1,7 @@
 #include "DsEventRecord.h"
 
 #include "ArchiveRoom.h"
+#include "com/CreateInstance.h"
 
 namespace DsEventRecord {
 
@@ -156,6 +157,23 @@ bool Read(_ar::archive& archive, IWQ_DsEventsData& event)
     } catch (const SNoRecord&) {
         return false;
     }
+}
+
+CComPtr<IWQ_DsEventsData> Copy(IWQ_DsEventsData& event)
+{
+    const auto written = CreateInstanceZEL<IWQ_MemoryArchive>(kClsidMemoryArchive);
+    _ar::archive out(written.QueryTo<IWQ_Archive>().Get());
+    Write(out, event);
+    const void* bytes = nullptr;
+    ULONG count = 0;
+    ThrowIfFailed(written->GetData(&bytes, &count));
+    const auto stored = CreateInstanceZEL<IWQ_MemoryArchive>(kClsidMemoryArchive);
+    ThrowIfFailed(stored->PutData(bytes, count));
+    _ar::archive in(stored.QueryTo<IWQ_Archive>().Get());
+    CComPtr<IWQ_DsEventsData> copy = CreateInstanceZEL<IWQ_DsEventsData>(kClsidDsEventsData);
+    if (!Read(in, *copy) || BytesLeft(in) != 0)
+        throw CComError(E_INVALIDARG);
+    return copy;
 }
 
 } // namespace DsEventRecord

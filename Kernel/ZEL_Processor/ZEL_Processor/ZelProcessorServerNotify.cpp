@@ -1,3 +1,4 @@
+#include "DsEventRecord.h"
 #include "DsEventsFile.h"
 #include "ProtocolFiles.h"
 #include "SourceNames.h"
@@ -18,6 +19,7 @@ constexpr const wchar_t* kUnableToLock = L"Unable to lock communication file on 
 constexpr const wchar_t* kUnableToUnlock = L"Unable to delete .lock file";
 
 // Identify reports beside those that have always been.
+constexpr long kLineEventDropped = 905;
 constexpr long kLineNotTold = 906;
 
 void ReportResult(long line, const wchar_t* function, const wchar_t* text, HRESULT result)
@@ -108,28 +110,69 @@ bool WriteGroups(const CString& path, IWQ_CLSIDArray& groups)
     return archive.Close();
 }
 
+/// What a palette says of a change. The array is the server's own.
+struct SPaletteAnswer {
+    CComPtr<IWQ_CLSIDArray> groups; ///< null when none changed
+    VARIANT_BOOL needsUpdate = VARIANT_FALSE;
+};
+
+SPaletteAnswer AskPalette(IWQ_Palette& palette, IWQ_DsEventsData* events, IWQ_Project* project)
+{
+    SPaletteAnswer answer;
+    VARIANT_BOOL changed = VARIANT_FALSE;
+    CComPtr<IWQ_CLSIDArray> groups;
+    ThrowIfFailed(palette.GetChangedGroups(events, project, &changed, groups.Put(), &answer.needsUpdate));
+    if (changed != VARIANT_FALSE && groups) {
+        answer.groups = MakeArray();
+        AppendGroups(*groups, *answer.groups);
+    }
+    return answer;
+}
+
+/// The event as a reader will have it. One that cannot be written, or not be read back, is dropped here with a report:
+/// it would spoil every file that it came into. Null then, and for null.
+CComPtr<IWQ_DsEventsData> OwnCopy(IWQ_DsEventsData* event)
+{
+    CComPtr<IWQ_DsEventsData> copy;
+    if (event == nullptr)
+        return copy;
+    const HRESULT copied = ComGuard([&] {
+        copy = DsEventRecord::Copy(*event);
+        return S_OK;
+    });
+    if (FAILED(copied))
+        ReportResult(kLineEventDropped, L"CZelProcessorServer::OnChangedDs",
+                     L"An event cannot be written and is dropped: ", copied);
+    return copy;
+}
+
 } // namespace
 
 void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)
 {
     if (!m_pPalette)
         throw CComError(E_POINTER);
-    VARIANT_BOOL groupsChanged = VARIANT_FALSE;
-    VARIANT_BOOL needsUpdate = VARIANT_FALSE;
-    CComPtr<IWQ_CLSIDArray> groups;
-    ThrowIfFailed(m_pPalette->GetChangedGroups(events, m_pProject.Get(), &groupsChanged, groups.Put(), &needsUpdate));
-
+    // Palette, project and event are not the server's own. They are called while nothing is locked: a fault in them may
+    // be left by a jump that gives no lock back.
+    SPaletteAnswer answer;
+    const HRESULT asked = ComGuard([&] {
+        answer = AskPalette(*m_pPalette, events, m_pProject.Get());
+        return S_OK;
+    });
     const std::vector<GUID> clients = RegisteredClients();
     if (clients.empty()) {
-        if (needsUpdate != VARIANT_FALSE)
-            MarkProject(needsUpdate);
+        ThrowIfFailed(asked);
+        if (answer.needsUpdate != VARIANT_FALSE)
+            MarkProject(answer.needsUpdate);
         return;
     }
+    const CComPtr<IWQ_DsEventsData> own = OwnCopy(events);
     TellClients(clients, [&](const GUID& client) {
-        SendEventsDataToClient(client, events);
-        if (groupsChanged != VARIANT_FALSE && groups)
-            SendChangedPaletteGroupsToClient(client, groups.Get());
+        SendEventsDataToClient(client, own.Get());
+        if (answer.groups)
+            SendChangedPaletteGroupsToClient(client, answer.groups.Get());
     });
+    ThrowIfFailed(asked); // only now: the clients have their event
 }
 
 void CZelProcessorServer::OnChangedLockResults()
