@@ -6,11 +6,13 @@
 #include "ZEL_Processor/ZelServerOptions.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "com/ComPtr.h"
+#include "com/Guid.h"
 
 #include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -88,9 +90,9 @@ public:
 
     /// Tells every registered client that data changed, and which palette groups follow from that; with no client the
     /// project is marked when its palette needs an update. For a client whose events file is locked or can't be written
-    /// the events wait for the next events file that is written. An event that can't be written at all is dropped with
-    /// a report. Throws CComError: E_POINTER without a palette (or without a project that must be marked), or what
-    /// these fail with; a palette that fails keeps no event from the clients.
+    /// the events wait for the next events file that is written; groups wait for that client's next ones. An event that
+    /// can't be written at all is dropped with a report. Throws CComError: E_POINTER without a palette (or without a
+    /// project that must be marked), or what these fail with; a palette that fails keeps no event from the clients.
     ///
     /// From any thread whose COM is initialised; calls wait for each other. Takes up to some seconds for a client that
     /// holds a lock, but ends soon when the server stops; after that nobody is registered. Palette, project and event
@@ -205,7 +207,8 @@ private:
     /// Held for a whole notification, which may wait for a client: one after the other, in the order of the changes.
     /// Taken before m_csClients, and by nobody but who tells of a change. What is guarded is the server's own.
     std::mutex m_csNotify;
-    std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents; ///< guarded by m_csNotify; oldest first
+    std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents;             ///< guarded by m_csNotify; oldest first
+    std::map<GUID, CComPtr<IWQ_CLSIDArray>, SGuidLess> m_pendingGroups; ///< guarded by m_csNotify; by client
 
     /// Guards the watch and the beginning and end of running, never while anything waits.
     std::mutex m_csWatch;

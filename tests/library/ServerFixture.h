@@ -76,6 +76,18 @@ struct SServerTestAccess {
         return server.m_pendingEvents.size();
     }
     [[nodiscard]] bool IsQueueSignalled() const { return server.m_evQueue->IsSet(); }
+    /// Groups that wait for clients.
+    std::size_t PendingGroups()
+    {
+        const std::lock_guard lock(server.m_csNotify);
+        ULONGLONG all = 0;
+        for (const auto& [client, groups] : server.m_pendingGroups) {
+            ULONGLONG count = 0;
+            EXPECT_EQ(groups->GetCount(&count), S_OK);
+            all += count;
+        }
+        return static_cast<std::size_t>(all);
+    }
     [[nodiscard]] bool HasThreads() const { return server.m_pMHThread || server.m_pEThread; }
     [[nodiscard]] bool HasExecutiveThread() const { return server.m_pEThread != nullptr; }
     [[nodiscard]] bool IsRunning() const { return server.m_bRunning; }

@@ -156,6 +156,12 @@ TEST_F(Notify, AClientThatHoldsItsLocksForMoreThanTwoSecondsIsReportedAndPassedO
     EXPECT_EQ(Take(holder), std::vector<LONG>{1}) << "its events file was free";
     EXPECT_EQ(TakeGroups(other).size(), 1U);
     EXPECT_TRUE(other.ResetLockResultsChanged());
+    groups.Unlock();
+    m_pPalette->m_groups = {kSecondGroup};
+    m_pServer->OnChangedDs(Event(2).Get());
+    EXPECT_EQ(TakeGroups(holder), (std::vector<GUID>{kFirstGroup, kSecondGroup})) << "what it missed comes first";
+    EXPECT_EQ(TakeGroups(other), std::vector<GUID>{kSecondGroup});
+    EXPECT_EQ(Access().PendingGroups(), 0U);
 }
 
 TEST_F(Notify, AClientThatHoldsItsLockForLessThanTwoSecondsIsWaitedFor)
@@ -356,4 +362,42 @@ TEST_F(Notify, APaletteThatFailsKeepsNoEventFromTheClients)
     EXPECT_EQ(Take(first), (std::vector<LONG>{1, 2}));
     EXPECT_EQ(Take(second), (std::vector<LONG>{1, 2}));
     EXPECT_EQ(Read(first.GetInsertableItemsChangeFile()), "");
+}
+
+TEST_F(Notify, GroupsOfAFailedWriteComeWithTheNext)
+{
+    CZelProcessorClient& client = AddListener();
+    m_pPalette->m_groups = {kFirstGroup, kFirstGroup};
+    m_pServer->OnChangedDs(Event(1).Get());
+    m_pPalette->m_groups = {kSecondGroup};
+    {
+        const platform::CScopedOs os(&m_files, nullptr);
+        m_files.FailAlways(testsupport::eFileCall_Write, platform::eOsError_DiskFull, L"InsertableItemsGroup_");
+        for (LONG number = 2; number < 5; ++number) {
+            m_pServer->OnChangedDs(Event(number).Get());
+            m_host.ExpectReport(1062, L"Unable to write the changed groups !");
+            EXPECT_EQ(Read(client.GetInsertableItemsChangeFile()), "") << "no half file";
+            EXPECT_EQ(Access().PendingGroups(), 2U) << "each once, however often it fails";
+        }
+        m_files.StopFailing();
+    }
+    m_pServer->OnChangedDs(Event(5).Get());
+    EXPECT_EQ(TakeGroups(client), (std::vector<GUID>{kFirstGroup, kSecondGroup, kSecondGroup}));
+    EXPECT_EQ(Access().PendingGroups(), 0U);
+}
+
+TEST_F(Notify, GroupsThatWaitEndWithTheirClient)
+{
+    const GUID client = Register();
+    m_pPalette->m_groups = {kFirstGroup};
+    {
+        const platform::CScopedOs os(&m_files, nullptr);
+        m_files.FailCall(testsupport::eFileCall_Write, 1, platform::eOsError_DiskFull, 1, L"InsertableItemsGroup_");
+        m_pServer->OnChangedDs(Event(1).Get());
+    }
+    m_host.ExpectReport(1062, L"Unable to write the changed groups !");
+    EXPECT_EQ(Access().PendingGroups(), 1U);
+    EXPECT_TRUE(Access().UnregisterClient(client));
+    m_pServer->OnChangedLockResults();
+    EXPECT_EQ(Access().PendingGroups(), 0U);
 }

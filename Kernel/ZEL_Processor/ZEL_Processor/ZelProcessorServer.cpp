@@ -119,6 +119,7 @@ bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outp
     }
     const std::lock_guard notify(m_csNotify);
     m_pendingEvents.clear();
+    m_pendingGroups.clear();
     const std::lock_guard lock(m_csClients);
     m_clients.clear();
     return true;

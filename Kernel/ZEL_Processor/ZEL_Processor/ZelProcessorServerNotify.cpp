@@ -12,6 +12,8 @@
 #include "platform/Os.h"
 #include "platform/Text.h"
 
+#include <set>
+
 namespace {
 
 constexpr const wchar_t* kProjectMarker = L"ProjectNeedUpdatePalette";
@@ -92,6 +94,22 @@ void AppendGroups(IWQ_CLSIDArray& from, IWQ_CLSIDArray& to)
         ThrowIfFailed(from.GetAt(index, &id));
         ThrowIfFailed(to.Add(&id));
     }
+}
+
+/// What waits for a client must not grow with every change that cannot be written.
+CComPtr<IWQ_CLSIDArray> WithoutRepeats(IWQ_CLSIDArray& groups)
+{
+    CComPtr<IWQ_CLSIDArray> all = MakeArray();
+    std::set<GUID, SGuidLess> known;
+    ULONGLONG count = 0;
+    ThrowIfFailed(groups.GetCount(&count));
+    for (ULONGLONG index = 0; index < count; ++index) {
+        GUID id{};
+        ThrowIfFailed(groups.GetAt(index, &id));
+        if (known.insert(id).second)
+            ThrowIfFailed(all->Add(&id));
+    }
+    return all;
 }
 
 bool WriteGroups(const CString& path, IWQ_CLSIDArray& groups)
@@ -185,6 +203,7 @@ void CZelProcessorServer::OnChangedLockResults()
 void CZelProcessorServer::TellClients(const std::vector<GUID>& clients, const std::function<void(const GUID&)>& tell)
 {
     const std::lock_guard lock(m_csNotify);
+    std::erase_if(m_pendingGroups, [&](const auto& pending) { return !IsRegistered(pending.first); });
     for (const GUID& client : clients) {
         if (!CanTell(client))
             continue;
@@ -259,14 +278,25 @@ bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId,
 {
     const CReporter report(L"CZelProcessorServer::SendChangedPaletteGroupsToClient", [&] { return CanTell(clientId); });
     const CString path = GetInsertableItemsChangeFile(clientId);
+    const CComPtr<IWQ_CLSIDArray> news = MakeArray();
+    CComPtr<IWQ_CLSIDArray>& pending = m_pendingGroups[clientId];
+    if (pending)
+        AppendGroups(*pending, *news);
+    AppendGroups(*groups, *news);
     CLockFile lock(path);
-    if (!lock.Lock(true, m_bRunning))
+    if (!lock.Lock(true, m_bRunning)) {
+        pending = WithoutRepeats(*news);
         return report.Fail(1018, kUnableToLock);
+    }
     const CComPtr<IWQ_CLSIDArray> all = MakeArray();
     ReadGroups(path, *all);
-    AppendGroups(*groups, *all);
-    if (!WriteGroups(path, *all))
+    AppendGroups(*news, *all);
+    if (!WriteGroups(path, *all)) {
+        pending = WithoutRepeats(*all);
+        static_cast<void>(platform::WriteWholeFile(path, {})); // half a file would be taken for a damaged one
         return report.Fail(1062, L"Unable to write the changed groups !");
+    }
+    m_pendingGroups.erase(clientId);
     return report.Unlock(lock, 1071, kUnableToUnlock);
 }
 
