@@ -1,5 +1,6 @@
 #include "tests/library/NotifyFixture.h"
 
+#include "Kernel/ZEL_Processor/ZEL_Processor/DsEventsFile.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "ZEL_Processor/LockFile.h"
 
@@ -400,4 +401,26 @@ TEST_F(Notify, GroupsThatWaitEndWithTheirClient)
     EXPECT_TRUE(Access().UnregisterClient(client));
     m_pServer->OnChangedLockResults();
     EXPECT_EQ(Access().PendingGroups(), 0U);
+}
+
+TEST_F(Notify, EventsThatBecomeTooManyAreOneThatSaysSo)
+{
+    const auto large = Event(1);
+    const auto items = MakeDsItems();
+    for (std::size_t bytes = 0; bytes < DsEventsFile::kMaxBytes / 2; bytes += sizeof(LONG))
+        static_cast<void>(items->Add(1));
+    ASSERT_EQ(large->PutAddedItems(ListOf(items.Get()).Get()), S_OK);
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
+    m_pServer->OnChangedDs(large.Get());
+    EXPECT_EQ(EventsIn(path), std::vector<LONG>{1});
+    m_pServer->OnChangedDs(large.Get());
+    EXPECT_EQ(EventsIn(path), std::vector<LONG>{eDsEventKind_Reload});
+    m_pServer->OnChangedDs(Event(2).Get());
+    EXPECT_EQ(EventsIn(path), (std::vector<LONG>{eDsEventKind_Reload, 2}));
+
+    CLockFile reading(path);
+    ASSERT_TRUE(reading.Lock(false));
+    m_pServer->OnChangedDs(large.Get());
+    m_pServer->OnChangedDs(large.Get());
+    EXPECT_EQ(Access().PendingEvents(), 1U) << "what waits in the server, too";
 }

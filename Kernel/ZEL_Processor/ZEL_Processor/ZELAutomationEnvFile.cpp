@@ -97,6 +97,21 @@ bool ReadEvents(_ar::archive& archive, CDsEventsDataVector& events)
 
 } // namespace
 
+bool DsEventsFile::Fits(const CDsEventsDataVector& events)
+{
+    const CComPtr<IWQ_Archive> object = CreateInstanceZEL<IWQ_Archive>(kClsidMemoryArchive);
+    _ar::archive archive(object.Get());
+    archive << static_cast<int>(events.size());
+    for (const CComPtr<IWQ_DsEventsData>& event : events) {
+        DsEventRecord::Write(archive, *event);
+        ULONGLONG bytes = 0;
+        ThrowIfFailed(object->GetPosition(&bytes));
+        if (bytes > kMaxBytes)
+            return false;
+    }
+    return true;
+}
+
 bool DsEventsFile::Write(const CString& path, const CDsEventsDataVector& events, const std::atomic<bool>* pGoOn)
 {
     return Succeeds([&] {

@@ -6,6 +6,7 @@
 #include "ZEL_Processor/LockFile.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "com/ComObject.h"
+#include "com/CreateInstance.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "framework/XMLArchive.h"
@@ -110,6 +111,15 @@ CComPtr<IWQ_CLSIDArray> WithoutRepeats(IWQ_CLSIDArray& groups)
             ThrowIfFailed(all->Add(&id));
     }
     return all;
+}
+
+/// Events that nobody takes must not grow without end. What became too much to tell is one event that says so.
+void Bound(CDsEventsDataVector& events)
+{
+    if (DsEventsFile::Fits(events))
+        return;
+    events = {CreateInstanceZEL<IWQ_DsEventsData>(kClsidDsEventsData)};
+    ThrowIfFailed(events.front()->PutKind(eDsEventKind_Reload));
 }
 
 bool WriteGroups(const CString& path, IWQ_CLSIDArray& groups)
@@ -251,6 +261,7 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
     CLockFile lock(path);
     if (!lock.Lock(false)) {
         m_pendingEvents.emplace_back(events); // the client is reading
+        Bound(m_pendingEvents);
         return true;
     }
     CDsEventsDataVector all;
@@ -261,6 +272,7 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
     }
     all.insert(all.end(), m_pendingEvents.begin(), m_pendingEvents.end());
     all.emplace_back(events);
+    Bound(all);
     const bool written = DsEventsFile::Write(path, all, &m_bRunning);
     if (!CanTell(clientId))
         return false; // nobody will read it: what was pending still is
