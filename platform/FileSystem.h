@@ -154,6 +154,7 @@ public:
     /// with WriteThrough does: the system offers no flush of a directory.
     virtual eOsError SyncDirectory(const std::wstring& directory) = 0;
 
+    /// TooManyWatches when a limit of the system is reached.
     virtual eOsError Watch(const std::wstring& directory, eWatchFilter filter,
                            std::unique_ptr<IDirectoryWatch>& watch) = 0;
 };

@@ -30,6 +30,7 @@ enum [[nodiscard]] eOsError : std::uint32_t{
     eOsError_NotADirectory = 267,
     eOsError_LinkInTheWay = 681, ///< a symbolic link, where none is followed
     eOsError_IoError = 1117,
+    eOsError_TooManyWatches = 1450, ///< the system watches no further directory
     eOsError_NotDurable = 0x2FFF0001, ///< a move that was made and could not be synced; a number of our own
 };
 

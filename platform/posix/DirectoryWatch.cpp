@@ -33,6 +33,19 @@ int PollTime(std::chrono::milliseconds timeout)
     return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(timeout.count(), 0, INT_MAX));
 }
 
+/// The table of watches has a limit for each user, which is told as a full volume.
+eOsError WatchError(int error, const char* directory)
+{
+    return error == ENOSPC ? eOsError_TooManyWatches : DirectoryError(error, directory);
+}
+
+/// So have queues of events, which is told as too many open files of this process: it is not when another can be had.
+eOsError QueueError(int error)
+{
+    const bool isLimitOfQueues = error == EMFILE && CDescriptor(eventfd(0, EFD_CLOEXEC));
+    return isLimitOfQueues ? eOsError_TooManyWatches : FromErrno(error);
+}
+
 /// Events are only counted as "something happened", not looked at: unread ones keep the descriptor readable, which is
 /// the change that stays signalled; a queue that overflowed is readable, too.
 class CDirectoryWatch final : public IDirectoryWatch {
@@ -70,7 +83,7 @@ public:
         // was deleted, moved away or replaced, at whatever height of the path. It is the only call that tells all of
         // these.
         const int id = inotify_add_watch(m_events.Get(), m_directory.c_str(), m_mask);
-        const auto error = id >= 0 ? eOsError_None : DirectoryError(errno, m_directory.c_str());
+        const auto error = id >= 0 ? eOsError_None : WatchError(errno, m_directory.c_str());
         if (m_id >= 0 && m_id != id) {
             inotify_rm_watch(m_events.Get(), m_id); // fails when the directory is gone, and the watch with it
         }
@@ -132,7 +145,7 @@ eOsError WatchDirectory(CNativePath directory, eWatchFilter filter, std::unique_
 {
     CDescriptor events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     if (!events) {
-        return LastOsError();
+        return QueueError(errno);
     }
     CDescriptor wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
     if (!wake) {

@@ -8,11 +8,12 @@ namespace {
 TEST(OsErrorTest, EveryFailureHasWords)
 {
     for (const auto error :
-         {eOsError_FileNotFound, eOsError_PathNotFound, eOsError_TooManyOpenFiles, eOsError_AccessDenied,
-          eOsError_OutOfMemory, eOsError_NotSameDevice, eOsError_SharingViolation, eOsError_NotSupported,
-          eOsError_FileExists, eOsError_InvalidParameter, eOsError_BrokenPipe, eOsError_DiskFull, eOsError_NameTooLong,
-          eOsError_DirectoryNotEmpty, eOsError_AlreadyExists, eOsError_FileTooLarge, eOsError_NotADirectory,
-          eOsError_LinkInTheWay, eOsError_IoError, eOsError_NotDurable}) {
+         {eOsError_FileNotFound,  eOsError_PathNotFound,      eOsError_TooManyOpenFiles, eOsError_AccessDenied,
+          eOsError_OutOfMemory,   eOsError_NotSameDevice,     eOsError_SharingViolation, eOsError_NotSupported,
+          eOsError_FileExists,    eOsError_InvalidParameter,  eOsError_BrokenPipe,       eOsError_DiskFull,
+          eOsError_NameTooLong,   eOsError_DirectoryNotEmpty, eOsError_AlreadyExists,    eOsError_FileTooLarge,
+          eOsError_NotADirectory, eOsError_LinkInTheWay,      eOsError_IoError,          eOsError_TooManyWatches,
+          eOsError_NotDurable}) {
         const std::wstring text = OsErrorText(error);
         ASSERT_FALSE(text.empty()) << error;
         EXPECT_EQ(text.find_first_of(L"\r\n"), std::wstring::npos) << error;
