@@ -134,9 +134,9 @@ public:
     /// Moves a file within one volume (NotSameDevice otherwise). SharingViolation while anybody has it open, strangers
     /// included as far as the system can tell: on POSIX that takes the file's owner or a privileged process, for others
     /// only users of this layer are seen, and a file that the process may neither read nor write is moved unchecked. A
-    /// target that is to be replaced and is in use is AccessDenied. Directories, and what is no file, are AccessDenied.
-    /// NotDurable: the file was moved, but with WriteThrough its new name could not be synced. Any other failure means
-    /// that nothing was moved.
+    /// target that is to be replaced and is in use is AccessDenied. A move of a file onto itself is done, with nothing
+    /// to do. Directories, and what is no file, are AccessDenied. NotDurable: the file was moved, but with WriteThrough
+    /// its new name could not be synced. Any other failure means that nothing was moved.
     virtual eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) = 0;
 
     /// Deletes a file; SharingViolation as for Move. A directory is AccessDenied.

@@ -153,10 +153,26 @@ bool IsDirectoryEntry(DIR* directory, const dirent& entry)
 class CFileSystem final : public IFileSystem {
 public:
     eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) override
+std::string_view LastName(std::string_view path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+/// True when both paths name the same entry of a directory; two names of one file are two entries.
+bool IsSameEntry(const CNativePath& from, const CNativePath& to)
+{
+    struct stat directory = {};
+    return LastName(from.c_str()) == LastName(to.c_str()) && stat(from.Parent().c_str(), &directory) == 0 &&
+           StillNames(to.Parent().c_str(), directory);
+}
+
     {
         const CNativePath native(path);
         const auto error = native.Check();
         return error != eOsError_None ? error : OpenFile(native, mode, file);
+    if (error == EEXIST && IsSameEntry(from, to)) {
+        return eOsError_None;
+    }
     }
 
     eOsError OpenLockFile(const std::wstring& path, const std::string& content,

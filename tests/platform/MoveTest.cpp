@@ -178,6 +178,20 @@ TEST_F(MoveTest, NoWayToAnotherVolume)
     EXPECT_FALSE(PathExists(target / L"to"));
 }
 
+TEST_F(MoveTest, OntoItselfIsDoneWithNothingToDo)
+{
+    for (const unsigned flags : {0U, unsigned{eMoveFlag_ReplaceExisting}, unsigned{eMoveFlag_WriteThrough}}) {
+        EXPECT_EQ(Files().Move(m_from, m_from, flags), eOsError_None) << flags;
+        EXPECT_EQ(Read(m_from), "content");
+    }
+    {
+        std::unique_ptr<IFile> holder;
+        ASSERT_EQ(Files().Open(m_from, eOpenMode_ReadShared, holder), eOsError_None);
+        EXPECT_EQ(Files().Move(m_from, m_from, 0), eOsError_SharingViolation);
+    }
+    EXPECT_EQ(Files().Move(m_to, m_to, 0), eOsError_FileNotFound);
+}
+
 TEST_F(MoveTest, OneOfManyMoversWins)
 {
     constexpr int kRounds = 50;
