@@ -125,9 +125,9 @@ public:
     /// LinkInTheWay.
     virtual eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) = 0;
 
-    /// One try to create and hold a lock file with this content (informative; failing to write it is ignored). Another
-    /// holder gives SharingViolation. A file left behind by a holder that died is taken over. A symbolic link is
-    /// LinkInTheWay.
+    /// One try to create and hold a lock file with this content (informative; failing to write it is ignored). While it
+    /// is held, ReadShared opens it and nothing else does. Another holder gives SharingViolation, and so may a reader.
+    /// A file left behind by a holder that died is taken over. A symbolic link is LinkInTheWay.
     virtual eOsError OpenLockFile(const std::wstring& path, const std::string& content,
                                   std::unique_ptr<ILockFile>& lockFile) = 0;
 

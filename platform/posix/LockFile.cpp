@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 // What holds is the lock on the file, not its existence: the file of a holder that was killed is unlocked, and whoever
-// comes next takes it over. The content can be read by anybody who opens the file in the ordinary way; users of this
-// layer find it busy.
+// comes next takes it over. To take it is to lock it exclusively for a moment, in which the note is written; held is a
+// shared lock, which keeps out everybody who wants it for himself and lets those in who read and share. The step from
+// one to the other gives the first up before it gets the second: who is overtaken in between finds the file busy, and
+// has not been the holder.
 
 namespace platform::posix {
 namespace {
@@ -81,6 +83,9 @@ eOsError TakeLockFile(CNativePath path, const std::string& content, std::unique_
         // The holder before us may have deleted the file after we opened it: then our lock is on a file without a name.
         if (StillNames(path.c_str(), status)) {
             WriteNote(descriptor.Get(), content, status.st_size);
+            if (flock(descriptor.Get(), LOCK_SH | LOCK_NB) != 0) {
+                return LastOsError();
+            }
             lockFile = std::make_unique<CLockFile>(std::move(path), std::move(descriptor), status);
             return eOsError_None;
         }

@@ -4,6 +4,7 @@
 #include "platform/Text.h"
 #include "platform/Thread.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Predicates.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -106,6 +107,21 @@ TEST_F(LockFileTest, AFileThatWasLeftBehindIsTakenOver)
     SFileAttributes attributes;
     ASSERT_EQ(Files().GetAttributes(m_path, attributes), eOsError_None);
     EXPECT_LE(attributes.length, 7U) << "the old note is gone, whether ours could be written or not";
+}
+
+TEST_F(LockFileTest, AHeldLockCanBeReadButNotTakenByReaders)
+{
+    std::unique_ptr<ILockFile> lock;
+    ASSERT_EQ(Lock(lock), eOsError_None);
+    std::unique_ptr<IFile> reader;
+    EXPECT_EQ(Files().Open(m_path, eOpenMode_ReadExclusive, reader), eOsError_SharingViolation);
+    EXPECT_EQ(Files().Open(m_path, eOpenMode_WriteExclusive, reader), eOsError_SharingViolation);
+    std::string note;
+    EXPECT_EQ(ReadWholeFile(m_path, eOpenMode_ReadShared, note, 100), eOsError_None);
+    EXPECT_TRUE(note == "content" || testsupport::IsNoteOfALockLost()) << note;
+    ASSERT_EQ(Files().Open(m_path, eOpenMode_ReadShared, reader), eOsError_None);
+    std::unique_ptr<ILockFile> second;
+    EXPECT_EQ(Lock(second), eOsError_SharingViolation) << "a reader does not break the lock";
 }
 
 TEST_F(LockFileTest, ALockIsNotMovedOrDeletedByOthers)

@@ -10,6 +10,11 @@ bool IsWine()
     return platform::PathListSeparator() == L';' && !platform::Environment(L"WINEPREFIX").empty();
 }
 
+bool IsNoteOfALockLost()
+{
+    return platform::PathListSeparator() == L';';
+}
+
 bool IsThreadSanitized()
 {
 #if defined(__SANITIZE_THREAD__)

@@ -5,6 +5,8 @@ namespace testsupport {
 
 /// Windows as Wine plays it.
 [[nodiscard]] bool IsWine();
+/// The system writes whole sectors of a lock file alone, and so may refuse the short text about its holder.
+[[nodiscard]] bool IsNoteOfALockLost();
 /// Built with the thread sanitizer, which keeps a stack of its own beside the real one.
 [[nodiscard]] bool IsThreadSanitized();
 /// Built with the address sanitizer.
