@@ -20,7 +20,33 @@ namespace platform {
 namespace posix {
 namespace {
 
-/// Keeps everybody off an open file for as long as the descriptor lives. A write lease is given only while no other
+/// A file that others are kept off. Lets go of it before it is closed: a child that is just being started may still
+/// have a copy of the descriptor, with which lease and lock would live on.
+class CHeldFile {
+public:
+    CHeldFile() = default;
+    ~CHeldFile() { Reset(CDescriptor()); }
+    CHeldFile(const CHeldFile&) = delete;
+    CHeldFile& operator=(const CHeldFile&) = delete;
+
+    void Reset(CDescriptor descriptor)
+    {
+        if (m_descriptor) {
+            const int saved = errno;
+            fcntl(m_descriptor.Get(), F_SETLEASE, F_UNLCK);
+            flock(m_descriptor.Get(), LOCK_UN);
+            errno = saved;
+        }
+        m_descriptor = std::move(descriptor);
+    }
+    [[nodiscard]] int Get() const { return m_descriptor.Get(); }
+    [[nodiscard]] explicit operator bool() const { return static_cast<bool>(m_descriptor); }
+
+private:
+    CDescriptor m_descriptor;
+};
+
+/// Keeps everybody off an open file for as long as it is held. A write lease is given only while no other
 /// descriptor of the file is open, in whatever process: that is what a failing move of an open file tells on Windows.
 /// It takes the file's owner or a privileged process and a file system that knows leases; elsewhere the lock of the
 /// users of this layer has to do.
@@ -52,13 +78,13 @@ eOsError CheckUnopenable(int error, const char* path)
 }
 
 /// Opens the file that a path names and keeps others off it. None with an empty descriptor: see CheckUnopenable.
-eOsError HoldFile(const CNativePath& path, CDescriptor& held)
+eOsError HoldFile(const CNativePath& path, CHeldFile& held)
 {
     constexpr int flags = O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW;
     for (int tries = 0; tries < kMaxOpenTries; ++tries) {
-        held.Reset(open(path.c_str(), flags | O_RDONLY));
+        held.Reset(CDescriptor(open(path.c_str(), flags | O_RDONLY)));
         if (!held && errno == EACCES) {
-            held.Reset(open(path.c_str(), flags | O_WRONLY));
+            held.Reset(CDescriptor(open(path.c_str(), flags | O_WRONLY)));
         }
         if (!held) {
             return CheckUnopenable(errno, path.c_str());
@@ -106,10 +132,10 @@ eOsError OpenForSync(const CNativePath& to, CDescriptor& directory)
 
 /// Makes the new name of a moved file durable. The file is let go before the wait for the device: who is told of the
 /// new name would find it held.
-eOsError SyncNewName(const CDescriptor& directory, CDescriptor& moved)
+eOsError SyncNewName(const CDescriptor& directory, CHeldFile& moved)
 {
     if (directory) {
-        moved.Reset();
+        moved.Reset(CDescriptor());
         return Succeeded(SyncDirectoryOf(directory)) ? eOsError_None : eOsError_NotDurable;
     }
     // A drop box: one may put files in, but not look at it. The move changed the file's status, so the sync of that
@@ -118,7 +144,7 @@ eOsError SyncNewName(const CDescriptor& directory, CDescriptor& moved)
 }
 
 /// A target that is open is not replaced: access is denied, as it is on Windows.
-eOsError HoldTarget(const CNativePath& to, CDescriptor& held)
+eOsError HoldTarget(const CNativePath& to, CHeldFile& held)
 {
     const auto error = HoldFile(to, held);
     if (IsAbsent(error)) {
@@ -127,14 +153,30 @@ eOsError HoldTarget(const CNativePath& to, CDescriptor& held)
     return error == eOsError_SharingViolation ? eOsError_AccessDenied : error;
 }
 
+std::string_view LastName(std::string_view path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+/// True when both paths name the same entry of a directory; two names of one file are two entries.
+bool IsSameEntry(const CNativePath& from, const CNativePath& to)
+{
+    struct stat directory = {};
+    return LastName(from.c_str()) == LastName(to.c_str()) && stat(from.Parent().c_str(), &directory) == 0 &&
+           StillNames(to.Parent().c_str(), directory);
+}
+
 eOsError MoveHeld(const CNativePath& from, const CNativePath& to, bool replace)
 {
     // Nearly always there is nothing to replace, and then no target to hold.
     const int error = RenameNoReplace(from.c_str(), to.c_str());
+    if (error == EEXIST && IsSameEntry(from, to)) {
+        return eOsError_None;
+    }
     if (error != EEXIST || !replace) {
         return error == 0 ? eOsError_None : PathError(error, to.c_str());
     }
-    CDescriptor target;
+    CHeldFile target;
     if (const auto held = HoldTarget(to, target); held != eOsError_None) {
         return held;
     }
@@ -153,26 +195,10 @@ bool IsDirectoryEntry(DIR* directory, const dirent& entry)
 class CFileSystem final : public IFileSystem {
 public:
     eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) override
-std::string_view LastName(std::string_view path)
-{
-    return path.substr(path.rfind('/') + 1);
-}
-
-/// True when both paths name the same entry of a directory; two names of one file are two entries.
-bool IsSameEntry(const CNativePath& from, const CNativePath& to)
-{
-    struct stat directory = {};
-    return LastName(from.c_str()) == LastName(to.c_str()) && stat(from.Parent().c_str(), &directory) == 0 &&
-           StillNames(to.Parent().c_str(), directory);
-}
-
     {
         const CNativePath native(path);
         const auto error = native.Check();
         return error != eOsError_None ? error : OpenFile(native, mode, file);
-    if (error == EEXIST && IsSameEntry(from, to)) {
-        return eOsError_None;
-    }
     }
 
     eOsError OpenLockFile(const std::wstring& path, const std::string& content,
@@ -192,7 +218,7 @@ bool IsSameEntry(const CNativePath& from, const CNativePath& to)
                 return error;
             }
         }
-        CDescriptor held;
+        CHeldFile held;
         if (const auto error = HoldFile(source, held); error != eOsError_None) {
             return error;
         }
@@ -223,7 +249,7 @@ bool IsSameEntry(const CNativePath& from, const CNativePath& to)
         if (const auto error = native.Check(); error != eOsError_None) {
             return error;
         }
-        CDescriptor held;
+        CHeldFile held;
         if (const auto error = HoldFile(native, held); error != eOsError_None) {
             return error;
         }
