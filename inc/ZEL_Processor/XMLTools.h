@@ -42,6 +42,7 @@ public:
     /// The next sibling of this name after the start node. Overwrites *found.
     static bool GetNextSiblingByName(IXMLDOMNode* start, const CString& name, IXMLDOMNode** found);
 
+    /// The text of the node, also of one with a data type.
     static bool GetNodeValue(IXMLDOMNode* node, CString& value);
     /// Gives the node the data type "i4": the value has 32 bits on every system. -1 when that fails.
     static bool GetNodeValue(IXMLDOMNode* node, long& value);

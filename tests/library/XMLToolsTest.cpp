@@ -12,6 +12,7 @@
 
 #include <regex>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -214,6 +215,20 @@ TEST_F(XMLTools, IntegerValuesAreConvertedAndMinusOneOtherwise)
     value = 7;
     EXPECT_FALSE(CXMLTools::GetNodeValue(Find(document, L"t").Get(), value));
     EXPECT_EQ(value, -1);
+}
+
+TEST_F(XMLTools, AValueWithADataTypeIsReadAsText)
+{
+    const auto document = Parse(L"<r xmlns:dt='urn:schemas-microsoft-com:datatypes'><n dt:dt='i4'>12</n>"
+                                L"<b dt:dt='boolean'>1</b><f dt:dt='r8'>2.5</f><p>7</p></r>");
+    CString value;
+    for (const auto& [name, text] : {std::pair(L"n", L"12"), std::pair(L"b", L"1"), std::pair(L"f", L"2.5")}) {
+        EXPECT_TRUE(CXMLTools::GetNodeValue(document.Get(), name, value));
+        EXPECT_EQ(value, text);
+    }
+    const CBstr type(L"i4");
+    ASSERT_EQ(Find(document, L"p")->put_dataType(type.Get()), S_OK) << "as reading a number does";
+    EXPECT_EQ(Text(Find(document, L"p")), L"7");
 }
 
 TEST_F(XMLTools, TextValuesOfMissingNodesAreEmpty)

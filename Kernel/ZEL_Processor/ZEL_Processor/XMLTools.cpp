@@ -208,6 +208,13 @@ bool CXMLTools::GetNodeValue(IXMLDOMNode* node, CString& value)
     if (node->get_nodeTypedValue(typed.Put()) != S_OK)
         return false;
     value = typed.Text();
+    if (typed.Type() == VT_BSTR)
+        return true;
+    // A number, or what else the node's data type makes of it: the text that it was made from says the same.
+    CBstr text;
+    if (node->get_text(text.Put()) != S_OK)
+        return false;
+    value = text.Text();
     return true;
 }
 
