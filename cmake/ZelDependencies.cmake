@@ -1,5 +1,6 @@
 # What comes from elsewhere, each as one interface target, so that no other file needs to know how a target gets it:
 #   zel::fmt zel::spdlog zel::cli11 zel::json zel::gtest     everywhere
+#   zel::boost zel::xxhash                                   everywhere, as headers alone
 #   zel::sqlite                                              elsewhere than on Windows: the system's; there: ZelSqlite
 #   zel::libxml2                                             elsewhere than on Windows, which has a DOM of its own
 #   zel::benchmark                                           native, where it is installed
@@ -30,6 +31,17 @@ endfunction()
 
 zel_header_only(cli11 CLI CLI.hpp)
 zel_header_only(json nlohmann json.hpp)
+zel_header_only(boost boost version.hpp)
+
+# One header that lies in no folder of its own.
+find_path(ZEL_xxhash_INCLUDE_DIR xxhash.h PATHS ${ZEL_HOST_INCLUDE_DIRS}
+    NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+mark_as_advanced(ZEL_xxhash_INCLUDE_DIR)
+file(CREATE_LINK "${ZEL_xxhash_INCLUDE_DIR}/xxhash.h" "${zel_header_links}/xxhash.h" SYMBOLIC)
+add_library(zel_xxhash INTERFACE)
+add_library(zel::xxhash ALIAS zel_xxhash)
+target_include_directories(zel_xxhash SYSTEM INTERFACE "${zel_header_links}")
+target_compile_definitions(zel_xxhash INTERFACE XXH_INLINE_ALL)
 
 # Compiled formatting and logging where the build machine's libraries are for the target. A sanitizer must see
 # inside them (a lock taken in code that it did not instrument is a false report), so there they are headers too.

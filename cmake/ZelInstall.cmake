@@ -148,7 +148,7 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/" DESTINATION "${CMAKE_INSTALL
     COMPONENT development)
 
 # Code of others that becomes part of our files, or comes with them: their licences want to be told.
-set(zel_notices libcli11-dev libfmt-dev libspdlog-dev nlohmann-json3-dev)
+set(zel_notices libboost-dev libcli11-dev libfmt-dev libspdlog-dev libxxhash-dev nlohmann-json3-dev)
 if(WIN32)
     list(APPEND zel_notices gcc-mingw-w64-base libsqlite3-dev mingw-w64-common)
 endif()

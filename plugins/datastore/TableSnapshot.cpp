@@ -2,12 +2,11 @@
 
 #include <bit>
 #include <limits>
+#include <xxhash.h>
 
 void CRowHash::AddBytes(const void* bytes, std::size_t count)
 {
-    const auto* first = static_cast<const unsigned char*>(bytes);
-    for (std::size_t index = 0; index < count; ++index)
-        m_nValue = (m_nValue ^ first[index]) * 0x100000001B3U; // FNV-1a
+    m_nValue = XXH3_64bits_withSeed(bytes, count, m_nValue);
 }
 
 void CRowHash::Add(const SValue& value)

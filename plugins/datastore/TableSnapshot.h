@@ -28,7 +28,7 @@ public:
 
 private:
     void AddBytes(const void* bytes, std::size_t count);
-    std::uint64_t m_nValue = 0xCBF29CE484222325U;
+    std::uint64_t m_nValue = 0;
 };
 
 /// One state of a table: 16 bytes for each row, from which a later state can be told apart.
