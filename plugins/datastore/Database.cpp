@@ -3,6 +3,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "plugins/common/PluginOs.h"
+#include "plugins/datastore/SqlFunctions.h"
 
 #include <sqlite3.h>
 
@@ -22,6 +23,9 @@ constexpr std::chrono::milliseconds kLockPause(10);
 
 /// The longest value and the longest row. SQLite's own limit of a gigabyte would let one small request take all memory.
 constexpr int kMaxValueBytes = 16 * 1024 * 1024;
+
+/// A comparison by LIKE or GLOB cannot be stopped, and takes as long as value times pattern.
+constexpr int kMaxPatternBytes = 1000;
 
 /// The functions that reach beyond the data.
 constexpr std::array<std::string_view, 2> kRefusedFunctions = {"load_extension", "fts3_tokenizer"};
@@ -160,11 +164,10 @@ bool CDatabase::Open(const std::wstring& path)
     m_pDatabase.reset(database); // there is one even after a failure, to tell the reason
     if (result != SQLITE_OK)
         return database == nullptr ? Fail(L"out of memory") : FailByDatabase();
-    Restrict();
-    return true;
+    return Restrict() || FailByDatabase();
 }
 
-void CDatabase::Restrict()
+bool CDatabase::Restrict()
 {
     sqlite3* database = m_pDatabase.get();
     sqlite3_extended_result_codes(database, 1);
@@ -177,10 +180,10 @@ void CDatabase::Restrict()
     sqlite3_limit(database, SQLITE_LIMIT_WORKER_THREADS, 0);
     sqlite3_busy_handler(database, &CDatabase::WaitForLock, this);
     sqlite3_set_authorizer(database, &CDatabase::Authorize, this);
-    if (m_pContext != nullptr)
-        sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::AskCancel, this);
-    else if (m_bLimited)
-        sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::CountLook, this);
+    sqlite3_limit(database, SQLITE_LIMIT_LIKE_PATTERN_LENGTH, kMaxPatternBytes);
+    if (m_pContext != nullptr || m_bLimited)
+        sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::AskToStop, this);
+    return AddSqlFunctions(database, *this);
 }
 
 bool CDatabase::RunOwn(std::string_view sql, const RowVisitor& visitor)
@@ -282,14 +285,14 @@ int CDatabase::Authorize(void* self, int action, const char* first, const char* 
     return SQLITE_DENY;
 }
 
-int CDatabase::AskCancel(void* self)
+bool CDatabase::IsToStop()
 {
-    return static_cast<CDatabase*>(self)->m_pContext->IsCanceled() ? 1 : 0;
+    return m_pContext != nullptr ? m_pContext->IsCanceled() : m_bLimited && ++m_nLooks > kMaxLooks;
 }
 
-int CDatabase::CountLook(void* self)
+int CDatabase::AskToStop(void* self)
 {
-    return ++static_cast<CDatabase*>(self)->m_nLooks > kMaxLooks ? 1 : 0;
+    return static_cast<CDatabase*>(self)->IsToStop() ? 1 : 0;
 }
 
 int CDatabase::WaitForLock(void* self, int attempt)

@@ -77,6 +77,9 @@ public:
     [[nodiscard]] bool Prepare(std::string_view sql, CStatement& statement);
     [[nodiscard]] eStepResult Step(CStatement& statement);
 
+    /// Asked by what runs long inside of a statement.
+    [[nodiscard]] bool IsToStop();
+
     /// Why the last call failed.
     [[nodiscard]] const CString& ErrorText() const { return m_strError; }
     /// True when it failed because another program is writing the database.
@@ -91,14 +94,13 @@ private:
     };
     static int Authorize(void* self, int action, const char* first, const char* second, const char* schema,
                          const char* trigger);
-    static int AskCancel(void* self);
-    static int CountLook(void* self);
+    static int AskToStop(void* self);
     static int WaitForLock(void* self, int attempt);
 
     bool Compile(std::string_view sql, CStatement& statement, std::string_view& rest);
     bool Fail(const CString& error);
     bool FailByDatabase();
-    void Restrict();
+    bool Restrict();
 
     std::unique_ptr<sqlite3, SClose> m_pDatabase;
     CZelProcessorContext* const m_pContext;

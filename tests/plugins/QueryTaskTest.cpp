@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <iostream>
 
@@ -38,17 +39,32 @@ protected:
         return ElementOf(outcome.response, "Rows");
     }
 
+    /// From a cancellation in the middle of the work to its end.
+    [[nodiscard]] std::chrono::microseconds DelayOfCancellation(const std::string& sql)
+    {
+        std::chrono::nanoseconds canceledAt{};
+        platform::CThread canceler;
+        m_run.context.SetCanceled(false);
+        EXPECT_TRUE(canceler.Start([&]() -> unsigned {
+            platform::SystemClock().SleepFor(std::chrono::milliseconds(200));
+            canceledAt = platform::SystemClock().Steady();
+            m_run.context.SetCanceled(true);
+            return 0;
+        }));
+        const SOutcome outcome = Query(sql);
+        const auto stoppedAt = platform::SystemClock().Steady();
+        EXPECT_TRUE(canceler.Join());
+        EXPECT_EQ(outcome.stage, eStage_Canceled) << sql << platform::ToUtf8(outcome.error);
+        EXPECT_FALSE(outcome.leftFile);
+        return std::chrono::duration_cast<std::chrono::microseconds>(stoppedAt - canceledAt);
+    }
+
     CRecordingHost m_host;
     CComponents m_components;
     CDataFolder m_data;
     CComPtr<IWQ_ZELProcessorFactory> m_factory = m_components.MakeFactory(kDataStoreId);
     CRequestRun m_run{*m_factory};
 };
-
-/// A query that runs for hours and gives no row on the way.
-const std::string kEndlessSql =
-    "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000000000) "
-    "SELECT count(*) FROM n";
 
 } // namespace
 
@@ -318,22 +334,63 @@ TEST_F(QueryTask, AResponseThatCannotBeWrittenIsReported)
 
 TEST_F(QueryTask, ALongStatementStopsSoonAfterACancellation)
 {
-    std::chrono::nanoseconds canceledAt{};
-    platform::CThread canceler;
-    ASSERT_TRUE(canceler.Start([&]() -> unsigned {
-        platform::SystemClock().SleepFor(std::chrono::milliseconds(200));
-        canceledAt = platform::SystemClock().Steady();
-        m_run.context.SetCanceled(true);
-        return 0;
-    }));
-    const SOutcome outcome = Query(kEndlessSql);
-    const auto stoppedAt = platform::SystemClock().Steady();
-    ASSERT_TRUE(canceler.Join());
-    EXPECT_EQ(outcome.stage, eStage_Canceled);
-    EXPECT_FALSE(outcome.leftFile);
-    const auto delay = std::chrono::duration_cast<std::chrono::microseconds>(stoppedAt - canceledAt);
-    std::cout << "stopped " << delay.count() << " us after the cancellation\n";
-    EXPECT_LT(delay, std::chrono::seconds(2));
+    const std::string numbers = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000000000) ";
+    const std::string text = "hex(zeroblob(8000000))";
+    m_data.Make(L"box", numbers + "INSERT INTO t(size) SELECT i FROM n LIMIT 2000");
+    for (const std::string& sql :
+         {numbers + "SELECT count(*) FROM n",                               // a loop
+          numbers + "SELECT i FROM n ORDER BY -i LIMIT 1 OFFSET 900000000", // sorting
+          numbers + "SELECT i % 1000003, count(*) FROM n GROUP BY 1",       // grouping
+          numbers + "SELECT DISTINCT i FROM n LIMIT 1 OFFSET 900000000",    // what was there already
+          numbers + "SELECT sum(i) OVER (ORDER BY i DESC) FROM n",          // a window
+          std::string("SELECT count(*) FROM t a, t b, t c, t d WHERE a.size + b.size + c.size + d.size < 0"), // a join
+          "SELECT instr(" + text + ", hex(zeroblob(4000000)) || '1')", // one call of a function
+          std::string("SELECT instr(zeroblob(16000000), CAST(zeroblob(8000000) || '1' AS BLOB))"),
+          "SELECT replace(" + text + ", hex(zeroblob(4000000)) || '1', '')"}) {
+        const std::chrono::microseconds delay = DelayOfCancellation(sql);
+        std::cout << "stopped " << delay.count() << " us after the cancellation: " << sql << "\n";
+        EXPECT_LT(delay, std::chrono::seconds(2)) << sql;
+    }
+}
+
+TEST_F(QueryTask, FunctionsAnswerAsThoseOfSqlite)
+{
+    const std::string values =
+        "WITH v(x) AS (VALUES(NULL), (''), ('a'), ('b'), ('ab'), ('aab'), ('abaab'), ('aXbXbX'), (' a b '), "
+        "('\xC5\xBE'), ('lu\xC5\xA5\xC5\xBE'), ('\xC5\xBElu\xC5\xA5'), ('\xF0\x9F\x90\xA6' || 'a'), (char(97, 0, 98)), "
+        "(char(0)), (x''), (x'00ff'), (x'61'), (x'C5BE'), (x'61C5BE'), (12), (1.5), (-2)) ";
+    for (const std::string call :
+         {"instr(a.x, b.x)", "trim(a.x, b.x)", "ltrim(a.x, b.x)", "rtrim(a.x, b.x)", "trim(a.x)", "ltrim(a.x)",
+          "rtrim(a.x)", "replace(a.x, b.x, 'yz')", "replace(a.x, b.x, '')", "replace('aXbXa', a.x, b.x)",
+          "replace(a.x, 'a', b.x)", "instr(a.x, b.x) || typeof(a.x) || typeof(b.x)"}) {
+        const std::string sql = values + "SELECT group_concat(hex(a.x) || ' ' || hex(b.x) || ': ' || typeof(" + call +
+                                ") || hex(" + call + "), char(10)) FROM v AS a, v AS b";
+        const std::string answer = PlainAnswer(sql);
+        EXPECT_EQ(std::count(answer.begin(), answer.end(), '\n'), 23 * 23 - 1);
+        EXPECT_EQ(ElementOf(Query(sql).response, "Value"), answer) << call;
+    }
+}
+
+TEST_F(QueryTask, TrimmingManyCharactersTakesNoTime)
+{
+    EXPECT_EQ(Rows("WITH RECURSIVE n(i) AS (SELECT 1000 UNION ALL SELECT i + 1 FROM n WHERE i < 50000) "
+                   "SELECT length(trim(hex(zeroblob(1000000)), group_concat(char(i), '') || '0')) FROM n"),
+              "\n    <Row><Value>0</Value></Row>\n  ");
+}
+
+TEST_F(QueryTask, AReplacementBeyondTheLimitIsAnError)
+{
+    EXPECT_EQ(Rows("SELECT length(replace(hex(zeroblob(4000)), '0', hex(zeroblob(1000))))"),
+              "\n    <Row><Value>16000000</Value></Row>\n  ");
+    EXPECT_EQ(Query("SELECT length(replace(hex(zeroblob(4200)), '0', hex(zeroblob(1000))))").stage, eStage_NotObtained);
+    m_host.ExpectReport(36, L"Data source \"box\": string or blob too big");
+}
+
+TEST_F(QueryTask, APatternBeyondTheLimitIsAnError)
+{
+    EXPECT_EQ(Query("SELECT 'x' LIKE hex(zeroblob(500))").stage, eStage_Done);
+    EXPECT_EQ(Query("SELECT 'x' LIKE hex(zeroblob(500)) || '%'").stage, eStage_NotObtained);
+    m_host.ExpectReport(36, L"Data source \"box\": LIKE or GLOB pattern too complex");
 }
 
 TEST_F(QueryTask, ACancellationStopsBetweenTwoRows)

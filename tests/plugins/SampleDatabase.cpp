@@ -91,6 +91,20 @@ void LeaveHalfWritten(const std::wstring& path, const std::string& table)
     EXPECT_TRUE(platform::PathExists(path + L"-journal"));
 }
 
+std::string PlainAnswer(const std::string& sql)
+{
+    sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open(":memory:", &database), SQLITE_OK);
+    std::string answer;
+    const auto keep = [](void* kept, int, char** values, char**) {
+        *static_cast<std::string*>(kept) = values[0] == nullptr ? "NULL" : values[0];
+        return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), keep, &answer, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
+    EXPECT_EQ(sqlite3_close(database), SQLITE_OK);
+    return answer;
+}
+
 bool IsBeingRead(const std::wstring& path)
 {
     sqlite3* database = nullptr;

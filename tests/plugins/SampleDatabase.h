@@ -58,6 +58,9 @@ public:
     explicit CExclusiveWriter(const std::wstring& path) : CConnection(path) { Execute("BEGIN EXCLUSIVE"); }
 };
 
+/// The one value that a statement gives when SQLite runs it as it is, as text.
+[[nodiscard]] std::string PlainAnswer(const std::string& sql);
+
 /// Leaves a database as a program does that is killed in the middle of a change: half written, with a journal beside it.
 /// The table is one whose rows have a text "name".
 void LeaveHalfWritten(const std::wstring& path, const std::string& table);
