@@ -84,12 +84,13 @@ TEST_F(Client, UniqueNamesCountUpUnderOneGuidAndWrapToZero)
     const auto guid = [](const std::wstring& text) { return text.substr(0, text.rfind(L'_')); };
     EXPECT_EQ(guid(name).size(), 38U);
     EXPECT_EQ(name[0], L'{');
-    while (number(name) != 0) {
+    for (int left = 65536; left > 0 && number(name) != 0; --left) {
         const std::wstring next = CZelProcessorClient::GetUniqueString();
         EXPECT_EQ(guid(next), guid(name));
         EXPECT_EQ(number(next), (number(name) + 1) % 65536);
         name = next;
     }
+    ASSERT_EQ(number(name), 0);
     const std::wstring fresh = CZelProcessorClient::GetUniqueString();
     EXPECT_NE(guid(fresh), guid(name));
     EXPECT_EQ(number(fresh), 1);

@@ -6,6 +6,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Predicates.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/UntilFree.h"
 
 #include <gtest/gtest.h>
 
@@ -33,11 +34,8 @@ int CountUnderLock(const std::vector<std::wstring>& arguments)
     const std::wstring& path = arguments[0];
     for (int left = std::stoi(arguments[1]); left > 0; --left) {
         std::unique_ptr<ILockFile> lock;
-        auto error = Files().OpenLockFile(path + L".lock", ToUtf16Le(L"counting"), lock);
-        while (error == eOsError_SharingViolation) {
-            Clock().YieldThread();
-            error = Files().OpenLockFile(path + L".lock", ToUtf16Le(L"counting"), lock);
-        }
+        const auto error =
+            testsupport::UntilFree([&] { return Files().OpenLockFile(path + L".lock", ToUtf16Le(L"counting"), lock); });
         std::string number;
         if (error != eOsError_None || ReadWholeFile(path, eOpenMode_ReadExclusive, number, 100) != eOsError_None ||
             WriteWholeFile(path, std::to_string(std::stoi(number) + 1)) != eOsError_None)
@@ -148,20 +146,14 @@ TEST_F(LockFileTest, ThreadsExcludeEachOther)
     std::array<CThread, 4> threads;
     for (CThread& thread : threads) {
         ASSERT_TRUE(thread.Start([&] {
-            for (int taken = 0; taken < 100;) {
+            for (int taken = 0; taken < 100; ++taken) {
                 std::unique_ptr<ILockFile> lock;
-                const auto error = Lock(lock);
-                if (error != eOsError_None) {
-                    if (error != eOsError_SharingViolation)
-                        return 1U;
-                    Clock().YieldThread();
-                    continue;
-                }
+                if (testsupport::UntilFree([&] { return Lock(lock); }) != eOsError_None)
+                    return 1U;
                 std::atomic_ref(alone).store(std::atomic_ref(alone).load() && ++std::atomic_ref(inside) == 1);
                 Clock().YieldThread();
                 ++std::atomic_ref(total);
                 --std::atomic_ref(inside);
-                ++taken;
             }
             return 0U;
         }));

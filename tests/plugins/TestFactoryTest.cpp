@@ -93,8 +93,14 @@ TEST_F(TestTasks, GateWaitsForItsFile)
     const std::wstring gate = folder / L"gate";
     platform::CThread opener;
     ASSERT_TRUE(opener.Start([&]() -> unsigned {
-        while (!platform::PathExists(gate + L".entered"))
+        const auto end = platform::SystemClock().Steady() + std::chrono::seconds(20);
+        while (!platform::PathExists(gate + L".entered")) {
+            if (platform::SystemClock().Steady() > end) {
+                m_run.context.SetCanceled(true); // or the task would wait for its file for ever
+                return 1;
+            }
             platform::SystemClock().SleepFor(std::chrono::milliseconds(1));
+        }
         return platform::Succeeded(platform::WriteWholeFile(gate, "")) ? 0 : 1;
     }));
     const SOutcome outcome = Run("<Task Type=\"Gate\"><GateFile>" + platform::ToUtf8(gate) + "</GateFile></Task>");
