@@ -12,6 +12,11 @@ if(WIN32)
 else()
     set(zel_plugin_folder "${CMAKE_INSTALL_LIBDIR}/zel-processor/plugins")
 endif()
+if(TARGET zel-server)
+    # The server finds the plug-ins that come with it by where it lies itself.
+    file(RELATIVE_PATH way "/prefix/${CMAKE_INSTALL_BINDIR}" "/prefix/${zel_plugin_folder}")
+    target_compile_definitions(zel-server PRIVATE "ZEL_PLUGINS_FROM_PROGRAMS=L\"${way}\"")
+endif()
 
 # Every header that one of the given ones reaches, found by reading their includes; paths below the source folder.
 function(zel_header_closure result)

@@ -20,7 +20,7 @@ if(zel_component STREQUAL "tools")
 endif()
 
 # The folder that every server looks into belongs to the system: only what is installed for the system writes there.
-# The manifest beside the module serves everybody else, with --components or ZEL_COMPONENT_PATH.
+# The manifest beside the module serves the server that was installed with it; a class that both name is one.
 if(zel_component STREQUAL "plugin-datastore" AND CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     file(READ "${zel_manifest}" manifest)
     string(REGEX REPLACE "<module>([^<]*)</module>"

@@ -4,11 +4,36 @@
 #include "apps/zel-server/StopSupervisor.h"
 #include "com/Components.h"
 #include "framework/Exceptions.h"
+#include "platform/FileSystem.h"
+#include "platform/Module.h"
 #include "platform/Path.h"
 
 #include "ServerTexts.h"
 
+#include <string_view>
+
 using namespace std::chrono_literals;
+
+namespace {
+
+/// The folder of the plug-ins that came with the program, found by where the program lies: beside it in a build folder
+/// and in a Windows archive, elsewhere in the place that the installation gave it. Empty without one.
+std::wstring ShippedPlugins()
+{
+    const std::wstring programs = platform::DirectoryOf(platform::ProgramPath());
+    const std::wstring beside = platform::JoinPath(programs, L"plugins");
+    if (platform::DirectoryExists(beside))
+        return beside;
+    // Without "..": a registered module is known by its path, and this folder may be the one that it lies in.
+    std::wstring folder = programs;
+    std::wstring_view way = ZEL_PLUGINS_FROM_PROGRAMS;
+    for (constexpr std::wstring_view up = L"../"; way.starts_with(up); way.remove_prefix(up.size()))
+        folder = platform::DirectoryOf(folder);
+    folder = platform::JoinPath(folder, way);
+    return platform::DirectoryExists(folder) ? folder : std::wstring();
+}
+
+} // namespace
 
 CServerProgram::CServerProgram(const SServerOptions& options) : m_options(options), m_signals(options.manual) {}
 
@@ -34,6 +59,9 @@ void CServerProgram::AddComponents()
     for (const std::wstring& folder : m_options.componentFolders)
         AddComponentFolder(folder, errors);
     LoadDefaultComponentFolders(errors);
+    // Last: what somebody chose for this machine comes before what everybody gets.
+    if (const std::wstring shipped = ShippedPlugins(); !shipped.empty())
+        AddComponentFolder(shipped, errors);
     for (const std::wstring& error : errors)
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_LEFT_OUT, {error}));
 }

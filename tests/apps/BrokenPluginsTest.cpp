@@ -100,7 +100,7 @@ TEST_F(BrokenPluginsTest, BrokenOnesAloneEndTheStartWithTheirNames)
     WriteManifest(L"a.component", L"gone.so");
     std::vector<std::wstring> arguments = DirectoryArguments();
     arguments.insert(arguments.end(), {L"--components", m_strHome});
-    const SProgramResult result = ServerResult(arguments);
+    const SProgramResult result = LonelyServerResult(arguments);
     EXPECT_EQ(result.code, 1);
     ExpectNamed(result.errors, InHome(L"a.component"), "gone.so does not exist");
 }

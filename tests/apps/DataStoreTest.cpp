@@ -1,6 +1,4 @@
-#include "platform/Module.h"
 #include "platform/Os.h"
-#include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 #include "tests/plugins/SampleDatabase.h"
@@ -19,14 +17,6 @@ protected:
     {
         m_data.Make(L"box", "CREATE TABLE birds(id INTEGER PRIMARY KEY, name TEXT, size REAL);"
                             "INSERT INTO birds VALUES(3, 'owl', 40.5), (7, 'wren', 9.5)");
-    }
-    [[nodiscard]] CRunningProgram StartDataServer(const std::vector<std::wstring>& extra = {}) const
-    {
-        // A folder named twice is taken once, so the fixture's plug-in for tests may be there as well.
-        std::vector<std::wstring> options = {
-            L"--components", platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"plugins")};
-        options.insert(options.end(), extra.begin(), extra.end());
-        return StartServer(options);
     }
     [[nodiscard]] CRunningProgram Listen() const
     {
@@ -52,7 +42,7 @@ protected:
 
 TEST_F(DataStoreTest, WhatAnotherProgramCommitsIsToldToEveryListener)
 {
-    CRunningProgram server = StartDataServer();
+    CRunningProgram server = StartServer();
     CRunningProgram first = Listen();
     CRunningProgram second = Listen();
     Edit("BEGIN; INSERT INTO birds VALUES(8, 'kite', 60); UPDATE birds SET size = 10 WHERE id = 7;"
@@ -70,7 +60,7 @@ TEST_F(DataStoreTest, WhatAnotherProgramCommitsIsToldToEveryListener)
 
 TEST_F(DataStoreTest, ANewTableIsAChangeOfThePaletteAndALockOneOfTheLockResults)
 {
-    CRunningProgram server = StartDataServer();
+    CRunningProgram server = StartServer();
     CRunningProgram listener = Listen();
     Edit("CREATE TABLE nests(id INTEGER PRIMARY KEY)");
     // They lie in two files: their order is not promised.
@@ -88,7 +78,7 @@ TEST_F(DataStoreTest, ANewTableIsAChangeOfThePaletteAndALockOneOfTheLockResults)
 
 TEST_F(DataStoreTest, PropertiesAreAskedForByIdByNameAndOfTheFirst)
 {
-    CRunningProgram server = StartDataServer();
+    CRunningProgram server = StartServer();
     const auto ask = [&](const std::vector<std::wstring>& item) {
         std::vector<std::wstring> arguments = {L"properties", L"box/birds"};
         arguments.insert(arguments.end(), item.begin(), item.end());
@@ -108,7 +98,7 @@ TEST_F(DataStoreTest, PropertiesAreAskedForByIdByNameAndOfTheFirst)
 
 TEST_F(DataStoreTest, ALongQueryIsCancelledWhileItRuns)
 {
-    CRunningProgram server = StartDataServer();
+    CRunningProgram server = StartServer();
     const std::wstring request = InHome(L"long.drq");
     Write(request, plugintest::QueryRequest("box", "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n)"
                                                    " SELECT max(i) FROM n"));

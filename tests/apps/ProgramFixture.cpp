@@ -6,6 +6,7 @@
 #include "platform/Text.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <sstream>
 
 namespace {
@@ -14,6 +15,8 @@ constexpr std::size_t kMaxFile = 16 << 20;
 
 std::wstring ProgramFile(const std::wstring& name)
 {
+    if (!platform::IsPlainFileName(name))
+        return name;
     // Beside this test, and with the same extension, if the system has one.
     const std::wstring self = platform::ProgramPath();
     const std::wstring extension = platform::EqualsNoCase(platform::ExtensionOf(self), L".exe") ? L".exe" : L"";
@@ -108,6 +111,27 @@ std::vector<std::wstring> CProgramTest::DirectoryArguments() const
 SProgramResult CProgramTest::ServerResult(const std::vector<std::wstring>& arguments) const
 {
     return RunProgram(L"zel-server", arguments);
+}
+
+SProgramResult CProgramTest::LonelyServerResult(const std::vector<std::wstring>& arguments) const
+{
+    platform::SProcessOptions options;
+    const std::wstring program = CopyServer(m_root / L"lonely", options);
+    return RunProgram(program, arguments, std::move(options));
+}
+
+std::wstring CProgramTest::CopyServer(const std::wstring& folder, platform::SProcessOptions& options)
+{
+    const std::wstring original = ProgramFile(L"zel-server");
+    std::wstring copy = platform::JoinPath(folder, platform::FileNameOf(original));
+    std::error_code error;
+    std::filesystem::create_directories(testsupport::StandardPath(folder), error);
+    std::filesystem::copy_file(testsupport::StandardPath(original), testsupport::StandardPath(copy), error);
+    EXPECT_FALSE(error) << error.message();
+    // The libraries stay where they are; each system has a variable of its own for that.
+    for (const wchar_t* variable : {L"LD_LIBRARY_PATH", L"PATH"})
+        options.environment.emplace_back(variable, platform::DirectoryOf(original));
+    return copy;
 }
 
 CRunningProgram CProgramTest::StartServer(const std::vector<std::wstring>& extra,

@@ -25,7 +25,8 @@ struct SProgramResult {
     [[nodiscard]] std::vector<nlohmann::json> Objects() const;
 };
 
-/// A program that runs beside the test. Killed at the end when it still runs.
+/// A program that runs beside the test, named by its path or as a program beside this one. Killed at the end when it
+/// still runs.
 class CRunningProgram {
 public:
     CRunningProgram(const std::wstring& name, const std::vector<std::wstring>& arguments,
@@ -59,6 +60,10 @@ protected:
     [[nodiscard]] std::vector<std::wstring> DirectoryArguments() const;
     /// A server that is expected to end by itself.
     [[nodiscard]] SProgramResult ServerResult(const std::vector<std::wstring>& arguments) const;
+    /// The same with a copy of the program that no plug-ins lie beside.
+    [[nodiscard]] SProgramResult LonelyServerResult(const std::vector<std::wstring>& arguments) const;
+    /// Copies the server program into a folder; the result is its path, and what it needs to run there.
+    [[nodiscard]] static std::wstring CopyServer(const std::wstring& folder, platform::SProcessOptions& options);
     /// A server that is ready when this returns; anything else fails the test.
     [[nodiscard]] CRunningProgram StartServer(const std::vector<std::wstring>& extra = {},
                                               platform::SProcessOptions options = {}) const;

@@ -27,7 +27,7 @@ TEST_F(ServerProgramTest, WithoutPlugInsItSaysWhatToDoAndDeletesNothing)
 {
     ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);
     Write(InOutput(L"response.drq"), "keep");
-    const SProgramResult result = ServerResult(DirectoryArguments());
+    const SProgramResult result = LonelyServerResult(DirectoryArguments());
     EXPECT_EQ(result.code, 1);
     EXPECT_TRUE(Contains(result.errors, "--components")) << result.errors;
     EXPECT_EQ(Read(InOutput(L"response.drq")), "keep");

@@ -88,12 +88,11 @@ XML
 }
 
 try_programs() { # root folder
-    local bin=$1/usr/bin plugins line output code=0
-    plugins=$(dirname -- "$(find "$1/usr/lib" -name zel_datastore.so)")
+    local bin=$1/usr/bin line output code=0
     mkdir "$work/run"
     mkfifo "$work/ready"
     write_request >"$work/query.drq"
-    "$bin/zel-server" --request-dir "$work/run/in" --output-dir "$work/run/out" --create-dirs --components "$plugins" \
+    "$bin/zel-server" --request-dir "$work/run/in" --output-dir "$work/run/out" --create-dirs \
         >"$work/ready" 2>"$work/server.log" </dev/null &
     server=$!
     exec {output}<"$work/ready"
@@ -208,7 +207,7 @@ check_windows() {
     mkdir -p "$work/win"
     write_request >"$work/win/query.drq"
     ZEL_DATA_DIR="Z:$work/data" timeout 120 "$root/cmake/wine-run" "$zip/bin/zel-server.exe" --request-dir "$in" \
-        --output-dir "$out" --create-dirs --components "Z:$zip/bin/plugins" >"$work/win-server.log" 2>&1 </dev/null &
+        --output-dir "$out" --create-dirs >"$work/win-server.log" 2>&1 </dev/null &
     server=$!
     wait_for_line "zel-server: ready" "$work/win-server.log"
     on_windows win-send zel.exe send "Z:$work/win/query.drq" -o "Z:$work/response-windows.xml" --request-dir "$in" \
