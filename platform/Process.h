@@ -68,8 +68,10 @@ ZEL_FRAMEWORK_API bool WriteConsoleText(eStream stream, const std::wstring& text
 [[nodiscard]] ZEL_FRAMEWORK_API int TerminalWidth(eStream stream);
 
 enum eProgramSignal { eProgramSignal_Stop, eProgramSignal_Step };
-/// Receives the signals of a program that serves: Stop for SIGTERM, SIGINT and their console events on Windows; Step
-/// for SIGUSR1, on Windows for a line on standard input. While it lives, SIGXFSZ is ignored. Constructed once, in main, before other threads start.
+/// Receives the signals of a program that serves: Stop for SIGTERM, SIGINT, SIGHUP and their console events on Windows;
+/// Step for SIGUSR1, on Windows for a line on standard input. SIGHUP is no second Stop: a terminal that goes may send
+/// several. Where it is ignored, as nohup has it, it stays so. While it lives, SIGXFSZ is ignored. Constructed once, in
+/// main, before other threads start.
 class ZEL_FRAMEWORK_API CProgramSignals {
 public:
     /// acceptStep: without it SIGUSR1 and standard input are left alone.
@@ -79,6 +81,8 @@ public:
     CProgramSignals& operator=(const CProgramSignals&) = delete;
     /// False when the time is over.
     [[nodiscard]] bool WaitFor(std::chrono::milliseconds timeout, eProgramSignal& received);
+    /// As if this process had been asked to stop from outside. From any thread.
+    void RequestStop();
 
 private:
     struct SState;

@@ -4,8 +4,19 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <unistd.h>
 
 namespace platform {
+
+namespace {
+
+bool IsIgnored(int number)
+{
+    struct sigaction action = {};
+    return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+} // namespace
 
 /// The signals are blocked on every thread, for threads inherit the mask of the one that starts them, and are fetched
 /// where somebody waits for them: no code runs in a handler.
@@ -13,6 +24,7 @@ struct CProgramSignals::SState {
     sigset_t received = {};
     sigset_t oldMask = {};
     struct sigaction oldFileSize = {};
+    bool stopped = false;
 };
 
 CProgramSignals::CProgramSignals(bool acceptStep) : m_pState(std::make_unique<SState>())
@@ -21,6 +33,8 @@ CProgramSignals::CProgramSignals(bool acceptStep) : m_pState(std::make_unique<SS
     sigemptyset(&received);
     sigaddset(&received, SIGTERM);
     sigaddset(&received, SIGINT);
+    if (!IsIgnored(SIGHUP)) // a blocked signal is received although it is ignored
+        sigaddset(&received, SIGHUP);
     if (acceptStep)
         sigaddset(&received, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &received, &m_pState->oldMask);
@@ -53,13 +67,21 @@ bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal&
         wait.tv_sec = seconds.count();
         wait.tv_nsec = std::chrono::nanoseconds(left - seconds).count();
         const int number = sigtimedwait(&m_pState->received, nullptr, &wait);
+        if (number == SIGHUP && m_pState->stopped)
+            continue;
         if (number > 0) {
             received = number == SIGUSR1 ? eProgramSignal_Step : eProgramSignal_Stop;
+            m_pState->stopped = m_pState->stopped || received == eProgramSignal_Stop;
             return true;
         }
         if (errno != EINTR)
             return false;
     }
+}
+
+void CProgramSignals::RequestStop()
+{
+    kill(getpid(), SIGTERM);
 }
 
 } // namespace platform

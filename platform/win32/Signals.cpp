@@ -113,4 +113,9 @@ bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal&
     }
 }
 
+void CProgramSignals::RequestStop()
+{
+    SetEvent(m_pState->requestedStop.Get());
+}
+
 } // namespace platform
