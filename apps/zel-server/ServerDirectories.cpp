@@ -138,6 +138,16 @@ std::wstring CServerDirectories::OwnFolder(const std::wstring& outputDir)
     return platform::JoinPath(outputDir, kOwnFolder);
 }
 
+bool CServerDirectories::Try(const std::wstring& requestDir, std::wstring& error)
+{
+    std::unique_ptr<platform::IDirectoryWatch> watch;
+    const platform::eOsError watched = platform::Files().Watch(requestDir, platform::eWatchFilter_FileName, watch);
+    if (platform::Succeeded(watched))
+        return Touch(requestDir, error);
+    error = WQ_ModuleText(ServerTexts::IDS_REQUEST_DIR_NOT_WATCHED, {requestDir, platform::OsErrorText(watched)});
+    return false;
+}
+
 bool CServerDirectories::Touch(const std::wstring& requestDir, std::wstring& error)
 {
     // The name's extension is none that a server looks at.

@@ -23,6 +23,9 @@ public:
     /// The folder of an output directory that belongs to the program and outlives its starts.
     [[nodiscard]] static std::wstring OwnFolder(const std::wstring& outputDir);
 
+    /// Does once, without a trace, what the server will do in the request directory. False with the reason.
+    [[nodiscard]] static bool Try(const std::wstring& requestDir, std::wstring& error);
+
     /// Makes one change of a file name in the request directory, which makes the server look at what lies there. False
     /// with the reason.
     [[nodiscard]] static bool Touch(const std::wstring& requestDir, std::wstring& error);

@@ -73,16 +73,18 @@ bool CServerProgram::Start()
         m_messages.Error(error);
         return false;
     }
-    // The server is made before its directories are cleared: one without plug-ins must not delete anything.
-    if (!MakeServer())
+    // Before the directories are cleared comes whatever can fail: a start that fails must not delete anything.
+    if (!MakeServer() || !ProvideProject())
         return false;
+    if (!CServerDirectories::Try(m_options.requestDir, error)) {
+        m_messages.Error(error);
+        return false;
+    }
     m_pServer->SetOptions({.syncing = !m_options.noSync, .pausedStatus = true});
     if (!m_pServer->SetDirs(m_options.requestDir, m_options.outputDir)) {
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_QUEUE_NOT_MADE, {m_options.outputDir}));
         return false;
     }
-    if (!ProvideProject())
-        return false;
     m_pServer->SetZelProcessorContext(&m_context);
     m_pServer->SetNoExecutiveThread(m_options.noExecutive);
     if (!m_pServer->Run()) {
@@ -92,11 +94,10 @@ bool CServerProgram::Start()
     m_pServer->SetManualProceedQueue(m_options.manual);
     m_pFeed = std::make_unique<CEventFeed>(*m_pServer);
     m_pFeed->Start();
-    // Files that lay in the request directory before are found at the first change there.
-    if (!CServerDirectories::Touch(m_options.requestDir, error)) {
+    // Files that lay in the request directory before are found at the first change there, whoever makes it. This worked
+    // a moment ago; ending now that the directories are cleared would help nobody.
+    if (!CServerDirectories::Touch(m_options.requestDir, error))
         m_messages.Error(error);
-        return false;
-    }
     return true;
 }
 

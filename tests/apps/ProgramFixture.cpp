@@ -1,5 +1,7 @@
 #include "tests/apps/ProgramFixture.h"
 
+#include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
+#include "com/Components.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
@@ -199,6 +201,17 @@ std::wstring CProgramTest::InOutput(const std::wstring& name) const
 std::wstring CProgramTest::InHome(const std::wstring& name) const
 {
     return platform::JoinPath(m_strHome, name);
+}
+
+void CProgramTest::MakeFailingSystem() const
+{
+    constexpr CLSID id = {0x5D1B7E20, 0x3A44, 0x4F0B, {0x8C, 0x11, 0x20, 0x61, 0x7D, 0x00, 0x00, 0x02}};
+    const std::wstring module =
+        platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"broken-plugins/zel_failing_system") +
+        platform::ModuleExtension();
+    std::wstring error;
+    const SComponentManifest manifest = {module, {{id, L"Failing system", {CATID_ZELProcessorFactory}}}};
+    EXPECT_TRUE(WriteComponentManifest(InHome(L"failing.component"), manifest, error)) << platform::ToUtf8(error);
 }
 
 void CProgramTest::Write(const std::wstring& path, const std::string& bytes)

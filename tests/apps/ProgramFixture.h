@@ -83,6 +83,9 @@ protected:
     [[nodiscard]] std::wstring InOutput(const std::wstring& name) const;
     [[nodiscard]] std::wstring InHome(const std::wstring& name) const;
 
+    /// Makes a component folder of the user's own directory, with a plug-in that makes the server's system fail.
+    void MakeFailingSystem() const;
+
     static void Write(const std::wstring& path, const std::string& bytes);
     [[nodiscard]] static std::string Read(const std::wstring& path);
     /// Names of the files in a directory, in order.
