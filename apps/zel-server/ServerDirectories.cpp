@@ -133,6 +133,15 @@ bool CServerDirectories::Claim(const std::wstring& outputDir, std::wstring& erro
     return true;
 }
 
+bool CServerDirectories::IsCleared(const std::wstring& outputDir, const std::wstring& folder)
+{
+    // By name as well: what is yet to be created has nothing else.
+    const auto isSame = [&](const std::wstring& cleared) {
+        return folder == cleared || platform::IsSameFile(folder, cleared);
+    };
+    return isSame(outputDir) || isSame(platform::JoinPath(outputDir, kQueueFolder));
+}
+
 std::wstring CServerDirectories::OwnFolder(const std::wstring& outputDir)
 {
     return platform::JoinPath(outputDir, kOwnFolder);

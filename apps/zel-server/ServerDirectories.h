@@ -20,6 +20,9 @@ public:
     /// created ones.
     [[nodiscard]] bool Prepare(const SServerOptions& options, std::wstring& error);
 
+    /// Whether the start of a server deletes the files of this folder.
+    [[nodiscard]] static bool IsCleared(const std::wstring& outputDir, const std::wstring& folder);
+
     /// The folder of an output directory that belongs to the program and outlives its starts.
     [[nodiscard]] static std::wstring OwnFolder(const std::wstring& outputDir);
 

@@ -3,6 +3,7 @@
 #include "apps/common/CommandLine.h"
 #include "apps/common/Directories.h"
 #include "apps/common/ExitCodes.h"
+#include "apps/zel-server/ServerDirectories.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 
@@ -111,8 +112,11 @@ void DefineService(CLI::App& app, SRawOptions& raw)
 }
 
 /// A mistake that the parser does not see; empty without one.
-std::wstring ServiceMistake(const SServerOptions& options)
+std::wstring MistakeOf(const SServerOptions& options)
 {
+    if (!options.logFile.empty() &&
+        CServerDirectories::IsCleared(options.outputDir, platform::DirectoryOf(options.logFile)))
+        return WQ_ModuleText(ServerTexts::IDS_LOG_IN_OUTPUT_DIR, {options.logFile, options.outputDir});
     if (options.service != eServiceAction_Install && options.service != eServiceAction_Run)
         return {};
     if (options.logFile.empty())
@@ -145,7 +149,7 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
     if (!raw.service.empty())
         options.service = ServiceActions().at(raw.service);
     options.serviceName = platform::FromUtf8(raw.serviceName);
-    if (const std::wstring mistake = ServiceMistake(options); !mistake.empty()) {
+    if (const std::wstring mistake = MistakeOf(options); !mistake.empty()) {
         PrintUsageError(L"zel-server", mistake);
         return eExitCode_Usage;
     }

@@ -1,4 +1,5 @@
-#include "platform/FileSystem.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
 #include "tests/apps/ProgramFixture.h"
 
 #include <algorithm>
@@ -14,9 +15,10 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     const SProgramResult result = ServerResult({L"--help"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.errors, "");
-    for (const char* word : {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual",
-                             "--no-executive", "--no-sync", "--log-level", "--log-file", "--log-size", "--log-json",
-                             "--service", "--adopt", "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
+    for (const char* word :
+         {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual", "--no-executive", "--no-sync",
+          "--log-level", "--log-file", "--log-size", "--log-json", "--service", "--adopt", "--version",
+          "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
@@ -106,6 +108,32 @@ TEST_F(ServerOptionsTest, LogLevelHidesWhatIsLess)
     EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
     StopServer(server);
     EXPECT_EQ(server.Errors(), "");
+}
+
+TEST_F(ServerOptionsTest, ALogFileThatAStartWouldDeleteIsAMistake)
+{
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);
+    const std::wstring roundabout = platform::JoinPath(platform::JoinPath(m_strRequests, L".."), L"output");
+    for (const std::wstring& folder : {m_strOutput, InOutput(L"Queue"), roundabout}) {
+        std::vector<std::wstring> arguments = DirectoryArguments();
+        arguments.insert(arguments.end(), {L"--log-file", platform::JoinPath(folder, L"server.log")});
+        const SProgramResult result = ServerResult(arguments);
+        EXPECT_EQ(result.code, 2);
+        EXPECT_TRUE(Contains(result.errors, "server.log' lies in the output directory")) << result.errors;
+        EXPECT_FALSE(platform::PathExists(platform::JoinPath(folder, L"server.log")));
+    }
+}
+
+TEST_F(ServerOptionsTest, ALogFileInAFolderOfTheOutputDirectoryStays)
+{
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"logs")), platform::eOsError_None);
+    for (int start = 1; start <= 2; ++start) {
+        CRunningProgram server = StartServer({L"--log-file", InOutput(L"logs/server.log"), L"--log-level", L"debug"});
+        StopServer(server);
+    }
+    const std::string log = Read(InOutput(L"logs/server.log"));
+    const std::string started = "CZelProcessorServer::Listen() started";
+    EXPECT_NE(log.find(started), log.rfind(started)) << log;
 }
 
 TEST_F(ServerOptionsTest, LogFileThatCannotBeOpenedEndsTheStart)
