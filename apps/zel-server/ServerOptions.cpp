@@ -73,6 +73,7 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     app.add_flag("--manual", options.manual, HelpText(ServerTexts::IDS_HELP_MANUAL));
     app.add_flag("--no-executive", options.noExecutive, HelpText(ServerTexts::IDS_HELP_NO_EXECUTIVE));
     app.add_flag("--no-sync", options.noSync, HelpText(ServerTexts::IDS_HELP_NO_SYNC));
+    app.add_flag("--strict", options.strict, HelpText(ServerTexts::IDS_HELP_STRICT));
     std::string names;
     for (const auto* name : {"trace", "debug", "info", "warning", "error", "critical"})
         names += (names.empty() ? "" : ", ") + std::string(name);
@@ -189,5 +190,6 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addFlag(L"--manual", options.manual);
     addFlag(L"--no-executive", options.noExecutive);
     addFlag(L"--no-sync", options.noSync);
+    addFlag(L"--strict", options.strict);
     return arguments;
 }

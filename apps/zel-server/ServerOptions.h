@@ -17,12 +17,15 @@ struct SServerOptions {
     bool manual = false;
     bool noExecutive = false;
     bool noSync = false;
+    bool strict = false;
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
     std::wstring logFile;
     unsigned logSizeMiB = 0; ///< 0: the file grows without limit
     bool logJson = false;
     eServiceAction service = eServiceAction_None;
     std::wstring serviceName;
+
+    bool operator==(const SServerOptions&) const = default;
 };
 
 /// Empty when the server is to start; else the program's exit code, with everything said.

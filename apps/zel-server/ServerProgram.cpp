@@ -80,7 +80,7 @@ bool CServerProgram::Start()
         m_messages.Error(error);
         return false;
     }
-    m_pServer->SetOptions({.syncing = !m_options.noSync, .pausedStatus = true});
+    m_pServer->SetOptions(LibraryOptions());
     if (!m_pServer->SetDirs(m_options.requestDir, m_options.outputDir)) {
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_QUEUE_NOT_MADE, {m_options.outputDir}));
         return false;
@@ -99,6 +99,16 @@ bool CServerProgram::Start()
     if (!CServerDirectories::Touch(m_options.requestDir, error))
         m_messages.Error(error);
     return true;
+}
+
+SZelServerOptions CServerProgram::LibraryOptions()
+{
+    SZelServerOptions options;
+    options.syncing = !m_options.noSync;
+    options.cancelByName = !m_options.strict;
+    options.requestsOnly = !m_options.strict;
+    options.pausedStatus = !m_options.strict;
+    return options;
 }
 
 bool CServerProgram::MakeServer()

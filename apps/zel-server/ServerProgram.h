@@ -18,7 +18,7 @@ public:
     CServerProgram(const CServerProgram&) = delete;
     CServerProgram& operator=(const CServerProgram&) = delete;
 
-    /// Serves until a signal to stop; the result is the exit code.
+    /// Serves until a signal to stop, or until the server ends by itself; the result is the exit code.
     [[nodiscard]] int Run();
 
 private:
@@ -26,6 +26,7 @@ private:
     [[nodiscard]] bool Start();
     [[nodiscard]] bool MakeServer();
     [[nodiscard]] bool ProvideProject();
+    [[nodiscard]] SZelServerOptions LibraryOptions();
     void TellReady();
     void ServeUntilStop();
     void Stop();

@@ -17,7 +17,7 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     EXPECT_EQ(result.errors, "");
     for (const char* word :
          {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual", "--no-executive", "--no-sync",
-          "--log-level", "--log-file", "--log-size", "--log-json", "--service", "--adopt", "--version",
+          "--strict", "--log-level", "--log-file", "--log-size", "--log-json", "--service", "--adopt", "--version",
           "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }

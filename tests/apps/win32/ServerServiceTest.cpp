@@ -43,7 +43,8 @@ protected:
     [[nodiscard]] SProgramResult Install() const
     {
         std::vector<std::wstring> arguments = DirectoryArguments();
-        arguments.insert(arguments.end(), {L"--components", TestPlugins(), L"--log-file", m_strLog});
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        arguments.insert(arguments.end(), {L"--components", TestPlugins(), L"--log-file", m_strLog, L"--strict"});
         return Service(L"install", arguments);
     }
     /// The system's own tool, as an operator uses it.
@@ -145,6 +146,7 @@ TEST_F(ServerServiceTest, IsInstalledWithWholePathsUnderTheLeastAccount)
     EXPECT_TRUE(commandLine.starts_with(L"\"")) << text;
     EXPECT_TRUE(Contains(text, "zel-server.exe\" --service run --service-name " + platform::ToUtf8(m_strName))) << text;
     EXPECT_TRUE(Contains(text, "--log-file \"" + platform::ToUtf8(m_strLog) + "\"")) << text;
+    EXPECT_TRUE(Contains(text, " --strict")) << text;
     EXPECT_EQ(startType, DWORD{SERVICE_AUTO_START});
     EXPECT_EQ(account, L"NT AUTHORITY\\LocalService");
 }

@@ -1,0 +1,44 @@
+#include "apps/zel-server/ServerOptions.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+SServerOptions Parsed(const std::vector<std::wstring>& arguments)
+{
+    SServerOptions options;
+    EXPECT_EQ(ParseServerOptions(arguments, options), std::nullopt);
+    return options;
+}
+
+TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
+{
+    const testsupport::CTemporaryDirectory root;
+    SServerOptions options;
+    options.requestDir = root / L"requests";
+    options.outputDir = root / L"output";
+    options.createDirs = true;
+    options.adopt = true;
+    options.componentFolders = {root / L"one", root / L"two"};
+    options.noExecutive = true;
+    options.noSync = true;
+    options.strict = true;
+    options.logLevel = Brel::Log::eLogLevel_Warning;
+    options.logFile = root / L"server.log";
+    options.logSizeMiB = 7;
+    options.logJson = true;
+    options.service = eServiceAction_Run;
+    options.serviceName = L"another";
+    EXPECT_TRUE(Parsed(ServerArguments(options)) == options);
+}
+
+TEST(ServerArgumentsTest, WhatWasNotGivenStaysAsItIs)
+{
+    const testsupport::CTemporaryDirectory root;
+    const SServerOptions options = Parsed({L"--request-dir", root / L"requests", L"--output-dir", root / L"output"});
+    EXPECT_FALSE(options.strict);
+    EXPECT_TRUE(Parsed(ServerArguments(options)) == options);
+}
+
+} // namespace
