@@ -48,8 +48,11 @@ int CServerProgram::Run()
         return eExitCode_ClientError;
     TellReady();
     ServeUntilStop();
+    const bool hasFailed = m_pServer->HasFailed();
+    if (hasFailed)
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_SERVER_FAILED));
     Stop();
-    return eExitCode_Done;
+    return hasFailed ? eExitCode_ClientError : eExitCode_Done;
 }
 
 void CServerProgram::AddComponents()
@@ -108,6 +111,9 @@ SZelServerOptions CServerProgram::LibraryOptions()
     options.cancelByName = !m_options.strict;
     options.requestsOnly = !m_options.strict;
     options.pausedStatus = !m_options.strict;
+    // The main thread waits for a signal, and does the rest.
+    options.failed = [](void* signals) { static_cast<platform::CProgramSignals*>(signals)->RequestStop(); };
+    options.failedContext = &m_signals;
     return options;
 }
 

@@ -50,4 +50,14 @@ TEST_F(ServerFailureTest, AStartWithoutAProjectDeletesNothing)
     ExpectRefusedAndNothingDeleted(StartFailing(L""), "project of the output directory");
 }
 
+TEST_F(ServerFailureTest, AServerThatEndedItselfSaysSoAndEndsWithAnError)
+{
+    CRunningProgram server = StartServer({L"--components", m_strHome});
+    Write(InRequests(L"fail-now"), "");
+    const SProgramResult result = server.Finish();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(Contains(result.errors, "zel-server: the server has ended by itself because of a failure"))
+        << result.errors;
+}
+
 } // namespace

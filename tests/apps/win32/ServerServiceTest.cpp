@@ -40,7 +40,7 @@ protected:
         more.insert(more.begin(), {L"--service", action, L"--service-name", m_strName});
         return ServerResult(more);
     }
-    [[nodiscard]] SProgramResult Install() const
+    [[nodiscard]] SProgramResult Install(const std::vector<std::wstring>& more = {}) const
     {
         std::vector<std::wstring> arguments = DirectoryArguments();
         arguments.insert(arguments.end(), more.begin(), more.end());
@@ -160,6 +160,19 @@ TEST_F(ServerServiceTest, OneThatCannotStartTellsItsExitCode)
     ASSERT_TRUE(WaitForState(SERVICE_STOPPED)) << Read(m_strLog);
     EXPECT_EQ(Status().dwWin32ExitCode, DWORD{ERROR_SERVICE_SPECIFIC_ERROR});
     EXPECT_EQ(Status().dwServiceSpecificExitCode, 1U);
+}
+
+TEST_F(ServerServiceTest, OneThatEndedItselfTellsItsExitCode)
+{
+    MakeFailingSystem();
+    ASSERT_EQ(Install({L"--components", m_strHome}).code, 0);
+    Control(L"start");
+    ASSERT_TRUE(WaitForState(SERVICE_RUNNING)) << Read(m_strLog);
+    Write(InRequests(L"fail-now"), "");
+    ASSERT_TRUE(WaitForState(SERVICE_STOPPED)) << Read(m_strLog);
+    EXPECT_EQ(Status().dwWin32ExitCode, DWORD{ERROR_SERVICE_SPECIFIC_ERROR});
+    EXPECT_EQ(Status().dwServiceSpecificExitCode, 1U);
+    EXPECT_TRUE(Contains(Read(m_strLog), "the server has ended by itself")) << Read(m_strLog);
 }
 
 TEST_F(ServerServiceTest, TwoOfOneNameAndNoneAtAllAreRefused)
