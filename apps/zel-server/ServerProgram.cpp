@@ -37,7 +37,12 @@ std::wstring ShippedPlugins()
 
 CServerProgram::CServerProgram(const SServerOptions& options) : m_options(options), m_signals(options.manual) {}
 
-CServerProgram::~CServerProgram() = default;
+CServerProgram::~CServerProgram()
+{
+    // As in Stop, which an exception may have left out.
+    if (m_pServer)
+        m_pServer->Stop(false);
+}
 
 int CServerProgram::Run()
 {
@@ -167,6 +172,8 @@ void CServerProgram::Stop()
     static_cast<void>(platform::NotifyServiceManager("STOPPING=1"));
     m_context.SetClosing();
     const CStopSupervisor supervisor(m_signals, m_context, m_messages);
+    // First, so that a notification which waits for a stranger gives up: stopping the feed waits for it.
+    m_pServer->Stop(false);
     m_pFeed->Stop();
     m_pServer->Stop(true);
 }
