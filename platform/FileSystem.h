@@ -139,7 +139,7 @@ public:
     /// its new name could not be synced. Any other failure means that nothing was moved.
     virtual eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) = 0;
 
-    /// Deletes a file; SharingViolation as for Move. A directory is AccessDenied.
+    /// Deletes a file, a read-only one like any other; SharingViolation as for Move. A directory is AccessDenied.
     virtual eOsError Remove(const std::wstring& path) = 0;
 
     virtual eOsError GetAttributes(const std::wstring& path, SFileAttributes& attributes) = 0;

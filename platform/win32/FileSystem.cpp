@@ -46,6 +46,26 @@ bool IsDirectory(const std::wstring& systemPath)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+/// The second try for a file that could not be deleted: one that is read-only has to lose that first.
+eOsError RemoveReadOnly(const std::wstring& systemPath)
+{
+    const DWORD attributes = GetFileAttributesW(systemPath.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ||
+        (attributes & FILE_ATTRIBUTE_READONLY) == 0) {
+        return eOsError_AccessDenied;
+    }
+    const DWORD writable = (attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) | FILE_ATTRIBUTE_NORMAL;
+    if (!SetFileAttributesW(systemPath.c_str(), writable)) {
+        return LastOsError();
+    }
+    if (DeleteFileW(systemPath.c_str())) {
+        return eOsError_None;
+    }
+    const eOsError error = LastOsError();
+    SetFileAttributesW(systemPath.c_str(), attributes);
+    return error;
+}
+
 bool IsDots(const wchar_t* name)
 {
     return name[0] == L'.' && (name[1] == L'\0' || (name[1] == L'.' && name[2] == L'\0'));
@@ -120,7 +140,12 @@ public:
 
     eOsError Remove(const std::wstring& path) override
     {
-        return DeleteFileW(ToSystemPath(path).c_str()) ? eOsError_None : LastOsError();
+        const std::wstring systemPath = ToSystemPath(path);
+        if (DeleteFileW(systemPath.c_str())) {
+            return eOsError_None;
+        }
+        const eOsError error = LastOsError();
+        return error == eOsError_AccessDenied ? RemoveReadOnly(systemPath) : error;
     }
 
     eOsError GetAttributes(const std::wstring& path, SFileAttributes& attributes) override

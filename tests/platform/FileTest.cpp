@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 
 namespace platform {
 namespace {
@@ -236,6 +237,29 @@ TEST_F(FileTest, WholeFilesAreReadUpToALimit)
     WriteContent("");
     EXPECT_EQ(ReadWholeFile(m_path, eOpenMode_ReadShared, bytes, 0), eOsError_None);
     EXPECT_EQ(bytes, "");
+}
+
+TEST_F(FileTest, AReadOnlyFileIsRemovedLikeAnyOther)
+{
+    WriteContent("content");
+    std::filesystem::permissions(testsupport::StandardPath(m_path), std::filesystem::perms::owner_read);
+    EXPECT_EQ(Files().Remove(m_path), eOsError_None);
+    EXPECT_FALSE(PathExists(m_path));
+}
+
+TEST_F(FileTest, AReadOnlyFileThatIsHeldStaysReadOnly)
+{
+    WriteContent("content");
+    const std::filesystem::path path = testsupport::StandardPath(m_path);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_read);
+    {
+        std::unique_ptr<IFile> holder;
+        ASSERT_EQ(Files().Open(m_path, eOpenMode_ReadShared, holder), eOsError_None);
+        EXPECT_NE(Files().Remove(m_path), eOsError_None);
+    }
+    const std::filesystem::perms left = std::filesystem::status(path).permissions();
+    EXPECT_EQ(left & std::filesystem::perms::owner_write, std::filesystem::perms::none);
+    EXPECT_EQ(Files().Remove(m_path), eOsError_None);
 }
 
 TEST_F(FileTest, RemovingTakesTheFileAway)
