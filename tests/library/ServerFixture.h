@@ -13,6 +13,7 @@
 #include "tests/support/ManualClock.h"
 #include "tests/support/RecordingHost.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
@@ -187,13 +188,7 @@ protected:
     template <class Condition>
     [[nodiscard]] static bool WaitUntil(const Condition& condition)
     {
-        const auto end = std::chrono::steady_clock::now() + kPatience;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return true;
+        return testsupport::WaitUntil(condition, kPatience);
     }
     [[nodiscard]] static std::vector<std::wstring> FilesIn(const std::wstring& dir)
     {

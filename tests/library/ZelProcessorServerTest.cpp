@@ -279,8 +279,7 @@ TEST_F(Server, WithoutExecutiveThreadRequestsAreQueuedAndNotRun)
     EXPECT_FALSE(Access().HasExecutiveThread());
     CZelRequestWatch watch(m_client, m_outputDir);
     Send(L"a.drq");
-    while (!Access().IsRequestInQueue(L"a.drq"))
-        platform::Clock().YieldThread();
+    ASSERT_TRUE(WaitUntil([&] { return Access().IsRequestInQueue(L"a.drq"); }));
     EXPECT_EQ(m_client.GetStatus(L"a.drq", nullptr), eRequestStatus_Waiting);
     EXPECT_EQ(m_context.m_starts, 0);
 }
