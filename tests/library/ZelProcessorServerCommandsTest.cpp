@@ -347,10 +347,11 @@ TEST_F(Commands, AnUnknownTypeStaysInTheQueueDirectory)
 TEST_F(Commands, WhatIsMissingMakesTheFormatInvalid)
 {
     Run();
-    for (const char* xml : {"<Order Type='CancelRequest'><RequestName>a</RequestName></Order>",
-                            "<Command><RequestName>a</RequestName></Command>", "<Command Type='CancelRequest'/>",
-                            "<Command Type='PauseRequest'/>", "<Command Type='RegisterClient'/>",
-                            "<Command Type='UnregisterClient'><RequestName/></Command>"}) {
+    for (const char* xml :
+         {"<Order Type='CancelRequest'><RequestName>a</RequestName></Order>",
+          "<Command><RequestName>a</RequestName></Command>", "<Command Type='CancelRequest'/>",
+          "<Command Type='PauseRequest'/>", "<Command Type='RegisterClient'/>", "<Command Type='UnregisterClient'/>",
+          "<Command Type='UnregisterClient'><RequestName/></Command>", "<Command Type='?'/>"}) {
         ExpectFailure(xml, eRequestStatus_ServerError, RootApp_RSC_CStr(130, "IDS_INVALID_FORMAT_OF_COMMAND_FILE"));
         ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(Queued(L"x.command"))));
     }
