@@ -93,18 +93,18 @@ TEST(MillionRows, AQueryNeedsLittleMemory)
 TEST(MillionRows, AQueryOfWideRowsNeedsLittleMemory)
 {
     const CDataFolder data;
-    // Values of a million bytes, each of which is four or five as markup.
-    data.Make(L"box", "CREATE TABLE t(a, b); INSERT INTO t VALUES(replace(hex(zeroblob(500000)), '0', '<'), "
-                      "replace(hex(zeroblob(500000)), '0', '&')); INSERT INTO t SELECT * FROM t");
+    // Values of half a million bytes, each of which is four or five as markup.
+    data.Make(L"box", "CREATE TABLE t(a, b); INSERT INTO t VALUES(replace(hex(zeroblob(250000)), '0', '<'), "
+                      "replace(hex(zeroblob(250000)), '0', '&')); INSERT INTO t SELECT * FROM t");
     const testsupport::CTemporaryDirectory folder;
     const std::wstring path = folder / L"response.xml";
     std::string columns = "a, b";
-    for (int pair = 1; pair < 6; ++pair)
+    for (int pair = 1; pair < 12; ++pair)
         columns += ", a, b";
     const std::uint64_t peak = PeakOf(QueryRequest("box", "SELECT " + columns + " FROM t"), folder.Path(), path);
     platform::SFileAttributes attributes;
     ASSERT_EQ(platform::Files().GetAttributes(path, attributes), platform::eOsError_None);
-    EXPECT_GT(attributes.length, std::uint64_t{2 * 6 * (4 + 5) * 1000000});
+    EXPECT_GT(attributes.length, std::uint64_t{2 * 12 * (4 + 5) * 500000});
     std::cout << "response " << attributes.length / kMegabyte << " MB\n";
     ExpectLittleMemory(peak);
 }

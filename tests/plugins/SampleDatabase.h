@@ -61,8 +61,8 @@ public:
 /// The one value that a statement gives when SQLite runs it as it is, as text.
 [[nodiscard]] std::string PlainAnswer(const std::string& sql);
 
-/// Leaves a database as a program does that is killed in the middle of a change: half written, with a journal beside it.
-/// The table is one whose rows have a text "name".
+/// Leaves a database as a program does that is killed in the middle of a change: half written, with a journal beside
+/// it. The table is one whose rows have a text "name".
 void LeaveHalfWritten(const std::wstring& path, const std::string& table);
 
 /// True when somebody reads the database at this moment.
