@@ -46,7 +46,8 @@ void ExpectSlots(Operations... operations)
 
 TEST(InterfaceSlots, OfUnknown)
 {
-    EXPECT_EQ(SlotOf(&IUnknown::QueryInterface), 0U);
+    using CQuery = HRESULT (STDMETHODCALLTYPE IUnknown::*)(REFIID, void**); // Windows has a template of that name, too
+    EXPECT_EQ(SlotOf<CQuery>(&IUnknown::QueryInterface), 0U);
     EXPECT_EQ(SlotOf(&IUnknown::AddRef), 1U);
     EXPECT_EQ(SlotOf(&IUnknown::Release), 2U);
 }
