@@ -6,6 +6,7 @@
 #include "com/ZelCom.h"
 #include "platform/FileSystem.h"
 #include "platform/Text.h"
+#include "tests/support/Predicates.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -102,8 +103,10 @@ TEST_F(XMLTools, AnUnclosedElementGivesThreeLinesOfReason)
         std::regex_match(errorText, parts, std::wregex(L"Error 0x([0-9a-f]+)\n([^\n]+)\nLine=([0-9]+), row=([0-9]+)")))
         << platform::ToUtf8(errorText);
     EXPECT_NE(std::stoul(parts[1].str(), nullptr, 16), 0U) << "the parser has a number for it";
-    EXPECT_EQ(parts[3].str(), L"3") << "where the wrong end stands";
-    EXPECT_NE(parts[4].str(), L"0");
+    if (!testsupport::IsWine()) { // whose parser tells no place: 0 and 0
+        EXPECT_EQ(parts[3].str(), L"3") << "where the wrong end stands";
+        EXPECT_NE(parts[4].str(), L"0");
+    }
 }
 
 TEST_F(XMLTools, FilesAreLoadedAndMissingOnesAreAnError)
