@@ -18,6 +18,8 @@ std::wstring ValueToJson(const SPropertyValue& value)
     object[value.isNamed ? "name" : "id"] = text(value.item);
     object["property"] = text(value.property);
     object["type"] = value.type.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(text(value.type));
+    if (!value.encoding.empty())
+        object["encoding"] = text(value.encoding);
     object["value"] = value.isNull ? nlohmann::ordered_json() : nlohmann::ordered_json(text(value.value));
     return platform::FromUtf8(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
@@ -91,6 +93,8 @@ eExitCode CPropertiesCommand::Collect(CToolSession& session, CCommandClient& cli
     if (session.Options().json)
         static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, ValueToJson(value) + L"\n"));
     else if (!session.Options().quiet)
-        static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, value.value + L"\n"));
+        static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, OneLine(value.value) + L"\n"));
+    if (!session.Options().json && !session.Options().quiet && !value.encoding.empty())
+        PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_VALUE_IS_ENCODED, {value.encoding}));
     return eExitCode_Done;
 }

@@ -24,24 +24,30 @@ void NameItem(IXMLDOMDocument& document, IXMLDOMElement& task, const std::wstrin
     ThrowIfFailed(task.appendChild(element.Get(), nullptr));
 }
 
+/// False when it can't be made or saved.
+bool Write(const SPropertyQuestion& question, const std::wstring& path)
+{
+    CBstr text(L"<Request/>");
+    std::wstring ignored;
+    CComPtr<IXMLDOMDocument> document;
+    CComPtr<IXMLDOMElement> root;
+    CComPtr<IXMLDOMElement> task;
+    if (!CXMLTools::CreateXmlDomFromString(text.Get(), document.Put(), ignored) ||
+        !CXMLTools::CreateTask_Properties(document.Get(), question.dataSource, question.item, question.property,
+                                          task.Put()))
+        return false;
+    if (question.isNamed)
+        NameItem(*document, *task, question.item);
+    ThrowIfFailed(document->get_documentElement(root.Put()));
+    ThrowIfFailed(root->appendChild(task.Get(), nullptr));
+    return document->save(CVariant(std::wstring_view(path)).Get()) == S_OK;
+}
+
 } // namespace
 
 bool WritePropertiesRequest(const SPropertyQuestion& question, const std::wstring& path, std::wstring& error)
 {
-    CBstr text(L"<Request/>");
-    CComPtr<IXMLDOMDocument> document;
-    if (!CXMLTools::CreateXmlDomFromString(text.Get(), document.Put(), error))
-        return false;
-    CComPtr<IXMLDOMElement> root;
-    ThrowIfFailed(document->get_documentElement(root.Put()));
-    CComPtr<IXMLDOMElement> task;
-    if (!CXMLTools::CreateTask_Properties(document.Get(), question.dataSource, question.item, question.property,
-                                          task.Put()))
-        throw CComError(E_UNEXPECTED);
-    if (question.isNamed)
-        NameItem(*document, *task, question.item);
-    ThrowIfFailed(root->appendChild(task.Get(), nullptr));
-    if (document->save(CVariant(std::wstring_view(path)).Get()) == S_OK)
+    if (Write(question, path))
         return true;
     error = WQ_ModuleText(ToolTexts::IDS_REQUEST_CANNOT_BE_WRITTEN, {path});
     return false;
@@ -65,5 +71,6 @@ bool ReadPropertiesResponse(const std::wstring& path, SPropertyValue& value, std
     std::wstring null;
     value.isNull = CXMLTools::GetAttributeValue(node.Get(), L"Null", null) && platform::EqualsNoCase(null, L"true");
     static_cast<void>(CXMLTools::GetAttributeValue(node.Get(), L"Type", value.type));
+    static_cast<void>(CXMLTools::GetAttributeValue(node.Get(), L"Encoding", value.encoding));
     return true;
 }

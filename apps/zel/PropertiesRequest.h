@@ -18,6 +18,7 @@ struct SPropertyValue {
     bool isNamed = false;
     std::wstring value;
     std::wstring type; ///< as the data source calls it; empty when it does not say
+    std::wstring encoding; ///< of the value: "base64", or empty for a text as it is
     bool isNull = false;
 };
 

@@ -60,7 +60,8 @@ public:
     static bool XmlContainsTypeDefinitions(const CString& xml);
 
     /// Makes the "Task" element by which a client asks for one property of an item; id may be "GetFirst". The caller
-    /// appends it to the document. False for null pointers; a failing DOM throws CComError.
+    /// appends it to the document. False for null pointers, and after a report when
+    /// the DOM fails: for one, because it takes no text with control characters.
     static bool CreateTask_Properties(IXMLDOMDocument* document, const CString& dataSource, const CString& id,
                                       const CString& propertyName, IXMLDOMElement** task);
     /// Reads such an element. "Id" wins over "ElementName"; without both everything is emptied and the result is false.

@@ -87,6 +87,44 @@ TEST_F(PropertiesCommandTest, AsksForAName)
                              "\n");
 }
 
+TEST_F(PropertiesCommandTest, SaysWhenTheValueIsInBase64)
+{
+    for (const bool isJson : {false, true}) {
+        std::vector<std::wstring> arguments = {L"properties", L"box", L"--first", L"size"};
+        if (isJson)
+            arguments.push_back(L"--json");
+        CRunningProgram client = StartZel(arguments);
+        static_cast<void>(TakeRequest());
+        Answer(Block("<Id>3</Id>", "<Value Type=\"blob\" Encoding=\"base64\">AAE=</Value>"), 13);
+        const SProgramResult result = client.Finish();
+        EXPECT_EQ(result.code, 0) << result.errors;
+        EXPECT_EQ(result.output, isJson ? R"({"dataSource":"box","id":"3","property":"size","type":"blob",)"
+                                          R"("encoding":"base64","value":"AAE="})"
+                                          "\n"
+                                        : "AAE=\n");
+        EXPECT_EQ(result.errors, isJson ? "" : "zel: the value is given in base64\n");
+    }
+}
+
+TEST_F(PropertiesCommandTest, ControlCharactersDoNotReachTheTerminal)
+{
+    CRunningProgram client = StartZel({L"properties", L"box", L"--first", L"size"});
+    static_cast<void>(TakeRequest());
+    Answer(Block("<Id>3</Id>", "<Value>a\xC2\x9B\tb&#10;c</Value>"), 13);
+    EXPECT_EQ(client.Finish().output, "a  b c\n");
+}
+
+TEST_F(PropertiesCommandTest, ANameThatXmlCannotCarryIsRefused)
+{
+    const SProgramResult result =
+        Zel({L"properties", L"box", L"--name", L"a\x01", L"size", L"--json", L"--timeout", L"9"});
+    EXPECT_EQ(result.code, 1);
+    ASSERT_EQ(result.Objects().size(), 1U);
+    EXPECT_EQ(result.Objects()[0]["status"], 0);
+    EXPECT_TRUE(Contains(result.errors, "cannot be written")) << result.errors;
+    ExpectNothingLeft();
+}
+
 TEST_F(PropertiesCommandTest, TellsTheServersReason)
 {
     CRunningProgram client = StartZel({L"properties", L"box", L"--id", L"4", L"size"});

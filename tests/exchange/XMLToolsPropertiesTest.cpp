@@ -1,6 +1,7 @@
 #include "ZEL_Processor/XMLTools.h"
 
 #include "com/Bstr.h"
+#include "platform/Path.h"
 #include "tests/exchange/ExchangeFixture.h"
 #include "tests/support/Predicates.h"
 
@@ -107,6 +108,18 @@ TEST_F(XMLToolsProperties, NullPointersMakeNoTask)
     CComPtr<IXMLDOMElement> task;
     EXPECT_FALSE(CXMLTools::CreateTask_Properties(nullptr, L"a", L"b", L"c", task.Put()));
     EXPECT_FALSE(CXMLTools::CreateTask_Properties(Document(L"<a/>").Get(), L"a", L"b", L"c", nullptr));
+}
+
+TEST_F(XMLToolsProperties, ATextThatTheDomRefusesIsReportedAndMakesNoTask)
+{
+    const auto document = Document(L"<Request/>");
+    CComPtr<IXMLDOMElement> task;
+    const bool isMade = CXMLTools::CreateTask_Properties(document.Get(), L"birds\x01", L"17", L"Size", task.Put());
+    EXPECT_EQ(isMade, static_cast<bool>(task));
+    if (!isMade)
+        m_host.ExpectReport(1, L"Unable to create the task: COM error 0x");
+    // Another system's DOM refuses such a text when it is saved.
+    EXPECT_EQ(isMade, platform::kPathSeparator != L'/');
 }
 
 TEST_F(XMLToolsProperties, AnIdWinsOverAName)

@@ -9,6 +9,7 @@ constexpr const wchar_t* kProtocolFiles = L"Kernel/ZEL_Processor/ZEL_Processor/P
 constexpr const wchar_t* kZelProcessor = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessor";
 constexpr const wchar_t* kZelProcessorServer = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorServer";
 constexpr const wchar_t* kZelProcessorClient = L"Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorClient";
+constexpr const wchar_t* kXMLTools = L"Kernel/ZEL_Processor/ZEL_Processor/XMLTools";
 constexpr const wchar_t* kZELAutomationEnvFile = L"inc/ZELAutomation/ZELAutomationEnvFile";
 
 } // namespace SourceNames

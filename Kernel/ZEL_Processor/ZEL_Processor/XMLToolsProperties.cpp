@@ -1,8 +1,11 @@
 #include "ZEL_Processor/XMLTools.h"
 
+#include "SourceNames.h"
 #include "com/Bstr.h"
+#include "com/ComError.h"
 #include "com/ComPtr.h"
 #include "com/Variant.h"
+#include "framework/Services.h"
 #include "platform/Text.h"
 
 namespace {
@@ -37,6 +40,20 @@ void AppendChild(IXMLDOMDocument* document, const CComPtr<IXMLDOMElement>& paren
     ThrowIfFailed(parent->appendChild(child.Get(), nullptr));
 }
 
+CComPtr<IXMLDOMElement> CreateTask(IXMLDOMDocument* document, const CString& dataSource, const CString& id,
+                                   const CString& propertyName)
+{
+    CComPtr<IXMLDOMElement> element = CreateElement(document, kTask);
+    const CBstr type{std::wstring_view(kType)};
+    const CVariant properties{std::wstring_view(kProperties)};
+    ThrowIfFailed(element->setAttribute(type.Get(), properties.Get()));
+    AppendChild(document, element, kAction, kGet);
+    AppendChild(document, element, kDataSource, dataSource);
+    AppendChild(document, element, kId, id);
+    AppendChild(document, element, kPropertyName, propertyName);
+    return element;
+}
+
 } // namespace
 
 bool CXMLTools::XmlContainsTypeDefinitions(const CString& xml)
@@ -50,16 +67,14 @@ bool CXMLTools::CreateTask_Properties(IXMLDOMDocument* document, const CString& 
 {
     if (!document || !task)
         return false;
-    CComPtr<IXMLDOMElement> element = CreateElement(document, kTask);
-    const CBstr type{std::wstring_view(kType)};
-    const CVariant properties{std::wstring_view(kProperties)};
-    ThrowIfFailed(element->setAttribute(type.Get(), properties.Get()));
-    AppendChild(document, element, kAction, kGet);
-    AppendChild(document, element, kDataSource, dataSource);
-    AppendChild(document, element, kId, id);
-    AppendChild(document, element, kPropertyName, propertyName);
-    *task = element.Detach();
-    return true;
+    try {
+        *task = CreateTask(document, dataSource, id, propertyName).Detach();
+        return true;
+    } catch (const CComError& error) {
+        WQ_ReportErrorNow(SourceNames::kXMLTools, 1, L"CXMLTools::CreateTask_Properties",
+                          L"Unable to create the task: " + platform::FromUtf8(error.what()));
+        return false;
+    }
 }
 
 bool CXMLTools::ReadTask_Properties(IXMLDOMNode* task, CString& action, CString& dataSource,
