@@ -136,7 +136,7 @@ public:
     [[nodiscard]] CString GetLockResultsChangeFile() const;
 
     /// A name that no other call gives, in this process or another: a GUID in braces, "_" and a counter. Safe from any
-    /// thread.
+    /// thread. Throws CComError when the system has no GUID to give.
     [[nodiscard]] static CString GetUniqueString();
 
 private:

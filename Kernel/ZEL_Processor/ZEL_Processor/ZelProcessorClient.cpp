@@ -3,6 +3,7 @@
 #include "ProtocolFiles.h"
 #include "SourceNames.h"
 #include "com/Com.h"
+#include "com/ComError.h"
 #include "com/Guid.h"
 #include "framework/Services.h"
 #include "framework/WorkerThread.h"
@@ -72,7 +73,7 @@ CString CZelProcessorClient::GetUniqueString()
 
     const std::lock_guard lock(guard);
     if (counter == 0)
-        static_cast<void>(CoCreateGuid(&guid));
+        ThrowIfFailed(CoCreateGuid(&guid)); // without one the names would be those of other processes
     ++counter;
     return FormatText(L"%s_%d", {GuidToText(guid), std::to_wstring(counter)});
 }
