@@ -114,7 +114,9 @@ public:
 
     /// True since anything changed in the output directory; at first, too.
     [[nodiscard]] bool IsOutputDirChange() const;
-    /// To be called before the changes are looked at, so that one that comes meanwhile is seen again.
+    /// To be called after the changes were looked at and taken: the questions below are all false from then on, until
+    /// the next change. One that comes while they are looked at and taken counts as the next, and so does the taking
+    /// itself: who looks again then finds nothing, and takes nothing.
     void ResetOutputDirChange();
     /// Whether there is something to take. Without a change in the output directory they are false and touch no disk.
     [[nodiscard]] bool IsNewDsEvent() const;

@@ -59,9 +59,9 @@ int Listen(const std::vector<std::wstring>& arguments)
     static_cast<void>(reader.Start([&] {
         const CComThread readerCom;
         while (!quiet) {
-            client.ResetOutputDirChange();
             if (client.IsNewDsEvent())
                 TakeAll(client, numbers);
+            client.ResetOutputDirChange();
             platform::Clock().SleepFor(std::chrono::milliseconds(20));
         }
         return 0U;
