@@ -105,8 +105,9 @@ public:
     /// Pauses a request that has not started, and unpauses one that is paused; that then runs next. Results as above.
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
 
-    /// Registers with the server and watches the output directory on a thread of its own. False after a report. A
-    /// second call registers anew, under another id.
+    /// Registers with the server and watches the output directory on a thread of its own. False after a report, also
+    /// when the server registered the client and the directory can't be watched. A second call registers anew, under
+    /// another id; the first id stays when that fails.
     [[nodiscard]] bool ListenDsEvents();
     /// Unregisters and ends the thread; false, with the thread going on, when there is no registration or the server
     /// does not answer.
@@ -126,8 +127,9 @@ public:
     /// Takes the events, oldest first. Waits up to two seconds for the server's lock. False after a report: nothing was
     /// taken then, and the events come again with the next call.
     [[nodiscard]] bool GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& events);
-    /// Takes the ids of the changed groups. False when the server is writing (without a report) or after one. A null
-    /// array means that a null id was among them: everything may have changed.
+    /// Takes the ids of the changed groups; none when the file is empty. False when the server is writing, or for a
+    /// null pointer (without a report), or after one. A null array means that a null id was among them: everything may
+    /// have changed.
     [[nodiscard]] bool GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups);
     /// Takes the notice that results of locking changed. Results as above.
     [[nodiscard]] bool ResetLockResultsChanged();
@@ -185,6 +187,8 @@ private:
     std::atomic<bool> m_bListening = false;
     std::atomic<bool> m_bOutputDirChange = true;
     std::unique_ptr<platform::CManualResetEvent> m_evLooked; ///< set while no change is known, and to end the thread
+    std::unique_ptr<platform::CManualResetEvent> m_evStarted; ///< set once the thread watches, or can't
+    std::atomic<bool> m_bWatching = false;
     std::mutex m_cs; ///< guards changes of the two flags, of the event and of the thread
     std::unique_ptr<CWQ_Thread> m_pThreadListenFileWatch;
 };

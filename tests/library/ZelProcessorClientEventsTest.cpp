@@ -1,10 +1,12 @@
 #include "tests/library/ServerFixture.h"
 
+#include "Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles.h"
 #include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "ZEL_Processor/LockFile.h"
 #include "com/CreateInstance.h"
 #include "com/Guid.h"
+#include "platform/Text.h"
 #include "tests/support/ManualClock.h"
 
 namespace {
@@ -56,6 +58,7 @@ protected:
 
 TEST_F(ClientEvents, BeforeTheRegistrationThereIsNothing)
 {
+    const platform::CScopedOs os(&m_files, nullptr);
     EXPECT_TRUE(m_client.GetDsEventsFileFullPath().empty());
     EXPECT_TRUE(m_client.GetInsertableItemsChangeFile().empty());
     EXPECT_TRUE(m_client.GetLockResultsChangeFile().empty());
@@ -64,7 +67,154 @@ TEST_F(ClientEvents, BeforeTheRegistrationThereIsNothing)
     EXPECT_FALSE(m_client.IsInsertableItemsUpdated());
     EXPECT_FALSE(m_client.IsLockResultsChanged());
     EXPECT_FALSE(m_client.StopListeningDsEvents());
-    EXPECT_TRUE(FilesIn(m_requestDir).empty()) << "nothing was sent";
+
+    std::vector<CComPtr<IWQ_DsEventsData>> events(1);
+    EXPECT_FALSE(m_client.GetDsEvents(events));
+    EXPECT_TRUE(events.empty());
+    m_host.ExpectReport(681, L"CZELEnvFileDsEventsFile::ReadDsEventsFile failed");
+    CComPtr<IWQ_CLSIDArray> groups;
+    EXPECT_FALSE(m_client.GetChangedInsertableItemsGroups(groups.Put()));
+    m_host.ExpectBox(L"Response file  does not exist");
+    EXPECT_FALSE(m_client.ResetLockResultsChanged());
+    m_host.ExpectBox(L"Response file  does not exist");
+    for (const auto call : {testsupport::eFileCall_OpenLockFile, testsupport::eFileCall_Open,
+                            testsupport::eFileCall_Move, testsupport::eFileCall_Remove})
+        EXPECT_EQ(m_files.Count(call), 0U) << "nothing was sent, locked or read";
+}
+
+TEST_F(ClientEvents, TheGoldenAnswerIsRead)
+{
+    GUID id{};
+    EXPECT_EQ(Protocol::ReadRegistrationAnswer(In(platform::FromUtf8(ZEL_GOLDEN_DIRECTORY), L"client.answer"), id),
+              platform::eOsError_None);
+    EXPECT_EQ(GuidToText(id), L"{01234567-89AB-CDEF-0102-030405060708}");
+}
+
+TEST_F(ClientEvents, AnAnswerThatCanNotBeTakenReadOrBelievedIsReported)
+{
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_files.FailCall(testsupport::eFileCall_Move, 1, platform::eOsError_AccessDenied, 1, L"RegisterClient__");
+    EXPECT_FALSE(m_client.ListenDsEvents());
+    m_host.ExpectBox(L"CZelProcessorClient::ReceiveOutput : moving of the file ");
+    m_host.ExpectReport(521, L"!ReceiveOutput\n  " + In(m_clientDir, L"RegisterClient__{"));
+
+    m_files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_AccessDenied, 1,
+                     In(m_clientDir, L"RegisterClient__"));
+    EXPECT_FALSE(m_client.ListenDsEvents());
+    m_host.ExpectReport(522, L"Unable to opend output file for reading !\n  " + In(m_clientDir, L"RegisterClient__{"));
+
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Move && call.path.find(L"RegisterClient__") != std::wstring::npos)
+            Write(call.path, "no id");
+    });
+    EXPECT_FALSE(m_client.ListenDsEvents());
+    m_host.ExpectReport(523, L"m_clientID == GUID_NULL");
+
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call != testsupport::eFileCall_Move || call.path.find(L"RegisterClient__") == std::wstring::npos)
+            return;
+        for (const std::wstring& name : FilesIn(m_outputDir)) {
+            if (name.starts_with(L"DsEvents_")) {
+                EXPECT_TRUE(platform::Succeeded(platform::SystemFiles().Remove(In(m_outputDir, name))));
+            }
+        }
+    });
+    EXPECT_FALSE(m_client.ListenDsEvents());
+    m_host.ExpectReport(524, L"DS events file not exists !\n  " + In(m_outputDir, L"DsEvents_{"));
+    m_files.OnCall({});
+}
+
+TEST_F(ClientEvents, ASecondRegistrationThatFailsLeavesTheFirst)
+{
+    Listen();
+    const std::wstring first = m_client.GetDsEventsFileFullPath();
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_AccessDenied, 1,
+                     In(m_clientDir, L"RegisterClient__"));
+    EXPECT_FALSE(m_client.ListenDsEvents());
+    m_host.ExpectReport(522, L"Unable to opend output file for reading !");
+    EXPECT_EQ(m_client.GetDsEventsFileFullPath(), first);
+}
+
+TEST_F(ClientEvents, ADirectoryThatCanNotBeWatchedIsReportedAndWatchedTheNextTime)
+{
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_files.FailCall(testsupport::eFileCall_Watch, 1, platform::eOsError_AccessDenied, 1, m_outputDir);
+    EXPECT_FALSE(m_client.ListenDsEvents());
+    m_host.ExpectReport(600, L"FindFirstChangeNotification failed.\n" +
+                                 platform::OsErrorText(platform::eOsError_AccessDenied));
+    EXPECT_TRUE(WaitUntil([&] { return !m_host.TakeReports().empty(); })) << "the thread's end is reported";
+    Listen();
+    m_client.ResetOutputDirChange();
+    WriteEvents(1);
+    EXPECT_TRUE(WaitUntil([&] { return m_client.IsNewDsEvent(); })) << "the client is not deaf";
+}
+
+TEST_F(ClientEvents, AWatchThatFailsIsReportedAndGoesOn)
+{
+    const platform::CScopedOs os(&m_files, nullptr);
+    Listen();
+    m_files.FailCall(testsupport::eFileCall_Rearm, 1, platform::eOsError_AccessDenied, 1, m_outputDir);
+    m_client.ResetOutputDirChange();
+    Write(In(m_outputDir, L"any"));
+    m_host.ExpectReport(601, L"FindNextChangeNotification failed.\n" +
+                                 platform::OsErrorText(platform::eOsError_AccessDenied));
+    EXPECT_TRUE(WaitUntil([&] { return m_client.IsOutputDirChange(); }));
+}
+
+TEST_F(ClientEvents, TheDirectoryIsWatchedWhenTheRegistrationReturns)
+{
+    const platform::CScopedOs os(&m_files, nullptr);
+    Listen();
+    bool isWatched = false;
+    for (const auto& call : m_files.Calls())
+        isWatched = isWatched || (call.call == testsupport::eFileCall_Watch && call.path == m_outputDir);
+    EXPECT_TRUE(isWatched);
+}
+
+TEST_F(ClientEvents, WhatChangesBetweenTheLookAndTheResetIsTheNextChange)
+{
+    const platform::CScopedOs os(&m_files, nullptr);
+    Listen();
+    EXPECT_FALSE(m_client.IsNewDsEvent());
+    WriteEvents(1); // nobody has looked at it
+    m_client.ResetOutputDirChange();
+    EXPECT_TRUE(WaitUntil([&] { return m_client.IsNewDsEvent(); }));
+    std::vector<CComPtr<IWQ_DsEventsData>> events;
+    EXPECT_TRUE(m_client.GetDsEvents(events));
+    m_client.ResetOutputDirChange();
+    // The taking was a change. Looking once more finds nothing and changes nothing, so it ends there.
+    EXPECT_TRUE(WaitUntil([&] { return m_client.IsOutputDirChange(); }));
+    m_files.ForgetCalls();
+    EXPECT_FALSE(m_client.IsNewDsEvent());
+    m_client.ResetOutputDirChange();
+    EXPECT_EQ(m_files.Count(testsupport::eFileCall_OpenLockFile), 0U);
+    EXPECT_EQ(m_files.Count(testsupport::eFileCall_Open), 0U);
+}
+
+TEST_F(ClientEvents, AWatchThreadThatDoesNotEndIsShown)
+{
+    CGate gate;
+    std::atomic<bool> isStopped = false;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Rearm && call.path == m_outputDir && !isStopped.exchange(true))
+            gate.Pass();
+    });
+    const platform::CScopedOs os(&m_files, nullptr);
+    Listen();
+    m_client.ResetOutputDirChange();
+    Write(In(m_outputDir, L"any"));
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    platform::CThread opener;
+    ASSERT_TRUE(opener.Start([&] {
+        m_host.ExpectBox(L"Something went wrong with m_pThreadListenFileWatch thread!");
+        gate.Open();
+        return 0U;
+    }));
+    EXPECT_TRUE(m_client.StopListeningDsEvents());
+    EXPECT_TRUE(opener.Join());
+    EXPECT_FALSE(SClientTestAccess{m_client}.HasWatchThread());
+    m_files.OnCall({});
 }
 
 TEST_F(ClientEvents, AnEventIsNewOnceItIsWrittenAndUntilItIsTaken)
@@ -141,6 +291,61 @@ TEST_F(ClientEvents, ABrokenEventsFileIsReportedAndKept)
     m_host.ExpectReport(681, L"CZELEnvFileDsEventsFile::ReadDsEventsFile failed");
     EXPECT_EQ(Read(m_client.GetDsEventsFileFullPath()).size(), whole.size() - 1);
     EXPECT_FALSE(platform::PathExists(m_client.GetDsEventsFileFullPath() + L".lock"));
+}
+
+TEST_F(ClientEvents, FilesThatCanNotBeClearedAreReportedAndReadAgain)
+{
+    Listen();
+    WriteEvents(1);
+    WriteGroups("<Group RevisionID=\"" + Id(3) + "\"/>");
+    m_pServer->OnChangedLockResults();
+    std::wstring clearing;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Open && call.mode == platform::eOpenMode_WriteExclusive &&
+            call.path == clearing)
+            m_files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_AccessDenied, 1, clearing);
+    });
+    const platform::CScopedOs os(&m_files, nullptr);
+    clearing = m_client.GetDsEventsFileFullPath();
+    std::vector<CComPtr<IWQ_DsEventsData>> events;
+    EXPECT_FALSE(m_client.GetDsEvents(events));
+    m_host.ExpectReport(682, L"DeleteDsEventsFileContent failed");
+    EXPECT_TRUE(events.empty()) << "they come again";
+    clearing = m_client.GetInsertableItemsChangeFile();
+    CComPtr<IWQ_CLSIDArray> groups;
+    EXPECT_FALSE(m_client.GetChangedInsertableItemsGroups(groups.Put()));
+    m_host.ExpectReport(740, L"Unable to clear bsInsertableItemsGroupFile");
+    EXPECT_FALSE(groups);
+    clearing = m_client.GetLockResultsChangeFile();
+    EXPECT_FALSE(m_client.ResetLockResultsChanged());
+    m_host.ExpectReport(800, L"Unable to clear LockResultsChangeFile");
+
+    m_files.OnCall({});
+    EXPECT_TRUE(m_client.GetDsEvents(events));
+    EXPECT_EQ(events.size(), 1U);
+    EXPECT_EQ(TakeGroups(), "3 ");
+    EXPECT_TRUE(m_client.ResetLockResultsChanged());
+}
+
+TEST_F(ClientEvents, AFileThatAStrangerKeepsOpenIsClearedForASecondOnly)
+{
+    Listen();
+    m_pServer->OnChangedLockResults();
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, L"LockResultsChange_");
+    const platform::CScopedOs os(&m_files, &m_clock);
+    const auto start = m_clock.Steady();
+    EXPECT_FALSE(m_client.ResetLockResultsChanged());
+    EXPECT_LT(m_clock.Steady() - start, std::chrono::seconds(2));
+    m_host.ExpectReport(800, L"Unable to clear LockResultsChangeFile");
+}
+
+TEST_F(ClientEvents, AnEmptyGroupFileHasNoGroups)
+{
+    Listen();
+    EXPECT_EQ(TakeGroups(), "");
+    WriteGroups("<Group RevisionID=\"" + Id(3) + "\"/>");
+    EXPECT_FALSE(m_client.GetChangedInsertableItemsGroups(nullptr));
+    EXPECT_EQ(TakeGroups(), "3 ") << "nothing was taken for nobody";
 }
 
 TEST_F(ClientEvents, GroupsAreReadInBothShapes)

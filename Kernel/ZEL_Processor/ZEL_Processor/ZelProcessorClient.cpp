@@ -23,7 +23,10 @@ constexpr const wchar_t* kSendFunction = L"CZelProcessorClient::SendMessageToSer
 
 } // namespace
 
-CZelProcessorClient::CZelProcessorClient() : m_evLooked(std::make_unique<platform::CManualResetEvent>()) {}
+CZelProcessorClient::CZelProcessorClient()
+    : m_evLooked(std::make_unique<platform::CManualResetEvent>()),
+      m_evStarted(std::make_unique<platform::CManualResetEvent>())
+{}
 
 void CZelProcessorClient::Init(CString requestDirectory, CString outputDirectory, CString clientDirectory)
 {

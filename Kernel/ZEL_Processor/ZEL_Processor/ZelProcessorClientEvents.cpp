@@ -24,6 +24,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kWatchTimeout = 1000ms;
+constexpr auto kThreadStartTimeout = 5000ms;
 constexpr auto kThreadEndTimeout = 5000ms;
 /// Its lock file is made and removed only to wake the watch thread.
 constexpr const wchar_t* kStopName = L"ThreadListenFileWatchStop";
@@ -48,7 +49,14 @@ bool Fail(long line, const wchar_t* function, const CString& text)
 
 bool Truncate(const CString& path)
 {
-    return platform::Succeeded(Protocol::RetryWhileShared([&] { return platform::WriteWholeFile(path, {}); }));
+    // Under the file's lock, which the server waits for.
+    return platform::Succeeded(Protocol::RetryForASecond([&] { return platform::WriteWholeFile(path, {}); }));
+}
+
+bool IsEmpty(const CString& path)
+{
+    platform::SFileAttributes attributes;
+    return platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length == 0;
 }
 
 /// Adds an id; false for the null id, after which nothing counts.
@@ -120,24 +128,34 @@ bool CZelProcessorClient::ReceiveClientId(const CString& registrationName)
     const CString path = platform::JoinPath(m_strClientDir, registrationName);
     if (!ReceiveOutput(registrationName, path))
         return Fail(kLineListen + 1, kFunction, L"!ReceiveOutput\n  " + path);
-    if (!platform::Succeeded(Protocol::ReadRegistrationAnswer(path, m_clientID)))
+    GUID id{};
+    if (!platform::Succeeded(Protocol::ReadRegistrationAnswer(path, id)))
         return Fail(kLineListen + 2, kFunction, L"Unable to opend output file for reading !\n  " + path);
     static_cast<void>(platform::Files().Remove(path));
-    if (IsEqualGUID(m_clientID, GUID{}))
+    if (IsEqualGUID(id, GUID{}))
         return Fail(kLineListen + 3, kFunction, L"m_clientID == GUID_NULL");
+    m_clientID = id;
     m_bRegistered = true;
     return true;
 }
 
 bool CZelProcessorClient::StartWatchThread()
 {
-    const std::lock_guard lock(m_cs);
-    if (m_pThreadListenFileWatch)
-        return true;
-    // Set here, not by the thread: a stop that comes before the thread runs must not be undone by it.
-    m_bListening = true;
-    m_pThreadListenFileWatch = AfxBeginThread(&CZelProcessorClient::FileWatchThread, this);
-    return m_pThreadListenFileWatch != nullptr;
+    {
+        const std::lock_guard lock(m_cs);
+        // One that ended, because it could not watch, hears nothing.
+        if (m_pThreadListenFileWatch && !m_pThreadListenFileWatch->WaitFor(0ms))
+            return true;
+        // Set here, not by the thread: a stop that comes before the thread runs must not be undone by it.
+        m_bListening = true;
+        m_bWatching = false;
+        m_evStarted->Reset();
+        m_pThreadListenFileWatch = AfxBeginThread(&CZelProcessorClient::FileWatchThread, this);
+        if (!m_pThreadListenFileWatch)
+            return false;
+    }
+    // Who looks and resets before the directory is watched would miss what changes between the look and the watch.
+    return !m_evStarted->WaitFor(kThreadStartTimeout) || m_bWatching;
 }
 
 unsigned CZelProcessorClient::FileWatchThread(void* client)
@@ -155,12 +173,15 @@ bool CZelProcessorClient::ListenFileWatch()
             platform::Files().Watch(m_strOutputDir, platform::eWatchFilter_FileNameAndLastWrite, watch);
         !platform::Succeeded(error)) {
         Fail(kLineWatch, kFunction, L"FindFirstChangeNotification failed.\n" + platform::OsErrorText(error));
+        m_evStarted->Set();
         AfxThrowNotSupportedException();
     }
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Debug, ZEL_SOURCE_LOCATION,
                      L"CZelProcessorClient::Listen() started");
     // What changed before the watch was made counts, too: the registration is older.
     SetOutputDirChange();
+    m_bWatching = true;
+    m_evStarted->Set();
     while (m_bListening && !CWQ_Thread::IsQuitPostedToCurrent()) {
         // While a change is known, further ones tell nothing new: without this, each file that the server writes for
         // one of fifty clients would wake all of them. They wait in the watch until somebody has looked.
@@ -260,15 +281,17 @@ bool CZelProcessorClient::GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& ev
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::GetDsEvents";
     events.clear();
     const CString path = GetDsEventsFileFullPath();
+    std::vector<CComPtr<IWQ_DsEventsData>> read;
     CLockFile lock(path);
-    if (!lock.Lock(true))
+    if (!path.empty() && !lock.Lock(true))
         return Fail(kLineEvents, kFunction, L"Unable to read ds events file because is locked still on server side !");
-    if (!CZELEnvFileDsEventsFile::ReadDsEventsFile(path, events))
+    if (path.empty() || !CZELEnvFileDsEventsFile::ReadDsEventsFile(path, read))
         return Fail(kLineEvents + 1, kFunction, L"CZELEnvFileDsEventsFile::ReadDsEventsFile failed");
     if (!DeleteDsEventsFileContent())
         return Fail(kLineEvents + 2, kFunction, L"DeleteDsEventsFileContent failed");
     if (!lock.Unlock())
         Fail(kLineEvents + 3, kFunction, L"Unable to delete ds events lock file !");
+    events.swap(read);
     return true;
 }
 
@@ -279,6 +302,8 @@ bool CZelProcessorClient::DeleteDsEventsFileContent()
 
 bool CZelProcessorClient::GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups)
 {
+    if (!groups)
+        return false;
     const CString path = GetInsertableItemsChangeFile();
     if (!platform::PathExists(path)) {
         WQ_MessageBox(FormatText(L"Response file %s does not exist", {path}), eMessageStyle_Error);
@@ -289,9 +314,11 @@ bool CZelProcessorClient::GetChangedInsertableItemsGroups(IWQ_CLSIDArray** group
         return false;
     CComPtr<IWQ_CLSIDArray> all;
     ThrowIfFailed(CreateWQ_CLSIDArray(ComIid<IWQ_CLSIDArray>(), all.PutVoid()));
-    if (!ReadGroups(path, *all))
+    // Empty as at the registration: no archive, and nothing changed.
+    const bool isEmpty = IsEmpty(path);
+    if (!isEmpty && !ReadGroups(path, *all))
         all.Reset();
-    if (!Truncate(path))
+    if (!isEmpty && !Truncate(path))
         // The name as it has always been reported: without the two colons.
         return Fail(kLineGroups, L"CZelProcessorClientGetChangedInsertableItemsGroups",
                     L"Unable to clear bsInsertableItemsGroupFile");
