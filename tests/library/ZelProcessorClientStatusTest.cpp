@@ -4,6 +4,8 @@
 #include "framework/Services.h"
 #include "platform/Text.h"
 
+#include <filesystem>
+
 namespace {
 
 /// The server is made, so that its directories exist, but never runs: the test writes what a server would.
@@ -63,8 +65,22 @@ TEST_F(ClientStatus, GivesStatusPercentCommentAndTimes)
 
 TEST_F(ClientStatus, WithoutARecordTheStatusIsTheSame)
 {
-    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
-    EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_Done);
+    const auto expectSame = [&](eZelProcRequestStatus status) {
+        EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), status);
+        EXPECT_EQ(m_additional.GetStatus(), status);
+        EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), status);
+    };
+    expectSame(eRequestStatus_NotRequested);
+    Write(In(m_requestDir, L"x.drq"));
+    expectSame(eRequestStatus_Waiting);
+    Write(Queued(L"x.drq"));
+    expectSame(eRequestStatus_Waiting);
+    for (int status = eRequestStatus_ClientError; status < eRequestStatus_Last; ++status) {
+        StatusFile().SetStatusAndComment(static_cast<eZelProcRequestStatus>(status), L"x");
+        expectSame(static_cast<eZelProcRequestStatus>(status));
+    }
+    Write(StatusPath(), {});
+    expectSame(eRequestStatus_ClientError);
 }
 
 TEST_F(ClientStatus, AFileWithoutPercentLeavesProgressOut)
@@ -161,12 +177,17 @@ TEST_F(ClientStatus, TheSnapshotIsTheTimeOfTheLastWrite)
 {
     EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", 0)) << "a missing file counts as changed";
     StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
-    EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_Done);
-    CTime modified;
-    m_additional.GetTileModifyed(modified);
-    EXPECT_EQ(m_additional.GetSnapshotHash(), modified.GetTime());
-    EXPECT_FALSE(m_client.IsStatusFileChanged(L"x.drq", m_additional.GetSnapshotHash()));
-    EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", m_additional.GetSnapshotHash() - 1));
+    for (const std::int64_t seconds : {1'000'000'000, 1'000'000'001}) {
+        const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
+        std::filesystem::last_write_time(testsupport::StandardPath(StatusPath()),
+                                         std::chrono::file_clock::from_sys(time));
+        EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", m_additional.GetSnapshotHash()));
+        EXPECT_EQ(m_client.GetStatus(L"x.drq", &m_additional), eRequestStatus_Done);
+        EXPECT_EQ(m_additional.GetSnapshotHash(), seconds);
+        EXPECT_FALSE(m_client.IsStatusFileChanged(L"x.drq", seconds));
+    }
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", m_additional.GetSnapshotHash())) << "it was written again";
 }
 
 TEST_F(ClientStatus, ABusyFileCountsAsChangedAndAFailingOneIsReported)
@@ -196,6 +217,23 @@ TEST_F(ClientStatus, ReceivingMovesTheOutputAndRemovesTheStatus)
     EXPECT_EQ(Read(In(m_clientDir, L"target.xml")), "<Response/>");
     EXPECT_TRUE(FilesIn(m_outputDir).empty());
     EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_NotRequested);
+}
+
+TEST_F(ClientStatus, ReceivingReplacesAndIsSyncedUnlessSwitchedOff)
+{
+    const platform::CScopedOs os(&m_files, nullptr);
+    for (const bool syncing : {true, false}) {
+        m_client.SetSyncing(syncing);
+        Write(In(m_outputDir, L"x.drq"), "<Response/>");
+        m_files.ForgetCalls();
+        EXPECT_TRUE(m_client.ReceiveOutput(L"x.drq", In(m_clientDir, L"target.xml")));
+        std::vector<unsigned> flags;
+        for (const testsupport::SFileCall& call : m_files.Calls()) {
+            if (call.call == testsupport::eFileCall_Move)
+                flags.push_back(call.mode);
+        }
+        EXPECT_EQ(flags, std::vector<unsigned>{syncing ? 9U : 1U});
+    }
 }
 
 TEST_F(ClientStatus, ReceivingRemovesAStatusThatTheServerIsStillClosing)

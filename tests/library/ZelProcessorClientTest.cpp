@@ -1,9 +1,20 @@
 #include "tests/library/ServerFixture.h"
 
+#include "platform/Text.h"
+#include "tests/support/ChildProcess.h"
+
 #include <map>
 #include <set>
 
 namespace {
+
+/// Tells the first unique name of its process.
+int TellFirstName(const std::vector<std::wstring>&)
+{
+    testsupport::TellParent(CZelProcessorClient::GetUniqueString());
+    return 0;
+}
+const testsupport::CChildPart g_firstName(L"client-first-name", &TellFirstName);
 
 /// The server is made, so that its directories exist, but never runs.
 class Client : public CServerFixture {};
@@ -69,12 +80,23 @@ TEST_F(Client, HandOversAreSyncedUnlessSwitchedOff)
         files.ForgetCalls();
         m_client.SetSyncing(syncing);
         Send(L"job.drq");
+        std::vector<unsigned> flags;
         for (const testsupport::SFileCall& call : files.Calls()) {
-            if (call.call == testsupport::eFileCall_Move) {
-                EXPECT_EQ(call.mode, syncing ? 9U : 1U);
-            }
+            if (call.call == testsupport::eFileCall_Move)
+                flags.push_back(call.mode);
         }
+        EXPECT_EQ(flags, std::vector<unsigned>{syncing ? 9U : 1U});
     }
+}
+
+TEST_F(Client, TheFirstUniqueNameOfAProcessIsNumberOne)
+{
+    auto child = testsupport::StartChild(L"client-first-name", {});
+    std::wstring name;
+    EXPECT_TRUE(child.ReadLine(name, kPatience));
+    EXPECT_EQ(testsupport::FinishChild(child), 0);
+    EXPECT_TRUE(name.starts_with(L"{") && name.ends_with(L"}_1")) << platform::ToUtf8(name);
+    EXPECT_NE(name.substr(0, 38), CZelProcessorClient::GetUniqueString().substr(0, 38));
 }
 
 TEST_F(Client, UniqueNamesCountUpUnderOneGuidAndWrapToZero)
