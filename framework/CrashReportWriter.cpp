@@ -13,9 +13,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <exception>
+#include <fmt/chrono.h>
 #include <mutex>
 #include <vector>
 
@@ -44,23 +45,6 @@ std::string Hex(std::uintptr_t value)
     char text[2 + 2 * sizeof value + 1] = {};
     (void)std::snprintf(text, sizeof text, "0x%0*llx", static_cast<int>(2 * sizeof value),
                         static_cast<unsigned long long>(value));
-    return text;
-}
-
-/// "20240501T120000Z", or with separators for people. The system's time, not the replaceable one: old reports are told
-/// by it.
-std::string UtcText(std::int64_t seconds, bool withSeparators)
-{
-    const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
-    const auto day = std::chrono::floor<std::chrono::days>(time);
-    const std::chrono::year_month_day date(day);
-    const std::chrono::hh_mm_ss clock(time - day);
-    char text[64] = {};
-    (void)std::snprintf(text, sizeof text,
-                        withSeparators ? "%04d-%02u-%02uT%02d:%02d:%02dZ" : "%04d%02u%02uT%02d%02d%02dZ",
-                        static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                        static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
-                        static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count()));
     return text;
 }
 
@@ -192,10 +176,10 @@ void AppendSection(std::string& report, const char* title, const Step& step)
         report += "(incomplete: " + platform::ToUtf8(error) + ")\n";
 }
 
-std::string ComposeReport(const SMOXCrashRecord& record, std::int64_t seconds)
+std::string ComposeReport(const SMOXCrashRecord& record, const std::tm& time)
 {
     std::string report = "ZEL_Processor crash report\n";
-    report += "Time:        " + UtcText(seconds, true) + "\n";
+    report += fmt::format("Time:        {:%FT%TZ}\n", time);
     AppendSection(report, nullptr, AppendProgram);
     AppendSection(report, nullptr, AppendSubject);
     if (const platform::SFaultRecord* const fault = record.exceptionPointers) {
@@ -210,10 +194,10 @@ std::string ComposeReport(const SMOXCrashRecord& record, std::int64_t seconds)
     return report;
 }
 
-std::wstring ReportBaseName(std::int64_t seconds)
+std::wstring ReportBaseName(const std::tm& time)
 {
     static std::atomic<unsigned> counter{0};
-    return kNamePrefix + platform::FromUtf8(UtcText(seconds, false)) + L"-" +
+    return kNamePrefix + platform::FromUtf8(fmt::format("{:%Y%m%dT%H%M%SZ}", time)) + L"-" +
            std::to_wstring(platform::CurrentProcessId()) + L"-" + std::to_wstring(++counter);
 }
 
@@ -255,10 +239,10 @@ void RemoveOldReports(const std::wstring& directory)
     }
 }
 
-bool StoreReport(const std::wstring& directory, const std::string& report, std::int64_t seconds, std::wstring& path,
+bool StoreReport(const std::wstring& directory, const std::string& report, const std::tm& time, std::wstring& path,
                  std::wstring& error)
 {
-    const std::wstring baseName = ReportBaseName(seconds);
+    const std::wstring baseName = ReportBaseName(time);
     const std::wstring temporary = platform::JoinPath(directory, TemporaryName(baseName));
     path = platform::JoinPath(directory, baseName + kExtension);
     platform::eOsError result = platform::WriteWholeFile(temporary, report);
@@ -279,11 +263,12 @@ bool WriteCrashReport(const SMOXCrashRecord& record, std::wstring& path, std::ws
         error = L"The size of the crash record is " + std::to_wstring(record.size) + L".";
         return false;
     }
-    const std::int64_t seconds = platform::SystemClock().UtcSeconds();
+    // The system's time, not the replaceable one: old reports are told by it.
+    const std::tm time = fmt::gmtime(static_cast<std::time_t>(platform::SystemClock().UtcSeconds()));
     const std::wstring directory = MOXCrashRpt::ReportDirectory();
-    const std::string report = ComposeReport(record, seconds);
+    const std::string report = ComposeReport(record, time);
     bool stored = false;
-    if (!RunGuarded([&] { stored = StoreReport(directory, report, seconds, path, error); }, error) || !stored)
+    if (!RunGuarded([&] { stored = StoreReport(directory, report, time, path, error); }, error) || !stored)
         return false;
     {
         const std::lock_guard guard(LastReport().mutex);

@@ -4,8 +4,8 @@
 
 #include "CommonTexts.h"
 
-#include <chrono>
-#include <fmt/format.h>
+#include <ctime>
+#include <fmt/chrono.h>
 #include <iterator>
 #include <nlohmann/json.hpp>
 
@@ -24,21 +24,16 @@ constexpr const STextCode* kStatusWords[] = {
 };
 static_assert(std::size(kStatusWords) == eRequestStatus_Last - eRequestStatus_NotIntialized);
 
-std::string ToIsoTime(std::int64_t seconds)
-{
-    using namespace std::chrono;
-    const sys_seconds time{std::chrono::seconds(seconds)};
-    const auto day = floor<days>(time);
-    const year_month_day date(day);
-    const hh_mm_ss clock(time - day);
-    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", static_cast<int>(date.year()),
-                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), clock.hours().count(),
-                       clock.minutes().count(), clock.seconds().count());
-}
-
+/// Null for a time that is not known, and for one that the system's calendar does not have (on Windows, before 1970).
 nlohmann::ordered_json TimeOrNull(const std::optional<std::int64_t>& time)
 {
-    return time ? nlohmann::ordered_json(ToIsoTime(*time)) : nlohmann::ordered_json();
+    if (!time)
+        return {};
+    try {
+        return fmt::format("{:%FT%TZ}", fmt::gmtime(static_cast<std::time_t>(*time)));
+    } catch (const fmt::format_error&) {
+        return {};
+    }
 }
 
 } // namespace

@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
+#include <limits>
+
 namespace {
 
 SRequestState SomeState()
@@ -38,6 +41,15 @@ TEST(RequestStateTest, JsonHasNullForWhatIsNotKnown)
     state.status = eRequestStatus_NotRequested;
     EXPECT_EQ(Json(state), R"({"name":"b.drq","status":4,"statusName":"eRequestStatus_NotRequested","percent":null,)"
                            R"("comment":"","created":null,"modified":null})");
+}
+
+TEST(RequestStateTest, JsonHasNullForATimeThatTheCalendarDoesNotHave)
+{
+    SRequestState state = SomeState();
+    state.created = std::numeric_limits<std::int64_t>::max();
+    const nlohmann::json object = nlohmann::json::parse(Json(state));
+    EXPECT_TRUE(object["created"].is_null());
+    EXPECT_EQ(object["modified"], "2024-02-29T12:30:05Z");
 }
 
 TEST(RequestStateTest, JsonEscapesLineEndsAndReplacesWhatIsNoText)
