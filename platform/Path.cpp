@@ -1,6 +1,9 @@
 #include "platform/Path.h"
 
+#include "platform/Text.h"
+
 #include <algorithm>
+#include <array>
 
 namespace platform {
 namespace {
@@ -27,6 +30,25 @@ std::size_t NameStart(std::wstring_view path)
 bool IsForbiddenInNames(wchar_t character)
 {
     return character == L'/' || character == L'\\' || character == L':' || character < L' ' || character == L'\x7f';
+}
+
+/// Windows takes these for devices in every directory, whatever comes behind a dot.
+bool IsDevice(std::wstring_view name)
+{
+    constexpr std::array<std::wstring_view, 6> kDevices = {L"con", L"prn", L"aux", L"nul", L"conin$", L"conout$"};
+    constexpr std::wstring_view kPortDigits = L"0123456789\u00b9\u00b2\u00b3";
+    std::wstring_view stem = name.substr(0, name.find(L'.'));
+    while (!stem.empty() && stem.back() == L' ')
+        stem.remove_suffix(1);
+    const std::wstring_view port = stem.substr(0, 3);
+    return std::any_of(kDevices.begin(), kDevices.end(), [&](auto device) { return EqualsNoCase(stem, device); }) ||
+           (stem.size() == 4 && kPortDigits.find(stem[3]) != std::wstring_view::npos &&
+            (EqualsNoCase(port, L"com") || EqualsNoCase(port, L"lpt")));
+}
+
+bool IsReservedOnWindows(std::wstring_view name)
+{
+    return IsDevice(name) || name.ends_with(L'.') || name.ends_with(L' ');
 }
 
 } // namespace
@@ -67,7 +89,14 @@ std::wstring DirectoryOf(std::wstring_view path)
 bool IsPlainFileName(std::wstring_view name)
 {
     return !name.empty() && name.size() <= kMaxNameUnits && name != L"." && name != L".." &&
-           std::none_of(name.begin(), name.end(), IsForbiddenInNames);
+           std::none_of(name.begin(), name.end(), IsForbiddenInNames) &&
+           !(IsPathSeparator(L'\\') && IsReservedOnWindows(name));
+}
+
+bool IsPortableFileName(std::wstring_view name)
+{
+    return IsPlainFileName(name) && !IsReservedOnWindows(name) &&
+           name.find_first_of(L"*?\"<>|") == std::wstring_view::npos;
 }
 
 } // namespace platform

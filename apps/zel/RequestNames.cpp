@@ -30,7 +30,7 @@ std::wstring RequestOfFile(const std::wstring& fileName)
 
 std::wstring WhyNoRequestName(const std::wstring& name)
 {
-    if (!platform::IsPlainFileName(name))
+    if (!platform::IsPortableFileName(name))
         return WQ_ModuleText(ToolTexts::IDS_NAME_IS_NOT_PLAIN);
     if (!IsRequestName(name))
         return WQ_ModuleText(ToolTexts::IDS_NAME_HAS_OTHER_ENDING);

@@ -66,7 +66,7 @@ TEST(PathTest, SeparatorsOfThisSystem)
 
 TEST(PathTest, PlainFileNames)
 {
-    for (const wchar_t* name : {L"a", L"request.drq", L"with space", L".hidden", L"..a", L"\u20ac", L"a.", L"-"})
+    for (const wchar_t* name : {L"a", L"request.drq", L"with space", L".hidden", L"..a", L"\u20ac", L"-"})
         EXPECT_TRUE(IsPlainFileName(name)) << ToUtf8(name);
     for (const wchar_t* name :
          {L"", L".", L"..", L"a/b", L"a\\b", L"/", L"\\", L"c:a", L"../a", L"a\n", L"a\x7f", L"a\x1f"})
@@ -74,6 +74,20 @@ TEST(PathTest, PlainFileNames)
     EXPECT_FALSE(IsPlainFileName(std::wstring_view(L"a\0b", 3)));
     EXPECT_TRUE(IsPlainFileName(std::wstring(255, L'x')));
     EXPECT_FALSE(IsPlainFileName(std::wstring(256, L'x')));
+}
+
+TEST(PathTest, ReservedNamesAreNoneOnWindowsAndNowherePortable)
+{
+    for (const wchar_t* name : {L"CON", L"nul.drq", L"Aux.a.b", L"prn", L"COM1", L"lpt9.xml", L"com0", L"lpt\u00b2",
+                                L"NUL .drq", L"conin$", L"a.", L"x.drq ", L"..."}) {
+        EXPECT_EQ(IsPlainFileName(name), !HasDrives()) << ToUtf8(name);
+        EXPECT_FALSE(IsPortableFileName(name)) << ToUtf8(name);
+    }
+    for (const wchar_t* name : {L"a*b", L"a?", L"\"a\"", L"<a>", L"a|b", L"", L"a/b", L"c:a"})
+        EXPECT_FALSE(IsPortableFileName(name)) << ToUtf8(name);
+    for (const wchar_t* name :
+         {L"console.drq", L"com10", L"com", L"comX", L"nul-x.drq", L"x.con", L"a.b", L"a b", L".a"})
+        EXPECT_TRUE(IsPlainFileName(name) && IsPortableFileName(name)) << ToUtf8(name);
 }
 
 TEST(PathTest, AbsolutePathsStayAndOthersLieInTheCurrentDirectory)
