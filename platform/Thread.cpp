@@ -1,10 +1,10 @@
 #include "platform/Thread.h"
 
+#include "platform/Os.h"
 #include "platform/ThreadName.h"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -15,20 +15,9 @@
 namespace platform {
 namespace {
 
-std::atomic<int> g_startsUntilFailure{0};
-
 /// Kept here because systems cut names short or forget them. An array, for MinGW frees the memory of a thread's
 /// variables before it calls their destructors.
 thread_local std::array<char, 64> currentName{};
-
-/// Counts a start; true when it is the one that has to fail.
-bool MustFailThisStart()
-{
-    int left = g_startsUntilFailure.load();
-    while (left > 0 && !g_startsUntilFailure.compare_exchange_weak(left, left - 1)) {
-    }
-    return left == 1;
-}
 
 /// Keeps "for ever" in the largest number from overflowing when the time of now is added.
 std::chrono::milliseconds Bounded(std::chrono::milliseconds timeout)
@@ -36,6 +25,19 @@ std::chrono::milliseconds Bounded(std::chrono::milliseconds timeout)
     constexpr std::chrono::milliseconds longest = std::chrono::hours(24 * 365);
     return timeout < longest ? timeout : longest;
 }
+
+class CSystemThreads final : public IThreads {
+public:
+    bool Start(std::function<void()> body, std::thread& thread) override
+    {
+        try {
+            thread = std::thread(std::move(body));
+            return true;
+        } catch (const std::system_error&) {
+            return false;
+        }
+    }
+};
 
 } // namespace
 
@@ -131,19 +133,15 @@ bool CThread::Start(std::function<unsigned()> body)
     if (IsStarted() && m_pState->thread.joinable()) {
         return false;
     }
-    if (MustFailThisStart()) {
-        return false;
-    }
     auto state = std::make_shared<SState>();
-    try {
-        state->thread = std::thread([state = state.get(), keep = state, body = std::move(body)] {
-            const unsigned exitCode = body();
-            const std::lock_guard lock(state->mutex);
-            state->exitCode = exitCode;
-            state->ended = true;
-            state->changed.notify_all();
-        });
-    } catch (const std::system_error&) {
+    const auto run = [state = state.get(), keep = state, body = std::move(body)] {
+        const unsigned exitCode = body();
+        const std::lock_guard lock(state->mutex);
+        state->exitCode = exitCode;
+        state->ended = true;
+        state->changed.notify_all();
+    };
+    if (!Threads().Start(run, state->thread)) {
         return false;
     }
     m_pState = std::move(state);
@@ -183,9 +181,10 @@ unsigned CThread::ExitCode() const
     return m_pState->exitCode;
 }
 
-void FailThreadStart(int count)
+IThreads& SystemThreads()
 {
-    g_startsUntilFailure.store(count);
+    static CSystemThreads threads;
+    return threads;
 }
 
 } // namespace platform

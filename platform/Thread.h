@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <thread>
 
 namespace platform {
 
@@ -34,6 +35,14 @@ private:
     std::shared_ptr<SState> m_pState;
 };
 
+/// Where threads come from.
+class IThreads {
+public:
+    virtual ~IThreads() = default;
+    /// Starts the body, which must not throw. False when the system has no thread to give.
+    [[nodiscard]] virtual bool Start(std::function<void()> body, std::thread& thread) = 0;
+};
+
 /// A joined thread with an exit code. The destructor joins.
 class ZEL_FRAMEWORK_API CThread {
 public:
@@ -56,8 +65,5 @@ private:
     struct SState;
     std::shared_ptr<SState> m_pState;
 };
-
-/// Makes the next count-th CThread::Start fail, for tests of what callers do then; 0 switches it off.
-ZEL_FRAMEWORK_API void FailThreadStart(int count);
 
 } // namespace platform

@@ -1,29 +1,14 @@
 #include "platform/posix/Renames.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace platform::posix {
-namespace {
-
-std::atomic<bool> g_renameat2Disabled{false};
-
-int Renameat2(const char* from, const char* to)
-{
-    if (g_renameat2Disabled.load(std::memory_order_relaxed)) {
-        return ENOSYS;
-    }
-    return renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
-}
-
-} // namespace
-
 int RenameNoReplace(const char* from, const char* to)
 {
-    const int error = Renameat2(from, to);
+    const int error = renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0 ? 0 : errno;
     if (error != ENOSYS && error != EINVAL) {
         return error;
     }
@@ -38,11 +23,6 @@ int RenameNoReplace(const char* from, const char* to)
     const int unlinkError = errno;
     unlink(to);
     return unlinkError;
-}
-
-void DisableRenameat2ForTest(bool disable)
-{
-    g_renameat2Disabled.store(disable);
 }
 
 } // namespace platform::posix

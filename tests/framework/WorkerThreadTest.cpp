@@ -1,5 +1,6 @@
 #include "framework/WorkerThread.h"
 
+#include "tests/support/FaultyThreads.h"
 #include "tests/support/RecordingHost.h"
 
 #include <gtest/gtest.h>
@@ -67,7 +68,7 @@ TEST(WorkerThreadTest, RunsTheProcedureWithItsParameter)
 TEST(WorkerThreadTest, IsNullWhenNoThreadCanBeStarted)
 {
     unsigned value = 0;
-    platform::FailThreadStart(1);
+    const testsupport::CFaultyThreads threads(1);
     EXPECT_EQ(AfxBeginThread(AddOne, &value), nullptr);
     EXPECT_NE(AfxBeginThread(AddOne, &value), nullptr);
 }

@@ -2,6 +2,7 @@
 
 #include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorFactories.h"
 #include "framework/Exceptions.h"
+#include "tests/support/FaultyThreads.h"
 #include "tests/support/ManualClock.h"
 
 #include <new>
@@ -342,14 +343,16 @@ TEST_F(Server, AStopBeforeTheListenerIsUpIsNotOverwritten)
 
 TEST_F(Server, RunIsFalseWhenAThreadCanNotBeStarted)
 {
-    platform::FailThreadStart(1);
-    EXPECT_FALSE(m_pServer->Run());
-    EXPECT_FALSE(Access().HasThreads());
-
-    platform::FailThreadStart(2);
-    EXPECT_FALSE(m_pServer->Run());
-    EXPECT_FALSE(Access().HasExecutiveThread());
-    platform::FailThreadStart(0);
+    {
+        const testsupport::CFaultyThreads threads(1);
+        EXPECT_FALSE(m_pServer->Run());
+        EXPECT_FALSE(Access().HasThreads());
+    }
+    {
+        const testsupport::CFaultyThreads threads(2);
+        EXPECT_FALSE(m_pServer->Run());
+        EXPECT_FALSE(Access().HasExecutiveThread());
+    }
     m_pServer.reset(); // ends the listener
 }
 
