@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 namespace platform {
 namespace {
 
@@ -188,9 +190,13 @@ TEST_F(DirectoryWatchTest, WakeDoesNotTakeAChangeAway)
 TEST_F(DirectoryWatchTest, MoreChangesThanTheSystemRemembersAreAChange)
 {
     Watch();
-    // More than the usual limit of 16384. Each pair of names makes its own events, so that none are merged.
+    // Linux tells how many; a system that does not say remembers few. Each round makes two, so that none are merged.
+    int remembered = 16384;
+    std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> remembered;
+    if (remembered > 200'000)
+        GTEST_SKIP() << "remembered: this system remembers more than a test can make";
     const std::wstring path = m_directory + L"/file";
-    for (int i = 0; i < 9000; ++i) {
+    for (int made = 0; made <= remembered; made += 2) {
         ASSERT_EQ(WriteWholeFile(path, ""), eOsError_None);
         ASSERT_EQ(Files().Remove(path), eOsError_None);
     }

@@ -175,12 +175,16 @@ TEST(ProcessTest, AKilledChildEndsAtOnce)
 TEST(ProcessTest, TheEndOfTheObjectIsTheEndOfTheChild)
 {
     const testsupport::CTemporaryDirectory directory;
-    CProcess child = testsupport::StartChild(L"process-wait", {});
-    ASSERT_TRUE(testsupport::WaitForChild(child, L"ready"));
+    const std::wstring path = directory / L"held.lock";
+    CProcess child = testsupport::StartChild(L"lock-hold", {path});
+    ASSERT_TRUE(testsupport::WaitForChild(child, L"held"));
     CProcess moved = std::move(child);
     EXPECT_NE(moved.Id(), 0U);
+    std::unique_ptr<ILockFile> lock;
+    EXPECT_EQ(Files().OpenLockFile(path, "", lock), eOsError_SharingViolation) << "it lives";
     moved = CProcess();
     EXPECT_EQ(moved.Id(), 0U);
+    EXPECT_EQ(Files().OpenLockFile(path, "", lock), eOsError_None) << "and what it held is free with the object's end";
 }
 
 TEST(ProcessTest, ProcessorTimeIsMeasuredWhileItRunsAndAfterwards)

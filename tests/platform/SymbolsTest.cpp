@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <vector>
 
 namespace platform {
 namespace {
@@ -45,9 +46,26 @@ TEST(SymbolsTest, AnAddressIsDescribedByItsModuleAndOffset)
     EXPECT_EQ(text.find(FileNameOf(ProgramPath()) + L"+0x"), 0U) << ToUtf8(text);
 }
 
-TEST(SymbolsTest, AnExportedFunctionHasItsName)
+TEST(SymbolsTest, AnExportedFunctionOfALibraryHasItsName)
 {
-    // Asked of the module itself: the address of the function here may be that of a jump to it.
+    // By a call that it made: the address of the function here may be that of a jump to it.
+    std::array<std::uintptr_t, 16> frames = {};
+    std::size_t count = 0;
+    SFaultRecord record;
+    ASSERT_TRUE(RunContained([&] { count = CaptureHere(frames.data(), frames.size()); }, record));
+    std::vector<SAddressDescription> found;
+    for (std::size_t i = 0; i < count; ++i) {
+        found.push_back(LookUpAddress(frames[i]));
+        if (found.back().function.find(L"RunContained") == std::wstring::npos)
+            found.pop_back();
+    }
+    ASSERT_FALSE(found.empty());
+    EXPECT_NE(FileNameOf(found.back().modulePath).find(L"ZEL_Framework"), std::wstring::npos)
+        << ToUtf8(found.back().modulePath);
+}
+
+TEST(SymbolsTest, AFunctionHasItsNameFileAndLine)
+{
     std::array<std::uintptr_t, 8> frames = {};
     ASSERT_GT(CaptureHere(frames.data(), frames.size()), 1U);
     const SAddressDescription description = LookUpAddress(frames[0]);
