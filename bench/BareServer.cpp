@@ -4,9 +4,12 @@
 #include "bench/Part.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Process.h"
 #include "platform/Thread.h"
 
 #include <atomic>
+#include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <vector>
@@ -107,6 +110,12 @@ int RunBareServer(const SPartOptions& options)
     if (!started)
         Fail(L"cannot start a thread");
     TellParent(L"ready");
-    server.Serve();
+    try {
+        server.Serve();
+    } catch (const std::exception& exception) {
+        platform::WriteConsoleText(platform::eStream_Error,
+                                   platform::FromUtf8("zel-bench: " + std::string(exception.what()) + "\n"));
+        std::_Exit(1); // the stopper sits in a read that only the parent ends
+    }
     return 0;
 }

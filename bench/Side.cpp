@@ -4,6 +4,7 @@
 #include "bench/BenchError.h"
 #include "bench/Part.h"
 #include "platform/Module.h"
+#include "platform/Os.h"
 
 #include <exception>
 #include <sstream>
@@ -15,6 +16,8 @@ namespace {
 constexpr std::chrono::seconds kStartPatience{30};
 constexpr std::chrono::seconds kEndPatience{30};
 constexpr std::chrono::hours kMeasuringTime{2};
+constexpr std::chrono::milliseconds kLookAtServer{200};
+constexpr std::chrono::milliseconds kNoTime{0};
 
 } // namespace
 
@@ -69,8 +72,16 @@ void CSide::Ask(const std::wstring& line)
 std::wstring CSide::Answer()
 {
     std::wstring line;
-    if (!m_client.ReadLine(line, kMeasuringTime))
-        Fail(L"the client gave no answer");
+    const auto end = platform::Clock().Steady() + kMeasuringTime;
+    int exitCode = 0;
+    while (!m_client.ReadLine(line, kLookAtServer)) {
+        if (m_client.Wait(kNoTime, exitCode) || platform::Clock().Steady() >= end)
+            Fail(L"the client gave no answer");
+        if (m_hasServer && m_server.Wait(kNoTime, exitCode)) {
+            m_client.Kill(); // it waits for the server, and for minutes
+            Fail(L"the server has ended");
+        }
+    }
     return line;
 }
 

@@ -1,4 +1,5 @@
 #include "platform/Module.h"
+#include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Process.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -104,6 +105,52 @@ TEST(BenchTest, ADirectoryThatIsNotThereIsAnError)
 {
     const testsupport::CTemporaryDirectory directory;
     EXPECT_EQ(RunBench({L"--dir", directory / L"missing", L"--quick", L"--rows", L"status-read"}, 1), "");
+}
+
+/// The output directory of the bare server of a run that was just started in this directory.
+std::wstring BareOutput(const std::wstring& directory)
+{
+    const auto end = platform::Clock().Steady() + 60s;
+    while (platform::Clock().Steady() < end) {
+        std::vector<platform::SDirectoryEntry> entries;
+        EXPECT_EQ(platform::Files().List(directory, entries), platform::eOsError_None);
+        for (const platform::SDirectoryEntry& entry : entries) {
+            const std::wstring output =
+                platform::JoinPath(platform::JoinPath(directory, entry.name), platform::JoinPath(L"bare", L"output"));
+            if (platform::DirectoryExists(output))
+                return output;
+        }
+        platform::Clock().SleepFor(1ms);
+    }
+    ADD_FAILURE() << "the run did not begin";
+    return {};
+}
+
+TEST(BenchTest, AServerThatFailsEndsTheRunAtOnce)
+{
+    const testsupport::CTemporaryDirectory directory;
+    const testsupport::CTemporaryDirectory scratch;
+    platform::CProcess process;
+    platform::SProcessOptions options;
+    options.pipeOutput = true;
+    options.errorFile = scratch / L"errors.txt";
+    ASSERT_EQ(process.Start(BenchProgram(),
+                            {L"--dir", directory.Path(), L"--rows", L"round-trip", L"--sync", L"off", L"--quick",
+                             L"--repeat", L"1000"},
+                            options),
+              platform::eOsError_None);
+    // The status of a request far ahead cannot be written, as when the volume is full. Its client waits for it.
+    const std::wstring output = BareOutput(directory.Path());
+    ASSERT_EQ(platform::Files().MakeDirectory(platform::JoinPath(output, L"request-400.drq.status")),
+              platform::eOsError_None);
+    int exitCode = 0;
+    ASSERT_TRUE(process.Wait(100s, exitCode));
+    EXPECT_EQ(exitCode, 1);
+    std::string errors;
+    ASSERT_EQ(platform::ReadWholeFile(options.errorFile, platform::eOpenMode_ReadShared, errors, 1 << 20),
+              platform::eOsError_None);
+    EXPECT_NE(errors.find("request-400.drq.status"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("the server has ended"), std::string::npos) << errors;
 }
 
 } // namespace
