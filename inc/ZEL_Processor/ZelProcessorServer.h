@@ -155,6 +155,8 @@ private:
     bool UnregisterClient(const GUID& clientId);
     void AddClient(const GUID& clientId);
     bool RemoveClient(const GUID& clientId);
+    bool RemoveEventsFile(const CString& path);
+    void RemoveLeftEventsFiles();
     [[nodiscard]] std::vector<GUID> RegisteredClients() const;
     [[nodiscard]] bool IsRegistered(const GUID& clientId) const;
     void TellClients(const std::vector<GUID>& clients, const std::function<void(const GUID&)>& tell);
@@ -203,6 +205,8 @@ private:
     /// Only the list is touched under it: registrations wait neither for a file nor for a notification.
     mutable std::mutex m_csClients;
     std::vector<GUID> m_clients; ///< guarded by m_csClients; in the order of registration
+    /// Guarded by m_csClients; of clients that have gone, while somebody holds them. As many as he can hold open.
+    std::vector<CString> m_leftEventsFiles;
 
     /// Held for a whole notification, which may wait for a client: one after the other, in the order of the changes.
     /// Taken before m_csClients, and by nobody but who tells of a change. What is guarded is the server's own.

@@ -53,10 +53,10 @@ TEST_F(StrangersTest, WhoHoldsTheEventsOfAClientThatHasGoneHoldsUpNobody)
     std::wstring line;
     ASSERT_TRUE(second.Process().ReadLine(line, kPatience)) << "the other client is not told";
     ASSERT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    second.Process().RequestStop(); // its farewell needs the server
+    static_cast<void>(second.Finish());
     EXPECT_TRUE(stranger.is_open());
     ExpectStopWithinTwoSeconds(server);
-    second.Process().RequestStop();
-    static_cast<void>(second.Finish());
 }
 
 TEST_F(StrangersTest, WhoHoldsARequestHoldsUpNeitherTheQueueNorTheStop)

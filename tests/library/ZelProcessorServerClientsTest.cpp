@@ -154,6 +154,18 @@ TEST_F(Clients, AnEventsFileThatAStrangerHoldsKeepsNobodyFromNotificationsOrASto
     stranger.reset();
 }
 
+TEST_F(Clients, AnEventsFileThatAStrangerHoldsGoesWhenHeLetsGo)
+{
+    const GUID going = Register();
+    const std::wstring held = m_pServer->GetDsEventsFileFullPath(going);
+    std::unique_ptr<platform::IFile> stranger;
+    ASSERT_EQ(platform::Files().Open(held, platform::eOpenMode_ReadExclusive, stranger), platform::eOsError_None);
+    EXPECT_TRUE(Access().UnregisterClient(going)) << "on its way";
+    EXPECT_TRUE(platform::PathExists(held));
+    stranger.reset();
+    EXPECT_TRUE(WaitUntil([&] { return !platform::PathExists(held); }));
+}
+
 TEST_F(Clients, AStopEndsTheWaitOfARegistrationWithoutAReport)
 {
     std::atomic<bool> waiting = false;

@@ -45,7 +45,11 @@ protected:
         Make({.syncing = false, .pausedStatus = true});
         m_pServer->SetNoExecutiveThread(true);
     }
-    void TearDown() override { m_pServer.reset(); }
+    void TearDown() override
+    {
+        m_pServer->Stop(true); // its thread looks through the pointer that goes next
+        m_pServer.reset();
+    }
 
     void Look()
     {
@@ -145,7 +149,7 @@ TEST_F(QueueLock, IsNotHeldWhileAFileIsTouchedOrABoxShown)
     EXPECT_EQ(m_client.CancelRequest(L"b.txt"), eRequestStatus_Done);
     EXPECT_GT(m_looks, 20);
     EXPECT_EQ(m_locked, 0);
-    m_pServer.reset();
+    m_pServer->Stop(true);
 }
 
 TEST_F(QueueLock, IsNotHeldWhileTheOperatorReadsABox)
@@ -165,6 +169,6 @@ TEST_F(QueueLock, IsNotHeldWhileTheOperatorReadsABox)
     host.ExpectBox(L"x.command failed");
     EXPECT_GT(m_looks, 0);
     EXPECT_EQ(m_locked, 0);
-    m_pServer.reset();
+    m_pServer->Stop(true);
     static_cast<void>(host.TakeBoxes());
 }

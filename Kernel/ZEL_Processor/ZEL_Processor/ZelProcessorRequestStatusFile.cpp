@@ -18,12 +18,6 @@ constexpr std::size_t kMaxStatusBytes = std::size_t{16} << 20;
 
 constexpr std::chrono::milliseconds kPatienceAfterTheEnd{500};
 
-platform::eOsError OpenWhenFree(const CString& path, platform::eOpenMode mode, std::unique_ptr<platform::IFile>& file,
-                                const Protocol::GoOn& goOn = {})
-{
-    return Protocol::RetryWhileShared([&] { return platform::Files().Open(path, mode, file); }, goOn);
-}
-
 /// Closes the file at the end of a call, however that ends, a fault excepted.
 class CScopedClose {
 public:
@@ -81,12 +75,13 @@ bool CZelProcessorRequestStatusFile::HasPatience()
     return now < m_patienceEnd;
 }
 
-platform::eOsError CZelProcessorRequestStatusFile::OpenToWrite()
+platform::eOsError CZelProcessorRequestStatusFile::OpenWhenFree(platform::eOpenMode mode,
+                                                                const std::function<bool()>& goOn)
 {
     // What a fault in a task ended in the middle of a call is open still, and would be waited for without end.
     m_pOpened.reset();
-    return OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_WriteExclusive, m_pOpened,
-                        [this] { return HasPatience(); });
+    return Protocol::RetryWhileShared([&] { return platform::Files().Open(m_strStatusFilePath, mode, m_pOpened); },
+                                      [&] { return HasPatience() && (!goOn || goOn()); });
 }
 
 bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
@@ -94,7 +89,7 @@ bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
     // Before the file is open, for as little as possible happens while it is.
     const std::string bytes = platform::ToUtf16Le(text);
     const CScopedClose close(m_pOpened);
-    m_writeError = OpenToWrite();
+    m_writeError = OpenWhenFree(platform::eOpenMode_WriteExclusive);
     if (!platform::Succeeded(m_writeError)) {
         const CString what = FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath});
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
@@ -127,10 +122,10 @@ bool CZelProcessorRequestStatusFile::CanNotOpen() const
 
 bool CZelProcessorRequestStatusFile::ReadText(CString& text)
 {
-    std::unique_ptr<platform::IFile> file;
-    if (!platform::Succeeded(OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_ReadExclusive, file)))
+    const CScopedClose close(m_pOpened);
+    if (!platform::Succeeded(OpenWhenFree(platform::eOpenMode_ReadExclusive)))
         return CanNotOpen();
-    text = ReadAll(*file);
+    text = ReadAll(*m_pOpened);
     return true;
 }
 
@@ -166,8 +161,8 @@ bool CZelProcessorRequestStatusFile::ReadProgressComment(CString& comment)
 CZelProcessorRequestStatusFile::eReadResult
 CZelProcessorRequestStatusFile::ReadContent(SContent& content, const std::function<bool()>& goOn)
 {
-    std::unique_ptr<platform::IFile> file;
-    const platform::eOsError error = OpenWhenFree(m_strStatusFilePath, platform::eOpenMode_ReadExclusive, file, goOn);
+    const CScopedClose close(m_pOpened);
+    const platform::eOsError error = OpenWhenFree(platform::eOpenMode_ReadExclusive, goOn);
     if (platform::IsAbsent(error))
         return eRead_Absent;
     if (error == platform::eOsError_SharingViolation)
@@ -176,11 +171,11 @@ CZelProcessorRequestStatusFile::ReadContent(SContent& content, const std::functi
         CanNotOpen();
         return eRead_CanNotOpen;
     }
-    const CString text = ReadAll(*file);
+    const CString text = ReadAll(*m_pOpened);
     platform::SFileAttributes attributes;
-    if (!platform::Succeeded(file->GetAttributes(attributes)))
+    if (!platform::Succeeded(m_pOpened->GetAttributes(attributes)))
         attributes = {};
-    file.reset(); // nobody waits for what is done with it now
+    m_pOpened.reset(); // nobody waits for what is done with it now
     std::int32_t number = 0;
     if (!StatusFileText::FindStatus(text, number))
         return eRead_NoStatus;

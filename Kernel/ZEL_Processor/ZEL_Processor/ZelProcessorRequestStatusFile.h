@@ -59,7 +59,7 @@ protected:
 private:
     bool ReadText(CString& text);
     bool CanNotOpen() const; ///< shows it; false
-    platform::eOsError OpenToWrite();
+    platform::eOsError OpenWhenFree(platform::eOpenMode mode, const std::function<bool()>& goOn = {});
     [[nodiscard]] bool HasPatience();
     platform::eOsError WriteAndClose(const std::string& bytes);
 

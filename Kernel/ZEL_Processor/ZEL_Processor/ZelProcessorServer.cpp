@@ -122,6 +122,7 @@ bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outp
     m_pendingGroups.clear();
     const std::lock_guard lock(m_csClients);
     m_clients.clear();
+    m_leftEventsFiles.clear();
     return true;
 }
 

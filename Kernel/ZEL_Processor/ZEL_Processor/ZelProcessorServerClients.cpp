@@ -9,6 +9,7 @@
 #include "platform/Text.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace {
 
@@ -19,6 +20,8 @@ constexpr long kLineNoDsEvents = 831;
 constexpr long kLineCantCreateItems = 843;
 constexpr long kLineNoItems = 851;
 constexpr long kLineCantCreateAnswer = 863;
+/// Enough for a client that is just closing its file.
+constexpr std::chrono::milliseconds kRemoveAtOnce{50};
 
 /// Creates a file with this content; reports a failure under what could not be opened. A stop that ends the wait for
 /// whoever has the file open is no failure to tell of.
@@ -71,9 +74,36 @@ bool CZelProcessorServer::UnregisterClient(const GUID& clientId)
     if (!RemoveClient(clientId))
         return false;
     // A notification that is under way cannot undo this: after its own write it looks into the list again.
-    const CString dsEvents = GetDsEventsFileFullPath(clientId);
-    return platform::Succeeded(
-        Protocol::RetryWhileShared([&] { return platform::Files().Remove(dsEvents); }, &m_bRunning));
+    return RemoveEventsFile(GetDsEventsFileFullPath(clientId));
+}
+
+/// False when it can't be removed. Whoever holds the file is waited for without end, but not here: the listener, which
+/// serves all others, tries again from time to time.
+bool CZelProcessorServer::RemoveEventsFile(const CString& path)
+{
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kRemoveAtOnce;
+    const platform::eOsError error =
+        Protocol::RetryWhileShared([&] { return platform::Files().Remove(path); },
+                                   [&] { return m_bRunning && platform::Clock().Steady() < end; });
+    if (error != platform::eOsError_SharingViolation)
+        return platform::Succeeded(error);
+    const std::lock_guard lock(m_csClients);
+    m_leftEventsFiles.push_back(path);
+    return true;
+}
+
+void CZelProcessorServer::RemoveLeftEventsFiles()
+{
+    std::vector<CString> left;
+    {
+        const std::lock_guard lock(m_csClients);
+        left.swap(m_leftEventsFiles);
+    }
+    std::erase_if(left, [](const CString& path) {
+        return platform::Files().Remove(path) != platform::eOsError_SharingViolation;
+    });
+    const std::lock_guard lock(m_csClients);
+    m_leftEventsFiles.insert(m_leftEventsFiles.end(), left.begin(), left.end());
 }
 
 void CZelProcessorServer::AddClient(const GUID& clientId)

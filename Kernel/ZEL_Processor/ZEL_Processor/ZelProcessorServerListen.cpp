@@ -67,6 +67,7 @@ bool CZelProcessorServer::ListenStep()
 {
     if (!m_bRunning)
         return false;
+    RemoveLeftEventsFiles();
     // Only this thread replaces the watch.
     const platform::eWaitResult result = m_pWatch->Wait(m_bScanPending ? kScanRetry : kListenTimeout);
     if (result == platform::eWaitResult_Woken || (result == platform::eWaitResult_Timeout && !m_bScanPending))

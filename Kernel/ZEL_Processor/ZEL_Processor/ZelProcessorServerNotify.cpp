@@ -225,7 +225,7 @@ void CZelProcessorServer::TellClients(const std::vector<GUID>& clients, const st
             ReportResult(kLineNotTold, L"CZelProcessorServer::TellClients", L"A client could not be told of a change: ",
                          told);
         if (!IsRegistered(client))
-            Protocol::RemoveFileWhenFree(GetDsEventsFileFullPath(client));
+            RemoveEventsFile(GetDsEventsFileFullPath(client));
     }
 }
 
