@@ -17,11 +17,10 @@ constexpr auto kEndPatience = 2000ms;
 eExitCode CCancelCommand::Steer(const STarget& target)
 {
     const std::wstring& name = target.state.name;
-    // A server that does not find the name in its queue cancels whatever runs: it must not be asked for others.
+    // A server that keeps to the protocol alone cancels whatever runs when the name does not wait: it must not be asked
+    // about others. One that tells of a paused request removes that.
     if (CZelRequestWatch::IsFinal(target.state.status))
         return RefuseEnded(target);
-    if (target.state.status == eRequestStatus_Paused)
-        return Refuse(target, ToolTexts::IDS_IS_PAUSED);
     if (!WaitUntilTaken(target))
         return Fail(target, eRequestStatus_ServerTimeout);
     const eZelProcRequestStatus answer = target.client.CancelRequest(name);
@@ -32,7 +31,7 @@ eExitCode CCancelCommand::Steer(const STarget& target)
     CZelProcessorClient::CAdditionalRequestStatus additional;
     const eZelProcRequestStatus status = watch.WaitForEnd(name, kEndPatience, &additional);
     SRequestState after = MakeState(name, status, additional);
-    // One that had not started leaves no status.
+    // Of one that had not started a server that keeps to the protocol alone leaves no status.
     if (status == eRequestStatus_NotRequested) {
         after.status = eRequestStatus_Canceled;
         after.comment.clear();

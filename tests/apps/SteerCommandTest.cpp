@@ -58,7 +58,7 @@ TEST_F(SteerCommandTest, CancelTakesAWaitingRequestOut)
     EXPECT_EQ(result.Objects()[0]["name"], "a.drq");
     EXPECT_EQ(result.Objects()[0]["status"], 11);
     EXPECT_FALSE(platform::PathExists(InQueue(L"a.drq")));
-    EXPECT_EQ(StatusOf(L"a.drq"), 4);
+    EXPECT_EQ(StatusOf(L"a.drq"), 11);
 
     Write(Gate(L"b.drq"), "");
     ASSERT_TRUE(RequestStep(server.Process()));
@@ -100,8 +100,9 @@ TEST_F(SteerCommandTest, CancelOfWhatDoesNotWaitOrRunReachesNobodyElse)
     EXPECT_EQ(ended.Objects()[0]["status"], 0);
     EXPECT_TRUE(Contains(ended.errors, "'done.drq' has ended already: Done")) << ended.errors;
     const SProgramResult paused = Zel({L"cancel", L"paused.drq"});
-    EXPECT_EQ(paused.code, 1);
-    EXPECT_TRUE(Contains(paused.errors, "'paused.drq' is paused")) << paused.errors;
+    EXPECT_EQ(paused.code, 0) << paused.errors;
+    EXPECT_EQ(StatusOf(L"paused.drq"), 11);
+    EXPECT_FALSE(platform::PathExists(InQueue(L"paused.drq")));
 
     Write(Gate(L"g.drq"), "");
     EXPECT_EQ(Zel({L"wait", L"g.drq"}).code, 0) << "the running request was not meant";

@@ -223,7 +223,8 @@ TEST_F(CommandRace, CancelsOfWaitingRunningAndUnknownRequestsAreAnswered)
     ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InQueue(L"waiting.drq")); }));
     Command(L"cancel", L"waiting.drq");
     EXPECT_EQ(Answer(L"waiting.drq"), eRequestStatus_Done);
-    EXPECT_EQ(StatusOf(L"waiting.drq"), eRequestStatus_NotRequested);
+    EXPECT_EQ(StatusOf(L"waiting.drq"), eRequestStatus_Canceled);
+    EXPECT_EQ(platform::Files().Remove(InOutput(L"waiting.drq.status")), platform::eOsError_None);
     EXPECT_EQ(StatusOf(L"running.drq"), eRequestStatus_GettingData);
     Command(L"cancel", L"running.drq");
     EXPECT_EQ(Answer(L"running.drq"), eRequestStatus_Done);
