@@ -28,8 +28,24 @@ protected:
         const auto document = NewDocument();
         VARIANT_BOOL successful = VARIANT_FALSE;
         std::wstring copy = text;
-        if (document->loadXML(copy.data(), &successful) == S_OK && successful == VARIANT_TRUE)
-            return {};
+        return document->loadXML(copy.data(), &successful) == S_OK && successful == VARIANT_TRUE ? std::wstring()
+                                                                                                : ReasonOf(document);
+    }
+    /// The same of a file, whose bytes need no conversion.
+    static std::wstring RefusalOfFile(const std::string& bytes)
+    {
+        const testsupport::CTemporaryDirectory folder;
+        EXPECT_EQ(platform::WriteWholeFile(folder / L"a.xml", bytes), platform::eOsError_None);
+        const auto document = NewDocument();
+        VARIANT_BOOL successful = VARIANT_FALSE;
+        const CVariant path(folder / L"a.xml");
+        return document->load(path.Get(), &successful) == S_OK && successful == VARIANT_TRUE ? std::wstring()
+                                                                                            : ReasonOf(document);
+    }
+
+private:
+    static std::wstring ReasonOf(const CComPtr<IXMLDOMDocument>& document)
+    {
         CComPtr<IXMLDOMParseError> error;
         EXPECT_EQ(document->get_parseError(error.Put()), S_OK);
         CBstr reason;
@@ -101,37 +117,44 @@ TEST_F(CDomLimitsTest, WhatIsRefusedIsSaid)
 TEST_F(CDomLimitsTest, ALongTextIsWhole)
 {
     // Compared with ==, not EXPECT_EQ, which would print both.
-    const std::wstring half(6'000'000, L'x');
-    EXPECT_TRUE(TextOf(Root(Parse(L"<a>" + half + half + L"</a>")).Get()) == half + half);
-    // What the parser hands over in parts: around a reference, and of characters that are not ASCII.
-    EXPECT_TRUE(TextOf(Root(Parse(L"<a>" + half + L"&amp;" + half + L"</a>")).Get()) == half + L"&" + half);
-    EXPECT_TRUE(TextOf(Root(Parse(L"<a>" + half + L"&#10;" + half + L"</a>")).Get()) == half + L"\n" + half);
-    EXPECT_EQ(Refusal(L"<a>" + std::wstring(6'000'000, L'\u017E') + L"</a>"), L"");
+    const std::wstring whole(11'000'000, L'x');
+    EXPECT_TRUE(TextOf(Root(Parse(L"<a>" + whole + L"</a>")).Get()) == whole);
+    // What the parser hands over in parts: around references, and of characters that are not ASCII.
+    const std::wstring half(5'500'000, L'x');
+    EXPECT_TRUE(TextOf(Root(Parse(L"<a>" + half + L"&amp;&#10;" + half + L"</a>")).Get()) == half + L"&\n" + half);
+    std::string wide;
+    for (int i = 0; i < 5'500'000; ++i)
+        wide += "\xC5\xBE";
+    EXPECT_EQ(RefusalOfFile("<a>" + wide + "</a>"), L"");
 }
 
 TEST_F(CDomLimitsTest, ALongTextDoesNotLiftTheOtherLimits)
 {
-    const std::wstring half(6'000'000, L'x');
-    std::wstring deep;
+    const std::string text = std::string(5'500'000, 'x') + "&amp;" + std::string(5'500'000, 'x');
+    std::string deep;
     for (int i = 0; i < 300; ++i)
-        deep += L"<b>";
-    EXPECT_EQ(Refusal(L"<a>" + half + L"&amp;" + half + deep), L"Elements are nested more than 256 deep");
-    std::wstring many = L"<!DOCTYPE a [<!ENTITY e '" + std::wstring(200'000, L'y') + L"'>]><a>" + half + L"&amp;" + half;
-    for (int i = 0; i < 200'000; ++i)
-        many += L"&e;";
-    EXPECT_FALSE(Refusal(many + L"</a>").empty()) << "40 GB were expanded";
+        deep += "<b>";
+    EXPECT_EQ(RefusalOfFile("<a>" + text + deep), L"Elements are nested more than 256 deep");
+    std::string multiplied = "<!DOCTYPE a [<!ENTITY e0 '" + std::string(50, 'y') + "'>";
+    for (int i = 1; i < 12; ++i) {
+        multiplied += "<!ENTITY e" + std::to_string(i) + " '";
+        for (int k = 0; k < 10; ++k)
+            multiplied += "&e" + std::to_string(i - 1) + ";";
+        multiplied += "'>";
+    }
+    EXPECT_FALSE(RefusalOfFile(multiplied + "]><a><b>" + text + "</b>&e11;</a>").empty());
 }
 
 TEST_F(CDomLimitsTest, WhatIsTooLongIsRefusedAsAWhole)
 {
-    const std::wstring content(11'000'000, L'x');
-    EXPECT_EQ(Refusal(L"<a x='" + content + L"'/>"), L"AttValue length too long");
-    EXPECT_EQ(Refusal(L"<a><!--" + content + L"--></a>"), L"Comment too big found");
-    EXPECT_EQ(Refusal(L"<a><?p " + content + L"?></a>"), L"PI p too big found");
-    EXPECT_EQ(Refusal(L"<a><![CDATA[" + content + L"]]></a>"), L"CData section too big found");
-    const std::wstring allowed(9'000'000, L'x');
-    EXPECT_EQ(Refusal(L"<a x='" + allowed + L"'><!--" + allowed + L"--><?p " + allowed + L"?><![CDATA[" + allowed +
-                      L"]]></a>"),
+    const std::string content(10'000'001, 'x');
+    EXPECT_EQ(RefusalOfFile("<a x='" + content + "'/>"), L"AttValue length too long");
+    EXPECT_EQ(RefusalOfFile("<a><!--" + content + "--></a>"), L"Comment too big found");
+    EXPECT_EQ(RefusalOfFile("<a><?p " + content + "?></a>"), L"PI p too big found");
+    EXPECT_EQ(RefusalOfFile("<a><![CDATA[" + content + "]]></a>"), L"CData section too big found");
+    const std::string allowed(9'999'000, 'x');
+    EXPECT_EQ(RefusalOfFile("<a x='" + allowed + "'><!--" + allowed + "--><?p " + allowed + "?><![CDATA[" + allowed +
+                            "]]></a>"),
               L"");
 }
 
