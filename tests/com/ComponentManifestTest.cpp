@@ -117,6 +117,19 @@ TEST_F(CComponentManifestTest, AManifestIsReplacedAsAWholeOrNotAtAll)
     EXPECT_EQ(m_manifest.classes[0].name, L"New");
 }
 
+TEST_F(CComponentManifestTest, AManifestThatIsInItsPlaceIsWritten)
+{
+    SComponentManifest manifest;
+    manifest.modulePath = L"a.so";
+    manifest.classes = {{kTestClassOne, L"One", {}}};
+    testsupport::CFaultyFiles files;
+    // The move is reported as made, and not synced; whether it was made is not the writer's to look at.
+    files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_NotDurable);
+    const platform::CScopedOs faulty(&files, nullptr);
+    EXPECT_TRUE(WriteComponentManifest(m_sPath, manifest, m_sError)) << testing::PrintToString(m_sError);
+    EXPECT_EQ(files.Count(testsupport::eFileCall_Remove), 0U);
+}
+
 TEST_F(CComponentManifestTest, WhatIsWrongIsSaid)
 {
     const std::string id = "{6A0E3D12-5C1B-4B0E-8E55-112233445501}";
