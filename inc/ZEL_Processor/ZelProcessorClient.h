@@ -79,7 +79,8 @@ public:
     void SetSyncing(bool syncing);
     /// What ends the waiting for files that others have open, which has no end of its own: goOn is asked between two
     /// tries, on the thread that waits, and false ends them. A send or a receive fails then, and a status is
-    /// eRequestStatus_NotIntialized: nothing is known. Nothing is asked while no file is held. To be set before the calls.
+    /// eRequestStatus_NotIntialized: nothing is known. Nothing is asked while no file is held. To be set before the
+    /// calls.
     void SetGoOn(std::function<bool()> goOn);
     /// How long the server has for a command; ten seconds when nothing else is set.
     void SetCommandTimeout(std::chrono::milliseconds timeout);

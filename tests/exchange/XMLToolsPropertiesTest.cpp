@@ -118,8 +118,8 @@ TEST_F(XMLToolsProperties, ATextThatTheDomRefusesIsReportedAndMakesNoTask)
     EXPECT_EQ(isMade, static_cast<bool>(task));
     if (!isMade)
         m_host.ExpectReport(1, L"Unable to create the task: COM error 0x");
-    // Another system's DOM refuses such a text when it is saved.
-    EXPECT_EQ(isMade, platform::kPathSeparator != L'/');
+    // The system's DOM, where there is one, may refuse such a text only when it is saved.
+    EXPECT_FALSE(isMade && platform::kPathSeparator == L'/');
 }
 
 TEST_F(XMLToolsProperties, AnIdWinsOverAName)
