@@ -216,6 +216,7 @@ check_windows() {
     on_windows version zel.exe --version || complain "zel.exe does not run: $(cat "$work/version.log")"
     mkdir -p "$work/win"
     write_request >"$work/win/query.drq"
+    : >"$work/win-server.log" # the server makes it when it gets to run, and somebody reads it before
     ZEL_DATA_DIR="Z:$work/data" timeout 120 "$root/cmake/wine-run" "$zip/bin/zel-server.exe" --request-dir "$in" \
         --output-dir "$out" --create-dirs >"$work/win-server.log" 2>&1 </dev/null &
     server=$!
