@@ -180,7 +180,8 @@ TEST_F(CommandRace, ACancelMeetsARequestThatTheServerHasNotSeen)
         ASSERT_TRUE(RequestStep(server.Process()));
         ExpectDone(L"a.drq", "a.drq");
     } else {
-        EXPECT_EQ(StatusOf(L"a.drq"), eRequestStatus_NotRequested);
+        EXPECT_EQ(StatusOf(L"a.drq"), eRequestStatus_Canceled);
+        EXPECT_EQ(platform::Files().Remove(InOutput(L"a.drq.status")), platform::eOsError_None);
     }
     ExpectNothingLeft();
     StopServer(server);

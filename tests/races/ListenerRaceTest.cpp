@@ -59,10 +59,9 @@ int Listen(const std::vector<std::wstring>& arguments)
     static_cast<void>(reader.Start([&] {
         const CComThread readerCom;
         while (!quiet) {
-            if (client.IsNewDsEvent())
-                TakeAll(client, numbers);
-            client.ResetOutputDirChange();
-            platform::Clock().SleepFor(std::chrono::milliseconds(20));
+            // Unasked and often, to meet the server while it writes; one that waits for news hardly ever does.
+            TakeAll(client, numbers);
+            platform::Clock().SleepFor(std::chrono::milliseconds(40));
         }
         return 0U;
     }));
@@ -147,13 +146,13 @@ protected:
     }
 };
 
-TEST_F(ListenerRace, FiftyProcessesHearOfAThousandChangesEachOnceAndInOrder)
+TEST_F(ListenerRace, NoChangeIsLostToFiftyProcessesThatReadWhileTheyAreTold)
 {
     // Wine does every open, lock and notification of all of them in one process of its own: minutes for fifty. What a
     // sanitizer finds it finds within one of them.
     const bool isSlow = testsupport::IsWine() || testsupport::IsThreadSanitized() || testsupport::IsAddressSanitized();
     const int kListeners = isSlow ? 10 : 50;
-    const int kChanges = testsupport::IsWine() ? 200 : 1000;
+    const int kChanges = 300;
     CRunningProgram server = StartServer({L"--no-sync", L"--log-level", L"warning"});
     std::vector<platform::CProcess> listeners;
     for (int count = 0; count < kListeners; ++count)
@@ -166,14 +165,20 @@ TEST_F(ListenerRace, FiftyProcessesHearOfAThousandChangesEachOnceAndInOrder)
     // A change that met a listener reading waits in the server and goes out with the next, to whoever is first.
     Fire(kChanges + 1, 1);
 
+    // So a change has as many copies as there are listeners, but one of them may have two and another one none: those
+    // that met a reader, without whom nothing would have raced.
     std::map<int, int> copies;
+    std::size_t met = 0;
     for (platform::CProcess& listener : listeners) {
         const std::vector<int> heard = End(listener);
         EXPECT_TRUE(std::ranges::is_sorted(heard));
         EXPECT_EQ(std::ranges::count(heard, kChanges + 1), 1);
         for (const int number : heard)
             ++copies[number];
+        for (int number = 1; number <= kChanges; ++number)
+            met += std::ranges::count(heard, number) != 1 ? 1U : 0U;
     }
+    EXPECT_GT(met, 0U) << "no change met a listener that was reading";
     EXPECT_EQ(copies.size(), static_cast<std::size_t>(kChanges + 1));
     for (const auto& [number, count] : copies)
         EXPECT_EQ(count, kListeners) << "change " << number;
