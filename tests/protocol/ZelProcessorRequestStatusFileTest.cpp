@@ -5,6 +5,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "tests/support/ExpectedLeaks.h"
 #include "tests/support/FaultyFiles.h"
 #include "tests/support/Links.h"
 #include "tests/support/ManualClock.h"
@@ -187,13 +188,16 @@ TEST_F(RequestStatusFile, WhatAFaultLeftOpenIsClosedByTheNextCall)
                 std::abort();
         });
         platform::SFaultRecord fault;
-        EXPECT_FALSE(platform::RunContained(
-            [&] {
-                eZelProcRequestStatus status{};
-                static_cast<void>(m_file.WriteStatus(eRequestStatus_Parsing));
-                static_cast<void>(m_file.ReadStatus(status));
-            },
-            fault));
+        {
+            const testsupport::CExpectedLeaks leaks;
+            EXPECT_FALSE(platform::RunContained(
+                [&] {
+                    eZelProcRequestStatus status{};
+                    static_cast<void>(m_file.WriteStatus(eRequestStatus_Parsing));
+                    static_cast<void>(m_file.ReadStatus(status));
+                },
+                fault));
+        }
         EXPECT_EQ(fault.kind, platform::eFaultKind_Abort);
         std::unique_ptr<platform::IFile> other;
         EXPECT_EQ(platform::Files().Open(m_path, platform::eOpenMode_ReadExclusive, other),
