@@ -14,7 +14,7 @@ constexpr unsigned kDone = 13;
 
 inline std::string Text(unsigned status, unsigned percent, const std::wstring& comment)
 {
-    std::wstring text = std::to_wstring(status) + L"\r\nProgressPercent=" + std::to_wstring(percent) + L"\r\n";
+    std::wstring text = std::to_wstring(status) + L"\r\nProgressPerc=" + std::to_wstring(percent) + L"\r\n";
     if (!comment.empty())
         text += L"ProgressComment=" + comment + L"\r\n";
     return platform::ToUtf16Le(text);

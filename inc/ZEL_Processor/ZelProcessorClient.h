@@ -99,8 +99,9 @@ public:
     /// that are done. The target must be on the output directory's volume.
     [[nodiscard]] bool ReceiveOutput(const CString& requestPath, const CString& targetPath);
 
-    /// Asks the server to drop a waiting request, or to stop whatever runs when the request does not wait. Done once
-    /// the server has answered, which says nothing of when a running request ends. A server error, or a time-out is
+    /// Asks the server to drop a waiting request, or to stop whatever runs when the request does not wait; a server
+    /// with cancelByName (SZelServerOptions), as zel-server is, never stops another than the named one. Done once the
+    /// server has answered, which says nothing of when a running request ends. A server error, or a time-out is
     /// reported and returned.
     [[nodiscard]] eZelProcRequestStatus CancelRequest(const CString& requestPath);
     /// Pauses a request that has not started, and unpauses one that is paused; that then runs next. Results as above.
@@ -187,7 +188,7 @@ private:
     bool m_bRegistered = false;
     std::atomic<bool> m_bListening = false;
     std::atomic<bool> m_bOutputDirChange = true;
-    std::unique_ptr<platform::CManualResetEvent> m_evLooked; ///< set while no change is known, and to end the thread
+    std::unique_ptr<platform::CManualResetEvent> m_evLooked;  ///< set while no change is known, and to end the thread
     std::unique_ptr<platform::CManualResetEvent> m_evStarted; ///< set once the thread watches, or can't
     std::atomic<bool> m_bWatching = false;
     std::mutex m_cs; ///< guards changes of the two flags, of the event and of the thread

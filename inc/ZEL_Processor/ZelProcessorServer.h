@@ -175,6 +175,7 @@ private:
     bool SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce);
     eRetry PutBack(TSRequestItem& item);
     void RemoveFailedRequest(const TSRequestItem& item);
+    void EndRunning();
     static int HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
                               const wchar_t* file, long line);
     /// The caller holds m_cs: the request that is meant is neither ended nor put back meanwhile.

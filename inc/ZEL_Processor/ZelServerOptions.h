@@ -10,8 +10,8 @@ struct SZelServerOptions {
     bool cancelByName = false;
     /// A pause takes requests only, by their extension. Off: any file of the request directory.
     bool requestsOnly = false;
-    /// A paused request has a status file that says so, until it goes on. Off: only the status of the
-    /// command tells.
+    /// A paused request has a status file that says so, until it goes on, and a cancel removes it. Off: only the status
+    /// of the command tells.
     bool pausedStatus = false;
     /// Called with failedContext, once, when the running server ended itself (CZelProcessorServer::HasFailed): on the
     /// thread that failed, without a lock. It must return soon, must not throw, and must not stop or destroy the

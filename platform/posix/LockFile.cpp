@@ -86,6 +86,10 @@ eOsError TakeLockFile(CNativePath path, const std::string& content, std::unique_
             if (flock(descriptor.Get(), LOCK_SH | LOCK_NB) != 0) {
                 return LastOsError();
             }
+            // The change of the lock is no single step: somebody may have held and deleted the file in between.
+            if (!StillNames(path.c_str(), status)) {
+                continue;
+            }
             lockFile = std::make_unique<CLockFile>(std::move(path), std::move(descriptor), status);
             return eOsError_None;
         }

@@ -156,7 +156,8 @@ void Replace(sqlite3_context* context, int, sqlite3_value** values)
 std::string_view FirstCharacter(std::string_view text)
 {
     std::size_t length = 1;
-    while (length < text.size() && IsContinuation(text[length]))
+    const bool isLong = static_cast<unsigned char>(text[0]) >= 0xC0;
+    while (isLong && length < text.size() && IsContinuation(text[length]))
         ++length;
     return text.substr(0, length);
 }

@@ -157,7 +157,7 @@ TEST_F(ClientCommands, AnErrorOfTheServerIsReportedAndReturned)
     clock.OnWait([&] {
         if (clock.Sleeps() == 1)
             Write(In(m_outputDir, SentCommand() + L".status"),
-                  platform::ToUtf16Le(L"1\r\nProgressPercent=-1\r\nProgressComment=no way\r\n"));
+                  platform::ToUtf16Le(L"1\r\nProgressPerc=-1\r\nProgressComment=no way\r\n"));
     });
     EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_ServerError);
     m_host.ExpectReport(327, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) != eRequestStatus_Done, "

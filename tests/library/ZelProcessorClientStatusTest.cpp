@@ -197,6 +197,8 @@ TEST_F(ClientStatus, ABusyFileCountsAsChangedAndAFailingOneIsReported)
     const platform::CScopedOs os(&files, nullptr);
     files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation);
     EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", 0));
+    files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_FileNotFound);
+    EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", 0)) << "it went between the look and the open";
     files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_AccessDenied);
     EXPECT_FALSE(m_client.IsStatusFileChanged(L"x.drq", 0));
     files.FailCall(testsupport::eFileCall_FileAttributes, 1, platform::eOsError_IoError);

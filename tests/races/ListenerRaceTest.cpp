@@ -1,3 +1,4 @@
+#include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "ZEL_Processor/LockFile.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "apps/common/ComThread.h"
@@ -178,7 +179,9 @@ TEST_F(ListenerRace, NoChangeIsLostToFiftyProcessesThatReadWhileTheyAreTold)
         for (int number = 1; number <= kChanges; ++number)
             met += std::ranges::count(heard, number) != 1 ? 1U : 0U;
     }
-    EXPECT_GT(met, 0U) << "no change met a listener that was reading";
+    if (!isSlow) { // of a few that read seldom none may be met
+        EXPECT_GT(met, 0U) << "no change met a listener that was reading";
+    }
     EXPECT_EQ(copies.size(), static_cast<std::size_t>(kChanges + 1));
     for (const auto& [number, count] : copies)
         EXPECT_EQ(count, kListeners) << "change " << number;
@@ -204,6 +207,17 @@ TEST_F(ListenerRace, AClientKilledWithItsLocksHeldBlocksNobody)
     Quieten(listener);
     Fire(5, 1);
     std::vector<int> heard = End(listener);
+    const CComThread com;
+    // A change that met the reader went out with the next file that was written, which may be that of the dead.
+    for (const std::wstring& name : FilesIn(m_strOutput)) {
+        std::vector<CComPtr<IWQ_DsEventsData>> left;
+        if (!name.starts_with(L"DsEvents_") || name.ends_with(L".lock"))
+            continue;
+        EXPECT_TRUE(CZELEnvFileDsEventsFile::ReadDsEventsFile(InOutput(name), left));
+        for (const auto& event : left)
+            heard.push_back(NumberOf(*event));
+    }
+    std::ranges::sort(heard);
     const auto [first, last] = std::ranges::unique(heard);
     heard.erase(first, last);
     EXPECT_EQ(heard, (std::vector<int>{1, 2, 3, 4, 5}));

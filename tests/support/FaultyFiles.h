@@ -64,7 +64,11 @@ public:
         m_plans.clear();
     }
     /// Called before each call, outside of any lock: the place to make another process interfere at a certain point.
-    void OnCall(std::function<void(const SFileCall&)> hook) { m_hook = std::move(hook); }
+    void OnCall(std::function<void(const SFileCall&)> hook)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_hook = std::move(hook);
+    }
 
     [[nodiscard]] unsigned Count(eFileCall call) const
     {
@@ -213,14 +217,20 @@ private:
     template <typename TCall>
     platform::eOsError Pass(SFileCall call, TCall forward)
     {
-        if (m_hook)
-            m_hook(call);
+        if (const auto hook = Hook())
+            hook(call);
         const auto planned = PlannedFailure(call);
         call.result = planned != platform::eOsError_None ? planned : forward();
         const std::lock_guard lock(m_mutex);
         ++m_counts[call.call];
         m_calls.push_back(call);
         return call.result;
+    }
+
+    std::function<void(const SFileCall&)> Hook() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_hook;
     }
 
     platform::eOsError PlannedFailure(const SFileCall& call)
@@ -242,11 +252,11 @@ private:
     }
 
     platform::IFileSystem& m_files;
-    std::function<void(const SFileCall&)> m_hook; // set before other threads use the object
     mutable std::mutex m_mutex;
-    std::vector<SPlan> m_plans;             // guarded by m_mutex
-    std::vector<SFileCall> m_calls;         // guarded by m_mutex
-    std::map<eFileCall, unsigned> m_counts; // guarded by m_mutex
+    std::function<void(const SFileCall&)> m_hook; // guarded by m_mutex
+    std::vector<SPlan> m_plans;                   // guarded by m_mutex
+    std::vector<SFileCall> m_calls;               // guarded by m_mutex
+    std::map<eFileCall, unsigned> m_counts;       // guarded by m_mutex
 };
 
 } // namespace testsupport

@@ -155,7 +155,7 @@ bool CZelProcessorClient::StartWatchThread()
             return false;
     }
     // Who looks and resets before the directory is watched would miss what changes between the look and the watch.
-    return !m_evStarted->WaitFor(kThreadStartTimeout) || m_bWatching;
+    return m_evStarted->WaitFor(kThreadStartTimeout) && m_bWatching;
 }
 
 unsigned CZelProcessorClient::FileWatchThread(void* client)

@@ -103,8 +103,8 @@ bool CZelProcessorClient::IsStatusFileChanged(const CString& requestPath, std::i
         return true;
     std::unique_ptr<platform::IFile> file;
     const platform::eOsError error = platform::Files().Open(path, platform::eOpenMode_ReadShared, file);
-    if (error == platform::eOsError_SharingViolation)
-        return true; // it is being written
+    if (error == platform::eOsError_SharingViolation || platform::IsAbsent(error))
+        return true; // it is being written, or went just now
     if (!platform::Succeeded(error)) {
         WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineCantOpen, kFunction, L"Can't open-read status file.");
         return false;

@@ -60,7 +60,9 @@ bool CZelProcessorServer::WaitUntilReadable(const CString& queuePath, CZelProces
             const platform::eOsError error = platform::Files().Open(queuePath, platform::eOpenMode_ReadShared, file);
             if (platform::Succeeded(error))
                 return true;
-            if (!m_bRunning || platform::Clock().TickCount() - start > kOpenTimeoutMs)
+            if (!m_bRunning)
+                return false; // no failure: a server that stops has no answers
+            if (platform::Clock().TickCount() - start > kOpenTimeoutMs)
                 return fail(L"\nCause 1:\n" + platform::OsErrorText(error).substr(0, kMaxReason));
             platform::Clock().SleepFor(kOpenRetry);
         }
@@ -141,8 +143,10 @@ bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcess
 
 void CZelProcessorServer::SetRequestStatus(const CString& name, eZelProcRequestStatus status, const CString& text)
 {
+    // The listener, which serves all, waits no longer for who holds this one request's file than at its stop.
+    static constinit const std::atomic<bool> s_isPatient = false;
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
-                                               m_pProcessor->GetOutputStatusFilePath(name), &m_bRunning);
+                                               m_pProcessor->GetOutputStatusFilePath(name), &s_isPatient);
     m_pProcessor->SetStatus(&statusFile, status, text);
 }
 

@@ -1,3 +1,4 @@
+#include "ProtocolFiles.h"
 #include "SourceNames.h"
 #include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
@@ -132,6 +133,7 @@ bool CZelProcessorServer::ExecuteRequest()
                               platform::OsErrorText(statusFile.LastWriteError()) + L": " +
                               m_pProcessor->GetOutputStatusFilePath(item.m_strFile));
         RemoveFailedRequest(item);
+        EndRunning();
         return true;
     }
     bool bException = false;
@@ -141,9 +143,14 @@ bool CZelProcessorServer::ExecuteRequest()
         statusFile.SetStatusAndComment(eRequestStatus_ServerError,
                                        TextOf(StringCodes::kExceptionDuringRequest).c_str());
     }
+    EndRunning();
+    return true;
+}
+
+void CZelProcessorServer::EndRunning()
+{
     const std::lock_guard lock(m_cs);
     m_strRunning.clear();
-    return true;
 }
 
 bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
@@ -225,7 +232,8 @@ void CZelProcessorServer::RemoveFailedRequest(const TSRequestItem& item)
 {
     // A file that stayed in the queue directory would make the request look as if it still waited, once its status has
     // been taken away, and would keep its name from being used again.
-    const platform::eOsError error = platform::Files().Remove(item.m_strFile);
+    const platform::eOsError error =
+        Protocol::RetryForASecond([&] { return platform::Files().Remove(item.m_strFile); });
     if (!platform::Succeeded(error) && !platform::IsAbsent(error))
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
                          L"Unable to delete the failed request " + item.m_strFile + L": " +

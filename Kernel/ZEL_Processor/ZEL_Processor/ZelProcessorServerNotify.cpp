@@ -295,11 +295,10 @@ bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId,
     if (pending)
         AppendGroups(*pending, *news);
     AppendGroups(*groups, *news);
+    pending = WithoutRepeats(*news); // until they are written, whatever leaves this function
     CLockFile lock(path);
-    if (!lock.Lock(true, m_bRunning)) {
-        pending = WithoutRepeats(*news);
+    if (!lock.Lock(true, m_bRunning))
         return report.Fail(1018, kUnableToLock);
-    }
     const CComPtr<IWQ_CLSIDArray> all = MakeArray();
     ReadGroups(path, *all);
     AppendGroups(*news, *all);

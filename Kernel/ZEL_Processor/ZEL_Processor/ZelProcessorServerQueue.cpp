@@ -57,13 +57,15 @@ bool CZelProcessorServer::AddRequestToQueue(const CString& path)
 bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
 {
     TSRequestItem item;
-    if (!TakeWaiting(name, item) && !(m_options.cancelByName && TakePaused(name, item)))
+    // Whoever is told that a request is paused may count on a cancel that means it.
+    const bool takesPaused = m_options.cancelByName || m_options.pausedStatus;
+    if (!TakeWaiting(name, item) && !(takesPaused && TakePaused(name, item)))
         return false;
     // Before the file is gone, or the name would look unknown in between. It is free before anybody can use it again:
     // this very thread takes what is sent.
     if (m_options.cancelByName)
         SetRequestStatus(name, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
-    if (!platform::Succeeded(platform::Files().Remove(item.m_strFile)))
+    if (!platform::Succeeded(Protocol::RetryForASecond([&] { return platform::Files().Remove(item.m_strFile); })))
         WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + item.m_strFile,
                       eMessageStyle_Warning);
     // One that its task declined has a status of that run, which nobody would ever bring to an end.
