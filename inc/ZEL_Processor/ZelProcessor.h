@@ -52,6 +52,9 @@ public:
     /// status was written. False without: the status tells why. Exceptions of plug-ins pass through after everything
     /// held was released.
     bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce, bool& bRetry);
+    /// Whether the last run told that its request is done. From then on the request's name may be in use again, by a
+    /// newer request: what leaves the run after that, a fault in the host's OnRequestDone, must not touch its files.
+    [[nodiscard]] bool HasToldDone() const;
 
 private:
     struct SRun;
@@ -66,6 +69,7 @@ private:
     CString m_strOutputDir = L"invalid";
     std::atomic<CZelProcessorEvent*> m_pEvent = nullptr; ///< a server that stops takes it away while a request runs
     CZelProcessorContext* m_pContext = nullptr;
+    bool m_bToldDone = false;
     bool m_bManualProceedQueue = false;
     bool m_bProceedQueue = false; ///< guarded by m_cs
     mutable std::mutex m_cs;

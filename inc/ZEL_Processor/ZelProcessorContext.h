@@ -25,8 +25,9 @@ protected:
 /// The host's event sink.
 class CZelProcessorEvent {
 public:
-    /// A request was completed and its response is in place. On the server's executive thread, which waits
-    /// for it. An exception is logged and changes nothing.
+    /// A request was completed and its response is in place. On the server's executive thread, which waits for it. An
+    /// exception is logged and changes nothing; a processor fault is contained as in a task, with a crash report, and
+    /// the request stays done.
     virtual void OnRequestDone() = 0;
 
 protected:

@@ -13,15 +13,19 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/Thread.h"
 #include "platform/Version.h"
 #include "tests/library/RecordingProgress.h"
 #include "tests/support/Predicates.h"
 #include "tests/support/RecordingHost.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
+#include <utility>
 
 /// What an interrupted task held is lost: that is what containment costs, so leaks are no news in this program.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off();
@@ -63,10 +67,28 @@ public:
     HRESULT STDMETHODCALLTYPE Add(LONG) override { return E_NOTIMPL; }
 };
 
+/// A host that crashes when it is told of the first request that is done, after it did something.
+class CCrashingEvent final : public CZelProcessorEvent {
+public:
+    void OnRequestDone() override
+    {
+        if (std::exchange(m_crashes, false)) {
+            m_before();
+            *g_pNull = 1;
+        }
+        m_told.Set();
+    }
+
+    std::function<void()> m_before = [] {};
+    bool m_crashes = true;
+    platform::CManualResetEvent m_told; ///< of one that did not crash
+};
+
 /// A server in this process with the plug-in that crashes.
 class CrashContainment : public testing::Test {
 protected:
     static constexpr int kRounds = 100;
+    static constexpr const char* kEcho = "<Task Type=\"Echo\"><Text>alive</Text></Task>";
 
     static void SetUpTestSuite()
     {
@@ -102,11 +124,22 @@ protected:
         m_pWatch = std::make_unique<CZelRequestWatch>(m_client, m_outputDir);
     }
 
-    eZelProcRequestStatus Serve(const std::wstring& name, const std::string& task)
+    /// The server again, with a host that is told.
+    void RunWithEvent()
+    {
+        m_pServer->Stop(true);
+        m_pServer->SetZelProcessorEvent(&m_event);
+        ASSERT_TRUE(m_pServer->Run());
+    }
+    void Send(const std::wstring& name, const std::string& task)
     {
         const std::wstring path = platform::JoinPath(m_clientDir, name);
         EXPECT_TRUE(platform::Succeeded(platform::WriteWholeFile(path, "<Request>" + task + "</Request>")));
         EXPECT_EQ(m_client.SendRequest(path), eRequestStatus_Sent);
+    }
+    eZelProcRequestStatus Serve(const std::wstring& name, const std::string& task)
+    {
+        Send(name, task);
         return m_pWatch->WaitForEnd(name, std::chrono::seconds(60), &m_additional);
     }
     /// A crash of this kind ends its request; the next one, of the same server, is served.
@@ -117,7 +150,7 @@ protected:
         ASSERT_EQ(Serve(name, task), eRequestStatus_ServerError) << kind << " in " << where << ", round " << round;
         EXPECT_EQ(m_additional.GetProgressComment(),
                   RootApp_RSC_CStr(101, "IDS_EXCEPTIONTHROW_DURING_PROCESSINGREQUEST"));
-        ASSERT_EQ(Serve(L"next.drq", "<Task Type=\"Echo\"><Text>alive</Text></Task>"), eRequestStatus_Done);
+        ASSERT_EQ(Serve(L"next.drq", kEcho), eRequestStatus_Done);
         const std::wstring target = platform::JoinPath(m_clientDir, L"next.xml");
         ASSERT_TRUE(m_client.ReceiveOutput(L"next.drq", target));
         std::string response;
@@ -170,6 +203,7 @@ protected:
     std::wstring m_outputDir = m_dir / L"output";
     std::wstring m_clientDir = m_dir / L"client";
     CTestContext m_context;
+    CCrashingEvent m_event;
     CZelProcessorClient m_client;
     CZelProcessorClient::CAdditionalRequestStatus m_additional;
     std::unique_ptr<CZelRequestWatch> m_pWatch;
@@ -226,6 +260,38 @@ TEST_F(CrashContainment, EveryStepOfAPluginIsContained)
     m_pServer->Stop(true);
     static_cast<void>(m_host.TakeBoxes());
     m_host.AcceptWarnings();
+}
+
+TEST_F(CrashContainment, ARequestStaysDoneWhenTheHostCrashesAtIt)
+{
+    RunWithEvent();
+    EXPECT_EQ(Serve(L"a.drq", kEcho), eRequestStatus_Done);
+    EXPECT_EQ(Serve(L"b.drq", kEcho), eRequestStatus_Done); // by then the crash is dealt with
+    ASSERT_TRUE(m_event.m_told.WaitFor(std::chrono::seconds(60)));
+    EXPECT_EQ(m_client.GetStatus(L"a.drq", nullptr), eRequestStatus_Done);
+    m_pServer->Stop(true);
+    EXPECT_EQ(m_host.TakeCrashReports().size(), 1U);
+    EXPECT_EQ(m_host.TakeBoxes().size(), 1U) << "the question before the report";
+}
+
+TEST_F(CrashContainment, ANewerRequestOfTheNameOutlivesACrashOfTheHost)
+{
+    m_event.m_before = [this] {
+        // As soon as it is told the name is free: the client takes its response and sends the next one.
+        EXPECT_TRUE(m_client.ReceiveOutput(L"a.drq", platform::JoinPath(m_clientDir, L"first.xml")));
+        Send(L"a.drq", kEcho);
+        EXPECT_TRUE(testsupport::WaitUntil([this] {
+            return platform::PathExists(platform::JoinPath(platform::JoinPath(m_outputDir, L"Queue"), L"a.drq"));
+        }));
+    };
+    RunWithEvent();
+    Send(L"a.drq", kEcho);
+    ASSERT_TRUE(m_event.m_told.WaitFor(std::chrono::seconds(60))) << "of the newer one";
+    EXPECT_EQ(m_client.GetStatus(L"a.drq", nullptr), eRequestStatus_Done);
+    EXPECT_TRUE(m_client.ReceiveOutput(L"a.drq", platform::JoinPath(m_clientDir, L"second.xml")));
+    m_pServer->Stop(true);
+    EXPECT_EQ(m_host.TakeCrashReports().size(), 1U);
+    EXPECT_EQ(m_host.TakeBoxes().size(), 1U) << "the question before the report";
 }
 
 TEST_F(CrashContainment, ACrashReportHasWhatADeveloperNeeds)

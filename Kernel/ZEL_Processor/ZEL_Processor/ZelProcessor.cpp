@@ -130,6 +130,7 @@ CString CZelProcessor::CreateErrorXmlString(const CString& text) const
 bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
                                    bool& bRetry)
 {
+    m_bToldDone = false;
     const CWQ_SetResource resource(kResourceModule);
     bRetry = false;
     SRun run{requestPath, progress, {}, {}, {}};
@@ -140,9 +141,15 @@ bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProg
     run.request.Reset();
     run.task.Reset();
     Report(run, StringCodes::kDone, eRequestStatus_Done);
+    m_bToldDone = true;
     if (CZelProcessorEvent* const event = m_pEvent)
         TellRequestDone(*event);
     return true;
+}
+
+bool CZelProcessor::HasToldDone() const
+{
+    return m_bToldDone;
 }
 
 bool CZelProcessor::ReadRequest(SRun& run)

@@ -138,7 +138,7 @@ bool CZelProcessorServer::ExecuteRequest()
     }
     bool bException = false;
     Try_ExecuteRequest(item, statusFile, bLast, bException);
-    if (bException) {
+    if (bException && !m_pProcessor->HasToldDone()) {
         RemoveFailedRequest(item);
         statusFile.SetStatusAndComment(eRequestStatus_ServerError,
                                        TextOf(StringCodes::kExceptionDuringRequest).c_str());
