@@ -26,7 +26,7 @@ public:
         Write(path);
         BareRename(path, platform::JoinPath(m_directories.request, name));
         if (m_syncing)
-            Check(platform::Files().SyncDirectory(m_directories.request), L"sync the request directory");
+            Check(platform::SyncDirectory(m_directories.request), L"sync the request directory");
     }
 
     void WaitForEnd(const std::wstring& name) override

@@ -66,7 +66,7 @@ private:
             names.push_back(std::move(entry.name));
         }
         if (m_syncing && !names.empty())
-            Check(platform::Files().SyncDirectory(m_directories.queue), L"sync the queue");
+            Check(platform::SyncDirectory(m_directories.queue), L"sync the queue");
         return names;
     }
 

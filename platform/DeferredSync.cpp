@@ -2,6 +2,7 @@
 #include "platform/Os.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -24,11 +25,23 @@ CDeferredDirectorySync::~CDeferredDirectorySync()
         return;
     }
     outermost = nullptr;
-    for (const std::wstring& directory : m_directories) {
-        // Nobody is left to tell: the moves themselves are done, and what a failed sync risks is that they are undone
-        // by a power failure, after which the files are where they were before.
-        static_cast<void>(Files().SyncDirectory(directory));
+    static_cast<void>(SyncAll());
+}
+
+eOsError CDeferredDirectorySync::Sync()
+{
+    return outermost == this ? SyncAll() : eOsError_None;
+}
+
+eOsError CDeferredDirectorySync::SyncAll()
+{
+    auto first = eOsError_None;
+    for (const SDirectory& directory : m_directories) {
+        const auto error = directory.sync->Sync();
+        first = Succeeded(first) ? error : first;
     }
+    m_directories.clear();
+    return first;
 }
 
 bool CDeferredDirectorySync::IsActive()
@@ -36,13 +49,20 @@ bool CDeferredDirectorySync::IsActive()
     return outermost != nullptr;
 }
 
-void CDeferredDirectorySync::Add(std::wstring_view directory)
+eOsError CDeferredDirectorySync::Add(const std::wstring& directory)
 {
     // A scan has one or two target directories: a search from the end is all the index it takes.
     auto& directories = outermost->m_directories;
-    if (std::find(directories.rbegin(), directories.rend(), directory) == directories.rend()) {
-        directories.emplace_back(directory);
+    const auto isThis = [&directory](const SDirectory& known) { return known.path == directory; };
+    if (std::any_of(directories.rbegin(), directories.rend(), isThis)) {
+        return eOsError_None;
     }
+    std::unique_ptr<IDirectorySync> sync;
+    const auto error = Files().OpenForSync(directory, sync);
+    if (Succeeded(error)) {
+        directories.push_back({directory, std::move(sync)});
+    }
+    return error;
 }
 
 } // namespace platform

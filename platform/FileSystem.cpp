@@ -57,6 +57,13 @@ bool DirectoryExists(const std::wstring& path)
            attributes.isDirectory;
 }
 
+eOsError SyncDirectory(const std::wstring& directory)
+{
+    std::unique_ptr<IDirectorySync> sync;
+    const auto error = Files().OpenForSync(directory, sync);
+    return error != eOsError_None ? error : sync->Sync();
+}
+
 eOsError ReadWholeFile(const std::wstring& path, eOpenMode mode, std::string& bytes, std::size_t maxBytes)
 {
     bytes.clear();

@@ -79,6 +79,21 @@ protected:
     ILockFile() = default;
 };
 
+/// A directory that is open for the sync of its names.
+class IDirectorySync {
+public:
+    virtual ~IDirectorySync() = default;
+    IDirectorySync(const IDirectorySync&) = delete;
+    IDirectorySync& operator=(const IDirectorySync&) = delete;
+
+    /// Waits until the names in the directory are on the storage device. On Windows this does nothing beyond what a
+    /// move with WriteThrough does: the system offers no flush of a directory.
+    virtual eOsError Sync() = 0;
+
+protected:
+    IDirectorySync() = default;
+};
+
 enum eMoveFlag : unsigned {
     eMoveFlag_None = 0,
     eMoveFlag_ReplaceExisting = 1, ///< without it an existing target fails the move with AlreadyExists
@@ -150,9 +165,7 @@ public:
     /// listed.
     virtual eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries) = 0;
 
-    /// Waits until the names in a directory are on the storage device. On Windows this does nothing beyond what a move
-    /// with WriteThrough does: the system offers no flush of a directory.
-    virtual eOsError SyncDirectory(const std::wstring& directory) = 0;
+    virtual eOsError OpenForSync(const std::wstring& directory, std::unique_ptr<IDirectorySync>& sync) = 0;
 
     /// TooManyWatches when a limit of the system is reached.
     virtual eOsError Watch(const std::wstring& directory, eWatchFilter filter,
@@ -160,28 +173,43 @@ public:
 };
 
 /// Puts the syncing of target directories off: while an object of this class lives on a thread, moves of that thread
-/// with WriteThrough neither sync the file nor its new directory; the end of the outermost object syncs each such
-/// directory once. For a scan that takes over many files whose data was synced by whoever handed them over.
+/// with WriteThrough neither sync the file nor its new directory; the outermost object syncs each such directory once.
+/// For a scan that takes over many files whose data was synced by whoever handed them over. A directory is opened before
+/// the first move into it, which fails, with nothing moved, when it can't be. One that may not be read is left to the
+/// moves.
 class ZEL_FRAMEWORK_API CDeferredDirectorySync {
 public:
     CDeferredDirectorySync();
+    /// Syncs what is left, untold: for who leaves early.
     ~CDeferredDirectorySync();
     CDeferredDirectorySync(const CDeferredDirectorySync&) = delete;
     CDeferredDirectorySync& operator=(const CDeferredDirectorySync&) = delete;
 
+    /// Syncs now what was put off; for an object within another one that is nothing. The first failure: what was moved
+    /// into that directory is there, but a power cut may undo it.
+    [[nodiscard]] eOsError Sync();
+
     /// For the file systems' Move: true while such an object lives on this thread.
     [[nodiscard]] static bool IsActive();
-    /// Notes a directory for the end of the outermost object of this thread, once per directory.
-    static void Add(std::wstring_view directory);
+    /// Opens a directory for the sync of the outermost object of this thread, once per directory.
+    [[nodiscard]] static eOsError Add(const std::wstring& directory);
 
 private:
-    std::vector<std::wstring> m_directories; ///< of the outermost one
+    struct SDirectory {
+        std::wstring path;
+        std::unique_ptr<IDirectorySync> sync;
+    };
+    eOsError SyncAll();
+
+    std::vector<SDirectory> m_directories; ///< of the outermost one
 };
 
 /// True when the path names an existing file or directory.
 [[nodiscard]] ZEL_FRAMEWORK_API bool PathExists(const std::wstring& path);
 /// True when the path, trailing separators aside, names a directory.
 [[nodiscard]] ZEL_FRAMEWORK_API bool DirectoryExists(const std::wstring& path);
+/// Waits until the names in a directory are on the storage device, as far as IDirectorySync does.
+[[nodiscard]] ZEL_FRAMEWORK_API eOsError SyncDirectory(const std::wstring& directory);
 /// Reads a whole file of at most maxBytes (a longer one is NotSupported) through one open.
 [[nodiscard]] ZEL_FRAMEWORK_API eOsError ReadWholeFile(const std::wstring& path, eOpenMode mode, std::string& bytes,
                                                        std::size_t maxBytes);

@@ -112,22 +112,32 @@ eOsError SyncDirectoryOf(const CDescriptor& directory)
     return fsync(directory.Get()) == 0 || errno == EINVAL ? eOsError_None : LastOsError();
 }
 
-eOsError SyncDirectoryAt(const char* path)
-{
-    const CDescriptor directory(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory) {
-        return DirectoryError(errno, path);
-    }
-    return SyncDirectoryOf(directory);
-}
+class CDirectorySync final : public IDirectorySync {
+public:
+    explicit CDirectorySync(CDescriptor directory) : m_directory(std::move(directory)) {}
+    eOsError Sync() override { return SyncDirectoryOf(m_directory); }
+
+private:
+    const CDescriptor m_directory;
+};
 
 /// Opens what the sync of a new name needs, before the move: what fails later can't be taken back.
-eOsError OpenForSync(const CNativePath& to, CDescriptor& directory)
+eOsError OpenParentForSync(const CNativePath& to, CDescriptor& directory)
 {
     directory.Reset(open(to.Parent().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     // A directory that is missing is told by the move. One that may not be read is a drop box: see SyncNewName.
     const bool isToBeTold = !directory && errno != EACCES && errno != ENOENT && errno != ENOTDIR;
     return isToBeTold ? LastOsError() : eOsError_None;
+}
+
+/// Leaves the sync of a new name to the thread's CDeferredDirectorySync. Off again for a drop box, which can't be opened
+/// for it: that is synced with the move.
+eOsError PutOffSync(const CNativePath& to, bool& isPutOff)
+{
+    const auto error = CDeferredDirectorySync::Add(FromUtf8(to.Parent()));
+    isPutOff = error != eOsError_AccessDenied;
+    // A directory that is missing is told by the move.
+    return isPutOff && !IsAbsent(error) && error != eOsError_NotADirectory ? error : eOsError_None;
 }
 
 /// Makes the new name of a moved file durable. The file is let go before the wait for the device: who is told of the
@@ -223,24 +233,21 @@ public:
             return error;
         }
         const bool writeThrough = (flags & eMoveFlag_WriteThrough) != 0;
-        const bool syncNow = writeThrough && !CDeferredDirectorySync::IsActive();
+        bool isPutOff = writeThrough && CDeferredDirectorySync::IsActive();
+        if (const auto error = isPutOff ? PutOffSync(target, isPutOff) : eOsError_None; error != eOsError_None) {
+            return error;
+        }
+        const bool syncNow = writeThrough && !isPutOff;
         // The data first: a name must never be on the device before what it names.
         if (syncNow && held && fdatasync(held.Get()) != 0) {
             return LastOsError();
         }
         CDescriptor directory;
-        if (const auto error = syncNow ? OpenForSync(target, directory) : eOsError_None; error != eOsError_None) {
+        if (const auto error = syncNow ? OpenParentForSync(target, directory) : eOsError_None; error != eOsError_None) {
             return error;
         }
         const auto moved = MoveHeld(source, target, (flags & eMoveFlag_ReplaceExisting) != 0);
-        if (moved != eOsError_None || !writeThrough) {
-            return moved;
-        }
-        if (syncNow) {
-            return SyncNewName(directory, held);
-        }
-        CDeferredDirectorySync::Add(FromUtf8(target.Parent()));
-        return eOsError_None;
+        return moved == eOsError_None && syncNow ? SyncNewName(directory, held) : moved;
     }
 
     eOsError Remove(const std::wstring& path) override
@@ -315,11 +322,18 @@ public:
         return LastOsError();
     }
 
-    eOsError SyncDirectory(const std::wstring& directory) override
+    eOsError OpenForSync(const std::wstring& directory, std::unique_ptr<IDirectorySync>& sync) override
     {
         const CNativePath native(directory);
-        const auto error = native.Check();
-        return error != eOsError_None ? error : SyncDirectoryAt(native.c_str());
+        if (const auto error = native.Check(); error != eOsError_None) {
+            return error;
+        }
+        CDescriptor opened(open(native.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!opened) {
+            return DirectoryError(errno, native.c_str());
+        }
+        sync = std::make_unique<CDirectorySync>(std::move(opened));
+        return eOsError_None;
     }
 
     eOsError Watch(const std::wstring& directory, eWatchFilter filter, std::unique_ptr<IDirectoryWatch>& watch) override

@@ -94,6 +94,12 @@ private:
     const HANDLE m_handle;
 };
 
+/// Names reach the device with the move that writes them through; there is no flush of a directory.
+class CDirectorySync final : public IDirectorySync {
+public:
+    eOsError Sync() override { return eOsError_None; }
+};
+
 class CWin32FileSystem final : public IFileSystem {
 public:
     eOsError Open(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file) override
@@ -124,16 +130,18 @@ public:
         if (IsHeld(systemFrom)) {
             return eOsError_SharingViolation;
         }
+        // A directory that is missing is told by the move.
+        if (const eOsError error = deferred ? CDeferredDirectorySync::Add(DirectoryOf(to)) : eOsError_None;
+            !Succeeded(error) && !IsAbsent(error)) {
+            return error;
+        }
         // Never with permission to copy: a copy is neither one step nor the same file. The new name is written through
-        // even where the syncing is put off, for SyncDirectory can't do it later.
+        // even where the syncing is put off, for that can't be done later.
         static_assert(eMoveFlag_ReplaceExisting == MOVEFILE_REPLACE_EXISTING);
         static_assert(eMoveFlag_WriteThrough == MOVEFILE_WRITE_THROUGH);
         const DWORD systemFlags = flags & (MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
         if (!MoveFileExW(systemFrom.c_str(), ToSystemPath(to).c_str(), systemFlags)) {
             return LastOsError();
-        }
-        if (deferred) {
-            CDeferredDirectorySync::Add(DirectoryOf(to));
         }
         return eOsError_None;
     }
@@ -185,10 +193,13 @@ public:
         return GetLastError() == ERROR_NO_MORE_FILES ? eOsError_None : LastOsError();
     }
 
-    eOsError SyncDirectory(const std::wstring& directory) override
+    eOsError OpenForSync(const std::wstring& directory, std::unique_ptr<IDirectorySync>& sync) override
     {
-        // Names reach the device with the move that writes them through; there is no flush of a directory.
-        return IsDirectory(ToSystemPath(directory)) ? eOsError_None : eOsError_PathNotFound;
+        if (!IsDirectory(ToSystemPath(directory))) {
+            return eOsError_PathNotFound;
+        }
+        sync = std::make_unique<CDirectorySync>();
+        return eOsError_None;
     }
 
     eOsError Watch(const std::wstring& directory, eWatchFilter filter, std::unique_ptr<IDirectoryWatch>& watch) override

@@ -208,6 +208,19 @@ TEST_F(Listener, OneScanSyncsTheQueueDirectoryOnce)
     m_pServer.reset();
 }
 
+TEST_F(Listener, ASyncThatFailsIsReportedAndTheRequestsAreServed)
+{
+    Make({.syncing = true});
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_files.FailCall(testsupport::eFileCall_SyncDirectory, 1, platform::eOsError_IoError);
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done);
+    m_host.ExpectReport(185, L"What was handed over may not survive a power cut: " + In(m_outputDir, L"Queue") + L"\n" +
+                                 platform::OsErrorText(platform::eOsError_IoError));
+    EXPECT_EQ(SendAndWait(L"b.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+}
+
 TEST_F(Listener, WithoutSyncingNothingIsSynced)
 {
     m_pServer->SetNoExecutiveThread(true);

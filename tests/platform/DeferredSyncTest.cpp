@@ -66,6 +66,45 @@ TEST_F(DeferredSyncTest, TheOutermostObjectSyncs)
     EXPECT_EQ(Syncs(), 1U) << "nothing was moved since";
 }
 
+TEST_F(DeferredSyncTest, ASyncThatFailsIsToldAndTheOthersAreMade)
+{
+    CDeferredDirectorySync deferred;
+    MoveThrough(m_first, L"a");
+    MoveThrough(m_second, L"b");
+    m_files.FailCall(testsupport::eFileCall_SyncDirectory, 1, eOsError_IoError);
+    EXPECT_EQ(deferred.Sync(), eOsError_IoError);
+    EXPECT_EQ(Syncs(), 2U);
+    EXPECT_TRUE(PathExists(m_first / L"a"));
+    EXPECT_EQ(deferred.Sync(), eOsError_None);
+    EXPECT_EQ(Syncs(), 2U) << "nothing was moved since";
+}
+
+TEST_F(DeferredSyncTest, AnObjectWithinAnotherOneLeavesTheSyncToThat)
+{
+    CDeferredDirectorySync outer;
+    {
+        CDeferredDirectorySync inner;
+        MoveThrough(m_first, L"a");
+        EXPECT_EQ(inner.Sync(), eOsError_None);
+    }
+    EXPECT_EQ(Syncs(), 0U);
+    EXPECT_EQ(outer.Sync(), eOsError_None);
+    EXPECT_EQ(Syncs(), 1U);
+}
+
+TEST_F(DeferredSyncTest, ADirectoryThatCannotBeOpenedForItsSyncGetsNoFile)
+{
+    CDeferredDirectorySync deferred;
+    ASSERT_EQ(WriteWholeFile(m_source / L"a", "content"), eOsError_None);
+    m_files.FailCall(testsupport::eFileCall_OpenForSync, 1, eOsError_TooManyOpenFiles);
+    EXPECT_EQ(Files().Move(m_source / L"a", m_first / L"a", eMoveFlag_WriteThrough), eOsError_TooManyOpenFiles);
+    EXPECT_TRUE(PathExists(m_source / L"a"));
+    EXPECT_EQ(Files().Move(m_source / L"a", m_first / L"a", eMoveFlag_WriteThrough), eOsError_None);
+    EXPECT_EQ(Files().Move(m_first / L"a", m_first / L"none/a", eMoveFlag_WriteThrough), eOsError_PathNotFound);
+    EXPECT_EQ(deferred.Sync(), eOsError_None);
+    EXPECT_EQ(Syncs(), 1U);
+}
+
 TEST_F(DeferredSyncTest, MovesWithoutWriteThroughLeaveNothingToSync)
 {
     {

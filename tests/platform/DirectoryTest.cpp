@@ -76,7 +76,8 @@ TEST(DirectoryTest, MakingAndRemoving)
 TEST(DirectoryTest, SyncingNames)
 {
     const CTemporaryDirectory directory;
-    EXPECT_EQ(Files().SyncDirectory(directory.Path()), eOsError_None);
+    EXPECT_FALSE(Succeeded(SyncDirectory(directory / L"none")));
+    EXPECT_EQ(SyncDirectory(directory.Path()), eOsError_None);
 }
 
 TEST(DirectoryTest, NamesThatAreNoValidTextSurvive)

@@ -24,6 +24,7 @@ enum eFileCall {
     eFileCall_MakeDirectory,
     eFileCall_RemoveEmptyDirectory,
     eFileCall_List,
+    eFileCall_OpenForSync,
     eFileCall_SyncDirectory,
     eFileCall_Watch,
     eFileCall_Rearm
@@ -135,9 +136,15 @@ public:
         return Pass({eFileCall_List, directory}, [&] { return m_files.List(directory, entries); });
     }
 
-    platform::eOsError SyncDirectory(const std::wstring& directory) override
+    platform::eOsError OpenForSync(const std::wstring& directory,
+                                   std::unique_ptr<platform::IDirectorySync>& sync) override
     {
-        return Pass({eFileCall_SyncDirectory, directory}, [&] { return m_files.SyncDirectory(directory); });
+        std::unique_ptr<platform::IDirectorySync> opened;
+        const auto error =
+            Pass({eFileCall_OpenForSync, directory}, [&] { return m_files.OpenForSync(directory, opened); });
+        if (error == platform::eOsError_None)
+            sync = std::make_unique<CFaultySync>(*this, directory, std::move(opened));
+        return error;
     }
 
     platform::eOsError Watch(const std::wstring& directory, platform::eWatchFilter filter,
@@ -193,6 +200,23 @@ private:
         CFaultyFiles& m_owner;
         const std::wstring m_path;
         const std::unique_ptr<platform::IFile> m_pFile;
+    };
+
+    class CFaultySync final : public platform::IDirectorySync {
+    public:
+        CFaultySync(CFaultyFiles& owner, std::wstring path, std::unique_ptr<platform::IDirectorySync> sync)
+            : m_owner(owner), m_path(std::move(path)), m_pSync(std::move(sync))
+        {}
+
+        platform::eOsError Sync() override
+        {
+            return m_owner.Pass({eFileCall_SyncDirectory, m_path}, [&] { return m_pSync->Sync(); });
+        }
+
+    private:
+        CFaultyFiles& m_owner;
+        const std::wstring m_path;
+        const std::unique_ptr<platform::IDirectorySync> m_pSync;
     };
 
     class CFaultyWatch final : public platform::IDirectoryWatch {

@@ -23,6 +23,7 @@ namespace {
 constexpr long kLineWatchFailed = 140;
 constexpr long kLineRearmFailed = 162;
 constexpr long kLineScanFailed = 170;
+constexpr long kLineNotSynced = 185;
 /// A stop wakes the listener, so this only bounds what a wake-up that got lost could cost.
 constexpr auto kListenTimeout = 1000ms;
 /// The change that asked for a scan is taken by then, so a scan that failed has to be made up for unasked.
@@ -124,7 +125,7 @@ bool CZelProcessorServer::ScanRequestDir()
         return false;
     }
     // Whoever handed the requests over synced them. The moves of one scan share one sync of the queue directory.
-    const platform::CDeferredDirectorySync deferred;
+    platform::CDeferredDirectorySync deferred;
     for (const platform::SDirectoryEntry& entry : entries) {
         if (!m_bRunning)
             break;
@@ -137,6 +138,10 @@ bool CZelProcessorServer::ScanRequestDir()
         case Protocol::eFileKind_Other: break;
         }
     }
+    // As with a single hand-over: it counts, and who sent again would have it done twice.
+    if (const platform::eOsError synced = deferred.Sync(); !platform::Succeeded(synced))
+        ReportWatchError(kLineNotSynced,
+                         (L"What was handed over may not survive a power cut: " + m_strQueueDir + L"\n").c_str(), synced);
     return true;
 }
 

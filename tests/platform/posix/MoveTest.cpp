@@ -3,6 +3,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/FaultyFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -67,6 +68,18 @@ TEST_F(SyncedMoveTest, WhatTheSyncNeedsIsThereBeforeTheMoveOrNothingMoves)
         EXPECT_FALSE(PathExists(m_to));
     }
     EXPECT_EQ(Files().Move(m_from, m_to, eMoveFlag_WriteThrough), eOsError_None);
+}
+
+TEST_F(SyncedMoveTest, AMoveIntoADropBoxIsSyncedAtOnceWhenSyncsArePutOff)
+{
+    testsupport::CFaultyFiles files;
+    files.FailAlways(testsupport::eFileCall_OpenForSync, eOsError_AccessDenied);
+    const CScopedOs os(&files, nullptr);
+    CDeferredDirectorySync deferred;
+    EXPECT_EQ(Files().Move(m_from, m_to, eMoveFlag_WriteThrough), eOsError_None);
+    EXPECT_TRUE(PathExists(m_to));
+    EXPECT_EQ(deferred.Sync(), eOsError_None);
+    EXPECT_EQ(files.Count(testsupport::eFileCall_SyncDirectory), 0U) << "nothing was put off";
 }
 
 TEST_F(SyncedMoveTest, AMoveWhoseSyncFailsIsToldFromOneThatWasNotMade)
