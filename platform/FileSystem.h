@@ -174,9 +174,9 @@ public:
 
 /// Puts the syncing of target directories off: while an object of this class lives on a thread, moves of that thread
 /// with WriteThrough neither sync the file nor its new directory; the outermost object syncs each such directory once.
-/// For a scan that takes over many files whose data was synced by whoever handed them over. A directory is opened before
-/// the first move into it, which fails, with nothing moved, when it can't be. One that may not be read is left to the
-/// moves.
+/// For a scan that takes over many files whose data was synced by whoever handed them over. A directory is opened
+/// before the first move into it, which fails, with nothing moved, when it can't be. One that may not be read is left
+/// to the moves.
 class ZEL_FRAMEWORK_API CDeferredDirectorySync {
 public:
     CDeferredDirectorySync();

@@ -130,8 +130,8 @@ eOsError OpenParentForSync(const CNativePath& to, CDescriptor& directory)
     return isToBeTold ? LastOsError() : eOsError_None;
 }
 
-/// Leaves the sync of a new name to the thread's CDeferredDirectorySync. Off again for a drop box, which can't be opened
-/// for it: that is synced with the move.
+/// Leaves the sync of a new name to the thread's CDeferredDirectorySync. Off again for a drop box, which can't be
+/// opened for it: that is synced with the move.
 eOsError PutOffSync(const CNativePath& to, bool& isPutOff)
 {
     const auto error = CDeferredDirectorySync::Add(FromUtf8(to.Parent()));

@@ -141,7 +141,8 @@ bool CZelProcessorServer::ScanRequestDir()
     // As with a single hand-over: it counts, and who sent again would have it done twice.
     if (const platform::eOsError synced = deferred.Sync(); !platform::Succeeded(synced))
         ReportWatchError(kLineNotSynced,
-                         (L"What was handed over may not survive a power cut: " + m_strQueueDir + L"\n").c_str(), synced);
+                         (L"What was handed over may not survive a power cut: " + m_strQueueDir + L"\n").c_str(),
+                         synced);
     return true;
 }
 
