@@ -1,5 +1,6 @@
 #include "tests/library/NotifyFixture.h"
 
+#include "Kernel/ZEL_Processor/ZEL_Processor/ChangedGroups.h"
 #include "Kernel/ZEL_Processor/ZEL_Processor/DsEventsFile.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "ZEL_Processor/LockFile.h"
@@ -401,6 +402,66 @@ TEST_F(Notify, GroupsThatWaitEndWithTheirClient)
     EXPECT_TRUE(Access().UnregisterClient(client));
     m_pServer->OnChangedLockResults();
     EXPECT_EQ(Access().PendingGroups(), 0U);
+}
+
+TEST_F(Notify, RepeatsOfGroupsAreKeptOnlyWhileTheyAreFew)
+{
+    CZelProcessorClient& client = AddListener();
+    const auto tell = [&](std::size_t count) {
+        m_pPalette->m_groups.clear();
+        for (std::size_t index = 0; index < count; ++index)
+            m_pPalette->m_groups.push_back(index % 2 == 0 ? kSecondGroup : kFirstGroup);
+        m_pServer->OnChangedDs(Event(1).Get());
+    };
+    tell(ChangedGroups::kMaxWithRepeats - 1);
+    EXPECT_EQ(TakeGroups(client).size(), ChangedGroups::kMaxWithRepeats - 1);
+    tell(ChangedGroups::kMaxWithRepeats - 1);
+    tell(1);
+    EXPECT_EQ(TakeGroups(client).size(), ChangedGroups::kMaxWithRepeats);
+    tell(ChangedGroups::kMaxWithRepeats);
+    tell(1);
+    EXPECT_EQ(TakeGroups(client), (std::vector<GUID>{kSecondGroup, kFirstGroup}));
+}
+
+TEST_F(Notify, MoreGroupsThanAnyPaletteHasMeanThatEverythingMayHaveChanged)
+{
+    CZelProcessorClient& client = AddListener();
+    auto tell = [&, number = 0U](std::size_t count) mutable {
+        m_pPalette->m_groups.clear();
+        while (count-- > 0)
+            m_pPalette->m_groups.push_back({++number, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}});
+        m_pServer->OnChangedDs(Event(1).Get());
+    };
+    const auto isEverything = [&] {
+        CComPtr<IWQ_CLSIDArray> groups;
+        EXPECT_TRUE(client.GetChangedInsertableItemsGroups(groups.Put()));
+        return !groups;
+    };
+    tell(ChangedGroups::kMaxIds - 1);
+    EXPECT_EQ(TakeGroups(client).size(), ChangedGroups::kMaxIds - 1);
+    tell(ChangedGroups::kMaxIds);
+    EXPECT_EQ(TakeGroups(client).size(), ChangedGroups::kMaxIds);
+    tell(ChangedGroups::kMaxIds);
+    tell(1);
+    EXPECT_LT(Read(client.GetInsertableItemsChangeFile()).size(), 1000U);
+    tell(1);
+    EXPECT_TRUE(isEverything()) << "whatever comes after it";
+    tell(1);
+    EXPECT_EQ(TakeGroups(client).size(), 1U);
+
+    // What could not be told is bounded, too.
+    {
+        CLockFile reading(client.GetInsertableItemsChangeFile());
+        ASSERT_TRUE(reading.Lock(false));
+        testsupport::CManualClock clock(std::chrono::milliseconds(10));
+        const platform::CScopedOs os(nullptr, &clock);
+        tell(ChangedGroups::kMaxIds + 1);
+        m_host.ExpectReport(58, L"Timeout expired");
+        m_host.ExpectReport(1018, L"Unable to lock communication file on the server side !");
+        EXPECT_EQ(Access().PendingGroups(), 1U);
+    }
+    tell(1);
+    EXPECT_TRUE(isEverything());
 }
 
 TEST_F(Notify, EventsThatBecomeTooManyAreOneThatSaysSo)

@@ -1,3 +1,4 @@
+#include "ChangedGroups.h"
 #include "DsEventRecord.h"
 #include "DsEventsFile.h"
 #include "ProtocolFiles.h"
@@ -97,7 +98,7 @@ void AppendGroups(IWQ_CLSIDArray& from, IWQ_CLSIDArray& to)
     }
 }
 
-/// What waits for a client must not grow with every change that cannot be written.
+/// Each id once. More than ChangedGroups::kMaxIds become the null id: everything may have changed.
 CComPtr<IWQ_CLSIDArray> WithoutRepeats(IWQ_CLSIDArray& groups)
 {
     CComPtr<IWQ_CLSIDArray> all = MakeArray();
@@ -110,7 +111,20 @@ CComPtr<IWQ_CLSIDArray> WithoutRepeats(IWQ_CLSIDArray& groups)
         if (known.insert(id).second)
             ThrowIfFailed(all->Add(&id));
     }
+    if (known.size() > ChangedGroups::kMaxIds) {
+        const GUID everything{};
+        all = MakeArray();
+        ThrowIfFailed(all->Add(&everything));
+    }
     return all;
+}
+
+/// What a client gets of these ids: one that never reads must not make its file grow with every change.
+CComPtr<IWQ_CLSIDArray> Bounded(IWQ_CLSIDArray& groups)
+{
+    ULONGLONG count = 0;
+    ThrowIfFailed(groups.GetCount(&count));
+    return count > ChangedGroups::kMaxWithRepeats ? WithoutRepeats(groups) : CComPtr<IWQ_CLSIDArray>(&groups);
 }
 
 /// Events that nobody takes must not grow without end. What became too much to tell is one event that says so.
@@ -299,9 +313,10 @@ bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId,
     CLockFile lock(path);
     if (!lock.Lock(true, m_bRunning))
         return report.Fail(1018, kUnableToLock);
-    const CComPtr<IWQ_CLSIDArray> all = MakeArray();
-    ReadGroups(path, *all);
-    AppendGroups(*news, *all);
+    const CComPtr<IWQ_CLSIDArray> both = MakeArray();
+    ReadGroups(path, *both);
+    AppendGroups(*news, *both);
+    const CComPtr<IWQ_CLSIDArray> all = Bounded(*both);
     if (!WriteGroups(path, *all)) {
         pending = WithoutRepeats(*all);
         static_cast<void>(platform::WriteWholeFile(path, {})); // half a file would be taken for a damaged one
