@@ -22,7 +22,8 @@ eExitCode CCancelCommand::Steer(const STarget& target)
     if (CZelRequestWatch::IsFinal(target.state.status))
         return RefuseEnded(target);
     if (!WaitUntilTaken(target))
-        return Fail(target, eRequestStatus_ServerTimeout);
+        return target.session.HasGivenUp() ? Refuse(target, ToolTexts::IDS_INTERRUPTED)
+                                           : Fail(target, eRequestStatus_ServerTimeout);
     const eZelProcRequestStatus answer = target.client.CancelRequest(name);
     if (answer != eRequestStatus_Done)
         return Fail(target, answer);

@@ -38,6 +38,10 @@ eExitCode CListener::Register()
     }
     const auto start = platform::Clock().Steady();
     if (!m_client.Client().ListenDsEvents()) {
+        if (m_session.HasGivenUp()) {
+            PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_INTERRUPTED));
+            return eExitCode_Interrupted;
+        }
         // Only a server that does not answer takes so long.
         const bool isTimeout = platform::Clock().Steady() - start >= m_session.Options().serverTimeout;
         PrintError(L"zel", WQ_ModuleText(isTimeout ? ToolTexts::IDS_CANNOT_HEAR : ToolTexts::IDS_NOT_REGISTERED));

@@ -23,8 +23,11 @@ int CSteerCommand::Run(CToolSession& session)
     std::wstring error;
     const bool isOpen = client.Open(error);
     eExitCode code = eExitCode_Done;
-    for (const std::wstring& name : m_names)
+    for (const std::wstring& name : m_names) {
+        if (session.IsInterrupted())
+            return FirstFailure(code, eExitCode_Interrupted);
         code = FirstFailure(code, isOpen ? SteerByName(session, client.Client(), name) : session.Fail(name, error));
+    }
     return code;
 }
 
@@ -55,6 +58,8 @@ eExitCode CSteerCommand::RefuseEnded(const STarget& target)
 
 eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answer)
 {
+    if (target.session.HasGivenUp())
+        return Refuse(target, ToolTexts::IDS_COMMAND_INTERRUPTED);
     SRequestState state;
     state.name = target.state.name;
     state.status = answer;

@@ -25,7 +25,7 @@ protected:
                                           std::vector<std::wstring> arguments = {});
     /// The same for one that has ended already.
     [[nodiscard]] static eExitCode RefuseEnded(const STarget& target);
-    /// The server was asked and did not do it.
+    /// The server was asked and did not do it, or its answer was not waited for any longer.
     [[nodiscard]] static eExitCode Fail(const STarget& target, eZelProcRequestStatus answer);
     /// The server was asked and did it: the state afterwards as an object, or the word for people.
     static void Tell(const STarget& target, const SRequestState& after, const std::wstring& word);

@@ -77,10 +77,11 @@ public:
     void Init(CString requestDirectory, CString outputDirectory, CString clientDirectory);
     /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing.
     void SetSyncing(bool syncing);
-    /// What ends the waiting for files that others have open, which has no end of its own: goOn is asked between two
-    /// tries, on the thread that waits, and false ends them. A send or a receive fails then, and a status is
-    /// eRequestStatus_NotIntialized: nothing is known. Nothing is asked while no file is held. To be set before the
-    /// calls.
+    /// What ends the waiting for files that others have open, which has no end of its own, and for the server's answer
+    /// to a command: goOn is asked between two tries, on the thread that waits, and false ends them. A send or a
+    /// receive fails then; a status is eRequestStatus_NotIntialized: nothing is known; and so is what a command gives,
+    /// which the server may still carry out. An unregistration alone waits on for its answer. Nothing is asked while no
+    /// file is held and no answer is missing. To be set before the calls.
     void SetGoOn(std::function<bool()> goOn);
     /// How long the server has for a command; ten seconds when nothing else is set.
     void SetCommandTimeout(std::chrono::milliseconds timeout);
@@ -102,7 +103,7 @@ public:
     /// Asks the server to drop a waiting request, or to stop whatever runs when the request does not wait; a server
     /// with cancelByName (SZelServerOptions), as zel-server is, never stops another than the named one. Done once the
     /// server has answered, which says nothing of when a running request ends. A server error, or a time-out is
-    /// reported and returned.
+    /// reported and returned; eRequestStatus_NotIntialized when the wait was ended (SetGoOn).
     [[nodiscard]] eZelProcRequestStatus CancelRequest(const CString& requestPath);
     /// Pauses a request that has not started, and unpauses one that is paused; that then runs next. Results as above.
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);

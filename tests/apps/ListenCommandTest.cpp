@@ -189,6 +189,16 @@ TEST_F(ListenCommandTest, WithoutAServerItSaysSo)
     EXPECT_FALSE(Contains(result.errors, "listening\n")) << result.errors;
 }
 
+TEST_F(ListenCommandTest, AStopEndsTheWaitForTheRegistration)
+{
+    CRunningProgram listener = StartZel({L"listen", L"--server-timeout", L"3600"});
+    ASSERT_TRUE(WaitUntil([&] { return !FilesIn(m_strRequests).empty(); }));
+    listener.Process().RequestStop();
+    const SProgramResult result = listener.Finish();
+    EXPECT_EQ(result.code, 130);
+    EXPECT_TRUE(Contains(result.errors, "interrupted; the server may still register this listener")) << result.errors;
+}
+
 TEST_F(ListenCommandTest, WhenNobodyListensTheProjectIsMarkedForItsNextOpening)
 {
     const std::wstring project = InOutput(L".zel-server/project");

@@ -2,6 +2,8 @@
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
+#include <algorithm>
+
 namespace {
 
 class SteerCommandTest : public CProgramTest {
@@ -205,6 +207,46 @@ TEST_F(SteerCommandTest, WithoutAServerTheTimeOfTheServerIsOver)
         EXPECT_TRUE(Contains(result.errors, "did not carry out the command in 0.3 seconds")) << result.errors;
     }
     EXPECT_TRUE(platform::PathExists(InRequests(L"a.drq")));
+}
+
+TEST_F(SteerCommandTest, AStopEndsTheWaitForTheServersAnswer)
+{
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);
+    Write(InQueue(L"waits.drq"), "");
+    Write(InQueue(L"paused.drq"), "");
+    Write(InOutput(L"paused.drq.status"), platform::ToUtf16Le(L"12\r\n"));
+    for (const auto& [command, name] : {std::pair(L"cancel", L"waits.drq"), std::pair(L"pause", L"waits.drq"),
+                                        std::pair(L"resume", L"paused.drq")}) {
+        CRunningProgram zel = StartZel({command, name, L"next.drq", L"--server-timeout", L"3600"});
+        std::wstring sent;
+        ASSERT_TRUE(WaitUntil([&] {
+            for (const std::wstring& file : FilesIn(m_strRequests))
+                sent = file.ends_with(L".command") ? file : sent;
+            return !sent.empty();
+        }));
+        zel.Process().RequestStop();
+        const SProgramResult result = zel.Finish();
+        EXPECT_EQ(result.code, 130) << result.errors;
+        EXPECT_EQ(result.errors, "zel: interrupted; the server may still carry out the command for '" +
+                                     platform::ToUtf8(name) + "'\n");
+        EXPECT_EQ(platform::Files().Remove(InRequests(sent)), platform::eOsError_None) << "it belongs to the server";
+    }
+}
+
+TEST_F(SteerCommandTest, AStopEndsTheWaitForTheServerToTakeARequest)
+{
+    Write(InRequests(L"a.drq"), "");
+    CRunningProgram zel = StartZel({L"cancel", L"a.drq", L"--server-timeout", L"3600"});
+    ASSERT_TRUE(WaitUntil([&] { // its folder is made when it listens for stops
+        std::vector<platform::SDirectoryEntry> entries;
+        EXPECT_EQ(platform::Files().List(m_strRequests, entries), platform::eOsError_None);
+        return std::ranges::any_of(entries, &platform::SDirectoryEntry::isDirectory);
+    }));
+    zel.Process().RequestStop();
+    const SProgramResult result = zel.Finish();
+    EXPECT_EQ(result.code, 130);
+    EXPECT_EQ(result.errors, "zel: interrupted; the request 'a.drq' goes on\n");
+    EXPECT_EQ(FilesIn(m_strRequests), std::vector<std::wstring>{L"a.drq"}) << "nothing was sent";
 }
 
 } // namespace

@@ -134,6 +134,46 @@ TEST_F(ClientCommands, AStatusThatIsKeptOpenDoesNotOutlastTheTimeOfACommand)
     m_host.ExpectReport(345, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) TIMEOUT");
 }
 
+TEST_F(ClientCommands, AClientThatIsToStopDoesNotWaitForTheAnswer)
+{
+    const platform::CScopedOs os(nullptr, &m_clock);
+    m_client.SetGoOn([&] { return m_clock.Sleeps() < 3; });
+    const auto start = m_clock.Steady();
+    EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_NotIntialized);
+    EXPECT_LT(m_clock.Steady() - start, std::chrono::seconds(1));
+    EXPECT_FALSE(SentCommand().empty()) << "the file belongs to the server";
+}
+
+TEST_F(ClientCommands, AnAnswerThatIsThereCountsForAClientThatIsToStopToo)
+{
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Move)
+            Write(In(m_outputDir, platform::FileNameOf(call.path) + L".status"), platform::ToUtf16Le(L"13\r\n"));
+    });
+    const platform::CScopedOs os(&m_files, &m_clock);
+    m_client.SetGoOn([] { return false; });
+    EXPECT_EQ(m_client.PauseRequest(L"a.drq"), eRequestStatus_Done);
+}
+
+TEST_F(ClientCommands, ARegistrationThatIsNotWaitedForIsNone)
+{
+    const platform::CScopedOs os(nullptr, &m_clock);
+    m_client.SetGoOn([] { return false; });
+    EXPECT_FALSE(m_client.ListenDsEvents());
+    m_host.ExpectReport(520, L"SendCommand(eCommandType_RegisterClient) != eRequestStatus_Done, "
+                             L"statusSendCommand=eRequestStatus_NotIntialized");
+    EXPECT_EQ(m_client.GetDsEventsFileFullPath(), L"");
+}
+
+TEST_F(ClientCommands, AClientThatIsToStopStillSaysItsFarewell)
+{
+    Run();
+    ASSERT_TRUE(m_client.ListenDsEvents());
+    m_client.SetGoOn([] { return false; });
+    EXPECT_TRUE(m_client.StopListeningDsEvents());
+    EXPECT_TRUE(Access().Clients().empty());
+}
+
 TEST_F(ClientCommands, AStatusThatGoesToDoneIsTakenAway)
 {
     testsupport::CManualClock clock;

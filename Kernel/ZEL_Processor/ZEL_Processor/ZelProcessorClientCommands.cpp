@@ -92,6 +92,8 @@ eZelProcRequestStatus CZelProcessorClient::FollowCommand(const CString& commandF
     const auto isInTime = [&] { return platform::Clock().Steady() - start <= m_commandTimeout; };
     // A status that somebody keeps open must not hold the command up for longer than a server that does not answer.
     const auto goOn = [&] { return isInTime() && (!m_goOn || m_goOn()); };
+    // A client that is to stop has to say its farewell all the same.
+    const auto isStopped = [&] { return type != eCommandType_UnregisterClient && m_goOn && !m_goOn(); };
     CAdditionalRequestStatus additional;
     eZelProcRequestStatus status = LookForStatus(commandFile, &additional, goOn);
     const auto end = [&](eZelProcRequestStatus result) {
@@ -111,6 +113,8 @@ eZelProcRequestStatus CZelProcessorClient::FollowCommand(const CString& commandF
             status == eRequestStatus_ServerTimeout)
             return fail(kLineError, L"CZelProcessorClient::SendCommand ERROR",
                         L"SendMessageToServer(eCommType=%s) != eRequestStatus_Done, eStatus=%s %s\n  %s", status);
+        if (isStopped())
+            return end(eRequestStatus_NotIntialized);
         if (!isInTime())
             return fail(kLineTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
                         L"SendMessageToServer(eCommType=%s) TIMEOUT , eStatus=%s %s\n  %s",
