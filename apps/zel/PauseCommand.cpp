@@ -20,7 +20,15 @@ eExitCode CPauseCommand::Toggle(const STarget& target)
     const std::optional<SRequestState> after = target.session.Look(target.client, target.state.name, code);
     if (!after)
         return code;
-    const bool isPaused = after->status == eRequestStatus_Paused;
-    Tell(target, *after, WQ_ModuleText(isPaused ? ToolTexts::IDS_WORD_PAUSED : ToolTexts::IDS_WORD_RESUMED));
+    Tell(target, *after, WQ_ModuleText(WordFor(target.state.status, after->status)));
     return eExitCode_Done;
+}
+
+const STextCode& CPauseCommand::WordFor(eZelProcRequestStatus before, eZelProcRequestStatus after)
+{
+    if (after == eRequestStatus_Paused)
+        return ToolTexts::IDS_WORD_PAUSED;
+    // To a server that keeps to the protocol alone a paused request waits, too.
+    const bool isTold = before != eRequestStatus_Waiting || after != eRequestStatus_Waiting;
+    return isTold ? ToolTexts::IDS_WORD_RESUMED : ToolTexts::IDS_WORD_PAUSED_OR_RESUMED;
 }

@@ -12,4 +12,8 @@ protected:
     [[nodiscard]] eExitCode Steer(const STarget& target) override;
     /// Sends the command and tells what it did.
     [[nodiscard]] static eExitCode Toggle(const STarget& target);
+
+private:
+    /// What is known of what the command did.
+    [[nodiscard]] static const STextCode& WordFor(eZelProcRequestStatus before, eZelProcRequestStatus after);
 };

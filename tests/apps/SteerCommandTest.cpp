@@ -160,9 +160,11 @@ TEST_F(SteerCommandTest, OnlyPausedRequestsAreResumedAndOnlyWaitingOnesPaused)
     Queue({L"a.drq"});
     const SProgramResult waiting = Zel({L"resume", L"a.drq"});
     EXPECT_EQ(waiting.code, 1);
-    EXPECT_TRUE(Contains(waiting.errors, "'a.drq' is not paused, but Waiting")) << waiting.errors;
+    EXPECT_TRUE(Contains(waiting.errors, "'a.drq' is not known to be paused, but Waiting")) << waiting.errors;
     EXPECT_EQ(StatusOf(L"a.drq"), 5);
-    EXPECT_EQ(Zel({L"resume", L"g.drq"}).code, 1);
+    const SProgramResult ran = Zel({L"resume", L"g.drq"});
+    EXPECT_EQ(ran.code, 1);
+    EXPECT_TRUE(Contains(ran.errors, "'g.drq' is not paused, but ")) << ran.errors;
     const SProgramResult running = Zel({L"pause", L"g.drq"});
     EXPECT_EQ(running.code, 1);
     EXPECT_TRUE(Contains(running.errors, "runs already")) << running.errors;
@@ -215,8 +217,8 @@ TEST_F(SteerCommandTest, AStopEndsTheWaitForTheServersAnswer)
     Write(InQueue(L"waits.drq"), "");
     Write(InQueue(L"paused.drq"), "");
     Write(InOutput(L"paused.drq.status"), platform::ToUtf16Le(L"12\r\n"));
-    for (const auto& [command, name] : {std::pair(L"cancel", L"waits.drq"), std::pair(L"pause", L"waits.drq"),
-                                        std::pair(L"resume", L"paused.drq")}) {
+    for (const auto& [command, name] :
+         {std::pair(L"cancel", L"waits.drq"), std::pair(L"pause", L"waits.drq"), std::pair(L"resume", L"paused.drq")}) {
         CRunningProgram zel = StartZel({command, name, L"next.drq", L"--server-timeout", L"3600"});
         std::wstring sent;
         ASSERT_TRUE(WaitUntil([&] {
@@ -245,7 +247,7 @@ TEST_F(SteerCommandTest, AStopEndsTheWaitForTheServerToTakeARequest)
     zel.Process().RequestStop();
     const SProgramResult result = zel.Finish();
     EXPECT_EQ(result.code, 130);
-    EXPECT_EQ(result.errors, "zel: interrupted; the request 'a.drq' goes on\n");
+    EXPECT_FALSE(Contains(result.errors, "did not carry out")) << result.errors;
     EXPECT_EQ(FilesIn(m_strRequests), std::vector<std::wstring>{L"a.drq"}) << "nothing was sent";
 }
 

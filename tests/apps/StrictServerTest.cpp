@@ -67,6 +67,25 @@ TEST_P(StrictServerTest, OnlyAStrictOneGivesAPausedRequestNoStatus)
     StopServer(server);
 }
 
+TEST_P(StrictServerTest, TheToolSaysOfAPauseWhatTheServerTells)
+{
+    CRunningProgram server = Start({L"--manual"});
+    ASSERT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x")}).code, 0);
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InQueue(L"a.drq")); }));
+    const std::string unknown = "a.drq: paused or resumed: the server does not tell which\n";
+    EXPECT_EQ(Zel({L"pause", L"a.drq"}).output, GetParam() ? unknown : "a.drq: paused\n");
+    const SProgramResult resumed = Zel({L"resume", L"a.drq"});
+    EXPECT_EQ(resumed.code, GetParam() ? 1 : 0);
+    EXPECT_EQ(resumed.output, GetParam() ? "" : "a.drq: resumed\n");
+    if (GetParam()) {
+        EXPECT_TRUE(Contains(resumed.errors, "'a.drq' is not known to be paused, but Waiting")) << resumed.errors;
+        EXPECT_EQ(Zel({L"pause", L"a.drq"}).output, unknown);
+    }
+    ASSERT_TRUE(RequestStep(server.Process()));
+    EXPECT_EQ(Zel({L"wait", L"a.drq"}).code, 0) << "it goes on";
+    StopServer(server);
+}
+
 INSTANTIATE_TEST_SUITE_P(Servers, StrictServerTest, testing::Bool(),
                          [](const auto& given) { return given.param ? "Strict" : "Usual"; });
 
