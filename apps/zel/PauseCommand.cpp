@@ -1,6 +1,7 @@
 #include "apps/zel/PauseCommand.h"
 
 #include "ZEL_Processor/ZelRequestWatch.h"
+#include "platform/Path.h"
 
 eExitCode CPauseCommand::Steer(const STarget& target)
 {
@@ -13,6 +14,9 @@ eExitCode CPauseCommand::Steer(const STarget& target)
 
 eExitCode CPauseCommand::Toggle(const STarget& target)
 {
+    // A server takes no other names out of the two directories, and gives no answer.
+    if (!platform::IsPlainFileName(target.state.name))
+        return Refuse(target, ToolTexts::IDS_NAME_CANNOT_BE_PAUSED);
     const eZelProcRequestStatus answer = target.client.PauseRequest(target.state.name);
     if (answer != eRequestStatus_Done)
         return Fail(target, answer);

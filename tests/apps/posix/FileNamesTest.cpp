@@ -44,6 +44,24 @@ TEST_F(FileNamesTest, NamesThatXmlCannotCarryAreCancelledAndPaused)
     StopServer(server);
 }
 
+TEST_F(FileNamesTest, NamesThatAServerDoesNotLookForAreCancelledAndNotPaused)
+{
+    platform::SProcessOptions options;
+    options.pipeInput = true;
+    CRunningProgram server = StartServer({L"--manual"}, options);
+    for (const std::wstring name : {L"a:b.drq", L"a\\b.drq"}) {
+        Write(InRequests(name), "x"); // put there by hand
+        ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InQueue(name)); }));
+        const SProgramResult result = Zel({L"pause", name});
+        EXPECT_EQ(result.code, 1);
+        EXPECT_EQ(result.errors, "zel: '" + platform::ToUtf8(name) +
+                                     "' can be cancelled, but not paused: it is not a plain file name\n");
+        EXPECT_EQ(Zel({L"cancel", name}).code, 0);
+        EXPECT_FALSE(platform::PathExists(InQueue(name)));
+    }
+    StopServer(server);
+}
+
 TEST_F(FileNamesTest, FileWithoutReadPermissionEndsInAnErrorAndTheServerGoesOn)
 {
     if (geteuid() == 0)
