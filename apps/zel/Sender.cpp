@@ -10,6 +10,7 @@
 
 bool CSender::Send(const std::wstring& source, const std::wstring& name, std::wstring& error)
 {
+    m_session.ForgetGivenUp(); // what ended the one before says nothing of this one
     // Asked before the copying, too, which may take long.
     if (IsInUse(name, error))
         return false;
@@ -30,7 +31,6 @@ bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std
     }
     if (IsInUse(name, error))
         return false;
-    m_session.ForgetGivenUp();
     if (m_session.Client().SendRequest(staged) == eRequestStatus_Sent)
         return true;
     if (m_session.HasGivenUp()) {

@@ -76,6 +76,7 @@ eExitCode CToolSession::Fail(const std::wstring& name, const std::wstring& text)
 void CToolSession::SetTimeout(std::chrono::milliseconds timeout)
 {
     m_end = platform::Clock().Steady() + timeout;
+    ForgetGivenUp(); // that the time before was over
 }
 
 std::chrono::milliseconds CToolSession::Left() const
