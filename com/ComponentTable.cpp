@@ -45,21 +45,13 @@ bool CComponentTable::Revoke(REFCLSID classId)
 {
     STableEntry revoked; // releases its factory after the lock
     const std::lock_guard lock(m_mutex);
-    const auto found = std::find_if(m_entries.begin(), m_entries.end(), [&](const STableEntry& entry) {
-        return entry.info.id == classId && entry.factory;
-    });
+    const auto found =
+        std::ranges::find_if(m_entries, [&](const STableEntry& entry) { return entry.info.id == classId; });
     if (found == m_entries.end())
         return false;
     revoked = std::move(*found);
     m_entries.erase(found);
     return true;
-}
-
-void CComponentTable::Clear()
-{
-    std::vector<STableEntry> old;
-    const std::lock_guard lock(m_mutex);
-    old.swap(m_entries);
 }
 
 void CComponentTable::AppendCategory(const GUID& category, std::vector<CLSID>& classes)

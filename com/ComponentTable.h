@@ -27,7 +27,6 @@ public:
     bool Find(REFCLSID classId, STableEntry& entry);
     bool Contains(REFCLSID classId);
     bool Revoke(REFCLSID classId);
-    void Clear();
     void AppendCategory(const GUID& category, std::vector<CLSID>& classes);
     void AppendAll(std::vector<SComponentInfo>& components);
     /// The module's entry point, which it loads when that has not happened yet; null with the reason when there is

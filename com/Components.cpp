@@ -251,8 +251,3 @@ HRESULT RevokeComponentClass(REFCLSID classId)
 {
     return Table().Revoke(classId) ? S_OK : S_FALSE;
 }
-
-void ClearComponents()
-{
-    Table().Clear();
-}

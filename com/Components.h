@@ -109,8 +109,6 @@ ZEL_FRAMEWORK_API HRESULT RegisterComponentClass(REFCLSID classId, IClassFactory
 using ComponentFactoryFunction = std::function<HRESULT(REFIID iid, void** object)>;
 ZEL_FRAMEWORK_API HRESULT RegisterComponentClass(REFCLSID classId, ComponentFactoryFunction factory,
                                                  const std::vector<CATID>& categories);
-/// Takes a class that was registered in this process out of the table; S_FALSE when there is none. Objects live on.
+/// Takes a class out of the table, wherever it lives; S_FALSE when it is not there. Objects live on, and a module that
+/// serves it stays loaded.
 ZEL_FRAMEWORK_API HRESULT RevokeComponentClass(REFCLSID classId);
-
-/// Empties the table, for tests. Modules stay loaded.
-ZEL_FRAMEWORK_API void ClearComponents();

@@ -228,6 +228,18 @@ TEST_F(CComponentsTest, AHostRegistersClassesOfItsOwn)
     EXPECT_EQ(RegisterComponentClass(kTestClassOne, nullptr, {}), E_INVALIDARG);
 }
 
+TEST_F(CComponentsTest, AModulesClassCanBeTakenOutAndComesWithItsFolderAgain)
+{
+    WriteManifest(L"a.component", ModulePath(L"com_test_component"), {{kTestClassOne, L"", {}}, {kTestClassTwo, L"", {}}});
+    EXPECT_TRUE(AddFolder().empty());
+    EXPECT_EQ(RevokeComponentClass(kTestClassOne), S_OK);
+    EXPECT_EQ(RevokeComponentClass(kTestClassOne), S_FALSE);
+    EXPECT_EQ(AnswerOf(kTestClassOne), static_cast<LONG>(REGDB_E_CLASSNOTREG));
+    EXPECT_EQ(AnswerOf(kTestClassTwo), 2) << "its neighbour stays";
+    EXPECT_TRUE(AddFolder().empty());
+    EXPECT_EQ(AnswerOf(kTestClassOne), 1);
+}
+
 TEST_F(CComponentsTest, AClassIsNotAggregatedAndNotMadeOutOfProcess)
 {
     ASSERT_EQ(RegisterComponentClass(kTestClassOne, MakeAnswer, {}), S_OK);

@@ -4,6 +4,7 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "tests/com/ComFixture.h"
 #include "tests/com/TestComponent.h"
 #include "tests/support/TemporaryDirectory.h"
 

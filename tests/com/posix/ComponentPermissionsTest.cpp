@@ -3,6 +3,7 @@
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
+#include "tests/com/ComFixture.h"
 #include "tests/com/TestComponent.h"
 #include "tests/support/TemporaryDirectory.h"
 
