@@ -1,6 +1,5 @@
 #include "framework/Log.h"
 
-#include "framework/CrashReport.h"
 #include "framework/Host.h"
 #include "framework/LogOptions.h"
 #include "framework/LogRegistry.h"
@@ -8,8 +7,6 @@
 
 #include <spdlog/logger.h>
 #include <spdlog/sinks/sink.h>
-
-#include <utility>
 
 namespace Brel::Log {
 
@@ -27,35 +24,6 @@ spdlog::source_loc PlaceOf(const platform::SSourceLocation& location)
 {
     return {location.file, location.line, location.function};
 }
-
-std::string TextOrEmpty(const char* text)
-{
-    return text != nullptr ? text : "";
-}
-
-class CCallbackSink : public spdlog::sinks::sink {
-public:
-    explicit CCallbackSink(std::function<void(const SLogLine&)> callback) : m_callback(std::move(callback)) {}
-
-    void log(const spdlog::details::log_msg& message) override
-    {
-        SLogLine line;
-        line.logger.assign(message.logger_name.data(), message.logger_name.size());
-        line.level = static_cast<eLogLevel>(message.level);
-        line.file = TextOrEmpty(message.source.filename);
-        line.line = message.source.line;
-        line.function = TextOrEmpty(message.source.funcname);
-        line.text = platform::FromUtf8({message.payload.data(), message.payload.size()});
-        line.request = MOXCrashRpt::CScopedSubject::CurrentName();
-        m_callback(line);
-    }
-    void flush() override {}
-    void set_pattern(const std::string&) override {}
-    void set_formatter(std::unique_ptr<spdlog::formatter>) override {}
-
-private:
-    const std::function<void(const SLogLine&)> m_callback;
-};
 
 } // namespace
 
@@ -99,14 +67,6 @@ void WriteAlways(Logger& logger, eLogLevel level, const platform::SSourceLocatio
 bool Configure(const SLogOptions& options, std::wstring* errorText)
 {
     return CLogRegistry::Instance().Configure(options, errorText);
-}
-
-std::shared_ptr<Logger> MakeCallbackLogger(const std::string& name, eLogLevel level,
-                                           std::function<void(const SLogLine&)> callback)
-{
-    auto logger = std::make_shared<Logger>(name, std::make_shared<CCallbackSink>(std::move(callback)));
-    logger->set_level(SpdlogLevel(level));
-    return logger;
 }
 
 } // namespace Brel::Log

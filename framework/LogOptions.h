@@ -4,8 +4,6 @@
 #include "platform/Export.h"
 
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <string>
 
 namespace Brel::Log {
@@ -49,21 +47,5 @@ constexpr int kOldLogFiles = 5;
 /// Every line has been handed to the system when Write returns, so it survives the death of the process; not that of
 /// the machine. Only one process may write to a file that has a size.
 ZEL_FRAMEWORK_API bool Configure(const SLogOptions& options, std::wstring* errorText = nullptr);
-
-/// One line as it was written, for hosts with a log of their own.
-struct SLogLine {
-    std::string logger;
-    eLogLevel level = eLogLevel_Info;
-    std::string file; ///< as the compiler named it, or as a report did; may be empty
-    int line = 0;
-    std::string function;
-    std::wstring text;    ///< unchanged
-    std::wstring request; ///< what the writing thread works on; may be empty
-};
-
-/// A logger that hands every line of at least this level to a function, which is called on the writing thread, possibly
-/// on several at once, and must not log there itself. An exception from it ends there.
-[[nodiscard]] ZEL_FRAMEWORK_API std::shared_ptr<Logger> MakeCallbackLogger(
-    const std::string& name, eLogLevel level, std::function<void(const SLogLine&)> callback);
 
 } // namespace Brel::Log

@@ -347,7 +347,7 @@ TEST_F(CrashContainment, EveryLineOfTheLogNamesTheRequestItBelongsTo)
     static_cast<void>(m_host.TakeBoxes());
     m_host.AcceptWarnings();
     std::map<std::wstring, std::size_t> lines;
-    for (const Brel::Log::SLogLine& line : m_host.TakeLogLines())
+    for (const testsupport::SLogLine& line : m_host.TakeLogLines())
         ++lines[line.request];
     EXPECT_GT(lines[L"crash1.drq"], 1U);
     EXPECT_GT(lines[L"next.drq"], 2U);

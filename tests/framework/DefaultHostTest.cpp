@@ -5,6 +5,7 @@
 #include "framework/Services.h"
 #include "tests/framework/DigitsShape.h"
 #include "tests/framework/ScratchFolder.h"
+#include "tests/support/CallbackLogger.h"
 #include "tests/support/ChildProcess.h"
 
 #include <gtest/gtest.h>
@@ -18,15 +19,15 @@ class CKeptLogHost : public CWQ_DefaultHost {
 public:
     CKeptLogHost()
     {
-        m_pLogger = Brel::Log::MakeCallbackLogger("ZelProcessor", Brel::Log::eLogLevel_Trace,
-                                                  [this](const Brel::Log::SLogLine& line) { m_lines.push_back(line); });
+        m_pLogger = testsupport::MakeCallbackLogger("ZelProcessor", Brel::Log::eLogLevel_Trace,
+                                                  [this](const testsupport::SLogLine& line) { m_lines.push_back(line); });
     }
     std::shared_ptr<Brel::Log::Logger> GetLogger(const std::string& name) override
     {
         EXPECT_EQ(name, "ZelProcessor");
         return m_pLogger;
     }
-    std::vector<Brel::Log::SLogLine> m_lines;
+    std::vector<testsupport::SLogLine> m_lines;
 
 private:
     std::shared_ptr<Brel::Log::Logger> m_pLogger;

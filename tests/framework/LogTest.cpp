@@ -7,6 +7,7 @@
 #include "platform/Text.h"
 #include "tests/framework/DigitsShape.h"
 #include "tests/framework/ScratchFolder.h"
+#include "tests/support/CallbackLogger.h"
 #include "tests/support/ChildProcess.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +20,8 @@
 namespace {
 
 using namespace Brel::Log;
+using testsupport::MakeCallbackLogger;
+using testsupport::SLogLine;
 
 /// The default log in a file of its own, and not on the screen.
 class LogTest : public testing::Test {

@@ -103,7 +103,7 @@ TEST_F(Processor, EveryStatusTextIsLogged)
 {
     EXPECT_TRUE(Process());
     std::vector<CString> texts;
-    for (const Brel::Log::SLogLine& line : m_host.TakeLogLines()) {
+    for (const testsupport::SLogLine& line : m_host.TakeLogLines()) {
         EXPECT_EQ(line.logger, "ZelProcessor");
         EXPECT_EQ(line.level, Brel::Log::eLogLevel_Debug);
         EXPECT_EQ(line.file, "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessor");

@@ -2,9 +2,9 @@
 
 #include "framework/CrashReport.h"
 #include "framework/DefaultHost.h"
-#include "framework/LogOptions.h"
 #include "framework/Services.h"
 #include "platform/Text.h"
+#include "tests/support/CallbackLogger.h"
 
 #include <gtest/gtest.h>
 
@@ -39,13 +39,13 @@ inline void PrintTo(const SRecordedBox& box, std::ostream* stream)
     *stream << (box.isQuestion ? "question" : "box") << " of style " << box.style << ": " << platform::ToUtf8(box.text);
 }
 
-namespace Brel::Log {
+namespace testsupport {
 inline void PrintTo(const SLogLine& line, std::ostream* stream)
 {
     *stream << "line of level " << static_cast<int>(line.level) << " of " << line.logger << ": "
             << platform::ToUtf8(line.text);
 }
-} // namespace Brel::Log
+} // namespace testsupport
 
 /// The host services of a test: installed for the life of the object, they keep what they are given instead of showing
 /// it. Texts are the real ones. A report, a box or a log line from level warning up that the test has not taken by the
@@ -70,7 +70,7 @@ class CRecordingHost : public CWQ_DefaultHost {
     }
     static auto LineHas(const std::wstring& part)
     {
-        return [part](const Brel::Log::SLogLine& line) { return Contains(line.text, part); };
+        return [part](const testsupport::SLogLine& line) { return Contains(line.text, part); };
     }
 
     template <class List, class Predicate>
@@ -95,7 +95,7 @@ class CRecordingHost : public CWQ_DefaultHost {
 
     auto KeepLines()
     {
-        return [link = m_pLink](const Brel::Log::SLogLine& line) {
+        return [link = m_pLink](const testsupport::SLogLine& line) {
             const std::lock_guard guard(link->mutex);
             if (link->host != nullptr)
                 link->host->Record(link->host->m_lines, line);
@@ -131,7 +131,7 @@ public:
     [[nodiscard]] std::vector<SWQ_ErrorReport> TakeReports() { return Take(m_reports); }
     [[nodiscard]] std::vector<SRecordedBox> TakeBoxes() { return Take(m_boxes); }
     /// Log lines of all levels.
-    [[nodiscard]] std::vector<Brel::Log::SLogLine> TakeLogLines() { return Take(m_lines); }
+    [[nodiscard]] std::vector<testsupport::SLogLine> TakeLogLines() { return Take(m_lines); }
     /// Records of the crash reports that were asked for. They need not be taken: the question before each is a box.
     [[nodiscard]] std::vector<platform::SFaultRecord> TakeCrashReports() { return Take(m_crashes); }
 
@@ -215,7 +215,7 @@ public:
         const std::lock_guard guard(m_mutex);
         std::shared_ptr<Brel::Log::Logger>& logger = m_loggers[name];
         if (logger == nullptr)
-            logger = Brel::Log::MakeCallbackLogger(name, Brel::Log::eLogLevel_Trace, KeepLines());
+            logger = testsupport::MakeCallbackLogger(name, Brel::Log::eLogLevel_Trace, KeepLines());
         return logger;
     }
 
@@ -259,9 +259,9 @@ private:
         return true;
     }
 
-    std::vector<Brel::Log::SLogLine> TakeWarnings()
+    std::vector<testsupport::SLogLine> TakeWarnings()
     {
-        std::vector<Brel::Log::SLogLine> lines = TakeLogLines();
+        std::vector<testsupport::SLogLine> lines = TakeLogLines();
         std::erase_if(lines, [](const auto& line) { return line.level < Brel::Log::eLogLevel_Warning; });
         return lines;
     }
@@ -272,7 +272,7 @@ private:
     // Guarded by m_mutex.
     std::vector<SWQ_ErrorReport> m_reports;
     std::vector<SRecordedBox> m_boxes;
-    std::vector<Brel::Log::SLogLine> m_lines;
+    std::vector<testsupport::SLogLine> m_lines;
     std::vector<platform::SFaultRecord> m_crashes;
     std::map<std::string, std::shared_ptr<Brel::Log::Logger>> m_loggers;
     std::optional<int> m_answer;
