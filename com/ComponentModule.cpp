@@ -2,7 +2,7 @@
 
 #include "platform/FileSystem.h"
 #include "platform/OsError.h"
-#include "platform/Path.h"
+#include "platform/Trust.h"
 
 namespace {
 
@@ -34,11 +34,8 @@ std::wstring RefusalOfModule(const std::wstring& path)
 {
     if (!platform::PathExists(path) || platform::DirectoryExists(path))
         return L"the module " + path + L" does not exist";
-    for (const std::wstring& guarded : {path, platform::DirectoryOf(path)}) {
-        if (platform::IsWritableByOthers(guarded))
-            return L"others may write to " + guarded + L", so the module is not used";
-    }
-    return {};
+    const std::wstring distrust = platform::DistrustOf(path);
+    return distrust.empty() ? distrust : distrust + L", so the module is not used";
 }
 
 HRESULT LoadComponentModule(const std::wstring& path, SComponentModule& loaded, std::wstring& reason)

@@ -23,8 +23,8 @@ struct SComponentModule {
     HRESULT(STDMETHODCALLTYPE* getClassObject)(REFCLSID classId, REFIID iid, void** object) = nullptr;
 };
 
-/// Why the file may not be used as a module, before anything of it is loaded: it does not exist, or somebody else than
-/// its owner may write to it or to its folder. Empty when it may.
+/// Why the file may not be used as a module, before anything of it is loaded: it does not exist, or somebody else could
+/// have put it there or may change it (platform/Trust.h). Empty when it may.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring RefusalOfModule(const std::wstring& path);
 
 /// Loads a module. CO_E_DLLNOTFOUND when it is refused or cannot be loaded, CO_E_ERRORINDLL when it has no

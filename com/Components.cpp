@@ -12,6 +12,7 @@
 #include "platform/OsError.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/Trust.h"
 
 #include <algorithm>
 #include <string_view>
@@ -48,8 +49,8 @@ private:
 /// Why nothing of a path may be used; empty when it may.
 std::wstring RefusalOf(const std::wstring& path)
 {
-    return platform::IsWritableByOthers(path) ? path + L": others may write to it, so nothing in it is used"
-                                              : std::wstring();
+    const std::wstring distrust = platform::DistrustOf(path);
+    return distrust.empty() ? distrust : path + L": " + distrust + L", so nothing in it is used";
 }
 
 void AddManifest(const std::wstring& path, std::vector<std::wstring>& errors)

@@ -57,10 +57,10 @@ struct SComponentManifest {
                                                             const SComponentManifest& manifest, std::wstring& error);
 
 /// Adds all manifests of a folder, in the order of their names. One that can't be used (unreadable, not a manifest, no
-/// module there, writable by others) is left out with a line in errors that names the file and the reason; the others
-/// are added. So is a class id that another module has taken already. The modules are not loaded here. A folder that
-/// does not exist is an error line; one that is writable by others is left out whole. Adding a folder again changes
-/// nothing but adds what is new.
+/// module there, not to be trusted as platform/Trust.h has it) is left out with a line in errors that names the file
+/// and the reason; the others are added. So is a class id that another module has taken already. The modules are not
+/// loaded here. A folder that does not exist is an error line; one that is not to be trusted is left out whole. Adding
+/// a folder again changes nothing but adds what is new.
 ZEL_FRAMEWORK_API void AddComponentFolder(const std::wstring& path, std::vector<std::wstring>& errors);
 
 /// Adds the folders of registered components (com/Registration.h), the system's and the user's, where they exist, then

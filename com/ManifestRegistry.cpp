@@ -8,6 +8,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/Trust.h"
 
 #include <algorithm>
 
@@ -23,6 +24,18 @@ void RequireSuccess(platform::eOsError error, const std::wstring& path)
 {
     if (!platform::Succeeded(error))
         FailRegistration(HRESULT_FROM_WIN32(error), path + L": " + platform::OsErrorText(error));
+}
+
+/// Makes what is missing of the way to a folder, for nobody else to write to whatever the user's habits are.
+void MakeGuardedFolders(const std::wstring& path)
+{
+    if (platform::DirectoryExists(path))
+        return;
+    const std::wstring parent = platform::DirectoryOf(path);
+    if (!parent.empty() && parent != path)
+        MakeGuardedFolders(parent);
+    RequireSuccess(platform::MakeDirectories(path), path);
+    RequireSuccess(platform::KeepOthersFromWriting(path), path);
 }
 
 /// The file of one module in the folder of the current scope, with what it says now.
@@ -89,12 +102,9 @@ private:
     }
     void MakeFolder() const
     {
-        if (!platform::DirectoryExists(m_folder)) {
-            RequireSuccess(platform::MakeDirectories(m_folder), m_folder);
-            RequireSuccess(platform::KeepOthersFromWriting(m_folder), m_folder);
-        }
-        if (platform::IsWritableByOthers(m_folder))
-            FailRegistration(E_ACCESSDENIED, m_folder + L": others may write to it, so nothing in it is used");
+        MakeGuardedFolders(m_folder);
+        if (const std::wstring distrust = platform::DistrustOf(m_folder); !distrust.empty())
+            FailRegistration(E_ACCESSDENIED, m_folder + L": " + distrust + L", so nothing in it is used");
     }
 
     std::wstring m_modulePath;

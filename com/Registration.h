@@ -60,9 +60,9 @@ protected:
 /// The system's own: the registry on Windows, elsewhere the manifests.
 [[nodiscard]] ZEL_FRAMEWORK_API IComponentRegistry& SystemComponentRegistry();
 
-/// The manifests in RegistrationFolder, one for each module and named after it. A module that others may write to is
-/// refused, and so is a folder; a manifest that was made by hand, or belongs to another module that exists, is left as
-/// it is and fails the call.
+/// The manifests in RegistrationFolder, one for each module and named after it. A module that is not to be trusted
+/// (platform/Trust.h) is refused, and so is a folder; a manifest that was made by hand, or belongs to another module
+/// that exists, is left as it is and fails the call.
 [[nodiscard]] ZEL_FRAMEWORK_API IComponentRegistry& ManifestComponentRegistry();
 
 /// The reason of the last failure of a registration in this process, which names the file or key; empty when there was

@@ -14,8 +14,8 @@ namespace platform {
 /// True when both paths name one existing file or directory, whatever links or spellings lead there.
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsSameFile(const std::wstring& left, const std::wstring& right);
 
-/// Takes from all but the owner the right to write to a file or directory, so that IsWritableByOthers is false. On
-/// Windows access lists guard what is installed, and nothing needs to be done.
+/// Takes from all others the right to write to a file or directory, so that they are no reason for DistrustOf
+/// (platform/Trust.h).
 [[nodiscard]] ZEL_FRAMEWORK_API eOsError KeepOthersFromWriting(const std::wstring& path);
 
 } // namespace platform

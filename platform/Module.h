@@ -29,9 +29,6 @@ public:
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring ProgramPath();
 /// Full paths of all modules loaded now.
 [[nodiscard]] ZEL_FRAMEWORK_API std::vector<std::wstring> LoadedModules();
-/// True when somebody else than the owner, root or an administrator may write to the path, so that what lies there must
-/// not be executed. Always false on Windows, where installation folders are guarded by their access lists.
-[[nodiscard]] ZEL_FRAMEWORK_API bool IsWritableByOthers(const std::wstring& path);
 
 /// Value of an environment variable; empty when it is not set.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring Environment(const wchar_t* name);

@@ -1,6 +1,5 @@
 #include "platform/Module.h"
 
-#include "platform/Installation.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/posix/SystemError.h"
@@ -8,7 +7,6 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <string_view>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform {
@@ -105,28 +103,6 @@ std::vector<std::wstring> LoadedModules()
     std::vector<std::wstring> modules;
     dl_iterate_phdr(&AddModule, &modules);
     return modules;
-}
-
-bool IsWritableByOthers(const std::wstring& path)
-{
-    struct stat status = {};
-    if (stat(NarrowPath(path).c_str(), &status) != 0)
-        return false;
-    const bool group = (status.st_mode & S_IWGRP) != 0 && status.st_gid != 0;
-    return group || (status.st_mode & S_IWOTH) != 0;
-}
-
-eOsError KeepOthersFromWriting(const std::wstring& path)
-{
-    const std::string narrow = NarrowPath(path);
-    struct stat status = {};
-    if (stat(narrow.c_str(), &status) != 0)
-        return posix::PathError(errno, narrow.c_str());
-    const mode_t mode = status.st_mode & 07777U;
-    const mode_t wanted = mode & ~static_cast<mode_t>(S_IWGRP | S_IWOTH);
-    if (mode == wanted || chmod(narrow.c_str(), wanted) == 0)
-        return eOsError_None;
-    return posix::PathError(errno, narrow.c_str());
 }
 
 } // namespace platform

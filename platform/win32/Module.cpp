@@ -1,6 +1,5 @@
 #include "platform/Module.h"
 
-#include "platform/Installation.h"
 #include "platform/Path.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/SystemPath.h"
@@ -116,16 +115,6 @@ std::vector<std::wstring> LoadedModules()
         }
     }
     return paths;
-}
-
-bool IsWritableByOthers(const std::wstring&)
-{
-    return false;
-}
-
-eOsError KeepOthersFromWriting(const std::wstring&)
-{
-    return eOsError_None;
 }
 
 } // namespace platform

@@ -4,6 +4,7 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Trust.h"
 #include "tests/com/ComFixture.h"
 #include "tests/com/TestComponent.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -96,7 +97,7 @@ TEST_F(RegistrationTest, AModulesClassesStandInOneManifest)
     EXPECT_EQ(manifest.classes[1].name, L"Two");
     EXPECT_EQ(manifest.classes[1].threadingModel, L"Apartment");
     EXPECT_EQ(manifest.classes[1].appId, L"{app}");
-    EXPECT_FALSE(platform::IsWritableByOthers(ManifestPath()));
+    EXPECT_EQ(platform::DistrustOf(ManifestPath()), L"");
 }
 
 TEST_F(RegistrationTest, RegisteringAgainReplacesTheClass)

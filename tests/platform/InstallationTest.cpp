@@ -3,6 +3,7 @@
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Path.h"
+#include "platform/Trust.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -50,7 +51,7 @@ TEST(KeepOthersFromWriting, LeavesNothingThatOthersMayWriteTo)
     for (const std::wstring& path : {folder / L"file", folder.Path()}) {
         std::filesystem::permissions(testsupport::StandardPath(path), std::filesystem::perms::all);
         EXPECT_EQ(platform::KeepOthersFromWriting(path), platform::eOsError_None);
-        EXPECT_FALSE(platform::IsWritableByOthers(path));
+        EXPECT_EQ(platform::DistrustOf(path), L"");
         EXPECT_EQ(platform::KeepOthersFromWriting(path), platform::eOsError_None) << "again";
     }
     EXPECT_EQ(platform::WriteWholeFile(folder / L"file", "y"), platform::eOsError_None) << "the owner may";

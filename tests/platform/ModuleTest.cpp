@@ -104,11 +104,5 @@ TEST(ModuleTest, FoldersOfTheSystem)
     EXPECT_NE(SystemConfigDirectory(), UserConfigDirectory());
 }
 
-TEST(ModuleTest, WhatIsNotThereIsWritableByNobody)
-{
-    const testsupport::CTemporaryDirectory directory;
-    EXPECT_FALSE(IsWritableByOthers(directory / L"none"));
-}
-
 } // namespace
 } // namespace platform

@@ -3,6 +3,9 @@
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+#include "platform/Trust.h"
 #include "tests/com/ComFixture.h"
 #include "tests/com/TestComponent.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -12,6 +15,7 @@
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -37,15 +41,15 @@ protected:
     {
         std::filesystem::permissions(testsupport::StandardPath(path), perms::owner_all | more);
     }
-    void ExpectRefusedFor(const std::wstring& path)
+    void ExpectRefused(const std::wstring& reason)
     {
         std::vector<std::wstring> errors;
         AddComponentFolder(m_folder.Path(), errors);
         ASSERT_EQ(errors.size(), 1U);
-        EXPECT_NE(errors[0].find(path), std::wstring::npos);
-        EXPECT_NE(errors[0].find(L"others may write"), std::wstring::npos);
+        EXPECT_NE(errors[0].find(reason), std::wstring::npos) << platform::ToUtf8(errors[0]);
         EXPECT_FALSE(IsComponentKnown(kTestClassOne));
     }
+    void ExpectRefusedFor(const std::wstring& path) { ExpectRefused(L"others may write to " + path); }
 
     testsupport::CTemporaryDirectory m_folder;
 };
@@ -88,6 +92,21 @@ TEST_F(CComponentPermissionsTest, AModuleInAFolderForAllIsRefused)
     ExpectRefusedFor(other.Path());
 }
 
+TEST_F(CComponentPermissionsTest, WhatBelongsToSomebodyElseIsRefused)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "not root: only root can give a file away";
+    constexpr uid_t stranger = 12345;
+    for (const std::wstring& path : {m_folder / L"module.so", m_folder / L"a.component", m_folder.Path()}) {
+        ASSERT_EQ(chown(platform::NarrowPath(path).c_str(), stranger, 0), 0);
+        ExpectRefused(path + L" belongs to user 12345");
+        ASSERT_EQ(chown(platform::NarrowPath(path).c_str(), 0, 0), 0);
+    }
+    std::vector<std::wstring> errors;
+    AddComponentFolder(m_folder.Path(), errors);
+    EXPECT_TRUE(errors.empty());
+}
+
 TEST_F(CComponentPermissionsTest, AModuleThatIsOpenedToAllLaterIsNotLoaded)
 {
     std::vector<std::wstring> errors;
@@ -123,6 +142,17 @@ TEST_F(CComponentPermissionsTest, NothingIsRegisteredInAFolderForAll)
     EXPECT_EQ(ManifestComponentRegistry().WriteComponent(m_folder / L"module.so", {kTestClassOne, L"", {}}),
               E_ACCESSDENIED);
     EXPECT_TRUE(RegistrationError().starts_with(config / L"components"));
+    platform::SetEnvironment(L"ZEL_CONFIG_DIR", L"");
+}
+
+TEST_F(CComponentPermissionsTest, TheWayToANewFolderIsTheOwnersAloneWhateverHisHabits)
+{
+    const testsupport::CTemporaryDirectory config;
+    platform::SetEnvironment(L"ZEL_CONFIG_DIR", platform::JoinPath(config / L"above", L"folder"));
+    const mode_t habits = umask(0);
+    EXPECT_EQ(ManifestComponentRegistry().WriteComponent(m_folder / L"module.so", {kTestClassOne, L"", {}}), S_OK);
+    umask(habits);
+    EXPECT_EQ(platform::DistrustOf(RegistrationFolder(eRegistrationScope_System)), L"");
     platform::SetEnvironment(L"ZEL_CONFIG_DIR", L"");
 }
 

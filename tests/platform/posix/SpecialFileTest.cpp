@@ -66,26 +66,5 @@ TEST_F(SpecialFileTest, ALinkToADirectoryCountsAsADirectory)
     EXPECT_EQ(Files().Remove(other / L"link"), eOsError_AccessDenied);
 }
 
-TEST_F(SpecialFileTest, WhatOthersMayWriteToIsToldByItsMode)
-{
-    const std::wstring path = m_directory / L"module.so";
-    ASSERT_EQ(WriteWholeFile(path, ""), eOsError_None);
-    struct {
-        unsigned mode;
-        bool expected;
-    } const cases[] = {{0755, false}, {0700, false}, {0757, true}, {0777, true}, {0666, true}};
-    for (const auto& entry : cases) {
-        ASSERT_EQ(chmod(NarrowPath(path).c_str(), entry.mode), 0);
-        EXPECT_EQ(IsWritableByOthers(path), entry.expected) << std::oct << entry.mode;
-    }
-    if (geteuid() == 0) {
-        ASSERT_EQ(chmod(NarrowPath(path).c_str(), 0775), 0);
-        EXPECT_FALSE(IsWritableByOthers(path)) << "the group is root's";
-        ASSERT_EQ(chown(NarrowPath(path).c_str(), 0, 1), 0);
-        EXPECT_TRUE(IsWritableByOthers(path));
-    }
-    EXPECT_TRUE(IsWritableByOthers(L"/tmp"));
-}
-
 } // namespace
 } // namespace platform

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/win32/WindowsHeader.h"
+
+#include <vector>
+
+namespace platform::win32 {
+
+/// What others must not be able to do to a file or folder.
+enum eGuard {
+    eGuard_Content, ///< change it, or lay something into it
+    eGuard_Place,   ///< take it away, or what lies in it: whatever was looked at below must stay what it was
+    eGuard_Root,    ///< of a volume, which nobody takes away: take away what lies in it
+};
+
+enum eAccessFault { eAccessFault_None, eAccessFault_Owner, eAccessFault_Writable };
+
+/// The account that this process runs as; empty when the system does not tell.
+[[nodiscard]] std::vector<BYTE> OwnAccount();
+
+/// What is wrong with an owner and an access list: others than Administrators, SYSTEM, TrustedInstaller and the account
+/// self may do what is guarded. Entries that deny are not counted in anybody's favour, and an entry of an unknown kind
+/// may allow anything.
+[[nodiscard]] eAccessFault FaultOfAccess(PSECURITY_DESCRIPTOR descriptor, PSID self, eGuard guard);
+
+} // namespace platform::win32

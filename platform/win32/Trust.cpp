@@ -1,0 +1,200 @@
+#include "platform/Trust.h"
+
+#include "platform/Installation.h"
+#include "platform/Path.h"
+#include "platform/win32/AccessList.h"
+#include "platform/win32/Handle.h"
+#include "platform/win32/SystemError.h"
+#include "platform/win32/SystemPath.h"
+
+#include <aclapi.h>
+#include <sddl.h>
+
+#include <memory>
+
+namespace platform {
+
+namespace {
+
+using Descriptor = std::unique_ptr<void, decltype(&LocalFree)>;
+
+std::wstring AccountText(PSECURITY_DESCRIPTOR descriptor)
+{
+    PSID owner = nullptr;
+    BOOL isDefaulted = FALSE;
+    wchar_t* text = nullptr;
+    // Its name may have to be asked of another machine.
+    if (!GetSecurityDescriptorOwner(descriptor, &owner, &isDefaulted) || owner == nullptr ||
+        !ConvertSidToStringSidW(owner, &text)) {
+        return L"nobody";
+    }
+    const std::unique_ptr<void, decltype(&LocalFree)> memory(text, &LocalFree);
+    return text;
+}
+
+/// One file or folder, open so that it stays what it is while it is looked at.
+class CPlace {
+public:
+    explicit CPlace(const std::wstring& path)
+        : m_path(path),
+          m_handle(CreateFileW(win32::ToSystemPath(path).c_str(), READ_CONTROL | FILE_READ_ATTRIBUTES,
+                               FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                               FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)),
+          m_opened(m_handle ? eOsError_None : win32::LastOsError())
+    {}
+
+    [[nodiscard]] bool IsFile() const { return (m_attributes & FILE_ATTRIBUTE_DIRECTORY) == 0; }
+
+    /// Why it is not trusted in this role; empty when it is.
+    [[nodiscard]] std::wstring Distrust(PSID self, win32::eGuard guard)
+    {
+        BY_HANDLE_FILE_INFORMATION information{};
+        if (!Succeeded(m_opened)) {
+            return Unseen(m_opened);
+        }
+        if (!GetFileInformationByHandle(m_handle.Get(), &information)) {
+            return Unseen(win32::LastOsError());
+        }
+        m_attributes = information.dwFileAttributes;
+        if (IsLink()) {
+            return m_path + L" is a link";
+        }
+        Descriptor descriptor(nullptr, &LocalFree);
+        if (const DWORD error = Read(descriptor); error != ERROR_SUCCESS) {
+            return Unseen(win32::ToOsError(error));
+        }
+        switch (win32::FaultOfAccess(descriptor.get(), self, guard)) {
+        case win32::eAccessFault_Owner: return m_path + L" belongs to user " + AccountText(descriptor.get());
+        case win32::eAccessFault_Writable: return L"others may write to " + m_path;
+        default: return {};
+        }
+    }
+
+private:
+    [[nodiscard]] std::wstring Unseen(eOsError error) const
+    {
+        return m_path + L" cannot be looked at: " + OsErrorText(error);
+    }
+    /// Junctions and symbolic links; other kinds of such files, compressed ones say, are themselves.
+    [[nodiscard]] bool IsLink() const
+    {
+        if ((m_attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+            return false;
+        }
+        FILE_ATTRIBUTE_TAG_INFO tag{};
+        return !GetFileInformationByHandleEx(m_handle.Get(), FileAttributeTagInfo, &tag, sizeof tag) ||
+               IsReparseTagNameSurrogate(tag.ReparseTag);
+    }
+    DWORD Read(Descriptor& descriptor) const
+    {
+        PSECURITY_DESCRIPTOR read = nullptr;
+        const DWORD error =
+            GetSecurityInfo(m_handle.Get(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION,
+                            nullptr, nullptr, nullptr, nullptr, &read);
+        descriptor.reset(read);
+        return error;
+    }
+
+    const std::wstring m_path;
+    const win32::CHandle m_handle;
+    const eOsError m_opened;
+    DWORD m_attributes = 0;
+};
+
+/// Length of "C:\" or "\\server\share\" at the beginning of a full path; 0 of other paths.
+std::size_t RootLength(const std::wstring& path)
+{
+    if (path.size() >= 3 && path[1] == L':' && path[2] == L'\\') {
+        return 3;
+    }
+    if (!path.starts_with(L"\\\\") || path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\")) {
+        return 0;
+    }
+    const std::size_t share = path.find(L'\\', 2);
+    const std::size_t end = share == std::wstring::npos ? share : path.find(L'\\', share + 1);
+    return end == std::wstring::npos ? 0 : end + 1;
+}
+
+/// Without the prefix that lifts the limit of a path's length, and without a separator at the end.
+std::wstring PlainPath(const std::wstring& path)
+{
+    std::wstring plain = AbsolutePath(path);
+    if (plain.starts_with(L"\\\\?\\UNC\\")) {
+        plain = L"\\\\" + plain.substr(8);
+    } else if (plain.starts_with(L"\\\\?\\")) {
+        plain = plain.substr(4);
+    }
+    while (plain.size() > RootLength(plain) && IsPathSeparator(plain.back())) {
+        plain.pop_back();
+    }
+    return plain;
+}
+
+std::wstring DistrustOfFolders(const std::wstring& path, std::size_t root, PSID self)
+{
+    std::wstring distrust = CPlace(path.substr(0, root)).Distrust(self, win32::eGuard_Root);
+    for (std::size_t end = path.find(L'\\', root); distrust.empty() && end != std::wstring::npos;
+         end = path.find(L'\\', end + 1)) {
+        distrust = CPlace(path.substr(0, end)).Distrust(self, win32::eGuard_Place);
+    }
+    return distrust;
+}
+
+} // namespace
+
+std::wstring DistrustOf(const std::wstring& path)
+{
+    const std::wstring full = PlainPath(path);
+    const std::size_t root = RootLength(full);
+    if (root == 0 || full.find(L'\0') != std::wstring::npos) {
+        return path + L" cannot be looked at: " + OsErrorText(eOsError_InvalidParameter);
+    }
+    std::vector<BYTE> account = win32::OwnAccount();
+    PSID const self = account.empty() ? nullptr : account.data();
+    std::wstring distrust = DistrustOfFolders(full, root, self);
+    if (!distrust.empty()) {
+        return distrust;
+    }
+    CPlace place(full);
+    distrust = place.Distrust(self, win32::eGuard_Content);
+    if (distrust.empty() && place.IsFile()) {
+        const std::size_t end = full.rfind(L'\\');
+        distrust = CPlace(full.substr(0, std::max(end, root))).Distrust(self, win32::eGuard_Content);
+    }
+    return distrust;
+}
+
+eOsError KeepOthersFromWriting(const std::wstring& path)
+{
+    std::vector<BYTE> account = win32::OwnAccount();
+    wchar_t* accountText = nullptr;
+    if (account.empty() || !ConvertSidToStringSidW(account.data(), &accountText)) {
+        return win32::LastOsError();
+    }
+    const std::unique_ptr<void, decltype(&LocalFree)> memory(accountText, &LocalFree);
+    if (CPlace(path).Distrust(account.data(), win32::eGuard_Content).empty()) {
+        return eOsError_None;
+    }
+    // Nothing inherited: the folder for settings of all users lets every user make files in what is made there.
+    // SYSTEM, Administrators and this account may do all, users read.
+    const std::wstring text =
+        L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)(A;OICI;FA;;;" + std::wstring(accountText) + L")";
+    PSECURITY_DESCRIPTOR made = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &made, nullptr)) {
+        return win32::LastOsError();
+    }
+    const Descriptor descriptor(made, &LocalFree);
+    BOOL isPresent = FALSE;
+    BOOL isDefaulted = FALSE;
+    ACL* list = nullptr;
+    if (!GetSecurityDescriptorDacl(made, &isPresent, &list, &isDefaulted)) {
+        return win32::LastOsError();
+    }
+    std::wstring systemPath = win32::ToSystemPath(path);
+    const DWORD error = SetNamedSecurityInfoW(systemPath.data(), SE_FILE_OBJECT,
+                                              DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION, nullptr,
+                                              nullptr, list, nullptr);
+    return error == ERROR_SUCCESS ? eOsError_None : win32::ToOsError(error);
+}
+
+} // namespace platform
