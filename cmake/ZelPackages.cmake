@@ -2,13 +2,16 @@
 
 set(CPACK_PACKAGE_NAME zel-processor)
 set(CPACK_PACKAGE_VENDOR "ZEL_Processor authors")
-set(CPACK_PACKAGE_CONTACT "ZEL_Processor authors <zel-processor@localhost>")
+set(CPACK_PACKAGE_CONTACT "ZEL_Processor authors <zel-processor@example.org>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # or it becomes the first line of every package's own description
 set(CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
 set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}/packages")
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_COMPONENTS_ALL runtime development tools plugin-datastore)
-set(CPACK_THREADS 0)
+set(CPACK_THREADS 2) # not as many as there are: what comes out depends on it
+set(CPACK_ZEL_SOURCE "${PROJECT_SOURCE_DIR}")
+set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_LIST_DIR}/ZelPackTime.cmake")
+set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/ZelPackFiles.cmake")
 # Crash reports name function and line from the debug information in the files themselves.
 set(CPACK_STRIP_FILES OFF)
 
@@ -23,7 +26,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_COMPRESSION_TYPE zstd)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # What a package needs of the system is read from its files; what it needs of its siblings stands below.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -39,6 +42,10 @@ macro(zel_debian_package component name section description)
     string(TOLOWER ${component} lower)
     install(FILES "${zel_debian}/copyright" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${name}"
         COMPONENT ${lower} EXCLUDE_FROM_ALL)
+    if(EXISTS "${zel_debian}/${name}/lintian-overrides")
+        install(FILES "${zel_debian}/${name}/lintian-overrides" DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides"
+            RENAME ${name} COMPONENT ${lower} EXCLUDE_FROM_ALL)
+    endif()
 endmacro()
 
 zel_debian_package(RUNTIME libzel-processor0 libs "request processing by files alone, shared libraries
@@ -46,7 +53,7 @@ A client puts a request file into a directory; a server moves it into a queue,
 lets a plug-in do the work, and leaves the response in a second directory.
 .
 This package has the library with both sides, and what it builds on.")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${zel_debian}/shlibs")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${zel_debian}/shlibs;${zel_debian}/libzel-processor0/triggers")
 
 zel_debian_package(DEVELOPMENT libzel-processor-dev libdevel "request processing by files alone, development files
 Headers, CMake package and pkg-config file for applications that send requests,
