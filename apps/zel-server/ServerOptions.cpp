@@ -1,5 +1,6 @@
 #include "apps/zel-server/ServerOptions.h"
 
+#include "ZEL_Processor/ZelServerOptions.h"
 #include "apps/common/CommandLine.h"
 #include "apps/common/Directories.h"
 #include "apps/common/ExitCodes.h"
@@ -33,6 +34,9 @@ const std::map<std::string, eServiceAction>& ServiceActions()
 
 /// A tebibyte: more than anybody reads, and far from any limit of the number of bytes.
 constexpr unsigned kMaxLogSizeMiB = 1U << 20;
+
+constexpr unsigned kUsualEventsLimitMiB = 16;
+constexpr unsigned kLargestEventsLimitMiB = SZelServerOptions::kLargestEventsLimit >> 20;
 
 /// What the parser fills: it knows narrow texts only.
 struct SRawOptions {
@@ -74,6 +78,9 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     app.add_flag("--no-executive", options.noExecutive, HelpText(ServerTexts::IDS_HELP_NO_EXECUTIVE));
     app.add_flag("--no-sync", options.noSync, HelpText(ServerTexts::IDS_HELP_NO_SYNC));
     app.add_flag("--strict", options.strict, HelpText(ServerTexts::IDS_HELP_STRICT));
+    app.add_option("--events-limit", options.eventsLimitMiB, HelpText(ServerTexts::IDS_HELP_EVENTS_LIMIT))
+        ->type_name("MIB")
+        ->check(CLI::Validator(CLI::Range(0U, kLargestEventsLimitMiB)).description(""));
     std::string names;
     for (const auto* name : {"trace", "debug", "info", "warning", "error", "critical"})
         names += (names.empty() ? "" : ", ") + std::string(name);
@@ -157,6 +164,11 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
     return std::nullopt;
 }
 
+std::uint64_t EventsLimit(const SServerOptions& options)
+{
+    return std::uint64_t{options.eventsLimitMiB.value_or(options.strict ? 0 : kUsualEventsLimitMiB)} << 20;
+}
+
 std::vector<std::wstring> ServerArguments(const SServerOptions& options)
 {
     std::vector<std::wstring> arguments;
@@ -191,5 +203,7 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addFlag(L"--no-executive", options.noExecutive);
     addFlag(L"--no-sync", options.noSync);
     addFlag(L"--strict", options.strict);
+    if (options.eventsLimitMiB)
+        add(L"--events-limit", std::to_wstring(*options.eventsLimitMiB));
     return arguments;
 }

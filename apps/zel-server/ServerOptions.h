@@ -2,6 +2,7 @@
 
 #include "framework/Log.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@ struct SServerOptions {
     bool noExecutive = false;
     bool noSync = false;
     bool strict = false;
+    std::optional<unsigned> eventsLimitMiB; ///< 0: no limit; when not given see EventsLimit
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
     std::wstring logFile;
     unsigned logSizeMiB = 0; ///< 0: the file grows without limit
@@ -31,6 +33,10 @@ struct SServerOptions {
 /// Empty when the server is to start; else the program's exit code, with everything said.
 [[nodiscard]] std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments,
                                                     SServerOptions& options);
+
+/// The bytes of events that may wait for a client, 0 without a limit: what was named, else 16 MiB, or, when strict, no
+/// limit.
+[[nodiscard]] std::uint64_t EventsLimit(const SServerOptions& options);
 
 /// Arguments that are parsed to these options again, in whatever directory the program then is.
 [[nodiscard]] std::vector<std::wstring> ServerArguments(const SServerOptions& options);

@@ -116,6 +116,7 @@ SZelServerOptions CServerProgram::LibraryOptions()
     options.cancelByName = !m_options.strict;
     options.requestsOnly = !m_options.strict;
     options.pausedStatus = !m_options.strict;
+    options.eventsLimit = EventsLimit(m_options);
     // The main thread waits for a signal, and does the rest.
     options.failed = [](void* signals) { static_cast<platform::CProgramSignals*>(signals)->RequestStop(); };
     options.failedContext = &m_signals;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 /// What a host may choose beside the file protocol. Left as they are, all of them keep the protocol as its oldest
 /// clients know it; docs/server-options.md compares these defaults with those of zel-server.
 /// A plain value: copied when it is given to the server, which later changes to it do not reach.
@@ -13,6 +15,11 @@ struct SZelServerOptions {
     /// A paused request has a status file that says so, until it goes on, and a cancel removes it. Off: only the status
     /// of the command tells.
     bool pausedStatus = false;
+    /// So many bytes of events may wait for a client that does not read, in its events file as in the server; more
+    /// become one event of kind 2, "read everything again". At most kLargestEventsLimit counts. 0: no limit, as long as
+    /// an archive takes them; docs/server-options.md tells what is lost from there on.
+    std::uint64_t eventsLimit = 0;
+    static constexpr std::uint64_t kLargestEventsLimit = std::uint64_t{255} << 20;
     /// Called with failedContext, once, when the running server ended itself (CZelProcessorServer::HasFailed): on the
     /// thread that failed, without a lock. It must return soon, must not throw, and must not stop or destroy the
     /// server; it wakes whoever does. Null: nobody is told.

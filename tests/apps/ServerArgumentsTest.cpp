@@ -24,6 +24,7 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.noExecutive = true;
     options.noSync = true;
     options.strict = true;
+    options.eventsLimitMiB = 0;
     options.logLevel = Brel::Log::eLogLevel_Warning;
     options.logFile = root / L"server.log";
     options.logSizeMiB = 7;
@@ -31,6 +32,20 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.service = eServiceAction_Run;
     options.serviceName = L"another";
     EXPECT_TRUE(Parsed(ServerArguments(options)) == options);
+}
+
+TEST(ServerArgumentsTest, TheLimitOfEventsIsTheNamedOneAndWithoutOneNotThatOfAStrictServer)
+{
+    constexpr std::uint64_t kMiB = 1U << 20;
+    SServerOptions options;
+    EXPECT_EQ(EventsLimit(options), 16 * kMiB);
+    options.strict = true;
+    EXPECT_EQ(EventsLimit(options), 0U);
+    options.eventsLimitMiB = 255;
+    EXPECT_EQ(EventsLimit(options), 255 * kMiB);
+    options.strict = false;
+    options.eventsLimitMiB = 0;
+    EXPECT_EQ(EventsLimit(options), 0U);
 }
 
 TEST(ServerArgumentsTest, WhatWasNotGivenStaysAsItIs)

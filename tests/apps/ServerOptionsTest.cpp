@@ -17,8 +17,8 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     EXPECT_EQ(result.errors, "");
     for (const char* word :
          {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual", "--no-executive", "--no-sync",
-          "--strict", "--log-level", "--log-file", "--log-size", "--log-json", "--service", "--adopt", "--version",
-          "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
+          "--strict", "--events-limit", "--log-level", "--log-file", "--log-size", "--log-json", "--service", "--adopt",
+          "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
@@ -42,6 +42,7 @@ TEST_F(ServerOptionsTest, MistakesEndWithCode2)
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-size", L"5"}, "--log-file"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l", L"--log-size", L"0"},
          "--log-size"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--events-limit", L"256"}, "--events-limit"},
         {{L"--service", L"install", L"--output-dir", m_strOutput}, "--request-dir"},
         {{L"--service", L"install", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput}, "--log-file"},
         {{L"--service", L"run", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l",

@@ -86,6 +86,24 @@ TEST_P(StrictServerTest, TheToolSaysOfAPauseWhatTheServerTells)
     StopServer(server);
 }
 
+TEST_P(StrictServerTest, OnlyWithoutALimitEveryEventIsKeptForAClientThatNeverReads)
+{
+    CRunningProgram server =
+        Start(GetParam() ? std::vector<std::wstring>() : std::vector<std::wstring>{L"--events-limit", L"1"});
+    Command("RegisterClient", L"RegisterClient__1");
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InOutput(L"RegisterClient__1")); }));
+    const std::wstring events = InOutput(L"DsEvents_" + platform::FromUtf8(Read(InOutput(L"RegisterClient__1"))));
+    std::wstring ids;
+    for (int id = 0; id < 100'000; ++id)
+        ids += L"1 ";
+    const std::wstring task = L"Type=\"FireEvents\" Times=\"3\" Added=\"" + ids + L"\"";
+    ASSERT_EQ(Zel({L"send", MakeRequest(L"f.drq", task), L"--wait"}).code, 0);
+    platform::SFileAttributes attributes;
+    ASSERT_EQ(platform::Files().GetAttributes(events, attributes), platform::eOsError_None);
+    EXPECT_EQ(attributes.length > std::uint64_t{1} << 20, GetParam()) << attributes.length;
+    StopServer(server);
+}
+
 INSTANTIATE_TEST_SUITE_P(Servers, StrictServerTest, testing::Bool(),
                          [](const auto& given) { return given.param ? "Strict" : "Usual"; });
 

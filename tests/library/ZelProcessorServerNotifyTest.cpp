@@ -1,7 +1,6 @@
 #include "tests/library/NotifyFixture.h"
 
 #include "Kernel/ZEL_Processor/ZEL_Processor/ChangedGroups.h"
-#include "Kernel/ZEL_Processor/ZEL_Processor/DsEventsFile.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "ZEL_Processor/LockFile.h"
 
@@ -10,7 +9,26 @@
 
 namespace {
 
-class Notify : public CNotifyFixture {};
+class Notify : public CNotifyFixture {
+protected:
+    /// The server anew, with these options.
+    void RunAgain(const SZelServerOptions& options)
+    {
+        m_pServer.reset();
+        Make(options);
+        m_pServer->SetPalette(m_pPalette.Get());
+        Run();
+    }
+    static CComPtr<IWQ_DsEventsData> LargeEvent(std::size_t items = 0)
+    {
+        auto event = Event(1);
+        const auto all = MakeDsItems();
+        for (std::size_t count = 0; count < items + 100; ++count)
+            static_cast<void>(all->Add(1));
+        EXPECT_EQ(event->PutAddedItems(ListOf(all.Get()).Get()), S_OK);
+        return event;
+    }
+};
 
 } // namespace
 
@@ -466,22 +484,50 @@ TEST_F(Notify, MoreGroupsThanAnyPaletteHasMeanThatEverythingMayHaveChanged)
 
 TEST_F(Notify, EventsThatBecomeTooManyAreOneThatSaysSo)
 {
-    const auto large = Event(1);
-    const auto items = MakeDsItems();
-    for (std::size_t bytes = 0; bytes < DsEventsFile::kMaxBytes / 2; bytes += sizeof(LONG))
-        static_cast<void>(items->Add(1));
-    ASSERT_EQ(large->PutAddedItems(ListOf(items.Get()).Get()), S_OK);
+    const std::wstring one = m_pServer->GetDsEventsFileFullPath(Register());
+    m_pServer->OnChangedDs(LargeEvent().Get());
+    const std::size_t limit = Read(one).size() + sizeof(LONG) * 10;
+    RunAgain({.syncing = false, .eventsLimit = limit});
     const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
-    m_pServer->OnChangedDs(large.Get());
-    EXPECT_EQ(EventsIn(path), std::vector<LONG>{1});
-    m_pServer->OnChangedDs(large.Get());
-    EXPECT_EQ(EventsIn(path), std::vector<LONG>{eDsEventKind_Reload});
+    m_pServer->OnChangedDs(LargeEvent(9).Get());
+    EXPECT_EQ(EventsIn(path), std::vector<LONG>{1}) << "below";
+    Write(path, "");
+    m_pServer->OnChangedDs(LargeEvent(10).Get());
+    EXPECT_EQ(EventsIn(path), std::vector<LONG>{1}) << "at";
+    EXPECT_EQ(Read(path).size(), limit);
+    Write(path, "");
+    m_pServer->OnChangedDs(LargeEvent(11).Get());
+    EXPECT_EQ(EventsIn(path), std::vector<LONG>{eDsEventKind_Reload}) << "above";
     m_pServer->OnChangedDs(Event(2).Get());
     EXPECT_EQ(EventsIn(path), (std::vector<LONG>{eDsEventKind_Reload, 2}));
 
     CLockFile reading(path);
     ASSERT_TRUE(reading.Lock(false));
-    m_pServer->OnChangedDs(large.Get());
-    m_pServer->OnChangedDs(large.Get());
+    m_pServer->OnChangedDs(LargeEvent().Get());
+    m_pServer->OnChangedDs(LargeEvent().Get());
     EXPECT_EQ(Access().PendingEvents(), 1U) << "what waits in the server, too";
+}
+
+TEST_F(Notify, WithoutALimitEveryEventIsKept)
+{
+    EXPECT_EQ(SZelServerOptions().eventsLimit, 0U);
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
+    // More than zel-server lets wait.
+    constexpr std::size_t kItems = (std::size_t{9} << 20) / sizeof(LONG);
+    m_pServer->OnChangedDs(LargeEvent(kItems).Get());
+    m_pServer->OnChangedDs(LargeEvent(kItems).Get());
+    EXPECT_EQ(EventsIn(path), (std::vector<LONG>{1, 1}));
+    CLockFile reading(path);
+    ASSERT_TRUE(reading.Lock(false));
+    m_pServer->OnChangedDs(LargeEvent(kItems).Get());
+    m_pServer->OnChangedDs(LargeEvent(kItems).Get());
+    EXPECT_EQ(Access().PendingEvents(), 2U) << "in the server, too";
+}
+
+TEST_F(Notify, ALimitBeyondWhatAnArchiveHoldsLosesNothing)
+{
+    RunAgain({.syncing = false, .eventsLimit = ~std::uint64_t{0}});
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
+    m_pServer->OnChangedDs(Event(1).Get());
+    EXPECT_EQ(EventsIn(path), std::vector<LONG>{1});
 }

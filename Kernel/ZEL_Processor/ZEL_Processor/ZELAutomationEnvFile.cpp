@@ -97,7 +97,7 @@ bool ReadEvents(_ar::archive& archive, CDsEventsDataVector& events)
 
 } // namespace
 
-bool DsEventsFile::Fits(const CDsEventsDataVector& events)
+bool DsEventsFile::Fits(const CDsEventsDataVector& events, std::uint64_t maxBytes)
 {
     const CComPtr<IWQ_Archive> object = CreateInstanceZEL<IWQ_Archive>(kClsidMemoryArchive);
     _ar::archive archive(object.Get());
@@ -106,7 +106,7 @@ bool DsEventsFile::Fits(const CDsEventsDataVector& events)
         DsEventRecord::Write(archive, *event);
         ULONGLONG bytes = 0;
         ThrowIfFailed(object->GetPosition(&bytes));
-        if (bytes > kMaxBytes)
+        if (bytes > maxBytes)
             return false;
     }
     return true;

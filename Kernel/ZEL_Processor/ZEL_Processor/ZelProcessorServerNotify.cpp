@@ -14,6 +14,7 @@
 #include "platform/Os.h"
 #include "platform/Text.h"
 
+#include <algorithm>
 #include <set>
 
 namespace {
@@ -127,10 +128,11 @@ CComPtr<IWQ_CLSIDArray> Bounded(IWQ_CLSIDArray& groups)
     return count > ChangedGroups::kMaxWithRepeats ? WithoutRepeats(groups) : CComPtr<IWQ_CLSIDArray>(&groups);
 }
 
-/// Events that nobody takes must not grow without end. What became too much to tell is one event that says so.
-void Bound(CDsEventsDataVector& events)
+/// Events that nobody takes must not grow without end. What became too much to tell is one event that says so. With a
+/// limit of 0 they may.
+void Bound(CDsEventsDataVector& events, std::uint64_t limit)
 {
-    if (DsEventsFile::Fits(events))
+    if (limit == 0 || DsEventsFile::Fits(events, std::min(limit, SZelServerOptions::kLargestEventsLimit)))
         return;
     events = {CreateInstanceZEL<IWQ_DsEventsData>(kClsidDsEventsData)};
     ThrowIfFailed(events.front()->PutKind(eDsEventKind_Reload));
@@ -275,7 +277,7 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
     CLockFile lock(path);
     if (!lock.Lock(false)) {
         m_pendingEvents.emplace_back(events); // the client is reading
-        Bound(m_pendingEvents);
+        Bound(m_pendingEvents, m_options.eventsLimit);
         return true;
     }
     CDsEventsDataVector all;
@@ -286,7 +288,7 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
     }
     all.insert(all.end(), m_pendingEvents.begin(), m_pendingEvents.end());
     all.emplace_back(events);
-    Bound(all);
+    Bound(all, m_options.eventsLimit);
     const bool written = DsEventsFile::Write(path, all, &m_bRunning);
     if (!CanTell(clientId))
         return false; // nobody will read it: what was pending still is
