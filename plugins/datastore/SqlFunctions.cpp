@@ -9,9 +9,10 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
 
 namespace {
 
@@ -114,13 +115,21 @@ void Instr(sqlite3_context* context, int, sqlite3_value** values)
     if (needle.empty())
         return sqlite3_result_int(context, 1);
     CWork work(context);
-    const auto found = Find(text, needle, 0, work);
+    // Within a character SQLite does not look: that matters where a text is no UTF-8.
+    const auto isInside = [&](std::size_t at) {
+        return !areBlobs && at > 0 && at < text.size() && IsContinuation(text[at]);
+    };
+    auto found = Find(text, needle, 0, work);
+    while (found && isInside(*found))
+        found = Find(text, needle, *found + 1, work);
     if (!found)
         return sqlite3_result_error_code(context, SQLITE_INTERRUPT);
-    const std::string_view before = text.substr(0, *found);
-    const auto inside = areBlobs ? 0 : std::count_if(before.begin(), before.end(), &IsContinuation);
-    const bool isNowhere = *found == text.size();
-    sqlite3_result_int(context, isNowhere ? 0 : static_cast<int>(before.size()) - static_cast<int>(inside) + 1);
+    if (*found == text.size())
+        return sqlite3_result_int(context, 0);
+    std::size_t number = 1;
+    for (std::size_t at = 1; at <= *found; ++at)
+        number += isInside(at) ? 0U : 1U;
+    sqlite3_result_int(context, static_cast<int>(number));
 }
 
 void Replace(sqlite3_context* context, int, sqlite3_value** values)
@@ -162,31 +171,55 @@ std::string_view FirstCharacter(std::string_view text)
     return text.substr(0, length);
 }
 
-std::string_view LastCharacter(std::string_view text)
-{
-    std::size_t start = text.size() - 1;
-    while (start > 0 && IsContinuation(text[start]))
-        --start;
-    return text.substr(start);
-}
+/// The characters that a trim takes away, found as SQLite finds them: also in text that is no UTF-8, where a character
+/// may be a part of another one. The first of them that fits counts.
+class CTrimSet {
+public:
+    explicit CTrimSet(std::string_view characters)
+    {
+        while (!characters.empty()) {
+            const std::string_view character = FirstCharacter(characters);
+            m_order.try_emplace(character, m_order.size());
+            m_lengths.insert(character.size());
+            characters.remove_prefix(character.size());
+        }
+    }
+
+    /// The length of the one that the text begins or ends with; 0 for none, and when the call is to end.
+    std::size_t LengthAt(std::string_view text, bool isEnd, CWork& work) const
+    {
+        std::size_t first = m_order.size();
+        std::size_t found = 0;
+        for (const std::size_t length : m_lengths) {
+            if (length > text.size() || !work.GoOn(kBytesOfALookup + length))
+                break;
+            const auto match = m_order.find(text.substr(isEnd ? text.size() - length : 0, length));
+            if (match != m_order.end() && match->second < first) {
+                first = match->second;
+                found = length;
+            }
+        }
+        return work.IsEnded() ? 0 : found;
+    }
+
+private:
+    std::unordered_map<std::string_view, std::size_t> m_order;
+    std::set<std::size_t> m_lengths; ///< for UTF-8 four at most
+};
 
 template <bool kLeft, bool kRight>
 void Trim(sqlite3_context* context, int count, sqlite3_value** values)
 {
     if (IsNull(values[0]) || (count == 2 && IsNull(values[1])))
         return;
-    const std::string_view set = count == 2 ? Text(values[1]) : " ";
-    std::unordered_set<std::string_view> characters;
-    for (std::string_view rest = set.substr(0, set.find('\0')); !rest.empty();) { // SQLite's ends there
-        characters.insert(FirstCharacter(rest));
-        rest.remove_prefix(FirstCharacter(rest).size());
-    }
+    const std::string_view characters = count == 2 ? Text(values[1]) : " ";
+    const CTrimSet set(characters.substr(0, characters.find('\0'))); // SQLite's ends there
     std::string_view text = Text(values[0]);
     CWork work(context);
-    while (kLeft && !text.empty() && characters.contains(FirstCharacter(text)) && work.GoOn(kBytesOfALookup))
-        text.remove_prefix(FirstCharacter(text).size());
-    while (kRight && !text.empty() && characters.contains(LastCharacter(text)) && work.GoOn(kBytesOfALookup))
-        text.remove_suffix(LastCharacter(text).size());
+    while (const std::size_t length = kLeft ? set.LengthAt(text, false, work) : 0)
+        text.remove_prefix(length);
+    while (const std::size_t length = kRight ? set.LengthAt(text, true, work) : 0)
+        text.remove_suffix(length);
     if (work.IsEnded())
         return sqlite3_result_error_code(context, SQLITE_INTERRUPT);
     sqlite3_result_text64(context, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
