@@ -5,6 +5,8 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "plugins/datastore/RequestLimits.h"
+#include "plugins/datastore/TemporarySpace.h"
 #include "plugins/datastore/XmlElements.h"
 
 #include <algorithm>
@@ -69,6 +71,11 @@ bool CDataSource::Open(CDatabase& database, CString& error) const
         error = L"The server has no data sources: the variable ZEL_DATA_DIR is not set.";
         return false;
     }
+    SRequestLimits limits;
+    if (!limits.Read(error))
+        return false;
+    temporaryspace::SetLimit(limits.spaceBytes);
+    database.LimitTime(limits.time);
     const CString path = platform::JoinPath(folder, m_strName + kExtension);
     platform::SFileAttributes attributes;
     if (!platform::Succeeded(platform::Files().GetAttributes(path, attributes)) || attributes.isDirectory) {

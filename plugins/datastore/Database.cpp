@@ -3,13 +3,17 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "plugins/common/PluginOs.h"
+#include "plugins/datastore/AllowedSql.h"
 #include "plugins/datastore/SqlFunctions.h"
+#include "plugins/datastore/SqliteLimits.h"
+#include "plugins/datastore/TemporarySpace.h"
 
 #include <sqlite3.h>
 
-#include <array>
+#include <algorithm>
 #include <chrono>
-#include <cstring>
+#include <new>
+#include <span>
 #include <utility>
 
 namespace {
@@ -21,25 +25,27 @@ constexpr int kStepsBetweenLooks = 1000;
 constexpr int kLockAttempts = 500;
 constexpr std::chrono::milliseconds kLockPause(10);
 
-/// The longest value and the longest row. SQLite's own limit of a gigabyte would let one small request take all memory.
-constexpr int kMaxValueBytes = 16 * 1024 * 1024;
-
-/// A comparison by LIKE or GLOB cannot be stopped, and takes as long as value times pattern.
-constexpr int kMaxPatternBytes = 1000;
-
-/// The functions that reach beyond the data.
-constexpr std::array<std::string_view, 2> kRefusedFunctions = {"load_extension", "fts3_tokenizer"};
+bool IsOneOf(const char* name, std::span<const std::string_view> names)
+{
+    return std::any_of(names.begin(), names.end(),
+                       [&](std::string_view one) { return sqlite3_stricmp(name, one.data()) == 0; });
+}
 
 /// The pragmas have tables of their own, named after them.
 bool IsPragmaTable(const char* table)
 {
-    return table != nullptr && sqlite3_strnicmp(table, "pragma_", 7) == 0;
+    return sqlite3_strnicmp(table, "pragma_", 7) == 0;
 }
 
-const char* ActionName(int action, const char* first)
+bool IsRefusedTable(const char* table)
+{
+    return IsPragmaTable(table) || IsOneOf(table, kRefusedTables);
+}
+
+std::string ActionName(int action, const char* first, const char* second)
 {
     switch (action) {
-    case SQLITE_READ: return IsPragmaTable(first) ? "PRAGMA" : "READ";
+    case SQLITE_READ: return IsPragmaTable(first) ? "PRAGMA" : "the table " + std::string(first);
     case SQLITE_INSERT: return "INSERT";
     case SQLITE_UPDATE: return "UPDATE";
     case SQLITE_DELETE: return "DELETE";
@@ -48,18 +54,9 @@ const char* ActionName(int action, const char* first)
     case SQLITE_PRAGMA: return "PRAGMA";
     case SQLITE_TRANSACTION:
     case SQLITE_SAVEPOINT: return "a transaction";
-    case SQLITE_FUNCTION: return "a function that reaches beyond the data";
+    case SQLITE_FUNCTION: return "the function " + std::string(second);
     default: return "a change of the schema";
     }
-}
-
-bool IsRefusedFunction(const char* name)
-{
-    for (const std::string_view refused : kRefusedFunctions) {
-        if (sqlite3_stricmp(name, refused.data()) == 0)
-            return true;
-    }
-    return false;
 }
 
 /// True for what a statement that reads is made of.
@@ -68,8 +65,8 @@ bool IsReading(int action, const char* first, const char* second)
     switch (action) {
     case SQLITE_SELECT:
     case SQLITE_RECURSIVE: return true;
-    case SQLITE_READ: return !IsPragmaTable(first);
-    case SQLITE_FUNCTION: return second != nullptr && !IsRefusedFunction(second);
+    case SQLITE_READ: return first == nullptr || !IsRefusedTable(first);
+    case SQLITE_FUNCTION: return second != nullptr && IsOneOf(second, kAllowedFunctions);
     case SQLITE_UPDATE:
         // A table that is a function (json_each) declares itself so; changing the schema table itself is refused
         // elsewhere.
@@ -156,11 +153,19 @@ void CDatabase::SClose::operator()(sqlite3* database) const
 CDatabase::CDatabase(CZelProcessorContext* context) : m_pContext(context) {}
 CDatabase::~CDatabase() = default;
 
+void CDatabase::LimitTime(std::chrono::seconds limit)
+{
+    m_timeLimit = limit;
+    m_start = ElapsedTime();
+}
+
 bool CDatabase::Open(const std::wstring& path)
 {
     sqlite3* database = nullptr;
+    LimitSqliteMemory();
     const int result = sqlite3_open_v2(platform::NarrowPath(path).c_str(), &database,
-                                       SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
+                                       SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE,
+                                       temporaryspace::FileSystem());
     m_pDatabase.reset(database); // there is one even after a failure, to tell the reason
     if (result != SQLITE_OK)
         return database == nullptr ? Fail(L"out of memory") : FailByDatabase();
@@ -175,13 +180,10 @@ bool CDatabase::Restrict()
     sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
-    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, kMaxValueBytes);
-    sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 0);
-    sqlite3_limit(database, SQLITE_LIMIT_WORKER_THREADS, 0);
+    LimitStatements(database);
     sqlite3_busy_handler(database, &CDatabase::WaitForLock, this);
     sqlite3_set_authorizer(database, &CDatabase::Authorize, this);
-    sqlite3_limit(database, SQLITE_LIMIT_LIKE_PATTERN_LENGTH, kMaxPatternBytes);
-    if (m_pContext != nullptr || m_bLimited)
+    if (m_pContext != nullptr || m_pStop != nullptr || m_bLimited)
         sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::AskToStop, this);
     return AddSqlFunctions(database, *this);
 }
@@ -227,15 +229,15 @@ bool CDatabase::Compile(std::string_view sql, CStatement& statement, std::string
 {
     sqlite3_stmt* compiled = nullptr;
     const char* tail = nullptr;
-    m_pRefused = nullptr;
+    m_strRefused.clear();
     m_bSelecting = false;
-    if (sql.size() > static_cast<std::size_t>(kMaxValueBytes))
+    if (sql.size() > static_cast<std::size_t>(sqlite3_limit(m_pDatabase.get(), SQLITE_LIMIT_SQL_LENGTH, -1)))
         return Fail(L"the SQL text is too long");
     const int result =
         sqlite3_prepare_v2(m_pDatabase.get(), sql.data(), static_cast<int>(sql.size()), &compiled, &tail);
     statement = CStatement(compiled);
-    if ((result & 0xFF) == SQLITE_AUTH && m_pRefused != nullptr)
-        return Fail(L"not allowed in a request: " + platform::FromUtf8(m_pRefused));
+    if (result != SQLITE_OK && !m_strRefused.empty())
+        return Fail(L"not allowed in a request: " + platform::FromUtf8(m_strRefused));
     if (result != SQLITE_OK)
         return FailByDatabase();
     // Nothing compiled and nothing passed over would be asked for ever.
@@ -246,12 +248,17 @@ bool CDatabase::Compile(std::string_view sql, CStatement& statement, std::string
 
 eStepResult CDatabase::Step(CStatement& statement)
 {
-    switch (sqlite3_step(statement.m_pStatement.get())) {
+    const int result = HasTimedOut() ? SQLITE_INTERRUPT : sqlite3_step(statement.m_pStatement.get());
+    switch (result) {
     case SQLITE_ROW: return eStep_Row;
     case SQLITE_DONE: return eStep_Done;
     default: break;
     }
-    FailByDatabase();
+    if (HasTimedOut())
+        Fail(L"the request takes longer than the server allows (" + std::to_wstring(m_timeLimit.count()) +
+             L" s, --query-time-limit)");
+    else
+        FailByDatabase();
     return m_pContext != nullptr && m_pContext->IsCanceled() ? eStep_Canceled : eStep_Failed;
 }
 
@@ -268,7 +275,7 @@ bool CDatabase::FailByDatabase()
     Fail(IsLeftHalfWritten(code)
              ? L"a program was killed while it wrote to it; to put it right, open it once for writing, "
                L"as \"sqlite3 FILE .schema\" does"
-             : platform::FromUtf8(sqlite3_errmsg(m_pDatabase.get())));
+             : SqliteErrorText(m_pDatabase.get()));
     m_bBusy = (code & 0xFF) == SQLITE_BUSY;
     return false;
 }
@@ -280,14 +287,25 @@ int CDatabase::Authorize(void* self, int action, const char* first, const char* 
     if (database->m_bOwnStatement || IsReading(action, first, second) ||
         (database->m_bSelecting && IsNeededToRead(action, first)))
         return SQLITE_OK;
-    if (database->m_pRefused == nullptr)
-        database->m_pRefused = ActionName(action, first);
+    try {
+        if (database->m_strRefused.empty())
+            database->m_strRefused = ActionName(action, first, second);
+    } catch (const std::bad_alloc&) {
+        return SQLITE_DENY; // which SQLite has words for as well
+    }
     return SQLITE_DENY;
 }
 
 bool CDatabase::IsToStop()
 {
+    if (HasTimedOut() || (m_pStop != nullptr && *m_pStop))
+        return true;
     return m_pContext != nullptr ? m_pContext->IsCanceled() : m_bLimited && ++m_nLooks > kMaxLooks;
+}
+
+bool CDatabase::HasTimedOut() const
+{
+    return m_timeLimit.count() != 0 && ElapsedTime() - m_start >= m_timeLimit;
 }
 
 int CDatabase::AskToStop(void* self)
@@ -297,8 +315,8 @@ int CDatabase::AskToStop(void* self)
 
 int CDatabase::WaitForLock(void* self, int attempt)
 {
-    auto* context = static_cast<CDatabase*>(self)->m_pContext;
-    if (context == nullptr || attempt >= kLockAttempts || context->IsCanceled())
+    auto* database = static_cast<CDatabase*>(self);
+    if (database->m_pContext == nullptr || attempt >= kLockAttempts || database->IsToStop())
         return 0;
     SleepFor(kLockPause);
     return 1;

@@ -5,6 +5,8 @@
 #include <ZEL_Processor/ZelProcessorContext.h>
 #include <ZEL_Processor/ZelTypes.h>
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -58,7 +60,11 @@ public:
 
     /// For a look beforehand, without a context: statements end after some 20 milliseconds of work. Before Open.
     void LimitWork() { m_bLimited = true; }
-    /// True when the limit ended a statement.
+    /// Statements end when the flag, which must outlive this, is set. Before Open.
+    void StopBy(const std::atomic<bool>& stop) { m_pStop = &stop; }
+    /// Statements fail that run when this time has passed from now on; 0: never.
+    void LimitTime(std::chrono::seconds limit);
+    /// True when the limit of work ended a statement.
     [[nodiscard]] bool IsCutShort() const { return m_nLooks > kMaxLooks; }
 
     /// Opens an existing file. Nothing of it is read yet, so one that is no database is found at the first statement.
@@ -98,15 +104,19 @@ private:
     static int WaitForLock(void* self, int attempt);
 
     bool Compile(std::string_view sql, CStatement& statement, std::string_view& rest);
+    [[nodiscard]] bool HasTimedOut() const;
     bool Fail(const CString& error);
     bool FailByDatabase();
     bool Restrict();
 
     std::unique_ptr<sqlite3, SClose> m_pDatabase;
     CZelProcessorContext* const m_pContext;
-    const char* m_pRefused = nullptr; ///< what the statement tried that it must not
-    bool m_bOwnStatement = false;     ///< the statement being run is not the request's
-    bool m_bSelecting = false;        ///< the statement has been found to be a SELECT
+    const std::atomic<bool>* m_pStop = nullptr;
+    std::chrono::seconds m_timeLimit{0};
+    std::chrono::milliseconds m_start{0}; ///< of the time that is limited
+    std::string m_strRefused;             ///< what the statement tried that it must not
+    bool m_bOwnStatement = false;         ///< the statement being run is not the request's
+    bool m_bSelecting = false;            ///< the statement has been found to be a SELECT
     bool m_bBusy = false;
     bool m_bLimited = false;
     int m_nLooks = 0;

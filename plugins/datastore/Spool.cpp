@@ -1,6 +1,7 @@
 #include "plugins/datastore/Spool.h"
 
-#include "platform/Text.h"
+#include "plugins/datastore/SqliteLimits.h"
+#include "plugins/datastore/TemporarySpace.h"
 
 #include <sqlite3.h>
 
@@ -47,8 +48,8 @@ bool CSpool::Open()
     m_pState = std::make_unique<SState>();
     sqlite3* database = nullptr;
     // An empty name is a temporary database. One writer, nothing to roll back: no journal and no syncing.
-    const int result =
-        sqlite3_open_v2("", &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int result = sqlite3_open_v2("", &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                                       temporaryspace::FileSystem());
     m_pState->database.reset(database);
     constexpr const char* kSetUp = "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; PRAGMA cache_size=-2048;"
                                    "PRAGMA page_size=16384; CREATE TABLE piece(bytes BLOB); BEGIN";
@@ -95,5 +96,5 @@ std::wstring CSpool::ErrorText() const
 {
     if (m_pState == nullptr || sqlite3_errcode(m_pState->database.get()) == SQLITE_OK)
         return {};
-    return platform::FromUtf8(sqlite3_errmsg(m_pState->database.get()));
+    return SqliteErrorText(m_pState->database.get());
 }

@@ -1,6 +1,8 @@
 #include "plugins/datastore/SqlFunctions.h"
 
-#include "plugins/datastore/Database.h"
+#include "plugins/datastore/SqlPattern.h"
+#include "plugins/datastore/SqlSearch.h"
+#include "plugins/datastore/SqlWork.h"
 
 #include <sqlite3.h>
 
@@ -8,7 +10,6 @@
 #include <array>
 #include <exception>
 #include <memory>
-#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -16,34 +17,19 @@
 
 namespace {
 
-/// Bytes that are compared between two looks at the cancel flag: some 100 microseconds.
-constexpr std::size_t kBytesBetweenLooks = 1024 * 1024;
-
 /// What is compared in the time that it takes to look a character up.
 constexpr std::size_t kBytesOfALookup = 256;
 
-/// Counts what a call does.
-class CWork {
-public:
-    explicit CWork(sqlite3_context* context) : m_database(*static_cast<CDatabase*>(sqlite3_user_data(context))) {}
+/// The same for a character that is compared by LIKE or GLOB.
+constexpr std::size_t kBytesOfAMatch = 16;
 
-    /// False when the call is to end.
-    [[nodiscard]] bool GoOn(std::size_t bytes)
-    {
-        m_nBytes += bytes;
-        if (m_nBytes < kBytesBetweenLooks)
-            return true;
-        m_nBytes = 0;
-        m_bEnded = m_bEnded || m_database.IsToStop();
-        return !m_bEnded;
-    }
-    [[nodiscard]] bool IsEnded() const { return m_bEnded; }
+/// Of the characters that are trimmed: more would need memory that nobody counts.
+constexpr std::size_t kMaxTrimmedBytes = 256 * 1024;
 
-private:
-    CDatabase& m_database;
-    std::size_t m_nBytes = 0;
-    bool m_bEnded = false;
-};
+CSqlWork WorkOf(sqlite3_context* context)
+{
+    return CSqlWork(*static_cast<CDatabase*>(sqlite3_user_data(context)));
+}
 
 bool IsNull(sqlite3_value* value)
 {
@@ -72,29 +58,6 @@ struct SFreeValue {
 };
 using ValuePtr = std::unique_ptr<sqlite3_value, SFreeValue>;
 
-/// True for a byte that is not the first of a UTF-8 character.
-bool IsContinuation(char byte)
-{
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
-}
-
-/// Where the needle, which is not empty, begins next; the length of the text when nowhere. Nothing when the call is to
-/// end.
-std::optional<std::size_t> Find(std::string_view text, std::string_view needle, std::size_t from, CWork& work)
-{
-    while (from + needle.size() <= text.size()) {
-        const std::size_t found = std::min(text.find(needle.front(), from), text.size());
-        if (found + needle.size() > text.size())
-            break;
-        if (!work.GoOn(found - from + needle.size()))
-            return {};
-        if (text.compare(found, needle.size(), needle) == 0)
-            return found;
-        from = found + 1;
-    }
-    return text.size();
-}
-
 void Instr(sqlite3_context* context, int, sqlite3_value** values)
 {
     if (IsNull(values[0]) || IsNull(values[1]))
@@ -114,22 +77,15 @@ void Instr(sqlite3_context* context, int, sqlite3_value** values)
     const std::string_view needle = view(1);
     if (needle.empty())
         return sqlite3_result_int(context, 1);
-    CWork work(context);
-    // Within a character SQLite does not look: that matters where a text is no UTF-8.
-    const auto isInside = [&](std::size_t at) {
-        return !areBlobs && at > 0 && at < text.size() && IsContinuation(text[at]);
-    };
-    auto found = Find(text, needle, 0, work);
-    while (found && isInside(*found))
-        found = Find(text, needle, *found + 1, work);
-    if (!found)
-        return sqlite3_result_error_code(context, SQLITE_INTERRUPT);
-    if (*found == text.size())
+    // Within a character SQLite does not look: a needle of text that begins there can only be found at the front.
+    if (!areBlobs && IsUtf8Continuation(needle.front()))
+        return sqlite3_result_int(context, text.starts_with(needle) ? 1 : 0);
+    const std::size_t found = CSqlSearch(needle).Find(text, 0);
+    if (found == text.size())
         return sqlite3_result_int(context, 0);
-    std::size_t number = 1;
-    for (std::size_t at = 1; at <= *found; ++at)
-        number += isInside(at) ? 0U : 1U;
-    sqlite3_result_int(context, static_cast<int>(number));
+    const std::string_view passed = text.substr(std::min<std::size_t>(1, found), found);
+    const auto inside = areBlobs ? 0 : std::count_if(passed.begin(), passed.end(), &IsUtf8Continuation);
+    sqlite3_result_int(context, static_cast<int>(passed.size()) - static_cast<int>(inside) + 1);
 }
 
 void Replace(sqlite3_context* context, int, sqlite3_value** values)
@@ -145,19 +101,17 @@ void Replace(sqlite3_context* context, int, sqlite3_value** values)
     const std::string_view replacement = Text(values[2]);
     const auto limit =
         static_cast<std::size_t>(sqlite3_limit(sqlite3_context_db_handle(context), SQLITE_LIMIT_LENGTH, -1));
-    CWork work(context);
+    CSqlSearch search(pattern);
     std::string result;
     for (std::size_t from = 0;;) {
-        const auto found = Find(text, pattern, from, work);
-        if (!found)
-            return sqlite3_result_error_code(context, SQLITE_INTERRUPT);
-        result.append(text, from, *found - from);
-        if (*found == text.size())
+        const std::size_t found = search.Find(text, from);
+        result.append(text, from, found - from);
+        if (found == text.size())
             break;
         result.append(replacement);
         if (result.size() > limit)
             return sqlite3_result_error_toobig(context);
-        from = *found + pattern.size();
+        from = found + pattern.size();
     }
     sqlite3_result_text64(context, result.data(), result.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
 }
@@ -166,7 +120,7 @@ std::string_view FirstCharacter(std::string_view text)
 {
     std::size_t length = 1;
     const bool isLong = static_cast<unsigned char>(text[0]) >= 0xC0;
-    while (isLong && length < text.size() && IsContinuation(text[length]))
+    while (isLong && length < text.size() && IsUtf8Continuation(text[length]))
         ++length;
     return text.substr(0, length);
 }
@@ -186,7 +140,7 @@ public:
     }
 
     /// The length of the one that the text begins or ends with; 0 for none, and when the call is to end.
-    std::size_t LengthAt(std::string_view text, bool isEnd, CWork& work) const
+    std::size_t LengthAt(std::string_view text, bool isEnd, CSqlWork& work) const
     {
         std::size_t first = m_order.size();
         std::size_t found = 0;
@@ -213,9 +167,11 @@ void Trim(sqlite3_context* context, int count, sqlite3_value** values)
     if (IsNull(values[0]) || (count == 2 && IsNull(values[1])))
         return;
     const std::string_view characters = count == 2 ? Text(values[1]) : " ";
+    if (characters.size() > kMaxTrimmedBytes)
+        return sqlite3_result_error(context, "too many characters to trim", -1);
     const CTrimSet set(characters.substr(0, characters.find('\0'))); // SQLite's ends there
     std::string_view text = Text(values[0]);
-    CWork work(context);
+    CSqlWork work = WorkOf(context);
     while (const std::size_t length = kLeft ? set.LengthAt(text, false, work) : 0)
         text.remove_prefix(length);
     while (const std::size_t length = kRight ? set.LengthAt(text, true, work) : 0)
@@ -223,6 +179,51 @@ void Trim(sqlite3_context* context, int count, sqlite3_value** values)
     if (work.IsEnded())
         return sqlite3_result_error_code(context, SQLITE_INTERRUPT);
     sqlite3_result_text64(context, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
+/// The characters before a NUL, where SQLite ends the arguments of LIKE and GLOB.
+std::string_view UpToNul(sqlite3_value* value)
+{
+    const std::string_view text = Text(value);
+    return text.substr(0, text.find('\0'));
+}
+
+/// False, with the result, when the third argument of LIKE is no character; also when it is null.
+bool AddEscape(sqlite3_context* context, sqlite3_value* value, SSqlPatternRules& rules)
+{
+    std::string_view escape = UpToNul(value);
+    if (IsNull(value))
+        return false;
+    if (!escape.empty())
+        rules.escape = TakeSqlCharacter(escape);
+    if (rules.escape == 0 || !escape.empty()) {
+        sqlite3_result_error(context, "ESCAPE expression must be a single character", -1);
+        return false;
+    }
+    // What escapes has no other meaning.
+    rules.all = rules.all == rules.escape ? 0 : rules.all;
+    rules.one = rules.one == rules.escape ? 0 : rules.one;
+    return true;
+}
+
+/// LIKE and GLOB have the pattern first.
+template <const SSqlPatternRules& kRules>
+void Match(sqlite3_context* context, int count, sqlite3_value** values)
+{
+    if (IsBlob(values[0]) || IsBlob(values[1])) // as the SQLite of Debian is built
+        return sqlite3_result_int(context, 0);
+    const int limit = sqlite3_limit(sqlite3_context_db_handle(context), SQLITE_LIMIT_LIKE_PATTERN_LENGTH, -1);
+    if (sqlite3_value_bytes(values[0]) > limit)
+        return sqlite3_result_error(context, "LIKE or GLOB pattern too complex", -1);
+    SSqlPatternRules rules = kRules;
+    if ((count == 3 && !AddEscape(context, values[2], rules)) || IsNull(values[0]) || IsNull(values[1]))
+        return;
+    CSqlWork work = WorkOf(context);
+    const auto isMatch =
+        MatchesSqlPattern(UpToNul(values[0]), UpToNul(values[1]), rules, [&] { return work.GoOn(kBytesOfAMatch); });
+    if (!isMatch)
+        return sqlite3_result_error_code(context, SQLITE_INTERRUPT);
+    sqlite3_result_int(context, *isMatch ? 1 : 0);
 }
 
 using Function = void (*)(sqlite3_context*, int, sqlite3_value**);
@@ -244,14 +245,17 @@ struct SFunction {
     Function function;
 };
 
-constexpr std::array<SFunction, 8> kFunctions = {{{"instr", 2, &Guarded<&Instr>},
-                                                  {"replace", 3, &Guarded<&Replace>},
-                                                  {"trim", 1, &Guarded<&Trim<true, true>>},
-                                                  {"trim", 2, &Guarded<&Trim<true, true>>},
-                                                  {"ltrim", 1, &Guarded<&Trim<true, false>>},
-                                                  {"ltrim", 2, &Guarded<&Trim<true, false>>},
-                                                  {"rtrim", 1, &Guarded<&Trim<false, true>>},
-                                                  {"rtrim", 2, &Guarded<&Trim<false, true>>}}};
+constexpr std::array<SFunction, 11> kFunctions = {{{"instr", 2, &Guarded<&Instr>},
+                                                   {"glob", 2, &Guarded<&Match<kGlobRules>>},
+                                                   {"like", 2, &Guarded<&Match<kLikeRules>>},
+                                                   {"like", 3, &Guarded<&Match<kLikeRules>>},
+                                                   {"replace", 3, &Guarded<&Replace>},
+                                                   {"trim", 1, &Guarded<&Trim<true, true>>},
+                                                   {"trim", 2, &Guarded<&Trim<true, true>>},
+                                                   {"ltrim", 1, &Guarded<&Trim<true, false>>},
+                                                   {"ltrim", 2, &Guarded<&Trim<true, false>>},
+                                                   {"rtrim", 1, &Guarded<&Trim<false, true>>},
+                                                   {"rtrim", 2, &Guarded<&Trim<false, true>>}}};
 
 } // namespace
 

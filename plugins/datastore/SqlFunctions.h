@@ -3,7 +3,8 @@
 struct sqlite3;
 class CDatabase;
 
-/// Puts functions in the place of those of SQLite's that take hours for one call on long values (instr, replace, trim,
-/// ltrim, rtrim), in which no cancellation is asked for. They give the same results; a call that is long asks the
-/// database whether it is to stop. False for a failure of the connection, which then has some of them.
+/// Puts functions in the place of those of SQLite's that take as long as the product of their arguments' lengths, in
+/// which no cancellation is asked for (instr, replace, trim, ltrim, rtrim, like, glob). They give the same results;
+/// what still can be long asks the database whether it is to stop. False for a failure of the connection, which then
+/// has some of them.
 [[nodiscard]] bool AddSqlFunctions(sqlite3* connection, CDatabase& database);

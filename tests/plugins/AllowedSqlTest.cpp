@@ -1,0 +1,196 @@
+#include "plugins/datastore/AllowedSql.h"
+#include "plugins/datastore/Database.h"
+#include "tests/plugins/PluginHarness.h"
+#include "tests/plugins/SampleDatabase.h"
+
+#include "platform/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <set>
+#include <string>
+#include <vector>
+
+using namespace plugintest;
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// A function as SQLite has it: its name, and how many arguments it takes, -1 for any number.
+using Function = std::pair<std::string, int>;
+
+class AllowedSql : public testing::Test {
+protected:
+    AllowedSql()
+    {
+        // One value of each kind, as long as a value may be.
+        m_data.Make(L"box", "CREATE TABLE big(kind TEXT, x);"
+                            "INSERT INTO big VALUES('letters', replace(hex(zeroblob(2000000)), '0', 'a')),"
+                            "('digits', replace(hex(zeroblob(2000000)), '0', '7')),"
+                            "('bytes', zeroblob(4000000)),"
+                            "('json', '[' || replace(hex(zeroblob(1000000)), '00', '1,') || '{\"a\":[[1]]}]'),"
+                            "('formats', replace(hex(zeroblob(1000000)), '00', '%d'));"
+                            "CREATE VIRTUAL TABLE f4 USING fts4(words); CREATE VIRTUAL TABLE f5 USING fts5(words);"
+                            "INSERT INTO f4 SELECT replace(hex(zeroblob(900000)), '00', 'a b ');"
+                            "INSERT INTO f5 SELECT words FROM f4");
+    }
+
+    /// What a request is told when it is prepared; empty when nothing is wrong.
+    [[nodiscard]] std::wstring Refusal(const std::string& sql) const
+    {
+        CDatabase database;
+        CStatement statement;
+        EXPECT_TRUE(database.Open(m_data.PathOf(L"box")));
+        return database.Prepare(sql, statement) ? std::wstring() : database.ErrorText();
+    }
+    /// What all calls up to the end take together. That one is an error is as good as any result.
+    [[nodiscard]] milliseconds TimeOf(const std::string& sql)
+    {
+        CDatabase database(&m_context);
+        CStatement statement;
+        EXPECT_TRUE(database.Open(m_data.PathOf(L"box")));
+        const auto start = std::chrono::steady_clock::now();
+        if (database.Prepare(sql, statement)) {
+            while (database.Step(statement) == eStep_Row) {
+            }
+        }
+        return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+    }
+    /// The rows of a statement of SQLite's own, each as its values.
+    [[nodiscard]] static std::vector<std::vector<std::string>> Ask(const std::string& sql)
+    {
+        std::vector<std::vector<std::string>> rows;
+        sqlite3* database = nullptr;
+        EXPECT_EQ(sqlite3_open(":memory:", &database), SQLITE_OK);
+        const auto keep = [](void* kept, int count, char** values, char**) {
+            auto& row = static_cast<std::vector<std::vector<std::string>>*>(kept)->emplace_back();
+            for (int index = 0; index < count; ++index)
+                row.emplace_back(values[index] == nullptr ? "" : values[index]);
+            return 0;
+        };
+        EXPECT_EQ(sqlite3_exec(database, sql.c_str(), keep, &rows, nullptr), SQLITE_OK);
+        EXPECT_EQ(sqlite3_close(database), SQLITE_OK);
+        return rows;
+    }
+    [[nodiscard]] static std::set<Function> Functions()
+    {
+        std::set<Function> functions;
+        for (const auto& row : Ask("SELECT DISTINCT name, narg FROM pragma_function_list"))
+            functions.emplace(row.at(0), std::stoi(row.at(1)));
+        return functions;
+    }
+    [[nodiscard]] static bool IsAllowed(const std::string& name)
+    {
+        return std::find(kAllowedFunctions.begin(), kAllowedFunctions.end(), name) != kAllowedFunctions.end();
+    }
+    [[nodiscard]] static std::string Call(const std::string& name, std::size_t count, const std::string& argument)
+    {
+        if (name.starts_with("->"))
+            return argument + name + argument;
+        std::string call = name + "(";
+        for (std::size_t index = 0; index < count; ++index)
+            call += (index == 0 ? "" : ", ") + (name == "likelihood" && index == 1 ? std::string("0.5") : argument);
+        return call + ")";
+    }
+
+    CDataFolder m_data;
+    CTestContext m_context;
+};
+
+} // namespace
+
+TEST_F(AllowedSql, AFunctionThatIsNotListedIsRefusedByItsName)
+{
+    std::size_t refused = 0;
+    for (const auto& [name, count] : Functions()) {
+        if (IsAllowed(name))
+            continue;
+        ++refused;
+        EXPECT_EQ(Refusal("SELECT " + Call(name, static_cast<std::size_t>(std::max(count, 0)), "1")),
+                  L"not allowed in a request: the function " + platform::FromUtf8(name));
+    }
+    EXPECT_GE(refused, 5U);
+}
+
+TEST_F(AllowedSql, WhatReachesBeyondTheDataIsNotListed)
+{
+    for (const char* name : {"load_extension", "fts3_tokenizer", "fts5", "optimize", "sqlite_log", "rtreecheck",
+                             "json_patch", "snippet", "highlight", "readfile", "edit"})
+        EXPECT_FALSE(IsAllowed(name)) << name;
+}
+
+TEST_F(AllowedSql, AListedFunctionMayBeCalled)
+{
+    for (const auto& [name, count] : Functions()) {
+        if (IsAllowed(name)) {
+            const std::wstring refusal =
+                Refusal("SELECT " + Call(name, static_cast<std::size_t>(std::max(count, 1)), "1"));
+            EXPECT_FALSE(refusal.starts_with(L"not allowed")) << name << platform::ToUtf8(refusal);
+        }
+    }
+}
+
+TEST_F(AllowedSql, ATableThatIsAFunctionIsRefusedUnlessItIsHarmless)
+{
+    EXPECT_EQ(Refusal("SELECT value FROM json_each('[1]')"), L"");
+    EXPECT_EQ(Refusal("SELECT value FROM json_tree('[1]')"), L"");
+    EXPECT_EQ(Refusal("SELECT * FROM dbstat"), L"not allowed in a request: the table dbstat");
+    for (const auto& row : Ask("SELECT name FROM pragma_module_list")) {
+        const std::string& name = row.at(0);
+        if (name == "json_each" || name == "json_tree")
+            continue;
+        EXPECT_NE(Refusal("SELECT * FROM " + name), L"") << name;
+    }
+}
+
+/// The bound is against a hang: what is quadratic takes minutes at these lengths.
+TEST_F(AllowedSql, NoListedFunctionTakesLong)
+{
+    constexpr std::size_t kMostArguments = 64;
+    constexpr milliseconds kBound(20000);
+    std::vector<std::pair<milliseconds, std::string>> times;
+    for (const auto& [name, count] : Functions()) {
+        if (!IsAllowed(name))
+            continue;
+        std::vector<std::size_t> counts = {static_cast<std::size_t>(count)};
+        if (count < 0)
+            counts = {1, 2, 3, kMostArguments}; // several paths, modifiers, values
+        for (const std::size_t arguments : counts) {
+            // The second form for those that are for windows alone.
+            for (const char* over : {"", " OVER ()"}) {
+                const std::string sql =
+                    "SELECT typeof(" + Call(name, arguments, "x") + over + ") FROM big WHERE kind = ";
+                if (!Refusal(sql + "'letters'").empty())
+                    continue;
+                for (const char* kind : {"letters", "digits", "bytes", "json", "formats"})
+                    times.emplace_back(TimeOf(sql + "'" + kind + "'"), sql + kind);
+                break;
+            }
+        }
+    }
+    for (const char* call : {"offsets(f4)", "matchinfo(f4, 'pcnalsxyb')"})
+        times.emplace_back(TimeOf(std::string("SELECT length(") + call + ") FROM f4 WHERE f4 MATCH 'a b'"), call);
+    for (const char* call : {"bm25(f5)"})
+        times.emplace_back(TimeOf(std::string("SELECT length(") + call + ") FROM f5 WHERE f5 MATCH 'a b'"), call);
+    EXPECT_GT(times.size(), 400U);
+    std::sort(times.rbegin(), times.rend());
+    for (std::size_t index = 0; index < 5; ++index)
+        std::cout << times[index].first.count() << " ms: " << times[index].second << "\n";
+    EXPECT_LT(times.front().first, kBound) << times.front().second;
+}
+
+TEST_F(AllowedSql, WhatWouldBeQuadraticIsNot)
+{
+    for (const char* sql :
+         {"SELECT instr(x, substr(x, 1, 2000000) || 'b') FROM big WHERE kind = 'letters'",
+          "SELECT length(replace(x, substr(x, 1, 2000000) || 'b', '')) FROM big WHERE kind = 'letters'",
+          "SELECT instr(x, CAST(substr(x, 1, 2000000) || 'b' AS BLOB)) FROM big WHERE kind = 'bytes'",
+          "SELECT length(trim(x, substr(x, 1, 100000))) FROM big WHERE kind = 'letters'"})
+        EXPECT_LT(TimeOf(sql), milliseconds(20000)) << sql;
+}
