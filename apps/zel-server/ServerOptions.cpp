@@ -7,8 +7,11 @@
 #include "apps/zel-server/ServerDirectories.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/Version.h"
 
+#include "CommonTexts.h"
 #include "ServerTexts.h"
+#include "ThirdPartyList.h"
 
 #include <CLI/CLI.hpp>
 #include <map>
@@ -119,6 +122,22 @@ void DefineService(CLI::App& app, SRawOptions& raw)
     app.add_option("--service-name", raw.serviceName, HelpText(ServerTexts::IDS_HELP_SERVICE_NAME))->type_name("NAME");
 }
 
+/// What is in the files, for a look at what has to be updated: one JSON object.
+std::string VersionsAsJson()
+{
+    return R"({"program":"zel-server","version":")" ZEL_VERSION R"(","compiler":")" +
+           platform::ToUtf8(platform::CompilerVersion()) + R"(","thirdParty":)" + kThirdParty + "}";
+}
+
+void DefineVersion(CLI::App& app)
+{
+    auto* const json = app.add_flag("--json")->description(HelpText(ServerTexts::IDS_HELP_JSON));
+    app.set_version_flag(
+        "--version", [json] { return json->count() != 0 ? VersionsAsJson() : std::string("zel-server " ZEL_VERSION); },
+        HelpText(CommonTexts::IDS_HELP_VERSION));
+    json->needs(app.get_version_ptr());
+}
+
 /// A mistake that the parser does not see; empty without one.
 std::wstring MistakeOf(const SServerOptions& options)
 {
@@ -145,6 +164,7 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
     DefineDirectories(app, raw, options);
     DefineBehaviour(app, raw, options);
     DefineService(app, raw);
+    DefineVersion(app);
     if (const std::optional<int> code = ParseCommandLine(app, arguments))
         return code;
 

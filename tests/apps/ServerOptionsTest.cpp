@@ -2,8 +2,13 @@
 #include "platform/Path.h"
 #include "tests/apps/ProgramFixture.h"
 
+#include <CLI/Version.hpp>
 #include <algorithm>
+#include <boost/version.hpp>
+#include <map>
+#include <nlohmann/json.hpp>
 #include <set>
+#include <sqlite3.h>
 #include <sstream>
 
 namespace {
@@ -27,6 +32,32 @@ TEST_F(ServerOptionsTest, VersionIsOneLine)
     const SProgramResult result = ServerResult({L"--version"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.output, "zel-server " ZEL_VERSION "\n");
+}
+
+TEST_F(ServerOptionsTest, VersionAsJsonListsWhatOthersWrote)
+{
+    const SProgramResult result = ServerResult({L"--version", L"--json"});
+    EXPECT_EQ(result.code, 0);
+    const auto versions = nlohmann::json::parse(result.output);
+    EXPECT_EQ(versions.at("program"), "zel-server");
+    EXPECT_EQ(versions.at("version"), ZEL_VERSION);
+    EXPECT_FALSE(versions.at("compiler").get<std::string>().empty());
+    std::map<std::string, std::string> parts;
+    for (const auto& part : versions.at("thirdParty")) {
+        parts[part.at("name")] = part.at("version");
+        EXPECT_FALSE(part.at("use").get<std::string>().empty());
+    }
+    EXPECT_EQ(parts["JSON for Modern C++"], nlohmann::json::meta().at("version").at("string"));
+    EXPECT_EQ(parts["CLI11"], CLI11_VERSION);
+    EXPECT_EQ(parts["Boost"], std::to_string(BOOST_VERSION / 100000) + "." +
+                                  std::to_string(BOOST_VERSION / 100 % 1000) + "." +
+                                  std::to_string(BOOST_VERSION % 100));
+    EXPECT_EQ(parts["SQLite"], SQLITE_VERSION);
+    for (const char* name : {"fmt", "spdlog", "xxHash", "GCC runtime"})
+        EXPECT_TRUE(std::count(parts[name].begin(), parts[name].end(), '.') >= 1) << name << ": " << parts[name];
+    // Either order; and it means nothing alone.
+    EXPECT_EQ(ServerResult({L"--json", L"--version"}).output, result.output);
+    EXPECT_EQ(ServerResult({L"--json"}).code, 2);
 }
 
 TEST_F(ServerOptionsTest, MistakesEndWithCode2)

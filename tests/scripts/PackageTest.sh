@@ -29,6 +29,9 @@ check_control() {
         [[ $package == libzel-processor0 ]] || expect_field "$package" Depends "$own"
     done
     (($(find "$work/packages" -maxdepth 1 -name '*.deb' | wc -l) == 4)) || complain "there are other packages than the four"
+    dpkg-deb --fsys-tarfile "$work"/packages/libzel-processor0_*.deb |
+        tar -xO ./usr/share/doc/zel-processor/third-party.json >"$work/third-party.json"
+    grep -q '"name":"SQLite","version":"3' "$work/third-party.json" || complain "the list of others' versions lacks SQLite"
     expect_field libzel-processor0 Depends libxml2
     expect_field libzel-processor0 Depends libc6
     expect_field zel-tools Depends libstdc++6
@@ -125,6 +128,9 @@ try_programs() { # root folder
         cat "$work/server.log"
         stop "the server of the packages did not start"
     fi
+    # One list, in the package and in the program.
+    [[ $("$bin/zel-server" --version --json) == *"$(tr -d '\n' <"$1/usr/share/doc/zel-processor/third-party.json")"* ]] ||
+        complain "zel-server lists other versions than the package"
     logged send timeout 60 "$bin/zel" send "$work/query.drq" -o "$work/response.xml" \
         --request-dir "$work/run/in" --output-dir "$work/run/out"
     grep -q 1707 "$work/response.xml" || complain "not the expected response: $(cat "$work/response.xml")"
@@ -234,6 +240,7 @@ check_windows() {
     zip=$(echo "$work"/zip/*)
     for file in bin/ZEL_Processor.dll bin/libstdc++-6.dll bin/plugins/zel_datastore.component lib/libZEL_Processor.dll.a \
         include/ZEL_Processor/ZelProcessorClient.h share/doc/zel-processor/LICENSE \
+        share/doc/zel-processor/third-party.json \
         share/doc/zel-processor/notices/mingw-w64-common.txt share/doc/zel-processor/notices/libsqlite3-dev.txt; do
         [[ -e $zip/$file ]] || complain "the zip has no $file"
     done
