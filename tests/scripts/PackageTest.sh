@@ -99,6 +99,13 @@ check_files() { # root folder
         sed "s|^ExecStart=|ExecStart=$1|" "$unit" >"$work/zel-server.service"
         logged verify systemd-analyze verify --man=no "$work/zel-server.service"
         [[ ! -s $work/verify.log ]] || complain "the unit is not clean: $(cat "$work/verify.log")"
+        # In tenths of the points of systemd, of which ten are an unlimited service.
+        logged security systemd-analyze security --no-pager --offline=true --threshold=19 "$work/zel-server.service"
+        sed '/^ProtectSystem=/d; /^SystemCallFilter=/d; /^CapabilityBoundingSet=/d' "$work/zel-server.service" \
+            >"$work/zel-loose.service"
+        if systemd-analyze security --no-pager --offline=true --threshold=19 "$work/zel-loose.service" >/dev/null 2>&1; then
+            complain "a unit without limits passes as well"
+        fi
     else
         echo "the unit was not verified: there is no systemd-analyze"
     fi
@@ -145,6 +152,65 @@ try_programs() { # root folder
     server=
     exec {output}<&-
     ((code == 0)) || complain "the server's exit code is $code"
+}
+
+# The calls that a unit's filter lets through, one per line.
+allowed_calls() { # reads the values of SystemCallFilter
+    local words word names
+    while read -ra words; do
+        if [[ ${words[0]} == '~'* ]]; then
+            words[0]=${words[0]#'~'}
+            names=$(for word in "${words[@]}"; do calls_of "$word"; done)
+            grep -vxF -e "$names" "$work/allowed" >"$work/fewer"
+            mv "$work/fewer" "$work/allowed"
+        else
+            for word in "${words[@]}"; do calls_of "$word"; done >"$work/allowed"
+        fi
+    done
+    cat "$work/allowed"
+}
+calls_of() { # call or group of them
+    local name
+    [[ $1 == @* ]] || { echo "$1"; return; }
+    while read -r name; do
+        calls_of "$name"
+    done < <(systemd-analyze syscall-filter "$1" | sed -n 's/^ \{4\}\([^# ]\)/\1/p')
+}
+
+# There is no service manager here that would hold the server to the limits of its unit, so what it does with a request
+# is written down and compared with them.
+try_limits() { # root folder
+    if ! command -v systemd-analyze >/dev/null || ! strace -o "$work/probe" true; then
+        echo "the unit's limits were not tried: there is no systemd-analyze, or strace may not work here"
+        return
+    fi
+    local line output unit=$1/usr/lib/systemd/system/zel-server.service denied
+    mkdir "$work/limits"
+    mkfifo "$work/limits/ready"
+    strace -D -f -qq -e signal=none -o "$work/limits/calls" "$1/usr/bin/zel-server" --request-dir "$work/limits/in" \
+        --output-dir "$work/limits/out" --create-dirs >"$work/limits/ready" 2>"$work/limits/log" </dev/null &
+    server=$!
+    exec {output}<"$work/limits/ready"
+    IFS= read -r -t 60 line <&"$output" || true
+    logged limits-send timeout 60 "$1/usr/bin/zel" send "$work/query.drq" -o "$work/limits/response.xml" \
+        --request-dir "$work/limits/in" --output-dir "$work/limits/out"
+    kill -TERM "$server"
+    wait "$server" || complain "the server fails when it is watched"
+    server=
+    exec {output}<&-
+    sed -nE 's/^[0-9]+ +([a-z0-9_]+)\(.*/\1/p' "$work/limits/calls" | sort -u >"$work/limits/names"
+    sed -n 's/^SystemCallFilter=//p' "$unit" | allowed_calls | sort -u >"$work/limits/allowed"
+    denied=$(comm -23 "$work/limits/names" "$work/limits/allowed" | tr '\n' ' ')
+    [[ -z $denied ]] || complain "the unit forbids what the server calls: $denied"
+    grep -qx openat "$work/limits/names" || complain "nothing was written down of the server's calls"
+    echo @basic-io | allowed_calls | sort -u | comm -23 "$work/limits/names" - | grep -qx openat ||
+        complain "a filter that is too narrow is not noticed"
+    if grep -E '(mmap|mprotect|pkey_mprotect)\(.*PROT_WRITE\|PROT_EXEC|mprotect\(.*PROT_EXEC' "$work/limits/calls"; then
+        complain "the server needs memory that it writes and runs, which the unit forbids"
+    fi
+    if grep -E ' socket\(' "$work/limits/calls" | grep -v 'AF_UNIX'; then
+        complain "the server uses sockets that the unit forbids"
+    fi
 }
 
 # As on a user's machine, on a copy of this one that is thrown away: the package manager runs everything, the server runs
@@ -220,6 +286,7 @@ check_debian() {
     install_packages "$work/root"
     check_files "$work/root"
     try_programs "$work/root"
+    try_limits "$work/root"
     check_real_installation
 }
 
