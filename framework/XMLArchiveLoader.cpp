@@ -2,16 +2,14 @@
 
 #include "com/Bstr.h"
 #include "com/Variant.h"
+#include "com/XmlLoad.h"
 #include "com/ZelCom.h"
 #include "framework/XMLArchiveFrame.h"
-#include "platform/FileSystem.h"
 #include "platform/Text.h"
 
 #include <string_view>
 
 namespace {
-
-constexpr std::size_t kLongestArchive = std::size_t{64} << 20;
 
 bool Fail(std::wstring& errorText, std::wstring reason)
 {
@@ -22,18 +20,15 @@ bool Fail(std::wstring& errorText, std::wstring reason)
 bool ReadText(const std::wstring& path, std::wstring& text, std::wstring& errorText)
 {
     std::string bytes;
-    const auto read = platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, bytes, kLongestArchive);
-    if (!platform::Succeeded(read))
-        return Fail(errorText, platform::OsErrorText(read));
+    SXmlError error;
+    if (!ReadXmlFile(path, XmlLimitsOfThread(), bytes, error))
+        return Fail(errorText, platform::FromUtf8(error.reason));
     std::string_view view = bytes;
     if (view.starts_with("\xEF\xBB\xBF"))
         view.remove_prefix(3);
     // The parser takes a zero-terminated text: what stands behind a zero would be dropped without a word.
     if (view.find('\0') != std::string_view::npos)
         return Fail(errorText, L"The file is not text");
-    // An archive has none, and what it can do to a reader (foreign files, texts that grow) is nothing we want.
-    if (view.find("<!DOCTYPE") != std::string_view::npos)
-        return Fail(errorText, L"The file has a document type");
     text = platform::FromUtf8(view);
     return platform::HasLoneSurrogates(text) ? Fail(errorText, L"The file is not UTF-8") : true;
 }
@@ -73,15 +68,8 @@ bool CXMLArchiveLoader::Parse(const std::wstring& text, std::wstring& errorText)
         return Fail(errorText, L"Cannot create instance of DOM document");
     static_cast<void>(m_document->put_preserveWhiteSpace(VARIANT_TRUE));
     const CBstr xml{std::wstring_view(text)};
-    VARIANT_BOOL parsed = VARIANT_FALSE;
-    static_cast<void>(m_document->loadXML(xml.Get(), &parsed));
-    if (parsed == VARIANT_TRUE)
-        return true;
-    CComPtr<IXMLDOMParseError> error;
-    CBstr reason;
-    if (SUCCEEDED(m_document->get_parseError(error.Put())) && error)
-        static_cast<void>(error->get_reason(reason.Put()));
-    return Fail(errorText, reason.IsEmpty() ? L"The file is not well formed" : reason.Text());
+    SXmlError error;
+    return LoadXmlText(*m_document, xml.Get(), error) ? true : Fail(errorText, platform::FromUtf8(error.reason));
 }
 
 bool CXMLArchiveLoader::StandOnFrame(std::wstring& errorText)

@@ -7,9 +7,7 @@
 #include "com/posix/DomText.h"
 #include "com/posix/DomWriter.h"
 #include "platform/FileSystem.h"
-#include "platform/OsError.h"
 
-#include <cstddef>
 #include <memory>
 #include <string>
 #include <utility>
@@ -17,12 +15,9 @@
 namespace com_posix {
 namespace {
 
-/// A request or command is far below; more than this is a mistake, and would only fill the memory.
-constexpr std::size_t kLongestFile = std::size_t{1} << 30;
-
 class CDomParseErrorObject final : public CComObject<IXMLDOMParseError> {
 public:
-    CDomParseErrorObject(SDomParseError error, std::wstring url) : m_error(std::move(error)), m_sUrl(std::move(url)) {}
+    CDomParseErrorObject(SXmlError error, std::wstring url) : m_error(std::move(error)), m_sUrl(std::move(url)) {}
 
     HRESULT STDMETHODCALLTYPE get_errorCode(LONG* errorCode) override
     {
@@ -60,7 +55,7 @@ private:
         return S_OK;
     }
 
-    const SDomParseError m_error;
+    const SXmlError m_error;
     const std::wstring m_sUrl;
 };
 
@@ -109,11 +104,11 @@ public:
     }
     HRESULT STDMETHODCALLTYPE load(VARIANT xmlSource, VARIANT_BOOL* isSuccessful) override
     {
-        return Load(isSuccessful, [&](SDomParseError& error) { return LoadFile(xmlSource, error); });
+        return Load(isSuccessful, [&](SXmlError& error) { return LoadFile(xmlSource, error); });
     }
     HRESULT STDMETHODCALLTYPE loadXML(BSTR xml, VARIANT_BOOL* isSuccessful) override
     {
-        return Load(isSuccessful, [&](SDomParseError& error) {
+        return Load(isSuccessful, [&](SXmlError& error) {
             m_sUrl.clear();
             // Zero-terminated, not counted: callers pass texts that are no BSTR.
             return ParseXmlText(xml == nullptr ? L"" : xml, m_bPreserveWhiteSpace, error);
@@ -183,7 +178,7 @@ private:
             return E_INVALIDARG;
         *isSuccessful = VARIANT_FALSE;
         return ComGuard([&] {
-            SDomParseError error;
+            SXmlError error;
             CDomTreePtr tree = parse(error);
             const bool parsed = tree != nullptr;
             if (!parsed)
@@ -196,23 +191,18 @@ private:
             return parsed ? S_OK : S_FALSE;
         });
     }
-    CDomTreePtr LoadFile(const VARIANT& source, SDomParseError& error)
+    CDomTreePtr LoadFile(const VARIANT& source, SXmlError& error)
     {
         if (source.vt != VT_BSTR)
             throw CComError(E_INVALIDARG);
         m_sUrl = source.bstrVal == nullptr ? L"" : source.bstrVal;
         std::string bytes;
-        const platform::eOsError read =
-            platform::ReadWholeFile(m_sUrl, platform::eOpenMode_ReadShared, bytes, kLongestFile);
-        if (platform::Succeeded(read))
-            return ParseXmlBytes(bytes, m_bPreserveWhiteSpace, error);
-        error.code = HRESULT_FROM_WIN32(static_cast<std::uint32_t>(read));
-        if (!ToXmlUtf8(platform::OsErrorText(read), error.reason))
-            error.reason = "The file cannot be read";
-        return nullptr;
+        return ReadXmlFile(m_sUrl, XmlLimitsOfThread(), bytes, error)
+                   ? ParseXmlBytes(bytes, m_bPreserveWhiteSpace, error)
+                   : nullptr;
     }
 
-    SDomParseError m_error;
+    SXmlError m_error;
     std::wstring m_sUrl;
     bool m_bAsync = true;
     bool m_bPreserveWhiteSpace = false;

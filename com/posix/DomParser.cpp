@@ -22,11 +22,8 @@ using CContextPtr = std::unique_ptr<xmlParserCtxt, SFreeContext>;
 
 /// What the parser's callbacks, which are C and must not throw, leave behind.
 struct SParseState {
-    SDomParseError first;
+    SXmlError first;
     bool isWhole = true; ///< the tree has all that the document says
-    const char* refused = nullptr;
-    LONG refusedLine = 0;
-    LONG refusedColumn = 0;
 };
 
 SParseState& StateOf(void* context)
@@ -34,12 +31,12 @@ SParseState& StateOf(void* context)
     return *static_cast<SParseState*>(static_cast<xmlParserCtxt*>(context)->_private);
 }
 
-/// Nothing is built of what follows a fatal error. The parser takes two others for harmless after which the text would
-/// silently lack something: an entity that an external type, which is not read, might declare, and missing memory.
+/// Nothing is built of what follows a fatal error. The parser takes missing memory for harmless, after which the text
+/// would silently lack something.
 template <class Error>
 bool LosesContent(const Error& error)
 {
-    return error.level == XML_ERR_FATAL || error.code == XML_WAR_UNDECLARED_ENTITY || error.code == XML_ERR_NO_MEMORY;
+    return error.level == XML_ERR_FATAL || error.code == XML_ERR_NO_MEMORY;
 }
 
 /// The first error that refuses the document is the cause; what follows are its consequences. Namespace errors are
@@ -47,8 +44,13 @@ bool LosesContent(const Error& error)
 template <class Error>
 void OnError(void* context, Error* error)
 {
+    if (!LosesContent(*error))
+        return;
+    // Behind an error the parser may take for a tag what the scan took for a text, which has another limit. Not
+    // xmlStopParser: it frees what the parser's functions between here and there still read.
+    static_cast<xmlParserCtxt*>(context)->instate = XML_PARSER_EOF;
     SParseState& state = StateOf(context);
-    if (!state.isWhole || !LosesContent(*error))
+    if (!state.isWhole)
         return;
     state.isWhole = false;
     state.first.code = error->code;
@@ -61,61 +63,12 @@ void OnError(void* context, Error* error)
     }
 }
 
-void Refuse(void* context, const char* reason)
+/// Nobody looks for elements by their ids, and the table that the parser makes of them is slow when they are many. What
+/// is set before is taken back by the options.
+void OnStart(void* context)
 {
-    SParseState& state = StateOf(context);
-    if (state.refused == nullptr) {
-        state.refused = reason;
-        state.refusedLine = xmlSAX2GetLineNumber(context);
-        state.refusedColumn = xmlSAX2GetColumnNumber(context);
-    }
-    xmlStopParser(static_cast<xmlParserCtxt*>(context));
-}
-
-void OnEntityDeclaration(void* context, const xmlChar* name, int type, const xmlChar* publicId, const xmlChar* systemId,
-                         xmlChar* content)
-{
-    if (type == XML_INTERNAL_GENERAL_ENTITY)
-        xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
-    else if (type == XML_INTERNAL_PARAMETER_ENTITY)
-        Refuse(context, "Parameter entities are not accepted");
-    else
-        Refuse(context, "External entities are not accepted");
-}
-
-void OnUnparsedEntity(void* context, const xmlChar*, const xmlChar*, const xmlChar*, const xmlChar*)
-{
-    Refuse(context, "External entities are not accepted");
-}
-
-void OnAttributeDeclaration(void* context, const xmlChar* element, const xmlChar* fullName, int type, int def,
-                            const xmlChar* defaultValue, xmlEnumeration* tree)
-{
-    // Applied to every element, a long one makes a short document huge; ignored, the document would mean something
-    // else.
-    if (defaultValue == nullptr) {
-        xmlSAX2AttributeDecl(context, element, fullName, type, def, defaultValue, tree);
-        return;
-    }
-    xmlFreeEnumeration(tree);
-    Refuse(context, "Default values of attributes are not accepted");
-}
-
-/// The parser joins the parts of a text up to 10 MB, where a text in one part may have any length. Its option to go on
-/// holds here only: elsewhere it would lift the limits of depth and of what entities may expand to.
-void OnCharacters(void* context, const xmlChar* text, int length)
-{
-    auto* parser = static_cast<xmlParserCtxt*>(context);
-    const int options = parser->options;
-    parser->options |= XML_PARSE_HUGE;
-    xmlSAX2Characters(context, text, length);
-    parser->options = options;
-}
-
-/// Second line of defence: whatever would be loaded for an entity is nothing.
-xmlParserInput* OnResolveEntity(void*, const xmlChar*, const xmlChar*)
-{
-    return nullptr;
+    xmlSAX2StartDocument(context);
+    static_cast<xmlParserCtxt*>(context)->loadsubset |= XML_SKIP_IDS;
 }
 
 /// Errors of character sets have no parser to go to: the library would print them on standard error.
@@ -141,33 +94,17 @@ CContextPtr MakeContext(SParseState& state)
         throw std::bad_alloc();
     context->_private = &state;
     context->sax->serror = [](void* data, auto* error) { OnError(data, error); };
-    context->sax->characters = OnCharacters;
-    context->sax->ignorableWhitespace = OnCharacters;
-    context->sax->entityDecl = OnEntityDeclaration;
-    context->sax->unparsedEntityDecl = OnUnparsedEntity;
-    context->sax->attributeDecl = OnAttributeDeclaration;
-    context->sax->resolveEntity = OnResolveEntity;
+    context->sax->startDocument = OnStart;
     return context;
 }
 
-/// The parser's words, except where they speak to a programmer.
-std::string ReasonText(std::string reason)
+SXmlError ErrorOf(SParseState& state)
 {
-    if (reason.starts_with("Excessive depth"))
-        return "Elements are nested more than " + std::to_string(xmlParserMaxDepth) + " deep";
-    while (!reason.empty() && IsXmlSpace(reason.back()))
-        reason.pop_back();
-    return reason;
-}
-
-SDomParseError ErrorOf(SParseState& state)
-{
-    SDomParseError error = std::move(state.first);
-    if (state.refused != nullptr)
-        error = {kDomError_RefusedDeclaration, state.refused, state.refusedLine, state.refusedColumn};
+    SXmlError error = std::move(state.first);
     if (error.code == 0)
         error.code = XML_ERR_INTERNAL_ERROR;
-    error.reason = ReasonText(std::move(error.reason));
+    while (!error.reason.empty() && IsXmlSpace(error.reason.back()))
+        error.reason.pop_back();
     if (error.reason.empty())
         error.reason = "The document is not well formed";
     return error;
@@ -216,21 +153,21 @@ enum eEncoding {
     eEncoding_Utf8,     ///< whatever is declared
 };
 
-CDomTreePtr Parse(std::string_view bytes, eEncoding encoding, bool preserveWhiteSpace, SDomParseError& error)
+/// Bytes that were scanned. The limits are the scan's: XML_PARSE_HUGE lifts the parser's own.
+CDomTreePtr Parse(std::string_view bytes, eEncoding encoding, bool preserveWhiteSpace, SXmlError& error)
 {
     if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()) - 16) {
-        error = {kDomError_TooLong, "The document is too long", 0, 0};
+        error = XmlTooLong(XmlLimitsOfThread()); // longer than the parser can count
         return nullptr;
     }
     SParseState state;
     const CContextPtr context = MakeContext(state);
     const CQuietThread quiet;
     const int options = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOWARNING | XML_PARSE_NOERROR |
-                        XML_PARSE_COMPACT | (encoding == eEncoding_Utf8 ? XML_PARSE_IGNORE_ENC : 0);
-    // Never with an encoding as argument: through a converter the parser takes 10 MB at most.
+                        XML_PARSE_COMPACT | XML_PARSE_HUGE | (encoding == eEncoding_Utf8 ? XML_PARSE_IGNORE_ENC : 0);
     xmlDoc* document = xmlCtxtReadMemory(context.get(), bytes.empty() ? "" : bytes.data(),
                                          static_cast<int>(bytes.size()), nullptr, nullptr, options);
-    if (document == nullptr || state.refused != nullptr || !state.isWhole) {
+    if (document == nullptr || !state.isWhole) {
         xmlFreeDoc(document);
         error = ErrorOf(state);
         return nullptr;
@@ -252,13 +189,15 @@ CDomTreePtr Parse(std::string_view bytes, eEncoding encoding, bool preserveWhite
 
 } // namespace
 
-CDomTreePtr ParseXmlBytes(std::string_view bytes, bool preserveWhiteSpace, SDomParseError& error)
+CDomTreePtr ParseXmlBytes(std::string_view bytes, bool preserveWhiteSpace, SXmlError& error)
 {
     return Parse(bytes, eEncoding_Declared, preserveWhiteSpace, error);
 }
 
-CDomTreePtr ParseXmlText(std::wstring_view text, bool preserveWhiteSpace, SDomParseError& error)
+CDomTreePtr ParseXmlText(std::wstring_view text, bool preserveWhiteSpace, SXmlError& error)
 {
+    if (!ScanXmlText(text, XmlLimitsOfThread(), error))
+        return nullptr;
     if (!text.empty() && text.front() == 0xFEFF)
         text.remove_prefix(1);
     LONG skippedLines = 0;
@@ -268,7 +207,7 @@ CDomTreePtr ParseXmlText(std::wstring_view text, bool preserveWhiteSpace, SDomPa
     }
     std::string utf8;
     if (!ToXmlUtf8(text, utf8)) {
-        error = {kDomError_NoCharacter, "The text has a code that is no character", 0, 0};
+        error = {kXmlError_NoCharacter, "The text has a code that is no character", 0, 0};
         return nullptr;
     }
     CDomTreePtr tree = Parse(utf8, eEncoding_Utf8, preserveWhiteSpace, error);

@@ -27,12 +27,12 @@ enum eElementIdentification : std::int32_t {
 /// when the DOM itself breaks.
 class ZEL_API CXMLTools {
 public:
-    /// Parses text. On failure errorText tells code, reason, line and column. The text must be a BSTR or at least
+    /// Parses text within the limits of the thread (com/XmlLimits.h), without a document type. On failure errorText tells code, reason, line and column. The text must be a BSTR or at least
     /// zero-terminated.
     static bool CreateXmlDomFromString(wchar_t* xml, IXMLDOMDocument** document, CString& errorText);
     /// The same, giving the document element, which keeps its document alive. A null element with true: there is none.
     static bool CreateXmlDomFromString(wchar_t* xml, IXMLDOMElement** element, CString& errorText);
-    /// Loads a file. errorText is written on failure only.
+    /// Loads a file, with the same limits. errorText is written on failure only.
     static bool CreateXmlDomFromFile(CString path, IXMLDOMDocument** document, CString& errorText);
     static bool CreateXmlDomFromFile(CString path, IXMLDOMElement** element, CString& errorText);
 

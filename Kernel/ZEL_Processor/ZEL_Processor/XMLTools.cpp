@@ -5,6 +5,7 @@
 #include "com/ComPtr.h"
 #include "com/Guid.h"
 #include "com/Variant.h"
+#include "com/XmlLoad.h"
 #include "com/ZelCom.h"
 #include "framework/Services.h"
 #include "platform/Text.h"
@@ -29,27 +30,11 @@ CComPtr<IXMLDOMDocument> CreateDocument(CString& errorText)
     return document;
 }
 
-CString ParseErrorText(const CComPtr<IXMLDOMDocument>& document)
+CString ErrorTextOf(const SXmlError& error)
 {
-    CComPtr<IXMLDOMParseError> parseError;
-    LONG code = 0;
-    CBstr reason;
-    LONG line = -1;
-    LONG position = -1;
-    if (SUCCEEDED(document->get_parseError(parseError.Put())) && parseError) {
-        static_cast<void>(parseError->get_errorCode(&code));
-        static_cast<void>(parseError->get_reason(reason.Put()));
-        if (FAILED(parseError->get_line(&line)))
-            line = -1;
-        if (FAILED(parseError->get_linepos(&position)))
-            position = -1;
-    }
-    // The parser may end its reason with a line break, which would make a line of its own.
-    CString reasonText = reason.Text();
-    while (!reasonText.empty() && (reasonText.back() == L'\n' || reasonText.back() == L'\r'))
-        reasonText.pop_back();
     return FormatText(L"Error 0x%lx\n%ls\nLine=%ld, row=%ld",
-                      {HexText(code), reasonText, std::to_wstring(line), std::to_wstring(position)});
+                      {HexText(error.code), platform::FromUtf8(error.reason), std::to_wstring(error.line),
+                       std::to_wstring(error.column)});
 }
 
 /// Element forms: the root of what the document form loads.
@@ -111,10 +96,9 @@ bool CXMLTools::CreateXmlDomFromString(wchar_t* xml, IXMLDOMDocument** document,
     CComPtr<IXMLDOMDocument> created = CreateDocument(errorText);
     if (!created)
         return false;
-    VARIANT_BOOL loaded = VARIANT_FALSE;
-    static_cast<void>(created->loadXML(xml, &loaded));
-    if (loaded != VARIANT_TRUE) {
-        errorText = ParseErrorText(created);
+    SXmlError error;
+    if (!LoadXmlText(*created, xml, error)) {
+        errorText = ErrorTextOf(error);
         return false;
     }
     *document = created.Detach();
@@ -137,11 +121,9 @@ bool CXMLTools::CreateXmlDomFromFile(CString path, IXMLDOMDocument** document, C
     if (!created)
         return false;
     static_cast<void>(created->put_async(VARIANT_FALSE));
-    const CVariant source{std::wstring_view(path)};
-    VARIANT_BOOL loaded = VARIANT_FALSE;
-    static_cast<void>(created->load(source.Get(), &loaded));
-    if (loaded != VARIANT_TRUE) {
-        errorText = ParseErrorText(created);
+    SXmlError error;
+    if (!LoadXmlFile(*created, path, error)) {
+        errorText = ErrorTextOf(error);
         return false;
     }
     *document = created.Detach();
