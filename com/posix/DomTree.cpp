@@ -61,10 +61,47 @@ private:
     std::size_t m_nLast = 0;
 };
 
-bool KeepsSpace(const CDomTree& tree, const xmlNode* text)
-{
-    return tree.m_bPreserveWhiteSpace || (tree.m_bMayHaveSpaceAttribute && xmlNodeGetSpacePreserve(text->parent) == 1);
-}
+/// Walks a subtree in document order and knows at each place whether white space counts: the element above it that has
+/// an xml:space tells. Asking for that at each place is quadratic.
+class CSpaceWalk {
+public:
+    CSpaceWalk(const CDomTree& tree, xmlNode* top) : m_tree(tree), m_pTop(top), m_pNode(top)
+    {
+        m_keeps.push_back(tree.m_bPreserveWhiteSpace ||
+                          (tree.m_bMayHaveSpaceAttribute && xmlNodeGetSpacePreserve(top->parent) == 1));
+    }
+
+    [[nodiscard]] xmlNode* Node() const { return m_pNode; } ///< null at the end
+    [[nodiscard]] bool KeepsSpace() const { return m_keeps.back(); }
+    void Advance()
+    {
+        if (xmlNode* child = FirstChildOf(m_pNode)) {
+            m_keeps.push_back(KeepsSpaceIn(m_pNode));
+            m_pNode = child;
+            return;
+        }
+        while (m_pNode != m_pTop && m_pNode->next == nullptr) {
+            m_pNode = m_pNode->parent;
+            m_keeps.pop_back();
+        }
+        m_pNode = m_pNode == m_pTop ? nullptr : m_pNode->next;
+    }
+
+private:
+    [[nodiscard]] bool KeepsSpaceIn(const xmlNode* node) const
+    {
+        if (m_tree.m_bPreserveWhiteSpace || !m_tree.m_bMayHaveSpaceAttribute || node->type != XML_ELEMENT_NODE)
+            return KeepsSpace();
+        const xmlAttr* space = xmlHasNsProp(node, XmlChars("space"), XML_XML_NAMESPACE);
+        const std::string value = space == nullptr ? std::string() : ValueOf(reinterpret_cast<const xmlNode*>(space));
+        return value == "preserve" || (value != "default" && KeepsSpace());
+    }
+
+    const CDomTree& m_tree;
+    const xmlNode* const m_pTop;
+    xmlNode* m_pNode;
+    std::vector<bool> m_keeps; ///< of the levels above the node, the top's own first
+};
 
 bool IsBlank(std::string_view text)
 {
@@ -163,6 +200,7 @@ HRESULT CDomTree::SetAttribute(xmlNode* element, const std::string& name, const 
         SetText(known, utf8);
         return S_OK;
     }
+    NoteChange();
     // As a mere attribute the library would not know it, and declare the same prefix once more.
     if (name == "xmlns" || name.starts_with(kNamespacePrefix)) {
         const char* prefix = name == "xmlns" ? nullptr : name.c_str() + kNamespacePrefix.size();
@@ -242,40 +280,27 @@ xmlNode* ParentOf(const xmlNode* node)
     return TypeOf(node) == NODE_ATTRIBUTE ? nullptr : node->parent;
 }
 
-xmlNode* AttributeAt(const xmlNode* element, LONG index)
+xmlNode* FirstAttributeOf(const xmlNode* element)
 {
-    if (index < 0 || element->type != XML_ELEMENT_NODE)
+    if (element->type != XML_ELEMENT_NODE)
         return nullptr;
-    for (xmlAttr* attribute = element->properties; attribute != nullptr; attribute = attribute->next) {
-        if (index-- == 0)
-            return reinterpret_cast<xmlNode*>(attribute);
-    }
-    for (xmlNs* declaration = element->nsDef; declaration != nullptr; declaration = declaration->next) {
-        if (index-- == 0)
-            return reinterpret_cast<xmlNode*>(declaration);
-    }
-    return nullptr;
+    return element->properties != nullptr ? reinterpret_cast<xmlNode*>(element->properties)
+                                          : reinterpret_cast<xmlNode*>(element->nsDef);
 }
 
-LONG AttributeCount(const xmlNode* element)
+xmlNode* NextAttribute(const xmlNode* element, const xmlNode* attribute)
 {
-    LONG count = 0;
-    if (element->type != XML_ELEMENT_NODE)
-        return count;
-    for (const xmlAttr* attribute = element->properties; attribute != nullptr; attribute = attribute->next)
-        ++count;
-    for (const xmlNs* declaration = element->nsDef; declaration != nullptr; declaration = declaration->next)
-        ++count;
-    return count;
+    if (attribute->type == XML_NAMESPACE_DECL)
+        return reinterpret_cast<xmlNode*>(AsNamespace(attribute)->next);
+    return attribute->next != nullptr ? attribute->next : reinterpret_cast<xmlNode*>(element->nsDef);
 }
 
 xmlNode* FindAttribute(const xmlNode* element, const std::string& name)
 {
-    for (LONG index = 0;; ++index) {
-        xmlNode* attribute = AttributeAt(element, index);
-        if (attribute == nullptr || NameOf(attribute) == name)
-            return attribute;
-    }
+    xmlNode* attribute = FirstAttributeOf(element);
+    while (attribute != nullptr && NameOf(attribute) != name)
+        attribute = NextAttribute(element, attribute);
+    return attribute;
 }
 
 std::string ValueOf(const xmlNode* node)
@@ -290,27 +315,16 @@ std::string ValueOf(const xmlNode* node)
     return value;
 }
 
-xmlNode* NextInSubtree(const xmlNode* node, const xmlNode* top)
-{
-    if (xmlNode* child = FirstChildOf(node))
-        return child;
-    while (node != top) {
-        if (node->next != nullptr)
-            return node->next;
-        node = node->parent;
-    }
-    return nullptr;
-}
-
 std::string TextOf(const CDomTree& tree, const xmlNode* node)
 {
     const DOMNodeType type = TypeOf(node);
     if (type != NODE_ELEMENT && type != NODE_DOCUMENT && type != NODE_TEXT)
         return ValueOf(node);
     CTextCollector collector;
-    for (const xmlNode* part = node; part != nullptr; part = NextInSubtree(part, node)) {
+    for (CSpaceWalk walk(tree, const_cast<xmlNode*>(node)); walk.Node() != nullptr; walk.Advance()) {
+        const xmlNode* part = walk.Node();
         if (part->type == XML_TEXT_NODE)
-            collector.Append(ViewOf(part->content), !KeepsSpace(tree, part));
+            collector.Append(ViewOf(part->content), !walk.KeepsSpace());
         else if (part->type == XML_CDATA_SECTION_NODE)
             collector.Append(ViewOf(part->content), false);
     }
@@ -319,14 +333,14 @@ std::string TextOf(const CDomTree& tree, const xmlNode* node)
 
 void RemoveBlankTexts(CDomTree& tree)
 {
-    const xmlNode* top = tree.Root();
-    for (xmlNode* node = FirstChildOf(top); node != nullptr;) {
-        xmlNode* next = NextInSubtree(node, top);
-        if (node->type == XML_TEXT_NODE && IsBlank(ViewOf(node->content)) && !KeepsSpace(tree, node)) {
+    for (CSpaceWalk walk(tree, tree.Root()); walk.Node() != nullptr;) {
+        xmlNode* node = walk.Node();
+        const bool isKept = walk.KeepsSpace();
+        walk.Advance();
+        if (node->type == XML_TEXT_NODE && !isKept && IsBlank(ViewOf(node->content))) {
             xmlUnlinkNode(node);
             xmlFreeNode(node);
         }
-        node = next;
     }
 }
 

@@ -45,6 +45,8 @@ public:
 
     /// Grows with every change of the structure; lists use it to tell whether their place is still theirs.
     [[nodiscard]] std::uint64_t Changes() const { return m_nChanges; }
+    /// An attribute or a namespace declaration came.
+    void NoteChange() { ++m_nChanges; }
 
     /// The object that its user has for the document, which sets and clears it; not a reference.
     IXMLDOMDocument* m_pDocumentObject = nullptr;
@@ -74,9 +76,9 @@ using CDomTreePtr = std::shared_ptr<CDomTree>;
 [[nodiscard]] xmlNode* PreviousOf(const xmlNode* node);
 [[nodiscard]] xmlNode* ParentOf(const xmlNode* node);
 
-/// The attribute at an index: those written as attributes, then the namespace declarations. Null outside.
-[[nodiscard]] xmlNode* AttributeAt(const xmlNode* element, LONG index);
-[[nodiscard]] LONG AttributeCount(const xmlNode* element);
+/// Walks what is written as attributes, then the namespace declarations. Null at the end.
+[[nodiscard]] xmlNode* FirstAttributeOf(const xmlNode* element);
+[[nodiscard]] xmlNode* NextAttribute(const xmlNode* element, const xmlNode* attribute);
 /// By its whole name; null when there is none.
 [[nodiscard]] xmlNode* FindAttribute(const xmlNode* element, const std::string& name);
 
@@ -87,8 +89,5 @@ using CDomTreePtr = std::shared_ptr<CDomTree>;
 [[nodiscard]] std::string TextOf(const CDomTree& tree, const xmlNode* node);
 /// Removes the texts of white space alone that are not to be preserved.
 void RemoveBlankTexts(CDomTree& tree);
-
-/// The next node in document order within the subtree of top; null at its end.
-[[nodiscard]] xmlNode* NextInSubtree(const xmlNode* node, const xmlNode* top);
 
 } // namespace com_posix

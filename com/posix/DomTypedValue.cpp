@@ -79,6 +79,7 @@ HRESULT SetDataType(CDomTree& tree, xmlNode* element, const std::string& type)
             return S_OK;
         }
     }
+    tree.NoteChange();
     xmlNs* space = xmlSearchNsByHref(tree.Document(), element, XmlChars(kDataTypeNamespace));
     if (space == nullptr || space->prefix == nullptr)
         space = xmlNewNs(element, XmlChars(kDataTypeNamespace), XmlChars("dt"));

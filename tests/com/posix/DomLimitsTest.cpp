@@ -74,6 +74,77 @@ TEST_F(CDomLimitsTest, AWideTreeIsWalkedByIndexInLinearTime)
     }
 }
 
+TEST_F(CDomLimitsTest, AttributesAreWalkedByIndexInLinearTime)
+{
+    constexpr LONG kAttributes = 10'000;
+    SXmlLimits limits;
+    limits.attributes = kAttributes;
+    limits.namespaces = kAttributes;
+    limits.names = kAttributes + 1;
+    SetXmlLimitsOfThread(limits);
+    std::wstring text = L"<r";
+    for (int i = 0; i < kAttributes; ++i)
+        text += (i % 2 == 0 ? L" a" : L" xmlns:a") + std::to_wstring(i) + L"='u'";
+    const auto root = Root(Parse(text + L"/>"));
+    SetXmlLimitsOfThread({});
+    CComPtr<IXMLDOMNamedNodeMap> attributes;
+    ASSERT_EQ(root->get_attributes(attributes.Put()), S_OK);
+    LONG length = 0;
+    ASSERT_EQ(attributes->get_length(&length), S_OK);
+    ASSERT_EQ(length, kAttributes);
+    // Counting from the start each time, this takes minutes.
+    for (int round = 0; round < 50; ++round) {
+        for (LONG i = 0; i < length; ++i) {
+            CComPtr<IXMLDOMNode> item;
+            ASSERT_EQ(attributes->get_item(i, item.Put()), S_OK);
+        }
+    }
+}
+
+TEST_F(CDomLimitsTest, AnAttributeMapSeesWhatCameAfterItsPlace)
+{
+    const auto root = Root(Parse(L"<r a='1' xmlns:p='u' xmlns:q='v'/>"));
+    CComPtr<IXMLDOMNamedNodeMap> attributes;
+    ASSERT_EQ(root->get_attributes(attributes.Put()), S_OK);
+    const auto nameAt = [&](LONG index) {
+        CComPtr<IXMLDOMNode> item;
+        return attributes->get_item(index, item.Put()) == S_OK ? NameOf(item.Get()) : std::wstring();
+    };
+    EXPECT_EQ(nameAt(1), L"xmlns:p");
+    SetAttribute(root, L"b", CVariant(L"2"));
+    EXPECT_EQ(nameAt(1), L"b") << "attributes come before declarations";
+    EXPECT_EQ(nameAt(3), L"xmlns:q");
+    ASSERT_EQ(root->put_dataType(CBstr(L"i4").Get()), S_OK);
+    EXPECT_EQ(nameAt(2), L"dt:dt");
+    EXPECT_EQ(nameAt(5), L"xmlns:dt");
+    LONG length = 0;
+    EXPECT_EQ(attributes->get_length(&length), S_OK);
+    EXPECT_EQ(length, 6);
+    EXPECT_EQ(nameAt(0), L"a") << "and back";
+}
+
+TEST_F(CDomLimitsTest, BlankTextsBelowManyAttributesAreRemovedInLinearTime)
+{
+    // Asking every element above each of them for its xml:space, this takes hours.
+    std::wstring text = L"<r xml:space='default'>";
+    for (int depth = 0; depth < 200; ++depth) {
+        text += L"<b";
+        for (int i = 0; i < 100; ++i)
+            text += L" a" + std::to_wstring(i) + L"=''";
+        text += L">";
+    }
+    for (int i = 0; i < 200'000; ++i)
+        text += L"<c/> x ";
+    text += L"<k xml:space='preserve'> <c/> <d xml:space='default'> </d> </k> ";
+    for (int depth = 0; depth < 200; ++depth)
+        text += L"</b>";
+    const auto document = Parse(text + L"</r>");
+    const std::wstring inner = TextOf(document.Get());
+    // The three blanks of <k> are kept, the one of <d> is not; the first of all is cut off.
+    EXPECT_EQ(inner.size(), 200'000U * 3 - 1 + 3);
+    EXPECT_TRUE(inner.ends_with(L"x    "));
+}
+
 TEST_F(CDomLimitsTest, WhatWouldSpoilTheDocumentIsRefused)
 {
     const auto document = Parse(L"<a><b/></a>");
