@@ -1,10 +1,32 @@
 #include "com/SystemRuntime.h"
 
 #include "com/ComPtr.h"
+#include "com/Variant.h"
+#include "com/Xml.h"
 #include "com/win32/RegistryKey.h"
 #include "com/win32/ServerModule.h"
 
+ZEL_DECLARE_IID(IXMLDOMDocument2, 0x2933BF95, 0x7B36, 0x11D2, 0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60);
 ZEL_DECLARE_IID(ICatInformation, 0x0002E013, 0x0000, 0x0000, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46);
+
+namespace {
+
+/// By default a document of this class reads whatever it names, of this computer and, with the user's credentials, of
+/// others.
+HRESULT MakeSelfContained(IUnknown& document)
+{
+    CComPtr<IXMLDOMDocument2> settings;
+    if (const HRESULT result = document.QueryInterface(ComIid<IXMLDOMDocument2>(), settings.PutVoid()); FAILED(result))
+        return result;
+    if (const HRESULT result = settings->put_resolveExternals(VARIANT_FALSE); FAILED(result))
+        return result;
+    if (const HRESULT result = settings->put_validateOnParse(VARIANT_FALSE); FAILED(result))
+        return result;
+    const CBstr name(L"ProhibitDTD");
+    return settings->setProperty(name.Get(), CVariant::FromBool(true).Get());
+}
+
+} // namespace
 
 namespace com_system {
 
@@ -17,7 +39,15 @@ bool IsThreadInitialized() noexcept
 
 HRESULT CreateInstance(REFCLSID classId, IUnknown* outer, DWORD context, REFIID iid, void** object) noexcept
 {
-    return ::CoCreateInstance(classId, outer, context, iid, object);
+    const HRESULT created = ::CoCreateInstance(classId, outer, context, iid, object);
+    if (FAILED(created) || classId != kClsidDomDocument)
+        return created;
+    const HRESULT safe = ComGuard([&] { return MakeSelfContained(*static_cast<IUnknown*>(*object)); });
+    if (FAILED(safe)) {
+        static_cast<IUnknown*>(*object)->Release();
+        *object = nullptr;
+    }
+    return FAILED(safe) ? safe : created;
 }
 
 void AppendCategory(const GUID& category, std::vector<CLSID>& classes)
