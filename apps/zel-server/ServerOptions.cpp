@@ -14,6 +14,8 @@
 #include "ThirdPartyList.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
 #include <map>
 
 namespace {
@@ -46,6 +48,7 @@ struct SRawOptions {
     std::string requestDir;
     std::string outputDir;
     std::vector<std::string> componentFolders;
+    std::vector<std::string> xmlLimits;
     std::string logLevel = "info";
     std::string logFile;
     std::string service;
@@ -75,6 +78,34 @@ void DefineDirectories(CLI::App& app, SRawOptions& raw, SServerOptions& options)
         ->take_all();
 }
 
+std::string XmlLimitNames()
+{
+    std::string names;
+    for (const SXmlLimit& limit : kXmlLimits)
+        names += (names.empty() ? "" : ", ") + std::string(limit.name);
+    return names;
+}
+
+/// Sets what "NAME=NUMBER" says; empty, or what is wrong with it.
+std::string SetXmlLimit(const std::string& text, SXmlLimits& limits)
+{
+    const std::size_t separator = std::min(text.find('='), text.size());
+    const auto* const limit = std::find_if(kXmlLimits.begin(), kXmlLimits.end(), [&](const SXmlLimit& entry) {
+        return text.compare(0, separator, entry.name) == 0;
+    });
+    if (limit == kXmlLimits.end())
+        return HelpText(ServerTexts::IDS_IS_NONE_OF,
+                        {platform::FromUtf8(text.substr(0, separator)), platform::FromUtf8(XmlLimitNames())});
+    std::uint64_t value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data() + std::min(separator + 1, text.size()), end, value);
+    if (error != std::errc() || last != end || value < 1 || value > limit->highest)
+        return HelpText(ServerTexts::IDS_XML_LIMIT_RANGE,
+                        {platform::FromUtf8(limit->name), std::to_wstring(limit->highest)});
+    limits.*limit->value = value;
+    return {};
+}
+
 void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
 {
     app.add_flag("--manual", options.manual, HelpText(ServerTexts::IDS_HELP_MANUAL));
@@ -84,6 +115,13 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     app.add_option("--events-limit", options.eventsLimitMiB, HelpText(ServerTexts::IDS_HELP_EVENTS_LIMIT))
         ->type_name("MIB")
         ->check(CLI::Validator(CLI::Range(0U, kLargestEventsLimitMiB)).description(""));
+    app.add_option("--xml-limit", raw.xmlLimits,
+                   HelpText(ServerTexts::IDS_HELP_XML_LIMIT, {platform::FromUtf8(XmlLimitNames())}))
+        ->type_name("NAME=NUMBER")
+        ->expected(1)
+        ->take_all()
+        ->check(
+            CLI::Validator([&options](const std::string& text) { return SetXmlLimit(text, options.xmlLimits); }, ""));
     std::string names;
     for (const auto* name : {"trace", "debug", "info", "warning", "error", "critical"})
         names += (names.empty() ? "" : ", ") + std::string(name);
@@ -225,5 +263,9 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addFlag(L"--strict", options.strict);
     if (options.eventsLimitMiB)
         add(L"--events-limit", std::to_wstring(*options.eventsLimitMiB));
+    for (const SXmlLimit& limit : kXmlLimits) {
+        if (const std::uint64_t value = options.xmlLimits.*limit.value; value != SXmlLimits().*limit.value)
+            add(L"--xml-limit", platform::FromUtf8(limit.name) + L"=" + std::to_wstring(value));
+    }
     return arguments;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "com/XmlLimits.h"
 #include "framework/Log.h"
 
 #include <cstdint>
@@ -20,6 +21,7 @@ struct SServerOptions {
     bool noSync = false;
     bool strict = false;
     std::optional<unsigned> eventsLimitMiB; ///< 0: no limit; when not given see EventsLimit
+    SXmlLimits xmlLimits;
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
     std::wstring logFile;
     unsigned logSizeMiB = 0; ///< 0: the file grows without limit

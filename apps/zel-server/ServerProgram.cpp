@@ -117,6 +117,7 @@ SZelServerOptions CServerProgram::LibraryOptions()
     options.requestsOnly = !m_options.strict;
     options.pausedStatus = !m_options.strict;
     options.eventsLimit = EventsLimit(m_options);
+    options.xmlLimits = m_options.xmlLimits;
     // The main thread waits for a signal, and does the rest.
     options.failed = [](void* signals) { static_cast<platform::CProgramSignals*>(signals)->RequestStop(); };
     options.failedContext = &m_signals;

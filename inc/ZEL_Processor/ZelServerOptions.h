@@ -1,5 +1,7 @@
 #pragma once
 
+#include "com/XmlLimits.h"
+
 #include <cstdint>
 
 /// What a host may choose beside the file protocol. Left as they are, all of them keep the protocol as its oldest
@@ -20,6 +22,9 @@ struct SZelServerOptions {
     /// an archive takes them; docs/server-options.md tells what is lost from there on.
     std::uint64_t eventsLimit = 0;
     static constexpr std::uint64_t kLargestEventsLimit = std::uint64_t{255} << 20;
+    /// What a request or command may be at most. Beyond it is refused with an error that names the limit. They hold for
+    /// whatever the server's own threads read through CXMLTools, plug-ins on them included.
+    SXmlLimits xmlLimits = {};
     /// Called with failedContext, once, when the running server ended itself (CZelProcessorServer::HasFailed): on the
     /// thread that failed, without a lock. It must return soon, must not throw, and must not stop or destroy the
     /// server; it wakes whoever does. Null: nobody is told.

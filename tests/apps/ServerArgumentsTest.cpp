@@ -25,6 +25,8 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.noSync = true;
     options.strict = true;
     options.eventsLimitMiB = 0;
+    options.xmlLimits.bytes = 5000;
+    options.xmlLimits.textLength = 100;
     options.logLevel = Brel::Log::eLogLevel_Warning;
     options.logFile = root / L"server.log";
     options.logSizeMiB = 7;

@@ -1,5 +1,6 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
 #include <CLI/Version.hpp>
@@ -20,10 +21,10 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     const SProgramResult result = ServerResult({L"--help"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.errors, "");
-    for (const char* word :
-         {"--request-dir", "--output-dir", "--create-dirs", "--components", "--manual", "--no-executive", "--no-sync",
-          "--strict", "--events-limit", "--log-level", "--log-file", "--log-size", "--log-json", "--service", "--adopt",
-          "--version", "ZEL_COMPONENT_PATH", "Exit codes", "DELETES"})
+    for (const char* word : {"--request-dir",  "--output-dir", "--create-dirs",      "--components",   "--manual",
+                             "--no-executive", "--no-sync",    "--strict",           "--events-limit", "--xml-limit",
+                             "--log-level",    "--log-file",   "--log-size",         "--log-json",     "--service",
+                             "--adopt",        "--version",    "ZEL_COMPONENT_PATH", "Exit codes",     "DELETES"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
@@ -74,6 +75,11 @@ TEST_F(ServerOptionsTest, MistakesEndWithCode2)
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l", L"--log-size", L"0"},
          "--log-size"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--events-limit", L"256"}, "--events-limit"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--xml-limit", L"width=5"},
+         "'width' is none of bytes, depth, attributes"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--xml-limit", L"depth"}, "from 1 to 2000"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--xml-limit", L"depth=2001"},
+         "from 1 to 2000"},
         {{L"--service", L"install", L"--output-dir", m_strOutput}, "--request-dir"},
         {{L"--service", L"install", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput}, "--log-file"},
         {{L"--service", L"run", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l",
@@ -87,6 +93,35 @@ TEST_F(ServerOptionsTest, MistakesEndWithCode2)
         EXPECT_TRUE(result.errors.starts_with("zel-server: ")) << result.errors;
         EXPECT_TRUE(Contains(result.errors, text)) << result.errors;
     }
+}
+
+TEST_F(ServerOptionsTest, ARequestBeyondALimitIsRefusedWithItsName)
+{
+    CRunningProgram server = StartServer({L"--xml-limit", L"bytes=2000", L"--xml-limit", L"attributes=3"});
+    const SProgramResult tooLong = Zel({L"send", MakeEcho(L"long.drq", std::wstring(2000, L'x')), L"--wait"});
+    EXPECT_NE(tooLong.code, 0);
+    EXPECT_TRUE(Contains(tooLong.errors + tooLong.output,
+                         "The document is longer than 2000 bytes (zel-server --xml-limit bytes=NUMBER)"))
+        << tooLong.errors << tooLong.output;
+    const SProgramResult tooWide =
+        Zel({L"send", MakeRequest(L"wide.drq", L"Type='Echo' Text='x' a='' b=''"), L"--wait"});
+    EXPECT_NE(tooWide.code, 0);
+    EXPECT_TRUE(Contains(tooWide.errors + tooWide.output, "An element has more than 3 attributes")) << tooWide.errors;
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"good.drq", L"x"), L"--wait"}).code, 0) << "the next one is served";
+    StopServer(server);
+}
+
+TEST_F(ServerOptionsTest, ADocumentTypeInARequestIsRefused)
+{
+    CRunningProgram server = StartServer();
+    Write(InHome(L"secret.txt"), "secret");
+    Write(InHome(L"type.drq"), "<!DOCTYPE Request [<!ENTITY e SYSTEM 'file:///" +
+                                   platform::ToUtf8(InHome(L"secret.txt")) +
+                                   "'>]><Request><Task Type='Echo' Text='x'/>&e;</Request>");
+    const SProgramResult result = Zel({L"send", InHome(L"type.drq"), L"--wait"});
+    EXPECT_NE(result.code, 0);
+    EXPECT_TRUE(Contains(result.errors + result.output, "A document type is not accepted")) << result.errors;
+    StopServer(server);
 }
 
 TEST_F(ServerOptionsTest, LogFileTakesTheLog)

@@ -240,6 +240,7 @@ bool CZelProcessorServer::HasFailed() const
 unsigned CZelProcessorServer::RunThread(const char* name, bool (CZelProcessorServer::*body)())
 {
     platform::SetCurrentThreadName(name);
+    SetXmlLimitsOfThread(m_options.xmlLimits);
     const CThreadCom com;
     try {
         return (this->*body)() ? 0 : 1;
