@@ -30,7 +30,8 @@ enum [[nodiscard]] eOsError : std::uint32_t{
     eOsError_NotADirectory = 267,
     eOsError_LinkInTheWay = 681, ///< a symbolic link, where none is followed
     eOsError_IoError = 1117,
-    eOsError_TooManyWatches = 1450, ///< the system watches no further directory
+    eOsError_ForeignOwner = 1307,     ///< a directory of another user, where only an own one is trusted
+    eOsError_TooManyWatches = 1450,   ///< the system watches no further directory
     eOsError_NotDurable = 0x2FFF0001, ///< a move that was made and could not be synced; a number of our own
 };
 
@@ -51,6 +52,7 @@ enum [[nodiscard]] eOsError : std::uint32_t{
     return error == eOsError_None || error == eOsError_NotDurable;
 }
 
+inline constexpr const wchar_t* kForeignOwnerText = L"It belongs to another user";
 inline constexpr const wchar_t* kNotDurableText = L"Moved, but a power cut may undo it: the sync failed";
 
 /// The system's own words for a failure, without a line end. Never empty: an unknown number is named by the number.

@@ -37,6 +37,7 @@ const wchar_t* NamedErrorText(eOsError error)
     case eOsError_NotADirectory: return L"Not a directory";
     case eOsError_LinkInTheWay: return L"A symbolic link is in the way";
     case eOsError_IoError: return L"Input/output error";
+    case eOsError_ForeignOwner: return kForeignOwnerText;
     case eOsError_TooManyWatches: return L"No more directories can be watched (see fs.inotify in sysctl)";
     case eOsError_NotDurable: return kNotDurableText;
     }

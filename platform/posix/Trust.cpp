@@ -141,6 +141,9 @@ eOsError KeepOthersFromWriting(const std::wstring& path)
     const mode_t wanted = mode & ~static_cast<mode_t>(S_IWGRP | S_IWOTH);
     if (mode == wanted || chmod(narrow.c_str(), wanted) == 0)
         return eOsError_None;
+    // A service may be kept from every call that names this bit, even where it is set already.
+    if (errno == EPERM && (mode & S_ISGID) != 0 && chmod(narrow.c_str(), wanted & ~static_cast<mode_t>(S_ISGID)) == 0)
+        return eOsError_None;
     return posix::PathError(errno, narrow.c_str());
 }
 

@@ -54,8 +54,10 @@ DWORD ToWaitTime(std::chrono::milliseconds duration)
 
 std::wstring OsErrorText(eOsError error)
 {
-    if (error == eOsError_NotDurable) {
-        return kNotDurableText;
+    switch (error) {
+    case eOsError_NotDurable: return kNotDurableText;
+    case eOsError_ForeignOwner: return kForeignOwnerText; // the system's words are about the one who gives it away
+    default: break;
     }
     wchar_t* buffer = nullptr;
     const DWORD length =

@@ -13,7 +13,7 @@ TEST(OsErrorTest, EveryFailureHasWords)
           eOsError_FileExists,    eOsError_InvalidParameter,  eOsError_BrokenPipe,       eOsError_DiskFull,
           eOsError_NameTooLong,   eOsError_DirectoryNotEmpty, eOsError_AlreadyExists,    eOsError_FileTooLarge,
           eOsError_NotADirectory, eOsError_LinkInTheWay,      eOsError_IoError,          eOsError_TooManyWatches,
-          eOsError_NotDurable}) {
+          eOsError_NotDurable,    eOsError_ForeignOwner}) {
         const std::wstring text = OsErrorText(error);
         ASSERT_FALSE(text.empty()) << error;
         EXPECT_EQ(text.find_first_of(L"\r\n"), std::wstring::npos) << error;

@@ -1,6 +1,8 @@
 #include "platform/FileSystem.h"
 
+#include "platform/AppendFile.h"
 #include "platform/Module.h"
+#include "platform/NameKind.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -64,6 +66,44 @@ TEST_F(SpecialFileTest, ALinkToADirectoryCountsAsADirectory)
     EXPECT_TRUE(entries[0].isDirectory);
     EXPECT_EQ(Files().Move(other / L"link", other / L"moved", 0), eOsError_AccessDenied) << "as a directory is";
     EXPECT_EQ(Files().Remove(other / L"link"), eOsError_AccessDenied);
+}
+
+TEST_F(SpecialFileTest, ALogIsNotAppendedToThroughALinkThatAnybodyCouldHaveMade)
+{
+    const std::wstring folder = m_directory / L"logs";
+    const std::wstring target = m_directory / L"target";
+    const std::wstring link = JoinPath(folder, L"log");
+    ASSERT_EQ(Files().MakeDirectory(folder), eOsError_None);
+    ASSERT_EQ(WriteWholeFile(target, "kept"), eOsError_None);
+    ASSERT_EQ(symlink(NarrowPath(target).c_str(), NarrowPath(link).c_str()), 0);
+    std::unique_ptr<IAppendFile> file;
+    ASSERT_EQ(chmod(NarrowPath(folder).c_str(), 01777), 0);
+    EXPECT_EQ(OpenForAppending(link, file), eOsError_LinkInTheWay);
+    EXPECT_EQ(file, nullptr);
+    ASSERT_EQ(chmod(NarrowPath(folder).c_str(), 0755), 0);
+    ASSERT_EQ(OpenForAppending(link, file), eOsError_None) << "it is the operator's own";
+    EXPECT_EQ(file->Write(" and more"), eOsError_None);
+    EXPECT_EQ(file->Length(), 13U);
+    std::string bytes;
+    EXPECT_EQ(ReadWholeFile(target, eOpenMode_ReadShared, bytes, 100), eOsError_None);
+    EXPECT_EQ(bytes, "kept and more");
+    EXPECT_EQ(OpenForAppending(m_directory / L"none/log", file), eOsError_PathNotFound);
+}
+
+TEST_F(SpecialFileTest, APipeIsOfNoUsualKind)
+{
+    EXPECT_EQ(NameKind(m_fifo), eNameKind_Other);
+    EXPECT_EQ(CheckOwnDirectory(m_fifo), eOsError_NotADirectory);
+}
+
+TEST_F(SpecialFileTest, DirectoryOfAnotherUserIsNotTrusted)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "geteuid: only root gives a directory away";
+    ASSERT_EQ(chown(NarrowPath(m_directory.Path()).c_str(), 1, 1), 0);
+    EXPECT_EQ(CheckOwnDirectory(m_directory.Path()), eOsError_ForeignOwner);
+    ASSERT_EQ(chown(NarrowPath(m_directory.Path()).c_str(), 0, 1), 0);
+    EXPECT_EQ(CheckOwnDirectory(m_directory.Path()), eOsError_None);
 }
 
 } // namespace

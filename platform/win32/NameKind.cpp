@@ -1,0 +1,82 @@
+#include "platform/NameKind.h"
+
+#include "platform/win32/Handle.h"
+#include "platform/win32/SystemError.h"
+#include "platform/win32/SystemPath.h"
+
+#include <aclapi.h>
+#include <cstddef>
+#include <vector>
+
+namespace platform {
+namespace win32 {
+namespace {
+
+/// Of the user for whom this process runs. Empty when the system does not tell.
+std::vector<std::byte> UserOfThisProcess()
+{
+    HANDLE opened = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) {
+        return {};
+    }
+    const CHandle token(opened);
+    DWORD length = 0;
+    GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &length);
+    std::vector<std::byte> user(length);
+    if (!GetTokenInformation(token.Get(), TokenUser, user.data(), length, &length)) {
+        return {};
+    }
+    return user;
+}
+
+bool IsTrusted(PSID owner)
+{
+    const std::vector<std::byte> user = UserOfThisProcess();
+    if (!user.empty() && EqualSid(owner, reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid)) {
+        return true;
+    }
+    // The system gives what an administrator makes to all of them.
+    return IsWellKnownSid(owner, WinBuiltinAdministratorsSid) || IsWellKnownSid(owner, WinLocalSystemSid);
+}
+
+} // namespace
+} // namespace win32
+
+eNameKind NameKind(const std::wstring& path)
+{
+    // The search tells what kind of a link it is, which the attributes alone do not.
+    WIN32_FIND_DATAW found{};
+    const HANDLE search = FindFirstFileW(win32::ToSystemPath(path).c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) {
+        return eNameKind_Missing;
+    }
+    FindClose(search);
+    if ((found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsReparseTagNameSurrogate(found.dwReserved0)) {
+        return eNameKind_Link;
+    }
+    return (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? eNameKind_Directory : eNameKind_File;
+}
+
+eOsError CheckOwnDirectory(const std::wstring& path)
+{
+    switch (NameKind(path)) {
+    case eNameKind_Directory: break;
+    case eNameKind_Missing: return eOsError_PathNotFound;
+    case eNameKind_Link: return eOsError_LinkInTheWay;
+    default: return eOsError_NotADirectory;
+    }
+    PSID owner = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    const DWORD error =
+        GetNamedSecurityInfoW(win32::ToSystemPath(path).c_str(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner,
+                              nullptr, nullptr, nullptr, &descriptor);
+    if (error != ERROR_SUCCESS) {
+        return static_cast<eOsError>(error);
+    }
+    // A volume without owners has none to tell.
+    const bool isTrusted = owner == nullptr || win32::IsTrusted(owner);
+    LocalFree(descriptor);
+    return isTrusted ? eOsError_None : eOsError_ForeignOwner;
+}
+
+} // namespace platform

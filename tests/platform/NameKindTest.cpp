@@ -1,0 +1,46 @@
+#include "platform/NameKind.h"
+
+#include "platform/Os.h"
+#include "tests/support/Links.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+namespace platform {
+namespace {
+
+using testsupport::CTemporaryDirectory;
+
+TEST(NameKindTest, FilesDirectoriesAndNothing)
+{
+    const CTemporaryDirectory directory;
+    ASSERT_EQ(WriteWholeFile(directory / L"file", ""), eOsError_None);
+    EXPECT_EQ(NameKind(directory / L"file"), eNameKind_File);
+    EXPECT_EQ(NameKind(directory.Path()), eNameKind_Directory);
+    EXPECT_EQ(NameKind(directory / L"none"), eNameKind_Missing);
+    EXPECT_EQ(NameKind(L""), eNameKind_Missing);
+}
+
+TEST(NameKindTest, OwnDirectoryIsTrustedAndNothingElseIs)
+{
+    const CTemporaryDirectory directory;
+    ASSERT_EQ(WriteWholeFile(directory / L"file", ""), eOsError_None);
+    EXPECT_EQ(CheckOwnDirectory(directory.Path()), eOsError_None);
+    EXPECT_EQ(CheckOwnDirectory(directory / L"file"), eOsError_NotADirectory);
+    EXPECT_TRUE(IsAbsent(CheckOwnDirectory(directory / L"none")));
+}
+
+TEST(NameKindTest, LinkIsALinkWhereverItLeads)
+{
+    const CTemporaryDirectory directory;
+    const std::wstring toDirectory = directory / L"to-directory";
+    if (!testsupport::MakeLink(directory.Path(), toDirectory))
+        GTEST_SKIP() << "MakeLink: this system gives no links";
+    ASSERT_TRUE(testsupport::MakeLink(directory / L"none", directory / L"dangling"));
+    EXPECT_EQ(NameKind(toDirectory), eNameKind_Link);
+    EXPECT_EQ(NameKind(directory / L"dangling"), eNameKind_Link);
+    EXPECT_EQ(CheckOwnDirectory(toDirectory), eOsError_LinkInTheWay);
+}
+
+} // namespace
+} // namespace platform
