@@ -5,6 +5,8 @@
 #include "platform/Process.h"
 #include "platform/Text.h"
 
+#include <spdlog/pattern_formatter.h>
+
 #include <utility>
 
 namespace {
@@ -30,21 +32,30 @@ const wchar_t* ColourOf(spdlog::level::level_enum level)
 
 } // namespace
 
-CLogOutput::CLogOutput() : spdlog::sinks::base_sink<std::mutex>(MakeTextLogFormatter()), m_bColour(WantsColour()) {}
+CLogOutput::CLogOutput() : m_pFormatter(MakeTextLogFormatter()), m_bColour(WantsColour()) {}
 
 void CLogOutput::Redirect(CLogFile file, bool console, Brel::Log::eLogFormat format)
 {
-    const std::lock_guard guard(mutex_);
-    set_formatter_(format == Brel::Log::eLogFormat_Json ? MakeJsonLogFormatter() : MakeTextLogFormatter());
+    const platform::CFaultLock lock(m_mutex);
+    if (!lock.IsHeld())
+        return;
+    m_pFormatter = format == Brel::Log::eLogFormat_Json ? MakeJsonLogFormatter() : MakeTextLogFormatter();
     m_file = std::move(file);
     m_bConsole = console;
     m_bFileFailed = false;
 }
 
-void CLogOutput::sink_it_(const spdlog::details::log_msg& message)
+void CLogOutput::log(const spdlog::details::log_msg& message)
 {
+    const platform::CFaultLock lock(m_mutex);
     spdlog::memory_buf_t buffer;
-    formatter_->format(message, buffer);
+    if (!lock.IsHeld()) {
+        // A fault struck in here, and file and formatter are as it left them. What is said of it still gets out.
+        MakeTextLogFormatter()->format(message, buffer);
+        (void)platform::WriteConsoleText(platform::eStream_Error, platform::FromUtf8({buffer.data(), buffer.size()}));
+        return;
+    }
+    m_pFormatter->format(message, buffer);
     const std::string_view line(buffer.data(), buffer.size());
     if (m_bConsole)
         WriteToConsole(message, line);
@@ -52,9 +63,21 @@ void CLogOutput::sink_it_(const spdlog::details::log_msg& message)
         WriteToFile(line);
 }
 
-void CLogOutput::flush_()
+void CLogOutput::flush()
 {
     // Every line is flushed when it is written.
+}
+
+void CLogOutput::set_pattern(const std::string& pattern)
+{
+    set_formatter(std::make_unique<spdlog::pattern_formatter>(pattern));
+}
+
+void CLogOutput::set_formatter(std::unique_ptr<spdlog::formatter> formatter)
+{
+    const platform::CFaultLock lock(m_mutex);
+    if (lock.IsHeld())
+        m_pFormatter = std::move(formatter);
 }
 
 void CLogOutput::WriteToConsole(const spdlog::details::log_msg& message, std::string_view line) const

@@ -2,34 +2,41 @@
 
 #include "framework/LogFile.h"
 #include "framework/LogOptions.h"
+#include "platform/FaultMutex.h"
 
 #include <spdlog/details/log_msg.h>
-#include <spdlog/sinks/base_sink.h>
+#include <spdlog/formatter.h>
+#include <spdlog/sinks/sink.h>
 
-#include <mutex>
+#include <memory>
+#include <string>
 #include <string_view>
 
 /// Where the lines of all loggers of the default host go: standard error and at most one file.
 ///
 /// Not one of the ready-made sinks: those take no wide file name on Windows without changing their library for
 /// everybody, and write UTF-8 bytes to a console that expects something else.
-class CLogOutput : public spdlog::sinks::base_sink<std::mutex> {
+class CLogOutput : public spdlog::sinks::sink {
 public:
     CLogOutput();
 
+    void log(const spdlog::details::log_msg& message) override;
+    void flush() override;
+    void set_pattern(const std::string& pattern) override;
+    void set_formatter(std::unique_ptr<spdlog::formatter> formatter) override;
+
     /// Takes over an opened file (a closed one for none), and switches the console and the form of the lines.
     void Redirect(CLogFile file, bool console, Brel::Log::eLogFormat format);
-
-protected:
-    void sink_it_(const spdlog::details::log_msg& message) override;
-    void flush_() override;
 
 private:
     void WriteToConsole(const spdlog::details::log_msg& message, std::string_view line) const;
     void WriteToFile(std::string_view line);
 
+    platform::CFaultMutex m_mutex;
+    // Guarded by m_mutex.
+    std::unique_ptr<spdlog::formatter> m_pFormatter;
     CLogFile m_file;
     bool m_bConsole = true;
-    bool m_bColour;
+    const bool m_bColour;
     bool m_bFileFailed = false;
 };

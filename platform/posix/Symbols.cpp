@@ -1,5 +1,6 @@
 #include "platform/Fault.h"
 
+#include "platform/FaultMutex.h"
 #include "platform/Module.h"
 #include "platform/Text.h"
 
@@ -8,7 +9,6 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <unistd.h>
 
@@ -85,10 +85,12 @@ void FindSymbol(std::uintptr_t address, SAddressDescription& description)
 {
     // Reading the modules' tables takes a tenth of a second and a report asks for dozens of addresses: they are kept
     // until other modules are loaded.
-    static std::mutex mutex;
+    static CFaultMutex mutex;
     static std::optional<CDebugInformation> information; // guarded by mutex
     static std::uint64_t loadCount = 0;                  // guarded by mutex
-    const std::lock_guard lock(mutex);
+    const CFaultLock lock(mutex);
+    if (!lock.IsHeld())
+        return; // a fault struck in here: the report of it does without
     if (const std::uint64_t now = LoadCount(); !information || now != loadCount) {
         information.emplace();
         loadCount = now;

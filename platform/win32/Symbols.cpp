@@ -1,6 +1,7 @@
 #include "platform/win32/Symbols.h"
 
 #include "platform/Fault.h"
+#include "platform/FaultMutex.h"
 #include "platform/Module.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -12,7 +13,6 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <mutex>
 
 namespace platform {
 
@@ -28,17 +28,21 @@ std::wstring Readable(const std::string& mangled)
     return FromUtf8(status == 0 && plain ? plain.get() : mangled.c_str());
 }
 
-/// A crash report asks for dozens of addresses in a few modules: each module is read once.
-const CModuleSymbols& SymbolsOf(const std::wstring& modulePath, const CModuleFile& file)
+/// A crash report asks for dozens of addresses in a few modules: each module is read once. Null when a fault has struck
+/// in here: the report of it does without.
+const CModuleSymbols* SymbolsOf(const std::wstring& modulePath, const CModuleFile& file)
 {
-    static std::mutex mutex;
+    static CFaultMutex mutex;
     static std::map<std::wstring, CModuleSymbols> modules;
-    const std::lock_guard lock(mutex);
+    const CFaultLock lock(mutex);
+    if (!lock.IsHeld()) {
+        return nullptr;
+    }
     auto found = modules.find(modulePath);
     if (found == modules.end()) {
         found = modules.emplace(modulePath, CModuleSymbols(file)).first;
     }
-    return found->second; // entries of a map stay where they are
+    return &found->second; // entries of a map stay where they are
 }
 
 /// Modules of the system and of the compiler: whoever reads a stack looks for the place in his own sources that led
@@ -100,8 +104,9 @@ SAddressDescription LookUpAddress(std::uintptr_t address)
     description.modulePath = ModulePathOf(reinterpret_cast<const void*>(address));
     description.offset -= reinterpret_cast<std::uintptr_t>(module);
     const win32::CModuleFile file(description.modulePath);
-    description.function = win32::SymbolsOf(description.modulePath, file)
-                               .FunctionAt(static_cast<std::uint32_t>(description.offset));
+    if (const win32::CModuleSymbols* const symbols = win32::SymbolsOf(description.modulePath, file)) {
+        description.function = symbols->FunctionAt(static_cast<std::uint32_t>(description.offset));
+    }
     if (win32::IsForeign(description.modulePath)) {
         return description;
     }
