@@ -3,6 +3,7 @@
 #include "framework/Host.h"
 #include "platform/Module.h"
 #include "platform/Path.h"
+#include "platform/Trust.h"
 
 #include <array>
 #include <cstddef>
@@ -75,10 +76,17 @@ std::wstring CScopedSubject::CurrentComment()
     return currentComment.data();
 }
 
+const wchar_t* CurrentSubjectText()
+{
+    return currentSubject.data();
+}
+
 std::wstring ReportDirectory()
 {
     std::wstring directory = platform::Environment(L"ZEL_CRASH_DIR");
-    return directory.empty() ? platform::TemporaryDirectory() : directory;
+    if (directory.empty())
+        directory = platform::JoinPath(platform::TemporaryDirectory(), L"zel-crash-" + platform::UserTag());
+    return directory;
 }
 
 } // namespace MOXCrashRpt

@@ -4,11 +4,13 @@
 #include "framework/LogText.h"
 #include "framework/NeverDestroyed.h"
 #include "platform/FileSystem.h"
+#include "platform/LastWords.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "platform/Trust.h"
 #include "platform/Version.h"
 
 #include <algorithm>
@@ -22,7 +24,7 @@
 
 namespace {
 
-constexpr wchar_t kNamePrefix[] = L"zel-crash-";
+constexpr char kTitle[] = "ZEL_Processor crash report\n";
 constexpr wchar_t kExtension[] = L".txt";
 /// Of a report that is being written, or whose writer died over it.
 constexpr wchar_t kTemporaryExtension[] = L".tmp";
@@ -141,7 +143,7 @@ void AppendStack(std::string& report, const platform::SFaultRecord& fault)
 void AppendModules(std::string& report)
 {
     for (const std::wstring& module : platform::LoadedModules())
-        report += platform::ToUtf8(module) + "\n";
+        AppendLine(report, "", module);
 }
 
 /// Runs one step of the writing so that neither an exception nor a fault of its own leaves it: after a crash the heap
@@ -178,7 +180,7 @@ void AppendSection(std::string& report, const char* title, const Step& step)
 
 std::string ComposeReport(const SMOXCrashRecord& record, const std::tm& time)
 {
-    std::string report = "ZEL_Processor crash report\n";
+    std::string report = kTitle;
     report += fmt::format("Time:        {:%FT%TZ}\n", time);
     AppendSection(report, nullptr, AppendProgram);
     AppendSection(report, nullptr, AppendSubject);
@@ -197,7 +199,8 @@ std::string ComposeReport(const SMOXCrashRecord& record, const std::tm& time)
 std::wstring ReportBaseName(const std::tm& time)
 {
     static std::atomic<unsigned> counter{0};
-    return kNamePrefix + platform::FromUtf8(fmt::format("{:%Y%m%dT%H%M%SZ}", time)) + L"-" +
+    return platform::FromUtf8(platform::kReportNamePrefix) +
+           platform::FromUtf8(fmt::format("{:%Y%m%dT%H%M%SZ}", time)) + L"-" +
            std::to_wstring(platform::CurrentProcessId()) + L"-" + std::to_wstring(++counter);
 }
 
@@ -215,7 +218,8 @@ std::wstring TemporaryName(const std::wstring& baseName)
 
 bool IsReportName(const std::wstring& name)
 {
-    return name.starts_with(kNamePrefix) && (name.ends_with(kExtension) || name.ends_with(kTemporaryExtension));
+    return name.starts_with(platform::FromUtf8(platform::kReportNamePrefix)) &&
+           (name.ends_with(kExtension) || name.ends_with(kTemporaryExtension));
 }
 
 /// The names begin with the time, so their order is that of age.
@@ -226,7 +230,8 @@ void RemoveOldReports(const std::wstring& directory)
         return;
     std::vector<std::wstring> names;
     for (const platform::SDirectoryEntry& entry : entries) {
-        if (!entry.isDirectory && IsReportName(entry.name))
+        if (!entry.isDirectory && IsReportName(entry.name) &&
+            platform::IsFileOfThisUser(platform::JoinPath(directory, entry.name)))
             names.push_back(entry.name);
     }
     if (names.size() <= kReportsKept)
@@ -234,18 +239,44 @@ void RemoveOldReports(const std::wstring& directory)
     std::ranges::sort(names);
     names.resize(names.size() - kReportsKept);
     for (const std::wstring& name : names) {
-        // It may belong to somebody else, or another process may have been faster.
+        // Another process may have been faster.
         (void)platform::Files().Remove(platform::JoinPath(directory, name));
     }
+}
+
+/// It tells what clients asked for: made without a content first, and written when nobody else can open it any more.
+platform::eOsError WritePrivately(const std::wstring& path, const std::string& report)
+{
+    platform::eOsError result = platform::WriteWholeFile(path, "");
+    if (Succeeded(result))
+        result = platform::KeepPrivate(path);
+    return Succeeded(result) ? platform::WriteWholeFile(path, report) : result;
+}
+
+/// The folder that a variable names is its setter's affair; the one of our own choice is in a place where anybody may
+/// have been before.
+bool PrepareFolder(const std::wstring& directory, std::wstring& error)
+{
+    if (!platform::Environment(L"ZEL_CRASH_DIR").empty())
+        return true;
+    const platform::eOsError result = platform::MakePrivateFolder(directory);
+    if (Succeeded(result))
+        return true;
+    error = platform::DistrustOf(directory);
+    if (error.empty())
+        error = directory + L": " + platform::OsErrorText(result);
+    return false;
 }
 
 bool StoreReport(const std::wstring& directory, const std::string& report, const std::tm& time, std::wstring& path,
                  std::wstring& error)
 {
+    if (!PrepareFolder(directory, error))
+        return false;
     const std::wstring baseName = ReportBaseName(time);
     const std::wstring temporary = platform::JoinPath(directory, TemporaryName(baseName));
     path = platform::JoinPath(directory, baseName + kExtension);
-    platform::eOsError result = platform::WriteWholeFile(temporary, report);
+    platform::eOsError result = WritePrivately(temporary, report);
     if (Succeeded(result))
         result = platform::Files().Move(temporary, path, platform::eMoveFlag_WriteThrough);
     if (platform::HasMoved(result))
@@ -253,6 +284,23 @@ bool StoreReport(const std::wstring& directory, const std::string& report, const
     error = L"Writing '" + path + L"' failed: " + platform::OsErrorText(result);
     (void)platform::Files().Remove(temporary);
     return false;
+}
+
+/// All of it; runs under a guard.
+bool ComposeAndStore(const SMOXCrashRecord& record, std::wstring& path, std::wstring& error)
+{
+    // The system's time, not the replaceable one: old reports are told by it.
+    const std::tm time = fmt::gmtime(static_cast<std::time_t>(platform::SystemClock().UtcSeconds()));
+    const std::wstring directory = MOXCrashRpt::ReportDirectory();
+    if (!StoreReport(directory, ComposeReport(record, time), time, path, error))
+        return false;
+    {
+        const std::lock_guard guard(LastReport().mutex);
+        LastReport().path = path;
+    }
+    std::wstring ignored; // old reports that stay do no harm to the new one
+    (void)RunGuarded([&] { RemoveOldReports(directory); }, ignored);
+    return true;
 }
 
 } // namespace
@@ -263,20 +311,15 @@ bool WriteCrashReport(const SMOXCrashRecord& record, std::wstring& path, std::ws
         error = L"The size of the crash record is " + std::to_wstring(record.size) + L".";
         return false;
     }
-    // The system's time, not the replaceable one: old reports are told by it.
-    const std::tm time = fmt::gmtime(static_cast<std::time_t>(platform::SystemClock().UtcSeconds()));
-    const std::wstring directory = MOXCrashRpt::ReportDirectory();
-    const std::string report = ComposeReport(record, time);
     bool stored = false;
-    if (!RunGuarded([&] { stored = StoreReport(directory, report, time, path, error); }, error) || !stored)
-        return false;
-    {
-        const std::lock_guard guard(LastReport().mutex);
-        LastReport().path = path;
-    }
-    std::wstring ignored; // old reports that stay do no harm to the new one
-    (void)RunGuarded([&] { RemoveOldReports(directory); }, ignored);
-    return true;
+    return RunGuarded([&] { stored = ComposeAndStore(record, path, error); }, error) && stored;
+}
+
+void MOXCrashRpt::PrepareLastWords()
+{
+    std::string header = kTitle;
+    AppendProgram(header);
+    platform::PrepareLastWords(ReportDirectory(), header, &CurrentSubjectText);
 }
 
 std::wstring MOXCrashRpt::LastReportPath()

@@ -38,11 +38,13 @@ struct SFaultRecord {
 /// Runs the body. True when it returned. False when it was left because of a fault; the record then tells which.
 ///
 /// A fault on the calling thread is contained only while its own frame runs; faults of other threads, and of this one
-/// outside the frame, go to the handlers that were installed before. Handlers that a body sets for itself end the
-/// containment of that run only: each run puts its own in place, and the last to end takes them away. Frames don't nest on one thread. C++ exceptions
-/// pass through to the caller. The objects of the frames that are jumped over are not destroyed: no lock may be held
-/// across the body, and what the body owned is lost (memory, references, open files). After a stack overflow the thread
-/// can take the next one as well.
+/// outside the frame, go to the handlers that were installed before. So does a fault inside the memory allocator, after
+/// the last words (platform/LastWords.h): its lock would stay taken, and the process would hang at its next allocation.
+/// On Windows the process is ended at once then, with the exception's code. Handlers that a body sets for itself end
+/// the containment of that run only: each run puts its own in place, and the last to end takes them away. A frame
+/// inside another on one thread takes the faults of its own body. C++ exceptions pass through to the caller. The
+/// objects of the frames that are jumped over are not destroyed: no lock may be held across the body, and what the body
+/// owned is lost (memory, references, open files). After a stack overflow the thread can take the next one as well.
 [[nodiscard]] ZEL_FRAMEWORK_API bool RunContained(const std::function<void()>& body, SFaultRecord& record);
 
 /// In a catch block: fills a record with the exception's type and text. Where it was thrown is known no more.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Export.h"
+#include "platform/OsError.h"
 
 #include <string>
 
@@ -18,5 +19,18 @@ namespace platform {
 /// The answer holds for a later use: the way is looked at from the root downwards, so nobody else can have changed or
 /// can change what was found to be out of his reach.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring DistrustOf(const std::wstring& path);
+
+/// Takes from all but the owner every right to a file; on Windows the system and administrators keep theirs.
+[[nodiscard]] ZEL_FRAMEWORK_API eOsError KeepPrivate(const std::wstring& path);
+
+/// Makes a folder that nobody else may use. One that is there already is a success when it is to be trusted, else
+/// AccessDenied.
+[[nodiscard]] ZEL_FRAMEWORK_API eOsError MakePrivateFolder(const std::wstring& path);
+
+/// True for a file, and no link to one, that this user has made.
+[[nodiscard]] ZEL_FRAMEWORK_API bool IsFileOfThisUser(const std::wstring& path);
+
+/// Names this user, for names of files that each user has his own of.
+[[nodiscard]] ZEL_FRAMEWORK_API std::wstring UserTag();
 
 } // namespace platform

@@ -1,6 +1,7 @@
 #include "com/win32/ServerModule.h"
 
 #include "com/win32/RegistryKey.h"
+#include "platform/Installation.h"
 #include "platform/Module.h"
 #include "platform/Path.h"
 #include "platform/Text.h"

@@ -1,5 +1,7 @@
 #include "platform/Fault.h"
 
+#include "platform/LastWords.h"
+#include "platform/posix/Allocator.h"
 #include "platform/posix/AlternateStack.h"
 #include "platform/posix/FaultContext.h"
 
@@ -100,6 +102,14 @@ void UnblockFaults()
     pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
 }
 
+/// Leaving the allocator by a jump would leave its lock taken, and the whole process would wait for it for ever.
+void EndByFault(int number, siginfo_t* info, void* context, const SFaultRecord& record)
+{
+    t_frame = nullptr; // a fault from here on ends the process, too
+    SayLastWords(record);
+    PassOn(number, info, context);
+}
+
 void OnSignal(int number, siginfo_t* info, void* context)
 {
     SFrame* const frame = t_frame;
@@ -114,6 +124,10 @@ void OnSignal(int number, siginfo_t* info, void* context)
     UnblockFaults();
     posix::DescribeSignal(number, *info, context, frame->stackLimit, *frame->record);
     CaptureGuarded(*frame, context);
+    if (posix::IsInAllocator(*frame->record)) {
+        EndByFault(number, info, context, *frame->record);
+        return;
+    }
     siglongjmp(frame->jump, 1);
 }
 
@@ -210,6 +224,7 @@ __attribute__((noinline)) bool RunOrJump(const std::function<void()>& body, SFra
 bool RunContained(const std::function<void()>& body, SFaultRecord& record)
 {
     record = {};
+    posix::FindAllocator();
     const CHandlers handlers;
     const posix::CAlternateStack alternateStack;
     SFrame frame;

@@ -131,6 +131,33 @@ std::wstring DistrustOf(const std::wstring& path)
     return CWay(NarrowPath(full)).Distrust();
 }
 
+eOsError KeepPrivate(const std::wstring& path)
+{
+    const std::string narrow = NarrowPath(path);
+    return chmod(narrow.c_str(), S_IRUSR | S_IWUSR) == 0 ? eOsError_None : posix::PathError(errno, narrow.c_str());
+}
+
+eOsError MakePrivateFolder(const std::wstring& path)
+{
+    const std::string narrow = NarrowPath(path);
+    if (mkdir(narrow.c_str(), S_IRWXU) == 0)
+        return eOsError_None;
+    if (errno != EEXIST)
+        return posix::PathError(errno, narrow.c_str());
+    return DistrustOf(path).empty() ? eOsError_None : eOsError_AccessDenied;
+}
+
+bool IsFileOfThisUser(const std::wstring& path)
+{
+    struct stat status = {};
+    return lstat(NarrowPath(path).c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
+std::wstring UserTag()
+{
+    return std::to_wstring(geteuid());
+}
+
 eOsError KeepOthersFromWriting(const std::wstring& path)
 {
     const std::string narrow = NarrowPath(path);

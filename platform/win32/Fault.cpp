@@ -1,5 +1,7 @@
 #include "platform/Fault.h"
 
+#include "platform/LastWords.h"
+#include "platform/win32/Allocator.h"
 #include "platform/win32/StackWalk.h"
 #include "platform/win32/WindowsHeader.h"
 
@@ -98,6 +100,21 @@ void CaptureGuarded(SFrame& frame, const CONTEXT& context)
     frame.capturing = false;
 }
 
+std::atomic<bool> g_isEnding = false;
+
+/// Leaving the heap's functions by a jump would leave the heap locked, and every other thread would wait for it for
+/// ever. At once, and not by the system's own way of ending, which may put up a box.
+[[noreturn]] void EndByFault(const SFaultRecord& record)
+{
+    if (!g_isEnding.exchange(true)) {
+        SayLastWords(record); // a fault in it comes here again
+    }
+    TerminateProcess(GetCurrentProcess(), record.code);
+    for (;;) {
+        Sleep(INFINITE); // until this thread has ended, too
+    }
+}
+
 LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
 {
     const EXCEPTION_RECORD& exception = *pointers->ExceptionRecord;
@@ -120,6 +137,9 @@ LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
         record.address = exception.ExceptionInformation[1];
     }
     CaptureGuarded(*frame, context);
+    if (g_isEnding.load() || win32::IsInAllocator(record)) {
+        EndByFault(record);
+    }
     ContinueWithJump(context, frame->jump);
     return EXCEPTION_CONTINUE_EXECUTION;
 }
@@ -144,6 +164,9 @@ void OnAbort(int number)
     record.frameCount -= record.frameCount > 0 ? 1 : 0;
     std::copy_n(record.frames + 1, record.frameCount, record.frames);
     record.instruction = record.frameCount > 0 ? record.frames[0] : 0;
+    if (win32::IsInAllocator(record)) {
+        EndByFault(record);
+    }
     JumpTo(frame->jump);
 }
 
@@ -152,6 +175,7 @@ void InstallHandlers()
     static std::once_flag once;
     std::call_once(once, [] {
         g_slot = TlsAlloc();
+        win32::FindAllocator();
         AddVectoredExceptionHandler(1, &OnException);
     });
     // Each time anew: whoever has taken the signal since then is served outside of our frames.

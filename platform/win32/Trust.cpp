@@ -18,18 +18,52 @@ namespace {
 
 using Descriptor = std::unique_ptr<void, decltype(&LocalFree)>;
 
-std::wstring AccountText(PSECURITY_DESCRIPTOR descriptor)
+/// Not its name, which may have to be asked of another machine.
+std::wstring SidText(PSID account)
+{
+    wchar_t* text = nullptr;
+    if (account == nullptr || !ConvertSidToStringSidW(account, &text)) {
+        return L"nobody";
+    }
+    const Descriptor memory(text, &LocalFree);
+    return text;
+}
+
+PSID OwnerOf(PSECURITY_DESCRIPTOR descriptor)
 {
     PSID owner = nullptr;
     BOOL isDefaulted = FALSE;
-    wchar_t* text = nullptr;
-    // Its name may have to be asked of another machine.
-    if (!GetSecurityDescriptorOwner(descriptor, &owner, &isDefaulted) || owner == nullptr ||
-        !ConvertSidToStringSidW(owner, &text)) {
-        return L"nobody";
+    return GetSecurityDescriptorOwner(descriptor, &owner, &isDefaulted) ? owner : nullptr;
+}
+
+bool IsMember(PSID group)
+{
+    BOOL isMember = FALSE;
+    return CheckTokenMembership(nullptr, group, &isMember) && isMember;
+}
+
+/// Nothing inherited, all rights for SYSTEM, Administrators and this account, and these entries.
+Descriptor AccessOf(const std::wstring& entries)
+{
+    PSECURITY_DESCRIPTOR made = nullptr;
+    const std::wstring text = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;" + UserTag() + L")" + entries;
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &made, nullptr);
+    return {made, &LocalFree};
+}
+
+eOsError SetAccess(const std::wstring& path, const Descriptor& access)
+{
+    BOOL isPresent = FALSE;
+    BOOL isDefaulted = FALSE;
+    ACL* list = nullptr;
+    if (!access || !GetSecurityDescriptorDacl(access.get(), &isPresent, &list, &isDefaulted)) {
+        return win32::LastOsError();
     }
-    const std::unique_ptr<void, decltype(&LocalFree)> memory(text, &LocalFree);
-    return text;
+    std::wstring systemPath = win32::ToSystemPath(path);
+    const DWORD error = SetNamedSecurityInfoW(systemPath.data(), SE_FILE_OBJECT,
+                                              DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION, nullptr,
+                                              nullptr, list, nullptr);
+    return error == ERROR_SUCCESS ? eOsError_None : win32::ToOsError(error);
 }
 
 /// One file or folder, open so that it stays what it is while it is looked at.
@@ -64,10 +98,24 @@ public:
             return Unseen(win32::ToOsError(error));
         }
         switch (win32::FaultOfAccess(descriptor.get(), self, guard)) {
-        case win32::eAccessFault_Owner: return m_path + L" belongs to user " + AccountText(descriptor.get());
+        case win32::eAccessFault_Owner: return m_path + L" belongs to user " + SidText(OwnerOf(descriptor.get()));
         case win32::eAccessFault_Writable: return L"others may write to " + m_path;
         default: return {};
         }
+    }
+
+    /// What an elevated administrator makes belongs to Administrators, a group of his.
+    [[nodiscard]] bool IsFileOf(PSID account) const
+    {
+        BY_HANDLE_FILE_INFORMATION information{};
+        Descriptor descriptor(nullptr, &LocalFree);
+        constexpr DWORD others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+        if (!m_handle || !GetFileInformationByHandle(m_handle.Get(), &information) ||
+            (information.dwFileAttributes & others) != 0 || Read(descriptor) != ERROR_SUCCESS) {
+            return false;
+        }
+        PSID const owner = OwnerOf(descriptor.get());
+        return owner != nullptr && (EqualSid(owner, account) || IsMember(owner));
     }
 
 private:
@@ -167,34 +215,41 @@ std::wstring DistrustOf(const std::wstring& path)
 eOsError KeepOthersFromWriting(const std::wstring& path)
 {
     std::vector<BYTE> account = win32::OwnAccount();
-    wchar_t* accountText = nullptr;
-    if (account.empty() || !ConvertSidToStringSidW(account.data(), &accountText)) {
-        return win32::LastOsError();
-    }
-    const std::unique_ptr<void, decltype(&LocalFree)> memory(accountText, &LocalFree);
-    if (CPlace(path).Distrust(account.data(), win32::eGuard_Content).empty()) {
+    if (CPlace(path).Distrust(account.empty() ? nullptr : account.data(), win32::eGuard_Content).empty()) {
         return eOsError_None;
     }
     // Nothing inherited: the folder for settings of all users lets every user make files in what is made there.
-    // SYSTEM, Administrators and this account may do all, users read.
-    const std::wstring text =
-        L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)(A;OICI;FA;;;" + std::wstring(accountText) + L")";
-    PSECURITY_DESCRIPTOR made = nullptr;
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &made, nullptr)) {
-        return win32::LastOsError();
+    return SetAccess(path, AccessOf(L"(A;OICI;0x1200a9;;;BU)"));
+}
+
+eOsError KeepPrivate(const std::wstring& path)
+{
+    return SetAccess(path, AccessOf(L""));
+}
+
+eOsError MakePrivateFolder(const std::wstring& path)
+{
+    const Descriptor access = AccessOf(L"");
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, access.get(), FALSE};
+    if (!access || CreateDirectoryW(win32::ToSystemPath(path).c_str(), &attributes)) {
+        return access ? eOsError_None : win32::LastOsError();
     }
-    const Descriptor descriptor(made, &LocalFree);
-    BOOL isPresent = FALSE;
-    BOOL isDefaulted = FALSE;
-    ACL* list = nullptr;
-    if (!GetSecurityDescriptorDacl(made, &isPresent, &list, &isDefaulted)) {
-        return win32::LastOsError();
+    if (const DWORD error = GetLastError(); error != ERROR_ALREADY_EXISTS) {
+        return win32::ToOsError(error);
     }
-    std::wstring systemPath = win32::ToSystemPath(path);
-    const DWORD error = SetNamedSecurityInfoW(systemPath.data(), SE_FILE_OBJECT,
-                                              DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION, nullptr,
-                                              nullptr, list, nullptr);
-    return error == ERROR_SUCCESS ? eOsError_None : win32::ToOsError(error);
+    return DistrustOf(path).empty() ? eOsError_None : eOsError_AccessDenied;
+}
+
+bool IsFileOfThisUser(const std::wstring& path)
+{
+    std::vector<BYTE> account = win32::OwnAccount();
+    return !account.empty() && CPlace(path).IsFileOf(account.data());
+}
+
+std::wstring UserTag()
+{
+    std::vector<BYTE> account = win32::OwnAccount();
+    return account.empty() ? L"nobody" : SidText(account.data());
 }
 
 } // namespace platform

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
@@ -60,7 +61,58 @@ void CrashForeignException()
     throw 42;
 }
 
-constexpr std::array<std::pair<const wchar_t*, void (*)()>, 7> kKinds = {{
+/// As large as needs the lock of the heap, and as small as is not taken from the system directly.
+constexpr std::size_t kBlock = 64 * 1024;
+/// Volatile, or the compiler would see what is wrong here.
+char* volatile g_pBlock = nullptr;
+void* volatile g_pNeighbour = nullptr;
+
+/// Something in use behind the block, so that freeing it does not give it back to what has never been used.
+void MakeBlock()
+{
+    g_pBlock = static_cast<char*>(std::malloc(kBlock));
+    g_pNeighbour = std::malloc(kBlock);
+}
+
+void Damage(std::size_t from, std::size_t to)
+{
+    char* const block = g_pBlock;
+    for (std::size_t i = from; i < to; ++i)
+        *const_cast<volatile char*>(block + i) = 'A';
+}
+
+void CrashHeapOverrun()
+{
+    MakeBlock();
+    Damage(kBlock, kBlock + 64); // what the heap keeps of the neighbour
+    std::free(g_pBlock);
+    std::free(g_pNeighbour);
+    g_pBlock = static_cast<char*>(std::malloc(2 * kBlock));
+}
+
+void CrashHeapDoubleFree()
+{
+    MakeBlock();
+    std::free(g_pBlock);
+    std::free(g_pBlock);
+}
+
+void CrashHeapWrongFree()
+{
+    g_pBlock = reinterpret_cast<char*>(std::uintptr_t{0x4141414141410});
+    std::free(g_pBlock);
+}
+
+void CrashHeapUseAfterFree()
+{
+    MakeBlock();
+    std::free(g_pBlock);
+    Damage(0, 64); // the list of what is free
+    for (int i = 0; i < 64; ++i)
+        g_pNeighbour = std::malloc(kBlock);
+}
+
+constexpr std::array<std::pair<const wchar_t*, void (*)()>, 11> kKinds = {{
     {L"NullDereference", &CrashNullDereference},
     {L"StackOverflow", &CrashStackOverflow},
     {L"Division", &CrashDivision},
@@ -68,6 +120,10 @@ constexpr std::array<std::pair<const wchar_t*, void (*)()>, 7> kKinds = {{
     {L"IllegalInstruction", &CrashIllegalInstruction},
     {L"Exception", &CrashException},
     {L"ForeignException", &CrashForeignException},
+    {L"HeapOverrun", &CrashHeapOverrun},
+    {L"HeapDoubleFree", &CrashHeapDoubleFree},
+    {L"HeapWrongFree", &CrashHeapWrongFree},
+    {L"HeapUseAfterFree", &CrashHeapUseAfterFree},
 }};
 
 } // namespace

@@ -2,8 +2,10 @@
 
 #include "platform/Module.h"
 #include "platform/Os.h"
+#include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "platform/Trust.h"
 #include "platform/Version.h"
 #include "tests/framework/DigitsShape.h"
 #include "tests/framework/ScratchFolder.h"
@@ -412,14 +414,15 @@ TEST(CrashSubjectTest, IsKnownAfterAFaultJumpedOverItAndGoneWithTheOuterOne)
     EXPECT_EQ(MOXCrashRpt::CScopedSubject::Current(), L"");
 }
 
-TEST(CrashDirectoryTest, IsTheVariablesFolderOrThatForTemporaryFiles)
+TEST(CrashDirectoryTest, IsTheVariablesFolderOrOneOfThisUsersOwn)
 {
     {
         const CScopedReportDirectory set(L"/some/folder");
         EXPECT_EQ(MOXCrashRpt::ReportDirectory(), L"/some/folder");
     }
     const CScopedReportDirectory unset(L"");
-    EXPECT_EQ(MOXCrashRpt::ReportDirectory(), platform::TemporaryDirectory());
+    EXPECT_EQ(MOXCrashRpt::ReportDirectory(),
+              platform::JoinPath(platform::TemporaryDirectory(), L"zel-crash-" + platform::UserTag()));
 }
 
 } // namespace

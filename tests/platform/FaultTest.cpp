@@ -160,6 +160,25 @@ TEST(FaultTest, ExceptionsPassThrough)
     EXPECT_FALSE(RunContained(&WriteToBadAddress, record)) << "and the next run is contained as ever";
 }
 
+TEST(FaultTest, AFrameInsideAnotherTakesTheFaultsOfItsOwnBody)
+{
+    SFaultRecord outer;
+    SFaultRecord inner;
+    bool innerReturned = true;
+    ASSERT_FALSE(RunContained(
+        [&] {
+            innerReturned = RunContained(&WriteToBadAddress, inner);
+            g_result = 5;
+            CallBadAddress();
+        },
+        outer));
+    EXPECT_FALSE(innerReturned);
+    EXPECT_EQ(g_result, 5) << "the outer body went on";
+    EXPECT_EQ(inner.kind, eFaultKind_AccessViolation);
+    EXPECT_EQ(outer.kind, eFaultKind_AccessViolation);
+    ASSERT_TRUE(RunContained([] {}, outer));
+}
+
 TEST(FaultTest, ANewRunStartsWithANewRecord)
 {
     SFaultRecord record;

@@ -40,5 +40,28 @@ TEST(TrustTest, WhatIsNotThereIsNotTrusted)
     }
 }
 
+TEST(PrivateTest, AFolderOfThisUsersOwnIsMadeOnceAndTaken)
+{
+    const CTemporaryDirectory directory;
+    ASSERT_EQ(MakePrivateFolder(directory / L"own"), eOsError_None);
+    EXPECT_TRUE(DirectoryExists(directory / L"own"));
+    EXPECT_EQ(MakePrivateFolder(directory / L"own"), eOsError_None) << "again";
+    EXPECT_EQ(WriteWholeFile(JoinPath(directory / L"own", L"file"), "x"), eOsError_None);
+    EXPECT_NE(MakePrivateFolder(JoinPath(directory / L"none", L"own")), eOsError_None);
+}
+
+TEST(PrivateTest, WhatThisUserHasMadeIsHis)
+{
+    const CTemporaryDirectory directory;
+    ASSERT_EQ(WriteWholeFile(directory / L"file", "x"), eOsError_None);
+    ASSERT_EQ(KeepPrivate(directory / L"file"), eOsError_None);
+    EXPECT_TRUE(IsFileOfThisUser(directory / L"file"));
+    EXPECT_FALSE(IsFileOfThisUser(directory.Path())) << "a folder is no file";
+    EXPECT_FALSE(IsFileOfThisUser(directory / L"none"));
+    EXPECT_EQ(WriteWholeFile(directory / L"file", "y"), eOsError_None) << "he may write";
+    EXPECT_FALSE(UserTag().empty());
+    EXPECT_TRUE(IsPlainFileName(UserTag()));
+}
+
 } // namespace
 } // namespace platform

@@ -96,6 +96,7 @@ private:
 
 bool CZelProcessorServer::ProcessQueue()
 {
+    MOXCrashRpt::PrepareLastWords();
     while (ProcessQueueStep()) {
     }
     return true;
@@ -179,9 +180,10 @@ bool CZelProcessorServer::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorP
 {
     platform::SFaultRecord fault;
     bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
-    if (bException)
+    if (bException) {
         HandleCatchAll(L"CZelProcessorServer::ExecuteRequest", &fault, SourceNames::kZelProcessorServer,
                        kLineExceptionFilter);
+    }
     return !bException;
 }
 

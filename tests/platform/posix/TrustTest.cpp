@@ -175,6 +175,36 @@ TEST_F(WayTest, RelativeLinksAndChainsOfThemAreFollowed)
     EXPECT_EQ(DistrustOf(JoinPath(m_folder, L"two.so")), Writable(m_module));
 }
 
+TEST_F(WayTest, WhatIsPrivateIsTheOwnersAlone)
+{
+    const auto modeOf = [](const std::wstring& path) {
+        struct stat status = {};
+        EXPECT_EQ(lstat(NarrowPath(path).c_str(), &status), 0);
+        return status.st_mode & 07777U;
+    };
+    const mode_t habits = umask(0);
+    EXPECT_EQ(MakePrivateFolder(JoinPath(m_folder, L"own")), eOsError_None);
+    umask(habits);
+    EXPECT_EQ(modeOf(JoinPath(m_folder, L"own")), 0700U);
+    EXPECT_EQ(KeepPrivate(m_module), eOsError_None);
+    EXPECT_EQ(modeOf(m_module), 0600U);
+}
+
+TEST_F(WayTest, AFolderOfSomebodyElseIsNotTakenForAPrivateOne)
+{
+    const std::wstring taken = JoinPath(m_folder, L"taken");
+    ASSERT_TRUE(testsupport::MakeLink(L"/tmp", taken));
+    EXPECT_EQ(MakePrivateFolder(taken), eOsError_AccessDenied) << "a link to where others may write";
+    if (geteuid() != 0)
+        GTEST_SKIP() << "not root: only root can give a folder away";
+    const std::wstring given = JoinPath(m_folder, L"given");
+    ASSERT_EQ(Files().MakeDirectory(given), eOsError_None);
+    Give(given, kStranger, 0);
+    EXPECT_EQ(MakePrivateFolder(given), eOsError_AccessDenied);
+    Give(m_module, kStranger, 0);
+    EXPECT_FALSE(IsFileOfThisUser(m_module));
+}
+
 TEST_F(WayTest, APipeIsNoModule)
 {
     const std::wstring pipe = JoinPath(m_folder, L"pipe.so");

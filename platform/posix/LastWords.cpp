@@ -1,0 +1,73 @@
+#include "platform/LastWords.h"
+
+#include "platform/Text.h"
+#include "platform/posix/SystemError.h"
+
+#include <array>
+#include <climits>
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform::last_words {
+namespace {
+
+std::array<char, PATH_MAX> g_folder = {}; // empty without one
+
+void WriteAll(int descriptor, const CFixedText& text)
+{
+    const char* rest = text.Get();
+    std::size_t left = text.Length();
+    while (left > 0) {
+        const ssize_t written = posix::Uninterrupted([&] { return write(descriptor, rest, left); });
+        if (written <= 0)
+            return;
+        rest += written;
+        left -= static_cast<std::size_t>(written);
+    }
+}
+
+} // namespace
+
+void KeepFolder(const std::wstring& folder)
+{
+    const std::string narrow = ToUtf8(folder);
+    if (narrow.size() < g_folder.size())
+        narrow.copy(g_folder.data(), g_folder.size() - 1);
+}
+
+void WriteError(const CFixedText& text)
+{
+    WriteAll(STDERR_FILENO, text);
+}
+
+void WriteFile(const char* name, const CFixedText& text)
+{
+    if (g_folder[0] == '\0')
+        return;
+    mkdir(g_folder.data(), S_IRWXU);
+    const int folder = open(g_folder.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return;
+    const int file = openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file >= 0)
+        WriteAll(file, text);
+    // The process ends.
+}
+
+void AddPlace(std::uintptr_t address, CFixedText& text)
+{
+    dl_find_object found = {};
+    if (_dl_find_object(reinterpret_cast<void*>(address), &found) != 0)
+        return;
+    const char* const path = found.dlfo_link_map->l_name;
+    const char* const name = std::strrchr(path, '/');
+    text.Add(name != nullptr ? name + 1 : "program");
+    text.Add("+0x");
+    text.AddNumber(address - found.dlfo_link_map->l_addr, 16);
+}
+
+} // namespace platform::last_words
