@@ -118,6 +118,8 @@ SZelServerOptions CServerProgram::LibraryOptions()
     options.pausedStatus = !m_options.strict;
     options.eventsLimit = EventsLimit(m_options);
     options.xmlLimits = m_options.xmlLimits;
+    if (!m_options.strict)
+        options.crashReportTime = 30s;
     // The main thread waits for a signal, and does the rest.
     options.failed = [](void* signals) { static_cast<platform::CProgramSignals*>(signals)->RequestStop(); };
     options.failedContext = &m_signals;

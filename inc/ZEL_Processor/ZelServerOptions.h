@@ -2,6 +2,7 @@
 
 #include "com/XmlLimits.h"
 
+#include <chrono>
 #include <cstdint>
 
 /// What a host may choose beside the file protocol. Left as they are, all of them keep the protocol as its oldest

@@ -8,6 +8,7 @@
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Fault.h"
+#include "platform/FaultDeadline.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
@@ -179,8 +180,10 @@ bool CZelProcessorServer::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorP
                                              bool bForce, bool& bException)
 {
     platform::SFaultRecord fault;
+    platform::CFaultDeadline deadline(m_options.crashReportTime);
     bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
     if (bException) {
+        deadline.Start(fault);
         HandleCatchAll(L"CZelProcessorServer::ExecuteRequest", &fault, SourceNames::kZelProcessorServer,
                        kLineExceptionFilter);
     }
