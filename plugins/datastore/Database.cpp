@@ -188,6 +188,11 @@ bool CDatabase::Restrict()
     return AddSqlFunctions(database, *this);
 }
 
+void CDatabase::ReleaseMemory()
+{
+    static_cast<void>(sqlite3_db_release_memory(m_pDatabase.get()));
+}
+
 bool CDatabase::RunOwn(std::string_view sql, const RowVisitor& visitor)
 {
     // For its steps as well: SQLite prepares a statement anew when it finds that the schema changed.
@@ -276,7 +281,7 @@ bool CDatabase::FailByDatabase()
              ? L"a program was killed while it wrote to it; to put it right, open it once for writing, "
                L"as \"sqlite3 FILE .schema\" does"
              : SqliteErrorText(m_pDatabase.get()));
-    m_bBusy = (code & 0xFF) == SQLITE_BUSY;
+    m_bBusy = (code & 0xFF) == SQLITE_BUSY || ((code & 0xFF) == SQLITE_NOMEM && m_pContext == nullptr);
     return false;
 }
 

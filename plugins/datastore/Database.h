@@ -83,12 +83,16 @@ public:
     [[nodiscard]] bool Prepare(std::string_view sql, CStatement& statement);
     [[nodiscard]] eStepResult Step(CStatement& statement);
 
+    /// Lets go of memory that is kept to be faster next time.
+    void ReleaseMemory();
+
     /// Asked by what runs long inside of a statement.
     [[nodiscard]] bool IsToStop();
 
     /// Why the last call failed.
     [[nodiscard]] const CString& ErrorText() const { return m_strError; }
-    /// True when it failed because another program is writing the database.
+    /// True when it failed because another program is writing the database, or others had all the memory: it may be
+    /// better soon.
     [[nodiscard]] bool IsBusy() const { return m_bBusy; }
 
 private:

@@ -12,6 +12,7 @@
 #include <array>
 #include <exception>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -34,6 +35,9 @@ constexpr milliseconds kBusyPause(500);
 
 /// A folder that is gone is looked for so often.
 constexpr milliseconds kFolderPause(1000);
+
+/// Rows whose states are kept, of all sources together: some 32 MB.
+constexpr std::size_t kMaxKeptRows = 2'000'000;
 
 constexpr milliseconds kForever = std::chrono::hours(24);
 
@@ -65,8 +69,12 @@ HRESULT CSourceWatcher::Start(IWQ_DsEventSink* sink)
     m_pSink = sink;
     m_bStop = false;
     m_stopping.Reset();
+    m_bFirst = true;
     m_nLooks = 0;
-    LookAndTell(nullptr);
+    CSourceChanges none; // the sources have no tables yet that could be gone
+    FindSources(none);
+    for (auto& [name, source] : m_sources)
+        source->RememberFiles();
     if (m_thread.Start([this] { return Work(); }))
         return S_OK;
     Stop();
@@ -109,9 +117,9 @@ unsigned CSourceWatcher::Work()
 bool CSourceWatcher::Step()
 {
     try {
-        if (!Wait())
+        if (!std::exchange(m_bFirst, false) && !Wait())
             return false;
-        LookAndTell(m_pSink.Get());
+        LookAndTell();
     } catch (const CComError& error) {
         LogOnce(L"error " + std::to_wstring(error.Code()));
     } catch (const std::exception& exception) {
@@ -148,15 +156,15 @@ void CSourceWatcher::Rearm()
         LogOnce(platform::OsErrorText(error));
 }
 
-void CSourceWatcher::LookAndTell(IWQ_DsEventSink* sink)
+void CSourceWatcher::LookAndTell()
 {
     const milliseconds start = ElapsedTime();
     CSourceChanges changes;
     FindSources(changes);
     LookAt(changes);
     m_lookTime = ElapsedTime() - start;
-    if (sink != nullptr && !m_bStop)
-        changes.Tell(*sink);
+    if (!m_bStop)
+        changes.Tell(*m_pSink);
 }
 
 CString CSourceWatcher::PathOf(const CString& name) const
@@ -194,10 +202,15 @@ void CSourceWatcher::FindSources(CSourceChanges& changes)
 void CSourceWatcher::LookAt(CSourceChanges& changes)
 {
     m_bBusy = false;
+    std::size_t kept = 0;
+    for (const auto& [name, source] : m_sources)
+        kept += source->KeptRows();
     for (auto& [name, source] : m_sources) {
         if (m_bStop)
             return;
-        m_bBusy = source->Look(changes, m_bStop) == eLook_Busy || m_bBusy;
+        kept -= source->KeptRows();
+        m_bBusy = source->Look(changes, m_bStop, kMaxKeptRows - std::min(kMaxKeptRows, kept)) == eLook_Busy || m_bBusy;
+        kept += source->KeptRows();
     }
 }
 

@@ -17,7 +17,8 @@ public:
     CSourceWatcher(const CSourceWatcher&) = delete;
     CSourceWatcher& operator=(const CSourceWatcher&) = delete;
 
-    /// As IWQ_DsEventSource::Start. The data is as it is when this returns: changes after that are told.
+    /// As IWQ_DsEventSource::Start. Changes after it returns are told. It reads no data: the thread does, and a source
+    /// that somebody writes before the thread has read it is told as a whole.
     [[nodiscard]] HRESULT Start(IWQ_DsEventSink* sink);
     /// As IWQ_DsEventSource::Stop.
     [[nodiscard]] HRESULT StopTelling();
@@ -29,8 +30,8 @@ private:
     /// Waits for a change in the folder, or for the time of the next look. False when told to stop.
     [[nodiscard]] bool Wait();
     void Rearm();
-    /// One look at all sources; nobody is told without a sink.
-    void LookAndTell(IWQ_DsEventSink* sink);
+    /// One look at all sources.
+    void LookAndTell();
     /// The file of a data source, as a request opens it: whether "BOX.SQLITE" is that of "BOX" the system decides.
     [[nodiscard]] CString PathOf(const CString& name) const;
     void FindSources(CSourceChanges& changes);
@@ -46,6 +47,7 @@ private:
 
     // Of the thread, once it runs.
     std::map<CString, std::unique_ptr<CWatchedSource>> m_sources;
+    bool m_bFirst = true;                    ///< nothing was looked at yet
     std::size_t m_nLooks = 0;                ///< since the last notification
     std::chrono::milliseconds m_lookTime{0}; ///< how long the last look took
     bool m_bBusy = false;                    ///< a source was locked at the last look

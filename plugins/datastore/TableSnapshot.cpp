@@ -1,5 +1,6 @@
 #include "plugins/datastore/TableSnapshot.h"
 
+#include <algorithm>
 #include <bit>
 #include <limits>
 #include <xxhash.h>
@@ -55,6 +56,24 @@ void CTableSnapshot::GiveUp()
 {
     ForgetIds();
     m_bGivenUp = true;
+}
+
+bool CTableSnapshot::IsToBeLeft(const CTableSnapshot& old)
+{
+    m_nPause = old.m_nPause;
+    m_nLeft = old.m_nLeft + 1;
+    if (m_strDefinition != old.m_strDefinition || m_nLeft > m_nPause)
+        return false;
+    GiveUp();
+    return true;
+}
+
+void CTableSnapshot::FindTooLarge(const CTableSnapshot* old)
+{
+    constexpr unsigned kLongestPause = 1024;
+    GiveUp();
+    m_nPause = old == nullptr || old->m_nPause == 0 ? 1 : std::min(2 * old->m_nPause, kLongestPause);
+    m_nLeft = 0;
 }
 
 STableChange CTableSnapshot::ChangeSince(const CTableSnapshot& old) const

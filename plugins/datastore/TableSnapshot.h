@@ -44,10 +44,19 @@ public:
     /// The statement that made the table.
     [[nodiscard]] const std::string& Definition() const { return m_strDefinition; }
 
-    /// Adds a row in the order of the ids. False when the table is too large: no need to read on.
+    /// Adds a row in the order of the ids. False when the table has too many: no need to read on.
     [[nodiscard]] bool AddRow(const SValue& id, std::uint64_t hash);
-    /// The table could not be read to its end.
+    /// The table is not to be read to its end.
     void GiveUp();
+    [[nodiscard]] bool IsGivenUp() const { return m_bGivenUp; }
+    /// How many rows it keeps in memory.
+    [[nodiscard]] std::size_t KeptRows() const { return m_rows.size(); }
+
+    /// What is too large takes as long to find too large again, so it is left unread for as many changes of its data
+    /// source as it was found so: 1, 2, 4 ... 1,024. True when it is to be left at this change.
+    [[nodiscard]] bool IsToBeLeft(const CTableSnapshot& old);
+    /// It was found too large, after the state before.
+    void FindTooLarge(const CTableSnapshot* old);
 
     [[nodiscard]] STableChange ChangeSince(const CTableSnapshot& old) const;
 
@@ -65,4 +74,6 @@ private:
     std::uint64_t m_nContent = 0; ///< of all rows in their order
     bool m_bHasIds = true;        ///< all ids are integers of 32 bits, each once
     bool m_bGivenUp = false;
+    unsigned m_nPause = 0; ///< changes that a table is left for that was found too large
+    unsigned m_nLeft = 0;  ///< of these, how many there were
 };

@@ -6,6 +6,7 @@
 #include "plugins/datastore/SourceId.h"
 #include "plugins/datastore/Table.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -16,11 +17,15 @@ constexpr std::string_view kListTables =
     "SELECT m.name, m.sql, l.wr FROM sqlite_master AS m JOIN pragma_table_list AS l ON l.schema = 'main' AND "
     "l.name = m.name WHERE m.type = 'table' AND l.type = 'table' AND m.name NOT LIKE 'sqlite~_%' ESCAPE '~'";
 
-std::uint64_t HashOf(const CStatement& row)
+std::uint64_t HashOf(const CStatement& row, std::size_t& bytes)
 {
     CRowHash hash;
-    for (int column = 1; column < row.ColumnCount(); ++column)
-        hash.Add(row.Column(column));
+    bytes = sizeof(std::uint64_t);
+    for (int column = 1; column < row.ColumnCount(); ++column) {
+        const SValue value = row.Column(column);
+        bytes += sizeof value.integer + value.bytes.size();
+        hash.Add(value);
+    }
     return hash.Value();
 }
 
@@ -31,34 +36,65 @@ bool IsLockTable(const std::string& name)
 
 } // namespace
 
-bool CWatchedSource::Open(platform::FileTimeNs created)
+CWatchedSource::SFiles CWatchedSource::FilesNow() const
+{
+    SFiles files;
+    platform::SFileAttributes attributes;
+    if (platform::Succeeded(platform::Files().GetAttributes(m_strPath, attributes)))
+        files = {.written = attributes.times.modified, .length = attributes.length};
+    // An empty one may be a reader's.
+    if (platform::Succeeded(platform::Files().GetAttributes(m_strPath + L"-wal", attributes)) &&
+        attributes.length != 0) {
+        files.logWritten = attributes.times.modified;
+        files.logLength = attributes.length;
+    }
+    return files;
+}
+
+std::size_t CWatchedSource::KeptRows() const
+{
+    std::size_t rows = 0;
+    for (const auto& [name, table] : m_tables)
+        rows += table.KeptRows();
+    return rows;
+}
+
+bool CWatchedSource::Open(platform::FileTimeNs created, const std::atomic<bool>& stop)
 {
     if (m_pDatabase != nullptr && created == m_created)
         return true;
     m_created = created;
     m_nVersion = -1;
     m_pDatabase = std::make_unique<CDatabase>();
+    m_pDatabase->StopBy(stop);
     return m_pDatabase->Open(m_strPath);
 }
 
-eLook CWatchedSource::Look(CSourceChanges& changes, const std::atomic<bool>& stop)
+eLook CWatchedSource::Look(CSourceChanges& changes, const std::atomic<bool>& stop, std::size_t keptRows)
 {
     platform::SFileAttributes attributes;
     if (platform::IsAbsent(platform::Files().GetAttributes(m_strPath, attributes)))
         return eLook_Failed; // it went since the folder was listed; the next look will not find it there
     Tables tables;
     m_reasons.clear();
-    const eLook look = Open(attributes.times.created) ? ReadCommitted(tables, stop) : Fail();
+    const eLook look = Open(attributes.times.created, stop)
+                           ? ReadCommitted(tables, stop, {.bytes = kMaxSourceBytes, .rows = keptRows})
+                           : Fail();
+    if (m_pDatabase != nullptr)
+        m_pDatabase->ReleaseMemory(); // many sources are open, and SQLite's memory has a limit
     if (look == eLook_Read || look == eLook_Failed)
         m_logged = std::move(m_reasons); // the others are no more: they would be news again
     if (look != eLook_Read)
         return look;
-    Compare(tables, changes);
+    // Asked after the reading: what was written in between is told again rather than not at all.
+    if (!m_atStart || FilesNow() != *m_atStart)
+        Compare(tables, changes);
+    m_atStart.reset();
     m_tables = std::move(tables);
     return look;
 }
 
-eLook CWatchedSource::ReadCommitted(Tables& tables, const std::atomic<bool>& stop)
+eLook CWatchedSource::ReadCommitted(Tables& tables, const std::atomic<bool>& stop, SBudget budget)
 {
     std::int64_t version = -1;
     const auto readVersion = [&](const CStatement& row) { version = row.Column(0).integer; };
@@ -68,7 +104,7 @@ eLook CWatchedSource::ReadCommitted(Tables& tables, const std::atomic<bool>& sto
     if (!m_pDatabase->RunOwn("PRAGMA data_version", readVersion))
         look = Fail();
     else if (version != m_nVersion)
-        look = ReadTables(tables, stop);
+        look = ReadTables(tables, stop, budget);
     if (m_pDatabase != nullptr && !m_pDatabase->EndSnapshot())
         m_pDatabase.reset(); // it would go on seeing the old state
     if (look == eLook_Read)
@@ -76,7 +112,7 @@ eLook CWatchedSource::ReadCommitted(Tables& tables, const std::atomic<bool>& sto
     return look;
 }
 
-eLook CWatchedSource::ReadTables(Tables& tables, const std::atomic<bool>& stop)
+eLook CWatchedSource::ReadTables(Tables& tables, const std::atomic<bool>& stop, SBudget budget)
 {
     std::map<std::string, std::string> columns;
     const auto readName = [&](const CStatement& row) {
@@ -87,7 +123,7 @@ eLook CWatchedSource::ReadTables(Tables& tables, const std::atomic<bool>& stop)
     if (!m_pDatabase->RunOwn(kListTables, readName))
         return Fail();
     for (auto& [name, table] : tables) {
-        const eLook look = ReadTable(name, columns[name], table, stop);
+        const eLook look = ReadTable(name, columns[name], table, stop, budget);
         if (look != eLook_Read)
             return look;
     }
@@ -95,19 +131,28 @@ eLook CWatchedSource::ReadTables(Tables& tables, const std::atomic<bool>& stop)
 }
 
 eLook CWatchedSource::ReadTable(const std::string& name, const std::string& columns, CTableSnapshot& table,
-                                const std::atomic<bool>& stop)
+                                const std::atomic<bool>& stop, SBudget& budget)
 {
+    const auto then = m_tables.find(name);
+    const CTableSnapshot* old = then == m_tables.end() ? nullptr : &then->second;
+    const CString tooLarge = L"table \"" + platform::FromUtf8(name) +
+                             L"\" is too large to be watched row by row: each change of the data source counts as one "
+                             L"of it";
+    if (old != nullptr && table.IsToBeLeft(*old)) {
+        Log(tooLarge);
+        return eLook_Read;
+    }
     const std::string order = columns.starts_with("rowid") ? " ORDER BY rowid" : "";
     CStatement statement;
     eStepResult step = eStep_Failed;
-    if (m_pDatabase->Prepare("SELECT " + columns + " FROM " + CTable::Quoted(name) + order, statement)) {
-        while ((step = m_pDatabase->Step(statement)) == eStep_Row) {
-            if (stop)
-                return eLook_Stopped;
-            if (!table.AddRow(statement.Column(0), HashOf(statement)))
-                return eLook_Read;
-        }
+    if (m_pDatabase->Prepare("SELECT " + columns + " FROM " + CTable::Quoted(name) + order, statement) &&
+        !ReadRows(statement, table, stop, budget, step)) {
+        table.FindTooLarge(old);
+        Log(tooLarge);
+        return eLook_Read;
     }
+    if (stop)
+        return eLook_Stopped;
     if (step == eStep_Done)
         return eLook_Read;
     // One table that can't be read (too long a value) does not keep the others from being watched.
@@ -116,6 +161,24 @@ eLook CWatchedSource::ReadTable(const std::string& name, const std::string& colu
     Log(L"table \"" + platform::FromUtf8(name) + L"\" can't be watched row by row: " + m_pDatabase->ErrorText());
     table.GiveUp();
     return eLook_Read;
+}
+
+bool CWatchedSource::ReadRows(CStatement& statement, CTableSnapshot& table, const std::atomic<bool>& stop,
+                              SBudget& budget, eStepResult& step)
+{
+    std::size_t left = std::min(kMaxTableBytes, budget.bytes);
+    while (!stop && (step = m_pDatabase->Step(statement)) == eStep_Row) {
+        std::size_t bytes = 0;
+        const std::uint64_t hash = HashOf(statement, bytes);
+        if (bytes > left || table.KeptRows() >= budget.rows || !table.AddRow(statement.Column(0), hash)) {
+            budget.bytes -= std::min(bytes, budget.bytes);
+            return false;
+        }
+        left -= bytes;
+        budget.bytes -= bytes;
+    }
+    budget.rows -= table.KeptRows();
+    return true;
 }
 
 eLook CWatchedSource::Fail()

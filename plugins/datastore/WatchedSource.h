@@ -8,6 +8,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -25,23 +26,51 @@ class CWatchedSource {
 public:
     CWatchedSource(CString name, CString path) : m_strName(std::move(name)), m_strPath(std::move(path)) {}
 
+    /// Remembers how the files are, without reading them: nothing is told of a source that still is so when it is read
+    /// for the first time.
+    void RememberFiles() { m_atStart = FilesNow(); }
     /// Reads what was committed since the last look and adds the changes. The first look that succeeds finds all tables
-    /// new. A failure is logged once for each reason, and what was read before stays. The flag ends the reading.
-    [[nodiscard]] eLook Look(CSourceChanges& changes, const std::atomic<bool>& stop);
+    /// new, unless the files are as they are remembered. A failure is logged once for each reason, and what was read
+    /// before stays. The flag ends the reading. No more than keptRows rows are kept in memory.
+    [[nodiscard]] eLook Look(CSourceChanges& changes, const std::atomic<bool>& stop, std::size_t keptRows);
+    /// Rows that are kept in memory.
+    [[nodiscard]] std::size_t KeptRows() const;
     /// Adds that all tables are gone.
     void Leave(CSourceChanges& changes) const;
+
+    /// Of a table, and of all tables of a source, no more is read at one look. What is larger is told as changed with
+    /// each change of its source.
+    static constexpr std::size_t kMaxTableBytes = 64 * 1024 * 1024;
+    static constexpr std::size_t kMaxSourceBytes = 128 * 1024 * 1024;
 
     /// A table of this name holds locks: a change of it is told as that and not as an event.
     static constexpr const char* kLockTable = "zel_locks";
 
 private:
     using Tables = std::map<std::string, CTableSnapshot>;
+    /// Of the file and of its write-ahead log; 0 for what there is not.
+    struct SFiles {
+        platform::FileTimeNs written = 0;
+        std::uint64_t length = 0;
+        platform::FileTimeNs logWritten = 0;
+        std::uint64_t logLength = 0;
+        bool operator==(const SFiles&) const = default;
+    };
+    /// What one look may still read and keep.
+    struct SBudget {
+        std::size_t bytes;
+        std::size_t rows;
+    };
 
-    [[nodiscard]] bool Open(platform::FileTimeNs created);
-    [[nodiscard]] eLook ReadCommitted(Tables& tables, const std::atomic<bool>& stop);
-    [[nodiscard]] eLook ReadTables(Tables& tables, const std::atomic<bool>& stop);
+    [[nodiscard]] SFiles FilesNow() const;
+    [[nodiscard]] bool Open(platform::FileTimeNs created, const std::atomic<bool>& stop);
+    [[nodiscard]] eLook ReadCommitted(Tables& tables, const std::atomic<bool>& stop, SBudget budget);
+    [[nodiscard]] eLook ReadTables(Tables& tables, const std::atomic<bool>& stop, SBudget budget);
     [[nodiscard]] eLook ReadTable(const std::string& name, const std::string& columns, CTableSnapshot& table,
-                                  const std::atomic<bool>& stop);
+                                  const std::atomic<bool>& stop, SBudget& budget);
+    /// Reads rows until the table ends or the budget does. False when the table is too large.
+    [[nodiscard]] bool ReadRows(CStatement& statement, CTableSnapshot& table, const std::atomic<bool>& stop,
+                                SBudget& budget, eStepResult& step);
     [[nodiscard]] eLook Fail();
     void Log(const CString& reason);
     void Compare(const Tables& tables, CSourceChanges& changes) const;
@@ -55,6 +84,7 @@ private:
     platform::FileTimeNs m_created = 0; ///< of the file that is open, to notice that another one has its name
     std::int64_t m_nVersion = -1;       ///< of the data, as that connection counts it; -1: not read yet
     Tables m_tables;
-    std::set<CString> m_logged;  ///< what the last look that came to an end found wrong
-    std::set<CString> m_reasons; ///< what this one has found so far
+    std::optional<SFiles> m_atStart; ///< until the first look that succeeds
+    std::set<CString> m_logged;      ///< what the last look that came to an end found wrong
+    std::set<CString> m_reasons;     ///< what this one has found so far
 };

@@ -68,7 +68,11 @@ private:
             if (TableId(source, "boats") == table)
                 return std::string(source) + "/boats";
         }
-        return TableId("junk", "t") == table ? "junk/t" : platform::ToUtf8(GuidToText(table));
+        for (const char* source : {"junk", "started"}) {
+            if (TableId(source, "t") == table)
+                return std::string(source) + "/t";
+        }
+        return platform::ToUtf8(GuidToText(table));
     }
     static std::string ListText(IWQ_DsEventsData& events, const std::string& word, GetList getList)
     {

@@ -36,7 +36,14 @@ protected:
         m_data.Make(L"box", "CREATE TABLE birds(id INTEGER PRIMARY KEY, name TEXT);"
                             "INSERT INTO birds VALUES(3, 'wren'), (7, 'heron'), (9, 'owl')");
     }
-    void Start() { ASSERT_EQ(m_source->Start(m_sink.Get()), S_OK); }
+    /// Returns when all sources have been read, so that changes are told row by row from now on: a source that came
+    /// after the start is told, and the others were read before it or with it.
+    void Start()
+    {
+        ASSERT_EQ(m_source->Start(m_sink.Get()), S_OK);
+        m_data.Make(L"started", "CREATE TABLE t(x)");
+        ASSERT_EQ(Next(), "sources started/t");
+    }
     /// What is told next. Nothing is left out: what was told twice or wrongly comes up at the next call.
     [[nodiscard]] std::string Next() { return m_sink->Next(); }
     /// Where a file that is open can't be taken away it must be as it was, and be free after Stop.
@@ -197,7 +204,58 @@ TEST_F(SourceWatcher, ASourceThatIsLockedAtTheStartComesLater)
         Start();
         writer.Execute("COMMIT");
     }
+    // Nobody wrote anything, so there is nothing to tell; and it may not have been read yet.
+    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    const std::string told = Next();
+    EXPECT_TRUE(told == "items removed box/birds 3" || told == "sources box/birds") << told;
+}
+
+TEST_F(SourceWatcher, WhatIsWrittenBeforeItWasReadIsToldAsAWhole)
+{
+    CExclusiveWriter writer(m_data.PathOf(L"box"));
+    Start(); // which can't read this one
+    writer.Execute("DELETE FROM birds WHERE id = 3; COMMIT");
     EXPECT_EQ(Next(), "sources box/birds");
+    writer.Execute("DELETE FROM birds WHERE id = 7");
+    EXPECT_EQ(Next(), "items removed box/birds 7");
+}
+
+TEST_F(SourceWatcher, TheStartWaitsForNoDataAndTheStopForNoReading)
+{
+    // Ten thousand rows of which each takes milliseconds to read.
+    m_data.Make(L"box", "CREATE TABLE slow(a, b AS (length(replace(hex(zeroblob(1000000)), '0', 'ab'))));"
+                        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 10000)"
+                        "INSERT INTO slow SELECT i FROM n");
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(m_source->Start(m_sink.Get()), S_OK);
+    while (!IsBeingRead(m_data.PathOf(L"box")))
+        ASSERT_LT(std::chrono::steady_clock::now() - start, CRecordingHost::kPatience);
+    EXPECT_EQ(m_source->Stop(), S_OK);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, CRecordingHost::kPatience);
+    EXPECT_EQ(m_sink->Count(), 0U);
+}
+
+TEST_F(SourceWatcher, OfATableNoMoreIsReadThanItsBudget)
+{
+    // 68 MB in 68 rows.
+    m_data.Make(L"box", "CREATE TABLE fish(id INTEGER PRIMARY KEY, x);"
+                        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 68)"
+                        "INSERT INTO fish SELECT i, zeroblob(1000000) FROM n");
+    Start();
+    m_host.ExpectLogLine(L"Data source \"box\": table \"fish\" is too large to be watched row by row");
+    for (int round = 0; round < 3; ++round) {
+        m_data.Make(L"box", "UPDATE birds SET name = name || 'x' WHERE id = 7");
+        EXPECT_EQ(Next(), "reload box/fish");
+        EXPECT_EQ(Next(), "items changed box/birds 7");
+    }
+    // It is tried again, later and later: the first time at the second change, then at the fifth.
+    m_data.Make(L"box", "DELETE FROM fish WHERE id > 2");
+    std::string told = Next();
+    for (int round = 0; round < 8 && told == "reload box/fish"; ++round) {
+        m_data.Make(L"box", "UPDATE fish SET x = " + std::to_string(round));
+        told = Next();
+    }
+    EXPECT_EQ(told, "items changed box/fish 1 2");
 }
 
 TEST_F(SourceWatcher, WhatIsNoDatabaseIsLoggedAndTriedAgain)
@@ -274,6 +332,7 @@ TEST_F(SourceWatcher, ATableOverTheLimitIsReloaded)
     EXPECT_EQ(Next(), "items changed box/birds 7");
     m_data.Make(L"box", RowsFrom(CTableSnapshot::kMaxRows + 1, CTableSnapshot::kMaxRows + 1));
     EXPECT_EQ(Next(), "reload box/birds");
+    m_host.ExpectLogLine(L"Data source \"box\": table \"birds\" is too large to be watched row by row");
     m_data.Make(L"box", "UPDATE birds SET name = 'heron' WHERE id = 7");
     EXPECT_EQ(Next(), "reload box/birds");
 }
@@ -321,6 +380,8 @@ TEST_F(SourceWatcher, NothingIsToldAfterStop)
     m_data.Make(L"box", "DELETE FROM birds WHERE id = 7");
     const auto later = MakeComObject<CRecordingSink>();
     ASSERT_EQ(m_source->Start(later.Get()), S_OK);
+    m_data.Make(L"crate", "CREATE TABLE boats(name TEXT)");
+    EXPECT_EQ(later->Next(), "sources crate/boats");
     m_data.Make(L"box", "DELETE FROM birds WHERE id = 9");
     EXPECT_EQ(later->Next(), "items removed box/birds 9");
     EXPECT_EQ(m_sink->Count(), 0U);
@@ -355,13 +416,13 @@ TEST_F(SourceWatcher, StopWaitsForTheCallThatIsUnderWay)
         EXPECT_TRUE(mayEnd.WaitFor(CRecordingHost::kPatience));
         ended = true;
     });
-    Start();
-    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
+    ASSERT_EQ(m_source->Start(m_sink.Get()), S_OK);
+    m_data.Make(L"crate", "CREATE TABLE boats(name TEXT)");
     ASSERT_TRUE(inCall.WaitFor(CRecordingHost::kPatience));
     mayEnd.Set();
     EXPECT_EQ(m_source->Stop(), S_OK);
     EXPECT_TRUE(ended);
-    EXPECT_EQ(Next(), "items removed box/birds 3");
+    EXPECT_EQ(Next(), "sources crate/boats");
 }
 
 TEST_F(SourceWatcher, AFactoryThatIsReleasedStopsByItself)

@@ -137,3 +137,28 @@ TEST(RowHash, TellsValuesApart)
     EXPECT_NE(HashOf({Text("a")}), HashOf({{.type = eValue_Blob, .bytes = "a"}}));
     EXPECT_NE(HashOf({Integer(1), Integer(2)}), HashOf({Integer(2), Integer(1)}));
 }
+
+TEST(TableSnapshot, ATableThatIsFoundTooLargeIsLeftForLongerAndLonger)
+{
+    CTableSnapshot old("CREATE TABLE t(a)");
+    old.FindTooLarge(nullptr);
+    for (const int pause : {1, 2, 4, 8, 16, 32, 64, 128, 256, 512, 1024, 1024}) {
+        for (int change = 0; change < pause; ++change) {
+            CTableSnapshot left("CREATE TABLE t(a)");
+            ASSERT_TRUE(left.IsToBeLeft(old)) << pause << " " << change;
+            EXPECT_TRUE(left.ChangeSince(old).isWhole);
+            old = left;
+        }
+        CTableSnapshot read("CREATE TABLE t(a)");
+        ASSERT_FALSE(read.IsToBeLeft(old)) << pause;
+        read.FindTooLarge(&old);
+        old = read;
+    }
+}
+
+TEST(TableSnapshot, ATableWithAnotherDefinitionIsNotLeft)
+{
+    CTableSnapshot old("CREATE TABLE t(a)");
+    old.FindTooLarge(nullptr);
+    EXPECT_FALSE(CTableSnapshot("CREATE TABLE t(a, b)").IsToBeLeft(old));
+}
