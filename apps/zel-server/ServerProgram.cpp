@@ -11,6 +11,7 @@
 #include "ServerTexts.h"
 
 #include <string_view>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -53,11 +54,25 @@ int CServerProgram::Run()
         return eExitCode_ClientError;
     TellReady();
     ServeUntilStop();
-    const bool hasFailed = m_pServer->HasFailed();
-    if (hasFailed)
-        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_SERVER_FAILED));
+    m_context.SetClosing();
+    TellFailure(); // before the stop, which may take long
     Stop();
-    return hasFailed ? eExitCode_ClientError : eExitCode_Done;
+    TellFailure(); // in case it failed while it stopped
+    return m_bToldFailure ? eExitCode_ClientError : eExitCode_Done;
+}
+
+void CServerProgram::TellFailure()
+{
+    if (m_pServer->HasFailed() && !std::exchange(m_bToldFailure, true))
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_SERVER_FAILED));
+}
+
+/// The main thread waits for a signal, and does the rest. A server that is stopping has been told to: one more signal
+/// would cancel its request.
+void CServerProgram::EndAfterFailure()
+{
+    if (!m_context.IsClosing())
+        m_signals.RequestStop();
 }
 
 void CServerProgram::AddComponents()
@@ -120,9 +135,8 @@ SZelServerOptions CServerProgram::LibraryOptions()
     options.xmlLimits = m_options.xmlLimits;
     if (!m_options.strict)
         options.crashReportTime = 30s;
-    // The main thread waits for a signal, and does the rest.
-    options.failed = [](void* signals) { static_cast<platform::CProgramSignals*>(signals)->RequestStop(); };
-    options.failedContext = &m_signals;
+    options.failed = [](void* program) { static_cast<CServerProgram*>(program)->EndAfterFailure(); };
+    options.failedContext = this;
     return options;
 }
 
@@ -174,7 +188,6 @@ void CServerProgram::ServeUntilStop()
 void CServerProgram::Stop()
 {
     static_cast<void>(platform::NotifyServiceManager("STOPPING=1"));
-    m_context.SetClosing();
     const CStopSupervisor supervisor(m_signals, m_context, m_messages);
     // First, so that a notification which waits for a stranger gives up: stopping the feed waits for it.
     m_pServer->Stop(false);

@@ -29,6 +29,8 @@ private:
     [[nodiscard]] SZelServerOptions LibraryOptions();
     void TellReady();
     void ServeUntilStop();
+    void TellFailure();
+    void EndAfterFailure();
     void Stop();
 
     const SServerOptions m_options;
@@ -39,4 +41,5 @@ private:
     CServerDirectories m_directories; ///< claimed until the server is gone
     std::unique_ptr<CZelProcessorServer> m_pServer;
     std::unique_ptr<CEventFeed> m_pFeed; ///< ends before the server does
+    bool m_bToldFailure = false;
 };

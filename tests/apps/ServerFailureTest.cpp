@@ -1,5 +1,6 @@
 #include "platform/Os.h"
 #include "tests/apps/ProgramFixture.h"
+#include "tests/support/WaitUntil.h"
 
 namespace {
 
@@ -54,6 +55,29 @@ TEST_F(ServerFailureTest, AServerThatEndedItselfSaysSoAndEndsWithAnError)
 {
     CRunningProgram server = StartServer({L"--components", m_strHome});
     Write(InRequests(L"fail-now"), "");
+    const SProgramResult result = server.Finish();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(Contains(result.errors, "zel-server: the server has ended by itself because of a failure"))
+        << result.errors;
+}
+
+TEST_F(ServerFailureTest, AFailureDuringAStopIsToldAndCancelsNothing)
+{
+    CRunningProgram server = StartServer({L"--components", m_strHome});
+    CRunningProgram client = StartZel({L"send", MakeGate(L"g.drq"), L"--wait"});
+    ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
+    // The listener stands in a look at the directory while the stop comes, and fails when it goes on.
+    Write(InRequests(L"fail-when-told"), "");
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(m_strRequests + L".listing"); }));
+    server.Process().RequestStop();
+    ASSERT_TRUE(server.WaitForErrors("waiting for the running request to end"));
+    Write(m_strRequests + L".fail", "");
+    ASSERT_TRUE(server.WaitForErrors("bad_alloc"));
+    // One signal too many would be heard within 20 ms.
+    EXPECT_FALSE(testsupport::WaitUntil([&] { return Contains(server.Errors(), "cancelling"); },
+                                        std::chrono::milliseconds(500)));
+    Write(Gate(L"g.drq"), "");
+    EXPECT_EQ(client.Finish().code, 0) << "the request was not cancelled";
     const SProgramResult result = server.Finish();
     EXPECT_EQ(result.code, 1);
     EXPECT_TRUE(Contains(result.errors, "zel-server: the server has ended by itself because of a failure"))

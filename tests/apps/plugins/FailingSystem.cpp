@@ -2,6 +2,7 @@
 #include "platform/Module.h"
 #include "platform/Path.h"
 #include "tests/support/FaultyFiles.h"
+#include "tests/support/WaitUntil.h"
 
 #include <ZEL_Processor/ZelPlugin.h>
 
@@ -26,11 +27,19 @@ public:
     }
 
 private:
-    /// As when memory ends: while the listener lists a directory in which a file of this name lies.
+    /// As when memory ends: while the listener lists a directory in which a file of this name lies, at once or when it
+    /// is told to.
     static void ThrowAtARequestToFail(const testsupport::SFileCall& call)
     {
-        if (call.call == testsupport::eFileCall_List &&
-            platform::PathExists(platform::JoinPath(call.path, L"fail-now")))
+        if (call.call != testsupport::eFileCall_List)
+            return;
+        const bool isToWait = platform::PathExists(platform::JoinPath(call.path, L"fail-when-told"));
+        if (isToWait) {
+            static_cast<void>(platform::WriteWholeFile(call.path + L".listing", {}));
+            static_cast<void>(testsupport::WaitUntil([&] { return platform::PathExists(call.path + L".fail"); },
+                                                     std::chrono::seconds(60)));
+        }
+        if (isToWait || platform::PathExists(platform::JoinPath(call.path, L"fail-now")))
             throw std::bad_alloc();
     }
 
