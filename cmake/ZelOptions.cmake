@@ -37,10 +37,15 @@ endif()
 add_compile_options(${ZEL_DEBUG_INFO} -fno-omit-frame-pointer)
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
+# No file knows the folder that it was built in, so two builds of one commit give the same bytes; the names of sources in
+# reports are those of the tree. A debugger finds them when it is started in the tree.
+add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
+
 if(WIN32)
     set(CMAKE_SHARED_LIBRARY_PREFIX "")
     set(CMAKE_SHARED_MODULE_PREFIX "")
     add_compile_definitions(UNICODE _UNICODE NOMINMAX WINVER=0x0A00 _WIN32_WINNT=0x0A00)
+    add_link_options(-Wl,--no-insert-timestamp)
     # Template-heavy objects have more sections than the classic object format can count.
     add_compile_options(-Wa,-mbig-obj)
 elseif(NOT ZEL_FUZZ) # clang leaves the runtime of its sanitizers to the program
