@@ -90,8 +90,12 @@ private:
 };
 
 /// Tells the service manager about this process in the manner of sd_notify ("READY=1"). True when told; false where
-/// none listens: no NOTIFY_SOCKET, on Windows outside of RunService. There the manager understands "READY=1" and
-/// "STOPPING=1".
+/// none listens: no NOTIFY_SOCKET, on Windows outside of RunService. There the manager understands "READY=1",
+/// "STOPPING=1" and "WATCHDOG=trigger", which tells it that the service has failed and ends the process.
 ZEL_FRAMEWORK_API bool NotifyServiceManager(const std::string& state);
+
+/// How often the service manager wants to hear "WATCHDOG=1" at the least; 0 where it does not ask for that. A Windows
+/// service looks after itself: two minutes.
+[[nodiscard]] ZEL_FRAMEWORK_API std::chrono::milliseconds WatchdogInterval();
 
 } // namespace platform

@@ -175,18 +175,38 @@ void CServerProgram::TellReady()
 
 void CServerProgram::ServeUntilStop()
 {
+    const std::chrono::milliseconds watchdog = platform::WatchdogInterval();
+    const std::chrono::milliseconds step = watchdog.count() > 0 ? watchdog / 2 : 1h;
+    int stalledSteps = 0;
     for (;;) {
         platform::eProgramSignal received = platform::eProgramSignal_Stop;
-        if (!m_signals.WaitFor(1h, received))
+        if (!m_signals.WaitFor(step, received)) {
+            stalledSteps = watchdog.count() == 0 || FeedWatchdog() ? 0 : stalledSteps + 1;
+            // The manager's own patience ends now; it is told, for not every one has any.
+            if (stalledSteps == 2)
+                static_cast<void>(platform::NotifyServiceManager("WATCHDOG=trigger"));
             continue;
+        }
         if (received == platform::eProgramSignal_Stop)
             return;
         m_pServer->ProceedQueue();
     }
 }
 
+bool CServerProgram::FeedWatchdog()
+{
+    if (m_pServer->MakesProgress()) {
+        static_cast<void>(platform::NotifyServiceManager("WATCHDOG=1"));
+        return true;
+    }
+    m_messages.Error(WQ_ModuleText(ServerTexts::IDS_STALLED));
+    return false;
+}
+
 void CServerProgram::Stop()
 {
+    if (platform::WatchdogInterval().count() > 0)
+        static_cast<void>(platform::NotifyServiceManager("WATCHDOG=1")); // the last: a stop has a time of its own
     static_cast<void>(platform::NotifyServiceManager("STOPPING=1"));
     const CStopSupervisor supervisor(m_signals, m_context, m_messages);
     // First, so that a notification which waits for a stranger gives up: stopping the feed waits for it.

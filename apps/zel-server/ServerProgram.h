@@ -31,6 +31,8 @@ private:
     void ServeUntilStop();
     void TellFailure();
     void EndAfterFailure();
+    /// False, after a message, when the server makes no progress.
+    [[nodiscard]] bool FeedWatchdog();
     void Stop();
 
     const SServerOptions m_options;

@@ -82,6 +82,12 @@ public:
     /// that ran out, say): nothing more is accepted or run, and Stop and Run work as ever. From any thread.
     [[nodiscard]] bool HasFailed() const;
 
+    /// True when the server's threads have gone on since the call before, or do not run: the listener takes a turn every
+    /// second, also while it waits, and with every file it looks at. The executive may wait for a request or run a task,
+    /// for as long as that takes; what it does besides must go on. For a watchdog: one thread, some seconds between two
+    /// calls.
+    [[nodiscard]] bool MakesProgress();
+
     /// Manual stepping. Before Run there is no processor: the first two do nothing and the third is false. Safe from
     /// any thread between Run and the destructor.
     void SetManualProceedQueue(bool manual);
@@ -186,6 +192,12 @@ private:
     CZelProcessorContext* m_pContext = nullptr;
     std::atomic<bool> m_bRunning = false;
     std::atomic<bool> m_bFailed = false;
+    /// Counted by listener and executive, and what MakesProgress saw of it last.
+    std::atomic<std::uint32_t> m_nListenerTurns = 0;
+    std::atomic<std::uint32_t> m_nExecutiveTurns = 0;
+    std::atomic<bool> m_bExecutiveMayTakeLong = false; ///< in a task, or without one
+    std::uint32_t m_nListenerTurnsSeen = 0;
+    std::uint32_t m_nExecutiveTurnsSeen = 0;
     bool m_bNoExecutiveThread = false;
     SZelServerOptions m_options; ///< constant from SetDirs on
     CString m_strRequestDir = L"invalid";

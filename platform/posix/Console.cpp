@@ -4,6 +4,7 @@
 #include "platform/posix/Output.h"
 #include "platform/posix/SystemError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -120,6 +121,17 @@ bool NotifyServiceManager(const std::string& state)
     const ssize_t sent = sendto(connection.Get(), state.data(), state.size(), MSG_NOSIGNAL,
                                 reinterpret_cast<const sockaddr*>(&address), length);
     return sent == static_cast<ssize_t>(state.size());
+}
+
+std::chrono::milliseconds WatchdogInterval()
+{
+    const char* const process = std::getenv("WATCHDOG_PID");
+    const char* const interval = std::getenv("WATCHDOG_USEC");
+    if (interval == nullptr || (process != nullptr && std::strtoll(process, nullptr, 10) != getpid()))
+        return std::chrono::milliseconds::zero();
+    constexpr long long longest = 1'000'000LL * 60 * 60 * 24;
+    const long long microseconds = std::clamp(std::strtoll(interval, nullptr, 10), 0LL, longest);
+    return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::microseconds(microseconds));
 }
 
 } // namespace platform

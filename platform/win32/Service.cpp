@@ -50,8 +50,17 @@ bool Configure(SC_HANDLE service, const std::wstring& description)
     failures.dwResetPeriod = kForgetFailuresAfterSeconds;
     failures.cActions = static_cast<DWORD>(actions.size());
     failures.lpsaActions = actions.data();
-    return ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &info) &&
-           ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, &failures);
+    // A service that tells of its failure before it ends is started again as well.
+    SERVICE_FAILURE_ACTIONS_FLAG told{TRUE};
+    if (!ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &info) ||
+        !ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, &failures)) {
+        return false;
+    }
+    if (ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS_FLAG, &told)) {
+        return true;
+    }
+    const DWORD error = GetLastError(); // Wine does not know of it, and starts nothing again either
+    return error == ERROR_CALL_NOT_IMPLEMENTED || error == ERROR_INVALID_LEVEL;
 }
 
 /// Waits for the end of a service that was asked to stop.
@@ -129,10 +138,10 @@ eOsError InstallService(const SServiceDefinition& definition)
         return win32::LastOsError();
     }
     const std::wstring commandLine = win32::MakeCommandLine(ProgramPath(), definition.arguments);
-    const CServiceHandle service(CreateServiceW(
-        manager.Get(), definition.name.c_str(), definition.displayName.c_str(), SERVICE_ALL_ACCESS,
-        SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START, SERVICE_ERROR_NORMAL, commandLine.c_str(), nullptr, nullptr,
-        nullptr, kAccount, L""));
+    const CServiceHandle service(CreateServiceW(manager.Get(), definition.name.c_str(), definition.displayName.c_str(),
+                                                SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START,
+                                                SERVICE_ERROR_NORMAL, commandLine.c_str(), nullptr, nullptr, nullptr,
+                                                kAccount, L""));
     if (!service) {
         return win32::LastOsError();
     }

@@ -133,8 +133,17 @@ bool NotifyServiceManager(const std::string& state)
         status.TellRunning();
     } else if (state == "STOPPING=1") {
         status.TellStopping();
+    } else if (state == "WATCHDOG=trigger") {
+        status.TellStopped(1);
+        TerminateProcess(GetCurrentProcess(), 1);
     }
     return true;
+}
+
+std::chrono::milliseconds WatchdogInterval()
+{
+    constexpr std::chrono::minutes own{2};
+    return win32::CServiceStatus::Instance().IsService() ? own : std::chrono::milliseconds::zero();
 }
 
 } // namespace platform

@@ -385,6 +385,65 @@ TEST_F(FailedServer, AHostThatWantsNotToBeToldCanAsk)
     m_host.ExpectReport(90, L"std::bad_alloc");
 }
 
+TEST_F(Server, WaitingAndRunningATaskAreProgress)
+{
+    EXPECT_TRUE(m_pServer->MakesProgress()) << "it does not run";
+    CGate gate;
+    m_script.obtainData = [&](auto*, auto*) { return gate.Pass(); };
+    Run();
+    for (int turn = 0; turn < 2; ++turn)
+        EXPECT_TRUE(WaitUntil([&] { return m_pServer->MakesProgress(); })) << "nothing to do";
+    Send(L"a.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    static_cast<void>(m_pServer->MakesProgress());
+    for (int turn = 0; turn < 2; ++turn)
+        EXPECT_TRUE(WaitUntil([&] { return m_pServer->MakesProgress(); })) << "in the task";
+    gate.Open();
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Done);
+    m_pServer->Stop(true);
+    EXPECT_TRUE(m_pServer->MakesProgress()) << "it has ended";
+}
+
+TEST_F(Server, AListenerThatStandsStillIsNoProgress)
+{
+    CGate gate;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_List && call.path == m_requestDir)
+            static_cast<void>(gate.Pass());
+    });
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Write(In(m_requestDir, L"change.txt"));
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    static_cast<void>(m_pServer->MakesProgress());
+    EXPECT_FALSE(m_pServer->MakesProgress());
+    gate.Open();
+    EXPECT_TRUE(WaitUntil([&] { return m_pServer->MakesProgress(); })) << "it goes on";
+    m_pServer->Stop(true);
+}
+
+TEST_F(Server, AnExecutiveThatStandsStillOutsideOfATaskIsNoProgress)
+{
+    CGate gate;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Open && call.path.ends_with(L"a.drq.status"))
+            static_cast<void>(gate.Pass());
+    });
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Write(In(m_requestDir, L"a.drq"));
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    static_cast<void>(m_pServer->MakesProgress());
+    const unsigned looks = m_files.Count(testsupport::eFileCall_List);
+    Write(In(m_requestDir, L"change.txt"));
+    ASSERT_TRUE(WaitUntil([&] { return m_files.Count(testsupport::eFileCall_List) > looks; }))
+        << "the listener is well";
+    EXPECT_FALSE(m_pServer->MakesProgress());
+    gate.Open();
+    EXPECT_TRUE(WaitUntil([&] { return m_pServer->MakesProgress(); })) << "it goes on";
+    m_pServer->Stop(true);
+}
+
 TEST_F(Server, ManualSteppingNeedsAProcessor)
 {
     m_pServer->SetManualProceedQueue(true);

@@ -236,6 +236,15 @@ bool CZelProcessorServer::HasFailed() const
     return m_bFailed;
 }
 
+bool CZelProcessorServer::MakesProgress()
+{
+    const std::uint32_t listener = m_nListenerTurns;
+    const std::uint32_t executive = m_nExecutiveTurns;
+    const bool listens = std::exchange(m_nListenerTurnsSeen, listener) != listener;
+    const bool executes = std::exchange(m_nExecutiveTurnsSeen, executive) != executive;
+    return !m_bRunning || (listens && (executes || m_bExecutiveMayTakeLong || m_bNoExecutiveThread));
+}
+
 /// A thread procedure: the body's failure, or an exception that leaves it, becomes the exit code 1.
 unsigned CZelProcessorServer::RunThread(const char* name, bool (CZelProcessorServer::*body)())
 {

@@ -107,10 +107,14 @@ bool CZelProcessorServer::ProcessQueueStep()
 {
     if (!m_bRunning)
         return false;
-    if (!m_pProcessor->CanProceedQueue())
+    ++m_nExecutiveTurns;
+    if (!m_pProcessor->CanProceedQueue()) {
         platform::Clock().SleepFor(kManualPoll);
-    else if (!ExecuteRequest())
+    } else if (!ExecuteRequest()) {
+        m_bExecutiveMayTakeLong = true;
         m_evQueue->Wait();
+        m_bExecutiveMayTakeLong = false;
+    }
     return true;
 }
 
@@ -181,7 +185,9 @@ bool CZelProcessorServer::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorP
 {
     platform::SFaultRecord fault;
     platform::CFaultDeadline deadline(m_options.crashReportTime);
+    m_bExecutiveMayTakeLong = true;
     bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
+    m_bExecutiveMayTakeLong = false;
     if (bException) {
         deadline.Start(fault);
         HandleCatchAll(L"CZelProcessorServer::ExecuteRequest", &fault, SourceNames::kZelProcessorServer,

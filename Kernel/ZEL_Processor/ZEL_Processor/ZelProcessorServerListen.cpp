@@ -68,6 +68,7 @@ bool CZelProcessorServer::ListenStep()
 {
     if (!m_bRunning)
         return false;
+    ++m_nListenerTurns;
     RemoveLeftEventsFiles();
     // Only this thread replaces the watch.
     const platform::eWaitResult result = m_pWatch->Wait(m_bScanPending ? kScanRetry : kListenTimeout);
@@ -129,6 +130,7 @@ bool CZelProcessorServer::ScanRequestDir()
     for (const platform::SDirectoryEntry& entry : entries) {
         if (!m_bRunning)
             break;
+        ++m_nListenerTurns;
         if (entry.isDirectory)
             continue;
         const CString path = platform::JoinPath(m_strRequestDir, entry.name);

@@ -55,4 +55,36 @@ TEST_F(ReadinessTest, ServiceManagerIsToldOfStartAndStop)
     EXPECT_EQ(manager.Receive(), "STOPPING=1");
 }
 
+TEST_F(ReadinessTest, TheWatchdogIsFedWhileATaskRunsAndWhileNothingDoes)
+{
+    const CNotifySocket manager(m_root / L"notify");
+    platform::SProcessOptions options;
+    // Longer than two turns of the listener, so that each look finds one.
+    options.environment = {{L"NOTIFY_SOCKET", m_root / L"notify"}, {L"WATCHDOG_USEC", L"6000000"}};
+    CRunningProgram server = StartServer({}, options);
+    EXPECT_EQ(manager.Receive(), "READY=1");
+    EXPECT_EQ(manager.Receive(), "WATCHDOG=1");
+    ASSERT_EQ(Zel({L"send", MakeGate(L"g.drq")}).code, 0);
+    ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
+    EXPECT_EQ(manager.Receive(), "WATCHDOG=1");
+    EXPECT_EQ(manager.Receive(), "WATCHDOG=1") << "in the task all the time";
+    Write(Gate(L"g.drq"), "");
+    EXPECT_EQ(Zel({L"wait", L"g.drq"}).code, 0);
+    EXPECT_EQ(server.Errors().find("no progress"), std::string::npos) << server.Errors();
+    StopServer(server);
+}
+
+TEST_F(ReadinessTest, TheWatchdogOfAnotherProcessIsNotFed)
+{
+    const CNotifySocket manager(m_root / L"notify");
+    platform::SProcessOptions options;
+    options.environment = {
+        {L"NOTIFY_SOCKET", m_root / L"notify"}, {L"WATCHDOG_USEC", L"1000"}, {L"WATCHDOG_PID", L"1"}};
+    CRunningProgram server = StartServer({}, options);
+    EXPECT_EQ(manager.Receive(), "READY=1");
+    ASSERT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    StopServer(server);
+    EXPECT_EQ(manager.Receive(), "STOPPING=1");
+}
+
 } // namespace
