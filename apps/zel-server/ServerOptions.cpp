@@ -42,6 +42,8 @@ constexpr unsigned kMaxLogSizeMiB = 1U << 20;
 
 constexpr unsigned kUsualEventsLimitMiB = 16;
 constexpr unsigned kLargestEventsLimitMiB = SZelServerOptions::kLargestEventsLimit >> 20;
+/// As much as the data store takes: thirty years.
+constexpr unsigned kMaxQuerySeconds = 1'000'000'000;
 
 /// What the parser fills: it knows narrow texts only.
 struct SRawOptions {
@@ -122,6 +124,9 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
         ->take_all()
         ->check(
             CLI::Validator([&options](const std::string& text) { return SetXmlLimit(text, options.xmlLimits); }, ""));
+    app.add_option("--query-time-limit", options.queryTimeLimit, HelpText(ServerTexts::IDS_HELP_QUERY_TIME_LIMIT))
+        ->type_name("SECONDS")
+        ->check(CLI::Validator(CLI::Range(0U, kMaxQuerySeconds)).description(""));
     std::string names;
     for (const auto* name : {"trace", "debug", "info", "warning", "error", "critical"})
         names += (names.empty() ? "" : ", ") + std::string(name);
@@ -267,5 +272,7 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
         if (const std::uint64_t value = options.xmlLimits.*limit.value; value != SXmlLimits().*limit.value)
             add(L"--xml-limit", platform::FromUtf8(limit.name) + L"=" + std::to_wstring(value));
     }
+    if (options.queryTimeLimit)
+        add(L"--query-time-limit", std::to_wstring(*options.queryTimeLimit));
     return arguments;
 }

@@ -22,6 +22,7 @@ struct SServerOptions {
     bool strict = false;
     std::optional<unsigned> eventsLimitMiB; ///< 0: no limit; when not given see EventsLimit
     SXmlLimits xmlLimits;
+    std::optional<unsigned> queryTimeLimit; ///< in seconds, 0 for any time; empty: the variable's, or the usual one
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
     std::wstring logFile;
     unsigned logSizeMiB = 0; ///< 0: the file grows without limit

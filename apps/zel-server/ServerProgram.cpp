@@ -49,6 +49,7 @@ int CServerProgram::Run()
 {
     if (!m_messages.Open(m_options))
         return eExitCode_ClientError;
+    LimitQueries();
     AddComponents();
     if (!Start())
         return eExitCode_ClientError;
@@ -73,6 +74,17 @@ void CServerProgram::EndAfterFailure()
 {
     if (!m_context.IsClosing())
         m_signals.RequestStop();
+}
+
+void CServerProgram::LimitQueries()
+{
+    // Like the folder of the data, which is the data store's too: plug-ins have the environment, and no command line.
+    constexpr const wchar_t* kVariable = L"ZEL_QUERY_TIME_LIMIT";
+    constexpr unsigned kUsualSeconds = 300;
+    if (m_options.queryTimeLimit)
+        platform::SetEnvironment(kVariable, std::to_wstring(*m_options.queryTimeLimit));
+    else if (!m_options.strict && platform::Environment(kVariable).empty())
+        platform::SetEnvironment(kVariable, std::to_wstring(kUsualSeconds));
 }
 
 void CServerProgram::AddComponents()

@@ -22,6 +22,7 @@ public:
     [[nodiscard]] int Run();
 
 private:
+    void LimitQueries();
     void AddComponents();
     [[nodiscard]] bool Start();
     [[nodiscard]] bool MakeServer();

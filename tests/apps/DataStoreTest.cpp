@@ -18,6 +18,18 @@ protected:
         m_data.Make(L"box", "CREATE TABLE birds(id INTEGER PRIMARY KEY, name TEXT, size REAL);"
                             "INSERT INTO birds VALUES(3, 'owl', 40.5), (7, 'wren', 9.5)");
     }
+    /// A server that has read all data sources, so that changes are told row by row: one that came after the start is
+    /// told, and the others were read before it or with it.
+    [[nodiscard]] CRunningProgram StartWatching() const
+    {
+        CRunningProgram server = StartServer();
+        CRunningProgram listener = Listen();
+        m_data.Make(L"started", "CREATE TABLE t(x)");
+        for (int line = 0; line < 2; ++line) // of the palette and of the sources
+            EXPECT_FALSE(Next(listener).is_discarded());
+        End(listener);
+        return server;
+    }
     [[nodiscard]] CRunningProgram Listen() const
     {
         CRunningProgram listener = StartZel({L"listen", L"--json"});
@@ -42,7 +54,7 @@ protected:
 
 TEST_F(DataStoreTest, WhatAnotherProgramCommitsIsToldToEveryListener)
 {
-    CRunningProgram server = StartServer();
+    CRunningProgram server = StartWatching();
     CRunningProgram first = Listen();
     CRunningProgram second = Listen();
     Edit("BEGIN; INSERT INTO birds VALUES(8, 'kite', 60); UPDATE birds SET size = 10 WHERE id = 7;"
@@ -60,7 +72,7 @@ TEST_F(DataStoreTest, WhatAnotherProgramCommitsIsToldToEveryListener)
 
 TEST_F(DataStoreTest, ANewTableIsAChangeOfThePaletteAndALockOneOfTheLockResults)
 {
-    CRunningProgram server = StartServer();
+    CRunningProgram server = StartWatching();
     CRunningProgram listener = Listen();
     Edit("CREATE TABLE nests(id INTEGER PRIMARY KEY)");
     // They lie in two files: their order is not promised.
@@ -93,6 +105,19 @@ TEST_F(DataStoreTest, PropertiesAreAskedForByIdByNameAndOfTheFirst)
     const SProgramResult missing = Zel({L"properties", L"box/birds", L"--id", L"8", L"size"});
     EXPECT_EQ(missing.code, 3);
     EXPECT_TRUE(Contains(missing.errors, "table \"birds\" has no row with the id 8")) << missing.errors;
+    StopServer(server);
+}
+
+TEST_F(DataStoreTest, ALongQueryEndsWhenItsTimeIsOver)
+{
+    CRunningProgram server = StartServer({L"--query-time-limit", L"1"});
+    const std::wstring request = InHome(L"long.drq");
+    Write(request, plugintest::QueryRequest("box", "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n)"
+                                                   " SELECT max(i) FROM n"));
+    ASSERT_EQ(Zel({L"send", request}).code, 0);
+    EXPECT_TRUE(server.WaitForErrors("the request takes longer than the server allows (1 s, --query-time-limit)"))
+        << server.Errors();
+    EXPECT_NE(Zel({L"wait", L"long.drq"}).code, 0);
     StopServer(server);
 }
 

@@ -27,6 +27,7 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.eventsLimitMiB = 0;
     options.xmlLimits.bytes = 5000;
     options.xmlLimits.textLength = 100;
+    options.queryTimeLimit = 0;
     options.logLevel = Brel::Log::eLogLevel_Warning;
     options.logFile = root / L"server.log";
     options.logSizeMiB = 7;
@@ -55,6 +56,7 @@ TEST(ServerArgumentsTest, WhatWasNotGivenStaysAsItIs)
     const testsupport::CTemporaryDirectory root;
     const SServerOptions options = Parsed({L"--request-dir", root / L"requests", L"--output-dir", root / L"output"});
     EXPECT_FALSE(options.strict);
+    EXPECT_FALSE(options.queryTimeLimit);
     EXPECT_TRUE(Parsed(ServerArguments(options)) == options);
 }
 
