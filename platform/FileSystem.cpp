@@ -44,6 +44,15 @@ eOsError ReadToEnd(IFile& file, std::string& bytes, std::size_t maxBytes)
 
 } // namespace
 
+eOsError IFileSystem::List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries)
+{
+    entries.clear();
+    return Visit(directory, [&](const SDirectoryEntry& entry) {
+        entries.push_back(entry);
+        return true;
+    });
+}
+
 bool PathExists(const std::wstring& path)
 {
     SFileAttributes attributes;

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -35,6 +36,9 @@ struct SDirectoryEntry {
     std::wstring name;
     bool isDirectory = false;
 };
+
+/// Who owns a file, as the system numbers its users: for comparing, and for making files his. Empty for nobody.
+using FileOwner = std::string;
 
 enum eOpenMode {
     eOpenMode_ReadExclusive,  ///< read; fails with SharingViolation while anybody has it open exclusively, and keeps
@@ -161,9 +165,24 @@ public:
     virtual eOsError MakeDirectory(const std::wstring& path) = 0;
     virtual eOsError RemoveEmptyDirectory(const std::wstring& path) = 0;
 
-    /// All entries but "." and "..", in the file system's own order. Entries that vanish meanwhile may or may not be
-    /// listed.
-    virtual eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries) = 0;
+    /// Shows all entries but "." and "..", one at a time in the file system's own order, until the visitor is false.
+    /// Those that come or go meanwhile may or may not be shown; the visitor may move and remove what it sees.
+    using Visitor = std::function<bool(const SDirectoryEntry&)>;
+    virtual eOsError Visit(const std::wstring& directory, const Visitor& visitor) = 0;
+    /// All of them at once, for directories that others cannot fill.
+    ZEL_FRAMEWORK_API eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries);
+
+    /// Owner of what the path names, of a link itself.
+    virtual eOsError GetOwner(const std::wstring& path, FileOwner& owner) = 0;
+    /// Takes a file of this process's user from everybody but him and this owner, who both may read and write it. A
+    /// file with a second name, or of somebody else, is AccessDenied. NotSupported where the file system can't; see
+    /// CanMakePrivate.
+    virtual eOsError MakePrivate(const std::wstring& path, const FileOwner& owner) = 0;
+    /// None when files of this directory can be made private for any user, else why not.
+    virtual eOsError CanMakePrivate(const std::wstring& directory) = 0;
+    /// Lets the owner of a directory read a file of ours that is going to be handed over to him, when it would not let
+    /// him. On Windows this does nothing: a file that is made in the directory has the directory's access list.
+    virtual eOsError AllowReading(const std::wstring& path, const std::wstring& directory) = 0;
 
     virtual eOsError OpenForSync(const std::wstring& directory, std::unique_ptr<IDirectorySync>& sync) = 0;
 
@@ -203,6 +222,28 @@ private:
 
     std::vector<SDirectory> m_directories; ///< of the outermost one
 };
+
+/// While an object of this class lives on a thread, each file that the thread creates or rewrites through this layer is
+/// private to the owner and the process's user, as MakePrivate has it, before anybody can see it. One of the name that
+/// was not is replaced, so that who has it open does not read on. Lock files are not concerned. Nests; an empty owner
+/// is as if there was none.
+class ZEL_FRAMEWORK_API CPrivateFiles {
+public:
+    explicit CPrivateFiles(FileOwner owner);
+    ~CPrivateFiles();
+    CPrivateFiles(const CPrivateFiles&) = delete;
+    CPrivateFiles& operator=(const CPrivateFiles&) = delete;
+
+    /// The owner that counts on this thread; null for none.
+    [[nodiscard]] static const FileOwner* Current();
+
+private:
+    const FileOwner m_owner;
+    const CPrivateFiles* const m_pOuter;
+};
+
+/// Makes the files that this process creates in other ways private to its user. For programs, at their start.
+ZEL_FRAMEWORK_API void KeepNewFilesPrivate();
 
 /// True when the path names an existing file or directory.
 [[nodiscard]] ZEL_FRAMEWORK_API bool PathExists(const std::wstring& path);

@@ -1,5 +1,6 @@
 #include "platform/posix/File.h"
 
+#include "platform/posix/Ownership.h"
 #include "platform/posix/SystemError.h"
 
 #include <fcntl.h>
@@ -125,8 +126,11 @@ int OpenFlags(eOpenMode mode)
 CDescriptor CreateLocked(const CNativePath& path)
 {
     constexpr int flags = O_TMPFILE | O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
-    CDescriptor descriptor(Uninterrupted([&] { return open(path.Parent().c_str(), flags, 0666); }));
-    if (!descriptor || flock(descriptor.Get(), LOCK_EX | LOCK_NB) != 0) {
+    const FileOwner* const owner = CPrivateFiles::Current();
+    CDescriptor descriptor(
+        Uninterrupted([&] { return open(path.Parent().c_str(), flags, owner != nullptr ? 0600 : 0666); }));
+    if (!descriptor || (owner != nullptr && SetPrivate(descriptor.Get(), *owner) != 0) ||
+        flock(descriptor.Get(), LOCK_EX | LOCK_NB) != 0) {
         return {};
     }
     const std::string anonymous = "/proc/self/fd/" + std::to_string(descriptor.Get());
@@ -134,6 +138,31 @@ CDescriptor CreateLocked(const CNativePath& path)
         return {};
     }
     return descriptor;
+}
+
+/// The way of a file system without nameless files: a reader may be faster than the lock and find the file empty.
+CDescriptor CreateNamed(const CNativePath& path)
+{
+    const int flags = OpenFlags(eOpenMode_WriteExclusive) | O_CREAT;
+    const FileOwner* const owner = CPrivateFiles::Current();
+    if (owner == nullptr) {
+        return CDescriptor(open(path.c_str(), flags, 0666));
+    }
+    CDescriptor descriptor(open(path.c_str(), flags | O_EXCL, 0600));
+    if (descriptor && SetPrivate(descriptor.Get(), *owner) != 0) {
+        const int error = errno;
+        unlink(path.c_str());
+        errno = error;
+        return {};
+    }
+    return descriptor;
+}
+
+/// True when the file is for others as well, although this thread's files are private.
+bool IsTooOpen(int descriptor, const struct stat& status)
+{
+    const FileOwner* const owner = CPrivateFiles::Current();
+    return owner != nullptr && !IsPrivate(descriptor, status, *owner);
 }
 
 } // namespace
@@ -151,8 +180,10 @@ eOsError OpenFile(const CNativePath& path, eOpenMode mode, std::unique_ptr<IFile
             if (errno == EEXIST) {
                 continue; // somebody else was faster
             }
-            // A file system without nameless files: a reader may be faster than the lock and find the file empty.
-            descriptor.Reset(open(path.c_str(), OpenFlags(mode) | O_CREAT, 0666));
+            descriptor = CreateNamed(path);
+            if (!descriptor && errno == EEXIST) {
+                continue;
+            }
         }
         if (!descriptor) {
             return PathError(errno, path.c_str());
@@ -169,9 +200,16 @@ eOsError OpenFile(const CNativePath& path, eOpenMode mode, std::unique_ptr<IFile
         }
         // Between open and lock the file may have been moved away or deleted: then the lock is on a file that is
         // nobody's.
-        if (StillNames(path.c_str(), status)) {
+        if (!StillNames(path.c_str(), status)) {
+            continue;
+        }
+        if (mode != eOpenMode_WriteExclusive || !IsTooOpen(descriptor.Get(), status)) {
             file = std::make_unique<CFile>(std::move(descriptor), mode == eOpenMode_WriteExclusive, status.st_size);
             return eOsError_None;
+        }
+        // Made anew, not changed: who has it open already would read what is written now.
+        if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+            return LastOsError();
         }
     }
     return eOsError_SharingViolation;

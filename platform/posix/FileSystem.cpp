@@ -5,6 +5,7 @@
 #include "platform/posix/DirectoryWatch.h"
 #include "platform/posix/File.h"
 #include "platform/posix/LockFile.h"
+#include "platform/posix/Ownership.h"
 #include "platform/posix/Renames.h"
 #include "platform/posix/SystemError.h"
 
@@ -301,9 +302,8 @@ public:
         }
     }
 
-    eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries) override
+    eOsError Visit(const std::wstring& directory, const Visitor& visitor) override
     {
-        entries.clear();
         const CNativePath native(directory);
         if (const auto error = native.Check(); error != eOsError_None) {
             return error;
@@ -314,12 +314,45 @@ public:
         }
         errno = 0;
         while (const dirent* const entry = readdir(stream.get())) {
-            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
-                entries.push_back({FromUtf8(entry->d_name), IsDirectoryEntry(stream.get(), *entry)});
+            const bool isDots = std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0;
+            if (!isDots && !visitor({FromUtf8(entry->d_name), IsDirectoryEntry(stream.get(), *entry)})) {
+                return eOsError_None;
             }
             errno = 0;
         }
         return LastOsError();
+    }
+
+    eOsError GetOwner(const std::wstring& path, FileOwner& owner) override
+    {
+        const CNativePath native(path);
+        const auto error = native.Check();
+        return error != eOsError_None ? error : OwnerOf(native, owner);
+    }
+
+    eOsError MakePrivate(const std::wstring& path, const FileOwner& owner) override
+    {
+        const CNativePath native(path);
+        const auto error = native.Check();
+        return error != eOsError_None ? error : MakePathPrivate(native, owner);
+    }
+
+    eOsError CanMakePrivate(const std::wstring& directory) override
+    {
+        const CNativePath native(directory);
+        const auto error = native.Check();
+        return error != eOsError_None ? error : TryMakingPrivate(native);
+    }
+
+    eOsError AllowReading(const std::wstring& path, const std::wstring& directory) override
+    {
+        const CNativePath native(path);
+        const CNativePath receiver(directory);
+        if (const auto error = native.Check(); error != eOsError_None) {
+            return error;
+        }
+        const auto error = receiver.Check();
+        return error != eOsError_None ? error : AllowOwnerToRead(native, receiver);
     }
 
     eOsError OpenForSync(const std::wstring& directory, std::unique_ptr<IDirectorySync>& sync) override

@@ -52,6 +52,16 @@ CDescriptor OpenForLock(const char* path)
     return descriptor;
 }
 
+/// Whoever may not open the file can't see that it is locked, and the mask of this process may keep everybody out.
+void LetOthersLook(int descriptor, const struct stat& status)
+{
+    constexpr mode_t readable = S_IRUSR | S_IRGRP | S_IROTH;
+    if (status.st_uid == geteuid() && (status.st_mode & readable) != readable &&
+        fchmod(descriptor, (status.st_mode & ALLPERMS) | readable) != 0) {
+        return;
+    }
+}
+
 /// A note for people. Nobody parses it, and the lock is held without it.
 void WriteNote(int descriptor, const std::string& content, off_t oldLength)
 {
@@ -82,6 +92,7 @@ eOsError TakeLockFile(CNativePath path, const std::string& content, std::unique_
         }
         // The holder before us may have deleted the file after we opened it: then our lock is on a file without a name.
         if (StillNames(path.c_str(), status)) {
+            LetOthersLook(descriptor.Get(), status);
             WriteNote(descriptor.Get(), content, status.st_size);
             if (flock(descriptor.Get(), LOCK_SH | LOCK_NB) != 0) {
                 return LastOsError();

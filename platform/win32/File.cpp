@@ -1,10 +1,12 @@
 #include "platform/win32/File.h"
 
 #include "platform/win32/Handle.h"
+#include "platform/win32/Ownership.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/SystemPath.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace platform::win32 {
 
@@ -142,10 +144,18 @@ FileTimeNs ToNanoseconds(const FILETIME& time)
 
 eOsError OpenFileForMode(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file)
 {
-    const SOpenParameters parameters = ToParameters(mode);
+    SOpenParameters parameters = ToParameters(mode);
+    std::optional<CPrivateSecurity> security;
+    if (const FileOwner* const owner = CPrivateFiles::Current(); owner != nullptr && mode == eOpenMode_WriteExclusive) {
+        security.emplace(*owner);
+        if (security->Get() == nullptr) {
+            return eOsError_InvalidParameter;
+        }
+        parameters.access |= WRITE_DAC;
+    }
     const auto open = [&, systemPath = ToSystemPath(path)](DWORD share, DWORD flags) {
-        return CHandle(CreateFileW(systemPath.c_str(), parameters.access, share, nullptr, parameters.disposition,
-                                   FILE_ATTRIBUTE_NORMAL | flags, nullptr));
+        return CHandle(CreateFileW(systemPath.c_str(), parameters.access, share, security ? security->Get() : nullptr,
+                                   parameters.disposition, FILE_ATTRIBUTE_NORMAL | flags, nullptr));
     };
     // Deleting is not shared: a move or a deletion must find a file in use while somebody reads it. The exception is a
     // file that its holder has opened for deletion already, such as a lock file: whoever wants to read it must share
@@ -167,6 +177,12 @@ eOsError OpenFileForMode(const std::wstring& path, eOpenMode mode, std::unique_p
         handle = open(parameters.share, 0);
         if (!handle) {
             return LastOsError();
+        }
+    }
+    // One that was there has the list of its maker. Nobody has it open now, so nobody reads on.
+    if (security) {
+        if (const eOsError error = security->Apply(handle.Get()); !Succeeded(error)) {
+            return error;
         }
     }
     file = std::make_unique<CWin32File>(std::move(handle), mode);

@@ -6,6 +6,7 @@
 #include "platform/win32/File.h"
 #include "platform/win32/Handle.h"
 #include "platform/win32/LockFile.h"
+#include "platform/win32/Ownership.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/SystemPath.h"
 
@@ -176,9 +177,8 @@ public:
         return RemoveDirectoryW(ToSystemPath(path).c_str()) ? eOsError_None : LastOsError();
     }
 
-    eOsError List(const std::wstring& directory, std::vector<SDirectoryEntry>& entries) override
+    eOsError Visit(const std::wstring& directory, const Visitor& visitor) override
     {
-        entries.clear();
         const std::wstring systemPath = ToSystemPath(directory);
         WIN32_FIND_DATAW found{};
         CSearch search(systemPath + L"\\*", found);
@@ -186,11 +186,32 @@ public:
             return SearchFailure(systemPath, LastOsError());
         }
         do {
-            if (!IsDots(found.cFileName)) {
-                entries.push_back({found.cFileName, (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0});
+            if (!IsDots(found.cFileName) &&
+                !visitor({found.cFileName, (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0})) {
+                return eOsError_None;
             }
         } while (search.Next(found));
         return GetLastError() == ERROR_NO_MORE_FILES ? eOsError_None : LastOsError();
+    }
+
+    eOsError GetOwner(const std::wstring& path, FileOwner& owner) override
+    {
+        return OwnerOf(ToSystemPath(path), owner);
+    }
+
+    eOsError MakePrivate(const std::wstring& path, const FileOwner& owner) override
+    {
+        return MakePathPrivate(ToSystemPath(path), owner);
+    }
+
+    eOsError CanMakePrivate(const std::wstring& directory) override
+    {
+        return TryMakingPrivate(ToSystemPath(directory));
+    }
+
+    eOsError AllowReading(const std::wstring& /*path*/, const std::wstring& /*directory*/) override
+    {
+        return eOsError_None;
     }
 
     eOsError OpenForSync(const std::wstring& directory, std::unique_ptr<IDirectorySync>& sync) override

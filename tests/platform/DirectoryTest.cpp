@@ -73,6 +73,34 @@ TEST(DirectoryTest, MakingAndRemoving)
     EXPECT_FALSE(PathExists(made));
 }
 
+TEST(DirectoryTest, AVisitEndsWhenTheVisitorHasSeenEnough)
+{
+    const CTemporaryDirectory directory;
+    for (const wchar_t* name : {L"a", L"b", L"c"})
+        ASSERT_EQ(WriteWholeFile(directory / name, ""), eOsError_None);
+    int seen = 0;
+    EXPECT_EQ(Files().Visit(directory.Path(), [&](const SDirectoryEntry&) { return ++seen < 2; }), eOsError_None);
+    EXPECT_EQ(seen, 2);
+}
+
+TEST(DirectoryTest, AVisitorMayRemoveWhatItSees)
+{
+    constexpr int kFiles = 2000; // more than one call of the system lists
+    const CTemporaryDirectory directory;
+    for (int index = 0; index < kFiles; ++index)
+        ASSERT_EQ(WriteWholeFile(directory / std::to_wstring(index), ""), eOsError_None);
+    int seen = 0;
+    EXPECT_EQ(Files().Visit(directory.Path(),
+                            [&](const SDirectoryEntry& entry) {
+                                ++seen;
+                                EXPECT_EQ(Files().Remove(directory / entry.name), eOsError_None);
+                                return true;
+                            }),
+              eOsError_None);
+    EXPECT_EQ(seen, kFiles);
+    EXPECT_TRUE(Listed(directory.Path()).empty());
+}
+
 TEST(DirectoryTest, SyncingNames)
 {
     const CTemporaryDirectory directory;

@@ -23,7 +23,9 @@ enum eFileCall {
     eFileCall_GetAttributes, ///< of a path
     eFileCall_MakeDirectory,
     eFileCall_RemoveEmptyDirectory,
-    eFileCall_List,
+    eFileCall_List, ///< a visit
+    eFileCall_GetOwner,
+    eFileCall_MakePrivate,
     eFileCall_OpenForSync,
     eFileCall_SyncDirectory,
     eFileCall_Watch,
@@ -131,9 +133,29 @@ public:
         return Pass({eFileCall_RemoveEmptyDirectory, path}, [&] { return m_files.RemoveEmptyDirectory(path); });
     }
 
-    platform::eOsError List(const std::wstring& directory, std::vector<platform::SDirectoryEntry>& entries) override
+    platform::eOsError Visit(const std::wstring& directory, const Visitor& visitor) override
     {
-        return Pass({eFileCall_List, directory}, [&] { return m_files.List(directory, entries); });
+        return Pass({eFileCall_List, directory}, [&] { return m_files.Visit(directory, visitor); });
+    }
+
+    platform::eOsError GetOwner(const std::wstring& path, platform::FileOwner& owner) override
+    {
+        return Pass({eFileCall_GetOwner, path}, [&] { return m_files.GetOwner(path, owner); });
+    }
+
+    platform::eOsError MakePrivate(const std::wstring& path, const platform::FileOwner& owner) override
+    {
+        return Pass({eFileCall_MakePrivate, path}, [&] { return m_files.MakePrivate(path, owner); });
+    }
+
+    platform::eOsError CanMakePrivate(const std::wstring& directory) override
+    {
+        return Pass({eFileCall_MakePrivate, directory}, [&] { return m_files.CanMakePrivate(directory); });
+    }
+
+    platform::eOsError AllowReading(const std::wstring& path, const std::wstring& directory) override
+    {
+        return m_files.AllowReading(path, directory);
     }
 
     platform::eOsError OpenForSync(const std::wstring& directory,
