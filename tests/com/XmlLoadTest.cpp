@@ -224,7 +224,9 @@ TEST_F(CXmlLoadTest, ARaisedLimitHolds)
     limits.attributes = 3000;
     limits.nameLength = 20'000;
     SetXmlLimitsOfThread(limits);
-    EXPECT_EQ(RefusalOfFile(Repeated("<a>", 1000) + Repeated("</a>", 1000)), "");
+    if (!testsupport::IsWine()) { // whose parser has a limit of 256 of its own
+        EXPECT_EQ(RefusalOfFile(Repeated("<a>", 1000) + Repeated("</a>", 1000)), "");
+    }
     EXPECT_EQ(RefusalOfFile("<a" + Attributes(3000, "x") + "/>"), "");
     EXPECT_EQ(RefusalOfFile("<" + std::string(20'000, 'x') + "/>"), "");
 }
@@ -273,7 +275,12 @@ TEST_F(CXmlLoadTest, ASecondByteThatLooksLikeMarkupIsNone)
                   "Elements are nested more than 256 deep (zel-server --xml-limit depth=NUMBER)")
             << encoding;
     // A letter of one byte.
-    EXPECT_EQ(RefusalOfFile("<?xml version='1.0' encoding='Shift_JIS'?><a>\xB1<b/></a>"), "");
+    const std::string letter = "<?xml version='1.0' encoding='Shift_JIS'?><a>\xB1<b/></a>";
+    SXmlError error;
+    EXPECT_TRUE(ScanXmlBytes(letter, SXmlLimits(), error)) << error.reason;
+    if (!testsupport::IsWine()) { // whose parser does not know the encoding
+        EXPECT_EQ(RefusalOfFile(letter), "");
+    }
 }
 
 TEST_F(CXmlLoadTest, BehindAnErrorNothingCostsAnything)
