@@ -100,10 +100,12 @@ public:
     /// can't be written at all is dropped with a report. Throws CComError: E_POINTER without a palette (or without a
     /// project that must be marked), or what these fail with; a palette that fails keeps no event from the clients.
     ///
-    /// From any thread whose COM is initialised; calls wait for each other. Takes up to some seconds for a client that
-    /// holds a lock, but ends soon when the server stops; after that nobody is registered. Palette, project and event
-    /// are called with nothing locked, so a task may call this, too: a contained fault in them costs later calls
-    /// nothing. One in the server's own code (a stack that overflows) would leave the notifications locked.
+    /// From any thread whose COM is initialised; calls wait for each other while they tell the clients. Palette,
+    /// project and event are called before that, outside of all locks, so calls of several threads may ask them at
+    /// once, and changes are told in order only within a thread. Takes up to some seconds for a client that holds a
+    /// lock, but ends soon when the server stops; after that nobody is registered. A task may call this, too: a
+    /// contained fault in what is called outside of locks costs later calls nothing. One in the server's own code (a
+    /// stack that overflows) would leave the notifications locked.
     void OnChangedDs(IWQ_DsEventsData* events);
     /// Tells every registered client that results of locking changed. Threads and duration as above.
     void OnChangedLockResults();
