@@ -9,14 +9,17 @@
 #include "com/Guid.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
+class CRequestIntake;
+class CRequestQueue;
 class CWQ_Thread;
 class CZelProcessor;
 class CZelProcessorProgressStatusFile;
@@ -33,6 +36,7 @@ struct SFaultRecord;
 struct TSRequestItem {
     CString m_strFile;           ///< full path of the request file in the queue directory
     std::int32_t m_nRetries = 0; ///< how many times it was put back because its task declined
+    std::string m_strOwner = {}; ///< whose file it is, as platform::FileOwner; empty when no option asks
 };
 
 /// Serves requests: watches a directory for request and command files, queues the requests and runs them one at a time.
@@ -137,36 +141,47 @@ private:
     void EndListener();
     bool RearmWatch();
     bool ScanRequestDir();
+    void TakeInTurns(CRequestIntake& putOff, std::chrono::nanoseconds start);
+    void TakeFile(const CString& name);
     void HandleCommandFile(const CString& path);
+    [[nodiscard]] bool MayWaitForHolder() const;
 
     bool AddRequestToQueue(const CString& path);
     bool RemoveRequestFromQueue(const CString& name);
     [[nodiscard]] bool IsRequestInQueue(const CString& name) const;
-    [[nodiscard]] bool IsRequestInQueue(const CString& name, std::size_t& position) const;
     [[nodiscard]] bool IsRequestPaused(const CString& name) const;
-    [[nodiscard]] bool IsRequestPaused(const CString& name, std::size_t& position) const;
     bool TakeWaiting(const CString& name, TSRequestItem& item);
     bool TakePaused(const CString& name, TSRequestItem& item);
     [[nodiscard]] unsigned MoveFlags() const;
+    [[nodiscard]] std::string OwnerOf(const CString& path) const;
+    [[nodiscard]] std::string PrivateFor(const std::string& owner) const;
+    [[nodiscard]] bool IsFull(const std::string& owner) const;
+    void RefuseRequest(const CString& path, const std::string& owner);
+    void TellRefusal(const CString& text);
 
     bool ProcessCommand(const CString& path, CZelProcessorProgress* progress);
     bool WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress);
     bool ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CommandFile::SContent& command);
-    bool CarryOutCommand(const CommandFile::SContent& command, CZelProcessorProgress* progress);
+    bool CarryOutCommand(const CommandFile::SContent& command, const std::string& owner,
+                         CZelProcessorProgress* progress, bool& isRefused);
+    bool Refuse(CZelProcessorProgress* progress, const CString& text, bool& isRefused);
     void CancelRequest(const CString& name, CZelProcessorProgress* progress);
-    bool PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress);
+    bool PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress, bool& isRefused);
     bool UnpauseRequest(const CString& name);
-    void SetRequestStatus(const CString& name, eZelProcRequestStatus status, const CString& text);
+    void SetRequestStatus(const CString& name, const std::string& owner, eZelProcRequestStatus status,
+                          const CString& text);
     bool TakeNotQueued(const CString& name, TSRequestItem& item);
 
-    bool RegisterNewClient(const CString& requestId);
+    bool RegisterNewClient(const CString& requestId, const std::string& owner = {});
     bool UnregisterClient(const GUID& clientId);
-    void AddClient(const GUID& clientId);
+    [[nodiscard]] bool IsFullOfClients(const std::string& owner) const;
+    void AddClient(const GUID& clientId, const std::string& owner);
     bool RemoveClient(const GUID& clientId);
     bool RemoveEventsFile(const CString& path);
     void RemoveLeftEventsFiles();
     [[nodiscard]] std::vector<GUID> RegisteredClients() const;
     [[nodiscard]] bool IsRegistered(const GUID& clientId) const;
+    [[nodiscard]] std::string OwnerOfClient(const GUID& clientId) const;
     void TellClients(const std::vector<GUID>& clients, const std::function<void(const GUID&)>& tell);
     void MarkProject(VARIANT_BOOL needsUpdate);
     [[nodiscard]] bool CanTell(const GUID& clientId) const;
@@ -208,18 +223,24 @@ private:
 
     /// Held for looks at the lists alone: no file is touched, no box shown and nothing waited for under it.
     mutable std::mutex m_cs;
-    std::uint32_t m_dwLastRequestTick = 0; ///< executive thread only
-    std::deque<TSRequestItem> m_queue;     ///< guarded by m_cs; newest in front, the next to run at the back
-    std::vector<TSRequestItem> m_paused;   ///< guarded by m_cs
-    CString m_strRunning;                  ///< guarded by m_cs; what runs, empty when nothing does
-    bool m_bCanceled = false;              ///< guarded by m_cs; what runs is to stop
+    std::uint32_t m_dwLastRequestTick = 0;                  ///< executive thread only
+    std::unique_ptr<CRequestQueue> m_queue;                 ///< guarded by m_cs; never null
+    std::unique_ptr<CRequestQueue> m_paused;                ///< guarded by m_cs; never null
+    CString m_strRunning;                                   ///< guarded by m_cs; what runs, empty when nothing does
+    bool m_bCanceled = false;                               ///< guarded by m_cs; what runs is to stop
     std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< wakes the executive thread
     CComPtr<IWQ_Palette> m_pPalette;
     CComPtr<IWQ_Project> m_pProject;
 
     /// Only the list is touched under it: registrations wait neither for a file nor for a notification.
     mutable std::mutex m_csClients;
-    std::vector<GUID> m_clients; ///< guarded by m_csClients; in the order of registration
+    struct SClient {
+        std::uint64_t number = 0; ///< in the order of registration
+        std::string owner = {};   ///< whose command registered it; empty when no option asks
+    };
+    std::map<GUID, SClient, SGuidLess> m_clients;        ///< guarded by m_csClients
+    std::map<std::string, std::size_t> m_clientsOfOwner; ///< guarded by m_csClients
+    std::uint64_t m_nextClient = 0;                      ///< guarded by m_csClients
     /// Guarded by m_csClients; of clients that have gone, while somebody holds them. As many as he can hold open.
     std::vector<CString> m_leftEventsFiles;
 
@@ -232,7 +253,12 @@ private:
     /// Guards the watch and the beginning and end of running, never while anything waits.
     std::mutex m_csWatch;
     std::unique_ptr<platform::IDirectoryWatch> m_pWatch; ///< replaced by the listener only, under m_csWatch
-    bool m_bScanPending = false;                         ///< listener only
+    bool m_bScanPending = false;                         ///< listener only; a scan failed
+    bool m_bHeld = false;                                ///< listener only; the last scan met a file that is held
+    bool m_bMoreToTake = false;                          ///< listener only; it left files for the next one
+    std::chrono::nanoseconds m_holdersEnd{};             ///< listener only; who holds a file is waited for until then
+    std::chrono::nanoseconds m_refusalsTold{};           ///< listener only
+    std::uint64_t m_nRefusals = 0;                       ///< listener only; since they were told
     std::unique_ptr<platform::CManualResetEvent> m_evStop;
     std::unique_ptr<platform::CManualResetEvent> m_evListening;
     std::unique_ptr<CWQ_Thread> m_pMHThread;

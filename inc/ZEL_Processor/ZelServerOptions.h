@@ -3,6 +3,7 @@
 #include "com/XmlLimits.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 
 /// What a host may choose beside the file protocol. Left as they are, all of them keep the protocol as its oldest

@@ -51,6 +51,8 @@ constexpr SExpectedText kTexts[] = {
     {132, "IDS_PAUSED", 0},
     {133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING", 1},
     {134, nullptr, 1},
+    {135, "IDS_TOO_MANY_WAITING", 1},
+    {136, "IDS_TOO_MANY_CLIENTS", 1},
 };
 
 std::wstring Fetch(const SExpectedText& expected)

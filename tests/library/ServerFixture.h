@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Kernel/ZEL_Processor/ZEL_Processor/RequestQueue.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
@@ -45,8 +46,13 @@ struct SServerTestAccess {
     {
         const std::lock_guard lock(server.m_cs);
         std::vector<std::wstring> names;
-        for (auto item = server.m_queue.rbegin(); item != server.m_queue.rend(); ++item)
-            names.push_back(platform::FileNameOf(item->m_strFile));
+        std::vector<TSRequestItem> items;
+        for (TSRequestItem item; server.m_queue->TakeNext(item);)
+            items.push_back(item);
+        for (const TSRequestItem& item : items) {
+            names.push_back(platform::FileNameOf(item.m_strFile));
+            server.m_queue->Append(item);
+        }
         return names;
     }
     std::wstring RunningName()
@@ -59,6 +65,14 @@ struct SServerTestAccess {
         const std::lock_guard lock(server.m_cs);
         server.CancelRunningRequest();
     }
+    GUID AddClient()
+    {
+        GUID id{};
+        EXPECT_EQ(CoCreateGuid(&id), S_OK);
+        server.AddClient(id, {});
+        return id;
+    }
+    bool RemoveClient(const GUID& clientId) { return server.RemoveClient(clientId); }
     bool RegisterNewClient(const std::wstring& requestId) { return server.RegisterNewClient(requestId); }
     bool UnregisterClient(const GUID& clientId) { return server.UnregisterClient(clientId); }
     bool SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
@@ -69,7 +83,13 @@ struct SServerTestAccess {
     std::vector<GUID> Clients()
     {
         const std::lock_guard lock(server.m_csClients);
-        return server.m_clients;
+        std::map<std::uint64_t, GUID> numbered;
+        for (const auto& [clientId, client] : server.m_clients)
+            numbered.emplace(client.number, clientId);
+        std::vector<GUID> clients;
+        for (const auto& [number, clientId] : numbered)
+            clients.push_back(clientId);
+        return clients;
     }
     std::size_t PendingEvents()
     {

@@ -204,3 +204,35 @@ TEST_F(Clients, RegistrationsEndWithTheServer)
     m_pServer->OnChangedDs(Event(1).Get());
     EXPECT_EQ(Read(path), "");
 }
+
+TEST_F(Clients, ARegistrationBeyondTheLimitFailsWithTheReason)
+{
+    Make({.syncing = false, .maxClients = 1});
+    Run();
+    ASSERT_TRUE(m_client.ListenDsEvents());
+    CZelProcessorClient second;
+    second.Init(m_requestDir, m_outputDir, m_clientDir);
+    EXPECT_FALSE(second.ListenDsEvents());
+    const auto reports = m_host.TakeReports();
+    ASSERT_FALSE(reports.empty());
+    EXPECT_NE(reports[0].message.find(FormatText(RootApp_RSC_CStr(136, "IDS_TOO_MANY_CLIENTS"), {L"1"})),
+              std::wstring::npos)
+        << platform::ToUtf8(reports[0].message);
+    EXPECT_EQ(Access().Clients().size(), 1U);
+    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty()) << "a refusal is an answer: the command is done with";
+    EXPECT_TRUE(m_client.StopListeningDsEvents());
+    EXPECT_TRUE(second.ListenDsEvents()) << "there is room again";
+    m_host.ExpectLogLine(L"Refused (");
+}
+
+TEST_F(Clients, TenThousandComeAndGoInTheirOrder)
+{
+    constexpr std::size_t kClients = 10'000;
+    std::vector<GUID> registered;
+    for (std::size_t index = 0; index < kClients; ++index)
+        registered.push_back(Access().AddClient());
+    EXPECT_EQ(Access().Clients(), registered);
+    for (const GUID& id : registered)
+        EXPECT_TRUE(Access().RemoveClient(id));
+    EXPECT_TRUE(Access().Clients().empty());
+}

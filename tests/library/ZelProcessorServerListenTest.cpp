@@ -7,6 +7,8 @@ namespace {
 class Listener : public CServerFixture {
 protected:
     /// A later request that is done proves that everything before it was scanned.
+    int m_nMoves = 0; ///< listener's thread only
+
     void WaitForAScan(const std::wstring& name = L"marker.drq") { EXPECT_EQ(SendAndWait(name), eRequestStatus_Done); }
 };
 
@@ -237,4 +239,70 @@ TEST_F(Listener, WithoutSyncingNothingIsSynced)
     }
     EXPECT_EQ(m_files.Count(testsupport::eFileCall_SyncDirectory), 0U);
     m_pServer.reset();
+}
+
+TEST_F(Listener, AHeldFileHoldsUpNobodyButItself)
+{
+    for (const wchar_t* held : {L"a.drq", L"a.command"})
+        m_files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation, In(m_requestDir, held));
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Write(In(m_requestDir, L"a.drq"));
+    Write(In(m_requestDir, L"a.command"));
+    EXPECT_EQ(SendAndWait(L"b.drq"), eRequestStatus_Done);
+    EXPECT_EQ(SendAndWait(L"c.drq"), eRequestStatus_Done);
+    m_files.StopFailing();
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Done) << "without another change in the directory";
+    m_host.ExpectBox(L"Processing of command " + In(m_requestDir, L"a.command") + L" failed"); // it is no command
+    m_pServer.reset();
+}
+
+TEST_F(Listener, RequestsRunWhileTheRestIsLookedAt)
+{
+    std::atomic<bool> isDone = false;
+    bool ranMeanwhile = false;
+    m_script.createRequest = [&](const std::wstring&) {
+        isDone = true;
+        return true;
+    };
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        // The second request is moved when the first has run: the scan is not over then.
+        if (call.call == testsupport::eFileCall_Move && !ranMeanwhile && m_nMoves++ == 1)
+            ranMeanwhile = WaitUntil([&] { return isDone.load(); });
+    });
+    for (const wchar_t* name : {L"a.drq", L"b.drq"})
+        Write(In(m_requestDir, name));
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Write(In(m_requestDir, L"change.txt"));
+    EXPECT_EQ(WaitForEnd(L"a.drq"), eRequestStatus_Done);
+    EXPECT_EQ(WaitForEnd(L"b.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+    EXPECT_TRUE(ranMeanwhile);
+}
+
+TEST_F(Listener, TakesAllOfManyFilesWithTurns)
+{
+    Make({.syncing = false, .takeTurns = true});
+    constexpr int kFiles = 500;
+    std::atomic<int> done = 0;
+    m_script.createRequest = [&](const std::wstring&) {
+        ++done;
+        return true;
+    };
+    for (int index = 0; index < kFiles; ++index)
+        Write(In(m_requestDir, std::to_wstring(index) + L".drq"));
+    // Each move takes a while, so that the scans end long before the files do.
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Move)
+            m_clock.Advance(std::chrono::milliseconds(1));
+    });
+    {
+        const platform::CScopedOs os(&m_files, &m_clock);
+        Run();
+        Write(In(m_requestDir, L"change.txt"));
+        EXPECT_TRUE(WaitUntil([&] { return done == kFiles; })) << done;
+        m_pServer->Stop(true);
+    }
+    EXPECT_EQ(FilesIn(m_requestDir), std::vector<std::wstring>{L"change.txt"});
 }

@@ -172,3 +172,98 @@ TEST_F(QueueLock, IsNotHeldWhileTheOperatorReadsABox)
     m_pServer->Stop(true);
     static_cast<void>(host.TakeBoxes());
 }
+
+namespace {
+
+/// A server with limits, at which nothing runs: what is queued stays.
+class QueueLimit : public CServerFixture {
+protected:
+    void SetUp() override
+    {
+        CServerFixture::SetUp();
+        Make({.syncing = false, .pausedStatus = true, .maxQueued = 2});
+        m_pServer->SetNoExecutiveThread(true);
+    }
+    void ExpectRefused(const std::wstring& name)
+    {
+        EXPECT_EQ(SendAndWait(name), eRequestStatus_ServerError);
+        static_cast<void>(m_client.GetStatus(name, &m_additional));
+        EXPECT_EQ(m_additional.GetProgressComment(), FormatText(RootApp_RSC_CStr(135, "IDS_TOO_MANY_WAITING"), {L"2"}));
+        EXPECT_FALSE(platform::PathExists(In(m_requestDir, name)));
+        EXPECT_FALSE(platform::PathExists(Queued(name)));
+    }
+    void SendAndWaitUntilQueued(const std::wstring& name)
+    {
+        Send(name);
+        ASSERT_TRUE(WaitUntil([&] { return Access().IsRequestInQueue(name); }));
+    }
+};
+
+} // namespace
+
+TEST_F(QueueLimit, TheRequestBeyondTheLimitIsRefusedAndToldWhy)
+{
+    Run();
+    SendAndWaitUntilQueued(L"a.drq");
+    SendAndWaitUntilQueued(L"b.drq");
+    ExpectRefused(L"c.drq");
+    EXPECT_EQ(Access().QueuedNames(), (std::vector<std::wstring>{L"a.drq", L"b.drq"}));
+    m_host.ExpectLogLine(L"Refused (1 since the last such line): " + In(m_requestDir, L"c.drq"));
+}
+
+TEST_F(QueueLimit, ThereIsRoomAgainWhenOneIsGone)
+{
+    Run();
+    SendAndWaitUntilQueued(L"a.drq");
+    SendAndWaitUntilQueued(L"b.drq");
+    ASSERT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_Done);
+    SendAndWaitUntilQueued(L"c.drq");
+}
+
+TEST_F(QueueLimit, PausedRequestsCount)
+{
+    Run();
+    SendAndWaitUntilQueued(L"a.drq");
+    SendAndWaitUntilQueued(L"b.drq");
+    ASSERT_EQ(m_client.PauseRequest(L"a.drq"), eRequestStatus_Done);
+    ExpectRefused(L"c.drq");
+    ASSERT_EQ(m_client.PauseRequest(L"a.drq"), eRequestStatus_Done) << "what is paused goes on";
+    EXPECT_TRUE(Access().IsRequestInQueue(L"a.drq"));
+    m_host.ExpectLogLine(L"Refused (");
+}
+
+TEST_F(QueueLimit, WithoutOneEveryRequestIsQueued)
+{
+    Make();
+    m_pServer->SetNoExecutiveThread(true);
+    Run();
+    for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq", L"d.drq"})
+        SendAndWaitUntilQueued(name);
+}
+
+TEST_F(QueueLimit, ARefusedFileThatSomebodyHoldsIsMetAgain)
+{
+    m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_SharingViolation, 1,
+                     In(m_requestDir, L"c.drq"));
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    SendAndWaitUntilQueued(L"a.drq");
+    SendAndWaitUntilQueued(L"b.drq");
+    ExpectRefused(L"c.drq");
+    m_host.ExpectLogLine(L"Refused (");
+    m_pServer.reset();
+}
+
+TEST_F(QueueLimit, ManyRefusalsAreOneLineOfTheLog)
+{
+    Run();
+    SendAndWaitUntilQueued(L"a.drq");
+    SendAndWaitUntilQueued(L"b.drq");
+    for (int index = 0; index < 20; ++index)
+        ExpectRefused(std::to_wstring(index) + L".drq");
+    m_pServer->Stop(true);
+    const auto lines = m_host.TakeLogLines();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const auto& line) { return line.text.find(L"Refused (") != std::wstring::npos; }),
+              1);
+}

@@ -59,13 +59,18 @@ platform::eOsError RetryForASecond(const std::function<platform::eOsError()>& at
     return RetryWhileShared(attempt, [end] { return platform::Clock().Steady() < end; });
 }
 
-bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const GoOn& goOn)
+platform::eOsError MoveWhenFree(const CString& from, const CString& to, unsigned flags, const GoOn& goOn)
 {
     const platform::eOsError error = RetryWhileShared([&] { return platform::Files().Move(from, to, flags); }, goOn);
     if (error == platform::eOsError_NotDurable)
         WQ_ReportErrorNow(SourceNames::kProtocolFiles, 1, L"MoveFileWhenFree",
                           L"The file was handed over, but may not survive a power cut: " + to);
-    return platform::HasMoved(error);
+    return error;
+}
+
+bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const GoOn& goOn)
+{
+    return platform::HasMoved(MoveWhenFree(from, to, flags, goOn));
 }
 
 bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const std::atomic<bool>* pGoOn)
@@ -80,14 +85,19 @@ bool RemoveFileWhenFree(const CString& path)
 
 bool DeleteAllFilesInDir(const CString& dir)
 {
-    std::vector<platform::SDirectoryEntry> entries;
-    if (!platform::DirectoryExists(dir) || !platform::Succeeded(platform::Files().List(dir, entries)))
-        return false;
-    for (const platform::SDirectoryEntry& entry : entries) {
-        if (!entry.isDirectory)
-            static_cast<void>(platform::Files().Remove(platform::JoinPath(dir, entry.name)));
+    // While they are shown, for there may be a million. Again as long as something went: not every file system shows
+    // all the others then.
+    for (bool isAgain = platform::DirectoryExists(dir); isAgain;) {
+        isAgain = false;
+        const platform::eOsError error = platform::Files().Visit(dir, [&](const platform::SDirectoryEntry& entry) {
+            isAgain |= !entry.isDirectory &&
+                       platform::Succeeded(platform::Files().Remove(platform::JoinPath(dir, entry.name)));
+            return true;
+        });
+        if (!isAgain)
+            return platform::Succeeded(error);
     }
-    return true;
+    return false;
 }
 
 platform::eOsError ReadRegistrationAnswer(const CString& path, GUID& clientId)

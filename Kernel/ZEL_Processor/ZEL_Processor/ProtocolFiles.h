@@ -37,8 +37,10 @@ using GoOn = std::function<bool()>;
 /// Tries for a second at most: for what is done under a lock that others wait for, or only tidies up.
 [[nodiscard]] platform::eOsError RetryForASecond(const std::function<platform::eOsError()>& attempt);
 
-/// Hands a file over by moving it as soon as nobody has it open any more. flags: platform::eMoveFlag. True also, after
-/// a report, when the file was moved but could not be synced: who sent it again would have it done twice.
+/// Hands a file over by moving it as soon as nobody has it open any more. flags: platform::eMoveFlag. One that was
+/// moved but could not be synced is reported.
+[[nodiscard]] platform::eOsError MoveWhenFree(const CString& from, const CString& to, unsigned flags, const GoOn& goOn);
+/// True also when the file was moved but could not be synced: who sent it again would have it done twice.
 [[nodiscard]] bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags, const GoOn& goOn);
 [[nodiscard]] bool MoveFileWhenFree(const CString& from, const CString& to, unsigned flags,
                                     const std::atomic<bool>* pGoOn = nullptr);

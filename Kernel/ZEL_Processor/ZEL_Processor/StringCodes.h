@@ -42,6 +42,8 @@ constexpr SStringCode kInvalidCommandFile{130, "IDS_INVALID_FORMAT_OF_COMMAND_FI
 constexpr SStringCode kCanceled{131, "IDS_CANCELED"};
 constexpr SStringCode kPaused{132, "IDS_PAUSED"};
 constexpr SStringCode kUnableOpenInQueue{133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING"};
+constexpr SStringCode kTooManyWaiting{135, "IDS_TOO_MANY_WAITING"};
+constexpr SStringCode kTooManyClients{136, "IDS_TOO_MANY_CLIENTS"};
 
 /// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash
 /// report.

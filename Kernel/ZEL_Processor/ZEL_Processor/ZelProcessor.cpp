@@ -27,6 +27,21 @@ void LogHostFailure(std::wstring_view what)
                      std::wstring(L"The host's OnRequestDone threw an exception: ").append(what));
 }
 
+/// A response that its plug-in wrote in a way of its own has to be made private afterwards, where files are. One that
+/// can't be is not left for everybody.
+bool MakePrivate(const CString& path)
+{
+    const platform::FileOwner* const owner = platform::CPrivateFiles::Current();
+    const platform::eOsError error =
+        owner != nullptr ? platform::Files().MakePrivate(path, *owner) : platform::eOsError_None;
+    if (platform::Succeeded(error) || platform::IsAbsent(error))
+        return true;
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Error, ZEL_SOURCE_LOCATION,
+                     L"The response " + path + L" cannot be made private: " + platform::OsErrorText(error));
+    static_cast<void>(platform::Files().Remove(path));
+    return false;
+}
+
 /// The request is done when the host is told so, whatever the host makes of it.
 void TellRequestDone(CZelProcessorEvent& event)
 {
@@ -202,7 +217,8 @@ bool CZelProcessor::WriteResponse(SRun& run)
         return Fail(run, StringCodes::kCanNotInitializeResponse);
     if (!run.response->SetTask(run.task.Get()))
         return Fail(run, StringCodes::kCanNotSetResponse);
-    if (!run.response->Save(GetOutputFilePath(run.requestPath).c_str()))
+    const CString path = GetOutputFilePath(run.requestPath);
+    if (!run.response->Save(path.c_str()) || !MakePrivate(path))
         return Fail(run, StringCodes::kCanNotSaveResponse);
     return true;
 }

@@ -1,6 +1,7 @@
 #include "ZEL_Processor/ZelProcessorServer.h"
 
 #include "ProtocolFiles.h"
+#include "RequestQueue.h"
 #include "SourceNames.h"
 #include "ThreadCom.h"
 #include "ZEL_Processor/ZelProcessor.h"
@@ -73,7 +74,9 @@ void ReportThreadFailure(const char* name) noexcept
 } // namespace
 
 CZelProcessorServer::CZelProcessorServer()
-    : m_evQueue(std::make_unique<platform::CManualResetEvent>()),
+    : m_queue(std::make_unique<CRequestQueue>(false)),
+      m_paused(std::make_unique<CRequestQueue>(false)),
+      m_evQueue(std::make_unique<platform::CManualResetEvent>()),
       m_evStop(std::make_unique<platform::CManualResetEvent>()),
       m_evListening(std::make_unique<platform::CManualResetEvent>())
 {
@@ -114,14 +117,15 @@ bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outp
 
     {
         const std::lock_guard lock(m_cs);
-        m_queue.clear();
-        m_paused.clear();
+        m_queue = std::make_unique<CRequestQueue>(m_options.takeTurns);
+        m_paused = std::make_unique<CRequestQueue>(false);
     }
     const std::lock_guard notify(m_csNotify);
     m_pendingEvents.clear();
     m_pendingGroups.clear();
     const std::lock_guard lock(m_csClients);
     m_clients.clear();
+    m_clientsOfOwner.clear();
     m_leftEventsFiles.clear();
     return true;
 }

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 
 namespace {
 
@@ -46,7 +47,7 @@ bool CheckExists(const CString& path, long line, const wchar_t* text)
 
 } // namespace
 
-bool CZelProcessorServer::RegisterNewClient(const CString& requestId)
+bool CZelProcessorServer::RegisterNewClient(const CString& requestId, const std::string& owner)
 {
     if (!platform::IsPlainFileName(requestId))
         return false;
@@ -61,7 +62,7 @@ bool CZelProcessorServer::RegisterNewClient(const CString& requestId)
         !CheckExists(items, kLineNoItems, L"!CFileTools::FileExists(csInsertableItemsChangeFile)\n   "))
         return false;
     // In the list before the answer: whoever knows its id already gets what happens from then on.
-    AddClient(clientId);
+    AddClient(clientId, owner);
     if (CreateWithContent(m_pProcessor->GetOutputFilePath(requestId), platform::ToUtf8(GuidToText(clientId)),
                           m_bRunning, kLineCantCreateAnswer, L" !outputFile.Open"))
         return true;
@@ -82,9 +83,8 @@ bool CZelProcessorServer::UnregisterClient(const GUID& clientId)
 bool CZelProcessorServer::RemoveEventsFile(const CString& path)
 {
     const std::chrono::nanoseconds end = platform::Clock().Steady() + kRemoveAtOnce;
-    const platform::eOsError error =
-        Protocol::RetryWhileShared([&] { return platform::Files().Remove(path); },
-                                   [&] { return m_bRunning && platform::Clock().Steady() < end; });
+    const platform::eOsError error = Protocol::RetryWhileShared(
+        [&] { return platform::Files().Remove(path); }, [&] { return m_bRunning && platform::Clock().Steady() < end; });
     if (error != platform::eOsError_SharingViolation)
         return platform::Succeeded(error);
     const std::lock_guard lock(m_csClients);
@@ -106,27 +106,56 @@ void CZelProcessorServer::RemoveLeftEventsFiles()
     m_leftEventsFiles.insert(m_leftEventsFiles.end(), left.begin(), left.end());
 }
 
-void CZelProcessorServer::AddClient(const GUID& clientId)
+bool CZelProcessorServer::IsFullOfClients(const std::string& owner) const
 {
     const std::lock_guard lock(m_csClients);
-    m_clients.push_back(clientId);
+    const auto found = m_clientsOfOwner.find(owner);
+    return m_options.maxClients != 0 && found != m_clientsOfOwner.end() && found->second >= m_options.maxClients;
+}
+
+void CZelProcessorServer::AddClient(const GUID& clientId, const std::string& owner)
+{
+    const std::lock_guard lock(m_csClients);
+    m_clients[clientId] = {m_nextClient++, owner};
+    ++m_clientsOfOwner[owner];
 }
 
 bool CZelProcessorServer::RemoveClient(const GUID& clientId)
 {
     const std::lock_guard lock(m_csClients);
-    return std::erase(m_clients, clientId) != 0;
+    const auto found = m_clients.find(clientId);
+    if (found == m_clients.end())
+        return false;
+    if (const auto count = m_clientsOfOwner.find(found->second.owner); --count->second == 0)
+        m_clientsOfOwner.erase(count);
+    m_clients.erase(found);
+    return true;
 }
 
 /// In the order of registration. None once the server stops: registrations end with it.
 std::vector<GUID> CZelProcessorServer::RegisteredClients() const
 {
-    const std::lock_guard lock(m_csClients);
-    return m_bRunning ? m_clients : std::vector<GUID>();
+    std::vector<std::pair<std::uint64_t, GUID>> numbered;
+    if (m_bRunning) {
+        const std::lock_guard lock(m_csClients);
+        for (const auto& [clientId, client] : m_clients)
+            numbered.emplace_back(client.number, clientId);
+    }
+    std::ranges::sort(numbered, {}, &std::pair<std::uint64_t, GUID>::first);
+    std::vector<GUID> clients;
+    std::ranges::transform(numbered, std::back_inserter(clients), &std::pair<std::uint64_t, GUID>::second);
+    return clients;
 }
 
 bool CZelProcessorServer::IsRegistered(const GUID& clientId) const
 {
     const std::lock_guard lock(m_csClients);
-    return std::find(m_clients.begin(), m_clients.end(), clientId) != m_clients.end();
+    return m_clients.contains(clientId);
+}
+
+std::string CZelProcessorServer::OwnerOfClient(const GUID& clientId) const
+{
+    const std::lock_guard lock(m_csClients);
+    const auto found = m_clients.find(clientId);
+    return found != m_clients.end() ? found->second.owner : std::string();
 }

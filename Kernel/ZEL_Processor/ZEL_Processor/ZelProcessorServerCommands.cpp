@@ -1,5 +1,6 @@
 #include "CommandFile.h"
 #include "ProtocolFiles.h"
+#include "RequestQueue.h"
 #include "SourceNames.h"
 #include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
@@ -22,6 +23,8 @@ namespace {
 constexpr std::uint32_t kOpenTimeoutMs = 5000;
 constexpr auto kOpenRetry = 100ms;
 constexpr std::size_t kMaxReason = 520;
+/// For who holds the file of a request that is to be paused: the others wait meanwhile.
+constexpr auto kHolderPatience = 1s;
 
 } // namespace
 
@@ -29,20 +32,35 @@ bool CZelProcessorServer::ProcessCommand(const CString& path, CZelProcessorProgr
 {
     const CWQ_SetResource resource(kResourceModule);
     const CString queuePath = GetFileInQueueFullPath(path);
-    if (!Protocol::MoveFileWhenFree(path, queuePath, MoveFlags(), &m_bRunning)) {
-        if (!m_bRunning)
+    const platform::eOsError moved =
+        Protocol::MoveWhenFree(path, queuePath, MoveFlags(), [this] { return MayWaitForHolder(); });
+    if (!platform::HasMoved(moved)) {
+        if (moved == platform::eOsError_SharingViolation)
+            m_bHeld = true;
+        if (!m_bRunning || moved == platform::eOsError_SharingViolation)
             return false;
         m_pProcessor->SetStatus(progress, eRequestStatus_ServerError,
                                 FormatText(TextOf(StringCodes::kUnableMoveIntoQueue), {path, queuePath}));
         return false;
     }
     CommandFile::SContent command;
+    bool isRefused = false;
     if (!WaitUntilReadable(queuePath, progress) || !ReadCommand(queuePath, progress, command) ||
-        !CarryOutCommand(command, progress))
+        (!CarryOutCommand(command, OwnerOf(queuePath), progress, isRefused) && !isRefused))
         return false;
     static_cast<void>(platform::Files().Remove(queuePath));
-    m_pProcessor->SetStatus(progress, eRequestStatus_Done, TextOf(StringCodes::kDone));
+    if (!isRefused)
+        m_pProcessor->SetStatus(progress, eRequestStatus_Done, TextOf(StringCodes::kDone));
     return true;
+}
+
+/// A limit is no failure of the server's: the client is told, and the operator by a line of the log.
+bool CZelProcessorServer::Refuse(CZelProcessorProgress* progress, const CString& text, bool& isRefused)
+{
+    isRefused = true;
+    m_pProcessor->SetStatus(progress, eRequestStatus_ServerError, text);
+    TellRefusal(text);
+    return false;
 }
 
 /// Proves that the writer has let go of the file.
@@ -91,12 +109,19 @@ bool CZelProcessorServer::ReadCommand(const CString& queuePath, CZelProcessorPro
     return true;
 }
 
-bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, CZelProcessorProgress* progress)
+bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, const std::string& owner,
+                                          CZelProcessorProgress* progress, bool& isRefused)
 {
     switch (command.type) {
     case eCommandType_CancelRequest: CancelRequest(command.name, progress); return true;
-    case eCommandType_PauseRequest: return PauseOrUnpauseRequest(command.name, progress);
-    case eCommandType_RegisterClient: RegisterNewClient(command.name); return true;
+    case eCommandType_PauseRequest: return PauseOrUnpauseRequest(command.name, progress, isRefused);
+    case eCommandType_RegisterClient:
+        if (IsFullOfClients(owner))
+            return Refuse(progress,
+                          FormatText(TextOf(StringCodes::kTooManyClients), {std::to_wstring(m_options.maxClients)}),
+                          isRefused);
+        RegisterNewClient(command.name, owner);
+        return true;
     case eCommandType_UnregisterClient:
         if (GUID clientId{}; GuidFromText(command.name, clientId))
             UnregisterClient(clientId);
@@ -121,30 +146,40 @@ void CZelProcessorServer::CancelRequest(const CString& name, CZelProcessorProgre
 
 /// What is taken out of one list or out of the request directory is put into the other one in a second step, so that no
 /// file is touched under m_cs. In between it is nobody's but this thread's, and no other one handles commands.
-bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress)
+bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress, bool& isRefused)
 {
     if (!platform::IsPlainFileName(name))
         return false;
     if (UnpauseRequest(name))
         return true;
     TSRequestItem item;
-    if (!TakeWaiting(name, item) && !TakeNotQueued(name, item))
-        return false;
+    if (!TakeWaiting(name, item)) {
+        if (IsFull(OwnerOf(GetFileInRequestDirFullPath(name))))
+            return Refuse(progress,
+                          FormatText(TextOf(StringCodes::kTooManyWaiting), {std::to_wstring(m_options.maxQueued)}),
+                          isRefused);
+        if (!TakeNotQueued(name, item))
+            return false;
+    }
+    const std::string owner = item.m_strOwner;
     {
         const std::lock_guard lock(m_cs);
-        m_paused.push_back(std::move(item));
+        m_paused->Append(std::move(item));
     }
     // The command's own status goes on to Done at once; the request's stays for whoever asks for it.
     m_pProcessor->SetStatus(progress, eRequestStatus_Paused, TextOf(StringCodes::kPaused));
     if (m_options.pausedStatus)
-        SetRequestStatus(name, eRequestStatus_Paused, TextOf(StringCodes::kPaused));
+        SetRequestStatus(name, owner, eRequestStatus_Paused, TextOf(StringCodes::kPaused));
     return true;
 }
 
-void CZelProcessorServer::SetRequestStatus(const CString& name, eZelProcRequestStatus status, const CString& text)
+void CZelProcessorServer::SetRequestStatus(const CString& name, const std::string& owner, eZelProcRequestStatus status,
+                                           const CString& text)
 {
     // The listener, which serves all, waits no longer for who holds this one request's file than at its stop.
     static constinit const std::atomic<bool> s_isPatient = false;
+    // The request's owner's, not that of who sent the command.
+    const platform::CPrivateFiles files(PrivateFor(owner));
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
                                                m_pProcessor->GetOutputStatusFilePath(name), &s_isPatient);
     m_pProcessor->SetStatus(&statusFile, status, text);
@@ -160,7 +195,7 @@ bool CZelProcessorServer::UnpauseRequest(const CString& name)
         static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
     {
         const std::lock_guard lock(m_cs);
-        m_queue.push_back(std::move(item));
+        m_queue->PutNext(std::move(item));
     }
     m_evQueue->Set();
     return true;
@@ -174,8 +209,12 @@ bool CZelProcessorServer::TakeNotQueued(const CString& name, TSRequestItem& item
         return false;
     if (!platform::PathExists(path))
         return false;
-    if (Protocol::MoveFileWhenFree(path, item.m_strFile, MoveFlags(), &m_bRunning))
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kHolderPatience;
+    if (Protocol::MoveFileWhenFree(path, item.m_strFile, MoveFlags(),
+                                   [&] { return m_bRunning && platform::Clock().Steady() < end; })) {
+        item.m_strOwner = OwnerOf(item.m_strFile);
         return true;
+    }
     if (platform::PathExists(path) && m_bRunning)
         WQ_MessageBox(FormatText(L"CZelProcessorServer::PauseOrUnpauseRequest : moving of the file '%s' to '%s' failed",
                                  {path, item.m_strFile}),

@@ -1,4 +1,5 @@
 #include "ProtocolFiles.h"
+#include "RequestQueue.h"
 #include "SourceNames.h"
 #include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
@@ -127,6 +128,7 @@ bool CZelProcessorServer::ExecuteRequest()
     if (!TakeRequest(item, bLast))
         return false;
     const MOXCrashRpt::CScopedSubject subject(item.m_strFile);
+    const platform::CPrivateFiles files(PrivateFor(item.m_strOwner));
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
 
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
@@ -145,6 +147,7 @@ bool CZelProcessorServer::ExecuteRequest()
     bool bException = false;
     Try_ExecuteRequest(item, statusFile, bLast, bException);
     if (bException && !m_pProcessor->HasToldDone()) {
+        const platform::CPrivateFiles again(PrivateFor(item.m_strOwner)); // whatever the fault jumped over
         RemoveFailedRequest(item);
         statusFile.SetStatusAndComment(eRequestStatus_ServerError,
                                        TextOf(StringCodes::kExceptionDuringRequest).c_str());
@@ -162,16 +165,14 @@ void CZelProcessorServer::EndRunning()
 bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
 {
     const std::lock_guard lock(m_cs);
-    if (m_queue.empty()) {
+    if (!m_queue->TakeNext(item)) {
         m_pProcessor->ProceedQueue(false); // a granted manual step ends when the queue runs dry
         // A stop set the event for good; taking that back would leave this thread waiting for ever.
         if (m_bRunning)
             m_evQueue->Reset();
         return false;
     }
-    item = std::move(m_queue.back());
-    m_queue.pop_back();
-    bLast = m_queue.empty();
+    bLast = m_queue->IsEmpty();
     // Under the lock: a cancel finds the request either in the queue or ready to be flagged, and never in between.
     m_strRunning = item.m_strFile;
     m_bCanceled = false;
@@ -188,6 +189,8 @@ bool CZelProcessorServer::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorP
     m_bExecutiveMayTakeLong = true;
     bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
     m_bExecutiveMayTakeLong = false;
+    // The crash report is the operator's.
+    const platform::CPrivateFiles asUsual({});
     if (bException) {
         deadline.Start(fault);
         HandleCatchAll(L"CZelProcessorServer::ExecuteRequest", &fault, SourceNames::kZelProcessorServer,
@@ -234,7 +237,7 @@ CZelProcessorServer::eRetry CZelProcessorServer::PutBack(TSRequestItem& item)
     // The host's own flag is not asked here: a fault in it would leave the lock taken.
     if (m_bCanceled)
         return eRetry_Canceled;
-    m_queue.push_front(item);
+    m_queue->Append(item);
     m_evQueue->Set();
     return counted ? eRetry_Counted : eRetry_TooSoon;
 }

@@ -1,4 +1,5 @@
 #include "ProtocolFiles.h"
+#include "RequestIntake.h"
 #include "SourceNames.h"
 #include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
@@ -14,7 +15,9 @@
 #include "platform/Text.h"
 #include "platform/Thread.h"
 
+#include <algorithm>
 #include <chrono>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -28,6 +31,10 @@ constexpr long kLineNotSynced = 185;
 constexpr auto kListenTimeout = 1000ms;
 /// The change that asked for a scan is taken by then, so a scan that failed has to be made up for unasked.
 constexpr auto kScanRetry = 200ms;
+/// With turns, files are taken as they are found for this long; most scans are over by then.
+constexpr std::chrono::nanoseconds kInOrder = 10ms;
+/// What a scan waits for those who hold files, all of them together. Most hold theirs for microseconds.
+constexpr std::chrono::nanoseconds kHoldersPatience = 50ms;
 
 void ReportWatchError(long line, const wchar_t* what, platform::eOsError error)
 {
@@ -71,8 +78,9 @@ bool CZelProcessorServer::ListenStep()
     ++m_nListenerTurns;
     RemoveLeftEventsFiles();
     // Only this thread replaces the watch.
-    const platform::eWaitResult result = m_pWatch->Wait(m_bScanPending ? kScanRetry : kListenTimeout);
-    if (result == platform::eWaitResult_Woken || (result == platform::eWaitResult_Timeout && !m_bScanPending))
+    const bool isDue = m_bScanPending || m_bHeld || m_bMoreToTake;
+    const platform::eWaitResult result = m_pWatch->Wait(m_bMoreToTake ? 0ms : isDue ? kScanRetry : kListenTimeout);
+    if (result == platform::eWaitResult_Woken || (result == platform::eWaitResult_Timeout && !isDue))
         return true;
     if (result != platform::eWaitResult_Timeout && !RearmWatch())
         return true;
@@ -118,28 +126,30 @@ void CZelProcessorServer::EndListener()
 
 bool CZelProcessorServer::ScanRequestDir()
 {
-    std::vector<platform::SDirectoryEntry> entries;
-    const platform::eOsError error = platform::Files().List(m_strRequestDir, entries);
+    m_bHeld = false;
+    m_bMoreToTake = false;
+    const std::chrono::nanoseconds start = platform::Clock().Steady();
+    m_holdersEnd = start + kHoldersPatience;
+    CRequestIntake putOff;
+    // Whoever handed the requests over synced them. The moves of one scan share one sync of the queue directory.
+    platform::CDeferredDirectorySync deferred;
+    // One entry at a time: others decide how many there are. What is queued runs while the rest is looked at.
+    const platform::eOsError error =
+        platform::Files().Visit(m_strRequestDir, [&](const platform::SDirectoryEntry& entry) {
+            if (!entry.isDirectory && Protocol::GetFileKind(entry.name) != Protocol::eFileKind_Other) {
+                if (!m_options.takeTurns || platform::Clock().Steady() - start < kInOrder)
+                    TakeFile(entry.name);
+                else
+                    putOff.Add(OwnerOf(platform::JoinPath(m_strRequestDir, entry.name)), entry.name);
+            }
+            return m_bRunning.load();
+        });
     if (!platform::Succeeded(error)) {
         if (!m_bScanPending) // once, not with every new try
             ReportWatchError(kLineScanFailed, L"The request directory cannot be read.\n", error);
         return false;
     }
-    // Whoever handed the requests over synced them. The moves of one scan share one sync of the queue directory.
-    platform::CDeferredDirectorySync deferred;
-    for (const platform::SDirectoryEntry& entry : entries) {
-        if (!m_bRunning)
-            break;
-        ++m_nListenerTurns;
-        if (entry.isDirectory)
-            continue;
-        const CString path = platform::JoinPath(m_strRequestDir, entry.name);
-        switch (Protocol::GetFileKind(entry.name)) {
-        case Protocol::eFileKind_Command: HandleCommandFile(path); break;
-        case Protocol::eFileKind_Request: AddRequestToQueue(path); break;
-        case Protocol::eFileKind_Other: break;
-        }
-    }
+    TakeInTurns(putOff, start);
     // As with a single hand-over: it counts, and who sent again would have it done twice.
     if (const platform::eOsError synced = deferred.Sync(); !platform::Succeeded(synced))
         ReportWatchError(kLineNotSynced,
@@ -148,13 +158,51 @@ bool CZelProcessorServer::ScanRequestDir()
     return true;
 }
 
+/// Somebody put in more than could be taken at once. Each owner of files gets his turn, for as long as finding them
+/// took or a little longer: then it is time to look who came meanwhile, and looking stays the smaller part of the work.
+void CZelProcessorServer::TakeInTurns(CRequestIntake& putOff, std::chrono::nanoseconds start)
+{
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    const std::chrono::nanoseconds end = now + std::max(now - start, kInOrder);
+    m_bMoreToTake = putOff.HasLeftOut();
+    for (CString name; putOff.TakeNext(name);) {
+        if (!m_bRunning || platform::Clock().Steady() >= end) {
+            m_bMoreToTake = true;
+            return;
+        }
+        TakeFile(name);
+    }
+}
+
+void CZelProcessorServer::TakeFile(const CString& name)
+{
+    ++m_nListenerTurns;
+    const CString path = platform::JoinPath(m_strRequestDir, name);
+    if (Protocol::GetFileKind(name) == Protocol::eFileKind_Command)
+        HandleCommandFile(path);
+    else
+        AddRequestToQueue(path);
+}
+
+/// For the next try with a file that somebody holds; his costs the others this time, all of his together. A file that
+/// is held on is met again by the next scan.
+bool CZelProcessorServer::MayWaitForHolder() const
+{
+    return m_bRunning && platform::Clock().Steady() < m_holdersEnd;
+}
+
 void CZelProcessorServer::HandleCommandFile(const CString& path)
 {
     const MOXCrashRpt::CScopedSubject subject(path);
+    const platform::CPrivateFiles files(PrivateFor(OwnerOf(path)));
+    const bool wasHeld = std::exchange(m_bHeld, false);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
                                                m_pProcessor->GetOutputStatusFilePath(path), &m_bRunning);
     m_pProcessor->SetStatus(&statusFile, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
-    // A server that stops leaves what it could not take for the next one, which is no failure.
-    if (!ProcessCommand(path, &statusFile) && m_bRunning)
+    // A server that stops leaves what it could not take for the next one, which is no failure; nor is what somebody
+    // still has open.
+    const bool isDone = ProcessCommand(path, &statusFile);
+    if (!isDone && m_bRunning && !m_bHeld)
         WQ_MessageBox(FormatText(L"Processing of command %s failed", {path}), eMessageStyle_Error);
+    m_bHeld = m_bHeld || wasHeld;
 }

@@ -196,6 +196,8 @@ void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)
 {
     if (!m_pPalette)
         throw CComError(E_POINTER);
+    // A task may tell of a change: what its request's user owns is not what palette and project write.
+    const platform::CPrivateFiles asUsual({});
     // Palette, project and event are not the server's own. They are called while nothing is locked: a fault in them may
     // be left by a jump that gives no lock back.
     SPaletteAnswer answer;
@@ -233,6 +235,7 @@ void CZelProcessorServer::TellClients(const std::vector<GUID>& clients, const st
     for (const GUID& client : clients) {
         if (!CanTell(client))
             continue;
+        const platform::CPrivateFiles files(PrivateFor(OwnerOfClient(client)));
         const HRESULT told = ComGuard([&] {
             tell(client);
             return S_OK;

@@ -1,57 +1,106 @@
 #include "ProtocolFiles.h"
+#include "RequestQueue.h"
+#include "SourceNames.h"
 #include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/CrashReport.h"
+#include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
+#include "platform/Text.h"
 #include "platform/Thread.h"
 
-#include <algorithm>
+#include <chrono>
+#include <utility>
 
 namespace {
 
-/// Position of the first entry with this path. The comparison is exact: names differ by letter case on some file
-/// systems.
-template <class Items>
-bool FindItem(const Items& items, const CString& path, std::size_t& position)
-{
-    const auto found =
-        std::find_if(items.begin(), items.end(), [&](const TSRequestItem& item) { return item.m_strFile == path; });
-    position = static_cast<std::size_t>(found - items.begin());
-    return found != items.end();
-}
-
-template <class Items>
-TSRequestItem TakeItem(Items& items, std::size_t position)
-{
-    const auto found = items.begin() + static_cast<std::ptrdiff_t>(position);
-    TSRequestItem item = std::move(*found);
-    items.erase(found);
-    return item;
-}
+/// One line tells of all the refusals of this time: who floods the request directory must not flood the log as well.
+constexpr std::chrono::minutes kBetweenRefusals{1};
 
 } // namespace
 
 bool CZelProcessorServer::AddRequestToQueue(const CString& path)
 {
     const MOXCrashRpt::CScopedSubject subject(path);
-    const CString target = GetFileInQueueFullPath(path);
+    TSRequestItem item{GetFileInQueueFullPath(path), 0, OwnerOf(path)};
+    if (IsFull(item.m_strOwner)) {
+        RefuseRequest(path, item.m_strOwner);
+        return false;
+    }
     // Not under m_cs: this waits for whoever has the file open, and only the listener may wait for him.
-    if (Protocol::MoveFileWhenFree(path, target, MoveFlags(), &m_bRunning)) {
+    const platform::eOsError error =
+        Protocol::MoveWhenFree(path, item.m_strFile, MoveFlags(), [this] { return MayWaitForHolder(); });
+    if (platform::HasMoved(error)) {
+        item.m_strOwner = OwnerOf(item.m_strFile); // of the file that was moved, whatever was there before
         {
             const std::lock_guard lock(m_cs);
-            m_queue.push_front({target, 0});
+            m_queue->Append(std::move(item));
         }
         m_evQueue->Set();
         return true;
     }
+    if (error == platform::eOsError_SharingViolation)
+        m_bHeld = true;
     // A file that vanished was taken back by its sender, and a server that stops leaves files for the next one.
-    if (platform::PathExists(path) && m_bRunning)
+    if (error != platform::eOsError_SharingViolation && platform::PathExists(path) && m_bRunning)
         WQ_MessageBox(FormatText(L"CZelProcessorServer::AddRequestToQueue : moving of the file '%s' to '%s' failed",
-                                 {path, target}),
+                                 {path, item.m_strFile}),
                       eMessageStyle_Error);
     return false;
+}
+
+/// Empty when no option asks whose files are, which takes a call of the system for each.
+std::string CZelProcessorServer::OwnerOf(const CString& path) const
+{
+    platform::FileOwner owner;
+    const bool isAsked =
+        m_options.takeTurns || m_options.maxQueued != 0 || m_options.maxClients != 0 || m_options.privateFiles;
+    if (isAsked && !platform::Succeeded(platform::Files().GetOwner(path, owner)))
+        owner.clear();
+    return owner;
+}
+
+/// For whom files are made that concern this owner; empty for everybody. What concerns nobody known is for the server.
+std::string CZelProcessorServer::PrivateFor(const std::string& owner) const
+{
+    if (!m_options.privateFiles)
+        return {};
+    return owner.empty() ? OwnerOf(m_strQueueDir) : owner;
+}
+
+bool CZelProcessorServer::IsFull(const std::string& owner) const
+{
+    const std::lock_guard lock(m_cs);
+    return m_options.maxQueued != 0 && m_queue->CountOf(owner) + m_paused->CountOf(owner) >= m_options.maxQueued;
+}
+
+void CZelProcessorServer::RefuseRequest(const CString& path, const std::string& owner)
+{
+    // A status in any case, for without status and file the name would look unknown. Then the file goes, so that who
+    // reads of the refusal can use the name again. One that somebody has open stays, and is met again.
+    SetRequestStatus(path, owner, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
+    const platform::eOsError error = platform::Files().Remove(path);
+    if (error == platform::eOsError_SharingViolation)
+        m_bHeld = true;
+    if (!platform::Succeeded(error))
+        return;
+    const CString text = FormatText(TextOf(StringCodes::kTooManyWaiting), {std::to_wstring(m_options.maxQueued)});
+    SetRequestStatus(path, owner, eRequestStatus_ServerError, text);
+    TellRefusal(path + L": " + text);
+}
+
+void CZelProcessorServer::TellRefusal(const CString& text)
+{
+    ++m_nRefusals;
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    if (m_refusalsTold != std::chrono::nanoseconds::zero() && now - m_refusalsTold < kBetweenRefusals)
+        return;
+    m_refusalsTold = now;
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                     L"Refused (" + std::to_wstring(std::exchange(m_nRefusals, 0)) + L" since the last such line): " +
+                         text);
 }
 
 bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
@@ -64,7 +113,7 @@ bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
     // Before the file is gone, or the name would look unknown in between. It is free before anybody can use it again:
     // this very thread takes what is sent.
     if (m_options.cancelByName)
-        SetRequestStatus(name, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
+        SetRequestStatus(name, item.m_strOwner, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
     if (!platform::Succeeded(Protocol::RetryForASecond([&] { return platform::Files().Remove(item.m_strFile); })))
         WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + item.m_strFile,
                       eMessageStyle_Warning);
@@ -77,43 +126,23 @@ bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
 bool CZelProcessorServer::TakeWaiting(const CString& name, TSRequestItem& item)
 {
     const std::lock_guard lock(m_cs);
-    std::size_t position = 0;
-    if (!IsRequestInQueue(name, position))
-        return false;
-    item = TakeItem(m_queue, position);
-    return true;
+    return m_queue->Take(GetFileInQueueFullPath(name), item);
 }
 
 bool CZelProcessorServer::TakePaused(const CString& name, TSRequestItem& item)
 {
     const std::lock_guard lock(m_cs);
-    std::size_t position = 0;
-    if (!IsRequestPaused(name, position))
-        return false;
-    item = TakeItem(m_paused, position);
-    return true;
+    return m_paused->Take(GetFileInQueueFullPath(name), item);
 }
 
 bool CZelProcessorServer::IsRequestInQueue(const CString& name) const
 {
-    std::size_t position = 0;
-    return IsRequestInQueue(name, position);
-}
-
-bool CZelProcessorServer::IsRequestInQueue(const CString& name, std::size_t& position) const
-{
-    return FindItem(m_queue, GetFileInQueueFullPath(name), position);
+    return m_queue->Contains(GetFileInQueueFullPath(name));
 }
 
 bool CZelProcessorServer::IsRequestPaused(const CString& name) const
 {
-    std::size_t position = 0;
-    return IsRequestPaused(name, position);
-}
-
-bool CZelProcessorServer::IsRequestPaused(const CString& name, std::size_t& position) const
-{
-    return FindItem(m_paused, GetFileInQueueFullPath(name), position);
+    return m_paused->Contains(GetFileInQueueFullPath(name));
 }
 
 unsigned CZelProcessorServer::MoveFlags() const
