@@ -157,6 +157,14 @@ bool CServerDirectories::Try(const std::wstring& requestDir, std::wstring& error
     return false;
 }
 
+bool CServerDirectories::TryPrivate(const std::wstring& outputDir, std::wstring& error)
+{
+    const platform::eOsError result = platform::Files().CanMakePrivate(outputDir);
+    if (!platform::Succeeded(result))
+        error = WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_NOT_PRIVATE, {outputDir, platform::OsErrorText(result)});
+    return platform::Succeeded(result);
+}
+
 bool CServerDirectories::Touch(const std::wstring& requestDir, std::wstring& error)
 {
     // The name's extension is none that a server looks at.

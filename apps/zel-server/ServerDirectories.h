@@ -29,6 +29,9 @@ public:
     /// Does once, without a trace, what the server will do in the request directory. False with the reason.
     [[nodiscard]] static bool Try(const std::wstring& requestDir, std::wstring& error);
 
+    /// Whether files in the output directory can be for two users alone. False with the reason.
+    [[nodiscard]] static bool TryPrivate(const std::wstring& outputDir, std::wstring& error);
+
     /// Makes one change of a file name in the request directory, which makes the server look at what lies there. False
     /// with the reason.
     [[nodiscard]] static bool Touch(const std::wstring& requestDir, std::wstring& error);

@@ -44,6 +44,8 @@ constexpr unsigned kUsualEventsLimitMiB = 16;
 constexpr unsigned kLargestEventsLimitMiB = SZelServerOptions::kLargestEventsLimit >> 20;
 /// As much as the data store takes: thirty years.
 constexpr unsigned kMaxQuerySeconds = 1'000'000'000;
+/// What nobody reaches.
+constexpr unsigned kMaxLimit = 1'000'000'000;
 
 /// What the parser fills: it knows narrow texts only.
 struct SRawOptions {
@@ -127,6 +129,14 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     app.add_option("--query-time-limit", options.queryTimeLimit, HelpText(ServerTexts::IDS_HELP_QUERY_TIME_LIMIT))
         ->type_name("SECONDS")
         ->check(CLI::Validator(CLI::Range(0U, kMaxQuerySeconds)).description(""));
+    const auto addLimit = [&app](const char* name, std::optional<unsigned>& limit, const STextCode& text) {
+        app.add_option(name, limit, HelpText(text))
+            ->type_name("N")
+            ->check(CLI::Validator(CLI::Range(0U, kMaxLimit)).description(""));
+    };
+    addLimit("--max-queued", options.maxQueued, ServerTexts::IDS_HELP_MAX_QUEUED);
+    addLimit("--max-clients", options.maxClients, ServerTexts::IDS_HELP_MAX_CLIENTS);
+    app.add_flag("--private", options.privateFiles, HelpText(ServerTexts::IDS_HELP_PRIVATE));
     std::string names;
     for (const auto* name : {"trace", "debug", "info", "warning", "error", "critical"})
         names += (names.empty() ? "" : ", ") + std::string(name);
@@ -274,5 +284,10 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     }
     if (options.queryTimeLimit)
         add(L"--query-time-limit", std::to_wstring(*options.queryTimeLimit));
+    addFlag(L"--private", options.privateFiles);
+    if (options.maxQueued)
+        add(L"--max-queued", std::to_wstring(*options.maxQueued));
+    if (options.maxClients)
+        add(L"--max-clients", std::to_wstring(*options.maxClients));
     return arguments;
 }

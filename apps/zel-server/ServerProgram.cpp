@@ -17,6 +17,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
+/// Of one user, unless he who starts the server says otherwise; the help texts tell these numbers. What waits takes
+/// less than a kilobyte each, and the change of data that all clients are told of some 100 microseconds each.
+constexpr unsigned kMaxQueued = 10000;
+constexpr unsigned kMaxClients = 1000;
+
 /// The folder of the plug-ins that came with the program, found by where the program lies: beside it in a build folder
 /// and in a Windows archive, elsewhere in the place that the installation gave it. Empty without one.
 std::wstring ShippedPlugins()
@@ -111,7 +116,8 @@ bool CServerProgram::Start()
     // Before the directories are cleared comes whatever can fail: a start that fails must not delete anything.
     if (!MakeServer() || !ProvideProject())
         return false;
-    if (!CServerDirectories::Try(m_options.requestDir, error)) {
+    if (!CServerDirectories::Try(m_options.requestDir, error) ||
+        (m_options.privateFiles && !CServerDirectories::TryPrivate(m_options.outputDir, error))) {
         m_messages.Error(error);
         return false;
     }
@@ -120,6 +126,9 @@ bool CServerProgram::Start()
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_QUEUE_NOT_MADE, {m_options.outputDir}));
         return false;
     }
+    // Not before, or clients could not see what waits in the folder Queue.
+    if (m_options.privateFiles)
+        platform::KeepNewFilesPrivate();
     m_pServer->SetZelProcessorContext(&m_context);
     m_pServer->SetNoExecutiveThread(m_options.noExecutive);
     if (!m_pServer->Run()) {
@@ -147,6 +156,10 @@ SZelServerOptions CServerProgram::LibraryOptions()
     options.xmlLimits = m_options.xmlLimits;
     if (!m_options.strict)
         options.crashReportTime = 30s;
+    options.takeTurns = !m_options.strict;
+    options.maxQueued = m_options.maxQueued.value_or(m_options.strict ? 0 : kMaxQueued);
+    options.maxClients = m_options.maxClients.value_or(m_options.strict ? 0 : kMaxClients);
+    options.privateFiles = m_options.privateFiles;
     options.failed = [](void* program) { static_cast<CServerProgram*>(program)->EndAfterFailure(); };
     options.failedContext = this;
     return options;

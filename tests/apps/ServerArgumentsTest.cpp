@@ -28,6 +28,9 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.xmlLimits.bytes = 5000;
     options.xmlLimits.textLength = 100;
     options.queryTimeLimit = 0;
+    options.maxQueued = 0;
+    options.maxClients = 7;
+    options.privateFiles = true;
     options.logLevel = Brel::Log::eLogLevel_Warning;
     options.logFile = root / L"server.log";
     options.logSizeMiB = 7;

@@ -1,6 +1,9 @@
+#include "apps/zel-server/ServerDirectories.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
+#include "tests/support/FaultyFiles.h"
 
 #include <filesystem>
 
@@ -36,6 +39,18 @@ TEST_F(ServerDirectoriesTest, FileInPlaceOfADirectoryIsNamed)
 {
     Write(InHome(L"file"), "");
     ExpectRefused(Start(InHome(L"file"), m_strOutput, {L"--create-dirs"}), {"file", "not a directory"});
+}
+
+TEST_F(ServerDirectoriesTest, FilesThatCannotBePrivateAreNamedWithTheOption)
+{
+    testsupport::CFaultyFiles files;
+    files.FailAlways(testsupport::eFileCall_MakePrivate, platform::eOsError_NotSupported, m_strOutput);
+    const platform::CScopedOs os(&files, nullptr);
+    std::wstring error;
+    EXPECT_FALSE(CServerDirectories::TryPrivate(m_strOutput, error));
+    for (const std::wstring& part : {std::wstring(L"--private"), m_strOutput})
+        EXPECT_NE(error.find(part), std::wstring::npos) << platform::ToUtf8(error);
+    EXPECT_TRUE(CServerDirectories::TryPrivate(m_strRequests, error));
 }
 
 TEST_F(ServerDirectoriesTest, CreatesWhatIsMissing)

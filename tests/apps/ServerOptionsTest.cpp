@@ -22,10 +22,11 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.errors, "");
     for (const char* word :
-         {"--request-dir",      "--output-dir", "--create-dirs",  "--components",       "--manual",    "--no-executive",
-          "--no-sync",          "--strict",     "--events-limit", "--query-time-limit", "--xml-limit", "--log-level",
-          "--log-file",         "--log-size",   "--log-json",     "--service",          "--adopt",     "--version",
-          "ZEL_COMPONENT_PATH", "Exit codes",   "DELETES"})
+         {"--request-dir",  "--output-dir",       "--create-dirs",      "--components",   "--manual",
+          "--no-executive", "--no-sync",          "--strict",           "--events-limit", "--max-queued",
+          "--max-clients",  "--private",          "--query-time-limit", "--xml-limit",    "--log-level",
+          "--log-file",     "--log-size",         "--log-json",         "--service",      "--adopt",
+          "--version",      "ZEL_COMPONENT_PATH", "Exit codes",         "DELETES"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
