@@ -3,6 +3,7 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "apps/common/Directories.h"
 #include "platform/Installation.h"
+#include "platform/NameKind.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -79,7 +80,20 @@ bool CServerDirectories::Prepare(const SServerOptions& options, std::wstring& er
 {
     return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, error) &&
            ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, error) && CheckApart(options, error) &&
-           (options.adopt || CheckNothingForeign(options.outputDir, error)) && Claim(options.outputDir, error);
+           CheckOwn(options.outputDir, error) && (options.adopt || CheckNothingForeign(options.outputDir, error)) &&
+           Claim(options.outputDir, error);
+}
+
+bool CServerDirectories::CheckOwn(const std::wstring& outputDir, std::wstring& error)
+{
+    for (const std::wstring& folder : {platform::JoinPath(outputDir, kQueueFolder), OwnFolder(outputDir)}) {
+        const platform::eOsError checked = platform::CheckOwnDirectory(folder);
+        if (platform::Succeeded(checked) || platform::IsAbsent(checked))
+            continue;
+        error = WQ_ModuleText(ServerTexts::IDS_FOLDER_NOT_OWN, {folder, platform::OsErrorText(checked)});
+        return false;
+    }
+    return true;
 }
 
 bool CServerDirectories::CheckApart(const SServerOptions& options, std::wstring& error)
@@ -118,6 +132,10 @@ bool CServerDirectories::Claim(const std::wstring& outputDir, std::wstring& erro
     m_strProcessFile = platform::JoinPath(folder, kProcessFile);
     const std::string process = std::to_string(platform::CurrentProcessId());
     platform::eOsError result = platform::MakeDirectories(folder);
+    if (platform::Succeeded(result))
+        result = platform::CheckOwnDirectory(folder); // somebody may have been faster
+    if (platform::Succeeded(result))
+        static_cast<void>(platform::KeepOthersFromWriting(folder)); // fails for an administrator's, who knows
     if (platform::Succeeded(result))
         result = platform::Files().OpenLockFile(platform::JoinPath(folder, kClaimFile), process, m_pClaim);
     if (result == platform::eOsError_SharingViolation) {

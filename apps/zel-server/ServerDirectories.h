@@ -38,6 +38,7 @@ public:
 
 private:
     [[nodiscard]] static bool CheckApart(const SServerOptions& options, std::wstring& error);
+    [[nodiscard]] static bool CheckOwn(const std::wstring& outputDir, std::wstring& error);
     [[nodiscard]] static bool CheckNothingForeign(const std::wstring& outputDir, std::wstring& error);
     [[nodiscard]] bool Claim(const std::wstring& outputDir, std::wstring& error);
 

@@ -60,7 +60,8 @@ public:
 
     /// Absolute paths of two existing directories. Creates "Queue" in the output directory and DELETES EVERY FILE in
     /// the output directory and in "Queue": nothing survives a restart, registrations of clients included. Files in the
-    /// request directory are kept. False when a directory is missing.
+    /// request directory are kept. False when a directory is missing, and, after a box and with nothing deleted, when
+    /// "Queue" is a symbolic link or belongs to another user. Others lose the right to write into "Queue".
     bool SetDirs(const CString& requestDir, const CString& outputDir);
 
     void SetZelProcessorEvent(CZelProcessorEvent* event);

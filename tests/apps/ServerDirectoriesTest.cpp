@@ -4,6 +4,7 @@
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 #include "tests/support/FaultyFiles.h"
+#include "tests/support/Links.h"
 
 #include <filesystem>
 
@@ -140,6 +141,33 @@ TEST_F(ServerDirectoriesTest, SecondServerIsRefusedBehindALink)
     ExpectRefused(Start(m_root / L"link", m_strOutput), {"same directory"});
     CRunningProgram server = StartServer();
     ExpectRefused(Start(m_strRequests, m_root / L"link"), {"another server"});
+    StopServer(server);
+}
+
+TEST_F(ServerDirectoriesTest, FolderThatIsALinkIsRefusedAndNothingIsDeleted)
+{
+    const std::wstring elsewhere = InHome(L"elsewhere");
+    ASSERT_EQ(platform::Files().MakeDirectory(elsewhere), platform::eOsError_None);
+    Write(platform::JoinPath(elsewhere, L"lock"), "precious");
+    for (const std::wstring name : {L"Queue", L".zel-server"}) {
+        if (!testsupport::MakeLink(elsewhere, InOutput(name)))
+            GTEST_SKIP() << "MakeLink: this system gives no links";
+        ExpectRefused(Start(m_strRequests, m_strOutput, {L"--adopt"}),
+                      {platform::ToUtf8(InOutput(name)), "is not used",
+                       platform::ToUtf8(platform::OsErrorText(platform::eOsError_LinkInTheWay))});
+        EXPECT_EQ(FilesIn(elsewhere), std::vector<std::wstring>{L"lock"});
+        EXPECT_EQ(Read(platform::JoinPath(elsewhere, L"lock")), "precious");
+        std::filesystem::remove(testsupport::StandardPath(InOutput(name)));
+    }
+}
+
+TEST_F(ServerDirectoriesTest, OutputDirectoryMayBeALinkForTheOperatorGaveIt)
+{
+    if (!testsupport::MakeLink(m_strOutput, m_root / L"link"))
+        GTEST_SKIP() << "MakeLink: this system gives no links";
+    m_strOutput = m_root / L"link";
+    CRunningProgram server = StartServer();
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
     StopServer(server);
 }
 

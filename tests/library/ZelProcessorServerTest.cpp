@@ -3,6 +3,7 @@
 #include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorFactories.h"
 #include "framework/Exceptions.h"
 #include "tests/support/FaultyThreads.h"
+#include "tests/support/Links.h"
 #include "tests/support/ManualClock.h"
 
 #include <new>
@@ -90,6 +91,23 @@ TEST_F(Server, OneSeparatorAtTheEndIsRemoved)
     EXPECT_EQ(server.GetFileInQueueFullPath(L"x.drq"), Queued(L"x.drq"));
     EXPECT_TRUE(server.SetDirs(m_requestDir + separator + separator, m_outputDir));
     EXPECT_EQ(server.GetFileInRequestDirFullPath(L"x.drq"), In(m_requestDir + separator, L"x.drq"));
+}
+
+TEST_F(Server, SetDirsRefusesAQueueThatIsALink)
+{
+    const std::wstring elsewhere = m_dir / L"elsewhere";
+    ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(elsewhere)));
+    Write(In(elsewhere, L"kept.drq"));
+    m_pServer.reset();
+    ASSERT_TRUE(platform::Succeeded(platform::Files().RemoveEmptyDirectory(In(m_outputDir, L"Queue"))));
+    if (!testsupport::MakeLink(elsewhere, In(m_outputDir, L"Queue")))
+        GTEST_SKIP() << "MakeLink: this system gives no links";
+    Write(In(m_outputDir, L"old.drq"));
+    CZelProcessorServer server;
+    EXPECT_FALSE(server.SetDirs(m_requestDir, m_outputDir));
+    EXPECT_EQ(m_host.TakeBoxes().size(), 1U);
+    EXPECT_TRUE(platform::PathExists(In(elsewhere, L"kept.drq")));
+    EXPECT_TRUE(platform::PathExists(In(m_outputDir, L"old.drq")));
 }
 
 TEST_F(Server, SetDirsClearsOutputAndQueueAndKeepsRequests)

@@ -9,6 +9,8 @@
 #include "framework/Exceptions.h"
 #include "framework/Services.h"
 #include "framework/WorkerThread.h"
+#include "platform/Installation.h"
+#include "platform/NameKind.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -111,6 +113,15 @@ bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outp
         WQ_MessageBox(L"CZelProcessorServer::SetDirs - creating Queue directory failed", eMessageStyle_Error);
         return false;
     }
+    // Whoever may create names in the output directory could have put it there, to have files elsewhere deleted.
+    if (const platform::eOsError error = platform::CheckOwnDirectory(queueDir); !platform::Succeeded(error)) {
+        WQ_MessageBox(L"CZelProcessorServer::SetDirs - the Queue directory is not safe\n" + queueDir + L": " +
+                          platform::OsErrorText(error),
+                      eMessageStyle_Error);
+        return false;
+    }
+    // What waits in it is nobody's but this server's. Where this fails it belongs to an administrator, who knows.
+    static_cast<void>(platform::KeepOthersFromWriting(queueDir));
     m_strQueueDir = queueDir;
     Protocol::DeleteAllFilesInDir(m_strOutputDir);
     Protocol::DeleteAllFilesInDir(m_strQueueDir);

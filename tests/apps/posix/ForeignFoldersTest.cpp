@@ -1,0 +1,46 @@
+#include "platform/Module.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "tests/apps/ProgramFixture.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+/// Folders in the output directory that the server's user did not make alone.
+class ForeignFoldersTest : public CProgramTest {};
+
+TEST_F(ForeignFoldersTest, FolderOfAnotherUserIsRefusedAndNothingIsDeleted)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "geteuid: only root gives a folder away";
+    for (const std::wstring name : {L"Queue", L".zel-server"}) {
+        ASSERT_EQ(platform::Files().MakeDirectory(InOutput(name)), platform::eOsError_None);
+        ASSERT_EQ(chown(platform::NarrowPath(InOutput(name)).c_str(), 1, 1), 0);
+        const std::wstring file = platform::JoinPath(InOutput(name), L"kept.drq");
+        Write(file, "x");
+        std::vector<std::wstring> arguments = DirectoryArguments();
+        arguments.insert(arguments.end(), {L"--components", TestPlugins(), L"--adopt"});
+        const SProgramResult result = ServerResult(arguments);
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(Contains(result.errors, "is not used: It belongs to another user")) << result.errors;
+        EXPECT_EQ(Read(file), "x");
+        ASSERT_EQ(chown(platform::NarrowPath(InOutput(name)).c_str(), 0, 0), 0);
+    }
+}
+
+TEST_F(ForeignFoldersTest, OthersMayNotWriteIntoTheFoldersOfTheServer)
+{
+    for (const std::wstring name : {L"Queue", L".zel-server"}) {
+        ASSERT_EQ(platform::Files().MakeDirectory(InOutput(name)), platform::eOsError_None);
+        ASSERT_EQ(chmod(platform::NarrowPath(InOutput(name)).c_str(), 02777),
+                  0); // as an earlier server may have left it
+    }
+    CRunningProgram server = StartServer();
+    for (const std::wstring name : {L"Queue", L".zel-server"})
+        EXPECT_FALSE(platform::IsWritableByOthers(InOutput(name)));
+    StopServer(server);
+}
+
+} // namespace
