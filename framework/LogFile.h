@@ -1,8 +1,10 @@
 #pragma once
 
+#include "platform/AppendFile.h"
+
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -19,12 +21,13 @@ public:
     [[nodiscard]] bool Write(std::string_view line);
 
 private:
-    [[nodiscard]] bool Append();
+    [[nodiscard]] platform::eOsError Append();
     void SetAside();
     [[nodiscard]] std::filesystem::path OldPath(int number) const;
 
-    std::filesystem::path m_path;
+    std::wstring m_strPath;
+    std::filesystem::path m_path; ///< the same, for the standard library
     std::uint64_t m_nMaxBytes = 0;
     std::uint64_t m_nBytes = 0;
-    std::ofstream m_file;
+    std::unique_ptr<platform::IAppendFile> m_pFile; ///< null while it can't be opened
 };
