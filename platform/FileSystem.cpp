@@ -18,7 +18,15 @@ std::wstring WithoutTrailingSeparators(const std::wstring& path)
     return path.substr(0, length);
 }
 
-/// Reads until the end shows. Asking for the length first would cost more than the one read that finds nothing.
+/// Whether the file is longer by its own account. One that is all holes costs its maker nothing.
+bool IsLonger(IFile& file, std::size_t maxBytes)
+{
+    SFileAttributes attributes;
+    return Succeeded(file.GetAttributes(attributes)) && attributes.length > maxBytes;
+}
+
+/// Reads until the end shows. Asking a short file for its length first would cost more than the one read that finds
+/// nothing.
 eOsError ReadToEnd(IFile& file, std::string& bytes, std::size_t maxBytes)
 {
     constexpr std::size_t kFirst = 4096; // most files of the protocol are shorter
@@ -26,6 +34,8 @@ eOsError ReadToEnd(IFile& file, std::string& bytes, std::size_t maxBytes)
     const std::size_t limit = maxBytes < bytes.max_size() ? maxBytes + 1 : maxBytes;
     std::size_t used = 0;
     for (;;) {
+        if (used == kFirst && IsLonger(file, maxBytes))
+            return eOsError_NotSupported;
         if (used == bytes.size())
             bytes.resize(std::min(std::max(used * 2, kFirst), limit));
         std::size_t read = 0;

@@ -18,6 +18,9 @@ enum eNameKind {
 
 [[nodiscard]] ZEL_FRAMEWORK_API eNameKind NameKind(const std::wstring& path);
 
+/// Whether a file has other names (hard links): who keeps one of them open, or moves it, keeps the file.
+[[nodiscard]] ZEL_FRAMEWORK_API bool HasSeveralNames(const std::wstring& path);
+
 /// None when nobody else can have put this directory there: it is no link (LinkInTheWay), and it belongs to the user of
 /// this process or to the system's administrators (ForeignOwner).
 [[nodiscard]] ZEL_FRAMEWORK_API eOsError CheckOwnDirectory(const std::wstring& path);

@@ -63,6 +63,7 @@ private:
     bool ObtainData(SRun& run, bool bForce, bool& bRetry);
     bool WriteResponse(SRun& run);
     void DeleteRequestFile(const CString& requestPath);
+    bool FailUnknown(SRun& run);
     bool Fail(SRun& run, const SStringCode& code);
     void Report(SRun& run, const SStringCode& code, eZelProcRequestStatus status);
 

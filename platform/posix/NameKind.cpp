@@ -29,6 +29,14 @@ eNameKind NameKind(const std::wstring& path)
     return known ? KindOf(status.st_mode) : eNameKind_Missing;
 }
 
+bool HasSeveralNames(const std::wstring& path)
+{
+    const posix::CNativePath native(path);
+    struct stat status = {};
+    return Succeeded(native.Check()) && lstat(native.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_nlink > 1;
+}
+
 eOsError CheckOwnDirectory(const std::wstring& path)
 {
     const posix::CNativePath native(path);

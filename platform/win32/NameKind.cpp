@@ -57,6 +57,16 @@ eNameKind NameKind(const std::wstring& path)
     return (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? eNameKind_Directory : eNameKind_File;
 }
 
+bool HasSeveralNames(const std::wstring& path)
+{
+    // Access to the attributes alone is refused by no holder.
+    const win32::CHandle handle(CreateFileW(
+        win32::ToSystemPath(path).c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    BY_HANDLE_FILE_INFORMATION information{};
+    return handle && GetFileInformationByHandle(handle.Get(), &information) && information.nNumberOfLinks > 1;
+}
+
 eOsError CheckOwnDirectory(const std::wstring& path)
 {
     switch (NameKind(path)) {

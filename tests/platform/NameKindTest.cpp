@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <system_error>
+
 namespace platform {
 namespace {
 
@@ -19,6 +22,22 @@ TEST(NameKindTest, FilesDirectoriesAndNothing)
     EXPECT_EQ(NameKind(directory.Path()), eNameKind_Directory);
     EXPECT_EQ(NameKind(directory / L"none"), eNameKind_Missing);
     EXPECT_EQ(NameKind(L""), eNameKind_Missing);
+}
+
+TEST(NameKindTest, SecondNameOfAFileIsSeenAtBoth)
+{
+    const CTemporaryDirectory directory;
+    ASSERT_EQ(WriteWholeFile(directory / L"file", ""), eOsError_None);
+    EXPECT_FALSE(HasSeveralNames(directory / L"file"));
+    std::error_code error;
+    std::filesystem::create_hard_link(testsupport::StandardPath(directory / L"file"),
+                                      testsupport::StandardPath(directory / L"other"), error);
+    if (error)
+        GTEST_SKIP() << "create_hard_link: this volume gives no second names: " << error.message();
+    EXPECT_TRUE(HasSeveralNames(directory / L"file"));
+    EXPECT_TRUE(HasSeveralNames(directory / L"other"));
+    EXPECT_FALSE(HasSeveralNames(directory.Path()));
+    EXPECT_FALSE(HasSeveralNames(directory / L"none"));
 }
 
 TEST(NameKindTest, OwnDirectoryIsTrustedAndNothingElseIs)

@@ -7,16 +7,31 @@
 #include "com/Bstr.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
+#include "platform/NameKind.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 
+#include <chrono>
 #include <exception>
 
 namespace {
 
 constexpr long kLineNoContext = 68;
 constexpr long kLineCantDeleteRequest = 166;
+
+/// Another name of a file may be on its way into the queue, which keeps everybody off the file for an instant.
+template <class Attempt>
+bool TryBesideOtherNames(const CString& path, const Attempt& attempt)
+{
+    constexpr int kMoreTries = 20;
+    for (int tries = 0; !attempt(); ++tries) {
+        if (tries == kMoreTries || !platform::HasSeveralNames(path))
+            return false;
+        platform::Clock().SleepFor(std::chrono::milliseconds(1));
+    }
+    return true;
+}
 
 /// SourceNames::kZelProcessor as the log takes it.
 constexpr const char* kLogSource = "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessor";
@@ -178,9 +193,12 @@ bool CZelProcessor::ReadRequest(SRun& run)
     if (IsCanceled(run))
         return false;
     Report(run, StringCodes::kReadingRequest, eRequestStatus_Parsing);
-    run.request = m_pFactories->FindRequest(run.requestPath.c_str());
-    if (!run.request)
-        return Fail(run, StringCodes::kUnknownRequestFormat);
+    const bool isKnown = TryBesideOtherNames(run.requestPath, [&] {
+        run.request = m_pFactories->FindRequest(run.requestPath.c_str());
+        return static_cast<bool>(run.request);
+    });
+    if (!isKnown)
+        return FailUnknown(run);
 
     CBstr xml;
     if (!run.request->GetXml(xml.Put())) {
@@ -225,7 +243,7 @@ bool CZelProcessor::WriteResponse(SRun& run)
 
 void CZelProcessor::DeleteRequestFile(const CString& requestPath)
 {
-    if (platform::Succeeded(platform::Files().Remove(requestPath)))
+    if (TryBesideOtherNames(requestPath, [&] { return platform::Succeeded(platform::Files().Remove(requestPath)); }))
         return;
     const CString text = FormatText(TextOf(StringCodes::kCantDeleteRequestFile), {requestPath});
     WQ_MessageBox(text, eMessageStyle_Warning);
@@ -238,6 +256,18 @@ bool CZelProcessor::IsCanceled(SRun& run)
         return false;
     Report(run, StringCodes::kRequestCanceled, eRequestStatus_Canceled);
     return true;
+}
+
+/// No factory knew the request. That it can't be read at all is the better answer.
+bool CZelProcessor::FailUnknown(SRun& run)
+{
+    std::unique_ptr<platform::IFile> file;
+    const platform::eOsError error = platform::Files().Open(run.requestPath, platform::eOpenMode_ReadShared, file);
+    if (platform::Succeeded(error))
+        return Fail(run, StringCodes::kUnknownRequestFormat);
+    SetStatus(run.progress, eRequestStatus_ServerError,
+              TextOf(StringCodes::kServerError) + platform::OsErrorText(error) + L".");
+    return false;
 }
 
 bool CZelProcessor::Fail(SRun& run, const SStringCode& code)
