@@ -24,7 +24,8 @@ struct SServiceDefinition {
 };
 
 /// Makes a service of this program that starts with the system, runs under the account LocalService and is started
-/// again when it dies or ends with a result that is not 0. Needs an administrator. eOsError_ServiceExists when there is one of that name.
+/// again when it dies or ends with a result that is not 0. Needs an administrator. eOsError_ServiceExists when there is
+/// one of that name.
 [[nodiscard]] ZEL_FRAMEWORK_API eOsError InstallService(const SServiceDefinition& definition);
 
 /// Stops the service if it runs, waits for its end, and removes it. Needs an administrator. eOsError_NoSuchService when

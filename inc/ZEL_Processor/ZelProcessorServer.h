@@ -87,10 +87,10 @@ public:
     /// that ran out, say): nothing more is accepted or run, and Stop and Run work as ever. From any thread.
     [[nodiscard]] bool HasFailed() const;
 
-    /// True when the server's threads have gone on since the call before, or do not run: the listener takes a turn every
-    /// second, also while it waits, and with every file it looks at. The executive may wait for a request or run a task,
-    /// for as long as that takes; what it does besides must go on. For a watchdog: one thread, some seconds between two
-    /// calls.
+    /// True when the server's threads have gone on since the call before, or do not run: the listener takes a turn
+    /// every second, also while it waits, and with every file it looks at. The executive may wait for a request or run
+    /// a task, for as long as that takes; what it does besides must go on. For a watchdog: one thread, some seconds
+    /// between two calls.
     [[nodiscard]] bool MakesProgress();
 
     /// Manual stepping. Before Run there is no processor: the first two do nothing and the third is false. Safe from

@@ -8,5 +8,6 @@
 /// The line of Crash.cpp that the crash happens in, for those kinds that happen in one; else 0.
 [[nodiscard]] int CrashLine(const CString& kind);
 
-/// Crashes; returns for a kind that is unknown only, and for damage to the heap (Heap...) that the heap bears. Not noexcept: two of the kinds are exceptions.
+/// Crashes; returns for a kind that is unknown only, and for damage to the heap (Heap...) that the heap bears. Not
+/// noexcept: two of the kinds are exceptions.
 void Crash(const CString& kind);

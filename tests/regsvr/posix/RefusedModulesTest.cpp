@@ -50,7 +50,8 @@ TEST_F(RefusedModulesTest, AFolderOfRegistrationsThatOthersMayWriteTo)
     Allow(folder, perms::others_write);
     const SProgramResult result = Regsvr({L"--user", m_module});
     EXPECT_EQ(result.code, 1);
-    EXPECT_TRUE(Contains(result.errors, platform::ToUtf8(folder) + ": others may write to " + platform::ToUtf8(folder))) << result.errors;
+    EXPECT_TRUE(Contains(result.errors, platform::ToUtf8(folder) + ": others may write to " + platform::ToUtf8(folder)))
+        << result.errors;
 }
 
 } // namespace
