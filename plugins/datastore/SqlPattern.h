@@ -16,9 +16,9 @@ inline constexpr SSqlPatternRules kLikeRules = {.all = U'%', .one = U'_', .ignor
 inline constexpr SSqlPatternRules kGlobRules = {.all = U'*', .one = U'?', .set = U'['};
 
 /// True for a byte that is not the first of a UTF-8 character.
-[[nodiscard]] constexpr bool IsUtf8Continuation(char byte)
+[[nodiscard]] constexpr bool IsUtf8Continuation(char letter)
 {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
+    return (static_cast<unsigned char>(letter) & 0xC0U) == 0x80;
 }
 
 /// Takes the first character, which must be there, from a UTF-8 text; bytes that are none are read as SQLite does.
