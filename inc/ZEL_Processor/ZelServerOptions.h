@@ -27,6 +27,21 @@ struct SZelServerOptions {
     /// What a request or command may be at most. Beyond it is refused with an error that names the limit. They hold for
     /// whatever the server's own threads read through CXMLTools, plug-ins on them included.
     SXmlLimits xmlLimits = {};
+    /// How long what follows a contained crash of a task (the operator's answer, the crash report) may take before the
+    /// process ends by the signal of the crash: a lock that the crash has left taken would have it wait for ever. 0: as
+    /// long as it takes, for an operator may be asked.
+    std::chrono::milliseconds crashReportTime{0};
+    /// Owners of request files take turns: nobody waits for more than one request of each other user, nor for all the
+    /// files that others put into the request directory. Off: first come, first served.
+    bool takeTurns = false;
+    /// How many requests of one user may wait, paused ones included. A further one ends at once with a server error
+    /// that says so. 0: any number.
+    std::size_t maxQueued = 0;
+    /// How many clients one user may have registered. A further registration fails with a server error. 0: any number.
+    std::size_t maxClients = 0;
+    /// Status, response and event files are for the user alone who owns the request's or the command's file, and for
+    /// the server's. The output directory must be able to: platform::Files().CanMakePrivate.
+    bool privateFiles = false;
     /// Called with failedContext, once, when the running server ended itself (CZelProcessorServer::HasFailed): on the
     /// thread that failed, without a lock. It must return soon, must not throw, and must not stop or destroy the
     /// server; it wakes whoever does. Null: nobody is told.
