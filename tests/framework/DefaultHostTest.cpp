@@ -19,8 +19,9 @@ class CKeptLogHost : public CWQ_DefaultHost {
 public:
     CKeptLogHost()
     {
-        m_pLogger = testsupport::MakeCallbackLogger("ZelProcessor", Brel::Log::eLogLevel_Trace,
-                                                  [this](const testsupport::SLogLine& line) { m_lines.push_back(line); });
+        m_pLogger =
+            testsupport::MakeCallbackLogger("ZelProcessor", Brel::Log::eLogLevel_Trace,
+                                            [this](const testsupport::SLogLine& line) { m_lines.push_back(line); });
     }
     std::shared_ptr<Brel::Log::Logger> GetLogger(const std::string& name) override
     {
