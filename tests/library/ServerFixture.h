@@ -112,6 +112,8 @@ struct SServerTestAccess {
     [[nodiscard]] bool HasThreads() const { return server.m_pMHThread || server.m_pEThread; }
     [[nodiscard]] bool HasExecutiveThread() const { return server.m_pEThread != nullptr; }
     [[nodiscard]] bool IsRunning() const { return server.m_bRunning; }
+    /// Whether the listener has come so far that it accepts, unless it is stopped.
+    [[nodiscard]] bool IsListening() const { return server.m_evListening->IsSet(); }
 };
 
 /// Reaches what a client keeps to itself.

@@ -280,6 +280,29 @@ TEST_F(Commands, APausedRequestHasAStatusWhereTheHostWantsOne)
     EXPECT_EQ(WaitForEnd(L"b.drq"), eRequestStatus_Done);
 }
 
+TEST_F(Commands, AStatusThatIsHeldIsWaitedForHalfASecondWhileItsRequestIsPaused)
+{
+    Make({.syncing = false, .pausedStatus = true});
+    const platform::CScopedOs os(&m_files, nullptr);
+    RunWithBusyExecutive();
+    SendAndWaitUntilQueued(L"b.drq");
+    SendAndWaitUntilQueued(L"c.drq");
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, L"b.drq.status");
+    const auto start = platform::Clock().Steady();
+    EXPECT_EQ(m_client.PauseRequest(L"b.drq"), eRequestStatus_Done) << "the listener, which serves all, goes on";
+    EXPECT_GE(platform::Clock().Steady() - start, std::chrono::milliseconds(500));
+    m_host.ExpectBox(L"Unable to create/open status file: " + In(m_outputDir, L"b.drq.status"));
+    m_host.ExpectLogLine(L"Unable to create/open status file: " + In(m_outputDir, L"b.drq.status"));
+    EXPECT_TRUE(Access().IsRequestPaused(L"b.drq"));
+    // One that is let go in that time is written.
+    m_files.StopFailing();
+    m_files.FailCall(testsupport::eFileCall_Open, 1, platform::eOsError_SharingViolation, 10, L"c.drq.status");
+    EXPECT_EQ(m_client.PauseRequest(L"c.drq"), eRequestStatus_Done);
+    EXPECT_EQ(m_client.GetStatus(L"c.drq", nullptr), eRequestStatus_Paused);
+    m_gate.Open();
+    m_pServer.reset();
+}
+
 TEST_F(Commands, APausedRequestWhoseStatusIsHeldGoesOn)
 {
     Make({.syncing = false, .pausedStatus = true});
@@ -397,6 +420,23 @@ TEST_F(Commands, AFileThatStaysOpenForMoreThanFiveSecondsIsGivenUp)
         FormatText(RootApp_RSC_CStr(133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING"), {Queued(L"x.command")}) +
             L"\nCause 1:\n" + platform::OsErrorText(platform::eOsError_SharingViolation));
     EXPECT_GE(clock.Sleeps() - before, 50U) << "a look every 100 ms";
+}
+
+TEST_F(Commands, AStopWhileACommandIsHeldIsNoFailure)
+{
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    platform::CManualResetEvent tried;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Open && call.path == Queued(L"x.command"))
+            tried.Set();
+    });
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, Queued(L"x.command"));
+    SendCommandFile(Xml("CancelRequest", "a.drq"));
+    ASSERT_TRUE(tried.WaitFor(kPatience));
+    m_pServer.reset();
+    m_files.StopFailing();
+    EXPECT_EQ(m_client.GetStatus(L"x.command", nullptr), eRequestStatus_ProcessingStarted);
 }
 
 TEST_F(Commands, NamesThatLeaveTheDirectoriesTouchNothing)

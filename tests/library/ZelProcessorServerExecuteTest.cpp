@@ -80,6 +80,18 @@ TEST_F(Executive, AFailedRequestIsReportedOnceAndLeavesNoFile)
     EXPECT_EQ(FilesIn(m_outputDir), std::vector<std::wstring>{L"a.drq.status"});
 }
 
+TEST_F(Executive, AFailedRequestThatIsJustOpenIsDeletedWhenItIsFree)
+{
+    m_script.obtainData = [](auto*, auto*) { return false; };
+    m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_SharingViolation, 10, Queued(L"a.drq"));
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_ServerError);
+    m_pServer.reset();
+    EXPECT_FALSE(platform::PathExists(Queued(L"a.drq")));
+    m_host.ExpectReport(312, L"failed");
+}
+
 TEST_F(Executive, ALinkInPlaceOfTheStatusFailsTheRequestAndIsNamed)
 {
     const std::wstring status = In(m_outputDir, L"a.drq.status");

@@ -5,6 +5,7 @@
 #include "ZEL_Processor/LockFile.h"
 
 #include <algorithm>
+#include <new>
 #include <set>
 
 namespace {
@@ -404,6 +405,26 @@ TEST_F(Notify, GroupsOfAFailedWriteComeWithTheNext)
     m_pServer->OnChangedDs(Event(5).Get());
     EXPECT_EQ(TakeGroups(client), (std::vector<GUID>{kFirstGroup, kSecondGroup, kSecondGroup}));
     EXPECT_EQ(Access().PendingGroups(), 0U);
+}
+
+TEST_F(Notify, GroupsAreKeptOverAnExceptionInTheNotification)
+{
+    CZelProcessorClient& client = AddListener();
+    m_pPalette->m_groups = {kFirstGroup};
+    m_files.OnCall([](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_OpenLockFile &&
+            call.path.find(L"InsertableItemsGroup_") != CString::npos)
+            throw std::bad_alloc();
+    });
+    {
+        const platform::CScopedOs os(&m_files, nullptr);
+        m_pServer->OnChangedDs(Event(1).Get());
+    }
+    m_host.ExpectReport(906, L"A client could not be told of a change: ");
+    m_pPalette->m_groups = {kSecondGroup};
+    m_pServer->OnChangedDs(Event(2).Get());
+    EXPECT_EQ(TakeGroups(client), (std::vector<GUID>{kFirstGroup, kSecondGroup}));
+    EXPECT_EQ(Take(client), (std::vector<LONG>{1, 2}));
 }
 
 TEST_F(Notify, GroupsThatWaitEndWithTheirClient)

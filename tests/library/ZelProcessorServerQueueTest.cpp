@@ -119,6 +119,26 @@ TEST_F(Queue, NamesAreMatchedExactlyByTheirFinalComponent)
     EXPECT_FALSE(Access().IsRequestPaused(L"x.drq"));
 }
 
+TEST_F(Queue, AFileThatIsJustOpenIsDeletedWhenItIsFree)
+{
+    Add(L"a.drq");
+    m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_SharingViolation, 10, Queued(L"a.drq"));
+    const platform::CScopedOs os(&m_files, nullptr);
+    EXPECT_TRUE(Access().RemoveRequestFromQueue(L"a.drq"));
+    EXPECT_FALSE(platform::PathExists(Queued(L"a.drq")));
+}
+
+TEST_F(Queue, AFileThatIsHeldIsAWarningAfterASecond)
+{
+    Add(L"a.drq");
+    m_files.FailAlways(testsupport::eFileCall_Remove, platform::eOsError_SharingViolation, Queued(L"a.drq"));
+    const platform::CScopedOs os(&m_files, &m_clock);
+    const std::chrono::nanoseconds start = m_clock.Steady();
+    EXPECT_TRUE(Access().RemoveRequestFromQueue(L"a.drq"));
+    EXPECT_EQ(m_clock.Steady() - start, std::chrono::seconds(1));
+    m_host.ExpectBox(L"Unable to delete request file from the queue directory.");
+}
+
 TEST_F(Queue, AFileThatCanNotBeDeletedIsAWarningAndTheEntryIsGone)
 {
     Add(L"a.drq");

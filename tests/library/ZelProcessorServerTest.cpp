@@ -351,8 +351,9 @@ TEST_F(Server, AStopBeforeTheListenerIsUpIsNotOverwritten)
     hurry.join();
     m_pServer->Stop(false);
     gate.Open();
+    ASSERT_TRUE(WaitUntil([&] { return Access().IsListening(); }));
+    EXPECT_FALSE(Access().IsRunning()) << "before it is asked again";
     m_pServer->Stop(true);
-    EXPECT_FALSE(Access().IsRunning());
     EXPECT_FALSE(Access().HasThreads());
     Run();
     EXPECT_EQ(SendAndWait(L"a.drq"), eRequestStatus_Done) << "the next run is like a first one";

@@ -3,34 +3,17 @@
 #include "platform/Os.h"
 #include "platform/Thread.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/posix/SystemCalls.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cerrno>
-#include <cstddef>
 #include <functional>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace platform {
 namespace {
-
-/// Takes a system call away from the calling thread, for good. False where that is not permitted.
-[[nodiscard]] bool TakeSystemCallAway(unsigned number)
-{
-    std::array<sock_filter, 4> filter = {{
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    }};
-    const sock_fprog program = {filter.size(), filter.data()};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
-}
 
 /// As on a file system, or a kernel, that does not know how to rename without replacing.
 class RenamesTest : public testing::Test {
@@ -39,7 +22,7 @@ protected:
     {
         CThread thread;
         ASSERT_TRUE(thread.Start([&] {
-            const bool taken = TakeSystemCallAway(SYS_renameat2);
+            const bool taken = testsupport::TakeSystemCallAway(SYS_renameat2);
             if (taken) {
                 EXPECT_EQ(syscall(SYS_renameat2, 0, nullptr, 0, nullptr, 0), -1);
                 EXPECT_EQ(errno, ENOSYS);
