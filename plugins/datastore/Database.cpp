@@ -271,6 +271,7 @@ bool CDatabase::Fail(const CString& error)
 {
     m_strError = error;
     m_bBusy = false;
+    m_bNoMemory = false;
     return false;
 }
 
@@ -281,7 +282,8 @@ bool CDatabase::FailByDatabase()
              ? L"a program was killed while it wrote to it; to put it right, open it once for writing, "
                L"as \"sqlite3 FILE .schema\" does"
              : SqliteErrorText(m_pDatabase.get()));
-    m_bBusy = (code & 0xFF) == SQLITE_BUSY || ((code & 0xFF) == SQLITE_NOMEM && m_pContext == nullptr);
+    m_bBusy = (code & 0xFF) == SQLITE_BUSY;
+    m_bNoMemory = (code & 0xFF) == SQLITE_NOMEM;
     return false;
 }
 

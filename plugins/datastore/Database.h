@@ -91,9 +91,10 @@ public:
 
     /// Why the last call failed.
     [[nodiscard]] const CString& ErrorText() const { return m_strError; }
-    /// True when it failed because another program is writing the database, or others had all the memory: it may be
-    /// better soon.
+    /// True when it failed because another program is writing the database.
     [[nodiscard]] bool IsBusy() const { return m_bBusy; }
+    /// True when it failed because there was no memory, which may be because a request has it all.
+    [[nodiscard]] bool IsOutOfMemory() const { return m_bNoMemory; }
 
 private:
     /// Looks at a statement with limited work before it is ended.
@@ -122,6 +123,7 @@ private:
     bool m_bOwnStatement = false;         ///< the statement being run is not the request's
     bool m_bSelecting = false;            ///< the statement has been found to be a SELECT
     bool m_bBusy = false;
+    bool m_bNoMemory = false;
     bool m_bLimited = false;
     int m_nLooks = 0;
     CString m_strError;

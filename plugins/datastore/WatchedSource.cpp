@@ -156,7 +156,7 @@ eLook CWatchedSource::ReadTable(const std::string& name, const std::string& colu
     if (step == eStep_Done)
         return eLook_Read;
     // One table that can't be read (too long a value) does not keep the others from being watched.
-    if (m_pDatabase->IsBusy())
+    if (m_pDatabase->IsBusy() || m_pDatabase->IsOutOfMemory())
         return Fail();
     Log(L"table \"" + platform::FromUtf8(name) + L"\" can't be watched row by row: " + m_pDatabase->ErrorText());
     table.GiveUp();
@@ -183,8 +183,8 @@ bool CWatchedSource::ReadRows(CStatement& statement, CTableSnapshot& table, cons
 
 eLook CWatchedSource::Fail()
 {
-    if (m_pDatabase->IsBusy())
-        return eLook_Busy;
+    if (m_pDatabase->IsBusy() || m_pDatabase->IsOutOfMemory())
+        return eLook_Busy; // it may be better soon
     Log(L"can't be watched: " + m_pDatabase->ErrorText());
     m_pDatabase.reset();
     return eLook_Failed;
