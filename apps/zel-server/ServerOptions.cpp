@@ -115,6 +115,7 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     app.add_flag("--manual", options.manual, HelpText(ServerTexts::IDS_HELP_MANUAL));
     app.add_flag("--no-executive", options.noExecutive, HelpText(ServerTexts::IDS_HELP_NO_EXECUTIVE));
     app.add_flag("--no-sync", options.noSync, HelpText(ServerTexts::IDS_HELP_NO_SYNC));
+    app.add_flag("--follow-links", options.followLinks, HelpText(ServerTexts::IDS_HELP_FOLLOW_LINKS));
     app.add_flag("--strict", options.strict, HelpText(ServerTexts::IDS_HELP_STRICT));
     app.add_option("--events-limit", options.eventsLimitMiB, HelpText(ServerTexts::IDS_HELP_EVENTS_LIMIT))
         ->type_name("MIB")
@@ -275,6 +276,7 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addFlag(L"--manual", options.manual);
     addFlag(L"--no-executive", options.noExecutive);
     addFlag(L"--no-sync", options.noSync);
+    addFlag(L"--follow-links", options.followLinks);
     addFlag(L"--strict", options.strict);
     if (options.eventsLimitMiB)
         add(L"--events-limit", std::to_wstring(*options.eventsLimitMiB));

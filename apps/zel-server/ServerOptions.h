@@ -23,9 +23,10 @@ struct SServerOptions {
     std::optional<unsigned> eventsLimitMiB; ///< 0: no limit; when not given see EventsLimit
     SXmlLimits xmlLimits;
     std::optional<unsigned> queryTimeLimit; ///< in seconds, 0 for any time; empty: the variable's, or the usual one
-    std::optional<unsigned> maxQueued;  ///< of one user; 0 for any number
-    std::optional<unsigned> maxClients; ///< of one user; 0 for any number
+    std::optional<unsigned> maxQueued;      ///< of one user; 0 for any number
+    std::optional<unsigned> maxClients;     ///< of one user; 0 for any number
     bool privateFiles = false;
+    bool followLinks = false;
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
     std::wstring logFile;
     unsigned logSizeMiB = 0; ///< 0: the file grows without limit

@@ -21,6 +21,9 @@ namespace {
 /// less than a kilobyte each, and the change of data that all clients are told of some 100 microseconds each.
 constexpr unsigned kMaxQueued = 10000;
 constexpr unsigned kMaxClients = 1000;
+/// Readers need microseconds; a stranger who sends one request after the other and holds its status costs this each
+/// time.
+constexpr unsigned kPatienceMs = 100;
 
 /// The folder of the plug-ins that came with the program, found by where the program lies: beside it in a build folder
 /// and in a Windows archive, elsewhere in the place that the installation gave it. Empty without one.
@@ -160,6 +163,9 @@ SZelServerOptions CServerProgram::LibraryOptions()
     options.maxQueued = m_options.maxQueued.value_or(m_options.strict ? 0 : kMaxQueued);
     options.maxClients = m_options.maxClients.value_or(m_options.strict ? 0 : kMaxClients);
     options.privateFiles = m_options.privateFiles;
+    options.followLinks = m_options.followLinks;
+    options.tellRefused = !m_options.strict;
+    options.patienceMs = m_options.strict ? 0 : kPatienceMs;
     options.failed = [](void* program) { static_cast<CServerProgram*>(program)->EndAfterFailure(); };
     options.failedContext = this;
     return options;

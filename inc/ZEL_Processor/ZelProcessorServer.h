@@ -15,9 +15,11 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
+class CLeftStatuses;
 class CRequestIntake;
 class CRequestQueue;
 class CWQ_Thread;
@@ -25,6 +27,9 @@ class CZelProcessor;
 class CZelProcessorProgressStatusFile;
 namespace CommandFile {
 struct SContent;
+}
+namespace HeldFile {
+class CPassedOver;
 }
 namespace platform {
 class CManualResetEvent;
@@ -147,6 +152,13 @@ private:
     void HandleCommandFile(const CString& path);
     [[nodiscard]] bool MayWaitForHolder() const;
 
+    enum eTaken { eTaken_Yes, eTaken_No, eTaken_Refused, eTaken_Held };
+    eTaken TakeIntoQueue(const CString& path, const CString& target, std::function<bool()> mayWait);
+    [[nodiscard]] CString WhyRefused(const CString& path) const;
+    bool RefuseWhatCannotBeServed(const CString& path, std::set<CString>& refused);
+    void TellRefused(const CString& path, const CString& reason);
+    [[nodiscard]] bool IsKnown(const CString& name) const;
+
     bool AddRequestToQueue(const CString& path);
     bool RemoveRequestFromQueue(const CString& name);
     [[nodiscard]] bool IsRequestInQueue(const CString& name) const;
@@ -171,6 +183,10 @@ private:
     bool UnpauseRequest(const CString& name);
     void SetRequestStatus(const CString& name, const std::string& owner, eZelProcRequestStatus status,
                           const CString& text);
+    void KeepUnwritten(const CZelProcessorProgressStatusFile& statusFile, const CString& statusPath);
+    [[nodiscard]] std::function<bool()> Patience() const;
+    [[nodiscard]] std::function<bool()> BriefPatience() const;
+    void RemoveStatus(const CString& name);
     bool TakeNotQueued(const CString& name, TSRequestItem& item);
 
     bool RegisterNewClient(const CString& requestId, const std::string& owner = {});
@@ -186,12 +202,14 @@ private:
     void TellClients(const std::vector<GUID>& clients, const std::function<void(const GUID&)>& tell);
     void MarkProject(VARIANT_BOOL needsUpdate);
     [[nodiscard]] bool CanTell(const GUID& clientId) const;
+    void TellLockedOut(const GUID& clientId, const CString& path, bool isWaitOver);
     bool SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events);
     bool SendChangedPaletteGroupsToClient(const GUID& clientId, IWQ_CLSIDArray* groups);
     bool SendChangedLockResultsToClient(const GUID& clientId);
 
     bool ProcessQueue();
     bool ProcessQueueStep();
+    void WaitForWork();
     bool ExecuteRequest();
     bool TakeRequest(TSRequestItem& item, bool& bLast);
     bool Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce,
@@ -205,6 +223,8 @@ private:
     /// The caller holds m_cs: the request that is meant is neither ended nor put back meanwhile.
     void CancelRunningRequest();
 
+    const std::unique_ptr<CLeftStatuses> m_pLeftStatuses;
+    const std::unique_ptr<HeldFile::CPassedOver> m_pPassedOver; ///< listener only
     std::unique_ptr<CZelProcessor> m_pProcessor;
     CZelProcessorEvent* m_pEvent = nullptr;
     CZelProcessorContext* m_pContext = nullptr;
@@ -250,6 +270,10 @@ private:
     std::mutex m_csNotify;
     std::vector<CComPtr<IWQ_DsEventsData>> m_pendingEvents;             ///< guarded by m_csNotify; oldest first
     std::map<GUID, CComPtr<IWQ_CLSIDArray>, SGuidLess> m_pendingGroups; ///< guarded by m_csNotify; by client
+    /// Guarded by m_csNotify; clients whose lock, or whose events file, could not be had the last time. They were told
+    /// of, and are not waited for again.
+    std::set<GUID, SGuidLess> m_lockedOut;
+    std::set<GUID, SGuidLess> m_heldEvents;
 
     /// Guards the watch and the beginning and end of running, never while anything waits.
     std::mutex m_csWatch;
@@ -260,6 +284,8 @@ private:
     std::chrono::nanoseconds m_holdersEnd{};             ///< listener only; who holds a file is waited for until then
     std::chrono::nanoseconds m_refusalsTold{};           ///< listener only
     std::uint64_t m_nRefusals = 0;                       ///< listener only; since they were told
+    std::set<CString> m_refused;                         ///< listener only; told of, and still there at the last look
+    std::set<CString> m_refusedNow;                      ///< listener only; met by the look that is going on
     std::unique_ptr<platform::CManualResetEvent> m_evStop;
     std::unique_ptr<platform::CManualResetEvent> m_evListening;
     std::unique_ptr<CWQ_Thread> m_pMHThread;

@@ -42,6 +42,17 @@ struct SZelServerOptions {
     /// Status, response and event files are for the user alone who owns the request's or the command's file, and for
     /// the server's. The output directory must be able to: platform::Files().CanMakePrivate.
     bool privateFiles = false;
+    /// A request or command that is a symbolic link is served with what the link leads to. Off: it is refused.
+    bool followLinks = true;
+    /// What is named like a request or command and can be none (a directory, a named pipe, a refused link, a name that
+    /// leaves no room for that of its status) is told once, has a status that says so, and stays where it is. Off:
+    /// directories are passed over, and the rest fails at every look.
+    bool tellRefused = false;
+    /// How long somebody who keeps a file open is waited for, in milliseconds: by a look into the request directory, by
+    /// all statuses of a request together, by each file of a client. A request or command that is held is passed over
+    /// and met again; a request's last status is written as soon as he lets go; what a client was to be told waits for
+    /// the next change. 0: as long as it takes.
+    unsigned patienceMs = 0;
     /// Called with failedContext, once, when the running server ended itself (CZelProcessorServer::HasFailed): on the
     /// thread that failed, without a lock. It must return soon, must not throw, and must not stop or destroy the
     /// server; it wakes whoever does. Null: nobody is told.

@@ -23,6 +23,7 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.componentFolders = {root / L"one", root / L"two"};
     options.noExecutive = true;
     options.noSync = true;
+    options.followLinks = true;
     options.strict = true;
     options.eventsLimitMiB = 0;
     options.xmlLimits.bytes = 5000;

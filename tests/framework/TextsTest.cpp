@@ -53,6 +53,11 @@ constexpr SExpectedText kTexts[] = {
     {134, nullptr, 1},
     {135, "IDS_TOO_MANY_WAITING", 1},
     {136, "IDS_TOO_MANY_CLIENTS", 1},
+    {137, "IDS_REFUSED_DIRECTORY", 0},
+    {138, "IDS_REFUSED_NO_FILE", 0},
+    {139, "IDS_REFUSED_LINK", 0},
+    {140, "IDS_REFUSED_NAME", 0},
+    {141, "IDS_REFUSED_LONG_NAME", 0},
 };
 
 std::wstring Fetch(const SExpectedText& expected)

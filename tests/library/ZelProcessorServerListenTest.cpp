@@ -241,8 +241,9 @@ TEST_F(Listener, WithoutSyncingNothingIsSynced)
     m_pServer.reset();
 }
 
-TEST_F(Listener, AHeldFileHoldsUpNobodyButItself)
+TEST_F(Listener, WithPatienceAHeldFileHoldsUpNobodyButItself)
 {
+    Make({.syncing = false, .patienceMs = 50});
     for (const wchar_t* held : {L"a.drq", L"a.command"})
         m_files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation, In(m_requestDir, held));
     const platform::CScopedOs os(&m_files, nullptr);

@@ -3,6 +3,7 @@
 #include "Kernel/ZEL_Processor/ZEL_Processor/ChangedGroups.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "ZEL_Processor/LockFile.h"
+#include "tests/support/Links.h"
 
 #include <algorithm>
 #include <new>
@@ -155,6 +156,48 @@ TEST_F(Notify, ChangedLockResultsAreAFileWithOneElementEachTime)
     EXPECT_EQ(Read(path), "");
     m_pServer->OnChangedLockResults();
     EXPECT_EQ(Read(path), whole) << "after a reset, too";
+}
+
+TEST_F(Notify, ALinkInPlaceOfAClientsLockIsNamedOnceAndNotFollowed)
+{
+    CZelProcessorClient& client = AddListener();
+    const std::wstring lock = m_pServer->GetDsEventsFileFullPath(SClientTestAccess{client}.Id()) + L".lock";
+    if (!testsupport::MakeLink(m_dir / L"nowhere", lock))
+        GTEST_SKIP() << "MakeLink: this system gives no links";
+    m_pServer->OnChangedDs(Event(1).Get());
+    m_host.ExpectLogLine(lock + L": " + platform::OsErrorText(platform::eOsError_LinkInTheWay));
+    m_pServer->OnChangedDs(Event(2).Get());
+    for (const Brel::Log::SLogLine& line : m_host.TakeLogLines())
+        EXPECT_EQ(line.text.find(lock), std::wstring::npos) << "told twice";
+    EXPECT_FALSE(platform::PathExists(m_dir / L"nowhere"));
+    ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(lock)));
+    m_pServer->OnChangedDs(Event(3).Get());
+    EXPECT_EQ(Take(client), (std::vector<LONG>{1, 2, 3}));
+}
+
+TEST_F(Notify, AHostWithoutPatienceWaitsForALockOnce)
+{
+    const SZelServerOptions options{.syncing = false, .patienceMs = 50};
+    m_pServer->SetOptions(options);
+    CZelProcessorClient& holder = AddListener();
+    CZelProcessorClient& other = AddListener();
+    CLockFile groups(holder.GetInsertableItemsChangeFile());
+    ASSERT_TRUE(groups.Lock(false));
+    m_pPalette->m_groups = {kFirstGroup};
+    testsupport::CManualClock clock(std::chrono::milliseconds(10));
+    const platform::CScopedOs os(nullptr, &clock);
+    m_pServer->OnChangedDs(Event(1).Get());
+    m_host.ExpectReport(58, L"Timeout expired");
+    m_host.ExpectReport(1018, L"Unable to lock communication file on the server side !");
+    m_host.ExpectLogLine(holder.GetInsertableItemsChangeFile() + L".lock' is kept open by ");
+    const auto before = clock.Steady();
+    m_pServer->OnChangedDs(Event(2).Get());
+    EXPECT_LT(clock.Steady() - before, std::chrono::seconds(2));
+    EXPECT_EQ(TakeGroups(other).size(), 2U);
+    groups.Unlock();
+    m_pPalette->m_groups = {kSecondGroup};
+    m_pServer->OnChangedDs(Event(3).Get());
+    EXPECT_EQ(TakeGroups(holder), (std::vector<GUID>{kFirstGroup, kSecondGroup}));
 }
 
 TEST_F(Notify, AClientThatHoldsItsLocksForMoreThanTwoSecondsIsReportedAndPassedOver)

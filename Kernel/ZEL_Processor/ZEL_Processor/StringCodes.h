@@ -44,6 +44,11 @@ constexpr SStringCode kPaused{132, "IDS_PAUSED"};
 constexpr SStringCode kUnableOpenInQueue{133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING"};
 constexpr SStringCode kTooManyWaiting{135, "IDS_TOO_MANY_WAITING"};
 constexpr SStringCode kTooManyClients{136, "IDS_TOO_MANY_CLIENTS"};
+constexpr SStringCode kRefusedDirectory{137, "IDS_REFUSED_DIRECTORY"};
+constexpr SStringCode kRefusedNoFile{138, "IDS_REFUSED_NO_FILE"};
+constexpr SStringCode kRefusedLink{139, "IDS_REFUSED_LINK"};
+constexpr SStringCode kRefusedName{140, "IDS_REFUSED_NAME"};
+constexpr SStringCode kRefusedLongName{141, "IDS_REFUSED_LONG_NAME"};
 
 /// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash
 /// report.

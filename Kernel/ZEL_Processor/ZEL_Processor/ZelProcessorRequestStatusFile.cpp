@@ -1,5 +1,6 @@
 #include "ZelProcessorRequestStatusFile.h"
 
+#include "HeldFile.h"
 #include "ProtocolFiles.h"
 #include "SourceNames.h"
 #include "StatusFileText.h"
@@ -67,9 +68,13 @@ bool CZelProcessorRequestStatusFile::WriteStatusAndPercent(eZelProcRequestStatus
 
 bool CZelProcessorRequestStatusFile::HasPatience()
 {
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    if (m_waitStart == std::chrono::nanoseconds::zero())
+        m_waitStart = now;
+    if (m_patience != std::chrono::nanoseconds::zero() && m_waited + now - m_waitStart >= m_patience)
+        return false;
     if (!m_pGoOn || *m_pGoOn)
         return true;
-    const std::chrono::nanoseconds now = platform::Clock().Steady();
     if (m_patienceEnd == std::chrono::nanoseconds::zero())
         m_patienceEnd = now + kPatienceAfterTheEnd;
     return now < m_patienceEnd;
@@ -80,8 +85,29 @@ platform::eOsError CZelProcessorRequestStatusFile::OpenWhenFree(platform::eOpenM
 {
     // What a fault in a task ended in the middle of a call is open still, and would be waited for without end.
     m_pOpened.reset();
-    return Protocol::RetryWhileShared([&] { return platform::Files().Open(m_strStatusFilePath, mode, m_pOpened); },
-                                      [&] { return HasPatience() && (!goOn || goOn()); });
+    m_waitStart = {};
+    const platform::eOsError error = Protocol::RetryWhileShared(
+        [&] { return platform::Files().Open(m_strStatusFilePath, mode, m_pOpened); },
+        HeldFile::WithWarning(m_strStatusFilePath, [&] { return HasPatience() && (!goOn || goOn()); }));
+    if (m_waitStart != std::chrono::nanoseconds::zero())
+        m_waited += platform::Clock().Steady() - m_waitStart;
+    return error;
+}
+
+void CZelProcessorRequestStatusFile::TellUnopened()
+{
+    const auto warn = [](const CString& text) {
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION, text);
+    };
+    if (m_writeError == platform::eOsError_SharingViolation && m_patience != std::chrono::nanoseconds::zero()) {
+        // The status is not lost, so nobody has to answer for it.
+        if (!std::exchange(m_isHeldTold, true))
+            warn(HeldFile::Describe(m_strStatusFilePath) + L"; the request goes on without its status");
+        return;
+    }
+    const CString what = FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath});
+    warn(what + L": " + platform::OsErrorText(m_writeError));
+    WQ_MessageBox(what, eMessageStyle_Error);
 }
 
 bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
@@ -90,11 +116,11 @@ bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
     const std::string bytes = platform::ToUtf16Le(text);
     const CScopedClose close(m_pOpened);
     m_writeError = OpenWhenFree(platform::eOpenMode_WriteExclusive);
+    m_unwritten.clear();
     if (!platform::Succeeded(m_writeError)) {
-        const CString what = FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath});
-        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
-                         what + L": " + platform::OsErrorText(m_writeError));
-        WQ_MessageBox(what, eMessageStyle_Error);
+        if (m_writeError == platform::eOsError_SharingViolation || m_writeError == platform::eOsError_LinkInTheWay)
+            m_unwritten = bytes;
+        TellUnopened();
         return false;
     }
     m_writeError = WriteAndClose(bytes);
@@ -158,8 +184,8 @@ bool CZelProcessorRequestStatusFile::ReadProgressComment(CString& comment)
     return ReadText(text) && StatusFileText::FindKey(text, StatusFileText::kProgressComment, comment);
 }
 
-CZelProcessorRequestStatusFile::eReadResult
-CZelProcessorRequestStatusFile::ReadContent(SContent& content, const std::function<bool()>& goOn)
+CZelProcessorRequestStatusFile::eReadResult CZelProcessorRequestStatusFile::ReadContent(
+    SContent& content, const std::function<bool()>& goOn)
 {
     const CScopedClose close(m_pOpened);
     const platform::eOsError error = OpenWhenFree(platform::eOpenMode_ReadExclusive, goOn);

@@ -21,6 +21,11 @@ public:
                                    const std::atomic<bool>* pGoOn = nullptr);
     virtual ~CZelProcessorRequestStatusFile();
 
+    /// How long all writes together wait for somebody who keeps the file open; then each tries once. 0: no limit.
+    void SetPatience(std::chrono::milliseconds patience) { m_patience = patience; }
+    /// What the last write could not put into the file because it was kept open or a link was in the way. Empty else.
+    [[nodiscard]] const std::string& Unwritten() const { return m_unwritten; }
+
     /// Replaces the file by the status alone. Writers show a box and return false when the file can't be opened.
     virtual bool WriteStatus(eZelProcRequestStatus status);
     virtual bool WriteStatusAndPercent(eZelProcRequestStatus status, std::int32_t percent);
@@ -62,6 +67,7 @@ private:
     platform::eOsError OpenWhenFree(platform::eOpenMode mode, const std::function<bool()>& goOn = {});
     [[nodiscard]] bool HasPatience();
     platform::eOsError WriteAndClose(const std::string& bytes);
+    void TellUnopened();
 
     CString m_strLoggerName;
     CString m_strStatusFilePath;
@@ -69,4 +75,9 @@ private:
     std::chrono::nanoseconds m_patienceEnd{0};  ///< 0 until the first wait after the end of going on
     std::unique_ptr<platform::IFile> m_pOpened; ///< open only during a call, and after one that a fault ended
     platform::eOsError m_writeError = platform::eOsError_None;
+    std::chrono::nanoseconds m_patience{0};
+    std::chrono::nanoseconds m_waited{0};    ///< by the writes so far
+    std::chrono::nanoseconds m_waitStart{0}; ///< of this write; 0 until it waits
+    bool m_isHeldTold = false;
+    std::string m_unwritten;
 };

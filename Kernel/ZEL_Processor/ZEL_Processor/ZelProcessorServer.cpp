@@ -1,5 +1,7 @@
 #include "ZEL_Processor/ZelProcessorServer.h"
 
+#include "HeldFile.h"
+#include "LeftStatuses.h"
 #include "ProtocolFiles.h"
 #include "RequestQueue.h"
 #include "SourceNames.h"
@@ -78,6 +80,8 @@ void ReportThreadFailure(const char* name) noexcept
 CZelProcessorServer::CZelProcessorServer()
     : m_queue(std::make_unique<CRequestQueue>(false)),
       m_paused(std::make_unique<CRequestQueue>(false)),
+      m_pLeftStatuses(std::make_unique<CLeftStatuses>()),
+      m_pPassedOver(std::make_unique<HeldFile::CPassedOver>()),
       m_evQueue(std::make_unique<platform::CManualResetEvent>()),
       m_evStop(std::make_unique<platform::CManualResetEvent>()),
       m_evListening(std::make_unique<platform::CManualResetEvent>())
@@ -131,7 +135,11 @@ bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outp
         m_queue = std::make_unique<CRequestQueue>(m_options.takeTurns);
         m_paused = std::make_unique<CRequestQueue>(false);
     }
+    m_refused.clear();
+    m_pLeftStatuses->ForgetAll();
     const std::lock_guard notify(m_csNotify);
+    m_lockedOut.clear();
+    m_heldEvents.clear();
     m_pendingEvents.clear();
     m_pendingGroups.clear();
     const std::lock_guard lock(m_csClients);

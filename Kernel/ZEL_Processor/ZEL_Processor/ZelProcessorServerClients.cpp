@@ -26,12 +26,12 @@ constexpr std::chrono::milliseconds kRemoveAtOnce{50};
 
 /// Creates a file with this content; reports a failure under what could not be opened. A stop that ends the wait for
 /// whoever has the file open is no failure to tell of.
-bool CreateWithContent(const CString& path, const std::string& content, const std::atomic<bool>& goOn, long line,
-                       const wchar_t* what)
+bool CreateWithContent(const CString& path, const std::string& content, const Protocol::GoOn& patience,
+                       const std::atomic<bool>& isRunning, long line, const wchar_t* what)
 {
     const platform::eOsError error =
-        Protocol::RetryWhileShared([&] { return platform::WriteWholeFile(path, content); }, &goOn);
-    if (!platform::Succeeded(error) && goOn)
+        Protocol::RetryWhileShared([&] { return platform::WriteWholeFile(path, content); }, patience);
+    if (!platform::Succeeded(error) && isRunning)
         WQ_ReportErrorNow(SourceNames::kZelProcessorServer, line, CString(kRegisterFunction) + what,
                           platform::OsErrorText(error) + L"\n   " + path);
     return platform::Succeeded(error);
@@ -56,15 +56,15 @@ bool CZelProcessorServer::RegisterNewClient(const CString& requestId, const std:
         return false;
     const CString dsEvents = GetDsEventsFileFullPath(clientId);
     const CString items = GetInsertableItemsChangeFile(clientId);
-    if (!CreateWithContent(dsEvents, {}, m_bRunning, kLineCantCreateDsEvents, L" !dsEventsFile.Open") ||
+    if (!CreateWithContent(dsEvents, {}, Patience(), m_bRunning, kLineCantCreateDsEvents, L" !dsEventsFile.Open") ||
         !CheckExists(dsEvents, kLineNoDsEvents, L"!CFileTools::FileExists(csDsEventsFile)\n   ") ||
-        !CreateWithContent(items, {}, m_bRunning, kLineCantCreateItems, L" !dsInsItemsFile.Open") ||
+        !CreateWithContent(items, {}, Patience(), m_bRunning, kLineCantCreateItems, L" !dsInsItemsFile.Open") ||
         !CheckExists(items, kLineNoItems, L"!CFileTools::FileExists(csInsertableItemsChangeFile)\n   "))
         return false;
     // In the list before the answer: whoever knows its id already gets what happens from then on.
     AddClient(clientId, owner);
     if (CreateWithContent(m_pProcessor->GetOutputFilePath(requestId), platform::ToUtf8(GuidToText(clientId)),
-                          m_bRunning, kLineCantCreateAnswer, L" !outputFile.Open"))
+                          Patience(), m_bRunning, kLineCantCreateAnswer, L" !outputFile.Open"))
         return true;
     UnregisterClient(clientId);
     return false;

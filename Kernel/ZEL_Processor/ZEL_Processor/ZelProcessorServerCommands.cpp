@@ -1,4 +1,5 @@
 #include "CommandFile.h"
+#include "LeftStatuses.h"
 #include "ProtocolFiles.h"
 #include "RequestQueue.h"
 #include "SourceNames.h"
@@ -32,12 +33,9 @@ bool CZelProcessorServer::ProcessCommand(const CString& path, CZelProcessorProgr
 {
     const CWQ_SetResource resource(kResourceModule);
     const CString queuePath = GetFileInQueueFullPath(path);
-    const platform::eOsError moved =
-        Protocol::MoveWhenFree(path, queuePath, MoveFlags(), [this] { return MayWaitForHolder(); });
-    if (!platform::HasMoved(moved)) {
-        if (moved == platform::eOsError_SharingViolation)
-            m_bHeld = true;
-        if (!m_bRunning || moved == platform::eOsError_SharingViolation)
+    if (const eTaken taken = TakeIntoQueue(path, queuePath, [this] { return MayWaitForHolder(); });
+        taken != eTaken_Yes) {
+        if (!m_bRunning || taken != eTaken_No)
             return false;
         m_pProcessor->SetStatus(progress, eRequestStatus_ServerError,
                                 FormatText(TextOf(StringCodes::kUnableMoveIntoQueue), {path, queuePath}));
@@ -180,9 +178,27 @@ void CZelProcessorServer::SetRequestStatus(const CString& name, const std::strin
     static constinit const std::atomic<bool> s_isPatient = false;
     // The request's owner's, not that of who sent the command.
     const platform::CPrivateFiles files(PrivateFor(owner));
-    CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
-                                               m_pProcessor->GetOutputStatusFilePath(name), &s_isPatient);
+    const CString path = m_pProcessor->GetOutputStatusFilePath(name);
+    m_pLeftStatuses->Forget(path);
+    CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), path, &s_isPatient);
+    statusFile.SetPatience(std::chrono::milliseconds(m_options.patienceMs));
     m_pProcessor->SetStatus(&statusFile, status, text);
+    KeepUnwritten(statusFile, path);
+}
+
+void CZelProcessorServer::KeepUnwritten(const CZelProcessorProgressStatusFile& statusFile, const CString& statusPath)
+{
+    if (statusFile.Unwritten().empty())
+        return;
+    m_pLeftStatuses->Leave(statusPath, statusFile.Unwritten());
+    m_evQueue->Set(); // who tries again may be asleep
+}
+
+void CZelProcessorServer::RemoveStatus(const CString& name)
+{
+    const CString path = m_pProcessor->GetOutputStatusFilePath(name);
+    m_pLeftStatuses->Forget(path);
+    static_cast<void>(Protocol::RetryWhileShared([&] { return platform::Files().Remove(path); }, BriefPatience()));
 }
 
 bool CZelProcessorServer::UnpauseRequest(const CString& name)
@@ -192,7 +208,7 @@ bool CZelProcessorServer::UnpauseRequest(const CString& name)
         return false;
     // Without the status of the pause the request looks to its client as if it waited, which it does.
     if (m_options.pausedStatus)
-        static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
+        RemoveStatus(name);
     {
         const std::lock_guard lock(m_cs);
         m_queue->PutNext(std::move(item));
@@ -207,15 +223,17 @@ bool CZelProcessorServer::TakeNotQueued(const CString& name, TSRequestItem& item
     item.m_strFile = GetFileInQueueFullPath(name);
     if (m_options.requestsOnly && Protocol::GetFileKind(name) != Protocol::eFileKind_Request)
         return false;
-    if (!platform::PathExists(path))
+    if (!platform::PathExists(path) || (m_options.tellRefused && !WhyRefused(path).empty()))
         return false;
     const std::chrono::nanoseconds end = platform::Clock().Steady() + kHolderPatience;
-    if (Protocol::MoveFileWhenFree(path, item.m_strFile, MoveFlags(),
-                                   [&] { return m_bRunning && platform::Clock().Steady() < end; })) {
+    const eTaken taken = TakeIntoQueue(path, item.m_strFile, [&] {
+        return m_bRunning && (m_options.patienceMs == 0 || platform::Clock().Steady() < end);
+    });
+    if (taken == eTaken_Yes) {
         item.m_strOwner = OwnerOf(item.m_strFile);
         return true;
     }
-    if (platform::PathExists(path) && m_bRunning)
+    if ((taken == eTaken_No || taken == eTaken_Held) && platform::PathExists(path) && m_bRunning)
         WQ_MessageBox(FormatText(L"CZelProcessorServer::PauseOrUnpauseRequest : moving of the file '%s' to '%s' failed",
                                  {path, item.m_strFile}),
                       eMessageStyle_Error);

@@ -1,3 +1,4 @@
+#include "LeftStatuses.h"
 #include "ProtocolFiles.h"
 #include "RequestQueue.h"
 #include "SourceNames.h"
@@ -29,6 +30,8 @@ constexpr std::uint32_t kIdleBeforeForceMs = 5000;
 constexpr std::uint32_t kCountedRetryMs = 1001;
 constexpr std::int32_t kRetriesBeforeForce = 2;
 constexpr auto kManualPoll = 200ms;
+/// How soon a status that had to wait is written when its file is let go and nothing else is done.
+constexpr auto kLeftPoll = 500ms;
 
 /// What left the run: nothing, a C++ exception, or a fault with its record.
 bool LeftByException(const std::function<void()>& body, platform::SFaultRecord& fault)
@@ -109,14 +112,23 @@ bool CZelProcessorServer::ProcessQueueStep()
     if (!m_bRunning)
         return false;
     ++m_nExecutiveTurns;
+    m_pLeftStatuses->TryAgain();
     if (!m_pProcessor->CanProceedQueue()) {
         platform::Clock().SleepFor(kManualPoll);
     } else if (!ExecuteRequest()) {
         m_bExecutiveMayTakeLong = true;
-        m_evQueue->Wait();
+        WaitForWork();
         m_bExecutiveMayTakeLong = false;
     }
     return true;
+}
+
+void CZelProcessorServer::WaitForWork()
+{
+    if (m_pLeftStatuses->IsEmpty())
+        m_evQueue->Wait();
+    else
+        static_cast<void>(m_evQueue->WaitFor(kLeftPoll));
 }
 
 bool CZelProcessorServer::ExecuteRequest()
@@ -131,15 +143,16 @@ bool CZelProcessorServer::ExecuteRequest()
     const platform::CPrivateFiles files(PrivateFor(item.m_strOwner));
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
 
-    CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
-                                               m_pProcessor->GetOutputStatusFilePath(item.m_strFile), &m_bRunning);
+    const CString statusPath = m_pProcessor->GetOutputStatusFilePath(item.m_strFile);
+    m_pLeftStatuses->Forget(statusPath);
+    CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), statusPath, &m_bRunning);
+    statusFile.SetPatience(std::chrono::milliseconds(m_options.patienceMs));
     statusFile.SetStatusAndComment(eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted).c_str());
     if (statusFile.LastWriteError() == platform::eOsError_LinkInTheWay) {
         // Somebody wants this server to write elsewhere. The request has no place for an answer, so it is not run.
         WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineRequestFailed, kExecuteFunction,
                           L"Request " + item.m_strFile + L" failed\n" +
-                              platform::OsErrorText(statusFile.LastWriteError()) + L": " +
-                              m_pProcessor->GetOutputStatusFilePath(item.m_strFile));
+                              platform::OsErrorText(statusFile.LastWriteError()) + L": " + statusPath);
         RemoveFailedRequest(item);
         EndRunning();
         return true;
@@ -152,6 +165,7 @@ bool CZelProcessorServer::ExecuteRequest()
         statusFile.SetStatusAndComment(eRequestStatus_ServerError,
                                        TextOf(StringCodes::kExceptionDuringRequest).c_str());
     }
+    KeepUnwritten(statusFile, statusPath);
     EndRunning();
     return true;
 }
@@ -247,7 +261,7 @@ void CZelProcessorServer::RemoveFailedRequest(const TSRequestItem& item)
     // A file that stayed in the queue directory would make the request look as if it still waited, once its status has
     // been taken away, and would keep its name from being used again.
     const platform::eOsError error =
-        Protocol::RetryForASecond([&] { return platform::Files().Remove(item.m_strFile); });
+        Protocol::RetryWhileShared([&] { return platform::Files().Remove(item.m_strFile); }, BriefPatience());
     if (!platform::Succeeded(error) && !platform::IsAbsent(error))
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
                          L"Unable to delete the failed request " + item.m_strFile + L": " +

@@ -1,3 +1,5 @@
+#include "HeldFile.h"
+#include "LeftStatuses.h"
 #include "ProtocolFiles.h"
 #include "RequestIntake.h"
 #include "SourceNames.h"
@@ -33,8 +35,6 @@ constexpr auto kListenTimeout = 1000ms;
 constexpr auto kScanRetry = 200ms;
 /// With turns, files are taken as they are found for this long; most scans are over by then.
 constexpr std::chrono::nanoseconds kInOrder = 10ms;
-/// What a scan waits for those who hold files, all of them together. Most hold theirs for microseconds.
-constexpr std::chrono::nanoseconds kHoldersPatience = 50ms;
 
 void ReportWatchError(long line, const wchar_t* what, platform::eOsError error)
 {
@@ -77,6 +77,8 @@ bool CZelProcessorServer::ListenStep()
         return false;
     ++m_nListenerTurns;
     RemoveLeftEventsFiles();
+    if (m_bNoExecutiveThread)
+        m_pLeftStatuses->TryAgain();
     // Only this thread replaces the watch.
     const bool isDue = m_bScanPending || m_bHeld || m_bMoreToTake;
     const platform::eWaitResult result = m_pWatch->Wait(m_bMoreToTake ? 0ms : isDue ? kScanRetry : kListenTimeout);
@@ -128,19 +130,23 @@ bool CZelProcessorServer::ScanRequestDir()
 {
     m_bHeld = false;
     m_bMoreToTake = false;
+    m_refusedNow.clear();
     const std::chrono::nanoseconds start = platform::Clock().Steady();
-    m_holdersEnd = start + kHoldersPatience;
+    m_holdersEnd = start + std::chrono::milliseconds(m_options.patienceMs);
     CRequestIntake putOff;
     // Whoever handed the requests over synced them. The moves of one scan share one sync of the queue directory.
     platform::CDeferredDirectorySync deferred;
     // One entry at a time: others decide how many there are. What is queued runs while the rest is looked at.
     const platform::eOsError error =
         platform::Files().Visit(m_strRequestDir, [&](const platform::SDirectoryEntry& entry) {
-            if (!entry.isDirectory && Protocol::GetFileKind(entry.name) != Protocol::eFileKind_Other) {
+            if (Protocol::GetFileKind(entry.name) == Protocol::eFileKind_Other)
+                return m_bRunning.load();
+            const CString path = platform::JoinPath(m_strRequestDir, entry.name);
+            if (!RefuseWhatCannotBeServed(path, m_refusedNow) && !entry.isDirectory) {
                 if (!m_options.takeTurns || platform::Clock().Steady() - start < kInOrder)
                     TakeFile(entry.name);
                 else
-                    putOff.Add(OwnerOf(platform::JoinPath(m_strRequestDir, entry.name)), entry.name);
+                    putOff.Add(OwnerOf(path), entry.name);
             }
             return m_bRunning.load();
         });
@@ -155,6 +161,8 @@ bool CZelProcessorServer::ScanRequestDir()
         ReportWatchError(kLineNotSynced,
                          (L"What was handed over may not survive a power cut: " + m_strQueueDir + L"\n").c_str(),
                          synced);
+    m_refused = std::move(m_refusedNow);
+    m_pPassedOver->EndLook();
     return true;
 }
 
@@ -188,7 +196,7 @@ void CZelProcessorServer::TakeFile(const CString& name)
 /// is held on is met again by the next scan.
 bool CZelProcessorServer::MayWaitForHolder() const
 {
-    return m_bRunning && platform::Clock().Steady() < m_holdersEnd;
+    return m_bRunning && (m_options.patienceMs == 0 || platform::Clock().Steady() < m_holdersEnd);
 }
 
 void CZelProcessorServer::HandleCommandFile(const CString& path)
@@ -196,12 +204,14 @@ void CZelProcessorServer::HandleCommandFile(const CString& path)
     const MOXCrashRpt::CScopedSubject subject(path);
     const platform::CPrivateFiles files(PrivateFor(OwnerOf(path)));
     const bool wasHeld = std::exchange(m_bHeld, false);
-    CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName),
-                                               m_pProcessor->GetOutputStatusFilePath(path), &m_bRunning);
+    const CString statusPath = m_pProcessor->GetOutputStatusFilePath(path);
+    CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), statusPath, &m_bRunning);
+    statusFile.SetPatience(std::chrono::milliseconds(m_options.patienceMs));
     m_pProcessor->SetStatus(&statusFile, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
     // A server that stops leaves what it could not take for the next one, which is no failure; nor is what somebody
     // still has open.
     const bool isDone = ProcessCommand(path, &statusFile);
+    KeepUnwritten(statusFile, statusPath);
     if (!isDone && m_bRunning && !m_bHeld)
         WQ_MessageBox(FormatText(L"Processing of command %s failed", {path}), eMessageStyle_Error);
     m_bHeld = m_bHeld || wasHeld;

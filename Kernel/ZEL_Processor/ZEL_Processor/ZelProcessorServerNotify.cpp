@@ -1,6 +1,7 @@
 #include "ChangedGroups.h"
 #include "DsEventRecord.h"
 #include "DsEventsFile.h"
+#include "HeldFile.h"
 #include "ProtocolFiles.h"
 #include "SourceNames.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
@@ -232,6 +233,8 @@ void CZelProcessorServer::TellClients(const std::vector<GUID>& clients, const st
 {
     const std::lock_guard lock(m_csNotify);
     std::erase_if(m_pendingGroups, [&](const auto& pending) { return !IsRegistered(pending.first); });
+    for (std::set<GUID, SGuidLess>* known : {&m_lockedOut, &m_heldEvents})
+        std::erase_if(*known, [&](const GUID& client) { return !IsRegistered(client); });
     for (const GUID& client : clients) {
         if (!CanTell(client))
             continue;
@@ -271,6 +274,23 @@ bool CZelProcessorServer::CanTell(const GUID& clientId) const
     return m_bRunning && IsRegistered(clientId);
 }
 
+/// Names, once, what keeps the server from a client's lock. That the client itself has it for a moment is nothing to
+/// tell of.
+void CZelProcessorServer::TellLockedOut(const GUID& clientId, const CString& path, bool isWaitOver)
+{
+    if (!CanTell(clientId))
+        return;
+    const CString lockPath = path + Protocol::kLockExtension;
+    std::unique_ptr<platform::ILockFile> probe;
+    const platform::eOsError error = platform::Files().OpenLockFile(lockPath, {}, probe);
+    const bool isBusy = error == platform::eOsError_SharingViolation;
+    if (platform::Succeeded(error) || (isBusy && !isWaitOver) || !m_lockedOut.insert(clientId).second)
+        return;
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                     (isBusy ? HeldFile::Describe(lockPath) : lockPath + L": " + platform::OsErrorText(error)) +
+                         L"; its client is told of changes when it is free");
+}
+
 bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
 {
     if (!events)
@@ -281,27 +301,35 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
     if (!lock.Lock(false)) {
         m_pendingEvents.emplace_back(events); // the client is reading
         Bound(m_pendingEvents, m_options.eventsLimit);
+        TellLockedOut(clientId, path, false);
         return true;
     }
+    // Somebody who kept the file open the last time is not waited for again.
+    static constinit const std::atomic<bool> s_isPatient = false;
+    const bool wasHeld = m_options.patienceMs != 0 && m_heldEvents.contains(clientId);
+    const std::atomic<bool>* const goOn = wasHeld ? &s_isPatient : &m_bRunning;
     CDsEventsDataVector all;
-    if (HasContent(path) && !DsEventsFile::Read(path, all, &m_bRunning)) {
-        report.Fail(963, L"Unable to read ds events file !");
+    if (HasContent(path) && !DsEventsFile::Read(path, all, goOn)) {
+        if (m_heldEvents.insert(clientId).second || m_options.patienceMs == 0)
+            report.Fail(963, L"Unable to read ds events file !");
         report.Unlock(lock, 966, L"Unable to Unlock file lock (1) !");
         return false;
     }
     all.insert(all.end(), m_pendingEvents.begin(), m_pendingEvents.end());
     all.emplace_back(events);
     Bound(all, m_options.eventsLimit);
-    const bool written = DsEventsFile::Write(path, all, &m_bRunning);
+    const bool written = DsEventsFile::Write(path, all, goOn);
     if (!CanTell(clientId))
         return false; // nobody will read it: what was pending still is
     m_pendingEvents.clear();
     if (!written) {
-        report.Fail(984, L"Unable to write ds events file !");
+        if (m_heldEvents.insert(clientId).second || m_options.patienceMs == 0)
+            report.Fail(984, L"Unable to write ds events file !");
         m_pendingEvents = std::move(all);
         report.Unlock(lock, 988, L"Unable to Unlock file lock (2) !");
         return false;
     }
+    m_heldEvents.erase(clientId);
     return report.Unlock(lock, 999, L"Unable to Unlock file lock (3) !");
 }
 
@@ -316,8 +344,12 @@ bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId,
     AppendGroups(*groups, *news);
     pending = WithoutRepeats(*news); // until they are written, whatever leaves this function
     CLockFile lock(path);
-    if (!lock.Lock(true, m_bRunning))
-        return report.Fail(1018, kUnableToLock);
+    const bool isPatient = m_options.patienceMs == 0 || !m_lockedOut.contains(clientId);
+    if (!lock.Lock(isPatient, m_bRunning)) {
+        TellLockedOut(clientId, path, m_options.patienceMs != 0);
+        return isPatient && report.Fail(1018, kUnableToLock);
+    }
+    m_lockedOut.erase(clientId);
     const CComPtr<IWQ_CLSIDArray> both = MakeArray();
     ReadGroups(path, *both);
     AppendGroups(*news, *both);
@@ -336,8 +368,12 @@ bool CZelProcessorServer::SendChangedLockResultsToClient(const GUID& clientId)
     const CReporter report(L"CZelProcessorServer::SendChangedLockResultsToClient", [&] { return CanTell(clientId); });
     const CString path = GetLockResultsChangeFile(clientId);
     CLockFile lock(path);
-    if (!lock.Lock(true, m_bRunning))
-        return report.Fail(1097, kUnableToLock);
+    const bool isPatient = m_options.patienceMs == 0 || !m_lockedOut.contains(clientId);
+    if (!lock.Lock(isPatient, m_bRunning)) {
+        TellLockedOut(clientId, path, m_options.patienceMs != 0);
+        return isPatient && report.Fail(1097, kUnableToLock);
+    }
+    m_lockedOut.erase(clientId);
     CWQ_XMLArchive archive;
     if (!archive.Open(path, CWQ_XMLArchive::eDirection_Store) || !archive.EnterElement(L"LockResults") ||
         !archive.Close())

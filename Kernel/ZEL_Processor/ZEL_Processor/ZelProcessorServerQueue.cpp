@@ -30,9 +30,8 @@ bool CZelProcessorServer::AddRequestToQueue(const CString& path)
         return false;
     }
     // Not under m_cs: this waits for whoever has the file open, and only the listener may wait for him.
-    const platform::eOsError error =
-        Protocol::MoveWhenFree(path, item.m_strFile, MoveFlags(), [this] { return MayWaitForHolder(); });
-    if (platform::HasMoved(error)) {
+    const eTaken taken = TakeIntoQueue(path, item.m_strFile, [this] { return MayWaitForHolder(); });
+    if (taken == eTaken_Yes) {
         item.m_strOwner = OwnerOf(item.m_strFile); // of the file that was moved, whatever was there before
         {
             const std::lock_guard lock(m_cs);
@@ -41,10 +40,8 @@ bool CZelProcessorServer::AddRequestToQueue(const CString& path)
         m_evQueue->Set();
         return true;
     }
-    if (error == platform::eOsError_SharingViolation)
-        m_bHeld = true;
     // A file that vanished was taken back by its sender, and a server that stops leaves files for the next one.
-    if (error != platform::eOsError_SharingViolation && platform::PathExists(path) && m_bRunning)
+    if (taken == eTaken_No && platform::PathExists(path) && m_bRunning)
         WQ_MessageBox(FormatText(L"CZelProcessorServer::AddRequestToQueue : moving of the file '%s' to '%s' failed",
                                  {path, item.m_strFile}),
                       eMessageStyle_Error);
@@ -114,12 +111,13 @@ bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
     // this very thread takes what is sent.
     if (m_options.cancelByName)
         SetRequestStatus(name, item.m_strOwner, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
-    if (!platform::Succeeded(Protocol::RetryForASecond([&] { return platform::Files().Remove(item.m_strFile); })))
+    if (!platform::Succeeded(
+            Protocol::RetryWhileShared([&] { return platform::Files().Remove(item.m_strFile); }, BriefPatience())))
         WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + item.m_strFile,
                       eMessageStyle_Warning);
     // One that its task declined has a status of that run, which nobody would ever bring to an end.
     if (!m_options.cancelByName)
-        static_cast<void>(Protocol::RemoveFileWhenFree(m_pProcessor->GetOutputStatusFilePath(name)));
+        RemoveStatus(name);
     return true;
 }
 
