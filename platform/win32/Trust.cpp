@@ -178,8 +178,19 @@ std::wstring PlainPath(const std::wstring& path)
     return plain;
 }
 
+/// Wine shows the modes of the system below as access lists, but not the sticky bit: there every folder below /tmp
+/// looks as if anybody could take it away. Who may change the ways to files is that system's own business.
+bool HidesModes()
+{
+    const HMODULE system = GetModuleHandleW(L"ntdll.dll");
+    return system != nullptr && GetProcAddress(system, "wine_get_version") != nullptr;
+}
+
 std::wstring DistrustOfFolders(const std::wstring& path, std::size_t root, PSID self)
 {
+    if (HidesModes()) {
+        return {};
+    }
     std::wstring distrust = CPlace(path.substr(0, root)).Distrust(self, win32::eGuard_Root);
     for (std::size_t end = path.find(L'\\', root); distrust.empty() && end != std::wstring::npos;
          end = path.find(L'\\', end + 1)) {
