@@ -39,7 +39,7 @@ TEST_F(ForeignFoldersTest, OthersMayNotWriteIntoTheFoldersOfTheServer)
     }
     CRunningProgram server = StartServer();
     for (const std::wstring name : {L"Queue", L".zel-server"})
-        EXPECT_FALSE(platform::IsWritableByOthers(InOutput(name)));
+        EXPECT_EQ(platform::DistrustOf(InOutput(name)), L"");
     StopServer(server);
 }
 
