@@ -52,6 +52,30 @@ TEST_F(HeldFileTest, AWaitOfHalfAMinuteIsToldOnceWithTheFilesName)
     EXPECT_FALSE(wait());
 }
 
+TEST_F(HeldFileTest, AFileThatIsPassedOverForHalfAMinuteIsToldOnceWithItsName)
+{
+    HeldFile::CPassedOver passedOver;
+    const auto look = [&](const std::wstring& path) {
+        passedOver.Meet(path);
+        passedOver.EndLook();
+    };
+    look(m_path);
+    m_clock.Advance(29s);
+    look(m_path);
+    EXPECT_TRUE(m_host.TakeLogLines().empty());
+    m_clock.Advance(1s);
+    look(m_path);
+    m_host.ExpectLogLine(L"'" + m_path + L"' is kept open by ");
+    m_clock.Advance(100s);
+    look(m_path);
+    look(m_dir / L"another");
+    look(m_path);
+    EXPECT_TRUE(m_host.TakeLogLines().empty()) << "one that was let go in between is held anew";
+    m_clock.Advance(30s);
+    look(m_path);
+    m_host.ExpectLogLine(L"'" + m_path + L"' is kept open by ");
+}
+
 TEST_F(HeldFileTest, AStatusThatWasLeftIsWrittenWhenItsFileIsFree)
 {
     CLeftStatuses left;

@@ -167,7 +167,7 @@ TEST_F(Notify, ALinkInPlaceOfAClientsLockIsNamedOnceAndNotFollowed)
     m_pServer->OnChangedDs(Event(1).Get());
     m_host.ExpectLogLine(lock + L": " + platform::OsErrorText(platform::eOsError_LinkInTheWay));
     m_pServer->OnChangedDs(Event(2).Get());
-    for (const Brel::Log::SLogLine& line : m_host.TakeLogLines())
+    for (const auto& line : m_host.TakeLogLines())
         EXPECT_EQ(line.text.find(lock), std::wstring::npos) << "told twice";
     EXPECT_FALSE(platform::PathExists(m_dir / L"nowhere"));
     ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(lock)));

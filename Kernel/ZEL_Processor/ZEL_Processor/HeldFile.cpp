@@ -69,7 +69,9 @@ void CPassedOver::Meet(const CString& path)
 
 void CPassedOver::EndLook()
 {
-    std::erase_if(m_files, [](auto& entry) { return !std::exchange(entry.second.isMet, false); });
+    std::erase_if(m_files, [](const auto& entry) { return !entry.second.isMet; });
+    for (auto& [path, file] : m_files)
+        file.isMet = false;
 }
 
 } // namespace HeldFile

@@ -78,10 +78,10 @@ void ReportThreadFailure(const char* name) noexcept
 } // namespace
 
 CZelProcessorServer::CZelProcessorServer()
-    : m_queue(std::make_unique<CRequestQueue>(false)),
-      m_paused(std::make_unique<CRequestQueue>(false)),
-      m_pLeftStatuses(std::make_unique<CLeftStatuses>()),
+    : m_pLeftStatuses(std::make_unique<CLeftStatuses>()),
       m_pPassedOver(std::make_unique<HeldFile::CPassedOver>()),
+      m_queue(std::make_unique<CRequestQueue>(false)),
+      m_paused(std::make_unique<CRequestQueue>(false)),
       m_evQueue(std::make_unique<platform::CManualResetEvent>()),
       m_evStop(std::make_unique<platform::CManualResetEvent>()),
       m_evListening(std::make_unique<platform::CManualResetEvent>())

@@ -1,4 +1,4 @@
-#include "platform/Module.h"
+#include "platform/Trust.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "tests/apps/ProgramFixture.h"
