@@ -237,6 +237,11 @@ public:
     /// The owner that counts on this thread; null for none.
     [[nodiscard]] static const FileOwner* Current();
 
+    /// For a jump over objects of this kind, which ends none of them: the innermost one of this thread before it, to be
+    /// put back behind it.
+    [[nodiscard]] static const CPrivateFiles* Innermost();
+    static void ReturnTo(const CPrivateFiles* object);
+
 private:
     const FileOwner m_owner;
     const CPrivateFiles* const m_pOuter;

@@ -25,4 +25,14 @@ const FileOwner* CPrivateFiles::Current()
     return innermost != nullptr && !innermost->m_owner.empty() ? &innermost->m_owner : nullptr;
 }
 
+const CPrivateFiles* CPrivateFiles::Innermost()
+{
+    return innermost;
+}
+
+void CPrivateFiles::ReturnTo(const CPrivateFiles* object)
+{
+    innermost = object;
+}
+
 } // namespace platform

@@ -2,7 +2,6 @@
 
 #include "com/win32/RegistryKey.h"
 #include "platform/Installation.h"
-#include "platform/Installation.h"
 #include "platform/Module.h"
 #include "platform/Path.h"
 #include "platform/Text.h"

@@ -1,5 +1,6 @@
 #include "platform/Fault.h"
 
+#include "platform/FileSystem.h"
 #include "platform/LastWords.h"
 #include "platform/posix/Allocator.h"
 #include "platform/posix/AlternateStack.h"
@@ -231,7 +232,10 @@ bool RunContained(const std::function<void()>& body, SFaultRecord& record)
     frame.stackLimit = posix::StackLimit();
     frame.record = &record;
     frame.outer = t_frame;
-    return RunOrJump(body, frame);
+    const CPrivateFiles* const privateFiles = CPrivateFiles::Innermost();
+    const bool returned = RunOrJump(body, frame);
+    CPrivateFiles::ReturnTo(privateFiles);
+    return returned;
 }
 
 eHeapState CheckHeap()

@@ -1,5 +1,6 @@
 #include "platform/Fault.h"
 
+#include "platform/FileSystem.h"
 #include "platform/LastWords.h"
 #include "platform/win32/Allocator.h"
 #include "platform/win32/StackWalk.h"
@@ -247,12 +248,14 @@ bool RunContained(const std::function<void()>& body, SFaultRecord& record)
     SFrame frame;
     frame.record = &record;
     frame.outer = ActiveFrame();
+    const CPrivateFiles* const privateFiles = CPrivateFiles::Innermost();
 
     if (_setjmp(frame.jump, nullptr) == 0) {
         RunInFrame(body, frame);
         return true;
     }
     TlsSetValue(g_slot, frame.outer);
+    CPrivateFiles::ReturnTo(privateFiles);
     if (record.kind == eFaultKind_StackOverflow) {
         RestoreGuardPage();
     }

@@ -135,10 +135,22 @@ TEST_F(ProtocolFiles, ClearingDeletesFilesAndLeavesDirectoriesAlone)
 TEST_F(ProtocolFiles, ClearingGoesOnAfterAFileThatCanNotBeDeleted)
 {
     ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(m_to, "x")));
-    m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_SharingViolation);
+    m_files.FailAlways(testsupport::eFileCall_Remove, platform::eOsError_SharingViolation, m_from);
     const platform::CScopedOs os(&m_files, nullptr);
     EXPECT_TRUE(Protocol::DeleteAllFilesInDir(m_dir.Path()));
-    EXPECT_NE(platform::PathExists(m_from), platform::PathExists(m_to));
+    EXPECT_TRUE(platform::PathExists(m_from));
+    EXPECT_FALSE(platform::PathExists(m_to));
+}
+
+TEST_F(ProtocolFiles, ClearingEndsAlthoughNewFilesAreMadeAllTheTime)
+{
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_List)
+            static_cast<void>(platform::WriteWholeFile(m_to, "x"));
+    });
+    const platform::CScopedOs os(&m_files, nullptr);
+    EXPECT_TRUE(Protocol::DeleteAllFilesInDir(m_dir.Path()));
+    EXPECT_FALSE(platform::PathExists(m_from));
 }
 
 TEST_F(ProtocolFiles, ClearingAMissingDirectoryIsFalse)

@@ -131,6 +131,7 @@ TEST_F(RequestStatusFile, AfterTheEndOfGoingOnItWaitsHalfASecondInAll)
     EXPECT_FALSE(file.WriteStatus(eRequestStatus_Done));
     EXPECT_GE(clock.Steady() - start, std::chrono::milliseconds(60'499)) << "without limit while going on";
     EXPECT_LE(clock.Steady() - start, std::chrono::milliseconds(60'502));
+    m_host.ExpectLogLine(L"'" + m_path + L"' is kept open by ");
     EXPECT_EQ(file.LastWriteError(), platform::eOsError_SharingViolation);
     const auto end = clock.Steady();
     EXPECT_FALSE(file.WriteStatus(eRequestStatus_Done));

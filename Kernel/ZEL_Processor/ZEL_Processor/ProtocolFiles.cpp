@@ -85,19 +85,21 @@ bool RemoveFileWhenFree(const CString& path)
 
 bool DeleteAllFilesInDir(const CString& dir)
 {
-    // While they are shown, for there may be a million. Again as long as something went: not every file system shows
-    // all the others then.
-    for (bool isAgain = platform::DirectoryExists(dir); isAgain;) {
+    // While they are shown, for there may be a million. Again when something went, for not every file system shows all
+    // the others then; but somebody may make new ones all the time.
+    constexpr int kMaxLooks = 20;
+    bool isAgain = platform::DirectoryExists(dir);
+    for (int look = 0; isAgain && look < kMaxLooks; ++look) {
         isAgain = false;
         const platform::eOsError error = platform::Files().Visit(dir, [&](const platform::SDirectoryEntry& entry) {
             isAgain |= !entry.isDirectory &&
                        platform::Succeeded(platform::Files().Remove(platform::JoinPath(dir, entry.name)));
             return true;
         });
-        if (!isAgain)
-            return platform::Succeeded(error);
+        if (!platform::Succeeded(error))
+            return false;
     }
-    return false;
+    return platform::DirectoryExists(dir);
 }
 
 platform::eOsError ReadRegistrationAnswer(const CString& path, GUID& clientId)

@@ -5,6 +5,7 @@
 #include "StringCodes.h"
 #include "ZelProcessorFactories.h"
 #include "com/Bstr.h"
+#include "com/XmlScan.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/NameKind.h"
@@ -55,6 +56,17 @@ bool MakePrivate(const CString& path)
                      L"The response " + path + L" cannot be made private: " + platform::OsErrorText(error));
     static_cast<void>(platform::Files().Remove(path));
     return false;
+}
+
+/// Why the look before the parser refused a document; empty when it did not, or found no XML.
+CString WhyRefused(const CString& path)
+{
+    std::string bytes;
+    SXmlError error;
+    if (ReadXmlFile(path, XmlLimitsOfThread(), bytes, error))
+        return {};
+    const bool isRule = error.code == kXmlError_DocumentType || error.code >= kXmlError_Limit;
+    return isRule ? platform::FromUtf8(error.reason) + L"." : CString();
 }
 
 /// The request is done when the host is told so, whatever the host makes of it.
@@ -263,10 +275,11 @@ bool CZelProcessor::FailUnknown(SRun& run)
 {
     std::unique_ptr<platform::IFile> file;
     const platform::eOsError error = platform::Files().Open(run.requestPath, platform::eOpenMode_ReadShared, file);
-    if (platform::Succeeded(error))
+    const CString reason =
+        platform::Succeeded(error) ? WhyRefused(run.requestPath) : platform::OsErrorText(error) + L".";
+    if (reason.empty())
         return Fail(run, StringCodes::kUnknownRequestFormat);
-    SetStatus(run.progress, eRequestStatus_ServerError,
-              TextOf(StringCodes::kServerError) + platform::OsErrorText(error) + L".");
+    SetStatus(run.progress, eRequestStatus_ServerError, TextOf(StringCodes::kServerError) + reason);
     return false;
 }
 
