@@ -34,7 +34,7 @@ constexpr auto kListenTimeout = 1000ms;
 /// The change that asked for a scan is taken by then, so a scan that failed has to be made up for unasked.
 constexpr auto kScanRetry = 200ms;
 /// With turns, files are taken as they are found for this long; most scans are over by then.
-constexpr std::chrono::nanoseconds kInOrder = 10ms;
+constexpr std::chrono::nanoseconds kInOrder = 5ms;
 
 void ReportWatchError(long line, const wchar_t* what, platform::eOsError error)
 {
