@@ -131,6 +131,9 @@ public:
         if (IsHeld(systemFrom)) {
             return eOsError_SharingViolation;
         }
+        if (deferred && GetFileAttributesW(systemFrom.c_str()) == INVALID_FILE_ATTRIBUTES) {
+            return LastOsError(); // nothing is moved, and nothing to be synced
+        }
         // A directory that is missing is told by the move.
         if (const eOsError error = deferred ? CDeferredDirectorySync::Add(DirectoryOf(to)) : eOsError_None;
             !Succeeded(error) && !IsAbsent(error)) {
