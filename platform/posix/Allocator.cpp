@@ -27,7 +27,7 @@ constexpr std::array kFamily = {"malloc",   "free",    "calloc",        "realloc
 /// The compiler's, which may be replaced one by one: new, new[], delete and delete[].
 constexpr std::array kOperators = {"_Znwm", "_Znam", "_ZdlPv", "_ZdaPv", "_ZdlPvm", "_ZdaPvm"};
 /// What lies further apart is no one source; malloc's own takes 16 KB.
-constexpr std::uintptr_t kLongestSource = 256 * 1024;
+constexpr std::uintptr_t kLongestSource = 32 * 1024;
 
 // Written before the first handler that reads them.
 std::array<SRange, kFamily.size() + kOperators.size()> g_ranges = {};

@@ -178,7 +178,9 @@ TEST_F(Notify, ALinkInPlaceOfAClientsLockIsNamedOnceAndNotFollowed)
 TEST_F(Notify, AHostWithoutPatienceWaitsForALockOnce)
 {
     const SZelServerOptions options{.syncing = false, .patienceMs = 50};
-    m_pServer->SetOptions(options);
+    Make(options);
+    m_pServer->SetPalette(m_pPalette.Get());
+    Run();
     CZelProcessorClient& holder = AddListener();
     CZelProcessorClient& other = AddListener();
     CLockFile groups(holder.GetInsertableItemsChangeFile());

@@ -3,6 +3,7 @@
 #include "Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles.h"
 #include "Kernel/ZEL_Processor/ZEL_Processor/StringCodes.h"
 #include "tests/support/Links.h"
+#include "tests/support/Predicates.h"
 
 namespace {
 
@@ -15,6 +16,8 @@ protected:
     void SetUp() override
     {
         CServerFixture::SetUp();
+        if (testsupport::IsThreadSanitized())
+            GTEST_SKIP() << "IsThreadSanitized: it does not see that files order what the running server reads";
         Make(kOptions);
         Run();
     }
