@@ -58,7 +58,9 @@ int SignalOf(const SFaultRecord& fault)
 } // namespace
 
 struct CFaultDeadline::SState {
-    std::chrono::milliseconds limit;
+    explicit SState(std::chrono::milliseconds time) : limit(time) {}
+
+    const std::chrono::milliseconds limit;
     std::optional<CTimer> timer;
 };
 
