@@ -2,6 +2,7 @@
 #include "plugins/datastore/Database.h"
 #include "tests/plugins/PluginHarness.h"
 #include "tests/plugins/SampleDatabase.h"
+#include "tests/support/Predicates.h"
 
 #include "platform/Text.h"
 
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <iostream>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -27,26 +29,33 @@ using Function = std::pair<std::string, int>;
 
 class AllowedSql : public testing::Test {
 protected:
-    AllowedSql()
+    static void SetUpTestSuite()
     {
-        // One value of each kind, as long as a value may be.
-        m_data.Make(L"box", "CREATE TABLE big(kind TEXT, x);"
-                            "INSERT INTO big VALUES('letters', replace(hex(zeroblob(2000000)), '0', 'a')),"
-                            "('digits', replace(hex(zeroblob(2000000)), '0', '7')),"
-                            "('bytes', zeroblob(4000000)),"
-                            "('json', '[' || replace(hex(zeroblob(1000000)), '00', '1,') || '{\"a\":[[1]]}]'),"
-                            "('formats', replace(hex(zeroblob(1000000)), '00', '%d'));"
-                            "CREATE VIRTUAL TABLE f4 USING fts4(words); CREATE VIRTUAL TABLE f5 USING fts5(words);"
-                            "INSERT INTO f4 SELECT replace(hex(zeroblob(900000)), '00', 'a b ');"
-                            "INSERT INTO f5 SELECT words FROM f4");
+        m_pData = std::make_unique<CDataFolder>();
+        // One value of each kind, as long as a value may be. A sanitizer looks at the memory, which shorter ones show
+        // as well, and makes each call take many times as long.
+        const bool isSanitized = testsupport::IsThreadSanitized() || testsupport::IsAddressSanitized();
+        const std::string bytes = isSanitized ? "200000" : "4000000";
+        m_pData->Make(L"box",
+                      "CREATE TABLE big(kind TEXT, x); CREATE TEMP TABLE size AS SELECT " + bytes + " AS n;" + R"(
+                INSERT INTO big SELECT 'letters', replace(hex(zeroblob(n / 2)), '0', 'a') FROM size;
+                INSERT INTO big SELECT 'digits', replace(hex(zeroblob(n / 2)), '0', '7') FROM size;
+                INSERT INTO big SELECT 'bytes', zeroblob(n) FROM size;
+                INSERT INTO big SELECT 'json', '[' || replace(hex(zeroblob(n / 4)), '00', '1,') || '{"a":[[1]]}]' FROM size;
+                INSERT INTO big SELECT 'formats', replace(hex(zeroblob(n / 4)), '00', '%d') FROM size;
+                CREATE VIRTUAL TABLE f4 USING fts4(words);
+                CREATE VIRTUAL TABLE f5 USING fts5(words);
+                INSERT INTO f4 SELECT replace(hex(zeroblob(n * 9 / 40)), '00', 'a b ') FROM size;
+                INSERT INTO f5 SELECT words FROM f4;)");
     }
+    static void TearDownTestSuite() { m_pData.reset(); }
 
     /// What a request is told when it is prepared; empty when nothing is wrong.
     [[nodiscard]] std::wstring Refusal(const std::string& sql) const
     {
         CDatabase database;
         CStatement statement;
-        EXPECT_TRUE(database.Open(m_data.PathOf(L"box")));
+        EXPECT_TRUE(database.Open(m_pData->PathOf(L"box")));
         return database.Prepare(sql, statement) ? std::wstring() : database.ErrorText();
     }
     /// What all calls up to the end take together. That one is an error is as good as any result.
@@ -54,7 +63,7 @@ protected:
     {
         CDatabase database(&m_context);
         CStatement statement;
-        EXPECT_TRUE(database.Open(m_data.PathOf(L"box")));
+        EXPECT_TRUE(database.Open(m_pData->PathOf(L"box")));
         const auto start = std::chrono::steady_clock::now();
         if (database.Prepare(sql, statement)) {
             while (database.Step(statement) == eStep_Row) {
@@ -99,9 +108,11 @@ protected:
         return call + ")";
     }
 
-    CDataFolder m_data;
+    static std::unique_ptr<CDataFolder> m_pData; ///< read only, and takes long to make
     CTestContext m_context;
 };
+
+std::unique_ptr<CDataFolder> AllowedSql::m_pData;
 
 } // namespace
 
