@@ -176,7 +176,9 @@ protected:
     {
         m_host.WriteCrashReports();
         const std::wstring before = platform::Environment(L"ZEL_CRASH_DIR");
+        m_pServer->Stop(true); // while its threads run nobody may change what they read
         platform::SetEnvironment(L"ZEL_CRASH_DIR", m_dir.Path());
+        EXPECT_TRUE(m_pServer->Run());
         CrashAndServe(kind, "ObtainData", 1);
         m_pServer->Stop(true);
         platform::SetEnvironment(L"ZEL_CRASH_DIR", before);
