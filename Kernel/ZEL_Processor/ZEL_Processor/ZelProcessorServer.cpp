@@ -202,10 +202,10 @@ bool CZelProcessorServer::Run()
     m_evStop->Reset();
     m_evListening->Reset();
     m_bFailed = false;
+    const std::uint32_t start = platform::Clock().TickCount();
     m_pMHThread = AfxBeginThread(&CZelProcessorServer::MessageHandlingThread, this);
     if (!m_pMHThread)
         return false;
-    const std::uint32_t start = platform::Clock().TickCount();
     // The listener's event ends the wait early: 200 ms are the step of the time-out, not the price of a start.
     while (!m_evListening->WaitFor(kStartPoll)) {
         if (platform::Clock().TickCount() - start >= kStartTimeoutMs)
