@@ -145,7 +145,7 @@ install(TARGETS zel_datastore
 install(FILES "$<TARGET_FILE_DIR:zel_datastore>/zel_datastore.component"
     DESTINATION "${zel_plugin_folder}" COMPONENT plugin-datastore)
 
-install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/SECURITY.md" "${PROJECT_SOURCE_DIR}/LICENSE"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor" COMPONENT development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/docs"
     COMPONENT development FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
