@@ -15,7 +15,7 @@ anchors() { # page
 
 check_links() {
     local page target file anchor count=0
-    for page in README.md docs/*.md docs/decisions/*.md; do
+    for page in README.md SECURITY.md docs/*.md docs/decisions/*.md; do
         while IFS= read -r target; do
             count=$((count + 1))
             file=${target%%#*}
@@ -39,6 +39,23 @@ check_decisions() {
         [[ $page != */README.md ]] || continue
         grep -qF -- "](${page##*/})" docs/decisions/README.md || complain "docs/decisions/README.md does not list $page"
     done
+}
+
+# The tests that stand in the tables of cases, "file: name, name" in code spans; of a script it is the function.
+check_cases() {
+    local file names name count=0
+    while IFS=: read -r file names; do
+        if [[ ! -e tests/$file ]]; then
+            complain "docs/security.md: there is no tests/$file"
+            continue
+        fi
+        for name in ${names//,/ }; do
+            count=$((count + 1))
+            tr '\n' ' ' <"tests/$file" | grep -qE "TEST(_F|_P)?\([A-Za-z0-9_]+, *$name\)|(^| )$name\(\) \{" ||
+                complain "docs/security.md: tests/$file has no $name"
+        done
+    done < <(grep -oP '`\K[A-Za-z0-9_/]+\.(cpp|sh): [^`]+' docs/security.md)
+    ((count > 150)) || complain "only $count tests found in docs/security.md: the search for them is broken"
 }
 
 # Every folder at the top that is under version control is in the map, and every folder of the map is there (a link).
@@ -205,6 +222,7 @@ check_dump() {
 [[ -x $bin/zel-server ]] || stop "$bin/zel-server is missing: build first, or name the build folder in ZEL_BUILD_DIR"
 check_links
 check_decisions
+check_cases
 check_map
 check_messages
 check_dump
