@@ -31,7 +31,7 @@ public:
         : m_strKind(arguments.at(0)),
           m_strRequests(arguments.at(1)),
           m_strOutput(arguments.at(2)),
-          m_strHome(arguments.at(3)),
+          m_strVictim(arguments.at(3)),
           m_hasAccounts(arguments.at(4) == L"accounts")
     {}
 
@@ -58,7 +58,7 @@ public:
             "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT count(*) FROM c",
             "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT zeroblob(1000) FROM c",
         };
-        const bool isEndless = platform::Environment(L"ZEL_HOSTILE_ENDLESS_SQL") == L"1" && m_nMade % 8 == 0;
+        const bool isEndless = m_nMade % 8 == 0;
         const std::string sql =
             isEndless ? kEndless[m_nMade / 8 % std::size(kEndless)] : kStatements[m_nMade % std::size(kStatements)];
         Put(Name(L".drq"),
@@ -84,14 +84,12 @@ public:
     void Links()
     {
         const std::wstring name = Name(L".drq");
-        const std::wstring victim = platform::JoinPath(m_strHome, L"victim");
-        static_cast<void>(platform::WriteWholeFile(victim, "kept"));
-        static_cast<void>(testsupport::MakeLink(victim, InRequests(name)));
+        static_cast<void>(testsupport::MakeLink(m_strVictim, InRequests(name)));
         const std::wstring answered = Name(L".drq");
-        static_cast<void>(testsupport::MakeLink(victim, InOutput(answered) + L".status"));
+        static_cast<void>(testsupport::MakeLink(m_strVictim, InOutput(answered) + L".status"));
         Put(answered, kEcho);
         std::error_code error;
-        std::filesystem::create_hard_link(platform::StandardPath(victim),
+        std::filesystem::create_hard_link(platform::StandardPath(m_strVictim),
                                           platform::StandardPath(InRequests(Name(L".drq"))), error);
     }
     void OddFiles()
@@ -108,6 +106,9 @@ public:
             static_cast<void>(testsupport::Succeeds({L"/usr/bin/truncate", {L"-s", L"1T", InRequests(Name(L".drq"))}}));
         platform::Clock().SleepFor(20ms);
     }
+
+    /// How many files it got into the request directory: one that gets none there does no harm.
+    [[nodiscard]] std::uint64_t PutFiles() const { return m_nPut; }
 
 private:
     static constexpr const char* kEcho = "<Request><Task Type=\"Echo\" Text=\"x\"/></Request>";
@@ -151,7 +152,7 @@ private:
     }
     void Put(const std::wstring& name, const std::string& bytes)
     {
-        static_cast<void>(platform::WriteWholeFile(InRequests(name), bytes));
+        m_nPut += platform::Succeeded(platform::WriteWholeFile(InRequests(name), bytes)) ? 1U : 0U;
     }
     void PutCommand(const std::string& type, const std::string& name)
     {
@@ -173,9 +174,10 @@ private:
     const std::wstring m_strKind;
     const std::wstring m_strRequests;
     const std::wstring m_strOutput;
-    const std::wstring m_strHome;
+    const std::wstring m_strVictim; ///< a file of the server's account
     const bool m_hasAccounts;
     std::uint64_t m_nMade = 0;
+    std::uint64_t m_nPut = 0;
     mutable std::deque<std::wstring> m_lying;
 };
 
@@ -201,6 +203,7 @@ int DoHarm(const std::vector<std::wstring>& arguments)
         platform::Clock().SleepFor(kBetweenSteps);
     }
     parent.join();
+    testsupport::TellParent(std::to_wstring(hostile.PutFiles()));
     return 0;
 }
 
