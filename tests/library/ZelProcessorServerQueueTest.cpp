@@ -261,6 +261,35 @@ TEST_F(QueueLimit, WithoutOneEveryRequestIsQueued)
         SendAndWaitUntilQueued(name);
 }
 
+TEST_F(QueueLimit, TheStatusOfARequestOfTheSameNameIsLeftAlone)
+{
+    Make({.syncing = false, .cancelByName = true, .pausedStatus = true, .maxQueued = 2});
+    CGate gate;
+    m_script.obtainData = [&, first = true](auto*, auto*) mutable {
+        return !std::exchange(first, false) || gate.Pass();
+    };
+    Run();
+    Send(L"runs.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    SendAndWaitUntilQueued(L"waits.drq");
+    SendAndWaitUntilQueued(L"paused.drq");
+    ASSERT_EQ(m_client.PauseRequest(L"paused.drq"), eRequestStatus_Done);
+    const eZelProcRequestStatus running = m_client.GetStatus(L"runs.drq", nullptr);
+    for (const wchar_t* name : {L"runs.drq", L"waits.drq", L"paused.drq"}) {
+        Write(In(m_requestDir, name)); // by hand: who asks for the status first sends nothing
+        EXPECT_TRUE(WaitUntil([&] { return !platform::PathExists(In(m_requestDir, name)); }));
+    }
+    ExpectRefused(L"other.drq"); // after all of them
+    EXPECT_EQ(m_client.GetStatus(L"runs.drq", nullptr), running);
+    EXPECT_EQ(m_client.GetStatus(L"waits.drq", nullptr), eRequestStatus_Waiting);
+    EXPECT_EQ(m_client.GetStatus(L"paused.drq", nullptr), eRequestStatus_Paused);
+    m_host.ExpectLogLine(L"Refused (1 since the last such line): " + In(m_requestDir, L"runs.drq"));
+    gate.Open();
+    EXPECT_EQ(WaitForEnd(L"runs.drq"), eRequestStatus_Done);
+    EXPECT_EQ(WaitForEnd(L"waits.drq"), eRequestStatus_Done);
+    m_pServer.reset();
+}
+
 TEST_F(QueueLimit, ARefusedFileThatSomebodyHoldsIsMetAgain)
 {
     m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_SharingViolation, 1,

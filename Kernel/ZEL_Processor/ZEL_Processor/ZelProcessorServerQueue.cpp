@@ -76,15 +76,19 @@ bool CZelProcessorServer::IsFull(const std::string& owner) const
 void CZelProcessorServer::RefuseRequest(const CString& path, const std::string& owner)
 {
     // A status in any case, for without status and file the name would look unknown. Then the file goes, so that who
-    // reads of the refusal can use the name again. One that somebody has open stays, and is met again.
-    SetRequestStatus(path, owner, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
+    // reads of the refusal can use the name again. One that somebody has open stays, and is met again. The status of a
+    // request of the same name that waits, is paused or runs is that one's.
+    const bool hasStatus = !IsKnown(path);
+    if (hasStatus)
+        SetRequestStatus(path, owner, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
     const platform::eOsError error = platform::Files().Remove(path);
     if (error == platform::eOsError_SharingViolation)
         m_bHeld = true;
     if (!platform::Succeeded(error))
         return;
     const CString text = FormatText(TextOf(StringCodes::kTooManyWaiting), {std::to_wstring(m_options.maxQueued)});
-    SetRequestStatus(path, owner, eRequestStatus_ServerError, text);
+    if (hasStatus)
+        SetRequestStatus(path, owner, eRequestStatus_ServerError, text);
     TellRefusal(path + L": " + text);
 }
 
