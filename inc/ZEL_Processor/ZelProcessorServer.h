@@ -172,7 +172,7 @@ private:
     void RefuseRequest(const CString& path, const std::string& owner);
     void TellRefusal(const CString& text);
 
-    bool ProcessCommand(const CString& path, CZelProcessorProgress* progress);
+    bool ProcessCommand(const CString& path, eTaken taken, CZelProcessorProgress* progress);
     bool WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress);
     bool ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CommandFile::SContent& command);
     bool CarryOutCommand(const CommandFile::SContent& command, const std::string& owner,

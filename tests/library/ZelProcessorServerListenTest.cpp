@@ -258,6 +258,51 @@ TEST_F(Listener, WithPatienceAHeldFileHoldsUpNobodyButItself)
     m_pServer.reset();
 }
 
+TEST_F(Listener, ACommandThatIsHeldIsToldOfWhenItIsTaken)
+{
+    Make({.syncing = false, .patienceMs = 50});
+    const std::wstring command = In(m_requestDir, L"x.command");
+    m_files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation, command);
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, L"x.command.status");
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Write(command, "<Command Type='CancelRequest'><RequestName>none</RequestName></Command>");
+    const unsigned looks = m_files.Count(testsupport::eFileCall_List);
+    EXPECT_TRUE(WaitUntil([&] { return m_files.Count(testsupport::eFileCall_List) > looks + 3; }));
+    for (const auto& line : m_host.TakeLogLines())
+        EXPECT_EQ(line.text.find(L"x.command.status"), std::wstring::npos) << "its status is nobody's business yet";
+    m_files.StopFailing();
+    EXPECT_TRUE(WaitUntil([&] { return m_client.GetStatus(L"x.command", nullptr) == eRequestStatus_Done; }));
+    m_pServer.reset();
+}
+
+TEST_F(Listener, AStatusThatWasLeftIsNotWrittenOverThatOfALaterCommand)
+{
+    Make({.syncing = false, .patienceMs = 50});
+    // The executive, which writes what was left, is kept busy meanwhile.
+    CGate gate;
+    m_script.obtainData = [&, first = true](auto*, auto*) mutable {
+        return !std::exchange(first, false) || gate.Pass();
+    };
+    const platform::CScopedOs os(&m_files, nullptr);
+    Run();
+    Send(L"running.drq");
+    ASSERT_TRUE(gate.WaitUntilEntered());
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, L"x.command.status");
+    const std::wstring command = In(m_requestDir, L"x.command");
+    Write(command, "<Command Type='CancelRequest'><RequestName>none</RequestName></Command>");
+    m_host.ExpectLogLine(L"x.command.status' is kept open by ");
+    ASSERT_TRUE(
+        WaitUntil([&] { return !platform::PathExists(command) && !platform::PathExists(Queued(L"x.command")); }));
+    m_files.StopFailing();
+    Write(command, "no command");
+    m_host.ExpectBox(L"Processing of command " + command + L" failed");
+    gate.Open();
+    WaitForAScan(); // and for the executive's
+    EXPECT_EQ(m_client.GetStatus(L"x.command", nullptr), eRequestStatus_ServerError);
+    m_pServer.reset();
+}
+
 TEST_F(Listener, RequestsRunWhileTheRestIsLookedAt)
 {
     std::atomic<bool> isDone = false;

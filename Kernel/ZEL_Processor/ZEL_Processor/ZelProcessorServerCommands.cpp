@@ -29,18 +29,15 @@ constexpr auto kHolderPatience = 1s;
 
 } // namespace
 
-bool CZelProcessorServer::ProcessCommand(const CString& path, CZelProcessorProgress* progress)
+bool CZelProcessorServer::ProcessCommand(const CString& path, eTaken taken, CZelProcessorProgress* progress)
 {
     const CWQ_SetResource resource(kResourceModule);
     const CString queuePath = GetFileInQueueFullPath(path);
-    if (const eTaken taken = TakeIntoQueue(path, queuePath, [this] { return MayWaitForHolder(); });
-        taken != eTaken_Yes) {
-        if (!m_bRunning || taken != eTaken_No)
-            return false;
+    if (taken == eTaken_No)
         m_pProcessor->SetStatus(progress, eRequestStatus_ServerError,
                                 FormatText(TextOf(StringCodes::kUnableMoveIntoQueue), {path, queuePath}));
+    if (taken != eTaken_Yes)
         return false;
-    }
     CommandFile::SContent command;
     bool isRefused = false;
     if (!WaitUntilReadable(queuePath, progress) || !ReadCommand(queuePath, progress, command) ||

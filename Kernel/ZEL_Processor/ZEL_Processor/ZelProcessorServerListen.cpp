@@ -203,16 +203,28 @@ void CZelProcessorServer::HandleCommandFile(const CString& path)
 {
     const MOXCrashRpt::CScopedSubject subject(path);
     const platform::CPrivateFiles files(PrivateFor(OwnerOf(path)));
-    const bool wasHeld = std::exchange(m_bHeld, false);
     const CString statusPath = m_pProcessor->GetOutputStatusFilePath(path);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), statusPath, &m_bRunning);
     statusFile.SetPatience(std::chrono::milliseconds(m_options.patienceMs));
-    m_pProcessor->SetStatus(&statusFile, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
+    const auto tellStart = [&] {
+        m_pLeftStatuses->Forget(statusPath); // that of an earlier command of this name
+        m_pProcessor->SetStatus(&statusFile, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));
+    };
+    // With patience a command that somebody has open is met at one look after the other. That is no start, and who has
+    // its status open as well would be waited for, and told of, at each of them.
+    const bool isStartToldFirst = m_options.patienceMs == 0;
+    if (isStartToldFirst)
+        tellStart();
+    const eTaken taken = TakeIntoQueue(path, GetFileInQueueFullPath(path), [this] { return MayWaitForHolder(); });
     // A server that stops leaves what it could not take for the next one, which is no failure; nor is what somebody
     // still has open.
-    const bool isDone = ProcessCommand(path, &statusFile);
-    KeepUnwritten(statusFile, statusPath);
-    if (!isDone && m_bRunning && !m_bHeld)
+    if (taken == eTaken_Held || (taken == eTaken_No && !m_bRunning))
+        return;
+    if (!isStartToldFirst && taken != eTaken_Refused)
+        tellStart();
+    const bool isDone = ProcessCommand(path, taken, &statusFile);
+    if (taken != eTaken_Refused) // told by a status of its own
+        KeepUnwritten(statusFile, statusPath);
+    if (!isDone && m_bRunning)
         WQ_MessageBox(FormatText(L"Processing of command %s failed", {path}), eMessageStyle_Error);
-    m_bHeld = m_bHeld || wasHeld;
 }
