@@ -422,6 +422,22 @@ TEST_F(Commands, AFileThatStaysOpenForMoreThanFiveSecondsIsGivenUp)
     EXPECT_GE(clock.Sleeps() - before, 50U) << "a look every 100 ms";
 }
 
+TEST_F(Commands, AFileThatStaysOpenCostsNoMoreThanTheHostsPatience)
+{
+    Make({.syncing = false, .patienceMs = 50});
+    const platform::CScopedOs os(&m_files, &m_clock);
+    Run();
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, Queued(L"x.command"));
+    const std::chrono::nanoseconds before = m_clock.Steady();
+    const unsigned sleeps = m_clock.Sleeps();
+    ExpectFailure(
+        Xml("CancelRequest", "a.drq"), eRequestStatus_ServerError,
+        FormatText(RootApp_RSC_CStr(133, "IDS_UNABLE_OPEN_FILE_IN_QUEUE_FORREADING"), {Queued(L"x.command")}) +
+            L"\nCause 1:\n" + platform::OsErrorText(platform::eOsError_SharingViolation));
+    EXPECT_LT(m_clock.Steady() - before, std::chrono::milliseconds(500));
+    EXPECT_GE(m_clock.Sleeps() - sleeps, 10U) << "it is tried more than once";
+}
+
 TEST_F(Commands, AStopWhileACommandIsHeldIsNoFailure)
 {
     const platform::CScopedOs os(&m_files, nullptr);

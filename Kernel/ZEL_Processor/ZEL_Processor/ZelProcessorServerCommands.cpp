@@ -14,6 +14,7 @@
 #include "platform/Text.h"
 #include "platform/Thread.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 
@@ -23,6 +24,7 @@ namespace {
 
 constexpr std::uint32_t kOpenTimeoutMs = 5000;
 constexpr auto kOpenRetry = 100ms;
+constexpr auto kImpatientOpenRetry = 5ms;
 constexpr std::size_t kMaxReason = 520;
 /// For who holds the file of a request that is to be paused: the others wait meanwhile.
 constexpr auto kHolderPatience = 1s;
@@ -58,7 +60,8 @@ bool CZelProcessorServer::Refuse(CZelProcessorProgress* progress, const CString&
     return false;
 }
 
-/// Proves that the writer has let go of the file.
+/// Proves that the writer has let go of the file. The host's patience is this command's own here, not that of the look:
+/// it was taken, so that it would not be met again.
 bool CZelProcessorServer::WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress)
 {
     const auto fail = [&](const CString& cause) {
@@ -67,6 +70,8 @@ bool CZelProcessorServer::WaitUntilReadable(const CString& queuePath, CZelProces
         return false;
     };
     try {
+        const bool isPatient = m_options.patienceMs == 0;
+        const std::uint32_t timeout = isPatient ? kOpenTimeoutMs : std::min(kOpenTimeoutMs, m_options.patienceMs);
         const std::uint32_t start = platform::Clock().TickCount();
         for (;;) {
             std::unique_ptr<platform::IFile> file;
@@ -75,9 +80,9 @@ bool CZelProcessorServer::WaitUntilReadable(const CString& queuePath, CZelProces
                 return true;
             if (!m_bRunning)
                 return false; // no failure: a server that stops has no answers
-            if (platform::Clock().TickCount() - start > kOpenTimeoutMs)
+            if (platform::Clock().TickCount() - start > timeout)
                 return fail(L"\nCause 1:\n" + platform::OsErrorText(error).substr(0, kMaxReason));
-            platform::Clock().SleepFor(kOpenRetry);
+            platform::Clock().SleepFor(isPatient ? kOpenRetry : kImpatientOpenRetry);
         }
     } catch (const std::exception& exception) {
         return fail(L"\nCause 2:\n" + platform::FromUtf8(exception.what()));
