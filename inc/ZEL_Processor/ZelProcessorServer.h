@@ -153,7 +153,7 @@ private:
     [[nodiscard]] bool MayWaitForHolder() const;
 
     enum eTaken { eTaken_Yes, eTaken_No, eTaken_Refused, eTaken_Held };
-    eTaken TakeIntoQueue(const CString& path, const CString& target, std::function<bool()> mayWait);
+    eTaken TakeIntoQueue(const CString& path, const CString& target);
     [[nodiscard]] CString WhyRefused(const CString& path) const;
     bool RefuseWhatCannotBeServed(const CString& path, std::set<CString>& refused);
     void TellRefused(const CString& path, const CString& reason);

@@ -341,6 +341,28 @@ TEST_F(Commands, ARequestThatCanNotBeTakenIsShownAndNotPaused)
     EXPECT_FALSE(Access().IsRequestPaused(L"early.txt"));
 }
 
+TEST_F(Commands, AHeldRequestThatIsToBePausedIsWaitedForByAllOfOneLookTogether)
+{
+    Make({.syncing = false, .patienceMs = 50});
+    m_pServer->SetNoExecutiveThread(true);
+    const platform::CScopedOs os(&m_files, &m_clock);
+    m_files.FailAlways(testsupport::eFileCall_Move, platform::eOsError_SharingViolation, In(m_requestDir, L"held.drq"));
+    Write(In(m_requestDir, L"held.drq"));
+    for (const wchar_t* name : {L"1.command", L"2.command", L"3.command"})
+        Write(In(m_requestDir, name), Xml("PauseRequest", "held.drq"));
+    Run();
+    const std::chrono::nanoseconds start = m_clock.Steady();
+    Write(In(m_requestDir, L"change.txt"));
+    for (const wchar_t* name : {L"1.command", L"2.command", L"3.command"})
+        m_host.ExpectBox(L"Processing of command " + In(m_requestDir, name) + L" failed");
+    m_pServer->Stop(true);
+    const unsigned looks = m_files.Count(testsupport::eFileCall_List);
+    EXPECT_LT(m_clock.Steady() - start, looks * std::chrono::milliseconds(60) + std::chrono::milliseconds(200));
+    EXPECT_TRUE(platform::PathExists(In(m_requestDir, L"held.drq")));
+    for (const auto& box : m_host.TakeBoxes())
+        EXPECT_NE(box.text.find(L"PauseOrUnpauseRequest : moving of the file"), std::wstring::npos);
+}
+
 TEST_F(Commands, ARunningRequestCanNotBePaused)
 {
     RunWithBusyExecutive();

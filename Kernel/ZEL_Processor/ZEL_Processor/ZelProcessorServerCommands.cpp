@@ -26,8 +26,6 @@ constexpr std::uint32_t kOpenTimeoutMs = 5000;
 constexpr auto kOpenRetry = 100ms;
 constexpr auto kImpatientOpenRetry = 5ms;
 constexpr std::size_t kMaxReason = 520;
-/// For who holds the file of a request that is to be paused: the others wait meanwhile.
-constexpr auto kHolderPatience = 1s;
 
 } // namespace
 
@@ -227,10 +225,7 @@ bool CZelProcessorServer::TakeNotQueued(const CString& name, TSRequestItem& item
         return false;
     if (!platform::PathExists(path) || (m_options.tellRefused && !WhyRefused(path).empty()))
         return false;
-    const std::chrono::nanoseconds end = platform::Clock().Steady() + kHolderPatience;
-    const eTaken taken = TakeIntoQueue(path, item.m_strFile, [&] {
-        return m_bRunning && (m_options.patienceMs == 0 || platform::Clock().Steady() < end);
-    });
+    const eTaken taken = TakeIntoQueue(path, item.m_strFile);
     if (taken == eTaken_Yes) {
         item.m_strOwner = OwnerOf(item.m_strFile);
         return true;

@@ -215,7 +215,7 @@ void CZelProcessorServer::HandleCommandFile(const CString& path)
     const bool isStartToldFirst = m_options.patienceMs == 0;
     if (isStartToldFirst)
         tellStart();
-    const eTaken taken = TakeIntoQueue(path, GetFileInQueueFullPath(path), [this] { return MayWaitForHolder(); });
+    const eTaken taken = TakeIntoQueue(path, GetFileInQueueFullPath(path));
     // A server that stops leaves what it could not take for the next one, which is no failure; nor is what somebody
     // still has open.
     if (taken == eTaken_Held || (taken == eTaken_No && !m_bRunning))

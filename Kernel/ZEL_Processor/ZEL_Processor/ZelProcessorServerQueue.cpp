@@ -30,7 +30,7 @@ bool CZelProcessorServer::AddRequestToQueue(const CString& path)
         return false;
     }
     // Not under m_cs: this waits for whoever has the file open, and only the listener may wait for him.
-    const eTaken taken = TakeIntoQueue(path, item.m_strFile, [this] { return MayWaitForHolder(); });
+    const eTaken taken = TakeIntoQueue(path, item.m_strFile);
     if (taken == eTaken_Yes) {
         item.m_strOwner = OwnerOf(item.m_strFile); // of the file that was moved, whatever was there before
         {

@@ -91,11 +91,10 @@ bool CZelProcessorServer::IsKnown(const CString& name) const
 
 /// Moves a file of the request directory into the queue as soon as nobody has it open. Looked at only there, where
 /// nobody else can put another in its place: a link that is not to be followed is deleted, as any failed request is.
-CZelProcessorServer::eTaken CZelProcessorServer::TakeIntoQueue(const CString& path, const CString& target,
-                                                               std::function<bool()> mayWait)
+CZelProcessorServer::eTaken CZelProcessorServer::TakeIntoQueue(const CString& path, const CString& target)
 {
-    const platform::eOsError error =
-        Protocol::MoveWhenFree(path, target, MoveFlags(), HeldFile::WithWarning(path, std::move(mayWait)));
+    const platform::eOsError error = Protocol::MoveWhenFree(
+        path, target, MoveFlags(), HeldFile::WithWarning(path, [this] { return MayWaitForHolder(); }));
     if (error == platform::eOsError_SharingViolation) {
         m_bHeld = true;
         m_pPassedOver->Meet(path);
