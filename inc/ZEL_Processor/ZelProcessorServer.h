@@ -94,8 +94,9 @@ public:
 
     /// True when the server's threads have gone on since the call before, or do not run: the listener takes a turn
     /// every second, also while it waits, and with every file it looks at. The executive may wait for a request or run
-    /// a task, for as long as that takes; what it does besides must go on. For a watchdog: one thread, some seconds
-    /// between two calls.
+    /// a task, for as long as that takes; what it does besides must go on. To wait for somebody who keeps a file open,
+    /// which takes as long as he wants where there is no patience, is to go on. For a watchdog: one thread, some
+    /// seconds between two calls.
     [[nodiscard]] bool MakesProgress();
 
     /// Manual stepping. Before Run there is no processor: the first two do nothing and the third is false. Safe from
@@ -150,7 +151,7 @@ private:
     void TakeInTurns(CRequestIntake& putOff, std::chrono::nanoseconds start);
     void TakeFile(const CString& name);
     void HandleCommandFile(const CString& path);
-    [[nodiscard]] bool MayWaitForHolder() const;
+    [[nodiscard]] bool MayWaitForHolder();
 
     enum eTaken { eTaken_Yes, eTaken_No, eTaken_Refused, eTaken_Held };
     eTaken TakeIntoQueue(const CString& path, const CString& target);
@@ -184,7 +185,7 @@ private:
     void SetRequestStatus(const CString& name, const std::string& owner, eZelProcRequestStatus status,
                           const CString& text);
     void KeepUnwritten(const CZelProcessorProgressStatusFile& statusFile, const CString& statusPath);
-    [[nodiscard]] std::function<bool()> Patience() const;
+    [[nodiscard]] std::function<bool()> Patience();
     [[nodiscard]] std::function<bool()> BriefPatience() const;
     void RemoveStatus(const CString& name);
     bool TakeNotQueued(const CString& name, TSRequestItem& item);

@@ -463,6 +463,49 @@ TEST_F(Server, AnExecutiveThatStandsStillOutsideOfATaskIsNoProgress)
     m_pServer->Stop(true);
 }
 
+TEST_F(Server, WaitingForWhoHoldsAFileIsProgress)
+{
+    const auto command = [](const std::string& type) {
+        return "<Command Type='" + type + "'><RequestName>name</RequestName></Command>";
+    };
+    const struct {
+        testsupport::eFileCall call;
+        std::wstring held;
+        std::wstring sent;
+        std::string content;
+    } cases[] = {
+        {testsupport::eFileCall_Move, In(m_requestDir, L"x.drq"), L"x.drq", "<Request/>"},
+        {testsupport::eFileCall_Open, In(m_outputDir, L"x.drq.status"), L"x.drq", "<Request/>"},
+        {testsupport::eFileCall_Move, In(m_requestDir, L"x.command"), L"x.command", command("CancelRequest")},
+        {testsupport::eFileCall_Open, In(m_outputDir, L"x.command.status"), L"x.command", command("CancelRequest")},
+        {testsupport::eFileCall_Open, Queued(L"x.command"), L"x.command", command("CancelRequest")},
+        {testsupport::eFileCall_Open, In(m_outputDir, L"name"), L"x.command", command("RegisterClient")},
+    };
+    for (const auto& test : cases) {
+        platform::CManualResetEvent tried;
+        m_files.OnCall([&](const testsupport::SFileCall& call) {
+            if (call.call == test.call && call.path == test.held)
+                tried.Set();
+        });
+        m_files.FailAlways(test.call, platform::eOsError_SharingViolation, test.held);
+        {
+            const platform::CScopedOs os(&m_files, nullptr);
+            Make();
+            Run();
+            Write(In(m_requestDir, test.sent), test.content);
+            EXPECT_TRUE(tried.WaitFor(kPatience));
+            static_cast<void>(m_pServer->MakesProgress());
+            for (int turn = 0; turn < 2; ++turn)
+                EXPECT_TRUE(WaitUntil([&] { return m_pServer->MakesProgress(); })) << platform::ToUtf8(test.held);
+            m_files.StopFailing();
+            EXPECT_TRUE(WaitUntil([&] {
+                return !platform::PathExists(In(m_requestDir, test.sent)) && !platform::PathExists(Queued(test.sent));
+            }));
+            m_pServer.reset();
+        }
+    }
+}
+
 TEST_F(Server, ManualSteppingNeedsAProcessor)
 {
     m_pServer->SetManualProceedQueue(true);

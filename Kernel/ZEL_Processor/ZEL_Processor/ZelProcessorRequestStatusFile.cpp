@@ -68,6 +68,8 @@ bool CZelProcessorRequestStatusFile::WriteStatusAndPercent(eZelProcRequestStatus
 
 bool CZelProcessorRequestStatusFile::HasPatience()
 {
+    if (m_pTurns)
+        ++*m_pTurns;
     const std::chrono::nanoseconds now = platform::Clock().Steady();
     if (m_waitStart == std::chrono::nanoseconds::zero())
         m_waitStart = now;

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -23,6 +24,8 @@ public:
 
     /// How long all writes together wait for somebody who keeps the file open; then each tries once. 0: no limit.
     void SetPatience(std::chrono::milliseconds patience) { m_patience = patience; }
+    /// Counts each further try of a wait, for whoever looks whether the writer gets on. The number outlives the object.
+    void SetTurns(std::atomic<std::uint32_t>* pTurns) { m_pTurns = pTurns; }
     /// What the last write could not put into the file because it was kept open or a link was in the way. Empty else.
     [[nodiscard]] const std::string& Unwritten() const { return m_unwritten; }
 
@@ -72,6 +75,7 @@ private:
     CString m_strLoggerName;
     CString m_strStatusFilePath;
     const std::atomic<bool>* m_pGoOn;
+    std::atomic<std::uint32_t>* m_pTurns = nullptr;
     std::chrono::nanoseconds m_patienceEnd{0};  ///< 0 until the first wait after the end of going on
     std::unique_ptr<platform::IFile> m_pOpened; ///< open only during a call, and after one that a fault ended
     platform::eOsError m_writeError = platform::eOsError_None;

@@ -80,6 +80,7 @@ bool CZelProcessorServer::WaitUntilReadable(const CString& queuePath, CZelProces
                 return false; // no failure: a server that stops has no answers
             if (platform::Clock().TickCount() - start > timeout)
                 return fail(L"\nCause 1:\n" + platform::OsErrorText(error).substr(0, kMaxReason));
+            ++m_nListenerTurns;
             platform::Clock().SleepFor(isPatient ? kOpenRetry : kImpatientOpenRetry);
         }
     } catch (const std::exception& exception) {

@@ -147,6 +147,7 @@ bool CZelProcessorServer::ExecuteRequest()
     m_pLeftStatuses->Forget(statusPath);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), statusPath, &m_bRunning);
     statusFile.SetPatience(std::chrono::milliseconds(m_options.patienceMs));
+    statusFile.SetTurns(&m_nExecutiveTurns);
     statusFile.SetStatusAndComment(eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted).c_str());
     if (statusFile.LastWriteError() == platform::eOsError_LinkInTheWay) {
         // Somebody wants this server to write elsewhere. The request has no place for an answer, so it is not run.

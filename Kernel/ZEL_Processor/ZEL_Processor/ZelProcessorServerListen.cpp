@@ -193,9 +193,10 @@ void CZelProcessorServer::TakeFile(const CString& name)
 }
 
 /// For the next try with a file that somebody holds; his costs the others this time, all of his together. A file that
-/// is held on is met again by the next scan.
-bool CZelProcessorServer::MayWaitForHolder() const
+/// is held on is met again by the next scan. Whoever waits gets on: what ends the wait is not the server's.
+bool CZelProcessorServer::MayWaitForHolder()
 {
+    ++m_nListenerTurns;
     return m_bRunning && (m_options.patienceMs == 0 || platform::Clock().Steady() < m_holdersEnd);
 }
 
@@ -206,6 +207,7 @@ void CZelProcessorServer::HandleCommandFile(const CString& path)
     const CString statusPath = m_pProcessor->GetOutputStatusFilePath(path);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), statusPath, &m_bRunning);
     statusFile.SetPatience(std::chrono::milliseconds(m_options.patienceMs));
+    statusFile.SetTurns(&m_nListenerTurns);
     const auto tellStart = [&] {
         m_pLeftStatuses->Forget(statusPath); // that of an earlier command of this name
         m_pProcessor->SetStatus(&statusFile, eRequestStatus_ProcessingStarted, TextOf(StringCodes::kProcessingStarted));

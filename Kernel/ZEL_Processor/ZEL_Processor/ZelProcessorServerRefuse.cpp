@@ -109,13 +109,15 @@ CZelProcessorServer::eTaken CZelProcessorServer::TakeIntoQueue(const CString& pa
     return eTaken_Refused;
 }
 
-/// For whoever waits for a file of the output directory: until the server stops, or the host's patience ends.
-std::function<bool()> CZelProcessorServer::Patience() const
+/// For the listener when it waits for a file of the output directory: until the server stops, or the host's patience
+/// ends.
+std::function<bool()> CZelProcessorServer::Patience()
 {
-    if (m_options.patienceMs == 0)
-        return [this] { return m_bRunning.load(); };
     const std::chrono::nanoseconds end = platform::Clock().Steady() + std::chrono::milliseconds(m_options.patienceMs);
-    return [this, end] { return m_bRunning && platform::Clock().Steady() < end; };
+    return [this, end] {
+        ++m_nListenerTurns;
+        return m_bRunning && (m_options.patienceMs == 0 || platform::Clock().Steady() < end);
+    };
 }
 
 /// The same for what only tidies up, and has an end in any case.

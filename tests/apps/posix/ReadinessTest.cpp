@@ -74,6 +74,25 @@ TEST_F(ReadinessTest, TheWatchdogIsFedWhileATaskRunsAndWhileNothingDoes)
     StopServer(server);
 }
 
+TEST_F(ReadinessTest, TheWatchdogIsFedWhileSomebodyHoldsAFileWithoutEnd)
+{
+    const CNotifySocket manager(m_root / L"notify");
+    platform::SProcessOptions options;
+    options.environment = {{L"NOTIFY_SOCKET", m_root / L"notify"}, {L"WATCHDOG_USEC", L"4000000"}};
+    CRunningProgram server = StartServer({L"--strict"}, options);
+    EXPECT_EQ(manager.Receive(), "READY=1");
+    std::ofstream stranger(testsupport::StandardPath(InRequests(L"held.drq")));
+    stranger << Read(MakeEcho(L"held.drq", L"x")) << std::flush;
+    ASSERT_EQ(platform::Files().Move(MakeEcho(L"next.drq", L"x"), InRequests(L"next.drq"), 0), platform::eOsError_None);
+    for (int step = 0; step < 3; ++step)
+        EXPECT_EQ(manager.Receive(), "WATCHDOG=1") << server.Errors();
+    EXPECT_TRUE(platform::PathExists(InRequests(L"held.drq"))) << "it was not waited for";
+    stranger.close();
+    EXPECT_EQ(Zel({L"wait", L"held.drq", L"next.drq"}).code, 0);
+    EXPECT_EQ(server.Errors().find("no progress"), std::string::npos) << server.Errors();
+    StopServer(server);
+}
+
 TEST_F(ReadinessTest, TheWatchdogOfAnotherProcessIsNotFed)
 {
     const CNotifySocket manager(m_root / L"notify");
