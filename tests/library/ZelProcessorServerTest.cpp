@@ -506,6 +506,34 @@ TEST_F(Server, WaitingForWhoHoldsAFileIsProgress)
     }
 }
 
+TEST_F(Server, ALookThatPutsFilesOffIsProgress)
+{
+    Make({.syncing = false, .takeTurns = true});
+    m_pServer->SetNoExecutiveThread(true);
+    CGate first;
+    CGate second;
+    int files = 0; // listener's thread only
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_List && call.path == m_requestDir)
+            m_clock.Advance(std::chrono::seconds(1)); // more than files are taken for as they are found
+        if (call.call == testsupport::eFileCall_GetOwner && files < 2)
+            static_cast<void>((files++ == 0 ? first : second).Pass());
+    });
+    for (const wchar_t* name : {L"a.drq", L"b.drq"})
+        Write(In(m_requestDir, name));
+    const platform::CScopedOs os(&m_files, &m_clock);
+    Run();
+    Write(In(m_requestDir, L"change.txt"));
+    ASSERT_TRUE(first.WaitUntilEntered());
+    static_cast<void>(m_pServer->MakesProgress());
+    first.Open();
+    ASSERT_TRUE(second.WaitUntilEntered());
+    EXPECT_TRUE(m_pServer->MakesProgress());
+    second.Open();
+    EXPECT_TRUE(WaitUntil([&] { return Access().QueuedNames().size() == 2; }));
+    m_pServer.reset();
+}
+
 TEST_F(Server, ManualSteppingNeedsAProcessor)
 {
     m_pServer->SetManualProceedQueue(true);

@@ -139,6 +139,7 @@ bool CZelProcessorServer::ScanRequestDir()
     // One entry at a time: others decide how many there are. What is queued runs while the rest is looked at.
     const platform::eOsError error =
         platform::Files().Visit(m_strRequestDir, [&](const platform::SDirectoryEntry& entry) {
+            ++m_nListenerTurns;
             if (Protocol::GetFileKind(entry.name) == Protocol::eFileKind_Other)
                 return m_bRunning.load();
             const CString path = platform::JoinPath(m_strRequestDir, entry.name);
