@@ -2,6 +2,7 @@
 
 #include "Kernel/ZEL_Processor/ZEL_Processor/LeftStatuses.h"
 #include "platform/Os.h"
+#include "tests/support/FaultyFiles.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/RecordingHost.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -94,6 +95,30 @@ TEST_F(HeldFileTest, AStatusThatWasLeftIsWrittenWhenItsFileIsFree)
     left.TryAgain();
     EXPECT_EQ(Read(m_path), "last");
     EXPECT_TRUE(left.IsEmpty());
+}
+
+TEST_F(HeldFileTest, AStatusThatWasLeftIsForWhomItWouldHaveBeen)
+{
+    std::vector<std::pair<std::wstring, platform::FileOwner>> opened;
+    testsupport::CFaultyFiles files;
+    files.OnCall([&](const testsupport::SFileCall& call) {
+        const platform::FileOwner* const owner = platform::CPrivateFiles::Current();
+        if (call.call == testsupport::eFileCall_Open)
+            opened.emplace_back(call.path, owner ? *owner : platform::FileOwner());
+    });
+    // It would ask the system to give the files to somebody who does not exist.
+    files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation);
+    const platform::CScopedOs os(&files, &m_clock);
+    CLeftStatuses left;
+    {
+        const platform::CPrivateFiles his("his");
+        left.Leave(m_path, "his");
+    }
+    left.Leave(m_dir / L"any", "anybody's");
+    left.TryAgain();
+    EXPECT_EQ(opened,
+              (std::vector<std::pair<std::wstring, platform::FileOwner>>{{m_path, "his"}, {m_dir / L"any", ""}}));
+    EXPECT_EQ(platform::CPrivateFiles::Current(), nullptr);
 }
 
 TEST_F(HeldFileTest, AStatusThatIsForgottenIsNotWritten)

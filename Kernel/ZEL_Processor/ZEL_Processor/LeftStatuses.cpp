@@ -37,12 +37,13 @@ void CLeftStatuses::Leave(const CString& path, const std::string& bytes)
 {
     if (bytes.size() > kMaxBytes)
         return Warn(L"A status is too long to wait for its file and is lost: " + path);
+    const platform::FileOwner* const owner = platform::CPrivateFiles::Current();
     CString lost;
     {
         const std::lock_guard lock(m_cs);
         if (const auto found = Find(m_statuses, path); found != m_statuses.end())
             m_statuses.erase(found);
-        m_statuses.push_back({path, bytes, ++m_nNumber});
+        m_statuses.push_back({path, bytes, owner ? *owner : platform::FileOwner(), ++m_nNumber});
         if (m_statuses.size() > kMost) {
             lost = m_statuses.front().path;
             m_statuses.pop_front();
@@ -97,6 +98,7 @@ void CLeftStatuses::TryAgain()
         return;
     SStatus status;
     for (std::uint64_t last = 0; NextAfter(last, status); last = status.number) {
+        const platform::CPrivateFiles files(status.owner);
         const platform::eOsError error = platform::WriteWholeFile(status.path, status.bytes);
         if (MayPass(error))
             continue;

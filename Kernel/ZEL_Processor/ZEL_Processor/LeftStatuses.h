@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZEL_Processor/ZelTypes.h"
+#include "platform/FileSystem.h"
 
 #include <chrono>
 #include <cstdint>
@@ -9,7 +10,8 @@
 #include <string>
 
 /// Last statuses that could not be written, because somebody kept the file open or a link was in the way. They are
-/// tried again until he lets go: who waits for the end of a request is told of it, and nobody else waits.
+/// tried again until he lets go: who waits for the end of a request is told of it, and nobody else waits. Each is
+/// written as it would have been by who left it: for whom the files of his thread were private then.
 /// Safe from any thread; TryAgain is one thread's, the one that runs requests.
 class CLeftStatuses {
 public:
@@ -32,7 +34,8 @@ private:
     struct SStatus {
         CString path;
         std::string bytes;
-        std::uint64_t number = 0; ///< the higher, the newer
+        platform::FileOwner owner; ///< empty: for everybody
+        std::uint64_t number = 0;  ///< the higher, the newer
     };
 
     [[nodiscard]] bool NextAfter(std::uint64_t number, SStatus& status) const;
