@@ -86,7 +86,7 @@ eOsError SyncDirectory(const std::wstring& directory)
 eOsError ReadWholeFile(const std::wstring& path, eOpenMode mode, std::string& bytes, std::size_t maxBytes)
 {
     bytes.clear();
-    if (mode == eOpenMode_WriteExclusive) {
+    if (mode != eOpenMode_ReadExclusive && mode != eOpenMode_ReadShared) {
         return eOsError_InvalidParameter;
     }
     std::unique_ptr<IFile> file;

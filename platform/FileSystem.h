@@ -41,12 +41,13 @@ struct SDirectoryEntry {
 using FileOwner = std::string;
 
 enum eOpenMode {
-    eOpenMode_ReadExclusive,  ///< read; fails with SharingViolation while anybody has it open exclusively, and keeps
-                              ///< others out
-    eOpenMode_ReadShared,     ///< read, and let others read and write; fails with SharingViolation only against an
-                              ///< exclusive opener
-    eOpenMode_WriteExclusive, ///< create or replace the content; SharingViolation while another user of this layer has
-                              ///< it open
+    eOpenMode_ReadExclusive,   ///< read; fails with SharingViolation while anybody has it open exclusively, and keeps
+                               ///< others out
+    eOpenMode_ReadShared,      ///< read, and let others read and write; fails with SharingViolation only against an
+                               ///< exclusive opener
+    eOpenMode_WriteExclusive,  ///< create or replace the content; SharingViolation while another user of this layer has
+                               ///< it open
+    eOpenMode_CreateExclusive, ///< create; AlreadyExists when the path names anything, links included
 };
 
 /// An open file. Destroying it closes it and loses the result of the closing.

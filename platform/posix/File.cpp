@@ -115,7 +115,8 @@ int OpenFlags(eOpenMode mode)
     constexpr int always = O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
     switch (mode) {
     case eOpenMode_ReadShared: return always | O_RDONLY;
-    case eOpenMode_WriteExclusive: return always | O_WRONLY | O_NOFOLLOW;
+    case eOpenMode_WriteExclusive:
+    case eOpenMode_CreateExclusive: return always | O_WRONLY | O_NOFOLLOW;
     case eOpenMode_ReadExclusive: break;
     }
     return always | O_RDONLY | O_NOFOLLOW;
@@ -143,13 +144,10 @@ CDescriptor CreateLocked(const CNativePath& path)
 /// The way of a file system without nameless files: a reader may be faster than the lock and find the file empty.
 CDescriptor CreateNamed(const CNativePath& path)
 {
-    const int flags = OpenFlags(eOpenMode_WriteExclusive) | O_CREAT;
+    const int flags = OpenFlags(eOpenMode_CreateExclusive) | O_CREAT | O_EXCL;
     const FileOwner* const owner = CPrivateFiles::Current();
-    if (owner == nullptr) {
-        return CDescriptor(open(path.c_str(), flags, 0666));
-    }
-    CDescriptor descriptor(open(path.c_str(), flags | O_EXCL, 0600));
-    if (descriptor && SetPrivate(descriptor.Get(), *owner) != 0) {
+    CDescriptor descriptor(open(path.c_str(), flags, owner != nullptr ? 0600 : 0666));
+    if (descriptor && owner != nullptr && SetPrivate(descriptor.Get(), *owner) != 0) {
         const int error = errno;
         unlink(path.c_str());
         errno = error;
@@ -165,10 +163,30 @@ bool IsTooOpen(int descriptor, const struct stat& status)
     return owner != nullptr && !IsPrivate(descriptor, status, *owner);
 }
 
+eOsError CreateNew(const CNativePath& path, std::unique_ptr<IFile>& file)
+{
+    CDescriptor descriptor = CreateLocked(path);
+    if (!descriptor && errno != EEXIST) {
+        descriptor = CreateNamed(path);
+        if (descriptor) {
+            // A reader that was faster than the lock keeps nobody from writing.
+            static_cast<void>(flock(descriptor.Get(), LOCK_EX | LOCK_NB));
+        }
+    }
+    if (!descriptor) {
+        return PathError(errno, path.c_str());
+    }
+    file = std::make_unique<CFile>(std::move(descriptor), true, 0);
+    return eOsError_None;
+}
+
 } // namespace
 
 eOsError OpenFile(const CNativePath& path, eOpenMode mode, std::unique_ptr<IFile>& file)
 {
+    if (mode == eOpenMode_CreateExclusive) {
+        return CreateNew(path, file);
+    }
     const int lock = (mode == eOpenMode_ReadShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
     for (int tries = 0; tries < kMaxOpenTries; ++tries) {
         CDescriptor descriptor(Uninterrupted([&] { return open(path.c_str(), OpenFlags(mode)); }));

@@ -15,11 +15,14 @@ namespace {
 /// The most that one call of the system gets: its lengths have 32 bits.
 constexpr std::size_t kMaxChunk = std::size_t{1} << 30;
 
+bool IsForWriting(eOpenMode mode)
+{
+    return mode == eOpenMode_WriteExclusive || mode == eOpenMode_CreateExclusive;
+}
+
 class CWin32File final : public IFile {
 public:
-    CWin32File(CHandle handle, eOpenMode mode)
-        : m_bWrites(mode == eOpenMode_WriteExclusive), m_handle(std::move(handle))
-    {}
+    CWin32File(CHandle handle, eOpenMode mode) : m_bWrites(IsForWriting(mode)), m_handle(std::move(handle)) {}
     ~CWin32File() override { static_cast<void>(CloseFile()); }
 
     eOsError Read(std::span<std::byte> buffer, std::size_t& read) override
@@ -112,6 +115,7 @@ SOpenParameters ToParameters(eOpenMode mode)
     case eOpenMode_WriteExclusive:
         // Not CREATE_ALWAYS, which is refused for a hidden file. What is left of the old content goes at the close.
         return {GENERIC_WRITE, 0, OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT};
+    case eOpenMode_CreateExclusive: return {GENERIC_WRITE, 0, CREATE_NEW, FILE_FLAG_OPEN_REPARSE_POINT};
     case eOpenMode_ReadExclusive: break;
     }
     return {GENERIC_READ, 0, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT};
@@ -146,7 +150,7 @@ eOsError OpenFileForMode(const std::wstring& path, eOpenMode mode, std::unique_p
 {
     SOpenParameters parameters = ToParameters(mode);
     std::optional<CPrivateSecurity> security;
-    if (const FileOwner* const owner = CPrivateFiles::Current(); owner != nullptr && mode == eOpenMode_WriteExclusive) {
+    if (const FileOwner* const owner = CPrivateFiles::Current(); owner != nullptr && IsForWriting(mode)) {
         security.emplace(*owner);
         if (security->Get() == nullptr) {
             return eOsError_InvalidParameter;
@@ -165,7 +169,8 @@ eOsError OpenFileForMode(const std::wstring& path, eOpenMode mode, std::unique_p
         handle = open(parameters.share | FILE_SHARE_DELETE, parameters.flags);
     }
     if (!handle) {
-        return LastOsError();
+        const eOsError error = LastOsError();
+        return error == eOsError_FileExists ? eOsError_AlreadyExists : error;
     }
     const eReparse kind = parameters.flags != 0 ? ReparseKind(handle.Get()) : eReparse_None;
     if (kind == eReparse_Link) {

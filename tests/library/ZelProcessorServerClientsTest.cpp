@@ -197,6 +197,46 @@ TEST_F(Clients, AnAnswerThatCanNotBeWrittenEndsTheRegistration)
                              [](const std::wstring& name) { return name.find(L"DsEvents_") == 0; }));
 }
 
+TEST_F(Clients, AnAnswerTakesNoNameThatTheServerGives)
+{
+    const std::wstring id = GuidToText(kFirstGroup);
+    for (const std::wstring& name :
+         {std::wstring(L"victim.drq"), std::wstring(L"victim.XML"), std::wstring(L"x.command"),
+          std::wstring(L"victim.drq.Status"), L"DsEvents_" + id, L"dsevents_" + id, L"InsertableItemsGroup_" + id,
+          L"LockResultsChange_" + id, std::wstring(L"RegisterClient__x.lock")}) {
+        EXPECT_FALSE(Access().RegisterNewClient(name)) << platform::ToUtf8(name);
+        EXPECT_FALSE(platform::PathExists(In(m_outputDir, name))) << "before its time, too";
+    }
+    EXPECT_TRUE(FilesIn(m_outputDir).empty()) << "nothing of it is begun";
+    EXPECT_TRUE(Access().Clients().empty());
+    m_host.ExpectLogLine(In(m_outputDir, L"victim.drq") + L": the answer to a registration cannot have this name");
+}
+
+TEST_F(Clients, AnAnswerTakesNoNameOfARequestThatWaitsWhateverItsExtension)
+{
+    Make();
+    m_pServer->SetNoExecutiveThread(true);
+    Run();
+    Write(In(m_requestDir, L"notes"));
+    ASSERT_EQ(m_client.PauseRequest(L"notes"), eRequestStatus_Done);
+    ASSERT_TRUE(Access().IsRequestPaused(L"notes"));
+    EXPECT_FALSE(Access().RegisterNewClient(L"notes"));
+    EXPECT_FALSE(platform::PathExists(In(m_outputDir, L"notes")));
+    m_host.ExpectLogLine(L"the answer to a registration cannot have this name");
+}
+
+TEST_F(Clients, AnAnswerIsWrittenOverNothing)
+{
+    const std::wstring path = In(m_outputDir, L"another's");
+    Write(path, "content");
+    EXPECT_FALSE(Access().RegisterNewClient(L"another's"));
+    m_host.ExpectReport(863, platform::OsErrorText(platform::eOsError_AlreadyExists) + L"\n   " + path);
+    EXPECT_EQ(Read(path), "content");
+    EXPECT_TRUE(Access().Clients().empty());
+    EXPECT_FALSE(Access().RegisterNewClient(L"Queue"));
+    m_host.ExpectReport(863, platform::OsErrorText(platform::eOsError_AlreadyExists));
+}
+
 TEST_F(Clients, RegistrationsEndWithTheServer)
 {
     const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());

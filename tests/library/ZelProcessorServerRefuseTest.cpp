@@ -206,7 +206,7 @@ TEST_F(Refuse, AHeldAnswerCostsItsOwnRegistrationAlone)
     std::unique_ptr<platform::IFile> stranger;
     ASSERT_TRUE(platform::Succeeded(platform::Files().Open(answer, platform::eOpenMode_ReadExclusive, stranger)));
     EXPECT_FALSE(Access().RegisterNewClient(L"answer"));
-    m_host.ExpectReport(863, platform::OsErrorText(platform::eOsError_SharingViolation));
+    m_host.ExpectReport(863, platform::OsErrorText(platform::eOsError_AlreadyExists));
     EXPECT_TRUE(Access().Clients().empty());
     EXPECT_TRUE(Access().RegisterNewClient(L"other"));
 }

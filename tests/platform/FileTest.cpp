@@ -154,6 +154,20 @@ TEST_F(FileTest, WhoIsInKeepsOthersOutAsTheModesSay)
     }
 }
 
+TEST_F(FileTest, WhatIsCreatedWasNotThere)
+{
+    std::unique_ptr<IFile> file;
+    ASSERT_EQ(Files().Open(m_path, eOpenMode_CreateExclusive, file), eOsError_None);
+    EXPECT_EQ(Open(eOpenMode_ReadShared), eOsError_SharingViolation) << "nobody finds it empty";
+    EXPECT_EQ(file->Write(Bytes("content")), eOsError_None);
+    EXPECT_EQ(Open(eOpenMode_CreateExclusive), eOsError_AlreadyExists) << "held or not";
+    ASSERT_EQ(file->Close(), eOsError_None);
+    EXPECT_EQ(Open(eOpenMode_CreateExclusive), eOsError_AlreadyExists);
+    EXPECT_EQ(Content(m_path), "content");
+    EXPECT_EQ(Files().Open(m_directory.Path(), eOpenMode_CreateExclusive, file), eOsError_AlreadyExists);
+    EXPECT_EQ(Files().Open(m_directory / L"none/file", eOpenMode_CreateExclusive, file), eOsError_PathNotFound);
+}
+
 TEST_F(FileTest, AWriterThatIsKeptOutChangesNothing)
 {
     WriteContent("content");

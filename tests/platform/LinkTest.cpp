@@ -40,6 +40,8 @@ TEST_F(LinkTest, NothingIsWrittenThroughALink)
     EXPECT_EQ(WriteWholeFile(m_link, "other"), eOsError_LinkInTheWay);
     EXPECT_EQ(Content(m_target), "content");
     EXPECT_EQ(WriteWholeFile(m_dangling, "other"), eOsError_LinkInTheWay);
+    std::unique_ptr<IFile> file;
+    EXPECT_EQ(Files().Open(m_dangling, eOpenMode_CreateExclusive, file), eOsError_AlreadyExists);
     EXPECT_FALSE(PathExists(m_missing)) << "what the link names was not made either";
 }
 

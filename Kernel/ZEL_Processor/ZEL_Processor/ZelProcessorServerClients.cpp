@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <chrono>
 #include <iterator>
+#include <span>
+#include <string_view>
 
 namespace {
 
@@ -24,13 +26,37 @@ constexpr long kLineCantCreateAnswer = 863;
 /// Enough for a client that is just closing its file.
 constexpr std::chrono::milliseconds kRemoveAtOnce{50};
 
+/// Names that the server gives to files of the output directory, or may: by one of these an answer would keep a
+/// response, a status or a client's events from their place.
+bool IsNameOfTheServers(const CString& name)
+{
+    const CString extension = platform::ExtensionOf(name);
+    const auto isExtension = [&](const wchar_t* other) { return platform::EqualsNoCase(extension, other); };
+    const auto isPrefix = [&](std::wstring_view prefix) {
+        return platform::EqualsNoCase(name.substr(0, prefix.size()), CString(prefix));
+    };
+    return Protocol::GetFileKind(name) != Protocol::eFileKind_Other || isExtension(Protocol::kStatusExtension) ||
+           isExtension(Protocol::kLockExtension) || isPrefix(Protocol::kDsEventsPrefix) ||
+           isPrefix(Protocol::kInsertableItemsPrefix) || isPrefix(Protocol::kLockResultsPrefix);
+}
+
+platform::eOsError WriteAs(const CString& path, platform::eOpenMode mode, const std::string& content)
+{
+    std::unique_ptr<platform::IFile> file;
+    if (const platform::eOsError error = platform::Files().Open(path, mode, file); !platform::Succeeded(error))
+        return error;
+    const platform::eOsError written = file->Write(std::as_bytes(std::span(content)));
+    const platform::eOsError closed = file->Close();
+    return platform::Succeeded(written) ? closed : written;
+}
+
 /// Creates a file with this content; reports a failure under what could not be opened. A stop that ends the wait for
 /// whoever has the file open is no failure to tell of.
-bool CreateWithContent(const CString& path, const std::string& content, const Protocol::GoOn& patience,
-                       const std::atomic<bool>& isRunning, long line, const wchar_t* what)
+bool CreateWithContent(const CString& path, platform::eOpenMode mode, const std::string& content,
+                       const Protocol::GoOn& patience, const std::atomic<bool>& isRunning, long line,
+                       const wchar_t* what)
 {
-    const platform::eOsError error =
-        Protocol::RetryWhileShared([&] { return platform::WriteWholeFile(path, content); }, patience);
+    const platform::eOsError error = Protocol::RetryWhileShared([&] { return WriteAs(path, mode, content); }, patience);
     if (!platform::Succeeded(error) && isRunning)
         WQ_ReportErrorNow(SourceNames::kZelProcessorServer, line, CString(kRegisterFunction) + what,
                           platform::OsErrorText(error) + L"\n   " + path);
@@ -51,19 +77,28 @@ bool CZelProcessorServer::RegisterNewClient(const CString& requestId, const std:
 {
     if (!platform::IsPlainFileName(requestId))
         return false;
+    const CString answer = m_pProcessor->GetOutputFilePath(requestId);
+    if (IsNameOfTheServers(requestId) || IsKnown(requestId)) {
+        TellRefusal(answer + L": the answer to a registration cannot have this name");
+        return false;
+    }
     GUID clientId{};
     if (FAILED(CoCreateGuid(&clientId)))
         return false;
     const CString dsEvents = GetDsEventsFileFullPath(clientId);
     const CString items = GetInsertableItemsChangeFile(clientId);
-    if (!CreateWithContent(dsEvents, {}, Patience(), m_bRunning, kLineCantCreateDsEvents, L" !dsEventsFile.Open") ||
+    const auto create = [&](const CString& path, long line, const wchar_t* what) {
+        return CreateWithContent(path, platform::eOpenMode_WriteExclusive, {}, Patience(), m_bRunning, line, what);
+    };
+    if (!create(dsEvents, kLineCantCreateDsEvents, L" !dsEventsFile.Open") ||
         !CheckExists(dsEvents, kLineNoDsEvents, L"!CFileTools::FileExists(csDsEventsFile)\n   ") ||
-        !CreateWithContent(items, {}, Patience(), m_bRunning, kLineCantCreateItems, L" !dsInsItemsFile.Open") ||
+        !create(items, kLineCantCreateItems, L" !dsInsItemsFile.Open") ||
         !CheckExists(items, kLineNoItems, L"!CFileTools::FileExists(csInsertableItemsChangeFile)\n   "))
         return false;
     // In the list before the answer: whoever knows its id already gets what happens from then on.
     AddClient(clientId, owner);
-    if (CreateWithContent(m_pProcessor->GetOutputFilePath(requestId), platform::ToUtf8(GuidToText(clientId)),
+    // Made anew, whatever its name: what lies there already is somebody else's.
+    if (CreateWithContent(answer, platform::eOpenMode_CreateExclusive, platform::ToUtf8(GuidToText(clientId)),
                           Patience(), m_bRunning, kLineCantCreateAnswer, L" !outputFile.Open"))
         return true;
     UnregisterClient(clientId);
