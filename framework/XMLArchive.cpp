@@ -24,13 +24,14 @@ bool CWQ_XMLArchive::Open(const std::wstring& path, eDirection direction)
     if (IsOpen())
         return false;
     m_strErrorText.clear();
+    m_bUnreadable = false;
     m_strPath = path;
     if (direction == eDirection_Store) {
         m_pStorer = std::make_unique<CXMLArchiveStorer>();
         return true;
     }
     auto loader = std::make_unique<CXMLArchiveLoader>();
-    if (!loader->Load(path, m_strErrorText))
+    if (!loader->Load(path, m_strErrorText, m_bUnreadable))
         return false;
     m_pLoader = std::move(loader);
     return true;
@@ -60,6 +61,11 @@ bool CWQ_XMLArchive::IsOpen() const
 const std::wstring& CWQ_XMLArchive::GetErrorText() const
 {
     return m_strErrorText;
+}
+
+bool CWQ_XMLArchive::IsUnreadable() const
+{
+    return m_bUnreadable;
 }
 
 std::wstring CWQ_XMLArchive::NameOf(const std::wstring& name) const

@@ -36,6 +36,8 @@ public:
     bool Close();
     [[nodiscard]] bool IsOpen() const;
     [[nodiscard]] const std::wstring& GetErrorText() const;
+    /// True when the last loading failed because the file could not be read, so that nothing is known of what it is.
+    [[nodiscard]] bool IsUnreadable() const;
 
     /// Loading: goes to the first child of this name. Storing: makes one; elements nest at most 200 deep.
     bool EnterElement(const std::wstring& name);
@@ -68,6 +70,7 @@ private:
     const bool m_bRawNames;
     std::wstring m_strPath;
     std::wstring m_strErrorText;
+    bool m_bUnreadable = false;
     std::unique_ptr<CXMLArchiveLoader> m_pLoader; ///< while loading
     std::unique_ptr<CXMLArchiveStorer> m_pStorer; ///< while storing
 };

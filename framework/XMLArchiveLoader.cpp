@@ -17,12 +17,14 @@ bool Fail(std::wstring& errorText, std::wstring reason)
     return false;
 }
 
-bool ReadText(const std::wstring& path, std::wstring& text, std::wstring& errorText)
+bool ReadText(const std::wstring& path, std::wstring& text, std::wstring& errorText, bool& isUnreadable)
 {
     std::string bytes;
     SXmlError error;
-    if (!ReadXmlFile(path, XmlLimitsOfThread(), bytes, error))
+    if (!ReadXmlFile(path, XmlLimitsOfThread(), bytes, error)) {
+        isUnreadable = FAILED(error.code);
         return Fail(errorText, platform::FromUtf8(error.reason));
+    }
     std::string_view view = bytes;
     if (view.starts_with("\xEF\xBB\xBF"))
         view.remove_prefix(3);
@@ -54,10 +56,10 @@ CComPtr<IXMLDOMNode> FindFrom(CComPtr<IXMLDOMNode> node, const std::wstring& nam
 
 } // namespace
 
-bool CXMLArchiveLoader::Load(const std::wstring& path, std::wstring& errorText)
+bool CXMLArchiveLoader::Load(const std::wstring& path, std::wstring& errorText, bool& isUnreadable)
 {
     std::wstring text;
-    return ReadText(path, text, errorText) && Parse(text, errorText) && StandOnFrame(errorText);
+    return ReadText(path, text, errorText, isUnreadable) && Parse(text, errorText) && StandOnFrame(errorText);
 }
 
 bool CXMLArchiveLoader::Parse(const std::wstring& text, std::wstring& errorText)

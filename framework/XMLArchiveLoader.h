@@ -9,8 +9,8 @@
 /// The loading side of an XML archive: a place in a document. Names are XML names here, compared letter for letter.
 class CXMLArchiveLoader {
 public:
-    /// False with the reason when the file can't be read or is no archive.
-    bool Load(const std::wstring& path, std::wstring& errorText);
+    /// False with the reason when the file can't be read, which is told apart, or is no archive.
+    bool Load(const std::wstring& path, std::wstring& errorText, bool& isUnreadable);
 
     bool Enter(const std::wstring& name);
     bool Leave();

@@ -19,6 +19,7 @@ protected:
         const bool opened = archive.Open(m_path, kLoad);
         EXPECT_EQ(opened, archive.GetErrorText().empty());
         EXPECT_EQ(opened, archive.IsOpen());
+        EXPECT_FALSE(archive.IsUnreadable());
         return opened;
     }
 
@@ -212,8 +213,12 @@ TEST_F(XMLArchive, AMissingFileIsNamed)
     CWQ_XMLArchive archive;
     EXPECT_FALSE(archive.Open(m_path, kLoad));
     EXPECT_EQ(archive.GetErrorText(), platform::OsErrorText(platform::eOsError_FileNotFound));
+    EXPECT_TRUE(archive.IsUnreadable());
     EXPECT_FALSE(archive.IsOpen());
     EXPECT_FALSE(archive.Close());
+    WriteBytes(m_path, "no archive");
+    EXPECT_FALSE(archive.Open(m_path, kLoad));
+    EXPECT_FALSE(archive.IsUnreadable()) << "it was read";
 }
 
 TEST_F(XMLArchive, EachDirectionHasItsOperations)

@@ -79,7 +79,54 @@ TEST_F(Notify, AnUnreadableEventsFileIsReportedAndKept)
     m_pServer->OnChangedDs(Event(1).Get());
     m_host.ExpectReport(963, L"Unable to read ds events file !");
     EXPECT_EQ(Read(client.GetDsEventsFileFullPath()), "broken");
+    EXPECT_EQ(Access().PendingEvents(), 0U);
     EXPECT_FALSE(platform::PathExists(client.GetDsEventsFileFullPath() + L".lock"));
+}
+
+TEST_F(Notify, WithPatienceEventsWaitWhileSomebodyHoldsTheirFile)
+{
+    RunAgain({.syncing = false, .patienceMs = 50});
+    CZelProcessorClient& client = AddListener();
+    m_pServer->OnChangedDs(Event(1).Get());
+    {
+        std::unique_ptr<platform::IFile> stranger;
+        ASSERT_EQ(platform::Files().Open(client.GetDsEventsFileFullPath(), platform::eOpenMode_ReadExclusive, stranger),
+                  platform::eOsError_None);
+        testsupport::CManualClock clock(std::chrono::milliseconds(10));
+        const platform::CScopedOs os(nullptr, &clock);
+        m_pServer->OnChangedDs(Event(2).Get());
+        m_host.ExpectReport(963, L"Unable to read ds events file !");
+        EXPECT_EQ(Access().PendingEvents(), 1U);
+        const auto before = clock.Steady();
+        m_pServer->OnChangedDs(Event(3).Get());
+        EXPECT_LT(clock.Steady() - before, std::chrono::seconds(2)) << "he is not waited for again, nor told of";
+        EXPECT_EQ(Access().PendingEvents(), 2U);
+    }
+    m_pServer->OnChangedDs(Event(4).Get());
+    EXPECT_EQ(Take(client), (std::vector<LONG>{1, 2, 3, 4}));
+}
+
+TEST_F(Notify, EventsThatWaitForAHeldFileAreBounded)
+{
+    RunAgain({.syncing = false, .eventsLimit = 1000, .patienceMs = 50});
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
+    m_pServer->OnChangedDs(Event(1).Get());
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, path);
+    testsupport::CManualClock clock(std::chrono::milliseconds(10));
+    {
+        const platform::CScopedOs os(&m_files, &clock);
+        for (int count = 0; count < 10; ++count)
+            m_pServer->OnChangedDs(LargeEvent().Get());
+    }
+    m_host.ExpectReport(963, L"Unable to read ds events file !");
+    m_files.StopFailing();
+    EXPECT_GT(Access().PendingEvents(), 0U);
+    EXPECT_LT(Access().PendingEvents(), 10U);
+    m_pServer->OnChangedDs(Event(7).Get());
+    const std::vector<LONG> kinds = EventsIn(path);
+    EXPECT_EQ(kinds.front(), 1) << "what was in the file";
+    EXPECT_EQ(std::count(kinds.begin(), kinds.end(), LONG{eDsEventKind_Reload}), 1);
+    EXPECT_EQ(kinds.back(), 7);
 }
 
 TEST_F(Notify, EventsOfAFailedWriteAreKeptForTheNext)
@@ -450,6 +497,32 @@ TEST_F(Notify, GroupsOfAFailedWriteComeWithTheNext)
     m_pServer->OnChangedDs(Event(5).Get());
     EXPECT_EQ(TakeGroups(client), (std::vector<GUID>{kFirstGroup, kSecondGroup, kSecondGroup}));
     EXPECT_EQ(Access().PendingGroups(), 0U);
+}
+
+TEST_F(Notify, GroupsInAFileThatCanNotBeOpenedAreNotWrittenOver)
+{
+    CZelProcessorClient& client = AddListener();
+    const std::wstring path = client.GetInsertableItemsChangeFile();
+    for (const platform::eOsError error :
+         {platform::eOsError_SharingViolation, platform::eOsError_TooManyOpenFiles, platform::eOsError_IoError}) {
+        m_pPalette->m_groups = {kFirstGroup};
+        m_pServer->OnChangedDs(Event(1).Get());
+        const std::string before = Read(path);
+        m_pPalette->m_groups = {kSecondGroup};
+        {
+            const platform::CScopedOs os(&m_files, nullptr);
+            m_files.FailCall(testsupport::eFileCall_Open, 1, error, 1, path); // and the next one works
+            m_pServer->OnChangedDs(Event(2).Get());
+            m_files.StopFailing();
+        }
+        m_host.ExpectLogLine(L"New groups wait until they can be added to those in " + path + L": " +
+                             platform::OsErrorText(error));
+        EXPECT_EQ(Read(path), before);
+        EXPECT_EQ(Access().PendingGroups(), 1U);
+        m_pPalette->m_groups = {kFirstGroup};
+        m_pServer->OnChangedDs(Event(3).Get());
+        EXPECT_EQ(TakeGroups(client), (std::vector<GUID>{kFirstGroup, kSecondGroup, kFirstGroup}));
+    }
 }
 
 TEST_F(Notify, GroupsAreKeptOverAnExceptionInTheNotification)

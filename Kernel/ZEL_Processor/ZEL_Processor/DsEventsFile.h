@@ -16,6 +16,12 @@ namespace DsEventsFile {
 // also ends, with false, when pGoOn turns false.
 
 [[nodiscard]] bool Write(const CString& path, const CDsEventsDataVector& events, const std::atomic<bool>* pGoOn);
-[[nodiscard]] bool Read(const CString& path, CDsEventsDataVector& events, const std::atomic<bool>* pGoOn);
+
+enum eRead {
+    eRead_Done,
+    eRead_NotOpened, ///< somebody holds it, say: what is in it is not known
+    eRead_Damaged,
+};
+[[nodiscard]] eRead Read(const CString& path, CDsEventsDataVector& events, const std::atomic<bool>* pGoOn);
 
 } // namespace DsEventsFile

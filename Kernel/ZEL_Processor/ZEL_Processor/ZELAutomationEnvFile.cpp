@@ -125,13 +125,15 @@ bool DsEventsFile::Write(const CString& path, const CDsEventsDataVector& events,
     });
 }
 
-bool DsEventsFile::Read(const CString& path, CDsEventsDataVector& events, const std::atomic<bool>* pGoOn)
+DsEventsFile::eRead DsEventsFile::Read(const CString& path, CDsEventsDataVector& events, const std::atomic<bool>* pGoOn)
 {
-    return Succeeds([&] {
+    bool isOpened = false;
+    const bool isRead = Succeeds([&] {
         SOpenFile opened;
-        return OpenFile(path, &IWQ_FileArchive::OpenForReading, opened, pGoOn) && ReadEvents(opened.archive, events) &&
-               SUCCEEDED(opened.file->Close());
+        isOpened = OpenFile(path, &IWQ_FileArchive::OpenForReading, opened, pGoOn);
+        return isOpened && ReadEvents(opened.archive, events) && SUCCEEDED(opened.file->Close());
     });
+    return isRead ? eRead_Done : isOpened ? eRead_Damaged : eRead_NotOpened;
 }
 
 bool WriteDsEventsFile(const CString& path, const CDsEventsDataVector& events)
@@ -141,5 +143,5 @@ bool WriteDsEventsFile(const CString& path, const CDsEventsDataVector& events)
 
 bool CZELEnvFileDsEventsFile::ReadDsEventsFile(const CString& path, CDsEventsDataVector& events)
 {
-    return DsEventsFile::Read(path, events, nullptr);
+    return DsEventsFile::Read(path, events, nullptr) == DsEventsFile::eRead_Done;
 }

@@ -62,24 +62,28 @@ bool HasContent(const CString& path)
     return platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length != 0;
 }
 
-/// The ids that a client has not taken yet, as they were written.
-void ReadGroups(const CString& path, IWQ_CLSIDArray& groups)
+/// The ids that a client has not taken yet, as they were written; none of a damaged file. False when it can't be read:
+/// somebody holds it, say, and what he lets go must not be written over.
+bool ReadGroups(const CString& path, IWQ_CLSIDArray& groups)
 {
     CWQ_XMLArchive archive;
     if (!HasContent(path))
-        return;
+        return true;
     if (!archive.Open(path, CWQ_XMLArchive::eDirection_Load)) {
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
-                         L"Unable to read the changed groups in " + path + L": " + archive.GetErrorText());
-        return;
+                         (archive.IsUnreadable() ? L"New groups wait until they can be added to those in "
+                                                 : L"Unable to read the changed groups in ") +
+                             path + L": " + archive.GetErrorText());
+        return !archive.IsUnreadable();
     }
     if (!archive.EnterElement(L"Group") || !archive.EnterElement(L"RevisionID"))
-        return;
+        return true;
     do {
         GUID id{};
         archive.GetText(id);
         ThrowIfFailed(groups.Add(&id));
     } while (archive.NextSibling(L"RevisionID"));
+    return true;
 }
 
 CComPtr<IWQ_CLSIDArray> MakeArray()
@@ -297,10 +301,13 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
         return false;
     const CReporter report(L"CZelProcessorServer::SendEventsDataToClient", [&] { return CanTell(clientId); });
     const CString path = GetDsEventsFileFullPath(clientId);
+    const auto keep = [&] {
+        m_pendingEvents.emplace_back(events);
+        Bound(m_pendingEvents, m_options.eventsLimit);
+    };
     CLockFile lock(path);
     if (!lock.Lock(false)) {
-        m_pendingEvents.emplace_back(events); // the client is reading
-        Bound(m_pendingEvents, m_options.eventsLimit);
+        keep(); // the client is reading
         TellLockedOut(clientId, path, false);
         return true;
     }
@@ -309,7 +316,10 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
     const bool wasHeld = m_options.patienceMs != 0 && m_heldEvents.contains(clientId);
     const std::atomic<bool>* const goOn = wasHeld ? &s_isPatient : &m_bRunning;
     CDsEventsDataVector all;
-    if (HasContent(path) && !DsEventsFile::Read(path, all, goOn)) {
+    const DsEventsFile::eRead read = HasContent(path) ? DsEventsFile::Read(path, all, goOn) : DsEventsFile::eRead_Done;
+    if (read != DsEventsFile::eRead_Done) {
+        if (read == DsEventsFile::eRead_NotOpened && m_options.patienceMs != 0)
+            keep();
         if (m_heldEvents.insert(clientId).second || m_options.patienceMs == 0)
             report.Fail(963, L"Unable to read ds events file !");
         report.Unlock(lock, 966, L"Unable to Unlock file lock (1) !");
@@ -351,7 +361,8 @@ bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId,
     }
     m_lockedOut.erase(clientId);
     const CComPtr<IWQ_CLSIDArray> both = MakeArray();
-    ReadGroups(path, *both);
+    if (!ReadGroups(path, *both))
+        return report.Unlock(lock, 1071, kUnableToUnlock) && false;
     AppendGroups(*news, *both);
     const CComPtr<IWQ_CLSIDArray> all = Bounded(*both);
     if (!WriteGroups(path, *all)) {
