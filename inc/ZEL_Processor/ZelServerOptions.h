@@ -20,8 +20,10 @@ struct SZelServerOptions {
     /// of the command tells.
     bool pausedStatus = false;
     /// So many bytes of events may wait for a client that does not read, in its events file as in the server; more
-    /// become one event of kind 2, "read everything again". At most kLargestEventsLimit counts. 0: no limit, as long as
-    /// an archive takes them; docs/server-options.md tells what is lost from there on.
+    /// become one event of kind 2, "read everything again". At most kLargestEventsLimit counts. With any limit the ids
+    /// of changed groups are bounded as well: more than 4,096 are written once each, more than 16,384 different ones
+    /// become the null id, "everything may have changed". 0: no limit, as long as an archive takes them;
+    /// docs/server-options.md tells what is lost from there on.
     std::uint64_t eventsLimit = 0;
     static constexpr std::uint64_t kLargestEventsLimit = std::uint64_t{255} << 20;
     /// What a request or command may be at most. Beyond it is refused with an error that names the limit. They hold for

@@ -561,8 +561,9 @@ TEST_F(Notify, GroupsThatWaitEndWithTheirClient)
     EXPECT_EQ(Access().PendingGroups(), 0U);
 }
 
-TEST_F(Notify, RepeatsOfGroupsAreKeptOnlyWhileTheyAreFew)
+TEST_F(Notify, WithALimitRepeatsOfGroupsAreKeptOnlyWhileTheyAreFew)
 {
+    RunAgain({.syncing = false, .eventsLimit = 1 << 20});
     CZelProcessorClient& client = AddListener();
     const auto tell = [&](std::size_t count) {
         m_pPalette->m_groups.clear();
@@ -580,8 +581,24 @@ TEST_F(Notify, RepeatsOfGroupsAreKeptOnlyWhileTheyAreFew)
     EXPECT_EQ(TakeGroups(client), (std::vector<GUID>{kSecondGroup, kFirstGroup}));
 }
 
-TEST_F(Notify, MoreGroupsThanAnyPaletteHasMeanThatEverythingMayHaveChanged)
+TEST_F(Notify, WithoutALimitEveryGroupIsKeptWithItsRepeats)
 {
+    CZelProcessorClient& client = AddListener();
+    std::vector<GUID> all;
+    for (unsigned number = 0; all.size() <= ChangedGroups::kMaxIds; ++number)
+        all.insert(all.end(), {{number, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}, kSecondGroup});
+    m_pPalette->m_groups = all;
+    m_pServer->OnChangedDs(Event(1).Get());
+    for (unsigned number = 0; number <= ChangedGroups::kMaxIds; ++number)
+        m_pPalette->m_groups.push_back({number, 3, 3, {4, 5, 6, 7, 8, 9, 10, 11}});
+    m_pServer->OnChangedDs(Event(2).Get());
+    all.insert(all.end(), m_pPalette->m_groups.begin(), m_pPalette->m_groups.end());
+    EXPECT_EQ(TakeGroups(client), all);
+}
+
+TEST_F(Notify, WithALimitMoreGroupsThanAnyPaletteHasMeanThatEverythingMayHaveChanged)
+{
+    RunAgain({.syncing = false, .eventsLimit = 1 << 20});
     CZelProcessorClient& client = AddListener();
     auto tell = [&, number = 0U](std::size_t count) mutable {
         m_pPalette->m_groups.clear();

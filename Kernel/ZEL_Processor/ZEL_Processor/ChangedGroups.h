@@ -2,7 +2,8 @@
 
 #include <cstddef>
 
-/// How much of changed groups waits for a client that does not read them. Readers know no limit but that of an archive.
+/// How much of changed groups waits for a client that does not read them, when the host set SZelServerOptions::
+/// eventsLimit. Readers know no limit but that of an archive.
 namespace ChangedGroups {
 
 /// So many ids are written as they came, repeats included; in a longer list each id once. Some 300 KB.

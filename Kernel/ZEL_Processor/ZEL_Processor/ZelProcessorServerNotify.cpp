@@ -125,7 +125,8 @@ CComPtr<IWQ_CLSIDArray> WithoutRepeats(IWQ_CLSIDArray& groups)
     return all;
 }
 
-/// What a client gets of these ids: one that never reads must not make its file grow with every change.
+/// What a client gets of these ids, if what waits is limited: one that never reads must not make its file grow with
+/// every change.
 CComPtr<IWQ_CLSIDArray> Bounded(IWQ_CLSIDArray& groups)
 {
     ULONGLONG count = 0;
@@ -364,7 +365,7 @@ bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId,
     if (!ReadGroups(path, *both))
         return report.Unlock(lock, 1071, kUnableToUnlock) && false;
     AppendGroups(*news, *both);
-    const CComPtr<IWQ_CLSIDArray> all = Bounded(*both);
+    const CComPtr<IWQ_CLSIDArray> all = m_options.eventsLimit != 0 ? Bounded(*both) : both;
     if (!WriteGroups(path, *all)) {
         pending = WithoutRepeats(*all);
         static_cast<void>(platform::WriteWholeFile(path, {})); // half a file would be taken for a damaged one
