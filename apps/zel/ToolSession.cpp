@@ -86,6 +86,8 @@ std::chrono::milliseconds CToolSession::Left() const
 
 void CToolSession::SetUp(CZelProcessorClient& client)
 {
+    // A mask that keeps others out of the user's files would keep the server out of what is sent to it.
+    client.SetAllowReading(true);
     client.SetGoOn([this] { return GoOn(); });
     client.SetCommandTimeout(m_options.serverTimeout);
 }

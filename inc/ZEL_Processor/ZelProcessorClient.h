@@ -77,6 +77,10 @@ public:
     void Init(CString requestDirectory, CString outputDirectory, CString clientDirectory);
     /// Whether what is handed over is synced to the storage device (the default), so that a power cut loses nothing.
     void SetSyncing(bool syncing);
+    /// Whether the owner of the request directory is given the right to read what is sent, where the file's mode would
+    /// keep him out (a mask of 077 does); on POSIX that adds him to the file's access list, on Windows it does nothing.
+    /// Off unless set: a hand-over is a move and nothing else.
+    void SetAllowReading(bool allow);
     /// What ends the waiting for files that others have open, which has no end of its own, and for the server's answer
     /// to a command: goOn is asked between two tries, on the thread that waits, and false ends them. A send or a
     /// receive fails then; a status is eRequestStatus_NotIntialized: nothing is known; and so is what a command gives,
@@ -182,6 +186,7 @@ private:
     CString m_strOutputDir = L"invalid";
     CString m_strClientDir;
     bool m_bSyncing = true;
+    bool m_bAllowReading = false;
     std::function<bool()> m_goOn; ///< empty: always
     std::chrono::milliseconds m_commandTimeout{10'000};
 

@@ -72,6 +72,27 @@ TEST_F(Client, AFailedMoveIsAClientErrorAndKeepsTheFile)
     EXPECT_TRUE(platform::PathExists(In(m_clientDir, L"job.drq")));
 }
 
+TEST_F(Client, AHandOverIsAMoveAloneUnlessTheServerIsToBeLetRead)
+{
+    const std::wstring path = In(m_clientDir, L"job.drq");
+    const auto send = [&] {
+        Write(path);
+        const platform::CScopedOs os(&m_files, nullptr);
+        EXPECT_EQ(m_client.SendRequest(path), eRequestStatus_Sent);
+    };
+    send();
+    EXPECT_EQ(m_files.Count(testsupport::eFileCall_AllowReading), 0U);
+    m_client.SetAllowReading(true);
+    send();
+    ASSERT_EQ(m_files.Count(testsupport::eFileCall_AllowReading), 1U);
+    for (const testsupport::SFileCall& call : m_files.Calls()) {
+        if (call.call == testsupport::eFileCall_AllowReading) {
+            EXPECT_EQ(call.path, path);
+            EXPECT_EQ(call.target, m_requestDir);
+        }
+    }
+}
+
 TEST_F(Client, HandOversAreSyncedUnlessSwitchedOff)
 {
     testsupport::CFaultyFiles& files = m_files;

@@ -29,14 +29,15 @@ enum eFileCall {
     eFileCall_OpenForSync,
     eFileCall_SyncDirectory,
     eFileCall_Watch,
-    eFileCall_Rearm
+    eFileCall_Rearm,
+    eFileCall_AllowReading
 };
 
 /// One call, as it was made.
 struct SFileCall {
     eFileCall call = eFileCall_Open;
     std::wstring path;
-    std::wstring target = {}; ///< of a move
+    std::wstring target = {}; ///< of a move; the directory for whose owner reading is allowed
     unsigned mode = 0;        ///< open mode, flags of a move or filter of a watch
     platform::eOsError result = platform::eOsError_None;
     std::string content = {}; ///< of a lock file
@@ -155,7 +156,7 @@ public:
 
     platform::eOsError AllowReading(const std::wstring& path, const std::wstring& directory) override
     {
-        return m_files.AllowReading(path, directory);
+        return Pass({eFileCall_AllowReading, path, directory}, [&] { return m_files.AllowReading(path, directory); });
     }
 
     platform::eOsError OpenForSync(const std::wstring& directory,

@@ -40,6 +40,11 @@ void CZelProcessorClient::SetSyncing(bool syncing)
     m_bSyncing = syncing;
 }
 
+void CZelProcessorClient::SetAllowReading(bool allow)
+{
+    m_bAllowReading = allow;
+}
+
 void CZelProcessorClient::SetGoOn(std::function<bool()> goOn)
 {
     m_goOn = std::move(goOn);
@@ -62,9 +67,8 @@ eZelProcRequestStatus CZelProcessorClient::SendMessageToServer(const CString& me
                           L"Message file does not exist!");
         return eRequestStatus_ClientError;
     }
-    // A mask that keeps others out of the user's files would keep the server out of what is sent to it. What can't be
-    // changed the server's status tells.
-    static_cast<void>(platform::Files().AllowReading(messagePath, m_strRequestDir));
+    if (m_bAllowReading) // what can't be changed the server's status tells
+        static_cast<void>(platform::Files().AllowReading(messagePath, m_strRequestDir));
     if (Protocol::MoveFileWhenFree(messagePath, GetFileInRequestDirFullPath(messagePath), MoveFlags(), m_goOn))
         return eRequestStatus_Sent;
     WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineMoveFailed, kSendFunction, L"MoveFileWhenFree failed!");
