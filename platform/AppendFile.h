@@ -26,9 +26,12 @@ protected:
     IAppendFile() = default;
 };
 
-/// Opens a file, or makes it. A symbolic link at the path's end is followed, for the path is the operator's (so is
-/// /dev/stderr); only in a folder that others may write into anybody could have put it there, and it is LinkInTheWay.
-/// On Windows links are followed: it takes a privilege to make them.
+/// Opens a file, or makes it; never waits. A symbolic link at the path's end is followed, for the path is the
+/// operator's (so is /dev/stderr), and so may be a named pipe; one that nobody reads from is BrokenPipe.
+///
+/// Only in a folder that others may write into anybody could have put it there: then a link is LinkInTheWay, a file of
+/// another user (root aside) ForeignOwner, and AccessDenied what is no file or has a second name. On Windows links are
+/// followed even there, for it takes a privilege to make them, and no owner is asked for.
 [[nodiscard]] ZEL_FRAMEWORK_API eOsError OpenForAppending(const std::wstring& path, std::unique_ptr<IAppendFile>& file);
 
 } // namespace platform

@@ -39,6 +39,18 @@ private:
     const posix::CDescriptor m_descriptor;
 };
 
+/// What stands for a file in a folder that others may write into must be one, of this user's own, and not a second name
+/// of another one of his.
+eOsError CheckOwnFile(int descriptor)
+{
+    struct stat status = {};
+    if (fstat(descriptor, &status) != 0)
+        return posix::LastOsError();
+    if (status.st_uid != geteuid() && status.st_uid != 0)
+        return eOsError_ForeignOwner;
+    return S_ISREG(status.st_mode) && status.st_nlink == 1 ? eOsError_None : eOsError_AccessDenied;
+}
+
 } // namespace
 
 eOsError OpenForAppending(const std::wstring& path, std::unique_ptr<IAppendFile>& file)
@@ -46,11 +58,17 @@ eOsError OpenForAppending(const std::wstring& path, std::unique_ptr<IAppendFile>
     const posix::CNativePath native(path);
     if (const eOsError error = native.Check(); !Succeeded(error))
         return error;
-    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY;
-    const int follow = DistrustOf(FromUtf8(native.Parent())).empty() ? 0 : O_NOFOLLOW;
+    // O_NONBLOCK for the opening alone: that of a named pipe must not wait for its reader.
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    const bool isTrusted = DistrustOf(FromUtf8(native.Parent())).empty();
+    const int follow = isTrusted ? 0 : O_NOFOLLOW;
     posix::CDescriptor descriptor(posix::Uninterrupted([&] { return open(native.c_str(), flags | follow, 0666); }));
     if (!descriptor)
-        return posix::PathError(errno, native.c_str());
+        return errno == ENXIO ? eOsError_BrokenPipe : posix::PathError(errno, native.c_str());
+    if (const eOsError error = isTrusted ? eOsError_None : CheckOwnFile(descriptor.Get()); !Succeeded(error))
+        return error;
+    if (fcntl(descriptor.Get(), F_SETFL, O_APPEND) != 0)
+        return posix::LastOsError();
     file = std::make_unique<CAppendFile>(std::move(descriptor));
     return eOsError_None;
 }

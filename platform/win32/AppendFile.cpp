@@ -1,5 +1,7 @@
 #include "platform/AppendFile.h"
 
+#include "platform/Path.h"
+#include "platform/Trust.h"
 #include "platform/win32/Handle.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/SystemPath.h"
@@ -38,6 +40,12 @@ private:
     const win32::CHandle m_handle;
 };
 
+bool HasSecondName(HANDLE handle)
+{
+    BY_HANDLE_FILE_INFORMATION information{};
+    return GetFileInformationByHandle(handle, &information) && information.nNumberOfLinks > 1;
+}
+
 } // namespace
 
 eOsError OpenForAppending(const std::wstring& path, std::unique_ptr<IAppendFile>& file)
@@ -47,6 +55,9 @@ eOsError OpenForAppending(const std::wstring& path, std::unique_ptr<IAppendFile>
                                       nullptr));
     if (!handle)
         return win32::LastOsError();
+    // Of a file in a folder of the operator's own it is his.
+    if (HasSecondName(handle.Get()) && !DistrustOf(DirectoryOf(AbsolutePath(path))).empty())
+        return eOsError_AccessDenied;
     file = std::make_unique<CAppendFile>(std::move(handle));
     return eOsError_None;
 }

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -88,6 +89,57 @@ TEST_F(SpecialFileTest, ALogIsNotAppendedToThroughALinkThatAnybodyCouldHaveMade)
     EXPECT_EQ(ReadWholeFile(target, eOpenMode_ReadShared, bytes, 100), eOsError_None);
     EXPECT_EQ(bytes, "kept and more");
     EXPECT_EQ(OpenForAppending(m_directory / L"none/log", file), eOsError_PathNotFound);
+}
+
+TEST_F(SpecialFileTest, ALogInAFolderForAllIsAFileOfThisUsersAndNothingElse)
+{
+    const std::wstring folder = m_directory / L"logs";
+    const std::wstring path = JoinPath(folder, L"log");
+    const std::wstring another = m_directory / L"another";
+    ASSERT_EQ(Files().MakeDirectory(folder), eOsError_None);
+    ASSERT_EQ(WriteWholeFile(another, "kept"), eOsError_None);
+    const auto forAll = [&](mode_t mode) { ASSERT_EQ(chmod(NarrowPath(folder).c_str(), mode), 0); };
+    std::unique_ptr<IAppendFile> file;
+
+    ASSERT_EQ(link(NarrowPath(another).c_str(), NarrowPath(path).c_str()), 0);
+    forAll(01777);
+    EXPECT_EQ(OpenForAppending(path, file), eOsError_AccessDenied) << "a second name of another file";
+    forAll(0755);
+    EXPECT_EQ(OpenForAppending(path, file), eOsError_None) << "where it is this user's own";
+    ASSERT_EQ(unlink(NarrowPath(path).c_str()), 0);
+
+    ASSERT_EQ(mkfifo(NarrowPath(path).c_str(), 0600), 0);
+    const int reader = open(NarrowPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    forAll(01777);
+    EXPECT_EQ(OpenForAppending(path, file), eOsError_AccessDenied) << "a pipe, even with a reader";
+    close(reader);
+    ASSERT_EQ(unlink(NarrowPath(path).c_str()), 0);
+
+    ASSERT_EQ(OpenForAppending(path, file), eOsError_None);
+    ASSERT_EQ(OpenForAppending(path, file), eOsError_None) << "made here before";
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(NarrowPath(path).c_str(), 12345, 0), 0);
+        EXPECT_NE(OpenForAppending(path, file), eOsError_None) << "by the system or by this look, as it is set up";
+        forAll(0777); // where the system does not look
+        EXPECT_EQ(OpenForAppending(path, file), eOsError_ForeignOwner);
+    }
+}
+
+TEST_F(SpecialFileTest, ANamedPipeAsALogIsNotWaitedFor)
+{
+    std::unique_ptr<IAppendFile> file;
+    EXPECT_EQ(OpenForAppending(m_fifo, file), eOsError_BrokenPipe) << "nobody reads";
+    const int reader = open(NarrowPath(m_fifo).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    ASSERT_EQ(OpenForAppending(m_fifo, file), eOsError_None);
+    EXPECT_EQ(file->Write("line"), eOsError_None);
+    char bytes[5] = {};
+    EXPECT_EQ(read(reader, bytes, 4), 4);
+    EXPECT_STREQ(bytes, "line");
+    close(reader);
+    EXPECT_EQ(OpenForAppending(L"/dev/null", file), eOsError_None);
+    EXPECT_EQ(file->Write("line"), eOsError_None);
 }
 
 TEST_F(SpecialFileTest, APipeIsOfNoUsualKind)
