@@ -7,9 +7,9 @@
 #include "framework/NeverDestroyed.h"
 #include "framework/Services.h"
 #include "framework/TextTable.h"
+#include "platform/FaultMutex.h"
 #include "platform/Text.h"
 
-#include <mutex>
 #include <set>
 
 namespace {
@@ -52,13 +52,14 @@ std::string TextModule()
     return CTextTable::Find(module, CTextTable::kFallbackLanguage) == nullptr ? CTextTable::kSystemModule : module;
 }
 
-/// True for the first complaint about an identifier in this process.
+/// True for the first complaint about an identifier in this process. None any more when a fault has left the lock
+/// taken.
 bool IsFirstComplaint(const std::string& module, unsigned id)
 {
-    static CNeverDestroyed<std::mutex> lock;
+    static CNeverDestroyed<platform::CFaultMutex> lock;
     static CNeverDestroyed<std::set<std::pair<std::string, unsigned>>> complained;
-    const std::lock_guard guard(lock.Get());
-    return complained.Get().emplace(module, id).second;
+    const platform::CFaultLock guard(lock.Get());
+    return guard.IsHeld() && complained.Get().emplace(module, id).second;
 }
 
 void ComplainOnce(IWQ_Host& host, const std::string& module, unsigned id, const std::wstring& text)

@@ -19,12 +19,19 @@ CLogRegistry::~CLogRegistry() = default;
 
 std::shared_ptr<Brel::Log::Logger> CLogRegistry::Get(const std::string& name)
 {
-    const std::lock_guard guard(m_mutex);
+    const platform::CFaultLock guard(m_mutex);
+    if (!guard.IsHeld())
+        return Make(name);
     std::shared_ptr<Brel::Log::Logger>& logger = m_loggers[name];
-    if (logger == nullptr) {
-        logger = std::make_shared<Brel::Log::Logger>(name, m_pOutput);
-        logger->set_level(SpdlogLevel(m_eLevel));
-    }
+    if (logger == nullptr)
+        logger = Make(name);
+    return logger;
+}
+
+std::shared_ptr<Brel::Log::Logger> CLogRegistry::Make(const std::string& name) const
+{
+    auto logger = std::make_shared<Brel::Log::Logger>(name, m_pOutput);
+    logger->set_level(SpdlogLevel(m_eLevel));
     return logger;
 }
 
@@ -34,8 +41,10 @@ bool CLogRegistry::Configure(const Brel::Log::SLogOptions& options, std::wstring
     if (!options.file.empty() && !file.Open(options.file, options.maxFileSize, errorText))
         return false;
     m_pOutput->Redirect(std::move(file), options.console, options.format);
-    const std::lock_guard guard(m_mutex);
     m_eLevel = options.level;
+    const platform::CFaultLock guard(m_mutex);
+    if (!guard.IsHeld())
+        return true;
     for (const auto& [name, logger] : m_loggers)
         logger->set_level(SpdlogLevel(m_eLevel));
     return true;

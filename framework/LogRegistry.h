@@ -1,15 +1,17 @@
 #pragma once
 
 #include "framework/LogOptions.h"
+#include "platform/FaultMutex.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 class CLogOutput;
 
-/// The loggers of the default host by name, all over one output. From any thread.
+/// The loggers of the default host by name, all over one output. From any thread. When a fault has left its lock taken,
+/// each line gets a logger of its own, and lines are as ever.
 class CLogRegistry {
 public:
     CLogRegistry();
@@ -24,9 +26,10 @@ public:
     [[nodiscard]] static CLogRegistry& Instance();
 
 private:
+    [[nodiscard]] std::shared_ptr<Brel::Log::Logger> Make(const std::string& name) const;
+
     const std::shared_ptr<CLogOutput> m_pOutput;
-    std::mutex m_mutex;
-    // Guarded by m_mutex.
-    std::map<std::string, std::shared_ptr<Brel::Log::Logger>> m_loggers;
-    Brel::Log::eLogLevel m_eLevel = Brel::Log::eLogLevel_Info;
+    std::atomic<Brel::Log::eLogLevel> m_eLevel = Brel::Log::eLogLevel_Info;
+    platform::CFaultMutex m_mutex;
+    std::map<std::string, std::shared_ptr<Brel::Log::Logger>> m_loggers; ///< guarded by m_mutex
 };

@@ -3,6 +3,7 @@
 #include "framework/Log.h"
 #include "framework/LogOptions.h"
 #include "framework/Services.h"
+#include "platform/Fault.h"
 #include "tests/framework/DigitsShape.h"
 #include "tests/framework/ScratchFolder.h"
 #include "tests/support/CallbackLogger.h"
@@ -10,6 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -33,6 +38,54 @@ public:
 private:
     std::shared_ptr<Brel::Log::Logger> m_pLogger;
 };
+
+/// A name whose bytes cannot be read: comparing it with another one faults.
+class CBadName {
+public:
+    CBadName()
+    {
+        // In the page that no program has, but no null pointer, which sanitizers have a word for.
+        const struct {
+            const char* data;
+            std::size_t size;
+        } bad = {reinterpret_cast<const char*>(std::uintptr_t{64}), 64};
+        static_assert(sizeof bad <= sizeof(std::string));
+        std::memcpy(m_bytes.data(), &bad, sizeof bad);
+    }
+    [[nodiscard]] const std::string& Get() const { return *reinterpret_cast<const std::string*>(m_bytes.data()); }
+
+private:
+    alignas(std::string) std::array<std::byte, sizeof(std::string)> m_bytes{};
+};
+
+int LoseTheRegistry(const std::vector<std::wstring>& /*arguments*/)
+{
+    CWQ_DefaultHost host;
+    static_cast<void>(host.GetLogger("known"));
+    const CBadName bad;
+    platform::SFaultRecord record;
+    if (platform::RunContained([&] { static_cast<void>(host.GetLogger(bad.Get())); }, record))
+        return 1;
+    // The line of the fault itself, and those of others after it.
+    host.ShowMessage(L"told by the thread that faulted", eMessageStyle_Error, 0);
+    std::thread([&] { host.ShowMessage(L"told by another one", eMessageStyle_Error, 0); }).join();
+    return 0;
+}
+const testsupport::CChildPart loseTheRegistry(L"lose-the-registry", &LoseTheRegistry);
+
+TEST(DefaultHostTest, AFaultInTheListOfLoggersCostsNoLine)
+{
+    const CScratchFolder folder;
+    platform::SProcessOptions options;
+    options.errorFile = folder.PathOf(L"errors");
+    auto child = testsupport::StartChild(L"lose-the-registry", {}, std::move(options));
+    int code = -1;
+    ASSERT_TRUE(child.Wait(std::chrono::seconds(60), code)) << "it waits for its own lock";
+    EXPECT_EQ(code, 0);
+    const std::string told = folder.Content(L"errors");
+    EXPECT_NE(told.find("told by the thread that faulted"), std::string::npos) << told;
+    EXPECT_NE(told.find("told by another one"), std::string::npos) << told;
+}
 
 TEST(DefaultHostTest, AReportIsAnErrorLineWithThePlaceOfTheReport)
 {
