@@ -123,7 +123,9 @@ eOsError TryMakingPrivate(const std::wstring& systemPath)
 {
     std::array<wchar_t, MAX_PATH + 1> volume{};
     DWORD flags = 0;
-    if (!GetVolumePathNameW(systemPath.c_str(), volume.data(), static_cast<DWORD>(volume.size())) ||
+    // The volume of a directory is known before there is one.
+    if (GetFileAttributesW(systemPath.c_str()) == INVALID_FILE_ATTRIBUTES ||
+        !GetVolumePathNameW(systemPath.c_str(), volume.data(), static_cast<DWORD>(volume.size())) ||
         !GetVolumeInformationW(volume.data(), nullptr, 0, nullptr, nullptr, &flags, nullptr, 0)) {
         return LastOsError();
     }
