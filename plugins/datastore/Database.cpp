@@ -18,8 +18,9 @@
 
 namespace {
 
-/// Virtual machine steps between two looks at the cancel flag: some 20 microseconds of a query.
-constexpr int kStepsBetweenLooks = 1000;
+/// Virtual machine steps between two looks at the cancel flag, which come at the next jump: some 2 microseconds of a
+/// query, but a step can be a call that takes 45 ms. How long a statement can be without a jump LimitValuesFor sees to.
+constexpr int kStepsBetweenLooks = 100;
 
 /// A lock of a writer is waited for so often and so long: 5 seconds in all, and a cancellation is seen in between.
 constexpr int kLockAttempts = 500;
@@ -183,7 +184,7 @@ bool CDatabase::Restrict()
     LimitStatements(database);
     sqlite3_busy_handler(database, &CDatabase::WaitForLock, this);
     sqlite3_set_authorizer(database, &CDatabase::Authorize, this);
-    if (m_pContext != nullptr || m_pStop != nullptr || m_bLimited)
+    if (IsRunning())
         sqlite3_progress_handler(database, kStepsBetweenLooks, &CDatabase::AskToStop, this);
     return AddSqlFunctions(database, *this);
 }
@@ -227,6 +228,20 @@ bool CDatabase::Prepare(std::string_view sql, CStatement& statement)
     }
     if (sqlite3_stmt_readonly(statement.m_pStatement.get()) == 0 || statement.ColumnCount() == 0)
         return Fail(L"only statements that read and give rows are allowed");
+    return !IsRunning() || LimitValuesFor(statement);
+}
+
+bool CDatabase::LimitValuesFor(const CStatement& statement)
+{
+    sqlite3_stmt* const compiled = statement.m_pStatement.get();
+    LimitValues(m_pDatabase.get(), 0);
+    if (sqlite3_stmt_isexplain(compiled) != 0)
+        return true;
+    std::int64_t work = 0;
+    const auto addStep = [&](const CStatement& row) { work += WorkOfStep(row.Column(1).bytes, row.Column(4).integer); };
+    if (!RunOwn(std::string(kExplain) + sqlite3_sql(compiled), addStep))
+        return false;
+    LimitValues(m_pDatabase.get(), work);
     return true;
 }
 
@@ -236,7 +251,7 @@ bool CDatabase::Compile(std::string_view sql, CStatement& statement, std::string
     const char* tail = nullptr;
     m_strRefused.clear();
     m_bSelecting = false;
-    if (sql.size() > static_cast<std::size_t>(sqlite3_limit(m_pDatabase.get(), SQLITE_LIMIT_SQL_LENGTH, -1)))
+    if (!m_bOwnStatement && sql.size() > std::size_t{kMaxSqlBytes})
         return Fail(L"the SQL text is too long");
     const int result =
         sqlite3_prepare_v2(m_pDatabase.get(), sql.data(), static_cast<int>(sql.size()), &compiled, &tail);

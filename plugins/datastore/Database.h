@@ -98,7 +98,7 @@ public:
 
 private:
     /// Looks at a statement with limited work before it is ended.
-    static constexpr int kMaxLooks = 1000;
+    static constexpr int kMaxLooks = 10'000;
 
     struct SClose {
         void operator()(sqlite3* database) const;
@@ -108,6 +108,9 @@ private:
     static int AskToStop(void* self);
     static int WaitForLock(void* self, int attempt);
 
+    /// True when statements are stopped while they run; else they are only prepared, to be looked at.
+    [[nodiscard]] bool IsRunning() const { return m_pContext != nullptr || m_pStop != nullptr || m_bLimited; }
+    [[nodiscard]] bool LimitValuesFor(const CStatement& statement);
     bool Compile(std::string_view sql, CStatement& statement, std::string_view& rest);
     [[nodiscard]] bool HasTimedOut() const;
     bool Fail(const CString& error);

@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -14,7 +15,7 @@ constexpr std::int64_t kMebibyte = 1024 * 1024;
 
 constexpr std::array<std::pair<int, int>, 11> kLimits = {{
     {SQLITE_LIMIT_LENGTH, kMaxValueBytes},
-    {SQLITE_LIMIT_SQL_LENGTH, 256 * 1024},
+    {SQLITE_LIMIT_SQL_LENGTH, kMaxSqlBytes + static_cast<int>(kExplain.size())},
     {SQLITE_LIMIT_COLUMN, 500},
     {SQLITE_LIMIT_EXPR_DEPTH, 250},
     {SQLITE_LIMIT_COMPOUND_SELECT, 200},
@@ -25,6 +26,11 @@ constexpr std::array<std::pair<int, int>, 11> kLimits = {{
     {SQLITE_LIMIT_VARIABLE_NUMBER, 10'000},
     {SQLITE_LIMIT_WORKER_THREADS, 0},
 }};
+
+/// The steps that call a function, or a table that is one: measured, up to ten times as long for a value as others.
+constexpr std::array<std::string_view, 9> kCalls = {"AggFinal", "AggInverse", "AggStep", "AggStep1", "AggValue",
+                                                    "Function", "PureFunc",   "VColumn", "VFilter"};
+constexpr std::int64_t kWorkOfACall = 10;
 
 CString Megabytes(std::int64_t bytes)
 {
@@ -46,6 +52,19 @@ void LimitStatements(sqlite3* database)
         sqlite3_limit(database, limit, value);
 }
 
+std::int64_t WorkOfStep(std::string_view step, std::int64_t third)
+{
+    if (std::find(kCalls.begin(), kCalls.end(), step) != kCalls.end())
+        return kWorkOfACall;
+    return step == "Copy" ? 1 + third : 1; // it copies so many more
+}
+
+void LimitValues(sqlite3* database, std::int64_t work)
+{
+    const std::int64_t most = kMaxValueBytes * kFullLengthWork / std::max(work, kFullLengthWork);
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, static_cast<int>(most));
+}
+
 CString SqliteErrorText(sqlite3* database)
 {
     switch (sqlite3_extended_errcode(database) & 0xFF) {
@@ -55,6 +74,11 @@ CString SqliteErrorText(sqlite3* database)
         if (temporaryspace::WasExceeded())
             return L"more temporary space is needed than a request may use (" + Megabytes(temporaryspace::Limit()) +
                    L", ZEL_QUERY_SPACE_LIMIT)";
+        break;
+    case SQLITE_TOOBIG:
+        if (const int most = sqlite3_limit(database, SQLITE_LIMIT_LENGTH, -1); most < kMaxValueBytes)
+            return L"a statement of so many steps and calls can't have values or rows of more than " +
+                   std::to_wstring(most) + L" bytes";
         break;
     default: break;
     }

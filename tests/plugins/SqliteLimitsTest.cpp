@@ -8,6 +8,7 @@
 #include "tests/support/RecordingHost.h"
 
 #include "platform/Module.h"
+#include "platform/Text.h"
 
 #include <gtest/gtest.h>
 
@@ -45,6 +46,14 @@ protected:
         EXPECT_FALSE(outcome.leftFile);
         m_host.ExpectReport(36, L"Data source \"box\": " + reason);
         EXPECT_EQ(m_run.progress.LastComment(), L"Data source \"box\": " + reason);
+    }
+    /// The same for a reason of which only the beginning is known.
+    void ExpectEnding(const std::string& sql, const std::wstring& beginning)
+    {
+        EXPECT_EQ(m_run.Run(QueryRequest("box", sql)).stage, eStage_NotObtained) << sql.substr(0, 200);
+        const std::wstring told = m_run.progress.LastComment();
+        EXPECT_TRUE(told.starts_with(L"Data source \"box\": " + beginning)) << platform::ToUtf8(told);
+        m_host.ExpectReport(36, told);
     }
     /// `first`, then the text so many times.
     static std::string Repeated(const std::string& first, const std::string& text, int count)
@@ -97,8 +106,8 @@ TEST_F(SqliteLimits, AStatementThatUnfoldsWithoutEndIsRefused)
 
 TEST_F(SqliteLimits, ARowOfManyLargeValuesIsRefused)
 {
-    const std::string value = "hex(zeroblob(2000000 + a))";
-    ExpectFailure(Repeated("SELECT " + value, ", " + value, 499) + " FROM t",
+    ExpectFailure("WITH big(x) AS MATERIALIZED (SELECT hex(zeroblob(2000000))) " + Repeated("SELECT x", ", x", 499) +
+                      " FROM big",
                   L"more memory is needed than the data store may use (256 MiB)");
     EXPECT_EQ(Error("SELECT 1"), L"");
 }
@@ -129,9 +138,82 @@ TEST_F(SqliteLimits, ARequestEndsWhenItsTimeIsOver)
     const CVariable limit(L"ZEL_QUERY_TIME_LIMIT", L"1");
     const std::wstring over = L"the request takes longer than the server allows (1 s, --query-time-limit)";
     ExpectFailure(kEndless + "SELECT count(*) FROM n", over);
-    // In the middle of a call of a function.
-    ExpectFailure("SELECT hex(zeroblob(2000000)) LIKE '%' || hex(zeroblob(490)) || '1' FROM t", over);
     EXPECT_EQ(Error("SELECT 1"), L"");
+}
+
+TEST_F(SqliteLimits, ARequestEndsInTheMiddleOfACallWhenItsTimeIsOver)
+{
+    const CVariable limit(L"ZEL_QUERY_TIME_LIMIT", L"1");
+    ExpectFailure("SELECT hex(zeroblob(2000000)) LIKE '%' || hex(zeroblob(490)) || '1' FROM t",
+                  L"the request takes longer than the server allows (1 s, --query-time-limit)");
+    // Else the call would have given its row, and the time would have been found to be over behind it.
+    EXPECT_EQ(m_run.progress.Reports().size(), 1U);
+}
+
+TEST_F(SqliteLimits, TheMoreAStatementCallsTheShorterItsValuesMayBe)
+{
+    const auto longest = [&](std::int64_t bytes, int calls) {
+        return Repeated("SELECT length(zeroblob(" + std::to_string(bytes) + "))", ", abs(a)", calls) + " FROM t";
+    };
+    EXPECT_EQ(m_run.Run(QueryRequest("box", longest(kMaxValueBytes, 40))).stage, eStage_Done);
+    EXPECT_EQ(m_run.Run(QueryRequest("box", longest(kMaxValueBytes, 400))).stage, eStage_NotObtained);
+    const std::wstring told = m_run.progress.LastComment();
+    const std::wstring before =
+        L"Data source \"box\": a statement of so many steps and calls can't have values or rows "
+        L"of more than ";
+    ASSERT_TRUE(told.starts_with(before)) << platform::ToUtf8(told);
+    m_host.ExpectReport(36, told);
+    const std::int64_t most = std::stoll(told.substr(before.size()));
+    // 402 calls of 10, a step for each argument, and what else there is.
+    EXPECT_GT(most, kMaxValueBytes * kFullLengthWork / 5000);
+    EXPECT_LT(most, kMaxValueBytes * kFullLengthWork / 4420);
+    EXPECT_EQ(m_run.Run(QueryRequest("box", longest(most, 400))).stage, eStage_Done);
+    EXPECT_EQ(m_run.Run(QueryRequest("box", longest(most + 1, 400))).stage, eStage_NotObtained);
+    m_host.ExpectReport(36, told);
+    // The values are as long, and nothing calls.
+    EXPECT_EQ(m_run.Run(QueryRequest("box", "EXPLAIN " + longest(kMaxValueBytes, 400))).stage, eStage_Done);
+}
+
+TEST_F(SqliteLimits, WhatCallsNothingIsCountedAsWell)
+{
+    const std::string sum = Repeated("(x || 1", " || 2", 200) + ")";
+    ExpectEnding("WITH t(x) AS MATERIALIZED (SELECT hex(zeroblob(1000000))) " +
+                     Repeated("SELECT " + sum, ", " + sum, 9) + " FROM t",
+                 L"a statement of so many steps and calls can't have values or rows of more than ");
+}
+
+/// A flattened statement has more calls than its text.
+TEST_F(SqliteLimits, CallsAreCountedAsTheyAreMade)
+{
+    std::string sql =
+        "SELECT x + x + x + x AS y FROM (SELECT json_valid(t || 0) AS x FROM (SELECT hex(zeroblob(1000000)) "
+        "AS t FROM t LIMIT 1))";
+    for (int level = 0; level < 3; ++level)
+        sql.replace(0, 0, "SELECT y + y + y + y AS y FROM (").append(")");
+    ExpectEnding(sql, L"a statement of so many steps and calls can't have values or rows of more than ");
+}
+
+/// 6,000 calls of some 45 ms, and SQLite asks only behind the last one.
+TEST_F(SqliteLimits, ARowOfCallsEndsSoonAfterItsCancellation)
+{
+    const std::string calls = Repeated("json_valid(x || 0)", " + json_valid(x || 0)", 199);
+    m_run.context.OnAsked([&](unsigned) { m_run.context.SetCanceled(true); });
+    const auto start = std::chrono::steady_clock::now();
+    const SOutcome outcome = m_run.Run(QueryRequest(
+        "box", "WITH t(x) AS MATERIALIZED (SELECT '[' || replace(hex(zeroblob(2000000)), '00', '1,') || '1]') " +
+                   Repeated("SELECT " + calls, ", " + calls, 29) + " FROM t"));
+    EXPECT_EQ(outcome.stage, eStage_Canceled);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+}
+
+TEST_F(SqliteLimits, ALoopAsksWithinAHundredSteps)
+{
+    unsigned most = 0;
+    m_run.context.OnAsked([&](unsigned asked) { most = asked; });
+    // Ten steps and more for each row.
+    EXPECT_EQ(m_run.Run(QueryRequest("box", kEndless + "SELECT count(*) FROM (SELECT i FROM n LIMIT 1000)")).stage,
+              eStage_Done);
+    EXPECT_GE(most, 100U);
 }
 
 TEST_F(SqliteLimits, StatisticsLetGoOfTheDataWhenTheirTimeIsOver)
