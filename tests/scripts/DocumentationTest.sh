@@ -15,7 +15,7 @@ anchors() { # page
 
 check_links() {
     local page target file anchor count=0
-    for page in README.md SECURITY.md docs/*.md docs/decisions/*.md; do
+    for page in *.md docs/*.md docs/decisions/*.md fuzz/README.md tests/vectors/README.md; do
         while IFS= read -r target; do
             count=$((count + 1))
             file=${target%%#*}
