@@ -1,12 +1,12 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
-#include "ZelProcessorProgressStatusFile.h"
 #include "bench/BenchError.h"
 #include "bench/ClientPart.h"
 #include "com/ZelCom.h"
 #include "framework/LogOptions.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles.h"
+#include "protocol/ProtocolFiles.h"
 
 #include "com/Guid.h"
 #include "fuzz/Fuzz.h"

@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProjectContent.h"
+#include "exchange/ProjectContent.h"
 
 #include "com/ComError.h"
 #include "fuzz/Fuzz.h"

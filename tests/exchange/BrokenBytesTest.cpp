@@ -1,9 +1,9 @@
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "ZEL_Processor/XMLTools.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProjectContent.h"
 #include "com/Bstr.h"
 #include "com/Variant.h"
+#include "exchange/ProjectContent.h"
 #include "framework/HeapMemFile.h"
 #include "framework/XMLArchive.h"
 #include "platform/Path.h"

@@ -1,6 +1,6 @@
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/WQ_CLSIDArrayImpl.h"
+#include "exchange/WQ_CLSIDArrayImpl.h"
 #include "framework/ComArchiveImplBase.h"
 #include "framework/Exceptions.h"
 #include "tests/exchange/ExchangeFixture.h"

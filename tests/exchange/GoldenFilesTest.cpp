@@ -3,7 +3,7 @@
 #include "ZEL_Processor/Project.h"
 #include "ZEL_Processor/XMLTools.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProjectContent.h"
+#include "exchange/ProjectContent.h"
 #include "framework/HeapMemFile.h"
 #include "framework/XMLArchive.h"
 #include "platform/Path.h"

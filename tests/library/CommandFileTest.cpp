@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/CommandFile.h"
+#include "protocol/CommandFile.h"
 
 #include "com/ZelCom.h"
 #include "platform/FileSystem.h"

@@ -1,7 +1,7 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/HeldFile.h"
+#include "protocol/HeldFile.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/LeftStatuses.h"
 #include "platform/Os.h"
+#include "server/LeftStatuses.h"
 #include "tests/support/FaultyFiles.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/RecordingHost.h"

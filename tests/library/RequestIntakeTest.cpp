@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/RequestIntake.h"
+#include "server/RequestIntake.h"
 
 #include <gtest/gtest.h>
 

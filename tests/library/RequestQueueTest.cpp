@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/RequestQueue.h"
+#include "server/RequestQueue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/RequestQueue.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
@@ -8,6 +7,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Thread.h"
+#include "server/RequestQueue.h"
 #include "tests/library/RecordingProgress.h"
 #include "tests/library/ScriptedPlugin.h"
 #include "tests/support/FaultyFiles.h"

@@ -1,12 +1,12 @@
 #include "tests/library/ServerFixture.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/CommandFile.h"
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles.h"
-#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorRequestStatusFile.h"
 #include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "com/Guid.h"
 #include "platform/Text.h"
+#include "protocol/CommandFile.h"
+#include "protocol/ProtocolFiles.h"
+#include "protocol/ZelProcessorRequestStatusFile.h"
 #include "tests/exchange/SampleEvents.h"
 
 #include <functional>

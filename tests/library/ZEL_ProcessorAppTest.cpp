@@ -1,11 +1,11 @@
 #include "ZEL_Processor/ZEL_ProcessorApp.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/VWQ_StringCodeDll.h"
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "com/Components.h"
 #include "com/Registration.h"
 #include "framework/Services.h"
+#include "module/VWQ_StringCodeDll.h"
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Os.h"

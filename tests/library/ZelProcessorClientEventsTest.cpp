@@ -1,12 +1,12 @@
 #include "tests/library/ServerFixture.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles.h"
 #include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "ZEL_Processor/LockFile.h"
 #include "com/CreateInstance.h"
 #include "com/Guid.h"
 #include "platform/Text.h"
+#include "protocol/ProtocolFiles.h"
 #include "tests/support/ManualClock.h"
 
 namespace {

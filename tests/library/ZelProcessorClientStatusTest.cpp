@@ -1,8 +1,8 @@
 #include "tests/library/ServerFixture.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorProgressStatusFile.h"
 #include "framework/Services.h"
 #include "platform/Text.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
 
 #include <filesystem>
 

@@ -1,7 +1,7 @@
 #include "tests/library/NotifyFixture.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/CommandFile.h"
 #include "ZEL_Processor/LockFile.h"
+#include "protocol/CommandFile.h"
 
 #include <algorithm>
 #include <set>

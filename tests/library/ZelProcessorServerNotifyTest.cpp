@@ -1,8 +1,8 @@
 #include "tests/library/NotifyFixture.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/ChangedGroups.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "ZEL_Processor/LockFile.h"
+#include "server/ChangedGroups.h"
 #include "tests/support/Links.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "tests/library/ServerFixture.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles.h"
-#include "Kernel/ZEL_Processor/ZEL_Processor/StringCodes.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/StringCodes.h"
 #include "tests/support/Links.h"
 #include "tests/support/Predicates.h"
 

@@ -1,7 +1,7 @@
 #include "tests/library/ServerFixture.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorFactories.h"
 #include "framework/Exceptions.h"
+#include "processor/ZelProcessorFactories.h"
 #include "tests/support/FaultyThreads.h"
 #include "tests/support/Links.h"
 #include "tests/support/ManualClock.h"

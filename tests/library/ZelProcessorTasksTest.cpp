@@ -1,9 +1,9 @@
 #include "ZEL_Processor/ZelProcessor.h"
 
-#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorFactories.h"
 #include "com/ComError.h"
 #include "com/ZelCom.h"
 #include "framework/Exceptions.h"
+#include "processor/ZelProcessorFactories.h"
 #include "tests/library/ScriptedPlugin.h"
 #include "tests/support/RecordingHost.h"
 

@@ -1,11 +1,11 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/CommandFile.h"
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles.h"
-#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorProgressStatusFile.h"
 #include "com/Guid.h"
 #include "com/ZelCom.h"
 #include "platform/FileSystem.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "protocol/CommandFile.h"
+#include "protocol/ProtocolFiles.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/ProtocolFiles.h"
+#include "protocol/ProtocolFiles.h"
 
 #include "platform/Os.h"
 #include "platform/Path.h"

@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/StatusFileText.h"
+#include "protocol/StatusFileText.h"
 
 #include <gtest/gtest.h>
 
@@ -32,8 +32,8 @@ TEST(StatusFileText, LeavesALoneCarriageReturnAndAmpersandsAlone)
 
 TEST(StatusFileText, CommentsComeBackUnchanged)
 {
-    for (const CString& comment : {CString(L"a=b\r\nc"), CString(L"\r\n\n\r\n=="), CString(L"x\r"), CString(L"&ampEqual"),
-                                   CString(L"p\u00e9r\u010d\u6f22"), CString(L"=")})
+    for (const CString& comment : {CString(L"a=b\r\nc"), CString(L"\r\n\n\r\n=="), CString(L"x\r"),
+                                   CString(L"&ampEqual"), CString(L"p\u00e9r\u010d\u6f22"), CString(L"=")})
         EXPECT_EQ(RoundTrip(comment), comment);
 }
 

@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorProgressStatusFile.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
 
 #include "framework/CrashReport.h"
 #include "platform/Os.h"

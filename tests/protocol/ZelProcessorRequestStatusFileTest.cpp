@@ -1,4 +1,4 @@
-#include "Kernel/ZEL_Processor/ZEL_Processor/ZelProcessorRequestStatusFile.h"
+#include "protocol/ZelProcessorRequestStatusFile.h"
 
 #include "platform/Fault.h"
 #include "platform/Os.h"

@@ -54,7 +54,7 @@ compare() { # what library list
 }
 
 [[ -z $mode || $mode == --update ]] || { sed -n '2,5s/^# //p' "${BASH_SOURCE[0]}" >&2; exit 2; }
-library=$root/Kernel/ZEL_Processor/ZEL_Processor
+library=$root/Kernel/ZEL_Processor/ZEL_Processor/module
 framework=$root/framework
 compare linux "$build/bin/libZEL_Processor.so" "$library/exports.linux.txt"
 compare linux "$build/bin/libZEL_Framework.so" "$framework/exports.linux.txt"

@@ -1,9 +1,9 @@
-#include "StringCodes.h"
 #include "ZEL_Processor/XMLTools.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZelProcessorFactories.h"
 #include "com/Bstr.h"
 #include "framework/Services.h"
+#include "reports/StringCodes.h"
 
 namespace {
 

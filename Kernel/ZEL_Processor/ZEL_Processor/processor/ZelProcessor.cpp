@@ -1,8 +1,5 @@
 #include "ZEL_Processor/ZelProcessor.h"
 
-#include "ProtocolFiles.h"
-#include "SourceNames.h"
-#include "StringCodes.h"
 #include "ZelProcessorFactories.h"
 #include "com/Bstr.h"
 #include "com/XmlScan.h"
@@ -12,6 +9,9 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <chrono>
 #include <exception>

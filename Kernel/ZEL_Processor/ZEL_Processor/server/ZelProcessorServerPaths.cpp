@@ -1,7 +1,7 @@
-#include "ProtocolFiles.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "com/Guid.h"
 #include "platform/Path.h"
+#include "protocol/ProtocolFiles.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "ZEL_Processor/ZelRequestWatch.h"
 
-#include "ProtocolFiles.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "protocol/ProtocolFiles.h"
 
 #include <algorithm>
 #include <atomic>

@@ -2,12 +2,12 @@
 
 #include "HeldFile.h"
 #include "ProtocolFiles.h"
-#include "SourceNames.h"
 #include "StatusFileText.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
+#include "reports/SourceNames.h"
 
 #include <array>
 #include <utility>

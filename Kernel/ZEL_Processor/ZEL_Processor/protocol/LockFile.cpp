@@ -1,11 +1,11 @@
 #include "ZEL_Processor/LockFile.h"
 
 #include "ProtocolFiles.h"
-#include "SourceNames.h"
 #include "framework/Exceptions.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
+#include "reports/SourceNames.h"
 
 #include <chrono>
 #include <utility>

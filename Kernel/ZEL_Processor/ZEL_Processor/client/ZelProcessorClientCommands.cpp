@@ -1,11 +1,11 @@
-#include "CommandFile.h"
-#include "HexText.h"
-#include "ProtocolFiles.h"
-#include "SourceNames.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
+#include "exchange/HexText.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "protocol/CommandFile.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
 
 #include <chrono>
 

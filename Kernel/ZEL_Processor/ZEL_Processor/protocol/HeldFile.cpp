@@ -1,11 +1,11 @@
 #include "HeldFile.h"
 
-#include "SourceNames.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/FileHolders.h"
 #include "platform/Os.h"
 #include "platform/SourceLocation.h"
+#include "reports/SourceNames.h"
 
 #include <chrono>
 

@@ -1,11 +1,7 @@
 #include "LeftStatuses.h"
-#include "ProtocolFiles.h"
 #include "RequestQueue.h"
-#include "SourceNames.h"
-#include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
-#include "ZelProcessorProgressStatusFile.h"
 #include "framework/CrashReport.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
@@ -14,6 +10,10 @@
 #include "platform/Os.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "protocol/ProtocolFiles.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <chrono>
 #include <functional>

@@ -1,11 +1,11 @@
-#include "ProtocolFiles.h"
-#include "SourceNames.h"
-#include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessorClient.h"
-#include "ZelProcessorRequestStatusFile.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
+#include "protocol/ProtocolFiles.h"
+#include "protocol/ZelProcessorRequestStatusFile.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <memory>
 

@@ -1,21 +1,18 @@
 #include "ZEL_Processor/ZEL_ProcessorApp.h"
 
-#include "LibraryUses.h"
-#include "SourceNames.h"
 #include "VWQ_StringCodeDll.h"
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
-#include "ZelProcessorFactories.h"
+#include "exchange/LibraryUses.h"
 #include "framework/ComModule.h"
+#include "processor/ZelProcessorFactories.h"
+#include "reports/SourceNames.h"
 
 #include <utility>
 
 namespace {
 
 constexpr GUID kTypeLibraryId = {0x33211DD3, 0xEA28, 0x4CB5, {0x8A, 0x31, 0x36, 0x61, 0x0A, 0x6D, 0xCF, 0xF7}};
-
-/// Without a destructor: an object that a careless client keeps to the end of the process counts itself off here.
-constinit CModuleUses g_libraryUses;
 
 constexpr const wchar_t* kClsidArrayScript = LR"(<component>
   <module>%MODULE%</module>
@@ -38,14 +35,9 @@ std::vector<SWQ_ClassEntry> PlainClasses()
 
 } // namespace
 
-CModuleUses& LibraryUses() noexcept
-{
-    return g_libraryUses;
-}
-
 struct CZEL_ProcessorApp::SState {
     CVWQ_StringCodeDll stringCodes;
-    CWQ_ComModule module{&g_libraryUses, g_libraryUses};
+    CWQ_ComModule module{&LibraryUses(), LibraryUses()};
     bool isStarted = false;
 };
 

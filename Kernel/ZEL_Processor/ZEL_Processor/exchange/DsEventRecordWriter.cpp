@@ -1,8 +1,8 @@
 #include "DsEventRecord.h"
-#include "SourceNames.h"
 #include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "framework/Exceptions.h"
 #include "framework/Services.h"
+#include "reports/SourceNames.h"
 
 namespace {
 

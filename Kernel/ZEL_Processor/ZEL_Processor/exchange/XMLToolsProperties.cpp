@@ -1,12 +1,12 @@
 #include "ZEL_Processor/XMLTools.h"
 
-#include "SourceNames.h"
 #include "com/Bstr.h"
 #include "com/ComError.h"
 #include "com/ComPtr.h"
 #include "com/Variant.h"
 #include "framework/Services.h"
 #include "platform/Text.h"
+#include "reports/SourceNames.h"
 
 namespace {
 

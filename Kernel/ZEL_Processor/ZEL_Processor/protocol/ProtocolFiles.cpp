@@ -1,11 +1,11 @@
 #include "ProtocolFiles.h"
 
-#include "SourceNames.h"
 #include "com/Guid.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "reports/SourceNames.h"
 
 #include <chrono>
 

@@ -1,12 +1,12 @@
 #include "ZelProcessorFactories.h"
 
-#include "SourceNames.h"
 #include "com/Components.h"
 #include "com/Guid.h"
 #include "framework/Exceptions.h"
 #include "framework/Log.h"
 #include "framework/RegistryCathegory.h"
 #include "framework/Services.h"
+#include "reports/SourceNames.h"
 
 #include <memory>
 #include <mutex>

@@ -1,8 +1,8 @@
 #include "VWQ_StringCodeDll.h"
 
-#include "SourceNames.h"
 #include "framework/Services.h"
 #include "framework/TextTable.h"
+#include "reports/SourceNames.h"
 
 #include <string>
 

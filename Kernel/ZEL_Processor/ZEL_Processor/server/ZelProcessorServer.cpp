@@ -1,13 +1,8 @@
 #include "ZEL_Processor/ZelProcessorServer.h"
 
-#include "HeldFile.h"
 #include "LeftStatuses.h"
-#include "ProtocolFiles.h"
 #include "RequestQueue.h"
-#include "SourceNames.h"
-#include "ThreadCom.h"
 #include "ZEL_Processor/ZelProcessor.h"
-#include "ZelProcessorFactories.h"
 #include "framework/Exceptions.h"
 #include "framework/Services.h"
 #include "framework/WorkerThread.h"
@@ -17,6 +12,11 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "processor/ThreadCom.h"
+#include "processor/ZelProcessorFactories.h"
+#include "protocol/HeldFile.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
 
 #include <chrono>
 #include <exception>

@@ -1,6 +1,3 @@
-#include "ProtocolFiles.h"
-#include "SourceNames.h"
-#include "ThreadCom.h"
 #include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "ZEL_Processor/LockFile.h"
@@ -16,6 +13,9 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "processor/ThreadCom.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
 
 #include <chrono>
 

@@ -1,18 +1,18 @@
-#include "CommandFile.h"
 #include "LeftStatuses.h"
-#include "ProtocolFiles.h"
 #include "RequestQueue.h"
-#include "SourceNames.h"
-#include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
-#include "ZelProcessorProgressStatusFile.h"
 #include "com/Guid.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "protocol/CommandFile.h"
+#include "protocol/ProtocolFiles.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <algorithm>
 #include <chrono>

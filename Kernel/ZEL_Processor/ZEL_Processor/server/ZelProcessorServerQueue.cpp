@@ -1,7 +1,4 @@
-#include "ProtocolFiles.h"
 #include "RequestQueue.h"
-#include "SourceNames.h"
-#include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/CrashReport.h"
@@ -10,6 +7,9 @@
 #include "platform/Os.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <chrono>
 #include <utility>

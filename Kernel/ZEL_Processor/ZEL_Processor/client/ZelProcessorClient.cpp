@@ -1,7 +1,5 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 
-#include "ProtocolFiles.h"
-#include "SourceNames.h"
 #include "com/Com.h"
 #include "com/ComError.h"
 #include "com/Guid.h"
@@ -9,6 +7,8 @@
 #include "framework/WorkerThread.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
 
 #include <mutex>
 #include <utility>

@@ -1,5 +1,3 @@
-#include "ProtocolFiles.h"
-#include "SourceNames.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "com/Guid.h"
@@ -7,6 +5,8 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
 
 #include <algorithm>
 #include <chrono>

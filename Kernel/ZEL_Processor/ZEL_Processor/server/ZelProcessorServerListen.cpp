@@ -1,12 +1,7 @@
-#include "HeldFile.h"
 #include "LeftStatuses.h"
-#include "ProtocolFiles.h"
 #include "RequestIntake.h"
-#include "SourceNames.h"
-#include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
-#include "ZelProcessorProgressStatusFile.h"
 #include "framework/CrashReport.h"
 #include "framework/Exceptions.h"
 #include "framework/Log.h"
@@ -16,6 +11,11 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "protocol/HeldFile.h"
+#include "protocol/ProtocolFiles.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <algorithm>
 #include <chrono>

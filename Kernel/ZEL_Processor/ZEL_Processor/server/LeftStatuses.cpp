@@ -1,10 +1,10 @@
 #include "LeftStatuses.h"
 
-#include "SourceNames.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/SourceLocation.h"
+#include "reports/SourceNames.h"
 
 #include <algorithm>
 

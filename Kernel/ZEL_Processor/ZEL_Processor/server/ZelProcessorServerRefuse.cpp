@@ -1,7 +1,3 @@
-#include "HeldFile.h"
-#include "ProtocolFiles.h"
-#include "SourceNames.h"
-#include "StringCodes.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/Log.h"
@@ -10,6 +6,10 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/SourceLocation.h"
+#include "protocol/HeldFile.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <algorithm>
 #include <chrono>
@@ -35,11 +35,6 @@ bool IsTooLong(const CString& path)
     platform::SFileAttributes attributes;
     return platform::FileNameOf(path).size() > kMaxNameUnits ||
            platform::Files().GetAttributes(path, attributes) == platform::eOsError_NameTooLong;
-}
-
-void Warn(const CString& text)
-{
-    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION, text);
 }
 
 } // namespace
@@ -76,7 +71,8 @@ bool CZelProcessorServer::RefuseWhatCannotBeServed(const CString& path, std::set
 
 void CZelProcessorServer::TellRefused(const CString& path, const CString& reason)
 {
-    Warn(L"Refused: " + path + L": " + reason);
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                     L"Refused: " + path + L": " + reason);
     const CString name = platform::FileNameOf(path);
     // A request of this name may be on its way; the status is that one's. For some names there can be none.
     if (!IsKnown(name) && !IsTooLong(m_pProcessor->GetOutputStatusFilePath(name)))
