@@ -12,7 +12,7 @@
 namespace platform {
 namespace {
 
-constexpr std::array kSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+constexpr std::array kFaultSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 class CTimer {
 public:
@@ -48,7 +48,7 @@ private:
 /// An exception has no signal of its own; it would have ended the process by abort.
 int SignalOf(const SFaultRecord& fault)
 {
-    for (const int number : kSignals) {
+    for (const int number : kFaultSignals) {
         if (static_cast<int>(fault.code) == number)
             return number;
     }

@@ -1,0 +1,35 @@
+# zel_group_sources(target)
+#   After all sources of the target are known. In unity builds each folder is one unit: whether two nameless namespaces
+#   of a folder have a name in common does not depend on how many files there are. Builds of single sources have the
+#   target <target>_grouped, which compiles the same units, to see that they do not break the others.
+
+function(zel_group_sources target)
+    get_target_property(sources ${target} SOURCES)
+    get_target_property(folder ${target} SOURCE_DIR)
+    list(FILTER sources INCLUDE REGEX "\\.cpp$")
+    set(directories ${folder} ${PROJECT_SOURCE_DIR})
+    if(NOT CMAKE_UNITY_BUILD)
+        add_library(${target}_grouped OBJECT EXCLUDE_FROM_ALL)
+        set_target_properties(${target}_grouped PROPERTIES
+            UNITY_BUILD ON UNITY_BUILD_MODE GROUP POSITION_INDEPENDENT_CODE ON)
+        foreach(property IN ITEMS COMPILE_DEFINITIONS INCLUDE_DIRECTORIES LINK_LIBRARIES)
+            get_target_property(value ${target} ${property})
+            if(value)
+                set_target_properties(${target}_grouped PROPERTIES ${property} "${value}")
+            endif()
+        endforeach()
+        # The warning is that of unity builds, see ZelWarnings.cmake.
+        target_compile_options(${target}_grouped PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+    endif()
+    foreach(source IN LISTS sources)
+        cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY "${folder}" NORMALIZE)
+        cmake_path(RELATIVE_PATH source BASE_DIRECTORY "${PROJECT_SOURCE_DIR}" OUTPUT_VARIABLE group)
+        cmake_path(GET group PARENT_PATH group)
+        string(MAKE_C_IDENTIFIER "${group}" group)
+        set_source_files_properties("${source}" DIRECTORY ${directories} PROPERTIES UNITY_GROUP ${group})
+        if(NOT CMAKE_UNITY_BUILD)
+            target_sources(${target}_grouped PRIVATE "${source}")
+        endif()
+    endforeach()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD_MODE GROUP)
+endfunction()
