@@ -47,7 +47,7 @@ private:
 };
 
 /// Where reports are written: "ZEL_CRASH_DIR", or a folder of this user's own below that for temporary files, which the
-/// first report makes. Reports are readable by their user alone.
+/// first report, or PrepareLastWords, makes. Reports are readable by their user alone.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring ReportDirectory();
 /// Makes ready what is told of a fault that ends this process, because it struck in the memory allocator: a short
 /// report in the same place and on standard error. Called on the thread that runs tasks; once in a process, later calls

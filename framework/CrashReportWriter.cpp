@@ -319,7 +319,11 @@ void MOXCrashRpt::PrepareLastWords()
 {
     std::string header = kTitle;
     AppendProgram(header);
-    platform::PrepareLastWords(ReportDirectory(), header, &CurrentSubjectText);
+    // When it is needed there is no time to look at the folder, nor a heap to do it with.
+    std::wstring directory = ReportDirectory();
+    if (std::wstring error; !PrepareFolder(directory, error))
+        directory.clear();
+    platform::PrepareLastWords(directory, header, &CurrentSubjectText);
 }
 
 std::wstring MOXCrashRpt::LastReportPath()

@@ -13,8 +13,10 @@ namespace platform {
 /// Names what the current thread works on; a text that stays. It must neither allocate nor fault.
 using SubjectFunction = const wchar_t* (*)();
 
-/// From now on such an end is told on standard error, and in a file of this folder, which is made for its user alone
-/// when it is missing. header: the first lines of the file. A path that is too long is told on standard error alone.
+/// From now on such an end is told on standard error, and in a file of this folder, for this user alone. Whether the
+/// folder is to be trusted the caller has looked at; one that is gone by then is made anew, and neither a link nor a
+/// folder of another owner counts for it. Empty, or too long: told on standard error alone. header: the first lines of
+/// the file.
 ZEL_FRAMEWORK_API void PrepareLastWords(const std::wstring& folder, const std::string& header, SubjectFunction subject);
 
 /// Tells of this fault; nothing before PrepareLastWords.
@@ -66,7 +68,7 @@ namespace last_words {
 
 // Each system's part, under the rules above.
 
-/// Keeps the folder for WriteFile.
+/// Keeps the folder for WriteFile, and who may use what is made there.
 void KeepFolder(const std::wstring& folder);
 void WriteError(const CFixedText& text);
 /// Makes the file, for this user alone, in the kept folder.

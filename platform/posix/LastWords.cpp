@@ -5,6 +5,7 @@
 
 #include <array>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -16,6 +17,7 @@ namespace platform::last_words {
 namespace {
 
 std::array<char, PATH_MAX> g_folder = {}; // empty without one
+uid_t g_owner = 0;
 
 void WriteAll(int descriptor, const CFixedText& text)
 {
@@ -35,8 +37,14 @@ void WriteAll(int descriptor, const CFixedText& text)
 void KeepFolder(const std::wstring& folder)
 {
     const std::string narrow = ToUtf8(folder);
-    if (narrow.size() < g_folder.size())
-        narrow.copy(g_folder.data(), g_folder.size() - 1);
+    // Links on the way are followed now, and at the end none is.
+    if (realpath(narrow.c_str(), g_folder.data()) == nullptr) {
+        g_folder = {};
+        if (narrow.size() < g_folder.size())
+            narrow.copy(g_folder.data(), g_folder.size() - 1);
+    }
+    struct stat status = {};
+    g_owner = stat(g_folder.data(), &status) == 0 ? status.st_uid : geteuid();
 }
 
 void WriteError(const CFixedText& text)
@@ -48,9 +56,10 @@ void WriteFile(const char* name, const CFixedText& text)
 {
     if (g_folder[0] == '\0')
         return;
-    mkdir(g_folder.data(), S_IRWXU);
-    const int folder = open(g_folder.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder < 0)
+    mkdir(g_folder.data(), S_IRWXU); // something that cleans up may have found it empty
+    const int folder = open(g_folder.data(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    struct stat status = {};
+    if (folder < 0 || fstat(folder, &status) != 0 || status.st_uid != g_owner)
         return;
     const int file = openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (file >= 0)

@@ -2,6 +2,7 @@
 
 #include "platform/win32/WindowsHeader.h"
 
+#include <string>
 #include <vector>
 
 namespace platform::win32 {
@@ -22,5 +23,9 @@ enum eAccessFault { eAccessFault_None, eAccessFault_Owner, eAccessFault_Writable
 /// self may do what is guarded. Entries that deny are not counted in anybody's favour, and an entry of an unknown kind
 /// may allow anything.
 [[nodiscard]] eAccessFault FaultOfAccess(PSECURITY_DESCRIPTOR descriptor, PSID self, eGuard guard);
+
+/// For what nobody else may use: nothing inherited, all rights for SYSTEM, Administrators and this account, and these
+/// entries of the description language. Memory for LocalFree; null when the system has none to give.
+[[nodiscard]] PSECURITY_DESCRIPTOR MakePrivateAccess(const std::wstring& entries);
 
 } // namespace platform::win32

@@ -1,6 +1,7 @@
 #include "platform/LastWords.h"
 
 #include "platform/Path.h"
+#include "platform/win32/AccessList.h"
 #include "platform/win32/Handle.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/SystemPath.h"
@@ -15,6 +16,7 @@ namespace {
 // A path with the prefix that lifts its limit.
 constexpr std::size_t kLongestPath = 1024;
 std::array<wchar_t, kLongestPath> g_folder{}; // empty without one, else with a separator at the end
+SECURITY_ATTRIBUTES g_access{};               // of what is made there
 
 using QueryMemoryFunction = LONG(NTAPI*)(HANDLE, const void*, int, void*, SIZE_T, SIZE_T*);
 QueryMemoryFunction g_queryMemory = nullptr;
@@ -31,6 +33,10 @@ void KeepFolder(const std::wstring& folder)
 {
     // The loader's own answer waits for its lock.
     g_queryMemory = win32::OptionalFunction<QueryMemoryFunction>(L"ntdll.dll", "NtQueryVirtualMemory");
+    g_access = {sizeof g_access, win32::MakePrivateAccess(L""), FALSE}; // kept for good: for the end of the process
+    if (folder.empty() || g_access.lpSecurityDescriptor == nullptr) {
+        return;
+    }
     const std::wstring path = win32::ToSystemPath(AbsolutePath(folder)) + L"\\";
     constexpr std::size_t roomForName = 64;
     if (path.size() + roomForName < g_folder.size()) {
@@ -49,13 +55,13 @@ void WriteFile(const char* name, const CFixedText& text)
     if (length == 0) {
         return;
     }
-    CreateDirectoryW(g_folder.data(), nullptr); // in the folder for temporary files, which is its user's alone
+    CreateDirectoryW(g_folder.data(), &g_access); // something that cleans up may have found it empty
     std::size_t end = length;
     for (; *name != '\0' && end + 1 < g_folder.size(); ++name) {
         g_folder[end++] = static_cast<wchar_t>(*name);
     }
     const HANDLE file =
-        CreateFileW(g_folder.data(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+        CreateFileW(g_folder.data(), GENERIC_WRITE, 0, &g_access, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
         WriteAll(file, text); // and the process ends
     }

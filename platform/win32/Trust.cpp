@@ -42,13 +42,9 @@ bool IsMember(PSID group)
     return CheckTokenMembership(nullptr, group, &isMember) && isMember;
 }
 
-/// Nothing inherited, all rights for SYSTEM, Administrators and this account, and these entries.
 Descriptor AccessOf(const std::wstring& entries)
 {
-    PSECURITY_DESCRIPTOR made = nullptr;
-    const std::wstring text = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;" + UserTag() + L")" + entries;
-    ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &made, nullptr);
-    return {made, &LocalFree};
+    return {win32::MakePrivateAccess(entries), &LocalFree};
 }
 
 eOsError SetAccess(const std::wstring& path, const Descriptor& access)
@@ -261,6 +257,14 @@ std::wstring UserTag()
 {
     std::vector<BYTE> account = win32::OwnAccount();
     return account.empty() ? L"nobody" : SidText(account.data());
+}
+
+PSECURITY_DESCRIPTOR win32::MakePrivateAccess(const std::wstring& entries)
+{
+    PSECURITY_DESCRIPTOR made = nullptr;
+    const std::wstring text = L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;" + UserTag() + L")" + entries;
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &made, nullptr);
+    return made;
 }
 
 } // namespace platform
