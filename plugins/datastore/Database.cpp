@@ -168,9 +168,12 @@ bool CDatabase::Open(const std::wstring& path)
                                        SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE,
                                        temporaryspace::FileSystem());
     m_pDatabase.reset(database); // there is one even after a failure, to tell the reason
-    if (result != SQLITE_OK)
-        return database == nullptr ? Fail(L"out of memory") : FailByDatabase();
-    return Restrict() || FailByDatabase();
+    if (database == nullptr) {
+        Fail(L"out of memory");
+        m_bNoMemory = true;
+        return false;
+    }
+    return (result == SQLITE_OK && Restrict()) || FailByDatabase();
 }
 
 bool CDatabase::Restrict()

@@ -71,6 +71,7 @@ HRESULT CSourceWatcher::Start(IWQ_DsEventSink* sink)
     m_stopping.Reset();
     m_bFirst = true;
     m_nLooks = 0;
+    m_strLast.clear();
     CSourceChanges none; // the sources have no tables yet that could be gone
     FindSources(none);
     for (auto& [name, source] : m_sources)
@@ -133,18 +134,25 @@ bool CSourceWatcher::Wait()
     milliseconds timeout = m_nLooks < kLookAgain.size() ? kLookAgain[m_nLooks] : kForever;
     if (m_bBusy)
         timeout = std::min(timeout, kBusyPause);
-    ++m_nLooks;
+    if (m_bPutOff)
+        timeout = GatherTime();
+    else
+        ++m_nLooks; // it went over all of them
     const platform::eWaitResult result = m_pWatch->Wait(timeout);
     if (m_bStop)
         return false;
     if (result == platform::eWaitResult_Timeout || result == platform::eWaitResult_Woken)
         return true;
     m_nLooks = 0;
-    const milliseconds gatherTime = std::clamp(m_lookTime, kGatherTime, kLongestGatherTime);
-    if (m_stopping.WaitFor(result == platform::eWaitResult_Failed ? kFolderPause : gatherTime))
+    if (m_stopping.WaitFor(result == platform::eWaitResult_Failed ? kFolderPause : GatherTime()))
         return false;
     Rearm();
     return true;
+}
+
+milliseconds CSourceWatcher::GatherTime() const
+{
+    return std::clamp(m_lookTime, kGatherTime, kLongestGatherTime);
 }
 
 void CSourceWatcher::Rearm()
@@ -202,15 +210,25 @@ void CSourceWatcher::FindSources(CSourceChanges& changes)
 void CSourceWatcher::LookAt(CSourceChanges& changes)
 {
     m_bBusy = false;
+    m_bPutOff = false;
     std::size_t kept = 0;
+    std::size_t bytes = 0;
     for (const auto& [name, source] : m_sources)
         kept += source->KeptRows();
-    for (auto& [name, source] : m_sources) {
-        if (m_bStop)
+    // From where the last look ended: one that is written all the time keeps no other from its turn.
+    auto next = m_sources.upper_bound(m_strLast);
+    for (std::size_t left = m_sources.size(); left != 0 && !m_bStop; --left) {
+        m_bPutOff = bytes >= m_nLookBytes;
+        if (m_bPutOff)
             return;
-        kept -= source->KeptRows();
-        m_bBusy = source->Look(changes, m_bStop, kMaxKeptRows - std::min(kMaxKeptRows, kept)) == eLook_Busy || m_bBusy;
-        kept += source->KeptRows();
+        if (next == m_sources.end())
+            next = m_sources.begin();
+        CWatchedSource& source = *next->second;
+        m_strLast = (next++)->first;
+        kept -= source.KeptRows();
+        const std::size_t mayKeep = kMaxKeptRows - std::min(kMaxKeptRows, kept);
+        m_bBusy = source.Look(changes, m_bStop, mayKeep, bytes) == eLook_Busy || m_bBusy;
+        kept += source.KeptRows();
     }
 }
 

@@ -12,7 +12,11 @@
 /// the system notifies it of a change in the folder.
 class CSourceWatcher {
 public:
-    CSourceWatcher() = default;
+    /// Of all sources together no more is read at one look: the others come with the next, which follows at once. The
+    /// source at which it is reached is read to its end.
+    static constexpr std::size_t kMaxLookBytes = 128 * 1024 * 1024;
+
+    explicit CSourceWatcher(std::size_t lookBytes = kMaxLookBytes) : m_nLookBytes(lookBytes) {}
     ~CSourceWatcher() { Stop(); }
     CSourceWatcher(const CSourceWatcher&) = delete;
     CSourceWatcher& operator=(const CSourceWatcher&) = delete;
@@ -30,6 +34,7 @@ private:
     /// Waits for a change in the folder, or for the time of the next look. False when told to stop.
     [[nodiscard]] bool Wait();
     void Rearm();
+    [[nodiscard]] std::chrono::milliseconds GatherTime() const;
     /// One look at all sources.
     void LookAndTell();
     /// The file of a data source, as a request opens it: whether "BOX.SQLITE" is that of "BOX" the system decides.
@@ -38,6 +43,7 @@ private:
     void LookAt(CSourceChanges& changes);
     void LogOnce(const CString& text);
 
+    const std::size_t m_nLookBytes;
     CString m_strFolder;
     CComPtr<IWQ_DsEventSink> m_pSink;
     std::unique_ptr<platform::IDirectoryWatch> m_pWatch;
@@ -51,5 +57,7 @@ private:
     std::size_t m_nLooks = 0;                ///< since the last notification
     std::chrono::milliseconds m_lookTime{0}; ///< how long the last look took
     bool m_bBusy = false;                    ///< a source was locked at the last look
+    bool m_bPutOff = false;                  ///< sources were left for the next look
+    CString m_strLast;                       ///< the source that was looked at last
     CString m_strLogged;
 };

@@ -70,16 +70,23 @@ bool CWatchedSource::Open(platform::FileTimeNs created, const std::atomic<bool>&
     return m_pDatabase->Open(m_strPath);
 }
 
-eLook CWatchedSource::Look(CSourceChanges& changes, const std::atomic<bool>& stop, std::size_t keptRows)
+eLook CWatchedSource::Look(CSourceChanges& changes, const std::atomic<bool>& stop, std::size_t keptRows,
+                           std::size_t& readBytes)
 {
     platform::SFileAttributes attributes;
     if (platform::IsAbsent(platform::Files().GetAttributes(m_strPath, attributes)))
         return eLook_Failed; // it went since the folder was listed; the next look will not find it there
     Tables tables;
     m_reasons.clear();
-    const eLook look = Open(attributes.times.created, stop)
-                           ? ReadCommitted(tables, stop, {.bytes = kMaxSourceBytes, .rows = keptRows})
-                           : Fail();
+    eLook look = eLook_Failed;
+    if (Open(attributes.times.created, stop)) {
+        SBudget budget = {.bytes = kMaxSourceBytes, .rows = keptRows};
+        look = ReadCommitted(tables, stop, budget);
+        readBytes += kMaxSourceBytes - budget.bytes;
+    } else {
+        look = Fail(stop);
+        m_pDatabase.reset(); // it may lack functions of ours
+    }
     if (m_pDatabase != nullptr)
         m_pDatabase->ReleaseMemory(); // many sources are open, and SQLite's memory has a limit
     if (look == eLook_Read || look == eLook_Failed)
@@ -94,15 +101,15 @@ eLook CWatchedSource::Look(CSourceChanges& changes, const std::atomic<bool>& sto
     return look;
 }
 
-eLook CWatchedSource::ReadCommitted(Tables& tables, const std::atomic<bool>& stop, SBudget budget)
+eLook CWatchedSource::ReadCommitted(Tables& tables, const std::atomic<bool>& stop, SBudget& budget)
 {
     std::int64_t version = -1;
     const auto readVersion = [&](const CStatement& row) { version = row.Column(0).integer; };
     if (!m_pDatabase->BeginSnapshot())
-        return Fail();
+        return Fail(stop);
     eLook look = eLook_Same;
     if (!m_pDatabase->RunOwn("PRAGMA data_version", readVersion))
-        look = Fail();
+        look = Fail(stop);
     else if (version != m_nVersion)
         look = ReadTables(tables, stop, budget);
     if (m_pDatabase != nullptr && !m_pDatabase->EndSnapshot())
@@ -112,7 +119,7 @@ eLook CWatchedSource::ReadCommitted(Tables& tables, const std::atomic<bool>& sto
     return look;
 }
 
-eLook CWatchedSource::ReadTables(Tables& tables, const std::atomic<bool>& stop, SBudget budget)
+eLook CWatchedSource::ReadTables(Tables& tables, const std::atomic<bool>& stop, SBudget& budget)
 {
     std::map<std::string, std::string> columns;
     const auto readName = [&](const CStatement& row) {
@@ -121,7 +128,7 @@ eLook CWatchedSource::ReadTables(Tables& tables, const std::atomic<bool>& stop, 
         columns.emplace(name, row.Column(2).integer == 0 ? "rowid, *" : "NULL, *");
     };
     if (!m_pDatabase->RunOwn(kListTables, readName))
-        return Fail();
+        return Fail(stop);
     for (auto& [name, table] : tables) {
         const eLook look = ReadTable(name, columns[name], table, stop, budget);
         if (look != eLook_Read)
@@ -157,7 +164,7 @@ eLook CWatchedSource::ReadTable(const std::string& name, const std::string& colu
         return eLook_Read;
     // One table that can't be read (too long a value) does not keep the others from being watched.
     if (m_pDatabase->IsBusy() || m_pDatabase->IsOutOfMemory())
-        return Fail();
+        return Fail(stop);
     Log(L"table \"" + platform::FromUtf8(name) + L"\" can't be watched row by row: " + m_pDatabase->ErrorText());
     table.GiveUp();
     return eLook_Read;
@@ -181,8 +188,10 @@ bool CWatchedSource::ReadRows(CStatement& statement, CTableSnapshot& table, cons
     return true;
 }
 
-eLook CWatchedSource::Fail()
+eLook CWatchedSource::Fail(const std::atomic<bool>& stop)
 {
+    if (stop)
+        return eLook_Stopped;
     if (m_pDatabase->IsBusy() || m_pDatabase->IsOutOfMemory())
         return eLook_Busy; // it may be better soon
     Log(L"can't be watched: " + m_pDatabase->ErrorText());

@@ -31,8 +31,10 @@ public:
     void RememberFiles() { m_atStart = FilesNow(); }
     /// Reads what was committed since the last look and adds the changes. The first look that succeeds finds all tables
     /// new, unless the files are as they are remembered. A failure is logged once for each reason, and what was read
-    /// before stays. The flag ends the reading. No more than keptRows rows are kept in memory.
-    [[nodiscard]] eLook Look(CSourceChanges& changes, const std::atomic<bool>& stop, std::size_t keptRows);
+    /// before stays. The flag ends the reading. No more than keptRows rows are kept in memory. What was read is added
+    /// to readBytes.
+    [[nodiscard]] eLook Look(CSourceChanges& changes, const std::atomic<bool>& stop, std::size_t keptRows,
+                             std::size_t& readBytes);
     /// Rows that are kept in memory.
     [[nodiscard]] std::size_t KeptRows() const;
     /// Adds that all tables are gone.
@@ -64,14 +66,14 @@ private:
 
     [[nodiscard]] SFiles FilesNow() const;
     [[nodiscard]] bool Open(platform::FileTimeNs created, const std::atomic<bool>& stop);
-    [[nodiscard]] eLook ReadCommitted(Tables& tables, const std::atomic<bool>& stop, SBudget budget);
-    [[nodiscard]] eLook ReadTables(Tables& tables, const std::atomic<bool>& stop, SBudget budget);
+    [[nodiscard]] eLook ReadCommitted(Tables& tables, const std::atomic<bool>& stop, SBudget& budget);
+    [[nodiscard]] eLook ReadTables(Tables& tables, const std::atomic<bool>& stop, SBudget& budget);
     [[nodiscard]] eLook ReadTable(const std::string& name, const std::string& columns, CTableSnapshot& table,
                                   const std::atomic<bool>& stop, SBudget& budget);
     /// Reads rows until the table ends or the budget does. False when the table is too large.
     [[nodiscard]] bool ReadRows(CStatement& statement, CTableSnapshot& table, const std::atomic<bool>& stop,
                                 SBudget& budget, eStepResult& step);
-    [[nodiscard]] eLook Fail();
+    [[nodiscard]] eLook Fail(const std::atomic<bool>& stop);
     void Log(const CString& reason);
     void Compare(const Tables& tables, CSourceChanges& changes) const;
     void CompareTable(const std::string& name, const CTableSnapshot* now, const CTableSnapshot* then,

@@ -1,3 +1,5 @@
+#include "plugins/datastore/SourceWatcher.h"
+
 #include "plugins/datastore/SourceId.h"
 #include "plugins/datastore/TableSnapshot.h"
 #include "tests/plugins/PluginHarness.h"
@@ -16,7 +18,9 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <set>
 #include <system_error>
+#include <utility>
 
 using namespace plugintest;
 
@@ -256,6 +260,25 @@ TEST_F(SourceWatcher, OfATableNoMoreIsReadThanItsBudget)
         told = Next();
     }
     EXPECT_EQ(told, "items changed box/fish 1 2");
+}
+
+TEST_F(SourceWatcher, WhatIsTooMuchForOneLookIsReadAtTheNext)
+{
+    m_data.Make(L"crate", "CREATE TABLE boats(name TEXT)");
+    bool isFirst = true;
+    m_sink->OnTold([&] { // on the thread that looks, so that both are there at its next look
+        if (!std::exchange(isFirst, false))
+            return;
+        m_data.Make(L"box", "UPDATE birds SET name = 'egret' WHERE id = 7");
+        m_data.Make(L"crate", "INSERT INTO boats VALUES('tug')");
+    });
+    CSourceWatcher watcher(1); // a row is more than that
+    ASSERT_EQ(watcher.Start(m_sink.Get()), S_OK);
+    m_data.Make(L"started", "CREATE TABLE t(x)");
+    EXPECT_EQ(Next(), "sources started/t");
+    const std::set<std::string> told = {Next(), Next()}; // whose turn it is depends on how many looks there were
+    EXPECT_EQ(told, (std::set<std::string>{"items changed box/birds 7", "items added crate/boats 1"}));
+    EXPECT_EQ(watcher.StopTelling(), S_OK);
 }
 
 TEST_F(SourceWatcher, WhatIsNoDatabaseIsLoggedAndTriedAgain)
