@@ -71,6 +71,19 @@ protected:
         }
         return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
     }
+    /// The best of three, unless the first is good: others use this machine too.
+    [[nodiscard]] milliseconds BestTimeOf(const std::string& sql)
+    {
+        milliseconds best = TimeOf(sql);
+        for (int attempt = 1; attempt < 3 && best >= kBound; ++attempt)
+            best = std::min(best, TimeOf(sql));
+        return best;
+    }
+    /// What the documentation excepts: they are stopped by nothing, and take as long as they take.
+    [[nodiscard]] static bool IsKnownToBeSlow(const std::string& name, std::size_t arguments)
+    {
+        return name.starts_with("json") || name.starts_with("->") || arguments == kMostArguments;
+    }
     /// The rows of a statement of SQLite's own, each as its values.
     [[nodiscard]] static std::vector<std::vector<std::string>> Ask(const std::string& sql)
     {
@@ -107,6 +120,12 @@ protected:
             call += (index == 0 ? "" : ", ") + (name == "likelihood" && index == 1 ? std::string("0.5") : argument);
         return call + ")";
     }
+
+    static constexpr std::size_t kMostArguments = 64;
+    /// One call is some 50 ms at the most where nothing else runs; without optimisation and beside others it takes many
+    /// times as long. What is quadratic takes minutes.
+    static constexpr milliseconds kBound{1000};
+    static constexpr milliseconds kSlowBound{20000};
 
     static std::unique_ptr<CDataFolder> m_pData; ///< read only, and takes long to make
     CTestContext m_context;
@@ -160,12 +179,10 @@ TEST_F(AllowedSql, ATableThatIsAFunctionIsRefusedUnlessItIsHarmless)
     }
 }
 
-/// The bound is against a hang: what is quadratic takes minutes at these lengths.
 TEST_F(AllowedSql, NoListedFunctionTakesLong)
 {
-    constexpr std::size_t kMostArguments = 64;
-    constexpr milliseconds kBound(20000);
     std::vector<std::pair<milliseconds, std::string>> times;
+    std::vector<std::pair<milliseconds, std::string>> slowTimes;
     for (const auto& [name, count] : Functions()) {
         if (!IsAllowed(name))
             continue;
@@ -179,21 +196,26 @@ TEST_F(AllowedSql, NoListedFunctionTakesLong)
                     "SELECT typeof(" + Call(name, arguments, "x") + over + ") FROM big WHERE kind = ";
                 if (!Refusal(sql + "'letters'").empty())
                     continue;
+                auto& list = IsKnownToBeSlow(name, arguments) ? slowTimes : times;
                 for (const char* kind : {"letters", "digits", "bytes", "json", "formats"})
-                    times.emplace_back(TimeOf(sql + "'" + kind + "'"), sql + kind);
+                    list.emplace_back(BestTimeOf(sql + "'" + kind + "'"), sql + kind);
                 break;
             }
         }
     }
     for (const char* call : {"offsets(f4)", "matchinfo(f4, 'pcnalsxyb')"})
-        times.emplace_back(TimeOf(std::string("SELECT length(") + call + ") FROM f4 WHERE f4 MATCH 'a b'"), call);
+        times.emplace_back(BestTimeOf(std::string("SELECT length(") + call + ") FROM f4 WHERE f4 MATCH 'a b'"), call);
     for (const char* call : {"bm25(f5)"})
-        times.emplace_back(TimeOf(std::string("SELECT length(") + call + ") FROM f5 WHERE f5 MATCH 'a b'"), call);
-    EXPECT_GT(times.size(), 400U);
-    std::sort(times.rbegin(), times.rend());
-    for (std::size_t index = 0; index < 5; ++index)
-        std::cout << times[index].first.count() << " ms: " << times[index].second << "\n";
+        times.emplace_back(BestTimeOf(std::string("SELECT length(") + call + ") FROM f5 WHERE f5 MATCH 'a b'"), call);
+    EXPECT_GT(times.size(), 300U);
+    EXPECT_GT(slowTimes.size(), 100U);
+    for (auto* list : {&times, &slowTimes}) {
+        std::sort(list->rbegin(), list->rend());
+        for (std::size_t index = 0; index < 5; ++index)
+            std::cout << list->at(index).first.count() << " ms: " << list->at(index).second << "\n";
+    }
     EXPECT_LT(times.front().first, kBound) << times.front().second;
+    EXPECT_LT(slowTimes.front().first, kSlowBound) << slowTimes.front().second;
 }
 
 TEST_F(AllowedSql, WhatWouldBeQuadraticIsNot)
@@ -203,5 +225,5 @@ TEST_F(AllowedSql, WhatWouldBeQuadraticIsNot)
           "SELECT length(replace(x, substr(x, 1, 2000000) || 'b', '')) FROM big WHERE kind = 'letters'",
           "SELECT instr(x, CAST(substr(x, 1, 2000000) || 'b' AS BLOB)) FROM big WHERE kind = 'bytes'",
           "SELECT length(trim(x, substr(x, 1, 100000))) FROM big WHERE kind = 'letters'"})
-        EXPECT_LT(TimeOf(sql), milliseconds(20000)) << sql;
+        EXPECT_LT(BestTimeOf(sql), kBound) << sql;
 }
