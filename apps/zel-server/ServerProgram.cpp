@@ -6,6 +6,7 @@
 #include "framework/Exceptions.h"
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
+#include "platform/Os.h"
 #include "platform/Path.h"
 
 #include "ServerTexts.h"
@@ -209,9 +210,12 @@ void CServerProgram::ServeUntilStop()
     const std::chrono::milliseconds watchdog = platform::WatchdogInterval();
     const std::chrono::milliseconds step = watchdog.count() > 0 ? watchdog / 2 : 1h;
     int stalledSteps = 0;
+    auto next = platform::Clock().Steady() + step; // whatever comes before, or signals could put it off for ever
     for (;;) {
         platform::eProgramSignal received = platform::eProgramSignal_Stop;
-        if (!m_signals.WaitFor(step, received)) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - platform::Clock().Steady());
+        if (left.count() <= 0 || !m_signals.WaitFor(left, received)) {
+            next = platform::Clock().Steady() + step;
             stalledSteps = watchdog.count() == 0 || FeedWatchdog() ? 0 : stalledSteps + 1;
             // The manager's own patience ends now; it is told, for not every one has any.
             if (stalledSteps == 2)

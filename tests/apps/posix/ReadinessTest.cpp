@@ -28,11 +28,11 @@ public:
     CNotifySocket(const CNotifySocket&) = delete;
     CNotifySocket& operator=(const CNotifySocket&) = delete;
 
-    [[nodiscard]] std::string Receive() const
+    [[nodiscard]] std::string Receive(int milliseconds = 60'000) const
     {
         pollfd wait = {m_socket, POLLIN, 0};
         std::array<char, 256> buffer = {};
-        if (poll(&wait, 1, 60'000) != 1)
+        if (poll(&wait, 1, milliseconds) != 1)
             return "nothing came";
         const ssize_t length = recv(m_socket, buffer.data(), buffer.size(), 0);
         return std::string(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
@@ -90,6 +90,23 @@ TEST_F(ReadinessTest, TheWatchdogIsFedWhileSomebodyHoldsAFileWithoutEnd)
     stranger.close();
     EXPECT_EQ(Zel({L"wait", L"held.drq", L"next.drq"}).code, 0);
     EXPECT_EQ(server.Errors().find("no progress"), std::string::npos) << server.Errors();
+    StopServer(server);
+}
+
+TEST_F(ReadinessTest, SignalsDoNotPutTheWatchdogOff)
+{
+    const CNotifySocket manager(m_root / L"notify");
+    platform::SProcessOptions options;
+    options.environment = {{L"NOTIFY_SOCKET", m_root / L"notify"}, {L"WATCHDOG_USEC", L"6000000"}};
+    CRunningProgram server = StartServer({L"--manual"}, options);
+    EXPECT_EQ(manager.Receive(), "READY=1");
+    // It is fed every three seconds; the signals come ten times as often, and for ten times as long.
+    std::string told;
+    for (int signal = 0; signal < 100 && told != "WATCHDOG=1"; ++signal) {
+        ASSERT_TRUE(RequestStep(server.Process()));
+        told = manager.Receive(300);
+    }
+    EXPECT_EQ(told, "WATCHDOG=1");
     StopServer(server);
 }
 
