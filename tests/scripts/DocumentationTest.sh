@@ -124,6 +124,25 @@ version='1.0' encoding='UTF-8'
 TEXT
 }
 
+# The numbers of the library's texts on that page: in front of a text or behind it in brackets, or as "with N" before it.
+# Where the page has "…" the text has something put in.
+check_numbers() {
+    local number text own count=0
+    while IFS=$'\t' read -r number text; do
+        count=$((count + 1))
+        own=$(sed -n "s/^$number\t[^\t]*\t//p" framework/resources/ZEL_Processor.en.txt)
+        own=${own%%%[sd]*}
+        text=${text%%…*}
+        [[ -n $own && ($text == *"$own"* || $own == "$text"*) ]] ||
+            complain "docs/troubleshooting.md: text $number is not \"$text\""
+    done < <(perl -CSD -ne '
+        my $line = $_;
+        print "$1\t$2\n" if $line =~ /^\| (\d{3}) `([^`]+)`/;
+        print "$2\t$1\n" while $line =~ /`([^`]+)` \((\d{3})\)/g;
+        print "$1\t$2\n" while $line =~ /with (\d{3}) `([^`]+)`/g;' docs/troubleshooting.md)
+    ((count > 30)) || complain "only $count numbers found: the search for them is broken"
+}
+
 # The code block that comes first after a line of a page.
 code_after() { # page, line
     awk -v line="$2" '!found { found = ($0 == line); next } /^```/ { if (inside) exit; inside = 1; next } inside' "$1"
@@ -225,6 +244,7 @@ check_decisions
 check_cases
 check_map
 check_messages
+check_numbers
 check_dump
 check_examples
 compile_plugin
