@@ -8,6 +8,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Version.h"
+#include "plugins/common/Seconds.h"
 
 #include "CommonTexts.h"
 #include "ServerTexts.h"
@@ -42,8 +43,6 @@ constexpr unsigned kMaxLogSizeMiB = 1U << 20;
 
 constexpr unsigned kUsualEventsLimitMiB = 16;
 constexpr unsigned kLargestEventsLimitMiB = SZelServerOptions::kLargestEventsLimit >> 20;
-/// As much as the data store takes: thirty years.
-constexpr unsigned kMaxQuerySeconds = 1'000'000'000;
 /// What nobody reaches.
 constexpr unsigned kMaxLimit = 1'000'000'000;
 
@@ -53,6 +52,7 @@ struct SRawOptions {
     std::string outputDir;
     std::vector<std::string> componentFolders;
     std::vector<std::string> xmlLimits;
+    std::string queryTimeLimit;
     std::string logLevel = "info";
     std::string logFile;
     std::string service;
@@ -127,9 +127,15 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
         ->take_all()
         ->check(
             CLI::Validator([&options](const std::string& text) { return SetXmlLimit(text, options.xmlLimits); }, ""));
-    app.add_option("--query-time-limit", options.queryTimeLimit, HelpText(ServerTexts::IDS_HELP_QUERY_TIME_LIMIT))
+    app.add_option("--query-time-limit", raw.queryTimeLimit, HelpText(ServerTexts::IDS_HELP_QUERY_TIME_LIMIT))
         ->type_name("SECONDS")
-        ->check(CLI::Validator(CLI::Range(0U, kMaxQuerySeconds)).description(""));
+        ->check(CLI::Validator(
+            [&options](const std::string& text) {
+                return ParseSeconds(text, options.queryTimeLimit.emplace())
+                           ? std::string()
+                           : HelpText(ServerTexts::IDS_QUERY_TIME_RANGE, {SecondsText(kMostSeconds)});
+            },
+            ""));
     const auto addLimit = [&app](const char* name, std::optional<unsigned>& limit, const STextCode& text) {
         app.add_option(name, limit, HelpText(text))
             ->type_name("N")
@@ -285,7 +291,7 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
             add(L"--xml-limit", platform::FromUtf8(limit.name) + L"=" + std::to_wstring(value));
     }
     if (options.queryTimeLimit)
-        add(L"--query-time-limit", std::to_wstring(*options.queryTimeLimit));
+        add(L"--query-time-limit", SecondsText(*options.queryTimeLimit));
     addFlag(L"--private", options.privateFiles);
     if (options.maxQueued)
         add(L"--max-queued", std::to_wstring(*options.maxQueued));

@@ -3,6 +3,7 @@
 #include "com/XmlLimits.h"
 #include "framework/Log.h"
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -22,9 +23,10 @@ struct SServerOptions {
     bool strict = false;
     std::optional<unsigned> eventsLimitMiB; ///< 0: no limit; when not given see EventsLimit
     SXmlLimits xmlLimits;
-    std::optional<unsigned> queryTimeLimit; ///< in seconds, 0 for any time; empty: the variable's, or the usual one
-    std::optional<unsigned> maxQueued;      ///< of one user; 0 for any number
-    std::optional<unsigned> maxClients;     ///< of one user; 0 for any number
+    /// 0 for any time; empty: the variable's, or the usual one
+    std::optional<std::chrono::milliseconds> queryTimeLimit;
+    std::optional<unsigned> maxQueued;  ///< of one user; 0 for any number
+    std::optional<unsigned> maxClients; ///< of one user; 0 for any number
     bool privateFiles = false;
     bool followLinks = false;
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;

@@ -8,6 +8,7 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "plugins/common/Seconds.h"
 
 #include "ServerTexts.h"
 
@@ -89,11 +90,11 @@ void CServerProgram::LimitQueries()
 {
     // Like the folder of the data, which is the data store's too: plug-ins have the environment, and no command line.
     constexpr const wchar_t* kVariable = L"ZEL_QUERY_TIME_LIMIT";
-    constexpr unsigned kUsualSeconds = 300;
+    constexpr std::chrono::milliseconds kUsualTime = 300s;
     if (m_options.queryTimeLimit)
-        platform::SetEnvironment(kVariable, std::to_wstring(*m_options.queryTimeLimit));
+        platform::SetEnvironment(kVariable, SecondsText(*m_options.queryTimeLimit));
     else if (!m_options.strict && platform::Environment(kVariable).empty())
-        platform::SetEnvironment(kVariable, std::to_wstring(kUsualSeconds));
+        platform::SetEnvironment(kVariable, SecondsText(kUsualTime));
 }
 
 void CServerProgram::AddComponents()

@@ -3,6 +3,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "plugins/common/PluginOs.h"
+#include "plugins/common/Seconds.h"
 #include "plugins/datastore/AllowedSql.h"
 #include "plugins/datastore/SqlFunctions.h"
 #include "plugins/datastore/SqliteLimits.h"
@@ -154,7 +155,7 @@ void CDatabase::SClose::operator()(sqlite3* database) const
 CDatabase::CDatabase(CZelProcessorContext* context) : m_pContext(context) {}
 CDatabase::~CDatabase() = default;
 
-void CDatabase::LimitTime(std::chrono::seconds limit)
+void CDatabase::LimitTime(std::chrono::milliseconds limit)
 {
     m_timeLimit = limit;
     m_start = ElapsedTime();
@@ -278,7 +279,7 @@ eStepResult CDatabase::Step(CStatement& statement)
     default: break;
     }
     if (HasTimedOut())
-        Fail(L"the request takes longer than the server allows (" + std::to_wstring(m_timeLimit.count()) +
+        Fail(L"the request takes longer than the server allows (" + SecondsText(m_timeLimit) +
              L" s, --query-time-limit)");
     else
         FailByDatabase();

@@ -63,7 +63,7 @@ public:
     /// Statements end when the flag, which must outlive this, is set. Before Open.
     void StopBy(const std::atomic<bool>& stop) { m_pStop = &stop; }
     /// Statements fail that run when this time has passed from now on; 0: never.
-    void LimitTime(std::chrono::seconds limit);
+    void LimitTime(std::chrono::milliseconds limit);
     /// True when the limit of work ended a statement.
     [[nodiscard]] bool IsCutShort() const { return m_nLooks > kMaxLooks; }
 
@@ -120,7 +120,7 @@ private:
     std::unique_ptr<sqlite3, SClose> m_pDatabase;
     CZelProcessorContext* const m_pContext;
     const std::atomic<bool>* m_pStop = nullptr;
-    std::chrono::seconds m_timeLimit{0};
+    std::chrono::milliseconds m_timeLimit{0};
     std::chrono::milliseconds m_start{0}; ///< of the time that is limited
     std::string m_strRefused;             ///< what the statement tried that it must not
     bool m_bOwnStatement = false;         ///< the statement being run is not the request's

@@ -2,23 +2,24 @@
 
 #include "platform/Module.h"
 #include "platform/Text.h"
+#include "plugins/common/Seconds.h"
 #include "plugins/datastore/TemporarySpace.h"
 #include "plugins/datastore/Value.h"
 
 namespace {
 
-/// Thirty years of seconds, or a pebibyte: more than anybody means.
-constexpr std::int64_t kMost = 1'000'000'000;
+/// A pebibyte: more than anybody means.
+constexpr std::int64_t kMostMebibytes = 1'000'000'000;
 
-bool ReadNumber(const wchar_t* variable, std::int64_t least, std::int64_t& number, CString& error)
+/// What the variable holds is read by the function; the text says what it must be.
+template <class Read>
+bool ReadNumber(const wchar_t* variable, const CString& range, const Read& read, CString& error)
 {
     const CString text = platform::Environment(variable);
-    if (text.empty())
+    if (text.empty() || read(platform::ToUtf8(text)))
         return true;
-    if (ParseInteger(platform::ToUtf8(text), number) && number >= least && number <= kMost)
-        return true;
-    error = L"The variable " + CString(variable) + L" of the server is no number from " + std::to_wstring(least) +
-            L" to " + std::to_wstring(kMost) + L": \"" + text.substr(0, 100) + L"\".";
+    error = L"The variable " + CString(variable) + L" of the server is no number " + range + L": \"" +
+            text.substr(0, 100) + L"\".";
     return false;
 }
 
@@ -26,12 +27,16 @@ bool ReadNumber(const wchar_t* variable, std::int64_t least, std::int64_t& numbe
 
 bool SRequestLimits::Read(CString& error)
 {
-    std::int64_t seconds = 0;
     std::int64_t mebibytes = temporaryspace::kUsualBytes >> 20;
-    if (!ReadNumber(L"ZEL_QUERY_TIME_LIMIT", 0, seconds, error) ||
-        !ReadNumber(L"ZEL_QUERY_SPACE_LIMIT", 1, mebibytes, error))
+    const auto readTime = [&](const std::string& text) { return ParseSeconds(text, time); };
+    const auto readSpace = [&](const std::string& text) {
+        return ParseInteger(text, mebibytes) && mebibytes >= 1 && mebibytes <= kMostMebibytes;
+    };
+    if (!ReadNumber(L"ZEL_QUERY_TIME_LIMIT",
+                    L"from 0 to " + SecondsText(kMostSeconds) + L" with at most three places behind the point",
+                    readTime, error) ||
+        !ReadNumber(L"ZEL_QUERY_SPACE_LIMIT", L"from 1 to " + std::to_wstring(kMostMebibytes), readSpace, error))
         return false;
-    time = std::chrono::seconds(seconds);
     spaceBytes = mebibytes << 20;
     return true;
 }

@@ -110,12 +110,12 @@ TEST_F(DataStoreTest, PropertiesAreAskedForByIdByNameAndOfTheFirst)
 
 TEST_F(DataStoreTest, ALongQueryEndsWhenItsTimeIsOver)
 {
-    CRunningProgram server = StartServer({L"--query-time-limit", L"1"});
+    CRunningProgram server = StartServer({L"--query-time-limit", L"0.2"});
     const std::wstring request = InHome(L"long.drq");
     Write(request, plugintest::QueryRequest("box", "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n)"
                                                    " SELECT max(i) FROM n"));
     ASSERT_EQ(Zel({L"send", request}).code, 0);
-    EXPECT_TRUE(server.WaitForErrors("the request takes longer than the server allows (1 s, --query-time-limit)"))
+    EXPECT_TRUE(server.WaitForErrors("the request takes longer than the server allows (0.2 s, --query-time-limit)"))
         << server.Errors();
     EXPECT_NE(Zel({L"wait", L"long.drq"}).code, 0);
     StopServer(server);

@@ -28,7 +28,7 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.eventsLimitMiB = 0;
     options.xmlLimits.bytes = 5000;
     options.xmlLimits.textLength = 100;
-    options.queryTimeLimit = 0;
+    options.queryTimeLimit = std::chrono::milliseconds(1050);
     options.maxQueued = 0;
     options.maxClients = 7;
     options.privateFiles = true;

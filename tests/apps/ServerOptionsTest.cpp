@@ -82,6 +82,8 @@ TEST_F(ServerOptionsTest, MistakesEndWithCode2)
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--xml-limit", L"depth"}, "from 1 to 2000"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--xml-limit", L"depth=2001"},
          "from 1 to 2000"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--query-time-limit", L"0.0001"},
+         "--query-time-limit: must be a number from 0 to 1000000000 with at most three places behind the point"},
         {{L"--service", L"install", L"--output-dir", m_strOutput}, "--request-dir"},
         {{L"--service", L"install", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput}, "--log-file"},
         {{L"--service", L"run", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l",

@@ -136,8 +136,11 @@ TEST_F(SqliteLimits, SortingGroupingAndRecursionFillNoDisk)
 TEST_F(SqliteLimits, ARequestEndsWhenItsTimeIsOver)
 {
     const CVariable limit(L"ZEL_QUERY_TIME_LIMIT", L"1");
-    const std::wstring over = L"the request takes longer than the server allows (1 s, --query-time-limit)";
-    ExpectFailure(kEndless + "SELECT count(*) FROM n", over);
+    const std::string sql = kEndless + "SELECT count(*) FROM n";
+    ExpectFailure(sql, L"the request takes longer than the server allows (1 s, --query-time-limit)");
+    const CVariable fraction(L"ZEL_QUERY_TIME_LIMIT", L"0.05");
+    ExpectFailure(sql, L"the request takes longer than the server allows (0.05 s, --query-time-limit)");
+    const CVariable none(L"ZEL_QUERY_TIME_LIMIT", L"0");
     EXPECT_EQ(Error("SELECT 1"), L"");
 }
 
@@ -228,11 +231,12 @@ TEST_F(SqliteLimits, StatisticsLetGoOfTheDataWhenTheirTimeIsOver)
 
 TEST_F(SqliteLimits, AVariableThatIsNoLimitIsAnError)
 {
-    for (const wchar_t* value : {L"soon", L"-1", L"1.5", L"99999999999"}) {
+    for (const wchar_t* value : {L"soon", L"-1", L"0.0001", L"99999999999"}) {
         const CVariable limit(L"ZEL_QUERY_TIME_LIMIT", value);
-        EXPECT_EQ(Error("SELECT 1"), L"The variable ZEL_QUERY_TIME_LIMIT of the server is no number from 0 to "
-                                     L"1000000000: \"" +
-                                         std::wstring(value) + L"\".");
+        EXPECT_EQ(Error("SELECT 1"),
+                  L"The variable ZEL_QUERY_TIME_LIMIT of the server is no number from 0 to 1000000000 "
+                  L"with at most three places behind the point: \"" +
+                      std::wstring(value) + L"\".");
     }
     const CVariable none(L"ZEL_QUERY_TIME_LIMIT", L"0");
     EXPECT_EQ(Error("SELECT 1"), L"");
