@@ -65,7 +65,7 @@ TEST_F(FileNamesTest, NamesThatAServerDoesNotLookForAreCancelledAndNotPaused)
 TEST_F(FileNamesTest, FileWithoutReadPermissionEndsInAnErrorAndTheServerGoesOn)
 {
     if (geteuid() == 0)
-        GTEST_SKIP() << "geteuid: root may read everything";
+        GTEST_SKIP() << "geteuid: root may read everything; TwoAccountsTest has a server that is not root";
     CRunningProgram server = StartServer();
     Write(InHome(L"secret.drq"), "x");
     ASSERT_EQ(chmod(platform::ToUtf8(InHome(L"secret.drq")).c_str(), 0), 0);

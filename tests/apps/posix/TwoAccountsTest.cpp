@@ -107,6 +107,22 @@ TEST_P(TwoAccountsTest, AFailedRequestIsToldToItsClientAlone)
     StopServer(server);
 }
 
+TEST_P(TwoAccountsTest, AFileWithoutPermissionsIsAnErrorForWhoMayNotReadIt)
+{
+    CRunningProgram server = StartServerAsAccount();
+    const std::wstring file = MakeAsClient(L"secret.drq", L"Type=\"Echo\" Text=\"x\"");
+    ASSERT_TRUE(testsupport::Succeeds({L"/bin/chmod", {L"0000", file}}));
+    // Put there by hand: the tool would refuse it.
+    ASSERT_EQ(platform::Files().Move(file, InRequests(L"secret.drq"), 0), platform::eOsError_None);
+    const SProgramResult waited = ZelAs(kClientAccount, {L"wait", L"secret.drq"});
+    const bool mayReadAll = std::get<0>(GetParam()) == 0;
+    EXPECT_EQ(waited.code, mayReadAll ? 0 : 3) << waited.errors << server.Errors();
+    EXPECT_EQ(Contains(waited.output + waited.errors, "Access denied"), !mayReadAll) << waited.output << waited.errors;
+    EXPECT_FALSE(platform::PathExists(InQueue(L"secret.drq")));
+    EXPECT_EQ(ZelAs(kClientAccount, {L"send", MakeAsClient(L"a.drq", L"Type=\"Echo\" Text=\"x\""), L"--wait"}).code, 0);
+    StopServer(server);
+}
+
 TEST_P(TwoAccountsTest, EventsReachTheirClientAlone)
 {
     CRunningProgram server = StartServerAsAccount();
