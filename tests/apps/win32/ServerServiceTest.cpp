@@ -3,6 +3,7 @@
 #include "platform/Text.h"
 #include "platform/win32/WindowsHeader.h"
 #include "tests/apps/ProgramFixture.h"
+#include "tests/support/Predicates.h"
 
 #include <vector>
 
@@ -91,6 +92,18 @@ protected:
         return config->lpBinaryPathName != nullptr ? config->lpBinaryPathName : L"";
     }
 
+    /// What the system keeps for the time after a failure; empty when it does not tell.
+    [[nodiscard]] std::vector<std::byte> Recovery(DWORD level) const
+    {
+        const CManagerHandle service = Open(SERVICE_QUERY_CONFIG);
+        DWORD size = 0;
+        QueryServiceConfig2W(service.Get(), level, nullptr, 0, &size);
+        std::vector<std::byte> room(size);
+        if (!QueryServiceConfig2W(service.Get(), level, reinterpret_cast<BYTE*>(room.data()), size, &size))
+            room.clear();
+        return room;
+    }
+
     const std::wstring m_strName = L"zel-test-" + std::to_wstring(platform::CurrentProcessId());
     const std::wstring m_strLog = m_root / L"log of the service.txt";
 };
@@ -149,6 +162,26 @@ TEST_F(ServerServiceTest, IsInstalledWithWholePathsUnderTheLeastAccount)
     EXPECT_TRUE(Contains(text, " --strict")) << text;
     EXPECT_EQ(startType, DWORD{SERVICE_AUTO_START});
     EXPECT_EQ(account, L"NT AUTHORITY\\LocalService");
+}
+
+TEST_F(ServerServiceTest, IsStartedAgainFiveSecondsAfterEachFailure)
+{
+    if (testsupport::IsWine())
+        GTEST_SKIP() << "IsWine: it keeps no recovery actions, and says that it does not know the question";
+    ASSERT_EQ(Install().code, 0);
+    const std::vector<std::byte> room = Recovery(SERVICE_CONFIG_FAILURE_ACTIONS);
+    ASSERT_GE(room.size(), sizeof(SERVICE_FAILURE_ACTIONSW));
+    const auto& failures = *reinterpret_cast<const SERVICE_FAILURE_ACTIONSW*>(room.data());
+    EXPECT_EQ(failures.dwResetPeriod, DWORD{24 * 60 * 60});
+    ASSERT_EQ(failures.cActions, DWORD{3});
+    for (DWORD index = 0; index < failures.cActions; ++index) {
+        EXPECT_EQ(failures.lpsaActions[index].Type, SC_ACTION_RESTART);
+        EXPECT_EQ(failures.lpsaActions[index].Delay, DWORD{5000});
+    }
+    // Also after one that it told of before it ended.
+    const std::vector<std::byte> flag = Recovery(SERVICE_CONFIG_FAILURE_ACTIONS_FLAG);
+    ASSERT_GE(flag.size(), sizeof(SERVICE_FAILURE_ACTIONS_FLAG));
+    EXPECT_TRUE(reinterpret_cast<const SERVICE_FAILURE_ACTIONS_FLAG*>(flag.data())->fFailureActionsOnNonCrashFailures);
 }
 
 TEST_F(ServerServiceTest, OneThatCannotStartTellsItsExitCode)
