@@ -1,6 +1,7 @@
 #include "apps/zel-server/ServerProgram.h"
 
 #include "apps/common/ExitCodes.h"
+#include "apps/zel-server/LibraryOptions.h"
 #include "apps/zel-server/StopSupervisor.h"
 #include "com/Components.h"
 #include "framework/Exceptions.h"
@@ -8,7 +9,6 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-#include "plugins/common/Seconds.h"
 
 #include "ServerTexts.h"
 
@@ -18,14 +18,6 @@
 using namespace std::chrono_literals;
 
 namespace {
-
-/// Of one user, unless he who starts the server says otherwise; the help texts tell these numbers. What waits takes
-/// less than a kilobyte each, and the change of data that all clients are told of some 100 microseconds each.
-constexpr unsigned kMaxQueued = 10000;
-constexpr unsigned kMaxClients = 1000;
-/// Readers need microseconds; a stranger who sends one request after the other and holds its status costs this each
-/// time.
-constexpr unsigned kPatienceMs = 100;
 
 /// The folder of the plug-ins that came with the program, found by where the program lies: beside it in a build folder
 /// and in a Windows archive, elsewhere in the place that the installation gave it. Empty without one.
@@ -90,11 +82,7 @@ void CServerProgram::LimitQueries()
 {
     // Like the folder of the data, which is the data store's too: plug-ins have the environment, and no command line.
     constexpr const wchar_t* kVariable = L"ZEL_QUERY_TIME_LIMIT";
-    constexpr std::chrono::milliseconds kUsualTime = 300s;
-    if (m_options.queryTimeLimit)
-        platform::SetEnvironment(kVariable, SecondsText(*m_options.queryTimeLimit));
-    else if (!m_options.strict && platform::Environment(kVariable).empty())
-        platform::SetEnvironment(kVariable, SecondsText(kUsualTime));
+    platform::SetEnvironment(kVariable, QueryTimeLimit(m_options, platform::Environment(kVariable)));
 }
 
 void CServerProgram::AddComponents()
@@ -126,7 +114,10 @@ bool CServerProgram::Start()
         m_messages.Error(error);
         return false;
     }
-    m_pServer->SetOptions(LibraryOptions());
+    SZelServerOptions options = LibraryOptions(m_options);
+    options.failed = [](void* program) { static_cast<CServerProgram*>(program)->EndAfterFailure(); };
+    options.failedContext = this;
+    m_pServer->SetOptions(options);
     if (!m_pServer->SetDirs(m_options.requestDir, m_options.outputDir)) {
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_QUEUE_NOT_MADE, {m_options.outputDir}));
         return false;
@@ -148,29 +139,6 @@ bool CServerProgram::Start()
     if (!CServerDirectories::Touch(m_options.requestDir, error))
         m_messages.Error(error);
     return true;
-}
-
-SZelServerOptions CServerProgram::LibraryOptions()
-{
-    SZelServerOptions options;
-    options.syncing = !m_options.noSync;
-    options.cancelByName = !m_options.strict;
-    options.requestsOnly = !m_options.strict;
-    options.pausedStatus = !m_options.strict;
-    options.eventsLimit = EventsLimit(m_options);
-    options.xmlLimits = m_options.xmlLimits;
-    if (!m_options.strict)
-        options.crashReportTime = 30s;
-    options.takeTurns = !m_options.strict;
-    options.maxQueued = m_options.maxQueued.value_or(m_options.strict ? 0 : kMaxQueued);
-    options.maxClients = m_options.maxClients.value_or(m_options.strict ? 0 : kMaxClients);
-    options.privateFiles = m_options.privateFiles;
-    options.followLinks = m_options.followLinks;
-    options.tellRefused = !m_options.strict;
-    options.patienceMs = m_options.strict ? 0 : kPatienceMs;
-    options.failed = [](void* program) { static_cast<CServerProgram*>(program)->EndAfterFailure(); };
-    options.failedContext = this;
-    return options;
 }
 
 bool CServerProgram::MakeServer()

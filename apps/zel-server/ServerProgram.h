@@ -27,7 +27,6 @@ private:
     [[nodiscard]] bool Start();
     [[nodiscard]] bool MakeServer();
     [[nodiscard]] bool ProvideProject();
-    [[nodiscard]] SZelServerOptions LibraryOptions();
     void TellReady();
     void ServeUntilStop();
     void TellFailure();

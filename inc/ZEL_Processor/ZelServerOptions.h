@@ -60,4 +60,6 @@ struct SZelServerOptions {
     /// server; it wakes whoever does. Null: nobody is told.
     void (*failed)(void* context) = nullptr;
     void* failedContext = nullptr;
+
+    bool operator==(const SZelServerOptions&) const = default;
 };
