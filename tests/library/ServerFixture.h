@@ -7,7 +7,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Thread.h"
-#include "server/RequestQueue.h"
+#include "server/ServerState.h"
 #include "tests/library/RecordingProgress.h"
 #include "tests/library/ScriptedPlugin.h"
 #include "tests/support/FaultyFiles.h"
@@ -22,7 +22,8 @@
 
 /// Reaches what a server keeps to itself.
 struct SServerTestAccess {
-    CZelProcessorServer& server;
+    CZelProcessorServer& facade;
+    CServerState& server = *facade.m_pState;
 
     bool AddRequestToQueue(const std::wstring& path) { return server.AddRequestToQueue(path); }
     bool RemoveRequestFromQueue(const std::wstring& name) { return server.RemoveRequestFromQueue(name); }

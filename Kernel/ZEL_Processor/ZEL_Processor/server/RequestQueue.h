@@ -1,11 +1,19 @@
 #pragma once
 
-#include "ZEL_Processor/ZelProcessorServer.h"
+#include "ZEL_Processor/ZelTypes.h"
 
+#include <cstdint>
 #include <list>
 #include <map>
 #include <string>
 #include <utility>
+
+/// An entry of the waiting queue and of the paused list.
+struct TSRequestItem {
+    CString m_strFile;           ///< full path of the request file in the queue directory
+    std::int32_t m_nRetries = 0; ///< how many times it was put back because its task declined
+    std::string m_strOwner = {}; ///< whose file it is, as platform::FileOwner; empty when no option asks
+};
 
 /// The requests that wait, or the paused ones. Every operation costs the same for one request as for ten thousand, for
 /// others decide how many there are.

@@ -1,5 +1,5 @@
+#include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
-#include "ZEL_Processor/ZelProcessorServer.h"
 #include "com/Guid.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
@@ -73,7 +73,7 @@ bool CheckExists(const CString& path, long line, const wchar_t* text)
 
 } // namespace
 
-bool CZelProcessorServer::RegisterNewClient(const CString& requestId, const std::string& owner)
+bool CServerState::RegisterNewClient(const CString& requestId, const std::string& owner)
 {
     if (!platform::IsPlainFileName(requestId))
         return false;
@@ -105,7 +105,7 @@ bool CZelProcessorServer::RegisterNewClient(const CString& requestId, const std:
     return false;
 }
 
-bool CZelProcessorServer::UnregisterClient(const GUID& clientId)
+bool CServerState::UnregisterClient(const GUID& clientId)
 {
     if (!RemoveClient(clientId))
         return false;
@@ -115,7 +115,7 @@ bool CZelProcessorServer::UnregisterClient(const GUID& clientId)
 
 /// False when it can't be removed. Whoever holds the file is waited for without end, but not here: the listener, which
 /// serves all others, tries again from time to time.
-bool CZelProcessorServer::RemoveEventsFile(const CString& path)
+bool CServerState::RemoveEventsFile(const CString& path)
 {
     const std::chrono::nanoseconds end = platform::Clock().Steady() + kRemoveAtOnce;
     const platform::eOsError error = Protocol::RetryWhileShared(
@@ -127,7 +127,7 @@ bool CZelProcessorServer::RemoveEventsFile(const CString& path)
     return true;
 }
 
-void CZelProcessorServer::RemoveLeftEventsFiles()
+void CServerState::RemoveLeftEventsFiles()
 {
     std::vector<CString> left;
     {
@@ -141,21 +141,21 @@ void CZelProcessorServer::RemoveLeftEventsFiles()
     m_leftEventsFiles.insert(m_leftEventsFiles.end(), left.begin(), left.end());
 }
 
-bool CZelProcessorServer::IsFullOfClients(const std::string& owner) const
+bool CServerState::IsFullOfClients(const std::string& owner) const
 {
     const std::lock_guard lock(m_csClients);
     const auto found = m_clientsOfOwner.find(owner);
     return m_options.maxClients != 0 && found != m_clientsOfOwner.end() && found->second >= m_options.maxClients;
 }
 
-void CZelProcessorServer::AddClient(const GUID& clientId, const std::string& owner)
+void CServerState::AddClient(const GUID& clientId, const std::string& owner)
 {
     const std::lock_guard lock(m_csClients);
     m_clients[clientId] = {m_nextClient++, owner};
     ++m_clientsOfOwner[owner];
 }
 
-bool CZelProcessorServer::RemoveClient(const GUID& clientId)
+bool CServerState::RemoveClient(const GUID& clientId)
 {
     const std::lock_guard lock(m_csClients);
     const auto found = m_clients.find(clientId);
@@ -168,7 +168,7 @@ bool CZelProcessorServer::RemoveClient(const GUID& clientId)
 }
 
 /// In the order of registration. None once the server stops: registrations end with it.
-std::vector<GUID> CZelProcessorServer::RegisteredClients() const
+std::vector<GUID> CServerState::RegisteredClients() const
 {
     std::vector<std::pair<std::uint64_t, GUID>> numbered;
     if (m_bRunning) {
@@ -182,13 +182,13 @@ std::vector<GUID> CZelProcessorServer::RegisteredClients() const
     return clients;
 }
 
-bool CZelProcessorServer::IsRegistered(const GUID& clientId) const
+bool CServerState::IsRegistered(const GUID& clientId) const
 {
     const std::lock_guard lock(m_csClients);
     return m_clients.contains(clientId);
 }
 
-std::string CZelProcessorServer::OwnerOfClient(const GUID& clientId) const
+std::string CServerState::OwnerOfClient(const GUID& clientId) const
 {
     const std::lock_guard lock(m_csClients);
     const auto found = m_clients.find(clientId);

@@ -1,7 +1,6 @@
 #include "LeftStatuses.h"
-#include "RequestQueue.h"
+#include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
-#include "ZEL_Processor/ZelProcessorServer.h"
 #include "com/Guid.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
@@ -29,7 +28,7 @@ constexpr std::size_t kMaxReason = 520;
 
 } // namespace
 
-bool CZelProcessorServer::ProcessCommand(const CString& path, eTaken taken, CZelProcessorProgress* progress)
+bool CServerState::ProcessCommand(const CString& path, eTaken taken, CZelProcessorProgress* progress)
 {
     const CWQ_SetResource resource(kResourceModule);
     const CString queuePath = GetFileInQueueFullPath(path);
@@ -50,7 +49,7 @@ bool CZelProcessorServer::ProcessCommand(const CString& path, eTaken taken, CZel
 }
 
 /// A limit is no failure of the server's: the client is told, and the operator by a line of the log.
-bool CZelProcessorServer::Refuse(CZelProcessorProgress* progress, const CString& text, bool& isRefused)
+bool CServerState::Refuse(CZelProcessorProgress* progress, const CString& text, bool& isRefused)
 {
     isRefused = true;
     m_pProcessor->SetStatus(progress, eRequestStatus_ServerError, text);
@@ -60,7 +59,7 @@ bool CZelProcessorServer::Refuse(CZelProcessorProgress* progress, const CString&
 
 /// Proves that the writer has let go of the file. The host's patience is this command's own here, not that of the look:
 /// it was taken, so that it would not be met again.
-bool CZelProcessorServer::WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress)
+bool CServerState::WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress)
 {
     const auto fail = [&](const CString& cause) {
         m_pProcessor->SetStatus(progress, eRequestStatus_ServerError,
@@ -90,8 +89,8 @@ bool CZelProcessorServer::WaitUntilReadable(const CString& queuePath, CZelProces
     }
 }
 
-bool CZelProcessorServer::ReadCommand(const CString& queuePath, CZelProcessorProgress* progress,
-                                      CommandFile::SContent& command)
+bool CServerState::ReadCommand(const CString& queuePath, CZelProcessorProgress* progress,
+                               CommandFile::SContent& command)
 {
     const auto fail = [&](const CString& comment) {
         m_pProcessor->SetStatus(progress, eRequestStatus_ServerError, comment);
@@ -108,8 +107,8 @@ bool CZelProcessorServer::ReadCommand(const CString& queuePath, CZelProcessorPro
     return true;
 }
 
-bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, const std::string& owner,
-                                          CZelProcessorProgress* progress, bool& isRefused)
+bool CServerState::CarryOutCommand(const CommandFile::SContent& command, const std::string& owner,
+                                   CZelProcessorProgress* progress, bool& isRefused)
 {
     switch (command.type) {
     case eCommandType_CancelRequest: CancelRequest(command.name, progress); return true;
@@ -129,7 +128,7 @@ bool CZelProcessorServer::CarryOutCommand(const CommandFile::SContent& command, 
     }
 }
 
-void CZelProcessorServer::CancelRequest(const CString& name, CZelProcessorProgress* progress)
+void CServerState::CancelRequest(const CString& name, CZelProcessorProgress* progress)
 {
     while (!RemoveRequestFromQueue(name)) {
         const std::lock_guard lock(m_cs);
@@ -145,7 +144,7 @@ void CZelProcessorServer::CancelRequest(const CString& name, CZelProcessorProgre
 
 /// What is taken out of one list or out of the request directory is put into the other one in a second step, so that no
 /// file is touched under m_cs. In between it is nobody's but this thread's, and no other one handles commands.
-bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress, bool& isRefused)
+bool CServerState::PauseOrUnpauseRequest(const CString& name, CZelProcessorProgress* progress, bool& isRefused)
 {
     if (!platform::IsPlainFileName(name))
         return false;
@@ -172,8 +171,8 @@ bool CZelProcessorServer::PauseOrUnpauseRequest(const CString& name, CZelProcess
     return true;
 }
 
-void CZelProcessorServer::SetRequestStatus(const CString& name, const std::string& owner, eZelProcRequestStatus status,
-                                           const CString& text)
+void CServerState::SetRequestStatus(const CString& name, const std::string& owner, eZelProcRequestStatus status,
+                                    const CString& text)
 {
     // The listener, which serves all, waits no longer for who holds this one request's file than at its stop.
     static constinit const std::atomic<bool> s_isPatient = false;
@@ -187,7 +186,7 @@ void CZelProcessorServer::SetRequestStatus(const CString& name, const std::strin
     KeepUnwritten(statusFile, path);
 }
 
-void CZelProcessorServer::KeepUnwritten(const CZelProcessorProgressStatusFile& statusFile, const CString& statusPath)
+void CServerState::KeepUnwritten(const CZelProcessorProgressStatusFile& statusFile, const CString& statusPath)
 {
     if (statusFile.Unwritten().empty())
         return;
@@ -195,14 +194,14 @@ void CZelProcessorServer::KeepUnwritten(const CZelProcessorProgressStatusFile& s
     m_evQueue->Set(); // who tries again may be asleep
 }
 
-void CZelProcessorServer::RemoveStatus(const CString& name)
+void CServerState::RemoveStatus(const CString& name)
 {
     const CString path = m_pProcessor->GetOutputStatusFilePath(name);
     m_pLeftStatuses->Forget(path);
     static_cast<void>(Protocol::RetryWhileShared([&] { return platform::Files().Remove(path); }, BriefPatience()));
 }
 
-bool CZelProcessorServer::UnpauseRequest(const CString& name)
+bool CServerState::UnpauseRequest(const CString& name)
 {
     TSRequestItem item;
     if (!TakePaused(name, item))
@@ -218,7 +217,7 @@ bool CZelProcessorServer::UnpauseRequest(const CString& name)
     return true;
 }
 
-bool CZelProcessorServer::TakeNotQueued(const CString& name, TSRequestItem& item)
+bool CServerState::TakeNotQueued(const CString& name, TSRequestItem& item)
 {
     const CString path = GetFileInRequestDirFullPath(name);
     item.m_strFile = GetFileInQueueFullPath(name);

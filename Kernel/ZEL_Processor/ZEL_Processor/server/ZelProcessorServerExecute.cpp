@@ -1,7 +1,6 @@
 #include "LeftStatuses.h"
-#include "RequestQueue.h"
+#include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
-#include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/CrashReport.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
@@ -99,7 +98,7 @@ private:
 
 } // namespace
 
-bool CZelProcessorServer::ProcessQueue()
+bool CServerState::ProcessQueue()
 {
     MOXCrashRpt::PrepareLastWords();
     while (ProcessQueueStep()) {
@@ -107,7 +106,7 @@ bool CZelProcessorServer::ProcessQueue()
     return true;
 }
 
-bool CZelProcessorServer::ProcessQueueStep()
+bool CServerState::ProcessQueueStep()
 {
     if (!m_bRunning)
         return false;
@@ -123,7 +122,7 @@ bool CZelProcessorServer::ProcessQueueStep()
     return true;
 }
 
-void CZelProcessorServer::WaitForWork()
+void CServerState::WaitForWork()
 {
     if (m_pLeftStatuses->IsEmpty())
         m_evQueue->Wait();
@@ -131,7 +130,7 @@ void CZelProcessorServer::WaitForWork()
         static_cast<void>(m_evQueue->WaitFor(kLeftPoll));
 }
 
-bool CZelProcessorServer::ExecuteRequest()
+bool CServerState::ExecuteRequest()
 {
     // Here, so that it ends here too: a contained fault jumps over the end of what the request itself put in place.
     const CWQ_SetResource resource(kResourceModule);
@@ -171,13 +170,13 @@ bool CZelProcessorServer::ExecuteRequest()
     return true;
 }
 
-void CZelProcessorServer::EndRunning()
+void CServerState::EndRunning()
 {
     const std::lock_guard lock(m_cs);
     m_strRunning.clear();
 }
 
-bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
+bool CServerState::TakeRequest(TSRequestItem& item, bool& bLast)
 {
     const std::lock_guard lock(m_cs);
     if (!m_queue->TakeNext(item)) {
@@ -196,8 +195,8 @@ bool CZelProcessorServer::TakeRequest(TSRequestItem& item, bool& bLast)
     return true;
 }
 
-bool CZelProcessorServer::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile,
-                                             bool bForce, bool& bException)
+bool CServerState::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce,
+                                      bool& bException)
 {
     platform::SFaultRecord fault;
     platform::CFaultDeadline deadline(m_options.crashReportTime);
@@ -214,8 +213,7 @@ bool CZelProcessorServer::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorP
     return !bException;
 }
 
-bool CZelProcessorServer::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile,
-                                              bool bForce)
+bool CServerState::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce)
 {
     if (bForce && platform::Clock().TickCount() - m_dwLastRequestTick < kIdleBeforeForceMs)
         bForce = false;
@@ -243,7 +241,7 @@ bool CZelProcessorServer::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessor
     return true;
 }
 
-CZelProcessorServer::eRetry CZelProcessorServer::PutBack(TSRequestItem& item)
+CServerState::eRetry CServerState::PutBack(TSRequestItem& item)
 {
     const bool counted = platform::Clock().TickCount() - m_dwLastRequestTick >= kCountedRetryMs;
     if (counted)
@@ -257,7 +255,7 @@ CZelProcessorServer::eRetry CZelProcessorServer::PutBack(TSRequestItem& item)
     return counted ? eRetry_Counted : eRetry_TooSoon;
 }
 
-void CZelProcessorServer::RemoveFailedRequest(const TSRequestItem& item)
+void CServerState::RemoveFailedRequest(const TSRequestItem& item)
 {
     // A file that stayed in the queue directory would make the request look as if it still waited, once its status has
     // been taken away, and would keep its name from being used again.
@@ -269,8 +267,8 @@ void CZelProcessorServer::RemoveFailedRequest(const TSRequestItem& item)
                              platform::OsErrorText(error));
 }
 
-int CZelProcessorServer::HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
-                                        const wchar_t* file, long line)
+int CServerState::HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
+                                 const wchar_t* file, long line)
 {
     constexpr int kExecuteHandler = 1;
     const CWQ_SetResource resource(kResourceModule);
@@ -296,7 +294,7 @@ int CZelProcessorServer::HandleCatchAll(const wchar_t* context, const platform::
     return kExecuteHandler;
 }
 
-void CZelProcessorServer::CancelRunningRequest()
+void CServerState::CancelRunningRequest()
 {
     m_bCanceled = true;
     if (m_pContext)

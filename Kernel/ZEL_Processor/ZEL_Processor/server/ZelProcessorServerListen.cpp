@@ -1,7 +1,7 @@
 #include "LeftStatuses.h"
 #include "RequestIntake.h"
+#include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
-#include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/CrashReport.h"
 #include "framework/Exceptions.h"
 #include "framework/Log.h"
@@ -44,7 +44,7 @@ void ReportWatchError(long line, const wchar_t* what, platform::eOsError error)
 
 } // namespace
 
-bool CZelProcessorServer::Listen()
+bool CServerState::Listen()
 {
     if (!m_pProcessor)
         return false;
@@ -71,7 +71,7 @@ bool CZelProcessorServer::Listen()
     return true;
 }
 
-bool CZelProcessorServer::ListenStep()
+bool CServerState::ListenStep()
 {
     if (!m_bRunning)
         return false;
@@ -90,7 +90,7 @@ bool CZelProcessorServer::ListenStep()
     return true;
 }
 
-bool CZelProcessorServer::RearmWatch()
+bool CServerState::RearmWatch()
 {
     const platform::eOsError error = m_pWatch->Rearm();
     if (platform::Succeeded(error))
@@ -101,13 +101,13 @@ bool CZelProcessorServer::RearmWatch()
     return false;
 }
 
-void CZelProcessorServer::SetWatch(std::unique_ptr<platform::IDirectoryWatch> watch)
+void CServerState::SetWatch(std::unique_ptr<platform::IDirectoryWatch> watch)
 {
     const std::lock_guard lock(m_csWatch);
     m_pWatch = std::move(watch);
 }
 
-void CZelProcessorServer::Accept()
+void CServerState::Accept()
 {
     {
         // A stop that comes meanwhile is either seen here or sees the flag set.
@@ -117,7 +117,7 @@ void CZelProcessorServer::Accept()
     m_evListening->Set();
 }
 
-void CZelProcessorServer::EndListener()
+void CServerState::EndListener()
 {
     const std::lock_guard lock(m_csWatch);
     m_bRunning = false;
@@ -126,7 +126,7 @@ void CZelProcessorServer::EndListener()
         m_pWatch->Wake();
 }
 
-bool CZelProcessorServer::ScanRequestDir()
+bool CServerState::ScanRequestDir()
 {
     m_bHeld = false;
     m_bMoreToTake = false;
@@ -169,7 +169,7 @@ bool CZelProcessorServer::ScanRequestDir()
 
 /// Somebody put in more than could be taken at once. Each owner of files gets his turn, for as long as finding them
 /// took or a little longer: then it is time to look who came meanwhile, and looking stays the smaller part of the work.
-void CZelProcessorServer::TakeInTurns(CRequestIntake& putOff, std::chrono::nanoseconds start)
+void CServerState::TakeInTurns(CRequestIntake& putOff, std::chrono::nanoseconds start)
 {
     const std::chrono::nanoseconds now = platform::Clock().Steady();
     const std::chrono::nanoseconds end = now + std::max(now - start, kInOrder);
@@ -183,7 +183,7 @@ void CZelProcessorServer::TakeInTurns(CRequestIntake& putOff, std::chrono::nanos
     }
 }
 
-void CZelProcessorServer::TakeFile(const CString& name)
+void CServerState::TakeFile(const CString& name)
 {
     ++m_nListenerTurns;
     const CString path = platform::JoinPath(m_strRequestDir, name);
@@ -195,13 +195,13 @@ void CZelProcessorServer::TakeFile(const CString& name)
 
 /// For the next try with a file that somebody holds; his costs the others this time, all of his together. A file that
 /// is held on is met again by the next scan. Whoever waits gets on: what ends the wait is not the server's.
-bool CZelProcessorServer::MayWaitForHolder()
+bool CServerState::MayWaitForHolder()
 {
     ++m_nListenerTurns;
     return m_bRunning && (m_options.patienceMs == 0 || platform::Clock().Steady() < m_holdersEnd);
 }
 
-void CZelProcessorServer::HandleCommandFile(const CString& path)
+void CServerState::HandleCommandFile(const CString& path)
 {
     const MOXCrashRpt::CScopedSubject subject(path);
     const platform::CPrivateFiles files(PrivateFor(OwnerOf(path)));

@@ -1,7 +1,7 @@
 #include "ChangedGroups.h"
+#include "ServerState.h"
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 #include "ZEL_Processor/LockFile.h"
-#include "ZEL_Processor/ZelProcessorServer.h"
 #include "com/ComObject.h"
 #include "com/CreateInstance.h"
 #include "exchange/DsEventRecord.h"
@@ -198,7 +198,7 @@ CComPtr<IWQ_DsEventsData> OwnCopy(IWQ_DsEventsData* event)
 
 } // namespace
 
-void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)
+void CServerState::OnChangedDs(IWQ_DsEventsData* events)
 {
     if (!m_pPalette)
         throw CComError(E_POINTER);
@@ -227,14 +227,14 @@ void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)
     ThrowIfFailed(asked); // only now: the clients have their event
 }
 
-void CZelProcessorServer::OnChangedLockResults()
+void CServerState::OnChangedLockResults()
 {
     TellClients(RegisteredClients(), [&](const GUID& client) { SendChangedLockResultsToClient(client); });
 }
 
 /// Clients come and go meanwhile. Who is gone is passed over, and what was written for somebody who went just then is
 /// taken away again: whoever takes a client off the list removes its events file after that.
-void CZelProcessorServer::TellClients(const std::vector<GUID>& clients, const std::function<void(const GUID&)>& tell)
+void CServerState::TellClients(const std::vector<GUID>& clients, const std::function<void(const GUID&)>& tell)
 {
     const std::lock_guard lock(m_csNotify);
     std::erase_if(m_pendingGroups, [&](const auto& pending) { return !IsRegistered(pending.first); });
@@ -256,7 +256,7 @@ void CZelProcessorServer::TellClients(const std::vector<GUID>& clients, const st
     }
 }
 
-void CZelProcessorServer::MarkProject(VARIANT_BOOL needsUpdate)
+void CServerState::MarkProject(VARIANT_BOOL needsUpdate)
 {
     if (!m_pProject)
         throw CComError(E_POINTER);
@@ -274,14 +274,14 @@ void CZelProcessorServer::MarkProject(VARIANT_BOOL needsUpdate)
     ThrowIfFailed(m_pProject->PutStorageObject(kProjectMarker, marker.QueryTo<IWQ_ArchiveObj>().Get()));
 }
 
-bool CZelProcessorServer::CanTell(const GUID& clientId) const
+bool CServerState::CanTell(const GUID& clientId) const
 {
     return m_bRunning && IsRegistered(clientId);
 }
 
 /// Names, once, what keeps the server from a client's lock. That the client itself has it for a moment is nothing to
 /// tell of.
-void CZelProcessorServer::TellLockedOut(const GUID& clientId, const CString& path, bool isWaitOver)
+void CServerState::TellLockedOut(const GUID& clientId, const CString& path, bool isWaitOver)
 {
     if (!CanTell(clientId))
         return;
@@ -296,7 +296,7 @@ void CZelProcessorServer::TellLockedOut(const GUID& clientId, const CString& pat
                          L"; its client is told of changes when it is free");
 }
 
-bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
+bool CServerState::SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData* events)
 {
     if (!events)
         return false;
@@ -344,7 +344,7 @@ bool CZelProcessorServer::SendEventsDataToClient(const GUID& clientId, IWQ_DsEve
     return report.Unlock(lock, 999, L"Unable to Unlock file lock (3) !");
 }
 
-bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId, IWQ_CLSIDArray* groups)
+bool CServerState::SendChangedPaletteGroupsToClient(const GUID& clientId, IWQ_CLSIDArray* groups)
 {
     const CReporter report(L"CZelProcessorServer::SendChangedPaletteGroupsToClient", [&] { return CanTell(clientId); });
     const CString path = GetInsertableItemsChangeFile(clientId);
@@ -375,7 +375,7 @@ bool CZelProcessorServer::SendChangedPaletteGroupsToClient(const GUID& clientId,
     return report.Unlock(lock, 1071, kUnableToUnlock);
 }
 
-bool CZelProcessorServer::SendChangedLockResultsToClient(const GUID& clientId)
+bool CServerState::SendChangedLockResultsToClient(const GUID& clientId)
 {
     const CReporter report(L"CZelProcessorServer::SendChangedLockResultsToClient", [&] { return CanTell(clientId); });
     const CString path = GetLockResultsChangeFile(clientId);

@@ -1,4 +1,4 @@
-#include "ZEL_Processor/ZelProcessorServer.h"
+#include "ServerState.h"
 #include "com/Guid.h"
 #include "platform/Path.h"
 #include "protocol/ProtocolFiles.h"
@@ -14,27 +14,27 @@ CString PerClientPath(const CString& outputDir, const wchar_t* prefix, const GUI
 
 } // namespace
 
-CString CZelProcessorServer::GetFileInQueueFullPath(const CString& path) const
+CString CServerState::GetFileInQueueFullPath(const CString& path) const
 {
     return platform::JoinPath(m_strQueueDir, platform::FileNameOf(path));
 }
 
-CString CZelProcessorServer::GetFileInRequestDirFullPath(const CString& path) const
+CString CServerState::GetFileInRequestDirFullPath(const CString& path) const
 {
     return platform::JoinPath(m_strRequestDir, platform::FileNameOf(path));
 }
 
-CString CZelProcessorServer::GetDsEventsFileFullPath(const GUID& clientId) const
+CString CServerState::GetDsEventsFileFullPath(const GUID& clientId) const
 {
     return PerClientPath(m_strOutputDir, Protocol::kDsEventsPrefix, clientId);
 }
 
-CString CZelProcessorServer::GetInsertableItemsChangeFile(const GUID& clientId) const
+CString CServerState::GetInsertableItemsChangeFile(const GUID& clientId) const
 {
     return PerClientPath(m_strOutputDir, Protocol::kInsertableItemsPrefix, clientId);
 }
 
-CString CZelProcessorServer::GetLockResultsChangeFile(const GUID& clientId) const
+CString CServerState::GetLockResultsChangeFile(const GUID& clientId) const
 {
     return PerClientPath(m_strOutputDir, Protocol::kLockResultsPrefix, clientId);
 }

@@ -1,6 +1,5 @@
-#include "RequestQueue.h"
+#include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
-#include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/CrashReport.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
@@ -21,7 +20,7 @@ constexpr std::chrono::minutes kBetweenRefusals{1};
 
 } // namespace
 
-bool CZelProcessorServer::AddRequestToQueue(const CString& path)
+bool CServerState::AddRequestToQueue(const CString& path)
 {
     const MOXCrashRpt::CScopedSubject subject(path);
     TSRequestItem item{GetFileInQueueFullPath(path), 0, OwnerOf(path)};
@@ -49,7 +48,7 @@ bool CZelProcessorServer::AddRequestToQueue(const CString& path)
 }
 
 /// Empty when no option asks whose files are, which takes a call of the system for each.
-std::string CZelProcessorServer::OwnerOf(const CString& path) const
+std::string CServerState::OwnerOf(const CString& path) const
 {
     platform::FileOwner owner;
     const bool isAsked =
@@ -60,20 +59,20 @@ std::string CZelProcessorServer::OwnerOf(const CString& path) const
 }
 
 /// For whom files are made that concern this owner; empty for everybody. What concerns nobody known is for the server.
-std::string CZelProcessorServer::PrivateFor(const std::string& owner) const
+std::string CServerState::PrivateFor(const std::string& owner) const
 {
     if (!m_options.privateFiles)
         return {};
     return owner.empty() ? OwnerOf(m_strQueueDir) : owner;
 }
 
-bool CZelProcessorServer::IsFull(const std::string& owner) const
+bool CServerState::IsFull(const std::string& owner) const
 {
     const std::lock_guard lock(m_cs);
     return m_options.maxQueued != 0 && m_queue->CountOf(owner) + m_paused->CountOf(owner) >= m_options.maxQueued;
 }
 
-void CZelProcessorServer::RefuseRequest(const CString& path, const std::string& owner)
+void CServerState::RefuseRequest(const CString& path, const std::string& owner)
 {
     // A status in any case, for without status and file the name would look unknown. Then the file goes, so that who
     // reads of the refusal can use the name again. One that somebody has open stays, and is met again. The status of a
@@ -92,7 +91,7 @@ void CZelProcessorServer::RefuseRequest(const CString& path, const std::string& 
     TellRefusal(path + L": " + text);
 }
 
-void CZelProcessorServer::TellRefusal(const CString& text)
+void CServerState::TellRefusal(const CString& text)
 {
     ++m_nRefusals;
     const std::chrono::nanoseconds now = platform::Clock().Steady();
@@ -104,7 +103,7 @@ void CZelProcessorServer::TellRefusal(const CString& text)
                          text);
 }
 
-bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
+bool CServerState::RemoveRequestFromQueue(const CString& name)
 {
     TSRequestItem item;
     // Whoever is told that a request is paused may count on a cancel that means it.
@@ -125,29 +124,29 @@ bool CZelProcessorServer::RemoveRequestFromQueue(const CString& name)
     return true;
 }
 
-bool CZelProcessorServer::TakeWaiting(const CString& name, TSRequestItem& item)
+bool CServerState::TakeWaiting(const CString& name, TSRequestItem& item)
 {
     const std::lock_guard lock(m_cs);
     return m_queue->Take(GetFileInQueueFullPath(name), item);
 }
 
-bool CZelProcessorServer::TakePaused(const CString& name, TSRequestItem& item)
+bool CServerState::TakePaused(const CString& name, TSRequestItem& item)
 {
     const std::lock_guard lock(m_cs);
     return m_paused->Take(GetFileInQueueFullPath(name), item);
 }
 
-bool CZelProcessorServer::IsRequestInQueue(const CString& name) const
+bool CServerState::IsRequestInQueue(const CString& name) const
 {
     return m_queue->Contains(GetFileInQueueFullPath(name));
 }
 
-bool CZelProcessorServer::IsRequestPaused(const CString& name) const
+bool CServerState::IsRequestPaused(const CString& name) const
 {
     return m_paused->Contains(GetFileInQueueFullPath(name));
 }
 
-unsigned CZelProcessorServer::MoveFlags() const
+unsigned CServerState::MoveFlags() const
 {
     return m_options.syncing ? platform::eMoveFlag_WriteThrough : platform::eMoveFlag_None;
 }

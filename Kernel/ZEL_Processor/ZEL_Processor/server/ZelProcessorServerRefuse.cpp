@@ -1,5 +1,5 @@
+#include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
-#include "ZEL_Processor/ZelProcessorServer.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/NameKind.h"
@@ -40,7 +40,7 @@ bool IsTooLong(const CString& path)
 } // namespace
 
 /// The reason for which nothing of this name is taken; empty when there is none, or the file has gone.
-CString CZelProcessorServer::WhyRefused(const CString& path) const
+CString CServerState::WhyRefused(const CString& path) const
 {
     if (MeansAnother(platform::FileNameOf(path))) // first: already a look would be at the device
         return TextOf(StringCodes::kRefusedName);
@@ -56,7 +56,7 @@ CString CZelProcessorServer::WhyRefused(const CString& path) const
     return IsTooLong(m_pProcessor->GetOutputStatusFilePath(path)) ? TextOf(StringCodes::kRefusedLongName) : CString();
 }
 
-bool CZelProcessorServer::RefuseWhatCannotBeServed(const CString& path, std::set<CString>& refused)
+bool CServerState::RefuseWhatCannotBeServed(const CString& path, std::set<CString>& refused)
 {
     if (!m_options.tellRefused)
         return false;
@@ -69,7 +69,7 @@ bool CZelProcessorServer::RefuseWhatCannotBeServed(const CString& path, std::set
     return true;
 }
 
-void CZelProcessorServer::TellRefused(const CString& path, const CString& reason)
+void CServerState::TellRefused(const CString& path, const CString& reason)
 {
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
                      L"Refused: " + path + L": " + reason);
@@ -79,7 +79,7 @@ void CZelProcessorServer::TellRefused(const CString& path, const CString& reason
         SetRequestStatus(name, OwnerOf(path), eRequestStatus_ServerError, TextOf(StringCodes::kServerError) + reason);
 }
 
-bool CZelProcessorServer::IsKnown(const CString& name) const
+bool CServerState::IsKnown(const CString& name) const
 {
     const std::lock_guard lock(m_cs);
     return IsRequestInQueue(name) || IsRequestPaused(name) || m_strRunning == GetFileInQueueFullPath(name);
@@ -87,7 +87,7 @@ bool CZelProcessorServer::IsKnown(const CString& name) const
 
 /// Moves a file of the request directory into the queue as soon as nobody has it open. Looked at only there, where
 /// nobody else can put another in its place: a link that is not to be followed is deleted, as any failed request is.
-CZelProcessorServer::eTaken CZelProcessorServer::TakeIntoQueue(const CString& path, const CString& target)
+CServerState::eTaken CServerState::TakeIntoQueue(const CString& path, const CString& target)
 {
     const platform::eOsError error = Protocol::MoveWhenFree(
         path, target, MoveFlags(), HeldFile::WithWarning(path, [this] { return MayWaitForHolder(); }));
@@ -107,7 +107,7 @@ CZelProcessorServer::eTaken CZelProcessorServer::TakeIntoQueue(const CString& pa
 
 /// For the listener when it waits for a file of the output directory: until the server stops, or the host's patience
 /// ends.
-std::function<bool()> CZelProcessorServer::Patience()
+std::function<bool()> CServerState::Patience()
 {
     const std::chrono::nanoseconds end = platform::Clock().Steady() + std::chrono::milliseconds(m_options.patienceMs);
     return [this, end] {
@@ -117,7 +117,7 @@ std::function<bool()> CZelProcessorServer::Patience()
 }
 
 /// The same for what only tidies up, and has an end in any case.
-std::function<bool()> CZelProcessorServer::BriefPatience() const
+std::function<bool()> CServerState::BriefPatience() const
 {
     const std::chrono::nanoseconds patience =
         m_options.patienceMs == 0 ? kBriefPatience : std::chrono::milliseconds(m_options.patienceMs);
