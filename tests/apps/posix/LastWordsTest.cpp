@@ -1,5 +1,6 @@
 #include "platform/LastWords.h"
 
+#include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Trust.h"
 #include "tests/apps/ProgramFixture.h"
