@@ -165,7 +165,7 @@ TEST_F(ServerOptionsTest, JsonLogIsOneObjectPerLineAndNothingElse)
         if (object["text"] == "CZelProcessorServer::Listen() started") {
             EXPECT_EQ(object["level"], "debug");
             EXPECT_EQ(object["logger"], "ZelProcessor");
-            EXPECT_TRUE(Contains(object["function"], "CZelProcessorServer::Listen()")) << line;
+            EXPECT_TRUE(Contains(object["function"], "::Listen()")) << line;
         }
     }
     EXPECT_TRUE(texts.contains("CZelProcessorServer::Listen() started")) << server.Errors();
