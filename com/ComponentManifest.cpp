@@ -230,7 +230,7 @@ platform::eOsError WriteAside(const std::wstring& path, const std::string& bytes
         result =
             platform::Files().Move(aside, path, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);
     if (platform::HasMoved(result))
-        return platform::eOsError_None; // written, be it that a power cut may bring the old one back
+        return platform::eOsError_None;                 // written, be it that a power cut may bring the old one back
     static_cast<void>(platform::Files().Remove(aside)); // else the next one written replaces it
     return result;
 }

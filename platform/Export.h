@@ -1,6 +1,7 @@
 #pragma once
 
-/// How a symbol of a shared library is declared: where it is built, where it is used, and where its objects are linked in.
+/// How a symbol of a shared library is declared: where it is built, where it is used, and where its objects are linked
+/// in.
 #if defined(_WIN32)
 #define ZEL_EXPORTED __declspec(dllexport)
 #define ZEL_IMPORTED __declspec(dllimport)

@@ -26,9 +26,9 @@ ZEL_FRAMEWORK_API extern const wchar_t kPathSeparator;
 /// The part before the final component, without its separator; empty when there is none.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring DirectoryOf(std::wstring_view path);
 
-/// True when the text names one file of a directory and nothing else: not empty, not "." or "..", no separator of either
-/// system, no drive colon, no control character, at most 255 units; on Windows no device either, and no dot or blank at
-/// the end, which would name another file. Names from outside pass this before they are joined to a directory.
+/// True when the text names one file of a directory and nothing else: not empty, not "." or "..", no separator of
+/// either system, no drive colon, no control character, at most 255 units; on Windows no device either, and no dot or
+/// blank at the end, which would name another file. Names from outside pass this before they are joined to a directory.
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsPlainFileName(std::wstring_view name);
 
 /// True when it is one on every system, whatever this one is: for names that are given here and may be used elsewhere.

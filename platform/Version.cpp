@@ -13,8 +13,8 @@ std::wstring LibraryVersion()
 std::wstring CompilerVersion()
 {
     const std::wstring version = FromUtf8(__VERSION__); // clang's has its name in it
-    return (version.starts_with(L"Clang") ? version : L"GCC " + version) + L", " +
-           std::to_wstring(8 * sizeof(void*)) + L" bit";
+    return (version.starts_with(L"Clang") ? version : L"GCC " + version) + L", " + std::to_wstring(8 * sizeof(void*)) +
+           L" bit";
 }
 
 } // namespace platform

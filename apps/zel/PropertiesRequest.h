@@ -17,7 +17,7 @@ struct SPropertyValue {
     std::wstring item;
     bool isNamed = false;
     std::wstring value;
-    std::wstring type; ///< as the data source calls it; empty when it does not say
+    std::wstring type;     ///< as the data source calls it; empty when it does not say
     std::wstring encoding; ///< of the value: "base64", or empty for a text as it is
     bool isNull = false;
 };

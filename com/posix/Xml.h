@@ -74,8 +74,8 @@ struct IXMLDOMDocument : public IXMLDOMNode {
     virtual HRESULT STDMETHODCALLTYPE createElement(BSTR tagName, IXMLDOMElement** element) = 0;
     virtual HRESULT STDMETHODCALLTYPE createProcessingInstruction(BSTR target, BSTR data,
                                                                   IXMLDOMProcessingInstruction** instruction) = 0;
-    /// Reads the file that a VT_BSTR names; the system's own sources use com/XmlLoad.h. S_FALSE and VARIANT_FALSE when it can't be read or is not well formed;
-    /// parseError then tells why, and the document is empty.
+    /// Reads the file that a VT_BSTR names; the system's own sources use com/XmlLoad.h. S_FALSE and VARIANT_FALSE when
+    /// it can't be read or is not well formed; parseError then tells why, and the document is empty.
     virtual HRESULT STDMETHODCALLTYPE load(VARIANT xmlSource, VARIANT_BOOL* isSuccessful) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_parseError(IXMLDOMParseError** error) = 0;
     virtual HRESULT STDMETHODCALLTYPE get_async(VARIANT_BOOL* isAsync) = 0;

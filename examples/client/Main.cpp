@@ -91,8 +91,8 @@ private:
         const eZelProcRequestStatus status = m_client.GetStatus(m_strRequest, &more);
         long percent = -1;
         static_cast<void>(more.GetProgress(percent));
-        const std::string line = std::to_string(status) + " " + std::to_string(percent) + " " +
-                                 platform::ToUtf8(more.GetProgressComment());
+        const std::string line =
+            std::to_string(status) + " " + std::to_string(percent) + " " + platform::ToUtf8(more.GetProgressComment());
         if (line != m_strShown)
             std::cout << line << '\n' << std::flush;
         m_strShown = line;

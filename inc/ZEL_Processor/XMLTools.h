@@ -27,8 +27,8 @@ enum eElementIdentification : std::int32_t {
 /// when the DOM itself breaks.
 class ZEL_API CXMLTools {
 public:
-    /// Parses text within the limits of the thread (com/XmlLimits.h), without a document type. On failure errorText tells code, reason, line and column. The text must be a BSTR or at least
-    /// zero-terminated.
+    /// Parses text within the limits of the thread (com/XmlLimits.h), without a document type. On failure errorText
+    /// tells code, reason, line and column. The text must be a BSTR or at least zero-terminated.
     static bool CreateXmlDomFromString(wchar_t* xml, IXMLDOMDocument** document, CString& errorText);
     /// The same, giving the document element, which keeps its document alive. A null element with true: there is none.
     static bool CreateXmlDomFromString(wchar_t* xml, IXMLDOMElement** element, CString& errorText);

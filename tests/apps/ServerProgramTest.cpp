@@ -160,7 +160,8 @@ TEST_F(ServerProgramTest, CrashingRequestsDoNotEndIt)
                              platform::ToUtf8(platform::JoinPath(m_strHome, L"zel-crash-"));
     EXPECT_TRUE(Contains(server.Errors(), told)) << server.Errors();
     const std::vector<std::wstring> files = FilesIn(m_strHome);
-    EXPECT_EQ(std::ranges::count_if(files, [](const std::wstring& name) { return name.starts_with(L"zel-crash-"); }), 4);
+    EXPECT_EQ(std::ranges::count_if(files, [](const std::wstring& name) { return name.starts_with(L"zel-crash-"); }),
+              4);
 }
 
 } // namespace

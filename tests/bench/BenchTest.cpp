@@ -76,8 +76,8 @@ TEST(BenchTest, EveryRowIsMeasuredWithSyncingOffAndOn)
 TEST(BenchTest, WhatWasNotMeasuredIsNull)
 {
     const testsupport::CTemporaryDirectory directory;
-    const std::string output = RunBench(
-        {L"--dir", directory.Path(), L"--quick", L"--json", L"--rows", L"status-read", L"--sync", L"off"}, 0);
+    const std::string output =
+        RunBench({L"--dir", directory.Path(), L"--quick", L"--json", L"--rows", L"status-read", L"--sync", L"off"}, 0);
     const nlohmann::json result = nlohmann::json::parse(output);
     ASSERT_EQ(result.at("rows").size(), 1U);
     EXPECT_EQ(result.at("rows")[0].at("name"), "status-read");

@@ -1,6 +1,6 @@
-#include "com/ComObject.h"
 #include "com/ComPtr.h"
 #include "TestComponent.h"
+#include "com/ComObject.h"
 
 #include <gtest/gtest.h>
 

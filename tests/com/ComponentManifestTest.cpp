@@ -1,8 +1,8 @@
+#include "TestComponent.h"
 #include "com/Components.h"
 #include "com/Guid.h"
 #include "platform/FileSystem.h"
 #include "platform/Path.h"
-#include "TestComponent.h"
 #include "tests/support/FaultyFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 

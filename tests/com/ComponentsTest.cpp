@@ -1,13 +1,13 @@
 #include "com/Components.h"
+#include "ComFixture.h"
+#include "TestComponent.h"
 #include "com/ComObject.h"
 #include "com/Guid.h"
 #include "com/ZelCom.h"
-#include "ComFixture.h"
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-#include "TestComponent.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -45,13 +45,15 @@ protected:
     /// module that is loaded. Whatever the builder's habits are, only he may write to it afterwards.
     static std::wstring ModulePath(const std::wstring& name)
     {
-        const std::wstring folder = platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"com_test_modules");
+        const std::wstring folder =
+            platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"com_test_modules");
         const std::wstring path = platform::JoinPath(folder, name + platform::ModuleExtension());
         for (const std::wstring& own : {folder, path})
             std::filesystem::permissions(testsupport::StandardPath(own), std::filesystem::perms::owner_all);
         return path;
     }
-    void WriteManifest(const std::wstring& name, const std::wstring& module, const std::vector<SComponentClass>& classes)
+    void WriteManifest(const std::wstring& name, const std::wstring& module,
+                       const std::vector<SComponentClass>& classes)
     {
         std::wstring error;
         EXPECT_TRUE(WriteComponentManifest(m_folder / name, {module, classes}, error));
@@ -202,8 +204,8 @@ TEST_F(CComponentsTest, TheVariableNamesFoldersInTheirOrder)
     const std::wstring module = ModulePath(L"com_test_component");
     testsupport::CTemporaryDirectory second;
     std::wstring error;
-    ASSERT_TRUE(WriteComponentManifest(second / L"a.component", {module, {{kTestClassTwo, L"", {kTestCategory}}}},
-                                       error));
+    ASSERT_TRUE(
+        WriteComponentManifest(second / L"a.component", {module, {{kTestClassTwo, L"", {kTestCategory}}}}, error));
     WriteManifest(L"z.component", module, {{kTestClassOne, L"", {kTestCategory}}});
     const std::wstring separator(1, platform::PathListSeparator());
     platform::SetEnvironment(L"ZEL_COMPONENT_PATH",
@@ -230,7 +232,8 @@ TEST_F(CComponentsTest, AHostRegistersClassesOfItsOwn)
 
 TEST_F(CComponentsTest, AModulesClassCanBeTakenOutAndComesWithItsFolderAgain)
 {
-    WriteManifest(L"a.component", ModulePath(L"com_test_component"), {{kTestClassOne, L"", {}}, {kTestClassTwo, L"", {}}});
+    WriteManifest(L"a.component", ModulePath(L"com_test_component"),
+                  {{kTestClassOne, L"", {}}, {kTestClassTwo, L"", {}}});
     EXPECT_TRUE(AddFolder().empty());
     EXPECT_EQ(RevokeComponentClass(kTestClassOne), S_OK);
     EXPECT_EQ(RevokeComponentClass(kTestClassOne), S_FALSE);
@@ -245,15 +248,17 @@ TEST_F(CComponentsTest, AClassIsNotAggregatedAndNotMadeOutOfProcess)
     ASSERT_EQ(RegisterComponentClass(kTestClassOne, MakeAnswer, {}), S_OK);
     const CComPtr<CThousandAnswer> outer = MakeComObject<CThousandAnswer>();
     CComPtr<IUnknown> object;
-    EXPECT_EQ(CoCreateInstanceZEL(kTestClassOne, outer.Get(), CLSCTX_INPROC_SERVER, ComIid<IUnknown>(), object.PutVoid()),
-              CLASS_E_NOAGGREGATION);
+    EXPECT_EQ(
+        CoCreateInstanceZEL(kTestClassOne, outer.Get(), CLSCTX_INPROC_SERVER, ComIid<IUnknown>(), object.PutVoid()),
+        CLASS_E_NOAGGREGATION);
     EXPECT_EQ(CoCreateInstanceZEL(kTestClassOne, nullptr, CLSCTX_LOCAL_SERVER, ComIid<IUnknown>(), object.PutVoid()),
               REGDB_E_CLASSNOTREG);
 }
 
 TEST_F(CComponentsTest, ThreadsLoadAModuleAtOnce)
 {
-    WriteManifest(L"a.component", ModulePath(L"com_test_component"), {{kTestClassOne, L"", {}}, {kTestClassTwo, L"", {}}});
+    WriteManifest(L"a.component", ModulePath(L"com_test_component"),
+                  {{kTestClassOne, L"", {}}, {kTestClassTwo, L"", {}}});
     EXPECT_TRUE(AddFolder().empty());
     std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i) {

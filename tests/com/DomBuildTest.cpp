@@ -44,7 +44,8 @@ protected:
         const CVariant destination(path);
         EXPECT_EQ(document->save(destination.Get()), S_OK);
         std::string bytes;
-        EXPECT_EQ(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, bytes, 1 << 20), platform::eOsError_None);
+        EXPECT_EQ(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, bytes, 1 << 20),
+                  platform::eOsError_None);
         return bytes;
     }
     std::wstring ShapeOfSaved()

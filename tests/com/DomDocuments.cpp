@@ -68,7 +68,8 @@ std::string Repeated(const std::string& text, int count)
 void AddWellFormed(CTable& table)
 {
     table.push_back(Good("one element", "<a/>", L"a", L"A", L""));
-    table.push_back(Good("a request", "<Request>\r\n  <Task Type=\"Query\">\r\n    <Id>5</Id>\r\n  </Task>\r\n</Request>\r\n",
+    table.push_back(Good("a request",
+                         "<Request>\r\n  <Task Type=\"Query\">\r\n    <Id>5</Id>\r\n  </Task>\r\n</Request>\r\n",
                          L"Request(Task[@Type='Query'](Id('5')))", L"id", L"5"));
     table.push_back(Good("attributes keep their order and their blanks", "<a z=' q  r\n s ' b=\"&#10;&lt;&quot;\"/>",
                          L"a[@z=' q  r  s '@b='\n<\"']", L"", L""));
@@ -81,18 +82,22 @@ void AddWellFormed(CTable& table)
     table.push_back(Good("comments and instructions stand between elements",
                          "<!-- c1 --><?p q?><a><!-- c2 --><b/><?t d e?><c>5</c></a><!-- c3 -->",
                          L"! c1  ?p q a(! c2  b ?t d e c('5')) ! c3 ", L"c", L"5"));
-    table.push_back(Good("an instruction is a node with a name", "<a><?pi data x?></a>", L"a(?pi data x)", L"pi", L"data x"));
+    table.push_back(
+        Good("an instruction is a node with a name", "<a><?pi data x?></a>", L"a(?pi data x)", L"pi", L"data x"));
     table.push_back(Good("the XML declaration is a node", "<?xml version='1.0' standalone='yes'?><a/>",
                          L"?xml version=\"1.0\" standalone=\"yes\" a", L"", L""));
-    table.push_back(Good("letters of other scripts in names", "<\xC5\xBElut\xC3\xBD k\xC5\xAF\xC5\x88='1'>x</\xC5\xBElut\xC3\xBD>",
+    table.push_back(Good("letters of other scripts in names",
+                         "<\xC5\xBElut\xC3\xBD k\xC5\xAF\xC5\x88='1'>x</\xC5\xBElut\xC3\xBD>",
                          L"\u017Elut\u00FD[@k\u016F\u0148='1']('x')", L"\u017DLUT\u00DD", L"x"));
-    table.push_back(Good("text beyond the basic plane", "<a>\xF0\x9F\x98\x80</a>", L"a('\U0001F600')", L"a", L"\U0001F600"));
+    table.push_back(
+        Good("text beyond the basic plane", "<a>\xF0\x9F\x98\x80</a>", L"a('\U0001F600')", L"a", L"\U0001F600"));
 }
 
 void AddTexts(CTable& table)
 {
     table.push_back(Good("white space alone is no node", "<a> <b> \t\n </b> </a>", L"a(b)", L"b", L""));
-    table.push_back(Good("white space around a value is no part of it", "<a>  x  y  </a>", L"a('  x  y  ')", L"a", L"x  y"));
+    table.push_back(
+        Good("white space around a value is no part of it", "<a>  x  y  </a>", L"a('  x  y  ')", L"a", L"x  y"));
     table.push_back(Good("white space that is to be kept", "<a xml:space='preserve'> <b/> x </a>",
                          L"a[@xml:space='preserve'](' ' b ' x ')", L"a", L"  x "));
     table.push_back(Good("line ends become one character", "<a>\r\nx\r\ny</a>", L"a('\nx\ny')", L"a", L"x\ny"));
@@ -100,21 +105,23 @@ void AddTexts(CTable& table)
                               {true, L"a('\nx')", L"x"}, "drops white space where its parser happens to cut the text"));
     table.push_back(Good("the five entities and character references", "<a>&amp;&lt;&gt;&quot;&apos;&#65;&#x17e;</a>",
                          L"a('&<>\"'A\u017E')", L"a", L"&<>\"'A\u017E"));
-    table.push_back(Good("a CDATA section is a node of its own", "<a>x<![CDATA[<&>]]>y</a>", L"a('x' <<&>> 'y')", L"a", L"x<&>y"));
-    table.push_back(Good("white space in a CDATA section stays", "<a> <![CDATA[ c ]]> </a>", L"a(< c >)", L"a", L" c "));
+    table.push_back(
+        Good("a CDATA section is a node of its own", "<a>x<![CDATA[<&>]]>y</a>", L"a('x' <<&>> 'y')", L"a", L"x<&>y"));
+    table.push_back(
+        Good("white space in a CDATA section stays", "<a> <![CDATA[ c ]]> </a>", L"a(< c >)", L"a", L" c "));
     table.push_back(Good("markup in a comment is none", "<a><!-- <b>&x; --></a>", L"a(! <b>&x; )", L"b", L""));
 }
 
 void AddNames(CTable& table)
 {
-    table.push_back(Good("a prefix is part of the name",
-                         "<p:a xmlns:p='urn:x' z='1' p:y='2'><p:b>5</p:b></p:a>",
+    table.push_back(Good("a prefix is part of the name", "<p:a xmlns:p='urn:x' z='1' p:y='2'><p:b>5</p:b></p:a>",
                          L"p:a[@z='1'@p:y='2'@xmlns:p='urn:x'](p:b('5'))", L"P:B", L"5"));
     table.push_back(Good("a name without its prefix is another one", "<a xmlns:p='u'><p:n>1</p:n><n>2</n></a>",
                          L"a[@xmlns:p='u'](p:n('1') n('2'))", L"n", L"2"));
     table.push_back(UnderWine(Good("a default namespace changes no name", "<a xmlns='urn:d'><b>1</b></a>",
                                    L"a[@xmlns='urn:d'](b('1'))", L"b", L"1"),
-                              {true, L"", L"1"}, "counts the declaration among the attributes, but does not hand it out"));
+                              {true, L"", L"1"},
+                              "counts the declaration among the attributes, but does not hand it out"));
     table.push_back(UnderWine(Good("a prefix that nobody declared", "<q:a p:x='1'><q:b>5</q:b></q:a>",
                                    L"q:a[@p:x='1'](q:b('5'))", L"q:b", L"5"),
                               {true, L"a[@x='1'@xmlns:q=''](b[@xmlns:q='']('5'))", L""},
@@ -125,19 +132,25 @@ void AddEncodings(CTable& table)
 {
     const std::string utf16 = "<?xml version='1.0' encoding='UTF-16'?><a>x</a>";
     const std::wstring utf16Shape = L"?xml version=\"1.0\" encoding=\"UTF-16\" a('x')";
-    table.push_back(Good("UTF-8 with a byte-order mark", "\xEF\xBB\xBF<a>\xC5\xBE</a>", L"a('\u017E')", L"a", L"\u017E"));
+    table.push_back(
+        Good("UTF-8 with a byte-order mark", "\xEF\xBB\xBF<a>\xC5\xBE</a>", L"a('\u017E')", L"a", L"\u017E"));
     table.push_back(FileOnly(Good("UTF-16LE with a mark", Utf16("<a>x</a>", false, true), L"a('x')", L"a", L"x")));
     table.push_back(FileOnly(Good("UTF-16BE with a mark", Utf16("<a>x</a>", true, true), L"a('x')", L"a", L"x")));
-    table.push_back(FileOnly(Good("UTF-16LE with a mark, declared", Utf16(utf16, false, true), utf16Shape, L"a", L"x")));
-    table.push_back(FileOnly(Good("UTF-16LE declared, without a mark", Utf16(utf16, false, false), utf16Shape, L"a", L"x")));
-    table.push_back(FileOnly(Good("UTF-16BE declared, without a mark", Utf16(utf16, true, false), utf16Shape, L"a", L"x")));
+    table.push_back(
+        FileOnly(Good("UTF-16LE with a mark, declared", Utf16(utf16, false, true), utf16Shape, L"a", L"x")));
+    table.push_back(
+        FileOnly(Good("UTF-16LE declared, without a mark", Utf16(utf16, false, false), utf16Shape, L"a", L"x")));
+    table.push_back(
+        FileOnly(Good("UTF-16BE declared, without a mark", Utf16(utf16, true, false), utf16Shape, L"a", L"x")));
     table.push_back(FileOnly(Bad("UTF-16LE without mark and declaration", Utf16("<a>x</a>", false, false))));
     table.push_back(FileOnly(Bad("UTF-16BE without mark and declaration", Utf16("<a>x</a>", true, false))));
     table.push_back(FileOnly(Bad("UTF-16 declared, but bytes", utf16)));
-    table.push_back(FileOnly(Good("windows-1250", "<?xml version='1.0' encoding='windows-1250'?><a>\x9E\xE8</a>",
-                                  L"?xml version=\"1.0\" encoding=\"windows-1250\" a('\u017E\u010D')", L"a", L"\u017E\u010D")));
-    table.push_back(FileOnly(Good("windows-1252", "<?xml version='1.0' encoding='windows-1252'?><a>\x80\xE8</a>",
-                                  L"?xml version=\"1.0\" encoding=\"windows-1252\" a('\u20AC\u00E8')", L"a", L"\u20AC\u00E8")));
+    table.push_back(
+        FileOnly(Good("windows-1250", "<?xml version='1.0' encoding='windows-1250'?><a>\x9E\xE8</a>",
+                      L"?xml version=\"1.0\" encoding=\"windows-1250\" a('\u017E\u010D')", L"a", L"\u017E\u010D")));
+    table.push_back(
+        FileOnly(Good("windows-1252", "<?xml version='1.0' encoding='windows-1252'?><a>\x80\xE8</a>",
+                      L"?xml version=\"1.0\" encoding=\"windows-1252\" a('\u20AC\u00E8')", L"a", L"\u20AC\u00E8")));
     table.push_back(FileOnly(Good("ISO 8859-1", "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE8</a>",
                                   L"?xml version=\"1.0\" encoding=\"ISO-8859-1\" a('\u00E8')", L"a", L"\u00E8")));
     table.push_back(FileOnly(Bad("an encoding that nobody knows", "<?xml version='1.0' encoding='nonsense'?><a/>", 1)));
@@ -177,13 +190,17 @@ void AddMalformed(CTable& table)
 void AddDoctypes(CTable& table)
 {
     table.push_back(Bad("a document type", "<!DOCTYPE a><a><b>1</b></a>", 1, 9));
-    table.push_back(Bad("an external document type", "<!DOCTYPE a SYSTEM 'http://127.0.0.1:9/a.dtd'><a><b>1</b></a>", 1, 9));
-    table.push_back(Bad("an entity of the document's own", "<!DOCTYPE a [<!ENTITY e 'val'>]><a><b>1&e;2</b></a>", 1, 9));
-    table.push_back(Bad("an external entity", "<!-- c -->\n<!DOCTYPE a [<!ENTITY e SYSTEM 'secret.txt'>]><a>&e;</a>", 2, 9));
+    table.push_back(
+        Bad("an external document type", "<!DOCTYPE a SYSTEM 'http://127.0.0.1:9/a.dtd'><a><b>1</b></a>", 1, 9));
+    table.push_back(
+        Bad("an entity of the document's own", "<!DOCTYPE a [<!ENTITY e 'val'>]><a><b>1&e;2</b></a>", 1, 9));
+    table.push_back(
+        Bad("an external entity", "<!-- c -->\n<!DOCTYPE a [<!ENTITY e SYSTEM 'secret.txt'>]><a>&e;</a>", 2, 9));
     table.push_back(Bad("a parameter entity", "<!DOCTYPE a [<!ENTITY % p ''> %p;]><a/>", 1, 9));
     table.push_back(Bad("a default value of an attribute", "<!DOCTYPE a [<!ATTLIST a d CDATA 'def'>]><a/>", 1, 9));
     table.push_back(FileOnly(Bad("a document type in UTF-16", Utf16("<!DOCTYPE a><a/>", true, true), 1, 9)));
-    table.push_back(Good("what only looks like a document type", "<a b='&lt;!DOCTYPE a>'><!--<!DOCTYPE a>--><![CDATA[<!DOCTYPE a>]]></a>",
+    table.push_back(Good("what only looks like a document type",
+                         "<a b='&lt;!DOCTYPE a>'><!--<!DOCTYPE a>--><![CDATA[<!DOCTYPE a>]]></a>",
                          L"a[@b='<!DOCTYPE a>'](!<!DOCTYPE a> <<!DOCTYPE a>>)", L"", L""));
 }
 

@@ -1,10 +1,10 @@
+#include "DomDocuments.h"
+#include "ComFixture.h"
+#include "DomShape.h"
 #include "com/Bstr.h"
 #include "com/Variant.h"
 #include "com/XmlLoad.h"
 #include "com/ZelCom.h"
-#include "ComFixture.h"
-#include "DomDocuments.h"
-#include "DomShape.h"
 #include "platform/FileSystem.h"
 #include "platform/Text.h"
 #include "tests/support/Predicates.h"
@@ -23,7 +23,7 @@ protected:
     {
         CComPtr<IXMLDOMDocument> document;
         ThrowIfFailed(CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER, ComIid<IXMLDOMDocument>(),
-                                       document.PutVoid()));
+                                          document.PutVoid()));
         ThrowIfFailed(document->put_async(VARIANT_FALSE));
         return document;
     }

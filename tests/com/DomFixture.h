@@ -1,10 +1,10 @@
 #pragma once
 
+#include "ComFixture.h"
 #include "com/Bstr.h"
 #include "com/ComPtr.h"
 #include "com/Variant.h"
 #include "com/Xml.h"
-#include "ComFixture.h"
 
 #include <string>
 

@@ -62,23 +62,14 @@ std::wstring DomShape(IXMLDOMNode& node)
     DOMNodeType type = NODE_INVALID;
     ThrowIfFailed(node.get_nodeType(&type));
     switch (type) {
-    case NODE_DOCUMENT:
-        return Children(node);
-    case NODE_ELEMENT:
-        return ElementShape(node);
-    case NODE_TEXT:
-        return L"'" + ValueOf(node) + L"'";
-    case NODE_CDATA_SECTION:
-        return L"<" + ValueOf(node) + L">";
-    case NODE_COMMENT:
-        return L"!" + ValueOf(node);
-    case NODE_PROCESSING_INSTRUCTION:
-        return L"?" + NameOf(node) + L" " + ValueOf(node);
-    case NODE_DOCUMENT_TYPE:
-        return L"doctype:" + NameOf(node);
-    case NODE_ENTITY_REFERENCE:
-        return L"&" + NameOf(node) + L";";
-    default:
-        return L"node of type " + std::to_wstring(static_cast<int>(type));
+    case NODE_DOCUMENT: return Children(node);
+    case NODE_ELEMENT: return ElementShape(node);
+    case NODE_TEXT: return L"'" + ValueOf(node) + L"'";
+    case NODE_CDATA_SECTION: return L"<" + ValueOf(node) + L">";
+    case NODE_COMMENT: return L"!" + ValueOf(node);
+    case NODE_PROCESSING_INSTRUCTION: return L"?" + NameOf(node) + L" " + ValueOf(node);
+    case NODE_DOCUMENT_TYPE: return L"doctype:" + NameOf(node);
+    case NODE_ENTITY_REFERENCE: return L"&" + NameOf(node) + L";";
+    default: return L"node of type " + std::to_wstring(static_cast<int>(type));
     }
 }

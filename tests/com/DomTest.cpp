@@ -48,7 +48,8 @@ TEST_F(CDomTest, AListKnowsItsLengthAndItsItems)
     EXPECT_EQ(list->get_length(&length), S_OK);
     EXPECT_EQ(length, 3);
     CComPtr<IXMLDOMNode> item;
-    const std::vector<std::pair<LONG, std::wstring>> order = {{2, L"d"}, {0, L"b"}, {1, L"c"}, {1, L"c"}, {2, L"d"}, {0, L"b"}};
+    const std::vector<std::pair<LONG, std::wstring>> order = {{2, L"d"}, {0, L"b"}, {1, L"c"},
+                                                              {1, L"c"}, {2, L"d"}, {0, L"b"}};
     for (const auto& [index, name] : order) {
         ASSERT_EQ(list->get_item(index, item.Put()), S_OK);
         EXPECT_EQ(NameOf(item.Get()), name);
@@ -278,7 +279,8 @@ TEST_F(CDomTest, AFileThatCannotBeReadIsAParseError)
 TEST_F(CDomTest, NamesOfFilesMayHaveBlanksAndOtherScripts)
 {
     const testsupport::CTemporaryDirectory folder;
-    for (const wchar_t* name : {L"with blank.xml", L"a+b&c#d.xml", L"\u017Elu\u0165ou\u010Dk\u00FD.xml", L"100%20.xml", L"50%.xml"}) {
+    for (const wchar_t* name :
+         {L"with blank.xml", L"a+b&c#d.xml", L"\u017Elu\u0165ou\u010Dk\u00FD.xml", L"100%20.xml", L"50%.xml"}) {
         if (testsupport::IsWine() && std::wstring(name).find(L'%') != std::wstring::npos)
             continue; // the DOM under Wine decodes a path as if it were an address, so it looks for another file
         ASSERT_EQ(platform::WriteWholeFile(folder / name, "<a>x</a>"), platform::eOsError_None);

@@ -47,8 +47,8 @@ TEST_F(CDomTypedValueTest, IntegersAreRead)
 
 TEST_F(CDomTypedValueTest, WhatIsNoIntegerIsNotRead)
 {
-    for (const wchar_t* text : {L"", L"x", L"12x", L"1.5", L"0x10", L"1e3", L"- 5", L"+-5", L"2147483648", L"-2147483649",
-                                L"99999999999999999999", L"1,000", L"(5)", L"1 2", L"\u0661"}) {
+    for (const wchar_t* text : {L"", L"x", L"12x", L"1.5", L"0x10", L"1e3", L"- 5", L"+-5", L"2147483648",
+                                L"-2147483649", L"99999999999999999999", L"1,000", L"(5)", L"1 2", L"\u0661"}) {
         LONG value = -1;
         EXPECT_FALSE(ReadInteger(text, value)) << value;
         EXPECT_EQ(value, -1);

@@ -31,9 +31,12 @@ TEST(Guid, EveryOtherFormIsRefusedAndLeavesTheNullId)
     for (const std::wstring& text :
          {std::wstring(), std::wstring(L"xyz"), kText.substr(1, 36), kText + L" ", L" " + kText, kText.substr(0, 37),
           kText.substr(1), std::wstring(L"{80D84198-37D5-4BB3-B254-91460E9F8FFG}"),
-          std::wstring(L"{80D8419837D5-4BB3-B254-91460E9F8FFC--}"), std::wstring(L"(80D84198-37D5-4BB3-B254-91460E9F8FFC)"),
-          std::wstring(L"{80D84198-37D5-4BB3-B254+91460E9F8FFC}"), std::wstring(L"{-0D84198-37D5-4BB3-B254-91460E9F8FFC}"),
-          std::wstring(L"{80D84198 37D5 4BB3 B254 91460E9F8FFC}"), std::wstring(L"{80D84198-37D5-4BB3-B254-91460E9F8FF\0}", 38)}) {
+          std::wstring(L"{80D8419837D5-4BB3-B254-91460E9F8FFC--}"),
+          std::wstring(L"(80D84198-37D5-4BB3-B254-91460E9F8FFC)"),
+          std::wstring(L"{80D84198-37D5-4BB3-B254+91460E9F8FFC}"),
+          std::wstring(L"{-0D84198-37D5-4BB3-B254-91460E9F8FFC}"),
+          std::wstring(L"{80D84198 37D5 4BB3 B254 91460E9F8FFC}"),
+          std::wstring(L"{80D84198-37D5-4BB3-B254-91460E9F8FF\0}", 38)}) {
         GUID guid = kGuid;
         EXPECT_FALSE(GuidFromText(text, guid)) << GuidToText(guid).size();
         EXPECT_EQ(guid, GUID_NULL);

@@ -1,5 +1,5 @@
-#include "com/ComObject.h"
 #include "com/Variant.h"
+#include "com/ComObject.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "com/Components.h"
-#include "com/ComObject.h"
-#include "com/Xml.h"
 #include "com/ZelCom.h"
 #include "TestComponent.h"
+#include "com/ComObject.h"
+#include "com/Components.h"
+#include "com/Xml.h"
 
 #include <gtest/gtest.h>
 
@@ -76,7 +76,8 @@ TEST(ZelCom, AnUnknownClassIsNotRegistered)
         EXPECT_EQ(CoCreateInstanceZEL(kTestClassNone, nullptr, CLSCTX_INPROC_SERVER, ComIid<IUnknown>(), &object),
                   REGDB_E_CLASSNOTREG);
         EXPECT_EQ(object, nullptr);
-        EXPECT_EQ(CoCreateInstanceZEL(kTestClassNone, nullptr, CLSCTX_INPROC_SERVER, ComIid<IUnknown>(), nullptr), E_POINTER);
+        EXPECT_EQ(CoCreateInstanceZEL(kTestClassNone, nullptr, CLSCTX_INPROC_SERVER, ComIid<IUnknown>(), nullptr),
+                  E_POINTER);
         CoUninitializeZEL();
     });
 }
@@ -98,12 +99,13 @@ TEST(ZelCom, AFactoryThatThrowsIsAFailureAndNothingElse)
 {
     OnNewThread([] {
         ASSERT_EQ(CoInitializeZEL(nullptr), S_OK);
-        ASSERT_EQ(RegisterComponentClass(
-                      kTestClassNone, [](REFIID, void**) -> HRESULT { throw std::runtime_error("broken"); }, {}),
+        ASSERT_EQ(RegisterComponentClass(kTestClassNone,
+                                         [](REFIID, void**) -> HRESULT { throw std::runtime_error("broken"); }, {}),
                   S_OK);
         CComPtr<IUnknown> object;
-        EXPECT_EQ(CoCreateInstanceZEL(kTestClassNone, nullptr, CLSCTX_INPROC_SERVER, ComIid<IUnknown>(), object.PutVoid()),
-                  E_UNEXPECTED);
+        EXPECT_EQ(
+            CoCreateInstanceZEL(kTestClassNone, nullptr, CLSCTX_INPROC_SERVER, ComIid<IUnknown>(), object.PutVoid()),
+            E_UNEXPECTED);
         EXPECT_EQ(RevokeComponentClass(kTestClassNone), S_OK);
         CoUninitializeZEL();
     });

@@ -1,5 +1,5 @@
-#include "com/ComObject.h"
 #include "TestComponent.h"
+#include "com/ComObject.h"
 
 namespace {
 

@@ -168,7 +168,8 @@ protected:
         for (const platform::SFaultRecord& crash : crashes)
             EXPECT_EQ(crash.kind, expected) << platform::ToUtf8(platform::FaultKindName(crash.kind));
         EXPECT_EQ(m_host.TakeBoxes().size(), static_cast<std::size_t>(kRounds)) << "one question a crash";
-        m_host.AcceptWarnings(); // a request file that the crashed task kept open stays where the system keeps open files
+        m_host
+            .AcceptWarnings(); // a request file that the crashed task kept open stays where the system keeps open files
     }
 
     /// The report of a crash while data is obtained.
@@ -310,8 +311,7 @@ TEST_F(CrashContainment, ACrashReportHasWhatADeveloperNeeds)
     EXPECT_TRUE(Value(report, "Source").ends_with(place)) << report;
     EXPECT_NE(Value(report, "Function").find("CrashNullDereference()"), std::string::npos) << report;
     EXPECT_NE(Value(report, "Module").find("zel_testtasks"), std::string::npos) << report;
-    EXPECT_EQ(Value(report, "Built for"),
-              std::to_string(ZEL_VERSION_MAJOR) + "." + std::to_string(ZEL_VERSION_MINOR))
+    EXPECT_EQ(Value(report, "Built for"), std::to_string(ZEL_VERSION_MAJOR) + "." + std::to_string(ZEL_VERSION_MINOR))
         << report;
     EXPECT_EQ(Value(report, "Kind"), "access violation") << report;
     EXPECT_NE(Value(report, "Thread").find(" ZelProcessorServer::"), std::string::npos) << report;

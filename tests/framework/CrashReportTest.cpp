@@ -144,7 +144,8 @@ TEST_F(CrashReportTest, AnExceptionIsToldByItsTypeAndText)
     }
     ASSERT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(&fault)), 1);
     m_host.ExpectLogLine(L"A crash report was written");
-    EXPECT_NE(OnlyReport().find("\nKind:        exception\nException:   std::out_of_range: row 7\n"), std::string::npos);
+    EXPECT_NE(OnlyReport().find("\nKind:        exception\nException:   std::out_of_range: row 7\n"),
+              std::string::npos);
 }
 
 TEST_F(CrashReportTest, TheStackNamesTheFunctionThatFaulted)

@@ -106,11 +106,11 @@ TEST(ZelXmlWriter, LaysOutElementsAndKeepsTextOnItsLine)
     xml.Close();
     EXPECT_TRUE(xml.IsGood());
     EXPECT_EQ(sink.All(), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                        "<a q=\"&quot;&lt;&amp;&gt;&quot;&#10;&#9;\">\n"
-                        "  <b>&lt;x&gt; &amp; \"y\" ]]&gt;</b>\n"
-                        "  <c/>\n"
-                        "  <d>1</d>\n"
-                        "</a>\n");
+                          "<a q=\"&quot;&lt;&amp;&gt;&quot;&#10;&#9;\">\n"
+                          "  <b>&lt;x&gt; &amp; \"y\" ]]&gt;</b>\n"
+                          "  <c/>\n"
+                          "  <d>1</d>\n"
+                          "</a>\n");
 }
 
 TEST(ZelXmlWriter, CharactersThatXmlLacksBecomeReplacements)

@@ -4,14 +4,14 @@
 
 TEST(ZelProcessorEnums, StatusesHaveTheNumbersAndNamesOfTheProtocol)
 {
-    const wchar_t* const names[] = {L"eRequestStatus_NotIntialized",     L"eRequestStatus_ClientError",
-                                    L"eRequestStatus_ServerError",       L"eRequestStatus_ServerTimeout",
-                                    L"eRequestStatus_Sent",              L"eRequestStatus_NotRequested",
-                                    L"eRequestStatus_Waiting",           L"eRequestStatus_ProcessingStarted",
-                                    L"eRequestStatus_Parsing",           L"eRequestStatus_Calculating",
-                                    L"eRequestStatus_GettingData",       L"eRequestStatus_PreparingResponse",
-                                    L"eRequestStatus_Canceled",          L"eRequestStatus_Paused",
-                                    L"eRequestStatus_Done",              L"eRequestStatus_Last"};
+    const wchar_t* const names[] = {L"eRequestStatus_NotIntialized", L"eRequestStatus_ClientError",
+                                    L"eRequestStatus_ServerError",   L"eRequestStatus_ServerTimeout",
+                                    L"eRequestStatus_Sent",          L"eRequestStatus_NotRequested",
+                                    L"eRequestStatus_Waiting",       L"eRequestStatus_ProcessingStarted",
+                                    L"eRequestStatus_Parsing",       L"eRequestStatus_Calculating",
+                                    L"eRequestStatus_GettingData",   L"eRequestStatus_PreparingResponse",
+                                    L"eRequestStatus_Canceled",      L"eRequestStatus_Paused",
+                                    L"eRequestStatus_Done",          L"eRequestStatus_Last"};
     std::int32_t status = -1;
     for (const wchar_t* name : names)
         EXPECT_EQ(EnumToName(status++, GetRequestStatusNames()), name);

@@ -53,10 +53,7 @@ protected:
         m_client.SetSyncing(false);
         m_steering = StartSteering();
     }
-    ~CommandRace() override
-    {
-        EXPECT_EQ(testsupport::FinishChild(m_steering), 0);
-    }
+    ~CommandRace() override { EXPECT_EQ(testsupport::FinishChild(m_steering), 0); }
 
     [[nodiscard]] platform::CProcess StartSteering() const
     {
@@ -103,10 +100,7 @@ protected:
             m_pWatch = std::make_unique<CZelRequestWatch>(m_client, m_strOutput);
         return m_pWatch->WaitForEnd(name, kPatience, nullptr);
     }
-    [[nodiscard]] eZelProcRequestStatus StatusOf(const std::wstring& name)
-    {
-        return m_client.GetStatus(name, nullptr);
-    }
+    [[nodiscard]] eZelProcRequestStatus StatusOf(const std::wstring& name) { return m_client.GetStatus(name, nullptr); }
     void ExpectDone(const std::wstring& name, const std::string& text)
     {
         EXPECT_EQ(WaitForEnd(name), eRequestStatus_Done) << platform::ToUtf8(name);

@@ -1,6 +1,6 @@
-#include "platform/Trust.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Trust.h"
 #include "tests/apps/ProgramFixture.h"
 
 #include <sys/stat.h>

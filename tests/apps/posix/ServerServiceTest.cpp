@@ -20,7 +20,9 @@ TEST_F(ServerServiceTest, ServicesAreKeptInAnotherWayHere)
     int result = 0;
     EXPECT_EQ(platform::InstallService({}), platform::eOsError_NotSupported);
     EXPECT_EQ(platform::RemoveService(L""), platform::eOsError_NotSupported);
-    EXPECT_EQ(platform::RunService(L"", [] { return 0; }, result), platform::eOsError_NotSupported);
+    EXPECT_EQ(platform::RunService(
+                  L"", [] { return 0; }, result),
+              platform::eOsError_NotSupported);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
+#include "com/XmlLimits.h"
 #include "platform/FileSystem.h"
 #include "platform/Process.h"
 #include "platform/Text.h"
-#include "com/XmlLimits.h"
 #include "tests/com/DomFixture.h"
 #include "tests/com/DomShape.h"
 #include "tests/support/ExpectedLeaks.h"
@@ -17,8 +17,8 @@
 #include <cwchar>
 #include <string>
 
-// What may be done with a document that is built here, what reading it may cost, and wrong calls. Under Wine the DOM dies of some
-// of these calls.
+// What may be done with a document that is built here, what reading it may cost, and wrong calls. Under Wine the DOM
+// dies of some of these calls.
 
 namespace {
 
@@ -162,7 +162,8 @@ TEST_F(CDomLimitsTest, WhatWouldSpoilTheDocumentIsRefused)
         EXPECT_EQ(element->setAttribute(CBstr(L"n").Get(), CVariant(content).Get()), E_INVALIDARG);
     }
     CComPtr<IXMLDOMProcessingInstruction> instruction;
-    EXPECT_EQ(document->createProcessingInstruction(CBstr(L"p").Get(), CBstr(L"a?>b").Get(), instruction.Put()), E_FAIL);
+    EXPECT_EQ(document->createProcessingInstruction(CBstr(L"p").Get(), CBstr(L"a?>b").Get(), instruction.Put()),
+              E_FAIL);
     EXPECT_EQ(document->appendChild(element.Get(), nullptr), E_FAIL) << "a second document element";
     EXPECT_EQ(root->appendChild(root.Get(), nullptr), E_FAIL) << "an element inside itself";
     CComPtr<IXMLDOMNode> b;
@@ -320,8 +321,8 @@ TEST_F(CDomLimitsTest, ANumberHasAPointInEveryLocale)
     const testsupport::CTemporaryDirectory folder;
     platform::CProcess compiler;
     int exitCode = -1;
-    const bool made = platform::Succeeded(compiler.Start(
-                          L"/usr/bin/localedef", {L"-i", L"de_DE", L"-f", L"UTF-8", folder / L"comma"})) &&
+    const bool made = platform::Succeeded(compiler.Start(L"/usr/bin/localedef",
+                                                         {L"-i", L"de_DE", L"-f", L"UTF-8", folder / L"comma"})) &&
                       compiler.Wait(std::chrono::seconds(60), exitCode) && exitCode == 0;
     const CScopedEnvironment path(L"LOCPATH", folder.Path());
     locale_t comma = nullptr;

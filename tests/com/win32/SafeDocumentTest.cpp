@@ -41,7 +41,8 @@ TEST_F(CSafeDocumentTest, ANewDocumentTakesNoDocumentType)
     const auto document = Make();
     CVariant prohibits;
     const CBstr name(L"ProhibitDTD");
-    if (const HRESULT result = document->getProperty(name.Get(), prohibits.Put()); FAILED(result) && testsupport::IsWine())
+    if (const HRESULT result = document->getProperty(name.Get(), prohibits.Put());
+        FAILED(result) && testsupport::IsWine())
         GTEST_SKIP() << "the DOM of Wine takes the property without keeping it";
     ASSERT_EQ(prohibits.Type(), VT_BOOL);
     EXPECT_EQ(prohibits.Get().boolVal, VARIANT_TRUE);

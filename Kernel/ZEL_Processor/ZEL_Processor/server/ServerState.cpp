@@ -257,12 +257,10 @@ void CServerState::TellFailed()
 
 unsigned CServerState::MessageHandlingThread(void* server)
 {
-    return static_cast<CServerState*>(server)->RunThread("ZelProcessorServer::MessageHandling",
-                                                                &CServerState::Listen);
+    return static_cast<CServerState*>(server)->RunThread("ZelProcessorServer::MessageHandling", &CServerState::Listen);
 }
 
 unsigned CServerState::ExecutiveThread(void* server)
 {
-    return static_cast<CServerState*>(server)->RunThread("ZelProcessorServer::Executive",
-                                                                &CServerState::ProcessQueue);
+    return static_cast<CServerState*>(server)->RunThread("ZelProcessorServer::Executive", &CServerState::ProcessQueue);
 }
