@@ -218,8 +218,7 @@ TEST_F(ListenerRace, AClientKilledWithItsLocksHeldBlocksNobody)
             heard.push_back(NumberOf(*event));
     }
     std::ranges::sort(heard);
-    const auto [first, last] = std::ranges::unique(heard);
-    heard.erase(first, last);
+    heard.erase(std::unique(heard.begin(), heard.end()), heard.end());
     EXPECT_EQ(heard, (std::vector<int>{1, 2, 3, 4, 5}));
     StopServer(server);
 }
