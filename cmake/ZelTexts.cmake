@@ -25,6 +25,13 @@ function(zel_add_texts)
         DEPENDS ${files} "${script}"
         COMMENT "Embedding the texts of ${arg_MODULE}"
         VERBATIM)
+    # For who looks at sources without building them.
+    if(NOT TARGET zel_generated)
+        add_custom_target(zel_generated)
+    endif()
+    add_custom_target(${arg_NAME}_generated DEPENDS "${output}.cpp" "${output}.h")
+    add_dependencies(zel_generated ${arg_NAME}_generated)
     add_library(${arg_NAME} STATIC "${output}.cpp" "${output}.h")
+    add_dependencies(${arg_NAME} ${arg_NAME}_generated)
     target_include_directories(${arg_NAME} PUBLIC "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_BINARY_DIR}")
 endfunction()

@@ -45,7 +45,9 @@ check_packing() { # build folder, pattern
         count=$((count + 1))
         cmp "$file" "$second/${file##*/}" || complain "${file##*/} differs when it is packed again"
     done
-    ((count > 0)) && [[ -e $file ]] || complain "nothing was packed of $log"
+    if ((count == 0)) || [[ ! -e $file ]]; then
+        complain "nothing was packed of $log"
+    fi
 }
 
 [[ -e $build/bin/libZEL_Framework.so ]] || stop "there is nothing in $build: build first, or name the build folder in ZEL_BUILD_DIR"
