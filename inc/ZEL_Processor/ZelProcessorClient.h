@@ -5,20 +5,14 @@
 #include "ZEL_Processor/ZelTypes.h"
 #include "com/ComPtr.h"
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
-class CWQ_Thread;
 struct IWQ_CLSIDArray;
 struct IWQ_DsEventsData;
-namespace platform {
-class CManualResetEvent;
-}
 
 /// The requesting application's side: hands request files to a server, follows and steers them, and hears of changes in
 /// the data.
@@ -153,50 +147,6 @@ public:
 private:
     friend struct SClientTestAccess;
 
-    [[nodiscard]] eZelProcRequestStatus SendMessageToServer(const CString& messagePath);
-    [[nodiscard]] eZelProcRequestStatus SendCommand(const CString& requestPath, eCommandType type);
-    [[nodiscard]] eZelProcRequestStatus FollowCommand(const CString& commandFile, eCommandType type);
-    [[nodiscard]] CString CreateCommandFile(eCommandType type, const CString& requestPath) const;
-
-    [[nodiscard]] bool ReceiveClientId(const CString& registrationName);
-    [[nodiscard]] bool StartWatchThread();
-    void EndWatchThread();
-    static unsigned FileWatchThread(void* client);
-    bool ListenFileWatch();
-    void SetOutputDirChange();
-    [[nodiscard]] bool HasNews(const CString& path) const;
-    bool DeleteDsEventsFileContent();
-    [[nodiscard]] CString GetPerClientPath(const wchar_t* prefix) const;
-
-    [[nodiscard]] eZelProcRequestStatus LookForStatus(const CString& requestPath, CAdditionalRequestStatus* additional,
-                                                      const std::function<bool()>& goOn);
-    /// False when the file is gone by now.
-    [[nodiscard]] bool ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional,
-                                      const std::function<bool()>& goOn, eZelProcRequestStatus& status);
-    /// Gives the status back, so that it can be returned with what was set.
-    static eZelProcRequestStatus SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
-                                                  eZelProcRequestStatus status);
-    [[nodiscard]] CString GetFileInRequestDirFullPath(const CString& path) const;
-    [[nodiscard]] CString GetFileInQueueFullPath(const CString& path) const;
-    [[nodiscard]] CString GetOutputFilePath(const CString& path) const;
-    [[nodiscard]] CString GetStatusFilePath(const CString& path) const;
-    [[nodiscard]] unsigned MoveFlags() const;
-
-    CString m_strRequestDir = L"invalid";
-    CString m_strOutputDir = L"invalid";
-    CString m_strClientDir;
-    bool m_bSyncing = true;
-    bool m_bAllowReading = false;
-    std::function<bool()> m_goOn; ///< empty: always
-    std::chrono::milliseconds m_commandTimeout{10'000};
-
-    GUID m_clientID{}; ///< all zero before the first registration; kept after its end
-    bool m_bRegistered = false;
-    std::atomic<bool> m_bListening = false;
-    std::atomic<bool> m_bOutputDirChange = true;
-    std::unique_ptr<platform::CManualResetEvent> m_evLooked;  ///< set while no change is known, and to end the thread
-    std::unique_ptr<platform::CManualResetEvent> m_evStarted; ///< set once the thread watches, or can't
-    std::atomic<bool> m_bWatching = false;
-    std::mutex m_cs; ///< guards changes of the two flags, of the event and of the thread
-    std::unique_ptr<CWQ_Thread> m_pThreadListenFileWatch;
+    struct SState;
+    const std::unique_ptr<SState> m_pState; ///< never null
 };

@@ -3,6 +3,7 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
+#include "client/ClientState.h"
 #include "com/ZelCom.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
@@ -119,7 +120,8 @@ struct SServerTestAccess {
 
 /// Reaches what a client keeps to itself.
 struct SClientTestAccess {
-    CZelProcessorClient& client;
+    CZelProcessorClient& facade;
+    CClientState& client = *facade.m_pState;
 
     [[nodiscard]] std::wstring InRequestDir(const std::wstring& path) const
     {

@@ -1,116 +1,129 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 
-#include "com/Com.h"
-#include "com/ComError.h"
-#include "com/Guid.h"
-#include "framework/Services.h"
-#include "framework/WorkerThread.h"
-#include "platform/Os.h"
-#include "platform/Path.h"
-#include "protocol/ProtocolFiles.h"
-#include "reports/SourceNames.h"
+#include "ClientState.h"
 
-#include <mutex>
 #include <utility>
 
-namespace {
+CZelProcessorClient::CZelProcessorClient() : m_pState(std::make_unique<SState>()) {}
 
-// Identify the reports of this source.
-constexpr long kLineMessageMissing = 193;
-constexpr long kLineMoveFailed = 200;
-
-constexpr const wchar_t* kSendFunction = L"CZelProcessorClient::SendMessageToServer";
-
-} // namespace
-
-CZelProcessorClient::CZelProcessorClient()
-    : m_evLooked(std::make_unique<platform::CManualResetEvent>()),
-      m_evStarted(std::make_unique<platform::CManualResetEvent>())
-{}
+CZelProcessorClient::~CZelProcessorClient() = default;
 
 void CZelProcessorClient::Init(CString requestDirectory, CString outputDirectory, CString clientDirectory)
 {
-    m_strRequestDir = std::move(requestDirectory);
-    m_strOutputDir = std::move(outputDirectory);
-    m_strClientDir = std::move(clientDirectory);
+    m_pState->Init(std::move(requestDirectory), std::move(outputDirectory), std::move(clientDirectory));
 }
 
 void CZelProcessorClient::SetSyncing(bool syncing)
 {
-    m_bSyncing = syncing;
+    m_pState->SetSyncing(syncing);
 }
 
 void CZelProcessorClient::SetAllowReading(bool allow)
 {
-    m_bAllowReading = allow;
+    m_pState->SetAllowReading(allow);
 }
 
 void CZelProcessorClient::SetGoOn(std::function<bool()> goOn)
 {
-    m_goOn = std::move(goOn);
+    m_pState->SetGoOn(std::move(goOn));
 }
 
 void CZelProcessorClient::SetCommandTimeout(std::chrono::milliseconds timeout)
 {
-    m_commandTimeout = timeout;
+    m_pState->SetCommandTimeout(timeout);
 }
 
 eZelProcRequestStatus CZelProcessorClient::SendRequest(const CString& requestPath)
 {
-    return SendMessageToServer(requestPath);
+    return m_pState->SendRequest(requestPath);
 }
 
-eZelProcRequestStatus CZelProcessorClient::SendMessageToServer(const CString& messagePath)
+eZelProcRequestStatus CZelProcessorClient::GetStatus(const CString& requestPath, CAdditionalRequestStatus* additional)
 {
-    if (!platform::PathExists(messagePath)) {
-        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineMessageMissing, kSendFunction,
-                          L"Message file does not exist!");
-        return eRequestStatus_ClientError;
-    }
-    if (m_bAllowReading) // what can't be changed the server's status tells
-        static_cast<void>(platform::Files().AllowReading(messagePath, m_strRequestDir));
-    if (Protocol::MoveFileWhenFree(messagePath, GetFileInRequestDirFullPath(messagePath), MoveFlags(), m_goOn))
-        return eRequestStatus_Sent;
-    WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineMoveFailed, kSendFunction, L"MoveFileWhenFree failed!");
-    return eRequestStatus_ClientError;
+    return m_pState->GetStatus(requestPath, additional);
 }
 
-CString CZelProcessorClient::GetUniqueString()
+bool CZelProcessorClient::IsStatusFileChanged(const CString& requestPath, std::int64_t snapshotHash)
 {
-    static std::mutex guard;
-    static GUID guid = {};
-    static std::uint16_t counter = 0;
-
-    const std::lock_guard lock(guard);
-    if (counter == 0)
-        ThrowIfFailed(CoCreateGuid(&guid)); // without one the names would be those of other processes
-    ++counter;
-    return FormatText(L"%s_%d", {GuidToText(guid), std::to_wstring(counter)});
+    return m_pState->IsStatusFileChanged(requestPath, snapshotHash);
 }
 
-CString CZelProcessorClient::GetFileInRequestDirFullPath(const CString& path) const
+bool CZelProcessorClient::ReceiveOutput(const CString& requestPath, const CString& targetPath)
 {
-    return platform::JoinPath(m_strRequestDir, platform::FileNameOf(path));
+    return m_pState->ReceiveOutput(requestPath, targetPath);
 }
 
-CString CZelProcessorClient::GetFileInQueueFullPath(const CString& path) const
+eZelProcRequestStatus CZelProcessorClient::CancelRequest(const CString& requestPath)
 {
-    return platform::JoinPath(platform::JoinPath(m_strOutputDir, Protocol::kQueueDirectory),
-                              platform::FileNameOf(path));
+    return m_pState->CancelRequest(requestPath);
 }
 
-CString CZelProcessorClient::GetOutputFilePath(const CString& path) const
+eZelProcRequestStatus CZelProcessorClient::PauseRequest(const CString& requestPath)
 {
-    return platform::JoinPath(m_strOutputDir, platform::FileNameOf(path));
+    return m_pState->PauseRequest(requestPath);
 }
 
-CString CZelProcessorClient::GetStatusFilePath(const CString& path) const
+bool CZelProcessorClient::ListenDsEvents()
 {
-    return GetOutputFilePath(path) + Protocol::kStatusExtension;
+    return m_pState->ListenDsEvents();
 }
 
-unsigned CZelProcessorClient::MoveFlags() const
+bool CZelProcessorClient::StopListeningDsEvents()
 {
-    return platform::eMoveFlag_ReplaceExisting |
-           (m_bSyncing ? platform::eMoveFlag_WriteThrough : platform::eMoveFlag_None);
+    return m_pState->StopListeningDsEvents();
+}
+
+bool CZelProcessorClient::IsOutputDirChange() const
+{
+    return m_pState->IsOutputDirChange();
+}
+
+void CZelProcessorClient::ResetOutputDirChange()
+{
+    m_pState->ResetOutputDirChange();
+}
+
+bool CZelProcessorClient::IsNewDsEvent() const
+{
+    return m_pState->IsNewDsEvent();
+}
+
+bool CZelProcessorClient::IsInsertableItemsUpdated() const
+{
+    return m_pState->IsInsertableItemsUpdated();
+}
+
+bool CZelProcessorClient::IsLockResultsChanged() const
+{
+    return m_pState->IsLockResultsChanged();
+}
+
+bool CZelProcessorClient::GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& events)
+{
+    return m_pState->GetDsEvents(events);
+}
+
+bool CZelProcessorClient::GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups)
+{
+    return m_pState->GetChangedInsertableItemsGroups(groups);
+}
+
+bool CZelProcessorClient::ResetLockResultsChanged()
+{
+    return m_pState->ResetLockResultsChanged();
+}
+
+CString CZelProcessorClient::GetDsEventsFileFullPath() const
+{
+    return m_pState->GetDsEventsFileFullPath();
+}
+
+CString CZelProcessorClient::GetInsertableItemsChangeFile() const
+{
+    return m_pState->GetInsertableItemsChangeFile();
+}
+
+CString CZelProcessorClient::GetLockResultsChangeFile() const
+{
+    return m_pState->GetLockResultsChangeFile();
 }

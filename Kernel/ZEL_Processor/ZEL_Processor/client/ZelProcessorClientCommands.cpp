@@ -1,4 +1,4 @@
-#include "ZEL_Processor/ZelProcessorClient.h"
+#include "ClientState.h"
 #include "exchange/HexText.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
@@ -37,23 +37,23 @@ std::vector<CString> Outcome(eCommandType type, eZelProcRequestStatus status)
 
 } // namespace
 
-eZelProcRequestStatus CZelProcessorClient::CancelRequest(const CString& requestPath)
+eZelProcRequestStatus CClientState::CancelRequest(const CString& requestPath)
 {
     return SendCommand(requestPath, eCommandType_CancelRequest);
 }
 
-eZelProcRequestStatus CZelProcessorClient::PauseRequest(const CString& requestPath)
+eZelProcRequestStatus CClientState::PauseRequest(const CString& requestPath)
 {
     return SendCommand(requestPath, eCommandType_PauseRequest);
 }
 
-CString CZelProcessorClient::CreateCommandFile(eCommandType type, const CString& requestPath) const
+CString CClientState::CreateCommandFile(eCommandType type, const CString& requestPath) const
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::CreateCommandFile";
     if (!CommandFile::WordOf(type))
         return {};
-    const CString path =
-        platform::JoinPath(m_strClientDir, kCommandPrefix + GetUniqueString() + Protocol::kCommandExtension);
+    const CString path = platform::JoinPath(m_strClientDir, kCommandPrefix + CZelProcessorClient::GetUniqueString() +
+                                                                Protocol::kCommandExtension);
     HRESULT documentResult = S_OK;
     if (CommandFile::Write(path, type, platform::FileNameOf(requestPath), documentResult))
         return path;
@@ -66,7 +66,7 @@ CString CZelProcessorClient::CreateCommandFile(eCommandType type, const CString&
     return {};
 }
 
-eZelProcRequestStatus CZelProcessorClient::SendCommand(const CString& requestPath, eCommandType type)
+eZelProcRequestStatus CClientState::SendCommand(const CString& requestPath, eCommandType type)
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::SendCommand";
     const CString commandFile = CreateCommandFile(type, requestPath);
@@ -86,7 +86,7 @@ eZelProcRequestStatus CZelProcessorClient::SendCommand(const CString& requestPat
     return FollowCommand(commandFile, type);
 }
 
-eZelProcRequestStatus CZelProcessorClient::FollowCommand(const CString& commandFile, eCommandType type)
+eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eCommandType type)
 {
     const std::chrono::nanoseconds start = platform::Clock().Steady();
     const auto isInTime = [&] { return platform::Clock().Steady() - start <= m_commandTimeout; };

@@ -1,7 +1,7 @@
+#include "ClientState.h"
 #include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
 #include "ZEL_Processor/LockFile.h"
-#include "ZEL_Processor/ZelProcessorClient.h"
 #include "com/ComError.h"
 #include "com/Guid.h"
 #include "framework/Exceptions.h"
@@ -97,7 +97,7 @@ bool ReadGroups(const CString& path, IWQ_CLSIDArray& groups)
 
 } // namespace
 
-CZelProcessorClient::~CZelProcessorClient()
+CClientState::~CClientState()
 {
     // Not again after a stop: a server that is gone by now would cost ten seconds.
     if (m_bRegistered)
@@ -105,10 +105,10 @@ CZelProcessorClient::~CZelProcessorClient()
     EndWatchThread(); // also when the server did not answer
 }
 
-bool CZelProcessorClient::ListenDsEvents()
+bool CClientState::ListenDsEvents()
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::ListenDsEvents";
-    const CString name = L"RegisterClient__" + GetUniqueString();
+    const CString name = L"RegisterClient__" + CZelProcessorClient::GetUniqueString();
     const eZelProcRequestStatus status = SendCommand(name, eCommandType_RegisterClient);
     if (status != eRequestStatus_Done)
         return Fail(kLineListen, kFunction,
@@ -122,7 +122,7 @@ bool CZelProcessorClient::ListenDsEvents()
     return StartWatchThread();
 }
 
-bool CZelProcessorClient::ReceiveClientId(const CString& registrationName)
+bool CClientState::ReceiveClientId(const CString& registrationName)
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::ListenDsEvents";
     const CString path = platform::JoinPath(m_strClientDir, registrationName);
@@ -139,7 +139,7 @@ bool CZelProcessorClient::ReceiveClientId(const CString& registrationName)
     return true;
 }
 
-bool CZelProcessorClient::StartWatchThread()
+bool CClientState::StartWatchThread()
 {
     {
         const std::lock_guard lock(m_cs);
@@ -150,7 +150,7 @@ bool CZelProcessorClient::StartWatchThread()
         m_bListening = true;
         m_bWatching = false;
         m_evStarted->Reset();
-        m_pThreadListenFileWatch = AfxBeginThread(&CZelProcessorClient::FileWatchThread, this);
+        m_pThreadListenFileWatch = AfxBeginThread(&CClientState::FileWatchThread, this);
         if (!m_pThreadListenFileWatch)
             return false;
     }
@@ -158,14 +158,14 @@ bool CZelProcessorClient::StartWatchThread()
     return m_evStarted->WaitFor(kThreadStartTimeout) && m_bWatching;
 }
 
-unsigned CZelProcessorClient::FileWatchThread(void* client)
+unsigned CClientState::FileWatchThread(void* client)
 {
     platform::SetCurrentThreadName("ZelProcessorClient::FileWatchThread");
     const CThreadCom com;
-    return static_cast<CZelProcessorClient*>(client)->ListenFileWatch() ? 0 : 1;
+    return static_cast<CClientState*>(client)->ListenFileWatch() ? 0 : 1;
 }
 
-bool CZelProcessorClient::ListenFileWatch()
+bool CClientState::ListenFileWatch()
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::Listen()";
     std::unique_ptr<platform::IDirectoryWatch> watch;
@@ -198,7 +198,7 @@ bool CZelProcessorClient::ListenFileWatch()
     return true;
 }
 
-bool CZelProcessorClient::StopListeningDsEvents()
+bool CClientState::StopListeningDsEvents()
 {
     if (IsEqualGUID(m_clientID, GUID{}))
         return false;
@@ -209,7 +209,7 @@ bool CZelProcessorClient::StopListeningDsEvents()
     return true;
 }
 
-void CZelProcessorClient::EndWatchThread()
+void CClientState::EndWatchThread()
 {
     if (!m_pThreadListenFileWatch)
         return;
@@ -232,12 +232,12 @@ void CZelProcessorClient::EndWatchThread()
     m_bOutputDirChange = false;
 }
 
-bool CZelProcessorClient::IsOutputDirChange() const
+bool CClientState::IsOutputDirChange() const
 {
     return m_bOutputDirChange;
 }
 
-void CZelProcessorClient::SetOutputDirChange()
+void CClientState::SetOutputDirChange()
 {
     const std::lock_guard lock(m_cs);
     m_bOutputDirChange = true;
@@ -245,7 +245,7 @@ void CZelProcessorClient::SetOutputDirChange()
         m_evLooked->Reset();
 }
 
-void CZelProcessorClient::ResetOutputDirChange()
+void CClientState::ResetOutputDirChange()
 {
     if (!m_bOutputDirChange)
         return;
@@ -254,29 +254,29 @@ void CZelProcessorClient::ResetOutputDirChange()
     m_evLooked->Set();
 }
 
-bool CZelProcessorClient::IsNewDsEvent() const
+bool CClientState::IsNewDsEvent() const
 {
     return HasNews(GetDsEventsFileFullPath());
 }
 
-bool CZelProcessorClient::IsInsertableItemsUpdated() const
+bool CClientState::IsInsertableItemsUpdated() const
 {
     return HasNews(GetInsertableItemsChangeFile());
 }
 
-bool CZelProcessorClient::IsLockResultsChanged() const
+bool CClientState::IsLockResultsChanged() const
 {
     return HasNews(GetLockResultsChangeFile());
 }
 
-bool CZelProcessorClient::HasNews(const CString& path) const
+bool CClientState::HasNews(const CString& path) const
 {
     platform::SFileAttributes attributes;
     return m_bOutputDirChange && !path.empty() &&
            platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length != 0;
 }
 
-bool CZelProcessorClient::GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& events)
+bool CClientState::GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& events)
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::GetDsEvents";
     events.clear();
@@ -295,12 +295,12 @@ bool CZelProcessorClient::GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& ev
     return true;
 }
 
-bool CZelProcessorClient::DeleteDsEventsFileContent()
+bool CClientState::DeleteDsEventsFileContent()
 {
     return Truncate(GetDsEventsFileFullPath());
 }
 
-bool CZelProcessorClient::GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups)
+bool CClientState::GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups)
 {
     if (!groups)
         return false;
@@ -328,7 +328,7 @@ bool CZelProcessorClient::GetChangedInsertableItemsGroups(IWQ_CLSIDArray** group
     return true;
 }
 
-bool CZelProcessorClient::ResetLockResultsChanged()
+bool CClientState::ResetLockResultsChanged()
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::ResetLockResultsChanged";
     const CString path = GetLockResultsChangeFile();
@@ -346,22 +346,22 @@ bool CZelProcessorClient::ResetLockResultsChanged()
     return true;
 }
 
-CString CZelProcessorClient::GetPerClientPath(const wchar_t* prefix) const
+CString CClientState::GetPerClientPath(const wchar_t* prefix) const
 {
     return IsEqualGUID(m_clientID, GUID{}) ? CString() : GetOutputFilePath(prefix + GuidToText(m_clientID));
 }
 
-CString CZelProcessorClient::GetDsEventsFileFullPath() const
+CString CClientState::GetDsEventsFileFullPath() const
 {
     return GetPerClientPath(Protocol::kDsEventsPrefix);
 }
 
-CString CZelProcessorClient::GetInsertableItemsChangeFile() const
+CString CClientState::GetInsertableItemsChangeFile() const
 {
     return GetPerClientPath(Protocol::kInsertableItemsPrefix);
 }
 
-CString CZelProcessorClient::GetLockResultsChangeFile() const
+CString CClientState::GetLockResultsChangeFile() const
 {
     return GetPerClientPath(Protocol::kLockResultsPrefix);
 }

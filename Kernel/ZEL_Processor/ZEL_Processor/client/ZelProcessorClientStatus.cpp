@@ -1,4 +1,4 @@
-#include "ZEL_Processor/ZelProcessorClient.h"
+#include "ClientState.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
@@ -31,14 +31,13 @@ constexpr int kLooksBeforeNotRequested = 3;
 
 } // namespace
 
-eZelProcRequestStatus CZelProcessorClient::GetStatus(const CString& requestPath, CAdditionalRequestStatus* additional)
+eZelProcRequestStatus CClientState::GetStatus(const CString& requestPath, CAdditionalRequestStatus* additional)
 {
     return LookForStatus(requestPath, additional, m_goOn);
 }
 
-eZelProcRequestStatus CZelProcessorClient::LookForStatus(const CString& requestPath,
-                                                         CAdditionalRequestStatus* additional,
-                                                         const std::function<bool()>& goOn)
+eZelProcRequestStatus CClientState::LookForStatus(const CString& requestPath, CAdditionalRequestStatus* additional,
+                                                  const std::function<bool()>& goOn)
 {
     const CWQ_SetResource resource(kResourceModule);
     if (additional)
@@ -56,8 +55,8 @@ eZelProcRequestStatus CZelProcessorClient::LookForStatus(const CString& requestP
     return SetRequestStatus(additional, TextOf(StringCodes::kNotRequested), eRequestStatus_NotRequested);
 }
 
-bool CZelProcessorClient::ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional,
-                                         const std::function<bool()>& goOn, eZelProcRequestStatus& status)
+bool CClientState::ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional,
+                                  const std::function<bool()>& goOn, eZelProcRequestStatus& status)
 {
     CZelProcessorRequestStatusFile file(platform::FromUtf8(kLoggerName), path);
     CZelProcessorRequestStatusFile::SContent content;
@@ -85,8 +84,8 @@ bool CZelProcessorClient::ReadStatusFile(const CString& path, CAdditionalRequest
     return true;
 }
 
-eZelProcRequestStatus CZelProcessorClient::SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
-                                                            eZelProcRequestStatus status)
+eZelProcRequestStatus CClientState::SetRequestStatus(CAdditionalRequestStatus* additional, const CString& text,
+                                                     eZelProcRequestStatus status)
 {
     if (additional) {
         additional->SetProgressComment(text);
@@ -95,7 +94,7 @@ eZelProcRequestStatus CZelProcessorClient::SetRequestStatus(CAdditionalRequestSt
     return status;
 }
 
-bool CZelProcessorClient::IsStatusFileChanged(const CString& requestPath, std::int64_t snapshotHash)
+bool CClientState::IsStatusFileChanged(const CString& requestPath, std::int64_t snapshotHash)
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::IsStatusFileChanged";
     const CString path = GetStatusFilePath(requestPath);
@@ -117,7 +116,7 @@ bool CZelProcessorClient::IsStatusFileChanged(const CString& requestPath, std::i
     return ToTime(attributes.times.modified).GetTime() != snapshotHash;
 }
 
-bool CZelProcessorClient::ReceiveOutput(const CString& requestPath, const CString& targetPath)
+bool CClientState::ReceiveOutput(const CString& requestPath, const CString& targetPath)
 {
     const CString outputPath = GetOutputFilePath(requestPath);
     if (!platform::PathExists(outputPath)) {
