@@ -1,5 +1,5 @@
 # What makes a fault harder to use for an attacker, in everything that is built here, foreign sources included. Held by
-# tests/scripts/HardeningTest.sh on the installed files; what it costs: docs/decisions/hardened-builds.md.
+# tests/scripts/HardeningTest.sh on the installed files; what it costs: docs/decisions/0027-hardened-builds.md.
 #
 # Not with the sanitizers, which look at the same places with more care.
 
