@@ -4,9 +4,7 @@
 #include "ZEL_Processor/ZelExport.h"
 #include "ZEL_Processor/ZelTypes.h"
 
-#include <atomic>
 #include <memory>
-#include <mutex>
 
 class CZelProcessorFactories;
 struct SStringCode;
@@ -57,22 +55,6 @@ public:
     [[nodiscard]] bool HasToldDone() const;
 
 private:
-    struct SRun;
-    bool IsCanceled(SRun& run);
-    bool ReadRequest(SRun& run);
-    bool ObtainData(SRun& run, bool bForce, bool& bRetry);
-    bool WriteResponse(SRun& run);
-    void DeleteRequestFile(const CString& requestPath);
-    bool FailUnknown(SRun& run);
-    bool Fail(SRun& run, const SStringCode& code);
-    void Report(SRun& run, const SStringCode& code, eZelProcRequestStatus status);
-
-    CString m_strOutputDir = L"invalid";
-    std::atomic<CZelProcessorEvent*> m_pEvent = nullptr; ///< a server that stops takes it away while a request runs
-    CZelProcessorContext* m_pContext = nullptr;
-    bool m_bToldDone = false;
-    bool m_bManualProceedQueue = false;
-    bool m_bProceedQueue = false; ///< guarded by m_cs
-    mutable std::mutex m_cs;
-    std::unique_ptr<CZelProcessorFactories> m_pFactories;
+    struct SState;
+    const std::unique_ptr<SState> m_pState; ///< never null
 };

@@ -1,6 +1,5 @@
+#include "ProcessorState.h"
 #include "ZEL_Processor/XMLTools.h"
-#include "ZEL_Processor/ZelProcessor.h"
-#include "ZelProcessorFactories.h"
 #include "com/Bstr.h"
 #include "framework/Services.h"
 #include "reports/StringCodes.h"
@@ -39,7 +38,7 @@ bool CZelProcessor::CreateAndInitTask(const CString& xml, IWQ_ZELProcessorTask**
     }
 
     CComPtr<IWQ_ZELProcessorTask> found;
-    if (!m_pFactories->FindTask(type.c_str(), found)) {
+    if (!m_pState->m_pFactories->FindTask(type.c_str(), found)) {
         WQ_MessageBox(TextOf(StringCodes::kUnknownRequestType), eMessageStyle_Warning);
         return false;
     }

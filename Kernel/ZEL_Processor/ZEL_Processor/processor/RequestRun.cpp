@@ -1,0 +1,175 @@
+#include "RequestRun.h"
+
+#include "ZelProcessorFactories.h"
+#include "com/Bstr.h"
+#include "com/XmlScan.h"
+#include "framework/Log.h"
+#include "framework/Services.h"
+#include "platform/NameKind.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+#include "protocol/ProtocolFiles.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
+
+#include <chrono>
+
+namespace {
+
+constexpr long kLineNoContext = 68;
+constexpr long kLineCantDeleteRequest = 166;
+
+/// Another name of a file may be on its way into the queue, which keeps everybody off the file for an instant.
+template <class Attempt>
+bool TryBesideOtherNames(const CString& path, const Attempt& attempt)
+{
+    constexpr int kMoreTries = 20;
+    for (int tries = 0; !attempt(); ++tries) {
+        if (tries == kMoreTries || !platform::HasSeveralNames(path))
+            return false;
+        platform::Clock().SleepFor(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+/// A response that its plug-in wrote in a way of its own has to be made private afterwards, where files are. One that
+/// can't be is not left for everybody.
+bool MakePrivate(const CString& path)
+{
+    const platform::FileOwner* const owner = platform::CPrivateFiles::Current();
+    const platform::eOsError error =
+        owner != nullptr ? platform::Files().MakePrivate(path, *owner) : platform::eOsError_None;
+    if (platform::Succeeded(error) || platform::IsAbsent(error))
+        return true;
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Error, ZEL_SOURCE_LOCATION,
+                     L"The response " + path + L" cannot be made private: " + platform::OsErrorText(error));
+    static_cast<void>(platform::Files().Remove(path));
+    return false;
+}
+
+/// Why the look before the parser refused a document; empty when it did not, or found no XML.
+CString WhyRefused(const CString& path)
+{
+    std::string bytes;
+    SXmlError error;
+    if (ReadXmlFile(path, XmlLimitsOfThread(), bytes, error))
+        return {};
+    const bool isRule = error.code == kXmlError_DocumentType || error.code >= kXmlError_Limit;
+    return isRule ? platform::FromUtf8(error.reason) + L"." : CString();
+}
+
+} // namespace
+
+bool CRequestRun::Run(bool bForce, bool& bRetry)
+{
+    if (!ReadRequest() || !ObtainData(bForce, bRetry) || !WriteResponse())
+        return false;
+    DeleteRequestFile();
+    m_response.Reset();
+    m_request.Reset();
+    m_task.Reset();
+    Report(StringCodes::kDone, eRequestStatus_Done);
+    return true;
+}
+
+bool CRequestRun::ReadRequest()
+{
+    if (!m_pContext) {
+        WQ_ReportErrorNow(SourceNames::kZelProcessor, kLineNoContext, L"CZelProcessor::ProcessRequest",
+                          L"m_pContext == NULL !");
+        Report(StringCodes::kRequestCanceled, eRequestStatus_Canceled);
+        return false;
+    }
+    if (IsCanceled())
+        return false;
+    Report(StringCodes::kReadingRequest, eRequestStatus_Parsing);
+    const bool isKnown = TryBesideOtherNames(m_requestPath, [&] {
+        m_request = m_factories.FindRequest(m_requestPath.c_str());
+        return static_cast<bool>(m_request);
+    });
+    if (!isKnown)
+        return FailUnknown();
+
+    CBstr xml;
+    if (!m_request->GetXml(xml.Put())) {
+        CBstr errorText;
+        static_cast<void>(m_request->GetErrorText(errorText.Put()));
+        m_processor.SetStatus(m_progress, eRequestStatus_ServerError,
+                              TextOf(StringCodes::kServerError).append(errorText.View()));
+        return false;
+    }
+    if (IsCanceled())
+        return false;
+    Report(StringCodes::kGettingData, eRequestStatus_GettingData);
+    if (!m_processor.CreateAndInitTask(xml.Text(), m_task.Put()))
+        return Fail(StringCodes::kCanNotInitializeTask);
+    return !IsCanceled();
+}
+
+bool CRequestRun::ObtainData(bool bForce, bool& bRetry)
+{
+    if (const auto readiness = m_task.QueryTo<IWQ_ZELProcessorTaskReadiness>();
+        readiness && !readiness->CanProcess(m_pContext, bForce)) {
+        bRetry = true;
+        return false;
+    }
+    if (!m_task->ObtainData(m_pContext, m_progress))
+        return Fail(StringCodes::kCanNotObtainData);
+    return !IsCanceled();
+}
+
+bool CRequestRun::WriteResponse()
+{
+    Report(StringCodes::kPreparingResponse, eRequestStatus_PreparingResponse);
+    m_response = m_factories.FindResponse(m_request.Get());
+    if (!m_response)
+        return Fail(StringCodes::kCanNotInitializeResponse);
+    if (!m_response->SetTask(m_task.Get()))
+        return Fail(StringCodes::kCanNotSetResponse);
+    const CString path = m_processor.GetOutputFilePath(m_requestPath);
+    if (!m_response->Save(path.c_str()) || !MakePrivate(path))
+        return Fail(StringCodes::kCanNotSaveResponse);
+    return true;
+}
+
+void CRequestRun::DeleteRequestFile()
+{
+    if (TryBesideOtherNames(m_requestPath,
+                            [&] { return platform::Succeeded(platform::Files().Remove(m_requestPath)); }))
+        return;
+    const CString text = FormatText(TextOf(StringCodes::kCantDeleteRequestFile), {m_requestPath});
+    WQ_MessageBox(text, eMessageStyle_Warning);
+    WQ_ReportErrorNow(SourceNames::kZelProcessor, kLineCantDeleteRequest, L"CZelProcessor::ProcessRequest", text);
+}
+
+bool CRequestRun::IsCanceled()
+{
+    if (!m_pContext->IsCanceled())
+        return false;
+    Report(StringCodes::kRequestCanceled, eRequestStatus_Canceled);
+    return true;
+}
+
+/// No factory knew the request. That it can't be read at all is the better answer.
+bool CRequestRun::FailUnknown()
+{
+    std::unique_ptr<platform::IFile> file;
+    const platform::eOsError error = platform::Files().Open(m_requestPath, platform::eOpenMode_ReadShared, file);
+    const CString reason = platform::Succeeded(error) ? WhyRefused(m_requestPath) : platform::OsErrorText(error) + L".";
+    if (reason.empty())
+        return Fail(StringCodes::kUnknownRequestFormat);
+    m_processor.SetStatus(m_progress, eRequestStatus_ServerError, TextOf(StringCodes::kServerError) + reason);
+    return false;
+}
+
+bool CRequestRun::Fail(const SStringCode& code)
+{
+    Report(code, eRequestStatus_ServerError);
+    return false;
+}
+
+void CRequestRun::Report(const SStringCode& code, eZelProcRequestStatus status)
+{
+    m_processor.SetStatus(m_progress, status, TextOf(code));
+}
