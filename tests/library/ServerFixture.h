@@ -96,7 +96,10 @@ struct SServerTestAccess {
     std::size_t PendingEvents()
     {
         const std::lock_guard lock(server.m_csNotify);
-        return server.m_pendingEvents.size();
+        std::size_t count = server.m_pendingEvents.size();
+        for (const auto& [client, events] : server.m_heldEvents)
+            count += events.size();
+        return count;
     }
     [[nodiscard]] bool IsQueueSignalled() const { return server.m_evQueue->IsSet(); }
     /// Groups that wait for clients.

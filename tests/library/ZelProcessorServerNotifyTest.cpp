@@ -106,6 +106,38 @@ TEST_F(Notify, WithPatienceEventsWaitWhileSomebodyHoldsTheirFile)
     EXPECT_EQ(Take(client), (std::vector<LONG>{1, 2, 3, 4}));
 }
 
+TEST_F(Notify, EventsOfAHeldFileAreToldToItsClientAndToNobodyElseAgain)
+{
+    RunAgain({.syncing = false, .patienceMs = 50});
+    const std::wstring held = m_pServer->GetDsEventsFileFullPath(Register());
+    const std::wstring next = m_pServer->GetDsEventsFileFullPath(Register());
+    m_pServer->OnChangedDs(Event(1).Get());
+    {
+        std::unique_ptr<platform::IFile> stranger;
+        ASSERT_EQ(platform::Files().Open(held, platform::eOpenMode_ReadExclusive, stranger), platform::eOsError_None);
+        testsupport::CManualClock clock(std::chrono::milliseconds(10));
+        const platform::CScopedOs os(nullptr, &clock);
+        m_pServer->OnChangedDs(Event(2).Get());
+        m_pServer->OnChangedDs(Event(3).Get());
+        m_host.ExpectReport(963, L"Unable to read ds events file !");
+    }
+    m_pServer->OnChangedDs(Event(4).Get());
+    EXPECT_EQ(EventsIn(held), (std::vector<LONG>{1, 2, 3, 4}));
+    EXPECT_EQ(EventsIn(next), (std::vector<LONG>{1, 2, 3, 4}));
+}
+
+TEST_F(Notify, WithPatienceADamagedFileIsReportedEachTime)
+{
+    RunAgain({.syncing = false, .patienceMs = 50});
+    const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
+    ASSERT_TRUE(platform::Succeeded(platform::WriteWholeFile(path, "damaged")));
+    for (const LONG number : {1, 2}) {
+        m_pServer->OnChangedDs(Event(number).Get());
+        m_host.ExpectReport(963, L"Unable to read ds events file !");
+    }
+    EXPECT_EQ(Access().PendingEvents(), 0U);
+}
+
 TEST_F(Notify, EventsThatWaitForAHeldFileAreBounded)
 {
     RunAgain({.syncing = false, .eventsLimit = 1000, .patienceMs = 50});

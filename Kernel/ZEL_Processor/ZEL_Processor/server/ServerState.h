@@ -199,7 +199,8 @@ struct CServerState {
     /// Guarded by m_csNotify; clients whose lock, or whose events file, could not be had the last time. They were told
     /// of, and are not waited for again.
     std::set<GUID, SGuidLess> m_lockedOut;
-    std::set<GUID, SGuidLess> m_heldEvents;
+    /// With the events that wait for that client alone, which has the others in its file.
+    std::map<GUID, std::vector<CComPtr<IWQ_DsEventsData>>, SGuidLess> m_heldEvents;
 
     /// Guards the watch and the beginning and end of running, never while anything waits.
     std::mutex m_csWatch;

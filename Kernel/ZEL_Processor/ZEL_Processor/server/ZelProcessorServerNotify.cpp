@@ -238,8 +238,8 @@ void CServerState::TellClients(const std::vector<GUID>& clients, const std::func
 {
     const std::lock_guard lock(m_csNotify);
     std::erase_if(m_pendingGroups, [&](const auto& pending) { return !IsRegistered(pending.first); });
-    for (std::set<GUID, SGuidLess>* known : {&m_lockedOut, &m_heldEvents})
-        std::erase_if(*known, [&](const GUID& client) { return !IsRegistered(client); });
+    std::erase_if(m_heldEvents, [&](const auto& held) { return !IsRegistered(held.first); });
+    std::erase_if(m_lockedOut, [&](const GUID& client) { return !IsRegistered(client); });
     for (const GUID& client : clients) {
         if (!CanTell(client))
             continue;
@@ -302,13 +302,13 @@ bool CServerState::SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData
         return false;
     const CReporter report(L"CZelProcessorServer::SendEventsDataToClient", [&] { return CanTell(clientId); });
     const CString path = GetDsEventsFileFullPath(clientId);
-    const auto keep = [&] {
-        m_pendingEvents.emplace_back(events);
-        Bound(m_pendingEvents, m_options.eventsLimit);
+    const auto keep = [&](CDsEventsDataVector& kept) {
+        kept.emplace_back(events);
+        Bound(kept, m_options.eventsLimit);
     };
     CLockFile lock(path);
     if (!lock.Lock(false)) {
-        keep(); // the client is reading
+        keep(m_pendingEvents); // the client is reading
         TellLockedOut(clientId, path, false);
         return true;
     }
@@ -319,13 +319,16 @@ bool CServerState::SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData
     CDsEventsDataVector all;
     const DsEventsFile::eRead read = HasContent(path) ? DsEventsFile::Read(path, all, goOn) : DsEventsFile::eRead_Done;
     if (read != DsEventsFile::eRead_Done) {
-        if (read == DsEventsFile::eRead_NotOpened && m_options.patienceMs != 0)
-            keep();
-        if (m_heldEvents.insert(clientId).second || m_options.patienceMs == 0)
+        const bool isHeld = read == DsEventsFile::eRead_NotOpened && m_options.patienceMs != 0;
+        if (isHeld)
+            keep(m_heldEvents[clientId]);
+        if (!isHeld || !wasHeld)
             report.Fail(963, L"Unable to read ds events file !");
         report.Unlock(lock, 966, L"Unable to Unlock file lock (1) !");
         return false;
     }
+    if (const auto held = m_heldEvents.find(clientId); held != m_heldEvents.end())
+        all.insert(all.end(), held->second.begin(), held->second.end());
     all.insert(all.end(), m_pendingEvents.begin(), m_pendingEvents.end());
     all.emplace_back(events);
     Bound(all, m_options.eventsLimit);
@@ -334,8 +337,10 @@ bool CServerState::SendEventsDataToClient(const GUID& clientId, IWQ_DsEventsData
         return false; // nobody will read it: what was pending still is
     m_pendingEvents.clear();
     if (!written) {
-        if (m_heldEvents.insert(clientId).second || m_options.patienceMs == 0)
+        if (!wasHeld)
             report.Fail(984, L"Unable to write ds events file !");
+        if (m_options.patienceMs != 0)
+            m_heldEvents[clientId].clear(); // they are among all
         m_pendingEvents = std::move(all);
         report.Unlock(lock, 988, L"Unable to Unlock file lock (2) !");
         return false;
