@@ -177,18 +177,18 @@ void CServerProgram::TellReady()
 void CServerProgram::ServeUntilStop()
 {
     const std::chrono::milliseconds watchdog = platform::WatchdogInterval();
-    const std::chrono::milliseconds step = watchdog.count() > 0 ? watchdog / 2 : 1h;
+    const std::chrono::milliseconds step = watchdog.count() > 0 ? std::max(watchdog / 2, 1ms) : 1h;
     int stalledSteps = 0;
     auto next = platform::Clock().Steady() + step; // whatever comes before, or signals could put it off for ever
     for (;;) {
         platform::eProgramSignal received = platform::eProgramSignal_Stop;
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - platform::Clock().Steady());
         if (left.count() <= 0 || !m_signals.WaitFor(left, received)) {
-            next = platform::Clock().Steady() + step;
             stalledSteps = watchdog.count() == 0 || FeedWatchdog() ? 0 : stalledSteps + 1;
             // The manager's own patience ends now; it is told, for not every one has any.
             if (stalledSteps == 2)
                 static_cast<void>(platform::NotifyServiceManager("WATCHDOG=trigger"));
+            next = platform::Clock().Steady() + step; // from here, so that signals are heard in between
             continue;
         }
         if (received == platform::eProgramSignal_Stop)
