@@ -14,9 +14,9 @@ namespace platform {
 using SubjectFunction = const wchar_t* (*)();
 
 /// From now on such an end is told on standard error, and in a file of this folder, for this user alone. Whether the
-/// folder is to be trusted the caller has looked at; one that is gone by then is made anew, and neither a link nor a
-/// folder of another owner counts for it. Empty, or too long: told on standard error alone. header: the first lines of
-/// the file.
+/// folder is to be trusted the caller has looked at; one that is gone by then is made anew. On POSIX neither a link nor
+/// a folder of another owner counts for it then; on Windows the access list of the file alone keeps others out. Empty,
+/// or too long: told on standard error alone. header: the first lines of the file.
 ZEL_FRAMEWORK_API void PrepareLastWords(const std::wstring& folder, const std::string& header, SubjectFunction subject);
 
 /// Tells of this fault; nothing before PrepareLastWords.

@@ -64,11 +64,11 @@ TEST_F(FloodTest, OfManyFilesAndCommandsNeedsLittleMemoryAndOthersAreAnsweredMea
         EXPECT_FALSE(FilesIn(m_strRequests).empty()) << "it was answered last";
     }
     const std::uint64_t after = server.Process().PeakMemory();
-    const std::uint64_t fixed = std::uint64_t{m_isSanitized ? 64U : 4U} << 20;
+    const std::uint64_t fixed = std::uint64_t{m_isSanitized ? 64U : 16U} << 20;
     EXPECT_LT(after, before + fixed + files * 32) << "before: " << before;
     const auto start = platform::Clock().Steady();
     StopServer(server);
-    EXPECT_LT(platform::Clock().Steady() - start, std::chrono::seconds(5));
+    EXPECT_LT(platform::Clock().Steady() - start, std::chrono::seconds(30));
 }
 
 } // namespace
