@@ -1,13 +1,12 @@
 #pragma once
 
-#include "platform/FileSystem.h"
-#include "platform/Os.h"
+#include "ZEL_Processor/ZelExport.h"
+#include "platform/OsError.h"
 #include "platform/Text.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -27,65 +26,24 @@ protected:
 };
 
 /// A file that is there whole or not at all: one that is not closed, or fails to, is removed.
-class CZelFileWriter final : public IZelByteSink {
+class ZEL_API CZelFileWriter final : public IZelByteSink {
 public:
-    CZelFileWriter() = default;
-    ~CZelFileWriter() { Discard(); }
+    CZelFileWriter();
+    ~CZelFileWriter();
     CZelFileWriter(const CZelFileWriter&) = delete;
     CZelFileWriter& operator=(const CZelFileWriter&) = delete;
 
     /// Creates the file or replaces its content.
-    [[nodiscard]] bool Open(const std::wstring& path)
-    {
-        Discard();
-        m_strPath = path;
-        m_error = platform::Files().Open(path, platform::eOpenMode_WriteExclusive, m_pFile);
-        return platform::Succeeded(m_error);
-    }
-    [[nodiscard]] bool Write(std::string_view bytes) override
-    {
-        m_strBuffer.append(bytes);
-        return m_strBuffer.size() < kFlushBytes ? platform::Succeeded(m_error) : Flush();
-    }
+    [[nodiscard]] bool Open(const std::wstring& path);
+    [[nodiscard]] bool Write(std::string_view bytes) override;
     /// Writes what is left. False when anything failed since Open; the file is gone then.
-    [[nodiscard]] bool Close()
-    {
-        if (m_pFile && Flush())
-            m_error = m_pFile->Close();
-        if (!m_pFile || !platform::Succeeded(m_error)) {
-            Discard();
-            return false;
-        }
-        m_pFile.reset();
-        return true;
-    }
+    [[nodiscard]] bool Close();
     /// The first failure since Open.
-    [[nodiscard]] platform::eOsError Error() const { return m_error; }
+    [[nodiscard]] platform::eOsError Error() const;
 
 private:
-    static constexpr std::size_t kFlushBytes = 64 * 1024;
-
-    bool Flush()
-    {
-        if (platform::Succeeded(m_error) && m_pFile && !m_strBuffer.empty())
-            m_error = m_pFile->Write(std::as_bytes(std::span(m_strBuffer)));
-        m_strBuffer.clear();
-        return platform::Succeeded(m_error);
-    }
-    void Discard()
-    {
-        m_strBuffer.clear();
-        if (!m_pFile)
-            return;
-        m_pFile.reset();
-        // The failure that led here is what counts; a file that can't be removed adds nothing to it.
-        static_cast<void>(platform::Files().Remove(m_strPath));
-    }
-
-    std::wstring m_strPath;
-    std::string m_strBuffer;
-    std::unique_ptr<platform::IFile> m_pFile;
-    platform::eOsError m_error = platform::eOsError_None;
+    struct SState;
+    const std::unique_ptr<SState> m_pState; ///< never null
 };
 
 /// Appends UTF-8 text as XML character data that can stand in an attribute as well. Characters that XML has no way to
