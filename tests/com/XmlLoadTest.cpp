@@ -177,8 +177,10 @@ TEST_F(CXmlLoadTest, ATextHas16MillionCharacters)
         "A text, value or comment is longer than 16777216 characters (zel-server --xml-limit text-length=NUMBER)";
     const std::string most(16U * 1024 * 1024, 'x');
     EXPECT_EQ(RefusalOfFile("<a>" + most + "</a>"), "");
-    // A parser may have a lower limit of its own for texts in which something stands for something else.
-    EXPECT_EQ(RefusalOfFile("<a>" + most.substr(6) + "&amp;\n</a>"), "");
+    // A parser may have a lower limit of its own for texts in which something stands for something else; Wine's has.
+    if (!testsupport::IsWine()) {
+        EXPECT_EQ(RefusalOfFile("<a>" + most.substr(6) + "&amp;\n</a>"), "");
+    }
     EXPECT_EQ(RefusalOfFile("<a>" + most + "x</a>"), refusal);
     EXPECT_EQ(RefusalOfFile("<a b='" + most + "x'/>"), refusal);
 }
