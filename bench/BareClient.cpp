@@ -1,3 +1,4 @@
+#include "ZEL_Processor/ZelProtocolNames.h"
 #include "bench/BareStatus.h"
 #include "bench/BenchError.h"
 #include "bench/ClientPart.h"
@@ -74,7 +75,7 @@ public:
 private:
     [[nodiscard]] std::wstring StatusPath(const std::wstring& name) const
     {
-        return platform::JoinPath(m_directories.output, name + L".status");
+        return platform::JoinPath(m_directories.output, name + ZelProtocol::kStatusExtension);
     }
 
     void Write(const std::wstring& path) const

@@ -1,3 +1,4 @@
+#include "ZEL_Processor/ZelProtocolNames.h"
 #include "bench/BareStatus.h"
 #include "bench/BenchDirectories.h"
 #include "bench/BenchError.h"
@@ -74,7 +75,7 @@ private:
     {
         const std::wstring queued = platform::JoinPath(m_directories.queue, name);
         const std::wstring output = platform::JoinPath(m_directories.output, name);
-        const std::wstring status = output + L".status";
+        const std::wstring status = output + ZelProtocol::kStatusExtension;
         std::string request;
         Check(platform::ReadWholeFile(queued, platform::eOpenMode_ReadShared, request, std::size_t{1} << 20),
               L"read " + queued);

@@ -1,5 +1,6 @@
 #include "bench/BenchDirectories.h"
 
+#include "ZEL_Processor/ZelProtocolNames.h"
 #include "bench/BenchError.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
@@ -9,7 +10,7 @@ SBenchDirectories::SBenchDirectories(const std::wstring& rootDir)
     : root(rootDir),
       request(platform::JoinPath(root, L"requests")),
       output(platform::JoinPath(root, L"output")),
-      queue(platform::JoinPath(output, L"Queue")),
+      queue(platform::JoinPath(output, ZelProtocol::kQueueDirectory)),
       client(platform::JoinPath(root, L"client")),
       target(platform::JoinPath(root, L"target"))
 {}

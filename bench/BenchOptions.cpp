@@ -12,8 +12,9 @@
 
 namespace {
 
-const std::vector<std::string> kRows = {"round-trip",   "burst-1000",  "burst-10000", "burst-100000",
-                                        "status-write", "status-read", "idle"};
+const std::vector<std::string> kRows = {"round-trip",        "round-trip-resume", "burst-1000",
+                                        "burst-1000-resume", "burst-10000",       "burst-100000",
+                                        "status-write",      "status-read",       "idle"};
 
 std::vector<bool> SyncingOf(const std::string& text)
 {

@@ -54,12 +54,14 @@ void CBenchRows::Run(SBenchResult& result)
 {
     // Short rounds that take turns: a machine that does something else meanwhile hits both sides.
     const SShape shapes[] = {
-        {"round-trip", "serial", Count(200), 10, true},
-        {"burst-1000", "burst", Count(1000), 5, true},
-        {"burst-10000", "burst", Count(10000), 2, true},
-        {"burst-100000", "burst", Count(100000), 1, true},
-        {"status-write", "status-write", Count(5000), 10, false},
-        {"status-read", "status-read", Count(5000), 10, false},
+        {"round-trip", "serial", Count(200), 10, kLibraryServer},
+        {"round-trip-resume", "serial", Count(200), 10, kResumingServer},
+        {"burst-1000", "burst", Count(1000), 5, kLibraryServer},
+        {"burst-1000-resume", "burst", Count(1000), 5, kResumingServer},
+        {"burst-10000", "burst", Count(10000), 2, kLibraryServer},
+        {"burst-100000", "burst", Count(100000), 1, kLibraryServer},
+        {"status-write", "status-write", Count(5000), 10, nullptr},
+        {"status-read", "status-read", Count(5000), 10, nullptr},
     };
     for (const bool syncing : m_options.syncing) {
         for (const SShape& shape : shapes) {
@@ -79,11 +81,10 @@ void CBenchRows::RunRow(const SShape& shape, bool syncing, SBenchResult& result)
     SBenchRow row;
     row.name = shape.name;
     row.syncing = syncing;
-    row.hasServer = shape.hasServer;
-    CSide library(
-        {Root(L"library"), shape.hasServer ? kLibraryServer : nullptr, kLibraryClient, syncing, m_options.components});
-    CSide bare({Root(L"bare"), shape.hasServer ? kBareServer : nullptr, kBareClient, syncing, m_options.components});
-    if (!shape.hasServer) {
+    row.hasServer = shape.server != nullptr;
+    CSide library({Root(L"library"), shape.server, kLibraryClient, syncing, m_options.components});
+    CSide bare({Root(L"bare"), row.hasServer ? kBareServer : nullptr, kBareClient, syncing, m_options.components});
+    if (!row.hasServer) {
         // The file to read must be there.
         CSeries ignored;
         library.Measure("status-write", 1, ignored);
@@ -93,7 +94,7 @@ void CBenchRows::RunRow(const SShape& shape, bool syncing, SBenchResult& result)
         library.Measure(shape.command, shape.count, row.library);
         bare.Measure(shape.command, shape.count, row.bare);
     }
-    if (shape.hasServer)
+    if (row.hasServer)
         result.serverPeakBytes = std::max(result.serverPeakBytes, library.Server().PeakMemory());
     result.rows.push_back(std::move(row));
 }

@@ -37,7 +37,7 @@ private:
         const char* command;
         std::size_t count; ///< of requests in one round
         std::size_t rounds;
-        bool hasServer;
+        const wchar_t* server; ///< null: none
     };
     void RunRow(const SShape& shape, bool syncing, SBenchResult& result);
     void MeasurePeak(std::size_t requests, SBenchResult& result);

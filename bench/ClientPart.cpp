@@ -1,5 +1,6 @@
 #include "bench/ClientPart.h"
 
+#include "ZEL_Processor/ZelProtocolNames.h"
 #include "bench/BenchError.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
@@ -52,7 +53,7 @@ public:
     }
 
 private:
-    std::wstring NewName() { return L"request-" + std::to_wstring(++m_names) + L".drq"; }
+    std::wstring NewName() { return L"request-" + std::to_wstring(++m_names) + ZelProtocol::kRequestExtension; }
 
     /// The times of single actions; what follows each is not counted.
     static std::wstring Each(

@@ -1,4 +1,5 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
+#include "ZEL_Processor/ZelProtocolNames.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
 #include "bench/BenchError.h"
 #include "bench/ClientPart.h"
@@ -17,7 +18,8 @@ public:
     CLibraryClient(const SBenchDirectories& directories, bool syncing)
         : m_directories(directories),
           m_request(RequestText()),
-          m_statusFile(L"zel-bench", platform::JoinPath(directories.output, std::wstring(kStatusRequest) + L".status"))
+          m_statusFile(L"zel-bench", platform::JoinPath(directories.output,
+                                                        std::wstring(kStatusRequest) + ZelProtocol::kStatusExtension))
     {
         m_client.Init(directories.request, directories.output, directories.client);
         m_client.SetSyncing(syncing);

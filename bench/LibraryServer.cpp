@@ -50,7 +50,7 @@ private:
 
 } // namespace
 
-int RunLibraryServer(const SPartOptions& options, bool holding)
+int RunLibraryServer(const SPartOptions& options, const std::wstring& part)
 {
     Brel::Log::SLogOptions log;
     log.level = Brel::Log::eLogLevel_Warning;
@@ -65,11 +65,11 @@ int RunLibraryServer(const SPartOptions& options, bool holding)
     directories.Create();
     CBenchContext context;
     CZelProcessorServer server;
-    server.SetOptions({.syncing = options.syncing});
+    server.SetOptions({.syncing = options.syncing, .resume = part == kResumingServer});
     if (!server.SetDirs(directories.request, directories.output))
         Fail(L"the server refused its directories");
     server.SetZelProcessorContext(&context);
-    server.SetNoExecutiveThread(holding);
+    server.SetNoExecutiveThread(part == kHoldingServer);
     if (!server.Run())
         Fail(L"the server did not start");
     TellParent(L"ready");

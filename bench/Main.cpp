@@ -15,8 +15,8 @@ int RunPart(const std::vector<std::wstring>& arguments)
 {
     const std::wstring& part = arguments[1];
     const SPartOptions options{arguments[2], arguments[3] == L"sync", arguments[4]};
-    if (part == kLibraryServer || part == kHoldingServer)
-        return RunLibraryServer(options, part == kHoldingServer);
+    if (part == kLibraryServer || part == kResumingServer || part == kHoldingServer)
+        return RunLibraryServer(options, part);
     if (part == kLibraryClient)
         return RunLibraryClient(options);
     if (part == kBareServer)

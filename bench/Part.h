@@ -13,12 +13,14 @@ struct SPartOptions {
 
 constexpr const wchar_t* kPartSwitch = L"--part";
 constexpr const wchar_t* kLibraryServer = L"library-server";
-constexpr const wchar_t* kHoldingServer = L"holding-server"; ///< queues, but runs nothing
+constexpr const wchar_t* kResumingServer = L"resuming-server"; ///< with the option "resume"
+constexpr const wchar_t* kHoldingServer = L"holding-server";   ///< queues, but runs nothing
 constexpr const wchar_t* kLibraryClient = L"library-client";
 constexpr const wchar_t* kBareServer = L"bare-server";
 constexpr const wchar_t* kBareClient = L"bare-client";
 
-int RunLibraryServer(const SPartOptions& options, bool holding);
+/// part: of the three servers.
+int RunLibraryServer(const SPartOptions& options, const std::wstring& part);
 int RunLibraryClient(const SPartOptions& options);
 int RunBareServer(const SPartOptions& options);
 int RunBareClient(const SPartOptions& options);

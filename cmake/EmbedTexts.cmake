@@ -46,7 +46,7 @@ foreach(line IN LISTS lines)
 endforeach()
 file(WRITE "${OUTPUT}.h" "#pragma once
 
-#include \"framework/TextModule.h\"
+#include \"framework/texts/TextModule.h\"
 
 namespace ${NAMESPACE} {
 

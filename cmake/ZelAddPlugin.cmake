@@ -1,6 +1,6 @@
 # zel_add_plugin(NAME name CLASS_ID {guid} [CLASS_NAME name] [FOLDER folder] SOURCES a.cpp ... [LIBS target ...])
 #   A component module, with the manifest that makes its factory known beside it, in the folder or else in the current
-#   build folder. Also for projects that found the installed package.
+#   build folder. The class id stands nowhere else: the source has ZEL_PLUGIN_FACTORY(CMyFactory). Also for projects that found the installed package.
 include_guard(GLOBAL)
 
 function(zel_add_plugin)
@@ -23,8 +23,17 @@ function(zel_add_plugin)
         LIBRARY_OUTPUT_DIRECTORY "${arg_FOLDER}"
         RUNTIME_OUTPUT_DIRECTORY "${arg_FOLDER}")
     target_link_libraries(${arg_NAME} PRIVATE ZEL_Processor::ZEL_Processor ${arg_LIBS})
+    # For ZEL_PLUGIN_FACTORY: what the manifest and the module say is the same.
+    target_compile_definitions(${arg_NAME} PRIVATE
+        "ZEL_PLUGIN_CLASS_ID=\"${arg_CLASS_ID}\"" "ZEL_PLUGIN_CLASS_NAME=\"${arg_CLASS_NAME}\"")
 
-    file(GENERATE OUTPUT "${arg_FOLDER}/${arg_NAME}.component" CONTENT
+    # Beside the module only together with it: a server that reads the folder before would complain of what is missing.
+    set(manifest "${CMAKE_CURRENT_BINARY_DIR}/manifests/${arg_NAME}.component")
+    set_property(TARGET ${arg_NAME} APPEND PROPERTY LINK_DEPENDS "${manifest}")
+    add_custom_command(TARGET ${arg_NAME} POST_BUILD
+        COMMAND ${CMAKE_COMMAND} -E copy "${manifest}" "${arg_FOLDER}/${arg_NAME}.component"
+        BYPRODUCTS "${arg_FOLDER}/${arg_NAME}.component" VERBATIM)
+    file(GENERATE OUTPUT "${manifest}" CONTENT
 "<component>
   <module>$<TARGET_FILE_NAME:${arg_NAME}></module>
   <class id=\"${arg_CLASS_ID}\" name=\"${arg_CLASS_NAME}\">

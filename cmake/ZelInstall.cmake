@@ -46,20 +46,11 @@ function(zel_header_closure result)
     set(${result} "${closed}" PARENT_SCOPE)
 endfunction()
 
-# What a host or a client needs beside the headers of inc/: COM on its threads, components, its own services, the log.
-set(zel_host_headers
-    com/ComCounted.h
-    com/ComObject.h
-    com/Components.h
-    com/CreateInstance.h
-    com/Guid.h
-    com/ZelCom.h
-    framework/DefaultHost.h
-    framework/Log.h
-    platform/Path.h)
-file(GLOB zel_public_headers RELATIVE "${PROJECT_SOURCE_DIR}" CONFIGURE_DEPENDS
-    "${PROJECT_SOURCE_DIR}/inc/ZEL_Processor/*.h" "${PROJECT_SOURCE_DIR}/inc/ZELAutomation/*.h")
-zel_header_closure(zel_headers ${zel_public_headers} ${zel_host_headers})
+set(zel_public_list "${CMAKE_CURRENT_LIST_DIR}/PublicHeaders.txt")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${zel_public_list}")
+file(STRINGS "${zel_public_list}" zel_public_headers REGEX "^[^#]")
+list(TRANSFORM zel_public_headers PREPEND "inc/" REGEX "^ZEL")
+zel_header_closure(zel_headers ${zel_public_headers})
 if(WIN32)
     list(FILTER zel_headers EXCLUDE REGEX "/posix/")
 else()
@@ -145,8 +136,10 @@ install(TARGETS zel_datastore
 install(FILES "$<TARGET_FILE_DIR:zel_datastore>/zel_datastore.component"
     DESTINATION "${zel_plugin_folder}" COMPONENT plugin-datastore)
 
-install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/SECURITY.md" "${PROJECT_SOURCE_DIR}/LICENSE"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor" COMPONENT development)
+foreach(page IN ITEMS README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE)
+    install(FILES "${PROJECT_SOURCE_DIR}/${page}" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor"
+        COMPONENT development)
+endforeach()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/docs"
     COMPONENT development FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/examples"
@@ -179,6 +172,17 @@ if(NOT WIN32)
         DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" COMPONENT tools)
     install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/zel.fish"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT tools)
+
+    # For a first request: data, and what makes databases of it.
+    install(FILES
+        "${PROJECT_SOURCE_DIR}/samples/README.md"
+        "${PROJECT_SOURCE_DIR}/samples/birdstrikes.csv"
+        "${PROJECT_SOURCE_DIR}/samples/demo.drq"
+        "${PROJECT_SOURCE_DIR}/samples/earthquakes.json"
+        "${PROJECT_SOURCE_DIR}/samples/statistics.drq"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/zel-processor/samples" COMPONENT tools)
+    install(PROGRAMS "${PROJECT_SOURCE_DIR}/scripts/load-samples"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/zel-processor/scripts" COMPONENT tools)
 
     # The completions for one program serve its siblings: bash and fish look for a file of the program's own name.
     foreach(program IN ITEMS zel-server zel-regsvr)

@@ -35,6 +35,8 @@ else()
     set(ZEL_DEBUG_INFO -g CACHE STRING "How much debug information, as the compiler takes it")
 endif()
 add_compile_options(${ZEL_DEBUG_INFO} -fno-omit-frame-pointer)
+# What lines are looked up by; GCC writes it unasked.
+add_compile_options($<$<COMPILE_LANG_AND_ID:CXX,Clang>:-gdwarf-aranges>)
 add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
 # No file knows the folder that it was built in, so two builds of one commit give the same bytes; the names of sources in

@@ -63,9 +63,11 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 
 zel_debian_package(TOOLS zel-tools utils "request processing by files alone, server and client programs
 zel-server, which serves requests with plug-ins, as a program and as a service;
-zel, which sends requests, follows them and takes their responses.")
+zel, which sends requests, follows them and takes their responses; and sample
+data with requests for a first try.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${zel_runtime}")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "zel-plugin-datastore")
+# Without them the samples that it brings are of no use.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "sqlite3, zel-plugin-datastore")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA
     "${zel_debian}/zel-tools/conffiles;${zel_debian}/zel-tools/postinst;${zel_debian}/zel-tools/prerm;${zel_debian}/zel-tools/postrm")
 

@@ -21,6 +21,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         -Wduplicated-cond
         -Wduplicated-branches
         $<$<COMPILE_LANGUAGE:CXX>:-Wsuggest-override>)
+elseif(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_compile_options(-Wthread-safety) # what platform/Mutex.h says of locks
 endif()
 
 # Not on: -Wnon-virtual-dtor. COM interfaces are counted, never deleted through the interface; a virtual destructor

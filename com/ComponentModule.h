@@ -18,6 +18,12 @@ inline constexpr std::uint32_t kComponentVersion = (ZEL_VERSION_MAJOR << 16U) | 
 /// A plug-in made with the kit exports this function; what it answers must be the number above.
 inline constexpr char kComponentVersionFunction[] = "ZelPluginVersion";
 
+/// Exported as well by a plug-in made with the kit, for tools: gives its table of classes (com/ModuleClasses.h), and
+/// their number.
+inline constexpr char kModuleClassesFunction[] = "ZelPluginClasses";
+/// The number of its living objects.
+inline constexpr char kModuleObjectsFunction[] = "ZelPluginObjects";
+
 struct SComponentModule {
     std::unique_ptr<platform::IModule> module;
     HRESULT(STDMETHODCALLTYPE* getClassObject)(REFCLSID classId, REFIID iid, void** object) = nullptr;

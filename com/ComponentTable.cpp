@@ -13,7 +13,7 @@ CComponentTable& CComponentTable::Instance()
 
 bool CComponentTable::Add(STableEntry entry)
 {
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     STableEntry* const known = FindLocked(entry.info.id);
     if (known == nullptr) {
         m_entries.push_back(std::move(entry));
@@ -28,7 +28,7 @@ bool CComponentTable::Add(STableEntry entry)
 
 bool CComponentTable::Find(REFCLSID classId, STableEntry& entry)
 {
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     const STableEntry* known = FindLocked(classId);
     if (known != nullptr)
         entry = *known;
@@ -37,14 +37,14 @@ bool CComponentTable::Find(REFCLSID classId, STableEntry& entry)
 
 bool CComponentTable::Contains(REFCLSID classId)
 {
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     return FindLocked(classId) != nullptr;
 }
 
 bool CComponentTable::Revoke(REFCLSID classId)
 {
     STableEntry revoked; // releases its factory after the lock
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     const auto found =
         std::ranges::find_if(m_entries, [&](const STableEntry& entry) { return entry.info.id == classId; });
     if (found == m_entries.end())
@@ -56,7 +56,7 @@ bool CComponentTable::Revoke(REFCLSID classId)
 
 void CComponentTable::AppendCategory(const GUID& category, std::vector<CLSID>& classes)
 {
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     for (const STableEntry& entry : m_entries) {
         if (std::ranges::find(entry.info.categories, category) != entry.info.categories.end())
             classes.push_back(entry.info.id);
@@ -65,7 +65,7 @@ void CComponentTable::AppendCategory(const GUID& category, std::vector<CLSID>& c
 
 void CComponentTable::AppendAll(std::vector<SComponentInfo>& components)
 {
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     for (const STableEntry& entry : m_entries)
         components.push_back(entry.info);
 }
@@ -74,7 +74,7 @@ decltype(SComponentModule::getClassObject) CComponentTable::EntryPoint(const std
                                                                        std::wstring& reason)
 {
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::CMutexLock lock(m_mutex);
         const auto found = m_modules.find(path);
         if (found != m_modules.end())
             return found->second.getClassObject;
@@ -84,7 +84,7 @@ decltype(SComponentModule::getClassObject) CComponentTable::EntryPoint(const std
     if (FAILED(result))
         return nullptr;
     // Another thread may have been faster; the system counts the loads, so the second one is simply given back.
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     return m_modules.emplace(path, std::move(loaded)).first->second.getClassObject;
 }
 

@@ -3,9 +3,9 @@
 #include "com/ComPtr.h"
 #include "com/ComponentModule.h"
 #include "com/Components.h"
+#include "platform/Mutex.h"
 
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -35,9 +35,9 @@ public:
                                                           std::wstring& reason);
 
 private:
-    STableEntry* FindLocked(REFCLSID classId);
+    STableEntry* FindLocked(REFCLSID classId) ZEL_REQUIRES(m_mutex);
 
-    std::mutex m_mutex;
-    std::vector<STableEntry> m_entries;                 // guarded by m_mutex
-    std::map<std::wstring, SComponentModule> m_modules; // guarded by m_mutex
+    platform::CMutex m_mutex;
+    std::vector<STableEntry> m_entries ZEL_GUARDED_BY(m_mutex);
+    std::map<std::wstring, SComponentModule> m_modules ZEL_GUARDED_BY(m_mutex);
 };

@@ -14,7 +14,8 @@ class CModuleUses {
 public:
     void Add() noexcept { m_nUses.fetch_add(1, std::memory_order_relaxed); }
     void Remove() noexcept { m_nUses.fetch_sub(1, std::memory_order_release); }
-    [[nodiscard]] bool IsInUse() const noexcept { return m_nUses.load(std::memory_order_acquire) != 0; }
+    [[nodiscard]] bool IsInUse() const noexcept { return Count() != 0; }
+    [[nodiscard]] ULONG Count() const noexcept { return m_nUses.load(std::memory_order_acquire); }
 
 private:
     std::atomic<ULONG> m_nUses = 0;

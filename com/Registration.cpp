@@ -3,19 +3,19 @@
 #include "com/ComError.h"
 #include "com/SystemRuntime.h"
 #include "platform/Module.h"
+#include "platform/Mutex.h"
 #include "platform/Path.h"
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 
 namespace {
 
 std::atomic<eRegistrationScope> g_scope = eRegistrationScope_System;
 
 struct SRegistrationFault {
-    std::mutex mutex;
-    std::wstring text; // guarded by mutex
+    platform::CMutex mutex;
+    std::wstring text ZEL_GUARDED_BY(mutex);
 };
 
 SRegistrationFault& LastFault()
@@ -58,12 +58,12 @@ eRegistrationScope CRegistrationScope::Current()
 
 std::wstring RegistrationError()
 {
-    const std::lock_guard lock(LastFault().mutex);
+    const platform::CMutexLock lock(LastFault().mutex);
     return LastFault().text;
 }
 
 void SetRegistrationError(const std::wstring& text)
 {
-    const std::lock_guard lock(LastFault().mutex);
+    const platform::CMutexLock lock(LastFault().mutex);
     LastFault().text = text;
 }

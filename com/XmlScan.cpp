@@ -1,5 +1,6 @@
 #include "com/XmlScan.h"
 
+#include "com/XmlUnits.h"
 #include "platform/FileSystem.h"
 #include "platform/OsError.h"
 #include "platform/Text.h"
@@ -7,17 +8,11 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <initializer_list>
 #include <set>
 #include <utility>
 #include <vector>
 
 namespace {
-
-bool IsSpace(std::uint32_t unit)
-{
-    return unit == ' ' || unit == '\n' || unit == '\r' || unit == '\t';
-}
 
 SXmlError LimitError(const SXmlLimits& limits, std::uint64_t SXmlLimits::*passed)
 {
@@ -77,7 +72,7 @@ private:
         case eIn_Comment: EndAtTail(unit, begins, '-', 2); break;
         case eIn_CData: EndAtTail(unit, begins, ']', 2); break;
         case eIn_Target:
-            if (!IsSpace(unit) && unit != '?')
+            if (!IsXmlSpace(unit) && unit != '?')
                 return CountName(unit, begins);
             EndName();
             Enter(eIn_Instruction);
@@ -85,7 +80,7 @@ private:
         case eIn_Instruction: EndAtTail(unit, begins, '?', 1); break;
         case eIn_EndTag:
             if (unit != '>')
-                return Count(&SXmlLimits::nameLength, begins && !IsSpace(unit));
+                return Count(&SXmlLimits::nameLength, begins && !IsXmlSpace(unit));
             CloseElement();
             Enter(eIn_Text);
             break;
@@ -131,7 +126,7 @@ private:
             return Enter(eIn_Target);
         if (unit == '/')
             return Enter(eIn_EndTag);
-        if (IsSpace(unit) || unit == '<' || unit == '>')
+        if (IsXmlSpace(unit) || unit == '<' || unit == '>')
             return Enter(eIn_Text); // not well formed
         Enter(eIn_ElementName);
         m_nAttributes = 0;
@@ -182,7 +177,7 @@ private:
     {
         const bool isSlash = unit == '/';
         const bool isQuote = unit == '"' || unit == '\'';
-        if (IsSpace(unit) || isSlash || isQuote || unit == '=' || unit == '>')
+        if (IsXmlSpace(unit) || isSlash || isQuote || unit == '=' || unit == '>')
             EndName();
         if (unit == '>') {
             if (m_bSlash)
@@ -190,7 +185,7 @@ private:
             return Enter(eIn_Text);
         }
         m_bSlash = isSlash;
-        if (IsSpace(unit) || isSlash || unit == '=')
+        if (IsXmlSpace(unit) || isSlash || unit == '=')
             return Enter(eIn_Tag);
         if (isQuote) {
             m_quote = unit;
@@ -245,142 +240,6 @@ private:
     std::set<std::wstring> m_names;
     std::vector<std::uint64_t> m_namespaces; ///< declarations of each open element
     std::uint64_t m_nNamespaces = 0;         ///< their sum
-};
-
-enum eUnits {
-    eUnits_Utf8,
-    eUnits_Bytes,
-    eUnits_ShiftJis,
-    eUnits_Pairs,
-    eUnits_Utf16Le,
-    eUnits_Utf16Be,
-    eUnits_Unknown
-};
-
-/// Reads the units of a document, in the encoding that its first bytes and its declaration tell.
-class CXmlUnits {
-public:
-    explicit CXmlUnits(std::string_view bytes) : m_bytes(bytes)
-    {
-        if (Starts({0xFF, 0xFE, 0, 0}) || Starts({'<', 0, 0, 0}) || Starts({0, '<', 0, 0}) || Starts({0, 0}) ||
-            Starts({0x4C, 0x6F, 0xA7, 0x94}))
-            m_units = eUnits_Unknown; // four bytes for each character, or a code where "<" is something else
-        else if (Skip({0xFF, 0xFE}) || Starts({'<', 0}))
-            Become(eUnits_Utf16Le);
-        else if (Skip({0xFE, 0xFF}) || Starts({0, '<'}))
-            Become(eUnits_Utf16Be);
-        else
-            Become(Skip({0xEF, 0xBB, 0xBF}) ? eUnits_Utf8 : eUnits_Bytes);
-    }
-
-    /// False from the place on at which it is not sure what a parser reads.
-    [[nodiscard]] bool AreKnown() const { return m_units != eUnits_Unknown; }
-    /// The next one, and whether it begins a character; false at the end, or when they are not known.
-    bool Next(std::uint32_t& unit, bool& begins)
-    {
-        const std::size_t width = m_units == eUnits_Utf16Le || m_units == eUnits_Utf16Be ? 2 : 1;
-        if (!AreKnown() || m_nAt + width > m_bytes.size())
-            return false;
-        unit = Byte(m_nAt);
-        if (width == 2)
-            unit = m_units == eUnits_Utf16Le ? unit | Byte(m_nAt + 1) << 8 : unit << 8 | Byte(m_nAt + 1);
-        m_nAt += width;
-        begins = width == 2 ? (unit & 0xFC00) != 0xDC00 : m_units != eUnits_Utf8 || (unit & 0xC0) != 0x80;
-        if (IsLead(unit))
-            SkipTrail();
-        return AreKnown();
-    }
-
-private:
-    [[nodiscard]] std::uint32_t Byte(std::size_t at) const { return static_cast<unsigned char>(m_bytes[at]); }
-    [[nodiscard]] bool Starts(std::initializer_list<unsigned char> start) const
-    {
-        const auto isEqual = [](unsigned char left, char right) { return left == static_cast<unsigned char>(right); };
-        return m_bytes.size() >= start.size() && std::equal(start.begin(), start.end(), m_bytes.begin(), isEqual);
-    }
-    bool Skip(std::initializer_list<unsigned char> mark)
-    {
-        if (!Starts(mark))
-            return false;
-        m_bytes.remove_prefix(mark.size());
-        return true;
-    }
-
-    /// The second byte of a character may look like markup.
-    [[nodiscard]] bool IsLead(std::uint32_t unit) const
-    {
-        if (m_units == eUnits_ShiftJis)
-            return (unit > 0x80 && unit < 0xA0) || unit >= 0xE0;
-        return m_units == eUnits_Pairs && unit > 0x80;
-    }
-    void SkipTrail()
-    {
-        const std::uint32_t trail = m_nAt < m_bytes.size() ? Byte(m_nAt) : 0;
-        if (trail < '0' || (trail > '9' && trail < 0x40))
-            m_units = eUnits_Unknown; // readers differ in whether this belongs to the character
-        ++m_nAt;
-    }
-
-    /// What is declared decides, too: parsers change to it behind the declaration. Without one, bytes are UTF-8.
-    void Become(eUnits units)
-    {
-        m_units = units;
-        std::string declared;
-        if (!ReadDeclared(declared) || !AreKnown())
-            m_units = eUnits_Unknown;
-        else if (units == eUnits_Utf16Le || units == eUnits_Utf16Be)
-            m_units = declared.empty() || declared.starts_with("UTF-16") ? units : eUnits_Unknown;
-        else if (declared.empty() || declared == "UTF-8" || declared == "UTF8")
-            m_units = eUnits_Utf8;
-        else
-            m_units = units == eUnits_Utf8 ? eUnits_Unknown : UnitsOf(declared);
-        m_nAt = 0;
-    }
-    /// In capitals; empty when none is declared. False: a declaration without an end.
-    bool ReadDeclared(std::string& declared)
-    {
-        constexpr std::size_t kLongest = 4096;
-        std::string start;
-        std::uint32_t unit = 0;
-        bool begins = false;
-        while (!start.ends_with("?>") && start.size() < kLongest && Next(unit, begins))
-            start += unit >= 0x80 ? '?' : static_cast<char>(unit >= 'a' && unit <= 'z' ? unit - 'a' + 'A' : unit);
-        if (!start.starts_with("<?XML") || start.size() < 6 || !IsSpace(static_cast<unsigned char>(start[5])))
-            return true;
-        if (!start.ends_with("?>"))
-            return false;
-        const std::size_t keyword = start.find("ENCODING");
-        const std::size_t open = keyword == std::string::npos ? keyword : start.find_first_of("'\"", keyword);
-        const std::size_t close = open == std::string::npos ? open : start.find(start[open], open + 1);
-        if (close != std::string::npos)
-            declared = start.substr(open + 1, close - open - 1);
-        return true;
-    }
-    /// Every encoding that is known here has ASCII in its place.
-    static eUnits UnitsOf(std::string_view encoding)
-    {
-        struct SStart {
-            std::string_view text;
-            eUnits units;
-        };
-        static constexpr std::array<SStart, 20> kStarts = {{
-            {"ISO-8859-", eUnits_Bytes},      {"ISO8859-", eUnits_Bytes},    {"ISO_8859-", eUnits_Bytes},
-            {"LATIN", eUnits_Bytes},          {"WINDOWS-125", eUnits_Bytes}, {"CP125", eUnits_Bytes},
-            {"WINDOWS-874", eUnits_Bytes},    {"TIS-620", eUnits_Bytes},     {"KOI8-", eUnits_Bytes},
-            {"MACINTOSH", eUnits_Bytes},      {"US-ASCII", eUnits_Bytes},    {"ASCII", eUnits_Bytes},
-            {"EUC-", eUnits_Bytes},           {"GB2312", eUnits_Pairs},      {"GBK", eUnits_Pairs},
-            {"GB18030", eUnits_Pairs},        {"BIG5", eUnits_Pairs},        {"SHIFT_JIS", eUnits_ShiftJis},
-            {"WINDOWS-31J", eUnits_ShiftJis}, {"SJIS", eUnits_ShiftJis},
-        }};
-        const auto* const found = std::find_if(kStarts.begin(), kStarts.end(), [encoding](const SStart& start) {
-            return encoding.starts_with(start.text);
-        });
-        return found == kStarts.end() ? eUnits_Unknown : found->units;
-    }
-
-    std::string_view m_bytes; ///< behind the byte-order mark
-    std::size_t m_nAt = 0;
-    eUnits m_units = eUnits_Unknown;
 };
 
 } // namespace

@@ -1,12 +1,12 @@
 #include "framework/DefaultHost.h"
 
-#include "framework/CrashReportWriter.h"
 #include "framework/Language.h"
 #include "framework/Log.h"
-#include "framework/LogRegistry.h"
 #include "framework/NeverDestroyed.h"
 #include "framework/Services.h"
-#include "framework/TextTable.h"
+#include "framework/crash/CrashReportWriter.h"
+#include "framework/log/LogRegistry.h"
+#include "framework/texts/TextTable.h"
 #include "platform/FaultMutex.h"
 #include "platform/Text.h"
 
@@ -56,10 +56,14 @@ std::string TextModule()
 /// taken.
 bool IsFirstComplaint(const std::string& module, unsigned id)
 {
-    static CNeverDestroyed<platform::CFaultMutex> lock;
-    static CNeverDestroyed<std::set<std::pair<std::string, unsigned>>> complained;
-    const platform::CFaultLock guard(lock.Get());
-    return guard.IsHeld() && complained.Get().emplace(module, id).second;
+    struct SComplaints {
+        platform::CFaultMutex mutex;
+        std::set<std::pair<std::string, unsigned>> made ZEL_GUARDED_BY(mutex);
+    };
+    static CNeverDestroyed<SComplaints> kept;
+    SComplaints& complaints = kept.Get();
+    const platform::CFaultLock guard(complaints.mutex);
+    return guard.IsHeld() && complaints.made.emplace(module, id).second;
 }
 
 void ComplainOnce(IWQ_Host& host, const std::string& module, unsigned id, const std::wstring& text)

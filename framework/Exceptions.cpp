@@ -30,6 +30,19 @@ CArchiveException::CArchiveException(int cause, std::wstring message) : CExcepti
 {}
 CArchiveException::~CArchiveException() = default;
 
+std::wstring WQ_ReasonOfException()
+{
+    try {
+        throw;
+    } catch (const CException& exception) {
+        return exception.GetErrorMessage();
+    } catch (const std::exception& exception) {
+        return platform::FromUtf8(exception.what());
+    } catch (...) {
+        return L"unknown exception";
+    }
+}
+
 void AfxThrowNotSupportedException()
 {
     throw CNotSupportedException();

@@ -54,6 +54,9 @@ private:
     int m_nCause;
 };
 
+/// What is known of the exception that is being handled, for a handler of any.
+[[nodiscard]] ZEL_FRAMEWORK_API std::wstring WQ_ReasonOfException();
+
 [[noreturn]] ZEL_FRAMEWORK_API void AfxThrowNotSupportedException();
 [[noreturn]] ZEL_FRAMEWORK_API void AfxThrowUserException();
 [[noreturn]] ZEL_FRAMEWORK_API void AfxThrowMemoryException();

@@ -18,10 +18,17 @@ struct SLogOptions {
     /// Appended to this file as well when not empty.
     std::wstring file = {};
     eLogFormat format = eLogFormat_Text;
+    /// Whether a line of text ends with its place in the source. JSON has it in any case.
+    bool places = true;
+    /// Standard error is the journal of systemd: each line there begins with its priority, "<3>" for an error.
+    bool journal = false;
     /// In bytes: a line that does not fit any more goes to a new file. The old ones are FILE.1, the newest, to FILE.5.
     /// 0: the file grows without limit.
     std::uint64_t maxFileSize = 0;
 };
+
+/// "<3>" for an error: what the journal takes for the priority of a line.
+[[nodiscard]] ZEL_FRAMEWORK_API std::wstring JournalPriority(eLogLevel level);
 
 /// How many old log files are kept beside the one that is written.
 constexpr int kOldLogFiles = 5;

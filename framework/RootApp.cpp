@@ -2,10 +2,12 @@
 
 #include "framework/Language.h"
 #include "framework/NeverDestroyed.h"
+#include "platform/Mutex.h"
 #include "platform/Text.h"
 
 #include <atomic>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -18,8 +20,8 @@ CWQ_RootApp& DefaultRootApp()
 }
 
 struct SStringCodeResource {
-    std::mutex mutex;
-    SWQ_LangRC resource; // guarded by mutex
+    platform::CMutex mutex;
+    SWQ_LangRC resource ZEL_GUARDED_BY(mutex);
 };
 
 SStringCodeResource& StringCodeResource()
@@ -70,21 +72,26 @@ CWQ_RootApp* SetWQ_RootApp(CWQ_RootApp* app)
     return g_installedRootApp.exchange(app, std::memory_order_acq_rel);
 }
 
-CWQ_HelpSupportApp::CWQ_HelpSupportApp() = default;
+struct CWQ_HelpSupportApp::SState {
+    platform::CMutex mutex;
+    std::vector<std::function<void()>> instances ZEL_GUARDED_BY(mutex);
+};
+
+CWQ_HelpSupportApp::CWQ_HelpSupportApp() : m_pState(std::make_unique<SState>()) {}
 CWQ_HelpSupportApp::~CWQ_HelpSupportApp() = default;
 
 void CWQ_HelpSupportApp::AddGlobalInstance(std::function<void()> release)
 {
-    const std::lock_guard guard(m_mutex);
-    m_instances.push_back(std::move(release));
+    const platform::CMutexLock guard(m_pState->mutex);
+    m_pState->instances.push_back(std::move(release));
 }
 
 void CWQ_HelpSupportApp::OnFreeGlobalInstances()
 {
     std::vector<std::function<void()>> instances;
     {
-        const std::lock_guard guard(m_mutex);
-        instances.swap(m_instances);
+        const platform::CMutexLock guard(m_pState->mutex);
+        instances.swap(m_pState->instances);
     }
     while (!instances.empty()) {
         instances.back()();
@@ -94,13 +101,13 @@ void CWQ_HelpSupportApp::OnFreeGlobalInstances()
 
 SWQ_LangRC WQ_StringCodeResource()
 {
-    const std::lock_guard guard(StringCodeResource().mutex);
+    const platform::CMutexLock guard(StringCodeResource().mutex);
     return StringCodeResource().resource;
 }
 
 void SetWQ_StringCodeResource(const SWQ_LangRC& resource)
 {
     WQ_SetLanguage(platform::FromUtf8(resource.language));
-    const std::lock_guard guard(StringCodeResource().mutex);
+    const platform::CMutexLock guard(StringCodeResource().mutex);
     StringCodeResource().resource = resource;
 }

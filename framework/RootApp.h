@@ -3,9 +3,8 @@
 #include "platform/Export.h"
 
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <string>
-#include <vector>
 
 class CWQ_ComModule;
 
@@ -68,8 +67,8 @@ public:
     virtual void OnFreeGlobalInstances();
 
 private:
-    std::mutex m_mutex;
-    std::vector<std::function<void()>> m_instances; // guarded by m_mutex
+    struct SState;
+    const std::unique_ptr<SState> m_pState;
 };
 
 /// The texts that string codes are resolved with, process-wide. Setting them chooses the language of the process.

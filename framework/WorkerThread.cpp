@@ -1,9 +1,8 @@
 #include "framework/WorkerThread.h"
 
+#include "framework/Exceptions.h"
 #include "framework/Services.h"
-#include "platform/Text.h"
 
-#include <exception>
 #include <utility>
 
 namespace {
@@ -12,20 +11,14 @@ thread_local const std::atomic<bool>* currentQuit = nullptr;
 
 std::atomic<unsigned> g_runningThreads = 0;
 
-void ReportEscapedException(const std::wstring& what)
-{
-    WQ_ReportErrorNow(L"framework/WorkerThread", 17, L"CWQ_Thread::Run", L"An exception ended a thread: " + what);
-}
-
 /// The one place where exceptions of a thread end.
 unsigned RunProcedure(AFX_THREADPROC procedure, void* parameter)
 {
     try {
         return procedure(parameter);
-    } catch (const std::exception& exception) {
-        ReportEscapedException(platform::FromUtf8(exception.what()));
     } catch (...) {
-        ReportEscapedException(L"unknown exception");
+        WQ_ReportErrorNow(L"framework/WorkerThread", 17, L"CWQ_Thread::Run",
+                          L"An exception ended a thread: " + WQ_ReasonOfException());
     }
     return kFailedThreadExitCode;
 }

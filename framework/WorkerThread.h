@@ -21,7 +21,7 @@ class ZEL_FRAMEWORK_API CWQ_Thread {
 
 public:
     /// For AfxBeginThread: nobody else gets the key.
-    explicit CWQ_Thread(SKey);
+    explicit CWQ_Thread(SKey key);
     ~CWQ_Thread();
     CWQ_Thread(const CWQ_Thread&) = delete;
     CWQ_Thread& operator=(const CWQ_Thread&) = delete;

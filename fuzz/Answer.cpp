@@ -1,4 +1,4 @@
-#include "protocol/ProtocolFiles.h"
+#include "protocol/RegistrationAnswer.h"
 
 #include "com/Guid.h"
 #include "fuzz/Fuzz.h"
@@ -8,12 +8,12 @@
 void TryBytes(const std::string& bytes)
 {
     GUID clientId{};
-    if (!platform::Succeeded(Protocol::ReadRegistrationAnswer(ScratchFile(bytes), clientId)))
+    if (!platform::Succeeded(RegistrationAnswer::Read(ScratchFile(bytes), clientId)))
         return Require(bytes.size() > 1024);
     if (IsEqualGUID(clientId, GUID{}))
         return;
     GUID again{};
-    Require(Protocol::ReadRegistrationAnswer(ScratchFile(platform::ToUtf8(GuidToText(clientId))), again) ==
+    Require(RegistrationAnswer::Read(ScratchFile(platform::ToUtf8(GuidToText(clientId))), again) ==
             platform::eOsError_None);
     Require(IsEqualGUID(clientId, again) != 0);
 }

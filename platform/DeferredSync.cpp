@@ -1,4 +1,5 @@
-#include "platform/FileSystem.h"
+#include "platform/DeferredSync.h"
+
 #include "platform/Os.h"
 
 #include <algorithm>

@@ -18,7 +18,8 @@ enum eFaultKind {
     eFaultKind_StackOverflow,
     eFaultKind_Abort,
     eFaultKind_Exception, ///< a C++ exception; RunContained never reports it, see RecordCurrentException
-    eFaultKind_Other
+    eFaultKind_Other,
+    eFaultKind_Exit ///< exit was called where nobody may; RunContained never reports it
 };
 
 constexpr std::size_t kMaxFaultFrames = 64;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "platform/Os.h"
 
 #include <atomic>
@@ -11,7 +12,7 @@ namespace platform {
 /// A mutex for what is used while a fault is reported. A contained fault inside of what it guards jumps over the
 /// unlocking; the thread then comes back for it, which is how the loss is noticed, and from there on nobody waits for
 /// it any more. What it guards may be half changed then and is left alone for good.
-class CFaultMutex {
+class ZEL_THREAD_SAFETY(capability("mutex")) CFaultMutex {
 public:
     /// False when a fault has left it locked.
     [[nodiscard]] bool Lock()
@@ -40,11 +41,13 @@ private:
     std::atomic<bool> m_isLost = false;
 };
 
-/// Holds one, if it can be had.
-class CFaultLock {
+/// Holds one, if it can be had. clang takes it for held always: that IsHeld is asked, no compiler sees.
+class ZEL_THREAD_SAFETY(scoped_lockable) CFaultLock {
 public:
-    explicit CFaultLock(CFaultMutex& mutex) : m_mutex(mutex), m_isHeld(mutex.Lock()) {}
-    ~CFaultLock()
+    explicit CFaultLock(CFaultMutex& mutex) ZEL_THREAD_SAFETY(acquire_capability(mutex))
+        : m_mutex(mutex), m_isHeld(mutex.Lock())
+    {}
+    ~CFaultLock() ZEL_THREAD_SAFETY(release_capability())
     {
         if (m_isHeld)
             m_mutex.Unlock();

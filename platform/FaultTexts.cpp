@@ -75,6 +75,7 @@ const wchar_t* FaultKindName(eFaultKind kind)
     case eFaultKind_StackOverflow: return L"stack overflow";
     case eFaultKind_Abort: return L"abort";
     case eFaultKind_Exception: return L"exception";
+    case eFaultKind_Exit: return L"a call of exit";
     case eFaultKind_Other: break;
     }
     return L"other";

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "platform/DirectoryWatch.h"
 #include "platform/Export.h"
+#include "platform/NameKind.h"
 #include "platform/OsError.h"
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -34,7 +35,9 @@ struct SFileAttributes {
 
 struct SDirectoryEntry {
     std::wstring name;
-    bool isDirectory = false;
+    bool isDirectory = false; ///< or, on POSIX, a link to one
+    /// What the listing itself tells; Missing where the file system leaves that to a look at each.
+    eNameKind kind = eNameKind_Missing;
 };
 
 /// Who owns a file, as the system numbers its users: for comparing, and for making files his. Empty for nobody.
@@ -61,12 +64,15 @@ public:
     virtual eOsError Read(std::span<std::byte> buffer, std::size_t& read) = 0;
     /// Writes all bytes at the current position, or fails.
     virtual eOsError Write(std::span<const std::byte> bytes) = 0;
+    /// For a file opened for writing: goes on at this position, which is not beyond the end. What is before it stays.
+    virtual eOsError Seek(std::uint64_t position) = 0;
     /// Length, kind and times of the file that is open, whatever its path names by now.
     virtual eOsError GetAttributes(SFileAttributes& attributes) = 0;
     /// Waits until the content written so far is on the storage device.
     virtual eOsError Sync() = 0;
-    /// Ends the access. A file opened for writing holds exactly what was written after this: what an earlier, longer
-    /// content left behind is cut off. The result tells whether that worked; the file is closed in any case.
+    /// Ends the access. A file opened for writing ends at the current position after this, so that without a Seek it
+    /// holds exactly what was written: what an earlier, longer content left behind is cut off. The result tells whether
+    /// that worked; the file is closed in any case.
     virtual eOsError Close() = 0;
 
 protected:
@@ -105,37 +111,6 @@ enum eMoveFlag : unsigned {
     eMoveFlag_WriteThrough = 8,    ///< return only when the file's data and its new directory entry are on the device
 };
 
-enum eWatchFilter : unsigned {
-    eWatchFilter_FileName = 1,             ///< names created, removed, moved in or out, renamed
-    eWatchFilter_FileNameAndLastWrite = 9, ///< and contents changed
-    eWatchFilter_FileNameGone = 65,        ///< names removed or moved out; on Windows, which can't tell, as FileName
-};
-
-enum eWaitResult { eWaitResult_Changed, eWaitResult_Timeout, eWaitResult_Woken, eWaitResult_Failed };
-
-/// Watches one directory, not what lies below it. A change is remembered from the moment the watch was made: nothing is
-/// lost between two waits. Changes are hints, possibly merged and possibly caused by the watcher itself; the directory
-/// is the truth.
-class IDirectoryWatch {
-public:
-    virtual ~IDirectoryWatch() = default;
-    IDirectoryWatch(const IDirectoryWatch&) = delete;
-    IDirectoryWatch& operator=(const IDirectoryWatch&) = delete;
-
-    /// Waits until something changed, Wake was called, or the time is over. An overflow of the system's queue is a
-    /// change. After Changed, Rearm must be called before the next wait; a change stays signalled until then. A failure
-    /// of the system's wait is Failed, at once: callers must not loop on it without a pause.
-    virtual eWaitResult Wait(std::chrono::milliseconds timeout) = 0;
-    /// Takes the signalled change and goes on watching. Fails when the directory is gone; call it again to try again,
-    /// for a directory that came back is then watched anew. Until that, Wait is Failed, or Woken.
-    virtual eOsError Rearm() = 0;
-    /// Ends the current or the next Wait with Woken, once. From any thread, and safe in a signal handler on POSIX.
-    virtual void Wake() = 0;
-
-protected:
-    IDirectoryWatch() = default;
-};
-
 class IFileSystem {
 public:
     virtual ~IFileSystem() = default;
@@ -153,10 +128,11 @@ public:
 
     /// Moves a file within one volume (NotSameDevice otherwise). SharingViolation while anybody has it open, strangers
     /// included as far as the system can tell: on POSIX that takes the file's owner or a privileged process, for others
-    /// only users of this layer are seen, and a file that the process may neither read nor write is moved unchecked. A
-    /// target that is to be replaced and is in use is AccessDenied. A move of a file onto itself is done, with nothing
-    /// to do. Directories, and what is no file, are AccessDenied. NotDurable: the file was moved, but with WriteThrough
-    /// its new name could not be synced. Any other failure means that nothing was moved.
+    /// only users of this layer are seen, as for all on NFS and SMB without the far server's promise, and a file that
+    /// the process may neither read nor write is moved unchecked. A target that is to be replaced and is in use is
+    /// AccessDenied. A move of a file onto itself is done, with nothing to do. Directories, and what is no file, are
+    /// AccessDenied. NotDurable: the file was moved, but with WriteThrough its new name could not be synced. Any other
+    /// failure means that nothing was moved.
     virtual eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) = 0;
 
     /// Deletes a file, a read-only one like any other; SharingViolation as for Move. A directory is AccessDenied.
@@ -182,74 +158,30 @@ public:
     /// None when files of this directory can be made private for any user, else why not.
     virtual eOsError CanMakePrivate(const std::wstring& directory) = 0;
     /// Lets the owner of a directory read a file of ours that is going to be handed over to him, when it would not let
-    /// him. On Windows this does nothing: a file that is made in the directory has the directory's access list.
+    /// him: on POSIX by an access list. Where there are none, or the owner is the superuser or we ourselves, the group
+    /// of a directory in which a group may make files may read it. On Windows this does nothing: a file that is made in
+    /// the directory has the directory's access list.
     virtual eOsError AllowReading(const std::wstring& path, const std::wstring& directory) = 0;
 
     virtual eOsError OpenForSync(const std::wstring& directory, std::unique_ptr<IDirectorySync>& sync) = 0;
+
+    /// Waits until what anybody has written to a file is on the storage device; see SyncDirectory for its name.
+    virtual eOsError SyncFile(const std::wstring& path) { return Move(path, path, eMoveFlag_WriteThrough); }
+
+    /// When the file was last given its name, or changed in any other way: for one that nobody writes to, when it came
+    /// to where it is. Of a link itself.
+    virtual eOsError GetChangeTime(const std::wstring& path, FileTimeNs& time)
+    {
+        SFileAttributes attributes;
+        const eOsError error = GetAttributes(path, attributes);
+        time = attributes.times.modified;
+        return error;
+    }
 
     /// TooManyWatches when a limit of the system is reached.
     virtual eOsError Watch(const std::wstring& directory, eWatchFilter filter,
                            std::unique_ptr<IDirectoryWatch>& watch) = 0;
 };
-
-/// Puts the syncing of target directories off: while an object of this class lives on a thread, moves of that thread
-/// with WriteThrough neither sync the file nor its new directory; the outermost object syncs each such directory once.
-/// For a scan that takes over many files whose data was synced by whoever handed them over. A directory is opened
-/// before the first move into it, which fails, with nothing moved, when it can't be. One that may not be read is left
-/// to the moves.
-class ZEL_FRAMEWORK_API CDeferredDirectorySync {
-public:
-    CDeferredDirectorySync();
-    /// Syncs what is left, untold: for who leaves early.
-    ~CDeferredDirectorySync();
-    CDeferredDirectorySync(const CDeferredDirectorySync&) = delete;
-    CDeferredDirectorySync& operator=(const CDeferredDirectorySync&) = delete;
-
-    /// Syncs now what was put off; for an object within another one that is nothing. The first failure: what was moved
-    /// into that directory is there, but a power cut may undo it.
-    [[nodiscard]] eOsError Sync();
-
-    /// For the file systems' Move: true while such an object lives on this thread.
-    [[nodiscard]] static bool IsActive();
-    /// Opens a directory for the sync of the outermost object of this thread, once per directory.
-    [[nodiscard]] static eOsError Add(const std::wstring& directory);
-
-private:
-    struct SDirectory {
-        std::wstring path;
-        std::unique_ptr<IDirectorySync> sync;
-    };
-    eOsError SyncAll();
-
-    std::vector<SDirectory> m_directories; ///< of the outermost one
-};
-
-/// While an object of this class lives on a thread, each file that the thread creates or rewrites through this layer is
-/// private to the owner and the process's user, as MakePrivate has it, before anybody can see it. One of the name that
-/// was not is replaced, so that who has it open does not read on. Lock files are not concerned. Nests; an empty owner
-/// is as if there was none.
-class ZEL_FRAMEWORK_API CPrivateFiles {
-public:
-    explicit CPrivateFiles(FileOwner owner);
-    ~CPrivateFiles();
-    CPrivateFiles(const CPrivateFiles&) = delete;
-    CPrivateFiles& operator=(const CPrivateFiles&) = delete;
-
-    /// The owner that counts on this thread; null for none.
-    [[nodiscard]] static const FileOwner* Current();
-
-    /// For a jump over objects of this kind, which ends none of them: the innermost one of this thread before it, to be
-    /// put back behind it.
-    [[nodiscard]] static const CPrivateFiles* Innermost();
-    static void ReturnTo(const CPrivateFiles* object);
-
-private:
-    const FileOwner m_owner;
-    const CPrivateFiles* const m_pOuter;
-};
-
-/// Makes the files that this process creates in other ways private to its user. For programs, at their start.
-ZEL_FRAMEWORK_API void KeepNewFilesPrivate();
 
 /// True when the path names an existing file or directory.
 [[nodiscard]] ZEL_FRAMEWORK_API bool PathExists(const std::wstring& path);

@@ -1,4 +1,4 @@
-#include "platform/FileSystem.h"
+#include "platform/PrivateFiles.h"
 
 #include <utility>
 

@@ -64,23 +64,31 @@ enum eStream { eStream_Output, eStream_Error };
 /// flushes. False when the other side is gone.
 ZEL_FRAMEWORK_API bool WriteConsoleText(eStream stream, const std::wstring& text);
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsTerminal(eStream stream);
+/// Whether the stream leads to the journal of systemd, which reads a priority at the beginning of each line.
+[[nodiscard]] ZEL_FRAMEWORK_API bool IsJournal(eStream stream);
 /// Width in characters; 80 when unknown.
 [[nodiscard]] ZEL_FRAMEWORK_API int TerminalWidth(eStream stream);
 
-enum eProgramSignal { eProgramSignal_Stop, eProgramSignal_Step };
-/// Receives the signals of a program that serves: Stop for SIGTERM, SIGINT, SIGHUP and their console events on Windows;
-/// Step for SIGUSR1, on Windows for a line on standard input. SIGHUP is no second Stop: a terminal that goes may send
-/// several. Where it is ignored, as nohup has it, it stays so. While it lives, SIGXFSZ is ignored. Constructed once, in
-/// main, before other threads start.
+enum eProgramSignal { eProgramSignal_Stop, eProgramSignal_Step, eProgramSignal_Reopen };
+/// Of a tool: Stop alone. Of a server: all, but standard input is left alone. Of one that is stepped by hand: that,
+/// too.
+enum eSignalSet { eSignalSet_Tool, eSignalSet_Server, eSignalSet_SteppedServer };
+/// Receives the signals of a program: Stop for SIGTERM, SIGINT, SIGHUP and their console events on Windows; Step for
+/// SIGUSR1, on Windows for a line on standard input; Reopen for a SIGHUP that a server gets while it has the terminal
+/// that it began with, or none: somebody has moved its log. Windows has nothing like that. SIGHUP is no second Stop: a
+/// terminal that goes may send several. Where it is ignored, as nohup has it, it stays so. While it lives, SIGXFSZ is
+/// ignored. Constructed once, in main, before other threads start.
 class ZEL_FRAMEWORK_API CProgramSignals {
 public:
-    /// acceptStep: without it SIGUSR1 and standard input are left alone.
-    explicit CProgramSignals(bool acceptStep);
+    explicit CProgramSignals(eSignalSet set);
     ~CProgramSignals();
     CProgramSignals(const CProgramSignals&) = delete;
     CProgramSignals& operator=(const CProgramSignals&) = delete;
-    /// False when the time is over.
+    /// False when the time is over. For one thread at a time.
     [[nodiscard]] bool WaitFor(std::chrono::milliseconds timeout, eProgramSignal& received);
+    /// What the last Stop was and where it came from, as far as known, for the log: "SIGTERM of process 4711". For the
+    /// thread that has received it.
+    [[nodiscard]] std::wstring Cause() const;
     /// As if this process had been asked to stop from outside. From any thread.
     void RequestStop();
 
@@ -88,6 +96,9 @@ private:
     struct SState;
     std::unique_ptr<SState> m_pState;
 };
+
+/// Ends this process here and now, with nothing of it cleaned up: for who has waited long enough for another thread.
+[[noreturn]] ZEL_FRAMEWORK_API void EndProcess(int exitCode);
 
 /// Tells the service manager about this process in the manner of sd_notify ("READY=1"). True when told; false where
 /// none listens: no NOTIFY_SOCKET, on Windows outside of RunService. There the manager understands "READY=1",

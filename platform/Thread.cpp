@@ -1,13 +1,12 @@
 #include "platform/Thread.h"
 
+#include "platform/Mutex.h"
 #include "platform/Os.h"
 #include "platform/ThreadName.h"
 
 #include <algorithm>
 #include <array>
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -54,9 +53,9 @@ const char* CurrentThreadName()
 }
 
 struct CManualResetEvent::SState {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool set = false; // guarded by mutex
+    CMutex mutex;
+    CCondition changed;
+    bool set ZEL_GUARDED_BY(mutex) = false;
 };
 
 CManualResetEvent::CManualResetEvent() : m_pState(std::make_shared<SState>()) {}
@@ -69,42 +68,43 @@ void CManualResetEvent::Set()
     // lock would only send him to sleep again, before it.
     const std::shared_ptr<SState> state = m_pState;
     {
-        const std::lock_guard lock(state->mutex);
+        const CMutexLock lock(state->mutex);
         state->set = true;
     }
-    state->changed.notify_all();
+    state->changed.NotifyAll();
 }
 
 void CManualResetEvent::Reset()
 {
-    const std::lock_guard lock(m_pState->mutex);
+    const CMutexLock lock(m_pState->mutex);
     m_pState->set = false;
 }
 
 bool CManualResetEvent::IsSet() const
 {
-    const std::lock_guard lock(m_pState->mutex);
+    const CMutexLock lock(m_pState->mutex);
     return m_pState->set;
 }
 
 void CManualResetEvent::Wait()
 {
-    std::unique_lock lock(m_pState->mutex);
-    m_pState->changed.wait(lock, [this] { return m_pState->set; });
+    CMutexLock lock(m_pState->mutex);
+    m_pState->changed.Wait(lock, [this]() ZEL_REQUIRES(m_pState->mutex) { return m_pState->set; });
 }
 
 bool CManualResetEvent::WaitFor(std::chrono::milliseconds timeout)
 {
-    std::unique_lock lock(m_pState->mutex);
-    return m_pState->changed.wait_for(lock, Bounded(timeout), [this] { return m_pState->set; });
+    CMutexLock lock(m_pState->mutex);
+    return m_pState->changed.WaitFor(lock, Bounded(timeout),
+                                     [this]() ZEL_REQUIRES(m_pState->mutex) { return m_pState->set; });
 }
 
 struct CThread::SState {
     std::thread thread; // touched by the owner of the CThread only
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool ended = false;    // guarded by mutex
-    unsigned exitCode = 0; // guarded by mutex
+    CMutex mutex;
+    CCondition changed;
+    bool ended ZEL_GUARDED_BY(mutex) = false;
+    unsigned exitCode ZEL_GUARDED_BY(mutex) = 0;
 };
 
 CThread::CThread() = default;
@@ -136,10 +136,10 @@ bool CThread::Start(std::function<unsigned()> body)
     auto state = std::make_shared<SState>();
     const auto run = [state = state.get(), keep = state, body = std::move(body)] {
         const unsigned exitCode = body();
-        const std::lock_guard lock(state->mutex);
+        const CMutexLock lock(state->mutex);
         state->exitCode = exitCode;
         state->ended = true;
-        state->changed.notify_all();
+        state->changed.NotifyAll();
     };
     if (!Threads().Start(run, state->thread)) {
         return false;
@@ -159,7 +159,7 @@ bool CThread::Join()
         m_pState->thread.get_id() == std::this_thread::get_id()) {
         return false;
     }
-    m_pState->thread.join();
+    Threads().Join(m_pState->thread);
     return true;
 }
 
@@ -168,8 +168,9 @@ bool CThread::WaitFor(std::chrono::milliseconds timeout)
     if (m_pState == nullptr) {
         return false;
     }
-    std::unique_lock lock(m_pState->mutex);
-    return m_pState->changed.wait_for(lock, Bounded(timeout), [this] { return m_pState->ended; });
+    CMutexLock lock(m_pState->mutex);
+    return m_pState->changed.WaitFor(lock, Bounded(timeout),
+                                     [this]() ZEL_REQUIRES(m_pState->mutex) { return m_pState->ended; });
 }
 
 unsigned CThread::ExitCode() const
@@ -177,7 +178,7 @@ unsigned CThread::ExitCode() const
     if (m_pState == nullptr) {
         return 0;
     }
-    const std::lock_guard lock(m_pState->mutex);
+    const CMutexLock lock(m_pState->mutex);
     return m_pState->exitCode;
 }
 

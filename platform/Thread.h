@@ -35,12 +35,13 @@ private:
     std::shared_ptr<SState> m_pState;
 };
 
-/// Where threads come from.
+/// Where threads come from, and how their end is waited for.
 class IThreads {
 public:
     virtual ~IThreads() = default;
     /// Starts the body, which must not throw. False when the system has no thread to give.
     [[nodiscard]] virtual bool Start(std::function<void()> body, std::thread& thread) = 0;
+    virtual void Join(std::thread& thread) { thread.join(); }
 };
 
 /// A joined thread with an exit code. The destructor joins.

@@ -1,6 +1,6 @@
 #include "apps/common/ArgumentMistakes.h"
 
-#include "framework/TextModule.h"
+#include "apps/common/ShownText.h"
 #include "platform/Text.h"
 
 #include "CommonTexts.h"
@@ -19,14 +19,39 @@ struct SMistake {
 const SMistake kMistakes[] = {
     {"The following argument was not expected: %s", CommonTexts::IDS_NOT_UNDERSTOOD},
     {"The following arguments were not expected: %s", CommonTexts::IDS_NOT_UNDERSTOOD},
-    {"Could not convert: %s = %s", CommonTexts::IDS_OPTION_CANNOT_BE},
-    {"%s: Value %s not in range %s", CommonTexts::IDS_OPTION_CANNOT_BE},
+    {"Could not convert: %s = %s", CommonTexts::IDS_OPTION_CANNOT_BE}, // a flag: numbers have a range
+    {"%s: Value %s not in range %s to %s", CommonTexts::IDS_OPTION_OUT_OF_RANGE},
+    {"%s: %s not in {%s}", CommonTexts::IDS_OPTION_NOT_AMONG},
     {"%s: %s required %s missing", CommonTexts::IDS_OPTION_NEEDS_VALUE},
     {"%s: At Most 1 required but received %s", CommonTexts::IDS_OPTION_TWICE},
     {"%s is required", CommonTexts::IDS_OPTION_MISSING},
     {"%s requires %s", CommonTexts::IDS_OPTION_NEEDS},
     {"%s excludes %s", CommonTexts::IDS_OPTION_EXCLUDES},
 };
+
+/// One that nobody is told: it stands for none.
+constexpr std::size_t kLongestNumber = 20;
+
+/// "name,age" and "0.500000" as people write it.
+std::wstring ShownLimit(std::wstring limit)
+{
+    if (limit.find(L'.') != std::wstring::npos) {
+        limit.erase(limit.find_last_not_of(L'0') + 1);
+        if (limit.ends_with(L'.'))
+            limit.pop_back();
+    }
+    for (std::size_t at = limit.find(L','); at != std::wstring::npos; at = limit.find(L',', at + 1))
+        limit.insert(at + 1, L" ");
+    return ShownWord(limit);
+}
+
+std::wstring OurText(const STextCode& text, std::vector<std::wstring> parts)
+{
+    for (std::size_t index = 0; index < parts.size(); ++index)
+        parts[index] = index < 2 ? ShownWord(parts[index]) : ShownLimit(parts[index]);
+    const bool isEndless = &text == &CommonTexts::IDS_OPTION_OUT_OF_RANGE && parts.back().size() > kLongestNumber;
+    return WQ_ModuleText(isEndless ? CommonTexts::IDS_OPTION_TOO_SMALL : text, parts);
+}
 
 /// What stands in a text where the pattern has %s. Empty when the text is another one.
 std::optional<std::vector<std::wstring>> Match(std::string_view text, std::string_view pattern)
@@ -57,7 +82,12 @@ std::wstring MistakeText(const std::string& parserText)
 {
     for (const SMistake& mistake : kMistakes) {
         if (const auto parts = Match(parserText, mistake.pattern))
-            return WQ_ModuleText(mistake.text, *parts);
+            return OurText(mistake.text, *parts);
     }
     return platform::FromUtf8(parserText);
+}
+
+std::wstring ShownWord(const std::wstring& word)
+{
+    return word.empty() ? L"\"\"" : ShownName(word);
 }

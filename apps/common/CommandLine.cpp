@@ -2,6 +2,8 @@
 
 #include "apps/common/ArgumentMistakes.h"
 #include "apps/common/ExitCodes.h"
+#include "apps/common/ShownText.h"
+#include "apps/common/Suggestion.h"
 #include "platform/Process.h"
 #include "platform/Text.h"
 
@@ -12,14 +14,47 @@
 
 namespace {
 
-/// The help of the command that the user was at.
-std::string HelpOf(const CLI::App& app)
+/// The command that the user was at, or the program.
+const CLI::App& ChosenOf(const CLI::App& app)
 {
     const CLI::App* chosen = &app;
     while (!chosen->get_subcommands().empty())
         chosen = chosen->get_subcommands().front();
+    return *chosen;
+}
+
+std::string HelpOf(const CLI::App& app)
+{
+    const CLI::App& chosen = ChosenOf(app);
     // The parser's own choice of the subcommand prints the names of all parents before it.
-    return chosen == &app ? app.help() : chosen->help(app.get_name());
+    return &chosen == &app ? app.help() : chosen.help(app.get_name());
+}
+
+/// What could stand in the place of a word: options, or before a command was named the commands.
+std::vector<std::wstring> Known(const CLI::App& app, bool isOption)
+{
+    std::vector<std::wstring> known;
+    if (isOption) {
+        for (const CLI::Option* option : app.get_options())
+            std::ranges::transform(option->get_lnames(), std::back_inserter(known),
+                                   [](const std::string& name) { return L"--" + platform::FromUtf8(name); });
+        return known;
+    }
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+        known.push_back(platform::FromUtf8(command->get_name()));
+    return known;
+}
+
+/// What was not understood is told before what is missing: often it is the same, misspelt.
+std::wstring MistakeOf(const CLI::App& app, const CLI::ParseError& error)
+{
+    const std::vector<std::string> unknown = app.remaining(true);
+    if (unknown.empty())
+        return MistakeText(error.what());
+    const std::wstring word = platform::FromUtf8(unknown.front().substr(0, unknown.front().find('=')));
+    const std::wstring meant = NearestWord(word, Known(ChosenOf(app), word.starts_with(L'-')));
+    return meant.empty() ? WQ_ModuleText(CommonTexts::IDS_NOT_UNDERSTOOD, {ShownWord(word)})
+                         : WQ_ModuleText(CommonTexts::IDS_DID_YOU_MEAN, {ShownWord(word), meant});
 }
 
 } // namespace
@@ -38,7 +73,7 @@ std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstrin
         platform::WriteConsoleText(platform::eStream_Output, platform::FromUtf8(version.what()) + L"\n");
         return eExitCode_Done;
     } catch (const CLI::ParseError& error) {
-        PrintUsageError(platform::FromUtf8(app.get_name()), MistakeText(error.what()));
+        PrintUsageError(platform::FromUtf8(app.get_name()), MistakeOf(app, error));
         return eExitCode_Usage;
     }
 }
@@ -72,7 +107,7 @@ std::string HelpText(const STextCode& code, const std::vector<std::wstring>& arg
 
 void PrintError(const std::wstring& program, const std::wstring& text)
 {
-    platform::WriteConsoleText(platform::eStream_Error, program + L": " + text + L"\n");
+    platform::WriteConsoleText(platform::eStream_Error, program + L": " + Printable(text) + L"\n");
 }
 
 void PrintUsageError(const std::wstring& program, const std::wstring& text)

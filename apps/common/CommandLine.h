@@ -1,6 +1,6 @@
 #pragma once
 
-#include "framework/TextModule.h"
+#include "framework/texts/TextModule.h"
 
 #include <optional>
 #include <string>
@@ -25,7 +25,7 @@ CLI::App& AddCommand(CLI::App& app, const char* name, const STextCode& descripti
 /// A text of the help as the parser wants it.
 [[nodiscard]] std::string HelpText(const STextCode& code, const std::vector<std::wstring>& arguments = {});
 
-/// "program: text" and a line end on standard error.
+/// "program: text" and a line end on standard error. Control characters in it are shown as \x1b and the like.
 void PrintError(const std::wstring& program, const std::wstring& text);
 /// The same for a mistake in the arguments, with a line that names the help.
 void PrintUsageError(const std::wstring& program, const std::wstring& text);

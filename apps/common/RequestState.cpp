@@ -1,13 +1,18 @@
 #include "apps/common/RequestState.h"
 
+#include "apps/common/ShownText.h"
+#include "framework/texts/TextTable.h"
 #include "platform/Text.h"
 
 #include "CommonTexts.h"
 
+#include <algorithm>
 #include <ctime>
 #include <fmt/chrono.h>
+#include <fmt/xchar.h>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 namespace {
 
@@ -24,6 +29,57 @@ constexpr const STextCode* kStatusWords[] = {
 };
 static_assert(std::size(kStatusWords) == eRequestStatus_Last - eRequestStatus_NotIntialized);
 
+/// The same for programs, in no language.
+constexpr const char* kStates[] = {
+    "unknown", "client-error", "server-error", "server-timeout", "sent",     "not-requested", "waiting", "started",
+    "parsing", "calculating",  "getting-data", "preparing",      "canceled", "paused",        "done",
+};
+static_assert(std::size(kStates) == std::size(kStatusWords));
+
+/// Texts of the system that say what a status says already.
+constexpr std::string_view kSayNoMore[] = {
+    "IDS_REQUEST_CANCELED",
+    "IDS_READING_REQUEST",
+    "IDS_GETTING_DATA",
+    "IDS_PREPARING_RESPONSE",
+    "IDS_DONE",
+    "IDS_WAITING_IN_QUEUE",
+    "IDS_PROCESSING_STARTED",
+    "IDS_CANCELED",
+    "IDS_PAUSED",
+};
+
+/// In any language: the server may speak another one.
+bool SaysMoreThanStatus(const std::wstring& comment)
+{
+    for (const std::string& language : CTextTable::Languages(CTextTable::kSystemModule)) {
+        for (const auto& [id, entry] : CTextTable::Find(CTextTable::kSystemModule, language)->Entries()) {
+            if (entry.text == comment && std::ranges::count(kSayNoMore, entry.codeName) != 0)
+                return false;
+        }
+    }
+    return !comment.empty();
+}
+
+/// "Server error: ..." begins with "ServerError".
+bool BeginsWithWord(const std::wstring& comment, const std::wstring& word)
+{
+    std::wstring begin;
+    for (const wchar_t character : comment) {
+        if (begin.size() == word.size())
+            break;
+        if (character != L' ')
+            begin += character;
+    }
+    return platform::EqualsNoCase(begin, word);
+}
+
+const char* StateOf(eZelProcRequestStatus status)
+{
+    const bool isKnown = status >= eRequestStatus_NotIntialized && status < eRequestStatus_Last;
+    return kStates[isKnown ? status - eRequestStatus_NotIntialized : 0];
+}
+
 /// Null for a time that is not known, and for one that the system's calendar does not have (on Windows, before 1970).
 nlohmann::ordered_json TimeOrNull(const std::optional<std::int64_t>& time)
 {
@@ -34,6 +90,21 @@ nlohmann::ordered_json TimeOrNull(const std::optional<std::int64_t>& time)
     } catch (const fmt::format_error&) {
         return {};
     }
+}
+
+template <class Number>
+nlohmann::ordered_json NumberOrNull(const std::optional<Number>& number)
+{
+    return number ? nlohmann::ordered_json(*number) : nlohmann::ordered_json();
+}
+
+void AddFiles(nlohmann::ordered_json& object, const SRequestFiles& files)
+{
+    object["since"] = TimeOrNull(files.since);
+    object["position"] = NumberOrNull(files.position);
+    object["size"] = NumberOrNull(files.size);
+    object["owner"] =
+        files.owner.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(platform::ToUtf8(files.owner));
 }
 
 } // namespace
@@ -67,21 +138,51 @@ std::wstring ToJson(const SRequestState& state)
     object["name"] = platform::ToUtf8(state.name);
     object["status"] = static_cast<std::int32_t>(state.status);
     object["statusName"] = platform::ToUtf8(EnumToName(state.status, GetRequestStatusNames()));
+    object["state"] = StateOf(state.status);
     object["percent"] = state.percent ? nlohmann::ordered_json(*state.percent) : nlohmann::ordered_json();
     object["comment"] = platform::ToUtf8(state.comment);
     object["created"] = TimeOrNull(state.created);
     object["modified"] = TimeOrNull(state.modified);
+    if (state.age)
+        object["age"] = *state.age;
+    if (state.files)
+        AddFiles(object, *state.files);
     return platform::FromUtf8(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 std::wstring ToText(const SRequestState& state)
 {
-    std::wstring text = OneLine(state.name) + L": " + StatusWord(state.status);
-    if (state.percent)
+    const std::wstring word = StatusWord(state.status);
+    const bool hasPercent = state.percent && state.status != eRequestStatus_Done;
+    const bool hasComment = SaysMoreThanStatus(state.comment);
+    std::wstring text = ShownName(state.name) + L":";
+    if (hasPercent || !hasComment || !BeginsWithWord(state.comment, word))
+        text += L" " + word;
+    if (hasPercent)
         text += L" " + std::to_wstring(*state.percent) + L" %";
-    if (!state.comment.empty())
+    if (hasComment)
         text += L" " + OneLine(state.comment);
+    if (state.age)
+        text += L" (" + AgeText(*state.age) + L")";
     return text;
+}
+
+std::wstring CommentText(const SRequestState& state)
+{
+    return SaysMoreThanStatus(state.comment) ? OneLine(state.comment) : std::wstring();
+}
+
+std::wstring AgeText(std::int64_t seconds)
+{
+    // From two of a unit on in that one: "1 d" could be nearly two.
+    const std::pair<std::int64_t, const STextCode*> units[] = {{86'400, &CommonTexts::IDS_AGE_DAYS},
+                                                               {3'600, &CommonTexts::IDS_AGE_HOURS},
+                                                               {60, &CommonTexts::IDS_AGE_MINUTES}};
+    for (const auto& [length, code] : units) {
+        if (seconds >= 2 * length)
+            return WQ_ModuleText(*code, {std::to_wstring(seconds / length)});
+    }
+    return WQ_ModuleText(CommonTexts::IDS_AGE_SECONDS, {std::to_wstring(seconds)});
 }
 
 std::wstring StatusWord(eZelProcRequestStatus status)
@@ -89,15 +190,6 @@ std::wstring StatusWord(eZelProcRequestStatus status)
     if (status < eRequestStatus_NotIntialized || status >= eRequestStatus_Last)
         return EnumToName(status, GetRequestStatusNames());
     return WQ_ModuleText(*kStatusWords[status - eRequestStatus_NotIntialized]);
-}
-
-std::wstring OneLine(std::wstring text)
-{
-    for (wchar_t& character : text) {
-        if (character < L' ' || (character >= L'\x7f' && character < L'\xa0'))
-            character = L' ';
-    }
-    return text;
 }
 
 eExitCode ExitCodeOf(eZelProcRequestStatus status)

@@ -7,6 +7,16 @@
 #include <optional>
 #include <string>
 
+/// What the files of a request tell, where it is asked for.
+struct SRequestFiles {
+    std::optional<std::int64_t> position; ///< 0 runs, 1 runs next; of those that run or wait
+    std::optional<std::uint64_t> size;    ///< of the request, or of the response of one that has ended, in bytes
+    std::wstring owner;                   ///< of that file; empty when it is not known
+    std::optional<std::int64_t> since;    ///< when it began to wait or to run, or ended; seconds since 1970-01-01 UTC
+
+    friend bool operator==(const SRequestFiles&, const SRequestFiles&) = default;
+};
+
 /// What a program knows of a request, ready to be shown.
 struct SRequestState {
     std::wstring name;
@@ -15,6 +25,8 @@ struct SRequestState {
     std::wstring comment;
     std::optional<std::int64_t> created; ///< of the status file; seconds since 1970-01-01 UTC
     std::optional<std::int64_t> modified;
+    std::optional<std::int64_t> age; ///< seconds since it began to wait or to run, or ended; where it is asked for
+    std::optional<SRequestFiles> files;
 
     friend bool operator==(const SRequestState&, const SRequestState&) = default;
 };
@@ -27,15 +39,19 @@ struct SRequestState {
 /// place of what is not.
 [[nodiscard]] std::wstring ToJson(const SRequestState& state);
 
-/// The state for people, on one line: "name: Calculating 42 % comment", in the user's language.
+/// The state for people, on one line: "name: Calculating 42 % comment", in the user's language. A comment that says
+/// what the status says is left out, and of one that begins with the word of the status that word.
 [[nodiscard]] std::wstring ToText(const SRequestState& state);
+
+/// The comment for people: on one line, without what the status says. Empty when that is all.
+[[nodiscard]] std::wstring CommentText(const SRequestState& state);
+
+/// "5 d": a time that has passed, in the user's language.
+[[nodiscard]] std::wstring AgeText(std::int64_t seconds);
 
 /// The status for people, in a word of their language; in English it is the status name without its prefix. Programs
 /// read the status itself, in JSON.
 [[nodiscard]] std::wstring StatusWord(eZelProcRequestStatus status);
-
-/// A text without line ends and control characters, which could move a terminal's cursor.
-[[nodiscard]] std::wstring OneLine(std::wstring text);
 
 /// The exit code that tells of this status. A request that has not ended yet counts as done: nothing failed.
 [[nodiscard]] eExitCode ExitCodeOf(eZelProcRequestStatus status);

@@ -1,10 +1,10 @@
-#include "apps/common/ComThread.h"
 #include "apps/common/CommandLine.h"
 #include "apps/common/ExitCodes.h"
 #include "apps/common/LibraryInstance.h"
 #include "apps/zel-regsvr/ComponentList.h"
 #include "apps/zel-regsvr/Registrar.h"
 #include "apps/zel-regsvr/RegsvrOptions.h"
+#include "com/ComThread.h"
 #include "platform/Process.h"
 #include "platform/Text.h"
 

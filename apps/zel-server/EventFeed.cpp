@@ -3,7 +3,7 @@
 #include "com/Guid.h"
 #include "com/ZelCom.h"
 #include "framework/Log.h"
-#include "framework/RegistryCathegory.h"
+#include "framework/module/RegistryCathegory.h"
 #include "platform/Text.h"
 
 CEventFeed::CEventFeed(CZelProcessorServer& server) : m_pSink(MakeComObject<CEventSink>(server)) {}

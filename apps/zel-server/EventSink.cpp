@@ -1,6 +1,6 @@
 #include "apps/zel-server/EventSink.h"
 
-#include "apps/common/ComThread.h"
+#include "com/ComThread.h"
 #include "framework/Log.h"
 #include "platform/Text.h"
 
@@ -18,12 +18,13 @@ template <class Call>
 HRESULT CEventSink::Forward(const wchar_t* failed, const Call& call) noexcept
 {
     return ComGuard([&] {
-        const std::lock_guard lock(m_cs);
+        const platform::CMutexLock lock(m_cs);
         if (m_pServer == nullptr)
             return S_FALSE;
+        CZelProcessorServer& server = *m_pServer;
         const CComThread com; // a thread of the plug-in may be without
         const HRESULT result = ComGuard([&] {
-            call(*m_pServer);
+            call(server);
             return S_OK;
         });
         if (FAILED(result))
@@ -34,7 +35,7 @@ HRESULT CEventSink::Forward(const wchar_t* failed, const Call& call) noexcept
 
 void CEventSink::Detach()
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     m_pServer = nullptr;
 }
 

@@ -3,8 +3,7 @@
 #include "ZEL_Processor/IWQ_DsEventSource.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "com/ComObject.h"
-
-#include <mutex>
+#include "platform/Mutex.h"
 
 /// Hands changes in the data on to the server, from whatever thread a plug-in calls it. What fails is logged and told
 /// to the plug-in; the server goes on.
@@ -22,6 +21,6 @@ private:
     template <class Call>
     HRESULT Forward(const wchar_t* failed, const Call& call) noexcept;
 
-    std::mutex m_cs;                ///< held for a whole call: the server takes one at a time
-    CZelProcessorServer* m_pServer; ///< guarded by m_cs
+    platform::CMutex m_cs; ///< held for a whole call: the server takes one at a time
+    CZelProcessorServer* m_pServer ZEL_GUARDED_BY(m_cs);
 };

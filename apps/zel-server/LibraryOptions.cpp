@@ -1,5 +1,6 @@
 #include "apps/zel-server/LibraryOptions.h"
 
+#include "platform/Text.h"
 #include "plugins/common/Seconds.h"
 
 using namespace std::chrono_literals;
@@ -10,9 +11,6 @@ namespace {
 /// less than a kilobyte each, and the change of data that all clients are told of some 100 microseconds each.
 constexpr unsigned kMaxQueued = 10000;
 constexpr unsigned kMaxClients = 1000;
-/// Readers need microseconds; a stranger who sends one request after the other and holds its status costs this each
-/// time.
-constexpr unsigned kPatienceMs = 100;
 
 constexpr std::chrono::milliseconds kUsualQueryTime = 300s;
 
@@ -22,20 +20,52 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
 {
     SZelServerOptions options;
     options.syncing = !asked.noSync;
+    options.manual = asked.manual;
     options.cancelByName = !asked.strict;
     options.requestsOnly = !asked.strict;
     options.pausedStatus = !asked.strict;
     options.eventsLimit = EventsLimit(asked);
+    options.ownLists = !asked.strict && !asked.oneList;
+    options.presence = !asked.strict && !asked.noPresence;
     options.xmlLimits = asked.xmlLimits;
     if (!asked.strict)
         options.crashReportTime = 30s;
     options.takeTurns = !asked.strict;
+    options.requestAttributes = !asked.strict;
+    options.fair = asked.fair;
     options.maxQueued = asked.maxQueued.value_or(asked.strict ? 0 : kMaxQueued);
     options.maxClients = asked.maxClients.value_or(asked.strict ? 0 : kMaxClients);
     options.privateFiles = asked.privateFiles;
     options.followLinks = asked.followLinks;
     options.tellRefused = !asked.strict;
-    options.patienceMs = asked.strict ? 0 : kPatienceMs;
+    options.tellReasons = !asked.strict;
+    options.tellStory = !asked.strict;
+    options.resume = asked.resume && !asked.strict;
+    options.interrupted = asked.interrupted;
+    options.attempts = asked.attempts;
+    options.retryLastStatus = !asked.strict;
+    options.checkedWatch = !asked.strict;
+    options.poll = std::chrono::milliseconds(asked.pollMs.value_or(0));
+    if (asked.patience || !asked.strict)
+        options.patience = asked.patience.value_or(0ms);
+    options.keep = 24h * asked.keepDays;
+    options.busyWarning = asked.busyWarning.value_or(options.busyWarning);
+    return options;
+}
+
+SServerOptions OptionsInForce(const SServerOptions& asked, const std::wstring& variable)
+{
+    SServerOptions options = asked;
+    const SZelServerOptions chosen = LibraryOptions(asked);
+    options.eventsLimitMiB = static_cast<unsigned>(chosen.eventsLimit >> 20);
+    options.maxQueued = static_cast<unsigned>(chosen.maxQueued);
+    options.maxClients = static_cast<unsigned>(chosen.maxClients);
+    options.patience = chosen.patience;
+    options.resume = chosen.resume;
+    options.busyWarning = chosen.busyWarning;
+    options.stopTimeout = asked.stopTimeout.value_or(0ms);
+    if (std::chrono::milliseconds limit{}; ParseSeconds(platform::ToUtf8(QueryTimeLimit(asked, variable)), limit))
+        options.queryTimeLimit = limit;
     return options;
 }
 

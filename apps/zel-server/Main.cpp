@@ -1,9 +1,10 @@
-#include "apps/common/ComThread.h"
 #include "apps/common/CommandLine.h"
 #include "apps/common/ExitCodes.h"
 #include "apps/common/LibraryInstance.h"
+#include "apps/zel-server/ServerCheck.h"
 #include "apps/zel-server/ServerProgram.h"
 #include "apps/zel-server/ServerService.h"
+#include "com/ComThread.h"
 #include "platform/Process.h"
 #include "platform/Text.h"
 
@@ -26,6 +27,8 @@ int Serve(const SServerOptions& options)
             PrintError(L"zel-server", WQ_ModuleText(CommonTexts::IDS_LIBRARY_NOT_STARTED));
             return eExitCode_ClientError;
         }
+        if (options.check)
+            return CheckServer(options);
         CServerProgram program(options);
         return program.Run();
     } catch (const std::exception& exception) {
@@ -43,7 +46,8 @@ int main(int argc, char** argv)
         if (const std::optional<int> code = ParseServerOptions(platform::ProgramArguments(argc, argv), options))
             return *code;
         const auto serve = [&options] { return Serve(options); };
-        return options.service == eServiceAction_None ? serve() : CarryOutServiceAction(options, serve);
+        return options.check || options.service == eServiceAction_None ? serve()
+                                                                       : CarryOutServiceAction(options, serve);
     } catch (const std::exception& exception) {
         PrintError(L"zel-server", platform::FromUtf8(exception.what()));
         return eExitCode_ClientError;

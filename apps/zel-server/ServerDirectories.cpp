@@ -1,6 +1,7 @@
 #include "apps/zel-server/ServerDirectories.h"
 
 #include "ZEL_Processor/ZelProcessorClient.h"
+#include "ZEL_Processor/ZelProtocolNames.h"
 #include "apps/common/Directories.h"
 #include "platform/Installation.h"
 #include "platform/NameKind.h"
@@ -13,15 +14,6 @@
 #include <algorithm>
 
 namespace {
-
-constexpr const wchar_t* kQueueFolder = L"Queue";
-/// The claim lies in a folder of its own: the start of a server deletes the files of the output directory, not those of
-/// its subfolders. Being inside, it is found by every path that leads to the directory.
-constexpr const wchar_t* kOwnFolder = L".zel-server";
-constexpr const wchar_t* kClaimFile = L"lock";
-/// A file beside the lock, because a held lock file can't be read everywhere.
-constexpr const wchar_t* kProcessFile = L"process";
-constexpr std::size_t kMaxProcessText = 64;
 
 /// What may be wrong with one of the directories.
 struct SDirectoryTexts {
@@ -52,41 +44,123 @@ bool ProvideDirectory(const std::wstring& path, const SDirectoryTexts& texts, bo
     return platform::Succeeded(created);
 }
 
-/// The server that holds the claim is told by its process; without one when it left no number.
-std::wstring ClaimedText(const std::wstring& outputDir, const std::wstring& processFile)
+/// What may be wrong with a claim.
+struct SClaimTexts {
+    const STextCode& inUse;
+    const STextCode& inUseBy;
+    const STextCode& notClaimed;
+};
+constexpr SClaimTexts kOutputClaimTexts{ServerTexts::IDS_OUTPUT_DIR_IN_USE, ServerTexts::IDS_OUTPUT_DIR_IN_USE_BY,
+                                        ServerTexts::IDS_OUTPUT_DIR_NOT_CLAIMED};
+constexpr SClaimTexts kRequestClaimTexts{ServerTexts::IDS_REQUEST_DIR_IN_USE, ServerTexts::IDS_REQUEST_DIR_IN_USE_BY,
+                                         ServerTexts::IDS_REQUEST_DIR_NOT_CLAIMED};
+
+/// Whether a directory is no longer there, or something else is in its place. What cannot be looked at is not gone.
+bool IsGone(const std::wstring& directory)
 {
-    std::string text;
-    if (!platform::Succeeded(
-            platform::ReadWholeFile(processFile, platform::eOpenMode_ReadShared, text, kMaxProcessText)))
-        text.clear();
-    const bool isNumber =
-        !text.empty() && std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
-    return isNumber ? WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_IN_USE_BY, {platform::FromUtf8(text), outputDir})
-                    : WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_IN_USE, {outputDir});
+    platform::SFileAttributes attributes;
+    const platform::eOsError looked = platform::Files().GetAttributes(directory, attributes);
+    return platform::IsAbsent(looked) || (platform::Succeeded(looked) && !attributes.isDirectory);
+}
+
+/// Without what it lies in: where that is gone as well, the directory may have been on another volume.
+bool Remake(const std::wstring& path, const STextCode& lost, const std::wstring& outputDir, std::wstring& error)
+{
+    platform::eOsError made = platform::Files().MakeDirectory(path);
+    if (platform::Succeeded(made) || made == platform::eOsError_AlreadyExists)
+        made = platform::CheckOwnDirectory(path); // somebody may have been faster
+    if (!platform::Succeeded(made))
+        error = WQ_ModuleText(lost, {outputDir, platform::OsErrorText(made)});
+    return platform::Succeeded(made);
+}
+
+/// The server that holds the claim is told by its process; without one when it left no number.
+bool TakeClaim(CDirectoryClaim& claim, const std::wstring& directory, const SClaimTexts& texts, std::wstring& error)
+{
+    const platform::eOsError result = claim.Take(directory);
+    if (platform::Succeeded(result))
+        return true;
+    const std::wstring process =
+        result == platform::eOsError_SharingViolation ? CDirectoryClaim::HolderOf(directory) : std::wstring();
+    if (result != platform::eOsError_SharingViolation)
+        error = WQ_ModuleText(texts.notClaimed, {directory, platform::OsErrorText(result)});
+    else
+        error = process.empty() ? WQ_ModuleText(texts.inUse, {directory})
+                                : WQ_ModuleText(texts.inUseBy, {process, directory});
+    return false;
 }
 
 } // namespace
 
-CServerDirectories::CServerDirectories() = default;
-
-CServerDirectories::~CServerDirectories()
-{
-    // Before the claim ends, or it could be the next server's.
-    if (m_pClaim)
-        static_cast<void>(platform::Files().Remove(m_strProcessFile));
-}
-
 bool CServerDirectories::Prepare(const SServerOptions& options, std::wstring& error)
 {
+    m_strRequestDir = options.requestDir;
+    m_strOutputDir = options.outputDir;
     return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, error) &&
            ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, error) && CheckApart(options, error) &&
            CheckOwn(options.outputDir, error) && (options.adopt || CheckNothingForeign(options.outputDir, error)) &&
-           Claim(options.outputDir, error);
+           TakeClaim(m_outputClaim, options.outputDir, kOutputClaimTexts, error) && ClaimRequestDir(options, error);
+}
+
+bool CServerDirectories::Check(const SServerOptions& options, std::wstring& error)
+{
+    const auto isProvided = [&](const std::wstring& directory, const SDirectoryTexts& texts) {
+        const bool isMade = options.createDirs && !platform::PathExists(directory);
+        return isMade || ProvideDirectory(directory, texts, false, error);
+    };
+    return isProvided(options.requestDir, kRequestTexts) && isProvided(options.outputDir, kOutputTexts) &&
+           CheckApart(options, error) && CheckOwn(options.outputDir, error) &&
+           (options.adopt || !platform::DirectoryExists(options.outputDir) ||
+            CheckNothingForeign(options.outputDir, error));
+}
+
+bool CServerDirectories::ClaimRequestDir(const SServerOptions& options, std::wstring& error)
+{
+    return options.shareRequests || options.strict ||
+           TakeClaim(m_requestClaim, options.requestDir, kRequestClaimTexts, error);
+}
+
+eDirectoriesState CServerDirectories::Look(std::wstring& text)
+{
+    const std::wstring queue = platform::JoinPath(m_strOutputDir, ZelProtocol::kQueueDirectory);
+    // Of a request directory that is gone the listener tells.
+    const bool isClaimGone =
+        !m_outputClaim.IsThere() || (m_requestClaim.IsHeld() && !m_requestClaim.IsThere() && !IsGone(m_strRequestDir));
+    const bool isQueueMissing = IsGone(queue);
+    if (!isQueueMissing && !isClaimGone)
+        return eDirectoriesState_Fine;
+    // Last: what it held is gone with it, whenever that was.
+    const bool isOutputGone = IsGone(m_strOutputDir);
+    const bool isQueueGone = isQueueMissing || isOutputGone;
+    if ((isOutputGone && !Remake(m_strOutputDir, ServerTexts::IDS_OUTPUT_DIR_LOST, m_strOutputDir, text)) ||
+        (isQueueGone && !Remake(queue, ServerTexts::IDS_QUEUE_LOST, m_strOutputDir, text)) || !RemakeClaims(text))
+        return eDirectoriesState_Lost;
+    if (isQueueGone)
+        static_cast<void>(platform::KeepOthersFromWriting(queue)); // fails for an administrator's, who knows
+    if (text.empty())                                              // else why a claim cannot be made again
+        text = WQ_ModuleText(isOutputGone  ? ServerTexts::IDS_OUTPUT_DIR_REMADE
+                             : isQueueGone ? ServerTexts::IDS_QUEUE_REMADE
+                                           : ServerTexts::IDS_CLAIM_REMADE,
+                             {m_strOutputDir});
+    return eDirectoriesState_Remade;
+}
+
+bool CServerDirectories::RemakeClaims(std::wstring& error)
+{
+    if (!m_outputClaim.IsThere() && !TakeClaim(m_outputClaim, m_strOutputDir, kOutputClaimTexts, error))
+        return false;
+    // Senders may take away what lies in the request directory, and put something else there: that must not end the
+    // server, which goes on without this claim.
+    if (m_requestClaim.IsHeld() && !m_requestClaim.IsThere() && !IsGone(m_strRequestDir) &&
+        !TakeClaim(m_requestClaim, m_strRequestDir, kRequestClaimTexts, error))
+        m_requestClaim.End();
+    return true;
 }
 
 bool CServerDirectories::CheckOwn(const std::wstring& outputDir, std::wstring& error)
 {
-    for (const std::wstring& folder : {platform::JoinPath(outputDir, kQueueFolder), OwnFolder(outputDir)}) {
+    for (const std::wstring& folder :
+         {platform::JoinPath(outputDir, ZelProtocol::kQueueDirectory), OwnFolder(outputDir)}) {
         const platform::eOsError checked = platform::CheckOwnDirectory(folder);
         if (platform::Succeeded(checked) || platform::IsAbsent(checked))
             continue;
@@ -102,7 +176,7 @@ bool CServerDirectories::CheckApart(const SServerOptions& options, std::wstring&
         error = WQ_ModuleText(ServerTexts::IDS_SAME_DIRECTORY, {options.requestDir, options.outputDir});
         return false;
     }
-    if (platform::IsSameFile(options.requestDir, platform::JoinPath(options.outputDir, kQueueFolder))) {
+    if (platform::IsSameFile(options.requestDir, platform::JoinPath(options.outputDir, ZelProtocol::kQueueDirectory))) {
         error = WQ_ModuleText(ServerTexts::IDS_REQUEST_DIR_IS_QUEUE, {options.requestDir});
         return false;
     }
@@ -111,7 +185,7 @@ bool CServerDirectories::CheckApart(const SServerOptions& options, std::wstring&
 
 bool CServerDirectories::CheckNothingForeign(const std::wstring& outputDir, std::wstring& error)
 {
-    if (platform::DirectoryExists(platform::JoinPath(outputDir, kQueueFolder)))
+    if (platform::DirectoryExists(platform::JoinPath(outputDir, ZelProtocol::kQueueDirectory)))
         return true;
     std::vector<platform::SDirectoryEntry> entries;
     if (const platform::eOsError listed = platform::Files().List(outputDir, entries); !platform::Succeeded(listed)) {
@@ -126,43 +200,18 @@ bool CServerDirectories::CheckNothingForeign(const std::wstring& outputDir, std:
     return false;
 }
 
-bool CServerDirectories::Claim(const std::wstring& outputDir, std::wstring& error)
-{
-    const std::wstring folder = OwnFolder(outputDir);
-    m_strProcessFile = platform::JoinPath(folder, kProcessFile);
-    const std::string process = std::to_string(platform::CurrentProcessId());
-    platform::eOsError result = platform::MakeDirectories(folder);
-    if (platform::Succeeded(result))
-        result = platform::CheckOwnDirectory(folder); // somebody may have been faster
-    if (platform::Succeeded(result))
-        static_cast<void>(platform::KeepOthersFromWriting(folder)); // fails for an administrator's, who knows
-    if (platform::Succeeded(result))
-        result = platform::Files().OpenLockFile(platform::JoinPath(folder, kClaimFile), process, m_pClaim);
-    if (result == platform::eOsError_SharingViolation) {
-        error = ClaimedText(outputDir, m_strProcessFile);
-        return false;
-    }
-    if (!platform::Succeeded(result)) {
-        error = WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_NOT_CLAIMED, {outputDir, platform::OsErrorText(result)});
-        return false;
-    }
-    // For people only: the claim stands without it.
-    static_cast<void>(platform::WriteWholeFile(m_strProcessFile, process));
-    return true;
-}
-
 bool CServerDirectories::IsCleared(const std::wstring& outputDir, const std::wstring& folder)
 {
     // By name as well: what is yet to be created has nothing else.
     const auto isSame = [&](const std::wstring& cleared) {
         return folder == cleared || platform::IsSameFile(folder, cleared);
     };
-    return isSame(outputDir) || isSame(platform::JoinPath(outputDir, kQueueFolder));
+    return isSame(outputDir) || isSame(platform::JoinPath(outputDir, ZelProtocol::kQueueDirectory));
 }
 
 std::wstring CServerDirectories::OwnFolder(const std::wstring& outputDir)
 {
-    return platform::JoinPath(outputDir, kOwnFolder);
+    return CDirectoryClaim::OwnFolder(outputDir);
 }
 
 bool CServerDirectories::Try(const std::wstring& requestDir, std::wstring& error)

@@ -1,24 +1,38 @@
 #pragma once
 
+#include "apps/zel-server/DirectoryClaim.h"
 #include "apps/zel-server/ServerOptions.h"
-#include "platform/FileSystem.h"
 
-#include <memory>
 #include <string>
 
-/// The two directories of a server, checked before anything in them is touched, and the claim on the output directory:
-/// one server at a time, for its start deletes the files of another.
+enum eDirectoriesState {
+    eDirectoriesState_Fine,
+    eDirectoriesState_Remade, ///< something was removed, and is there again
+    eDirectoriesState_Lost    ///< something was removed and cannot be made again
+};
+
+/// The two directories of a server, checked before anything in them is touched, and the claims on them: one server at a
+/// time in an output directory, for its start deletes the files of another, and, unless they are to share it, in a
+/// request directory, for whoever is faster would take what was sent to the other.
 class CServerDirectories {
 public:
-    CServerDirectories();
-    ~CServerDirectories();
+    CServerDirectories() = default;
     CServerDirectories(const CServerDirectories&) = delete;
     CServerDirectories& operator=(const CServerDirectories&) = delete;
 
-    /// Creates what is missing when the options say so, refuses what must not be served, and claims the output
-    /// directory for the life of this object. False with the reason; the directories are then as they were, but for
+    /// Creates what is missing when the options say so, refuses what must not be served, and claims the directories for
+    /// the life of this object. False with the reason; the directories are then as they were, but for
     /// created ones.
     [[nodiscard]] bool Prepare(const SServerOptions& options, std::wstring& error);
+
+    /// What Prepare would say, but for whether another server is there: without creating or claiming anything.
+    [[nodiscard]] static bool Check(const SServerOptions& options, std::wstring& error);
+
+    /// For a server that runs: whether output directory, queue and claims are still there. What is not is made again,
+    /// but for what it lay in; the text says what it was, or why it can't be.
+    [[nodiscard]] eDirectoriesState Look(std::wstring& text);
+    /// Lets those who find this process dead see when it was alive last.
+    void ShowAlive() const { m_outputClaim.ShowAlive(); }
 
     /// Whether the start of a server deletes the files of this folder.
     [[nodiscard]] static bool IsCleared(const std::wstring& outputDir, const std::wstring& folder);
@@ -40,8 +54,12 @@ private:
     [[nodiscard]] static bool CheckApart(const SServerOptions& options, std::wstring& error);
     [[nodiscard]] static bool CheckOwn(const std::wstring& outputDir, std::wstring& error);
     [[nodiscard]] static bool CheckNothingForeign(const std::wstring& outputDir, std::wstring& error);
-    [[nodiscard]] bool Claim(const std::wstring& outputDir, std::wstring& error);
+    [[nodiscard]] bool ClaimRequestDir(const SServerOptions& options, std::wstring& error);
 
-    std::unique_ptr<platform::ILockFile> m_pClaim;
-    std::wstring m_strProcessFile;
+    [[nodiscard]] bool RemakeClaims(std::wstring& error);
+
+    std::wstring m_strRequestDir; ///< since Prepare
+    std::wstring m_strOutputDir;
+    CDirectoryClaim m_outputClaim;
+    CDirectoryClaim m_requestClaim;
 };

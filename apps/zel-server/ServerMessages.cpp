@@ -1,24 +1,39 @@
 #include "apps/zel-server/ServerMessages.h"
 
 #include "apps/common/CommandLine.h"
-#include "framework/LogOptions.h"
+#include "platform/Process.h"
+
+#include "ServerTexts.h"
 
 bool CServerMessages::Open(const SServerOptions& options)
 {
-    Brel::Log::SLogOptions log;
-    log.level = options.logLevel;
-    log.console = options.logFile.empty();
-    log.file = options.logFile;
-    log.maxFileSize = std::uint64_t{options.logSizeMiB} << 20;
-    log.format = options.logJson ? Brel::Log::eLogFormat_Json : Brel::Log::eLogFormat_Text;
+    m_log.level = options.logLevel;
+    m_log.console = options.logFile.empty();
+    m_log.file = options.logFile;
+    m_log.maxFileSize = std::uint64_t{options.logSizeMiB} << 20;
+    m_log.format = options.logJson ? Brel::Log::eLogFormat_Json : Brel::Log::eLogFormat_Text;
+    m_log.places = options.strict || options.logLevel <= Brel::Log::eLogLevel_Debug;
+    m_bJournal = !options.strict && platform::IsJournal(platform::eStream_Error);
+    m_log.journal = m_bJournal;
     std::wstring error;
-    if (!Brel::Log::Configure(log, &error)) {
+    if (!Brel::Log::Configure(m_log, &error)) {
         Error(error);
         return false;
     }
     m_bHasLogFile = !options.logFile.empty();
     m_bJson = options.logJson;
     return true;
+}
+
+void CServerMessages::Reopen() const
+{
+    std::wstring error;
+    if (!m_bHasLogFile)
+        Note(WQ_ModuleText(ServerTexts::IDS_NO_LOG_FILE));
+    else if (!Brel::Log::Configure(m_log, &error))
+        Error(error);
+    else
+        Note(WQ_ModuleText(ServerTexts::IDS_LOG_REOPENED, {m_log.file}));
 }
 
 void CServerMessages::Error(const std::wstring& text) const
@@ -37,7 +52,7 @@ void CServerMessages::Tell(Brel::Log::eLogLevel level, const std::wstring& text)
     // has just been written.
     const bool isObject = m_bJson && !m_bHasLogFile;
     if (!isObject)
-        PrintError(L"zel-server", text);
+        PrintError((m_bJournal ? Brel::Log::JournalPriority(level) : std::wstring()) + L"zel-server", text);
     if (isObject)
         Brel::Log::WriteAlways(*Brel::Log::Get("zel-server"), level, ZEL_SOURCE_LOCATION, text);
     else if (m_bHasLogFile)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/zel-server/ServerOptions.h"
+#include "framework/LogOptions.h"
 
 #include <string>
 
@@ -10,6 +11,9 @@ class CServerMessages {
 public:
     /// Sets the log up. False, after a message, when the log file can't be opened.
     [[nodiscard]] bool Open(const SServerOptions& options);
+    /// Opens the log file anew, which somebody has moved away. When that fails the log goes on where it was. From any
+    /// thread.
+    void Reopen() const;
 
     void Error(const std::wstring& text) const;
     void Note(const std::wstring& text) const;
@@ -17,6 +21,8 @@ public:
 private:
     void Tell(Brel::Log::eLogLevel level, const std::wstring& text) const;
 
+    Brel::Log::SLogOptions m_log;
     bool m_bHasLogFile = false;
     bool m_bJson = false;
+    bool m_bJournal = false; ///< standard error is the journal
 };

@@ -1,9 +1,9 @@
 #include "apps/zel-server/ServerOptions.h"
 
-#include "ZEL_Processor/ZelServerOptions.h"
 #include "apps/common/CommandLine.h"
 #include "apps/common/Directories.h"
 #include "apps/common/ExitCodes.h"
+#include "apps/zel-server/OptionWords.h"
 #include "apps/zel-server/ServerDirectories.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -17,34 +17,20 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
-#include <map>
 
 namespace {
-
-const std::map<std::string, Brel::Log::eLogLevel>& LogLevels()
-{
-    static const std::map<std::string, Brel::Log::eLogLevel> levels = {
-        {"trace", Brel::Log::eLogLevel_Trace}, {"debug", Brel::Log::eLogLevel_Debug},
-        {"info", Brel::Log::eLogLevel_Info},   {"warning", Brel::Log::eLogLevel_Warning},
-        {"error", Brel::Log::eLogLevel_Error}, {"critical", Brel::Log::eLogLevel_Critical},
-    };
-    return levels;
-}
-
-const std::map<std::string, eServiceAction>& ServiceActions()
-{
-    static const std::map<std::string, eServiceAction> actions = {
-        {"install", eServiceAction_Install}, {"remove", eServiceAction_Remove}, {"run", eServiceAction_Run}};
-    return actions;
-}
 
 /// A tebibyte: more than anybody reads, and far from any limit of the number of bytes.
 constexpr unsigned kMaxLogSizeMiB = 1U << 20;
 
 constexpr unsigned kUsualEventsLimitMiB = 16;
 constexpr unsigned kLargestEventsLimitMiB = SZelServerOptions::kLargestEventsLimit >> 20;
+/// A hundred years.
+constexpr unsigned kMostDays = 36'500;
 /// What nobody reaches.
 constexpr unsigned kMaxLimit = 1'000'000'000;
+/// An hour: who waits longer wants no server.
+constexpr unsigned kLongestPollMs = 3'600'000;
 
 /// What the parser fills: it knows narrow texts only.
 struct SRawOptions {
@@ -52,7 +38,7 @@ struct SRawOptions {
     std::string outputDir;
     std::vector<std::string> componentFolders;
     std::vector<std::string> xmlLimits;
-    std::string queryTimeLimit;
+    std::string interrupted = "rerun";
     std::string logLevel = "info";
     std::string logFile;
     std::string service;
@@ -76,6 +62,7 @@ void DefineDirectories(CLI::App& app, SRawOptions& raw, SServerOptions& options)
         ->check(notEmpty);
     app.add_flag("--create-dirs", options.createDirs, HelpText(ServerTexts::IDS_HELP_CREATE_DIRS));
     app.add_flag("--adopt", options.adopt, HelpText(ServerTexts::IDS_HELP_ADOPT));
+    app.add_flag("--share-requests", options.shareRequests, HelpText(ServerTexts::IDS_HELP_SHARE_REQUESTS));
     app.add_option("--components", raw.componentFolders, HelpText(ServerTexts::IDS_HELP_COMPONENTS))
         ->type_name("DIR")
         ->expected(1)
@@ -110,8 +97,41 @@ std::string SetXmlLimit(const std::string& text, SXmlLimits& limits)
     return {};
 }
 
+void DefineResume(CLI::App& app, SRawOptions& raw, SServerOptions& options)
+{
+    app.add_flag("--resume", options.resume, HelpText(ServerTexts::IDS_HELP_RESUME));
+    app.add_option("--interrupted", raw.interrupted, HelpText(ServerTexts::IDS_HELP_INTERRUPTED))
+        ->type_name("rerun|fail")
+        ->check(CLI::Validator(
+            [](const std::string& word) {
+                return InterruptedWords().contains(word)
+                           ? std::string()
+                           : HelpText(ServerTexts::IDS_IS_NONE_OF, {platform::FromUtf8(word), L"rerun, fail"});
+            },
+            ""));
+    app.add_option("--attempts", options.attempts, HelpText(ServerTexts::IDS_HELP_ATTEMPTS))
+        ->type_name("N")
+        ->check(CLI::Validator(CLI::Range(0U, kMaxLimit)).description(""));
+}
+
+void DefineSeconds(CLI::App& app, const char* name, std::optional<std::chrono::milliseconds>& time,
+                   const STextCode& help)
+{
+    app.add_option_function<std::string>(
+           name, [](const std::string&) {}, HelpText(help))
+        ->type_name("SECONDS")
+        ->check(CLI::Validator(
+            [&time](const std::string& text) {
+                return ParseSeconds(text, time.emplace())
+                           ? std::string()
+                           : HelpText(ServerTexts::IDS_QUERY_TIME_RANGE, {SecondsText(kMostSeconds)});
+            },
+            ""));
+}
+
 void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
 {
+    app.add_flag("--check", options.check, HelpText(ServerTexts::IDS_HELP_CHECK));
     app.add_flag("--manual", options.manual, HelpText(ServerTexts::IDS_HELP_MANUAL));
     app.add_flag("--no-executive", options.noExecutive, HelpText(ServerTexts::IDS_HELP_NO_EXECUTIVE));
     app.add_flag("--no-sync", options.noSync, HelpText(ServerTexts::IDS_HELP_NO_SYNC));
@@ -120,6 +140,9 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     app.add_option("--events-limit", options.eventsLimitMiB, HelpText(ServerTexts::IDS_HELP_EVENTS_LIMIT))
         ->type_name("MIB")
         ->check(CLI::Validator(CLI::Range(0U, kLargestEventsLimitMiB)).description(""));
+    app.add_flag("--one-list", options.oneList, HelpText(ServerTexts::IDS_HELP_ONE_LIST));
+    app.add_flag("--no-presence", options.noPresence, HelpText(ServerTexts::IDS_HELP_NO_PRESENCE));
+    app.add_flag("--fair", options.fair, HelpText(ServerTexts::IDS_HELP_FAIR));
     app.add_option("--xml-limit", raw.xmlLimits,
                    HelpText(ServerTexts::IDS_HELP_XML_LIMIT, {platform::FromUtf8(XmlLimitNames())}))
         ->type_name("NAME=NUMBER")
@@ -127,15 +150,10 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
         ->take_all()
         ->check(
             CLI::Validator([&options](const std::string& text) { return SetXmlLimit(text, options.xmlLimits); }, ""));
-    app.add_option("--query-time-limit", raw.queryTimeLimit, HelpText(ServerTexts::IDS_HELP_QUERY_TIME_LIMIT))
-        ->type_name("SECONDS")
-        ->check(CLI::Validator(
-            [&options](const std::string& text) {
-                return ParseSeconds(text, options.queryTimeLimit.emplace())
-                           ? std::string()
-                           : HelpText(ServerTexts::IDS_QUERY_TIME_RANGE, {SecondsText(kMostSeconds)});
-            },
-            ""));
+    DefineSeconds(app, "--query-time-limit", options.queryTimeLimit, ServerTexts::IDS_HELP_QUERY_TIME_LIMIT);
+    DefineSeconds(app, "--patience", options.patience, ServerTexts::IDS_HELP_PATIENCE);
+    DefineSeconds(app, "--busy-warning", options.busyWarning, ServerTexts::IDS_HELP_BUSY_WARNING);
+    DefineSeconds(app, "--stop-timeout", options.stopTimeout, ServerTexts::IDS_HELP_STOP_TIMEOUT);
     const auto addLimit = [&app](const char* name, std::optional<unsigned>& limit, const STextCode& text) {
         app.add_option(name, limit, HelpText(text))
             ->type_name("N")
@@ -143,6 +161,12 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     };
     addLimit("--max-queued", options.maxQueued, ServerTexts::IDS_HELP_MAX_QUEUED);
     addLimit("--max-clients", options.maxClients, ServerTexts::IDS_HELP_MAX_CLIENTS);
+    app.add_option("--poll", options.pollMs, HelpText(ServerTexts::IDS_HELP_POLL))
+        ->type_name("MS")
+        ->check(CLI::Validator(CLI::Range(0U, kLongestPollMs)).description(""));
+    app.add_option("--keep", options.keepDays, HelpText(ServerTexts::IDS_HELP_KEEP))
+        ->type_name("DAYS")
+        ->check(CLI::Validator(CLI::Range(0U, kMostDays)).description(""));
     app.add_flag("--private", options.privateFiles, HelpText(ServerTexts::IDS_HELP_PRIVATE));
     std::string names;
     for (const auto* name : {"trace", "debug", "info", "warning", "error", "critical"})
@@ -222,6 +246,7 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
     app.footer(HelpText(ServerTexts::IDS_HELP_FOOTER));
     SRawOptions raw;
     DefineDirectories(app, raw, options);
+    DefineResume(app, raw, options);
     DefineBehaviour(app, raw, options);
     DefineService(app, raw);
     DefineVersion(app);
@@ -232,6 +257,7 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
     options.outputDir = NormalDirectory(platform::FromUtf8(raw.outputDir));
     for (const std::wstring& folder : ToWide(raw.componentFolders))
         options.componentFolders.push_back(NormalDirectory(folder));
+    options.interrupted = InterruptedWords().at(raw.interrupted);
     options.logLevel = LogLevels().at(raw.logLevel);
     options.logFile = raw.logFile.empty() ? L"" : platform::AbsolutePath(platform::FromUtf8(raw.logFile));
     if (!raw.service.empty())
@@ -247,55 +273,4 @@ std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments
 std::uint64_t EventsLimit(const SServerOptions& options)
 {
     return std::uint64_t{options.eventsLimitMiB.value_or(options.strict ? 0 : kUsualEventsLimitMiB)} << 20;
-}
-
-std::vector<std::wstring> ServerArguments(const SServerOptions& options)
-{
-    std::vector<std::wstring> arguments;
-    const auto add = [&arguments](const wchar_t* name, const std::wstring& value) {
-        if (!value.empty())
-            arguments.insert(arguments.end(), {name, value});
-    };
-    const auto addNamed = [&add](const wchar_t* name, const auto& names, auto value) {
-        for (const auto& [text, meaning] : names) {
-            if (meaning == value)
-                add(name, platform::FromUtf8(text));
-        }
-    };
-    const auto addFlag = [&arguments](const wchar_t* name, bool isSet) {
-        if (isSet)
-            arguments.emplace_back(name);
-    };
-    addNamed(L"--service", ServiceActions(), options.service);
-    add(L"--service-name", options.serviceName);
-    add(L"--request-dir", options.requestDir);
-    add(L"--output-dir", options.outputDir);
-    for (const std::wstring& folder : options.componentFolders)
-        add(L"--components", folder);
-    addNamed(L"--log-level", LogLevels(), options.logLevel);
-    add(L"--log-file", options.logFile);
-    if (options.logSizeMiB != 0)
-        add(L"--log-size", std::to_wstring(options.logSizeMiB));
-    addFlag(L"--log-json", options.logJson);
-    addFlag(L"--create-dirs", options.createDirs);
-    addFlag(L"--adopt", options.adopt);
-    addFlag(L"--manual", options.manual);
-    addFlag(L"--no-executive", options.noExecutive);
-    addFlag(L"--no-sync", options.noSync);
-    addFlag(L"--follow-links", options.followLinks);
-    addFlag(L"--strict", options.strict);
-    if (options.eventsLimitMiB)
-        add(L"--events-limit", std::to_wstring(*options.eventsLimitMiB));
-    for (const SXmlLimit& limit : kXmlLimits) {
-        if (const std::uint64_t value = options.xmlLimits.*limit.value; value != SXmlLimits().*limit.value)
-            add(L"--xml-limit", platform::FromUtf8(limit.name) + L"=" + std::to_wstring(value));
-    }
-    if (options.queryTimeLimit)
-        add(L"--query-time-limit", SecondsText(*options.queryTimeLimit));
-    addFlag(L"--private", options.privateFiles);
-    if (options.maxQueued)
-        add(L"--max-queued", std::to_wstring(*options.maxQueued));
-    if (options.maxClients)
-        add(L"--max-clients", std::to_wstring(*options.maxClients));
-    return arguments;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "com/XmlLimits.h"
+#include "ZEL_Processor/ZelServerOptions.h"
 #include "framework/Log.h"
 
 #include <chrono>
@@ -16,17 +16,31 @@ struct SServerOptions {
     std::wstring outputDir;
     bool createDirs = false;
     bool adopt = false;
+    bool shareRequests = false;
     std::vector<std::wstring> componentFolders;
+    bool check = false; ///< say what a start would do, and end
     bool manual = false;
     bool noExecutive = false;
     bool noSync = false;
     bool strict = false;
+    bool resume = false;
+    eInterrupted interrupted = eInterrupted_Rerun;
+    unsigned attempts = SZelServerOptions().attempts;
     std::optional<unsigned> eventsLimitMiB; ///< 0: no limit; when not given see EventsLimit
+    bool oneList = false;
+    bool noPresence = false;
+    bool fair = false;
     SXmlLimits xmlLimits;
     /// 0 for any time; empty: the variable's, or the usual one
     std::optional<std::chrono::milliseconds> queryTimeLimit;
     std::optional<unsigned> maxQueued;  ///< of one user; 0 for any number
     std::optional<unsigned> maxClients; ///< of one user; 0 for any number
+    std::optional<unsigned> pollMs;     ///< 0 or empty: where the file system needs it
+    /// with who keeps a file open; empty: none, or, when strict, any
+    std::optional<std::chrono::milliseconds> patience;
+    std::optional<std::chrono::milliseconds> busyWarning; ///< 0 for none
+    std::optional<std::chrono::milliseconds> stopTimeout; ///< 0 or empty: none
+    unsigned keepDays = 0;                                ///< 0: for ever
     bool privateFiles = false;
     bool followLinks = false;
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;
@@ -46,6 +60,9 @@ struct SServerOptions {
 /// The bytes of events that may wait for a client, 0 without a limit: what was named, else 16 MiB, or, when strict, no
 /// limit.
 [[nodiscard]] std::uint64_t EventsLimit(const SServerOptions& options);
+
+/// What an installed service is started with.
+[[nodiscard]] SServerOptions ServiceOptions(const SServerOptions& options);
 
 /// Arguments that are parsed to these options again, in whatever directory the program then is.
 [[nodiscard]] std::vector<std::wstring> ServerArguments(const SServerOptions& options);

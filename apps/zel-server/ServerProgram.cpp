@@ -2,43 +2,35 @@
 
 #include "apps/common/ExitCodes.h"
 #include "apps/zel-server/LibraryOptions.h"
-#include "apps/zel-server/StopSupervisor.h"
-#include "com/Components.h"
+#include "apps/zel-server/ServerPlugins.h"
+#include "apps/zel-server/ServerStory.h"
 #include "framework/Exceptions.h"
-#include "platform/FileSystem.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
 
 #include "ServerTexts.h"
+#include "platform/PrivateFiles.h"
 
-#include <string_view>
+#include <algorithm>
+#include <exception>
 #include <utility>
 
 using namespace std::chrono_literals;
 
 namespace {
 
-/// The folder of the plug-ins that came with the program, found by where the program lies: beside it in a build folder
-/// and in a Windows archive, elsewhere in the place that the installation gave it. Empty without one.
-std::wstring ShippedPlugins()
-{
-    const std::wstring programs = platform::DirectoryOf(platform::ProgramPath());
-    const std::wstring beside = platform::JoinPath(programs, L"plugins");
-    if (platform::DirectoryExists(beside))
-        return beside;
-    // Without "..": a registered module is known by its path, and this folder may be the one that it lies in.
-    std::wstring folder = programs;
-    std::wstring_view way = ZEL_PLUGINS_FROM_PROGRAMS;
-    for (constexpr std::wstring_view up = L"../"; way.starts_with(up); way.remove_prefix(up.size()))
-        folder = platform::DirectoryOf(folder);
-    folder = platform::JoinPath(folder, way);
-    return platform::DirectoryExists(folder) ? folder : std::wstring();
-}
+/// How exactly it is known when a server was killed. Written are some bytes that nobody syncs.
+constexpr auto kShowAlive = 10s;
 
 } // namespace
 
-CServerProgram::CServerProgram(const SServerOptions& options) : m_options(options), m_signals(options.manual) {}
+CServerProgram::CServerProgram(const SServerOptions& options)
+    : m_options(options),
+      m_signals(options.manual ? platform::eSignalSet_SteppedServer : platform::eSignalSet_Server),
+      m_started(platform::Clock().UtcSeconds())
+{}
 
 CServerProgram::~CServerProgram()
 {
@@ -51,15 +43,27 @@ int CServerProgram::Run()
 {
     if (!m_messages.Open(m_options))
         return eExitCode_ClientError;
+    const auto tellEnd = [this](const platform::SFaultRecord& fault) { m_host.TellEnd(fault); };
+    if (!m_options.strict)
+        m_pStrayFaults = std::make_unique<platform::CStrayFaults>(tellEnd, CServerHost::kReportTime);
     LimitQueries();
     AddComponents();
     if (!Start())
         return eExitCode_ClientError;
+    if (!m_options.strict)
+        m_pExitGuard = std::make_unique<CExitGuard>(tellEnd, CServerHost::kReportTime, eExitCode_ClientError);
+    if (!m_options.strict && !StartLooking())
+        return eExitCode_ClientError;
     TellReady();
     ServeUntilStop();
     m_context.SetClosing();
+    if (m_pLook)
+        m_pLook->End();
+    m_bToldFailure |= m_bLostDirectories;
     TellFailure(); // before the stop, which may take long
+    TellStory(m_options, L"The server stops: " + (m_bToldFailure ? L"it has failed" : m_signals.Cause()));
     Stop();
+    TellStory(m_options, L"The server has stopped");
     TellFailure(); // in case it failed while it stopped
     return m_bToldFailure ? eExitCode_ClientError : eExitCode_Done;
 }
@@ -81,21 +85,13 @@ void CServerProgram::EndAfterFailure()
 void CServerProgram::LimitQueries()
 {
     // Like the folder of the data, which is the data store's too: plug-ins have the environment, and no command line.
-    constexpr const wchar_t* kVariable = L"ZEL_QUERY_TIME_LIMIT";
-    platform::SetEnvironment(kVariable, QueryTimeLimit(m_options, platform::Environment(kVariable)));
+    platform::SetEnvironment(kQueryTimeVariable, QueryTimeLimit(m_options, platform::Environment(kQueryTimeVariable)));
 }
 
 void CServerProgram::AddComponents()
 {
-    std::vector<std::wstring> errors;
-    // Those that the user named come first: of two modules for one class the first wins.
-    for (const std::wstring& folder : m_options.componentFolders)
-        AddComponentFolder(folder, errors);
-    LoadDefaultComponentFolders(errors);
-    // Last: what somebody chose for this machine comes before what everybody gets.
-    if (const std::wstring shipped = ShippedPlugins(); !shipped.empty())
-        AddComponentFolder(shipped, errors);
-    for (const std::wstring& error : errors)
+    m_leftOut = AddServerPlugins(m_options);
+    for (const std::wstring& error : m_leftOut)
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_LEFT_OUT, {error}));
 }
 
@@ -109,6 +105,9 @@ bool CServerProgram::Start()
     // Before the directories are cleared comes whatever can fail: a start that fails must not delete anything.
     if (!MakeServer() || !ProvideProject())
         return false;
+    TellStart(m_options);
+    if (m_options.strict && m_options.resume)
+        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_STRICT_NOT_RESUMED, {m_options.outputDir}));
     if (!CServerDirectories::Try(m_options.requestDir, error) ||
         (m_options.privateFiles && !CServerDirectories::TryPrivate(m_options.outputDir, error))) {
         m_messages.Error(error);
@@ -117,6 +116,8 @@ bool CServerProgram::Start()
     SZelServerOptions options = LibraryOptions(m_options);
     options.failed = [](void* program) { static_cast<CServerProgram*>(program)->EndAfterFailure(); };
     options.failedContext = this;
+    if (options.tellReasons)
+        options.leftOut = m_leftOut;
     m_pServer->SetOptions(options);
     if (!m_pServer->SetDirs(m_options.requestDir, m_options.outputDir)) {
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_QUEUE_NOT_MADE, {m_options.outputDir}));
@@ -131,14 +132,31 @@ bool CServerProgram::Start()
         m_messages.Error(WQ_ModuleText(ServerTexts::IDS_NOT_STARTED));
         return false;
     }
-    m_pServer->SetManualProceedQueue(m_options.manual);
     m_pFeed = std::make_unique<CEventFeed>(*m_pServer);
     m_pFeed->Start();
     // Files that lay in the request directory before are found at the first change there, whoever makes it. This worked
     // a moment ago; ending now that the directories are cleared would help nobody.
     if (!CServerDirectories::Touch(m_options.requestDir, error))
         m_messages.Error(error);
+    Publish();
     return true;
+}
+
+void CServerProgram::Publish(std::int64_t ended)
+{
+    if (m_options.strict)
+        return;
+    SZelServerInfo info;
+    info.process = platform::CurrentProcessId();
+    info.started = m_started;
+    info.ended = ended;
+    info.version = platform::FromUtf8(ZEL_VERSION);
+    SServerOptions options = OptionsInForce(m_options, platform::Environment(kQueryTimeVariable));
+    if (options.service == eServiceAction_None)
+        options.serviceName.clear(); // means nothing then
+    info.options = ServerArguments(options);
+    info.leftOut = m_leftOut;
+    static_cast<void>(m_pServer->PublishInfo(info)); // the log has it
 }
 
 bool CServerProgram::MakeServer()
@@ -169,6 +187,7 @@ bool CServerProgram::ProvideProject()
 
 void CServerProgram::TellReady()
 {
+    TellStory(m_options, L"Ready: requests are accepted");
     static_cast<void>(platform::NotifyServiceManager("READY=1"));
     // Nobody has to listen.
     static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, L"zel-server: ready\n"));
@@ -193,7 +212,60 @@ void CServerProgram::ServeUntilStop()
         }
         if (received == platform::eProgramSignal_Stop)
             return;
+        CarryOut(received);
+    }
+}
+
+void CServerProgram::CarryOut(platform::eProgramSignal received)
+{
+    if (received == platform::eProgramSignal_Reopen)
+        m_messages.Reopen();
+    else if (m_options.manual)
         m_pServer->ProceedQueue();
+    else
+        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_STEP_IGNORED));
+}
+
+bool CServerProgram::StartLooking()
+{
+    m_pLook = std::make_unique<CRepeatedLook>();
+    const bool started = m_pLook->Start([this] { return LookAfterDirectories(); });
+    if (!started)
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_NOT_STARTED));
+    return started;
+}
+
+bool CServerProgram::LookAfterDirectories()
+{
+    eDirectoriesState state = eDirectoriesState_Lost;
+    try {
+        LookAndRemake(state);
+    } catch (const std::exception& exception) {
+        m_messages.Error(platform::FromUtf8(exception.what()));
+        state = eDirectoriesState_Lost;
+    }
+    if (state != eDirectoriesState_Lost)
+        return true;
+    m_bLostDirectories = true;
+    EndAfterFailure();
+    return false;
+}
+
+void CServerProgram::LookAndRemake(eDirectoriesState& state)
+{
+    std::wstring text;
+    state = m_directories.Look(text);
+    if (state != eDirectoriesState_Fine)
+        m_messages.Error(text);
+    if (state == eDirectoriesState_Remade) {
+        // What lies in the request directory was looked at in vain meanwhile.
+        if (!CServerDirectories::Touch(m_options.requestDir, text))
+            m_messages.Error(text);
+        Publish();
+    }
+    if (const auto now = platform::Clock().Steady(); now - m_shownAlive >= kShowAlive) {
+        m_directories.ShowAlive();
+        m_shownAlive = now;
     }
 }
 
@@ -212,9 +284,12 @@ void CServerProgram::Stop()
     if (platform::WatchdogInterval().count() > 0)
         static_cast<void>(platform::NotifyServiceManager("WATCHDOG=1")); // the last: a stop has a time of its own
     static_cast<void>(platform::NotifyServiceManager("STOPPING=1"));
-    const CStopSupervisor supervisor(m_signals, m_context, m_messages);
+    m_pStopSupervisor = std::make_unique<CStopSupervisor>(m_signals, m_context, m_messages, m_options);
     // First, so that a notification which waits for a stranger gives up: stopping the feed waits for it.
     m_pServer->Stop(false);
     m_pFeed->Stop();
     m_pServer->Stop(true);
+    m_pStopSupervisor->TellServerStopped();
+    m_pLook.reset(); // may wait for a file system, and then only the supervisor ends it
+    Publish(platform::Clock().UtcSeconds());
 }

@@ -1,14 +1,23 @@
 #pragma once
 
 #include "ZEL_Processor/ZelProcessorServer.h"
+#include "apps/common/ExitGuard.h"
 #include "apps/zel-server/EventFeed.h"
+#include "apps/zel-server/RepeatedLook.h"
 #include "apps/zel-server/ServerContext.h"
 #include "apps/zel-server/ServerDirectories.h"
 #include "apps/zel-server/ServerHost.h"
 #include "apps/zel-server/ServerOptions.h"
+#include "apps/zel-server/StopSupervisor.h"
 #include "platform/Process.h"
+#include "platform/StrayFaults.h"
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 /// The program from its start to its end, after the options are known. One object, on the main thread.
 class CServerProgram {
@@ -29,6 +38,14 @@ private:
     [[nodiscard]] bool ProvideProject();
     void TellReady();
     void ServeUntilStop();
+    void CarryOut(platform::eProgramSignal received);
+    [[nodiscard]] bool StartLooking();
+    /// False, after a message, when the server cannot work in its directories any more. As below, on a thread of its
+    /// own.
+    [[nodiscard]] bool LookAfterDirectories();
+    void LookAndRemake(eDirectoriesState& state);
+    /// Tells clients what this server is.
+    void Publish(std::int64_t ended = 0);
     void TellFailure();
     void EndAfterFailure();
     /// False, after a message, when the server makes no progress.
@@ -37,11 +54,19 @@ private:
 
     const SServerOptions m_options;
     CServerMessages m_messages;
-    CServerHost m_host{m_messages};
+    CServerHost m_host{m_messages, m_options};
     platform::CProgramSignals m_signals; ///< before anything that starts a thread
+    std::unique_ptr<platform::CStrayFaults> m_pStrayFaults;
     CServerContext m_context;
-    CServerDirectories m_directories; ///< claimed until the server is gone
+    std::unique_ptr<CStopSupervisor> m_pStopSupervisor; ///< of a stop until the claims have ended
+    CServerDirectories m_directories;                   ///< claimed until the server is gone
     std::unique_ptr<CZelProcessorServer> m_pServer;
     std::unique_ptr<CEventFeed> m_pFeed; ///< ends before the server does
+    std::unique_ptr<CExitGuard> m_pExitGuard;
+    const std::int64_t m_started;
+    std::vector<std::wstring> m_leftOut; ///< manifests that are not used, with the reasons
     bool m_bToldFailure = false;
+    std::atomic<bool> m_bLostDirectories = false;
+    std::chrono::nanoseconds m_shownAlive{}; ///< of the look's thread
+    std::unique_ptr<CRepeatedLook> m_pLook;  ///< none when strict; uses all of the above
 };

@@ -11,10 +11,9 @@ namespace {
 
 platform::SServiceDefinition Definition(const SServerOptions& options)
 {
-    SServerOptions started = options;
-    started.service = eServiceAction_Run;
     return {options.serviceName, L"ZEL_Processor server (" + options.serviceName + L")",
-            WQ_ModuleText(ServerTexts::IDS_SERVICE_DESCRIPTION, {options.requestDir}), ServerArguments(started)};
+            WQ_ModuleText(ServerTexts::IDS_SERVICE_DESCRIPTION, {options.requestDir}),
+            ServerArguments(ServiceOptions(options))};
 }
 
 int Conclude(platform::eOsError error, const std::wstring& name, const STextCode& success, const STextCode& failure)

@@ -1,5 +1,6 @@
 #include "apps/zel-server/StopSupervisor.h"
 
+#include "apps/common/ExitCodes.h"
 #include "platform/Os.h"
 
 #include "ServerTexts.h"
@@ -14,13 +15,22 @@ namespace {
 constexpr std::chrono::milliseconds kPatience = 1500ms;
 /// How soon the end of the stopping is noticed: nothing waits for a signal and an event at once.
 constexpr std::chrono::milliseconds kStep = 20ms;
+/// Of the time that a stop may take a task has this part to see that it is cancelled.
+constexpr int kShareOfCancel = 5;
 
 } // namespace
 
 CStopSupervisor::CStopSupervisor(platform::CProgramSignals& signals, CServerContext& context,
-                                 const CServerMessages& messages)
-    : m_signals(signals), m_context(context), m_messages(messages)
+                                 const CServerMessages& messages, const SServerOptions& options)
+    : m_signals(signals), m_context(context), m_messages(messages), m_cancelAt(Time::max()), m_endAt(Time::max())
 {
+    if (const std::chrono::milliseconds limit = options.stopTimeout.value_or(0ms); limit > 0ms) {
+        const Time now = platform::Clock().Steady();
+        m_endAt = now + limit;
+        // The next server runs it again, which is better than cancelled; else its client shall hear of its end.
+        if (!options.resume || options.strict)
+            m_cancelAt = m_endAt - limit / kShareOfCancel;
+    }
     const bool started = m_thread.Start([this] {
         platform::SetCurrentThreadName("zel-server::Stop");
         Supervise();
@@ -39,29 +49,47 @@ CStopSupervisor::~CStopSupervisor()
 
 void CStopSupervisor::Supervise()
 {
-    bool isSignalled = WaitForSignal(kPatience);
-    if (m_evStopped.IsSet())
+    eWaited waited = WaitPatiently(std::min(m_cancelAt, m_endAt), ServerTexts::IDS_WAITING_FOR_REQUEST);
+    if (waited == eWaited_Stopped)
         return;
-    if (!isSignalled) {
-        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_WAITING_FOR_REQUEST));
-        isSignalled = WaitForSignal(std::chrono::hours(24 * 365));
-    }
-    if (isSignalled) {
+    if (!m_isServerStopped && (waited == eWaited_Signal || m_cancelAt < m_endAt)) {
         m_messages.Note(WQ_ModuleText(ServerTexts::IDS_CANCELLING));
         m_context.CancelForGood();
+        waited = WaitPatiently(m_endAt, ServerTexts::IDS_CANCEL_NOT_SEEN);
     }
+    if (waited == eWaited_Stopped)
+        return;
+    const STextCode& why = waited == eWaited_Signal ? ServerTexts::IDS_ENDED_BY_SIGNAL : ServerTexts::IDS_ENDED_BY_TIME;
+    m_messages.Error(WQ_ModuleText(m_isServerStopped ? ServerTexts::IDS_ENDED_BY_LOOK : why));
+    platform::EndProcess(eExitCode_ClientError);
 }
 
-bool CStopSupervisor::WaitForSignal(std::chrono::milliseconds timeout)
+CStopSupervisor::eWaited CStopSupervisor::WaitPatiently(Time end, const STextCode& text)
 {
-    const auto end = platform::Clock().Steady() + timeout;
+    const Time patience = std::min(end, platform::Clock().Steady() + kPatience);
+    eWaited waited = WaitUntil(patience);
+    if (waited == eWaited_Signal && m_isServerStopped)
+        waited = WaitUntil(patience); // all but done: a stop that was asked for twice shall not end as a failure
+    if (waited != eWaited_Time || platform::Clock().Steady() >= end)
+        return waited;
+    m_messages.Note(WQ_ModuleText(m_isServerStopped ? ServerTexts::IDS_WAITING_FOR_LOOK : text));
+    return WaitUntil(end);
+}
+
+CStopSupervisor::eWaited CStopSupervisor::WaitUntil(Time end)
+{
     while (!m_evStopped.IsSet()) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - platform::Clock().Steady());
-        if (left <= 0ms)
-            return false;
+        const Time now = platform::Clock().Steady();
+        if (now >= end)
+            return eWaited_Time;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::min<Time>(end - now, kStep));
         platform::eProgramSignal received = platform::eProgramSignal_Stop;
-        if (m_signals.WaitFor(std::min(left, kStep), received) && received == platform::eProgramSignal_Stop)
-            return true;
+        if (!m_signals.WaitFor(left, received))
+            continue;
+        if (received == platform::eProgramSignal_Stop)
+            return eWaited_Signal;
+        if (received == platform::eProgramSignal_Reopen)
+            m_messages.Reopen();
     }
-    return false;
+    return eWaited_Stopped;
 }

@@ -6,21 +6,40 @@
 
 /// One command of the tool. A command defines its options and arguments on a parser of its own, and runs when it was
 /// chosen.
-class ICommand {
+class IAnyCommand {
 public:
-    virtual ~ICommand() = default;
-    ICommand(const ICommand&) = delete;
-    ICommand& operator=(const ICommand&) = delete;
+    virtual ~IAnyCommand() = default;
+    IAnyCommand(const IAnyCommand&) = delete;
+    IAnyCommand& operator=(const IAnyCommand&) = delete;
 
     [[nodiscard]] virtual const char* Name() const = 0;
     [[nodiscard]] virtual const STextCode& Description() const = 0;
     virtual void Define(CLI::App& app) = 0;
     /// Checks what the parser can't. False after a message: usage. Called before Run, without a session.
     [[nodiscard]] virtual bool Check() { return true; }
-    [[nodiscard]] virtual int Run(CToolSession& session) = 0;
+    /// One that needs a server has the options that name its directories.
+    [[nodiscard]] virtual bool NeedsServer() const = 0;
+    /// The exit code.
+    [[nodiscard]] virtual int Start(const CToolOptionsParser& common) = 0;
 
 protected:
-    ICommand() = default;
+    IAnyCommand() = default;
+};
+
+/// A command that speaks to a server.
+class ICommand : public IAnyCommand {
+public:
+    [[nodiscard]] bool NeedsServer() const final { return true; }
+    [[nodiscard]] int Start(const CToolOptionsParser& common) final;
+    [[nodiscard]] virtual int Run(CToolSession& session) = 0;
+};
+
+/// A command that needs none.
+class ILocalCommand : public IAnyCommand {
+public:
+    [[nodiscard]] bool NeedsServer() const final { return false; }
+    [[nodiscard]] int Start(const CToolOptionsParser&) final { return Check() ? Run() : eExitCode_Usage; }
+    [[nodiscard]] virtual int Run() = 0;
 };
 
 /// Names of requests as users give them: the final component of each counts, so that completed paths work.

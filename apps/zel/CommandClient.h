@@ -1,9 +1,9 @@
 #pragma once
 
 #include "ZEL_Processor/ZelProcessorClient.h"
-#include "apps/common/ComThread.h"
 #include "apps/zel/StagingFolder.h"
 #include "apps/zel/ToolSession.h"
+#include "com/ComThread.h"
 
 #include <memory>
 

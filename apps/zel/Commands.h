@@ -6,4 +6,4 @@
 #include <vector>
 
 /// All commands of the tool, in the order of the help.
-[[nodiscard]] std::vector<std::unique_ptr<ICommand>> MakeCommands();
+[[nodiscard]] std::vector<std::unique_ptr<IAnyCommand>> MakeCommands();

@@ -1,9 +1,11 @@
 #include "apps/zel/FileCopy.h"
 
+#include "platform/ByteStream.h"
 #include "platform/Os.h"
 
 #include "ToolTexts.h"
 
+#include <limits>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -15,22 +17,34 @@ constexpr std::chrono::nanoseconds kRemovePatience = 2s;
 
 std::wstring Reason(const STextCode& code, const std::wstring& path, platform::eOsError error)
 {
-    return WQ_ModuleText(code, {path, platform::OsErrorText(error)});
+    return ShownText(code, {path, platform::OsErrorText(error)});
 }
 
-bool CopyChunks(CToolSession& session, platform::IFile& source, const std::wstring& from, platform::IFile& target,
-                const std::wstring& to, std::wstring& error)
+/// What a failure of a source or target means, of which nothing was heard any more when the tool is to stop.
+std::wstring StreamReason(const CToolSession& session, const STextCode& code, const std::wstring& name,
+                          platform::eOsError error)
+{
+    return session.HasGivenUp() ? ShownText(ToolTexts::IDS_COPY_INTERRUPTED, {name}) : Reason(code, name, error);
+}
+
+bool CopyChunks(CToolSession& session, const ByteSource& source, const std::wstring& from, std::uint64_t maxBytes,
+                platform::IFile& target, const std::wstring& to, std::wstring& error)
 {
     std::vector<std::byte> buffer(kChunk);
-    for (;;) {
+    for (std::uint64_t copied = 0;;) {
         if (session.IsInterrupted()) {
-            error = WQ_ModuleText(ToolTexts::IDS_COPY_INTERRUPTED, {from});
+            error = ShownText(ToolTexts::IDS_COPY_INTERRUPTED, {from});
             return false;
         }
         std::size_t read = 0;
-        platform::eOsError result = source.Read(buffer, read);
+        platform::eOsError result = source(buffer, read);
         if (!platform::Succeeded(result)) {
-            error = Reason(ToolTexts::IDS_CANNOT_BE_READ, from, result);
+            error = StreamReason(session, ToolTexts::IDS_CANNOT_BE_READ, from, result);
+            return false;
+        }
+        copied += read;
+        if (copied > maxBytes) {
+            error = ShownText(ToolTexts::IDS_INPUT_TOO_LONG, {from, std::to_wstring(maxBytes)});
             return false;
         }
         const bool isEnd = read == 0;
@@ -47,27 +61,64 @@ bool CopyChunks(CToolSession& session, platform::IFile& source, const std::wstri
     }
 }
 
+bool OpenToRead(const std::wstring& from, std::unique_ptr<platform::IFile>& source, std::wstring& error)
+{
+    if (platform::DirectoryExists(from)) {
+        error = ShownText(ToolTexts::IDS_IS_A_DIRECTORY, {from});
+        return false;
+    }
+    const platform::eOsError result = platform::Files().Open(from, platform::eOpenMode_ReadShared, source);
+    if (!platform::Succeeded(result))
+        error = Reason(ToolTexts::IDS_CANNOT_BE_READ, from, result);
+    return platform::Succeeded(result);
+}
+
+bool CopyToSink(CToolSession& session, const std::wstring& from, platform::IByteSink& sink, const std::wstring& name,
+                std::wstring& error)
+{
+    std::unique_ptr<platform::IFile> source;
+    if (!OpenToRead(from, source, error))
+        return false;
+    std::vector<std::byte> buffer(kChunk);
+    for (;;) {
+        std::size_t read = 0;
+        if (const platform::eOsError result = source->Read(buffer, read); !platform::Succeeded(result)) {
+            error = Reason(ToolTexts::IDS_CANNOT_BE_READ, from, result);
+            return false;
+        }
+        const platform::eOsError result =
+            read == 0 ? sink.Finish() : sink.Write(std::span(buffer).first(read), [&] { return session.GoOn(); });
+        if (!platform::Succeeded(result)) {
+            error = StreamReason(session, ToolTexts::IDS_CANNOT_BE_WRITTEN, name, result);
+            return false;
+        }
+        if (read == 0)
+            return true;
+    }
+}
+
 } // namespace
 
 bool CopyContent(CToolSession& session, const std::wstring& from, const std::wstring& to, std::wstring& error)
 {
     std::unique_ptr<platform::IFile> source;
+    const auto read = [&source](std::span<std::byte> buffer, std::size_t& count) {
+        return source->Read(buffer, count);
+    };
+    return OpenToRead(from, source, error) &&
+           CopyBytes(session, read, from, std::numeric_limits<std::uint64_t>::max(), to, error);
+}
+
+bool CopyBytes(CToolSession& session, const ByteSource& source, const std::wstring& sourceName, std::uint64_t maxBytes,
+               const std::wstring& to, std::wstring& error)
+{
     std::unique_ptr<platform::IFile> target;
-    if (platform::DirectoryExists(from)) {
-        error = WQ_ModuleText(ToolTexts::IDS_IS_A_DIRECTORY, {from});
-        return false;
-    }
-    platform::eOsError result = platform::Files().Open(from, platform::eOpenMode_ReadShared, source);
-    if (!platform::Succeeded(result)) {
-        error = Reason(ToolTexts::IDS_CANNOT_BE_READ, from, result);
-        return false;
-    }
-    result = platform::Files().Open(to, platform::eOpenMode_WriteExclusive, target);
+    platform::eOsError result = platform::Files().Open(to, platform::eOpenMode_WriteExclusive, target);
     if (!platform::Succeeded(result)) {
         error = Reason(ToolTexts::IDS_CANNOT_BE_CREATED, to, result);
         return false;
     }
-    bool isCopied = CopyChunks(session, *source, from, *target, to, error);
+    bool isCopied = CopyChunks(session, source, sourceName, maxBytes, *target, to, error);
     if (result = target->Close(); isCopied && !platform::Succeeded(result)) {
         error = Reason(ToolTexts::IDS_CANNOT_BE_WRITTEN, to, result);
         isCopied = false;
@@ -76,6 +127,31 @@ bool CopyContent(CToolSession& session, const std::wstring& from, const std::wst
     if (!isCopied)
         static_cast<void>(platform::Files().Remove(to));
     return isCopied;
+}
+
+bool CopyInput(CToolSession& session, const std::wstring& to, std::wstring& error)
+{
+    const auto read = [&session](std::span<std::byte> buffer, std::size_t& count) {
+        return platform::ReadInput(buffer, count, [&session] { return !session.IsInterrupted(); });
+    };
+    return CopyBytes(session, read, WQ_ModuleText(ToolTexts::IDS_STANDARD_INPUT), kMaxInputBytes, to, error);
+}
+
+bool CopyToOutput(CToolSession& session, const std::wstring& from, std::wstring& error)
+{
+    return CopyToSink(session, from, *platform::OutputSink(), WQ_ModuleText(ToolTexts::IDS_STANDARD_OUTPUT), error);
+}
+
+bool CopyToDevice(CToolSession& session, const std::wstring& from, const std::wstring& to, std::wstring& error)
+{
+    std::unique_ptr<platform::IByteSink> sink;
+    const platform::eOsError result = platform::OpenSink(
+        to, [&session] { return session.GoOn(); }, sink);
+    if (!platform::Succeeded(result)) {
+        error = StreamReason(session, ToolTexts::IDS_CANNOT_BE_WRITTEN, to, result);
+        return false;
+    }
+    return CopyToSink(session, from, *sink, to, error);
 }
 
 platform::eOsError RemoveWhenFree(const std::wstring& path)

@@ -18,7 +18,8 @@ constexpr milliseconds kRemovalPatience = 2000ms;
 CFollower::CFollower(CToolSession& session, bool quiet)
     : m_session(session),
       m_bQuiet(quiet || session.Options().quiet),
-      m_watch(session.Client(), session.Options().outputDir)
+      m_watch(session.Client(), session.Options().outputDir),
+      m_server(session)
 {}
 
 eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
@@ -31,7 +32,10 @@ eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
         state = m_bQuiet ? WaitQuietly(name, slice) : ReadState(m_session.Client(), name);
         if (view)
             view->Show(state);
-        if (CZelRequestWatch::IsFinal(state.status)) {
+        const bool isFinal = CZelRequestWatch::IsFinal(state.status);
+        // Of one that nobody knows, too: perhaps nobody is there to know it.
+        const bool isServed = (isFinal && state.status != eRequestStatus_NotRequested) || m_server.Look();
+        if (isFinal) {
             static_cast<void>(WaitQuietly(name, kRemovalPatience));
             return eFollowEnd_Final;
         }
@@ -39,6 +43,8 @@ eFollowEnd CFollower::Follow(const std::wstring& name, SRequestState& state)
             return eFollowEnd_Interrupted;
         if (m_session.Left() == 0ms)
             return eFollowEnd_TimedOut;
+        if (!isServed)
+            return eFollowEnd_NoServer;
         // Changes outside the output directory, such as a queued request that somebody removed, end with the slice.
         if (!m_bQuiet)
             static_cast<void>(m_watch.WaitForChange(slice));
@@ -54,7 +60,11 @@ SRequestState CFollower::WaitQuietly(const std::wstring& name, milliseconds slic
 
 eExitCode CFollower::ReportEnd(eFollowEnd end, const std::wstring& name)
 {
+    if (end == eFollowEnd_NoServer) {
+        PrintError(L"zel", ShownText(ToolTexts::IDS_NO_SERVER_CAME, {name}));
+        return eExitCode_ServerTimeout;
+    }
     const bool isTimeout = end == eFollowEnd_TimedOut;
-    PrintError(L"zel", WQ_ModuleText(isTimeout ? ToolTexts::IDS_TIME_IS_OVER : ToolTexts::IDS_INTERRUPTED, {name}));
+    PrintError(L"zel", ShownText(isTimeout ? ToolTexts::IDS_TIME_IS_OVER : ToolTexts::IDS_INTERRUPTED, {name}));
     return isTimeout ? eExitCode_Timeout : eExitCode_Interrupted;
 }

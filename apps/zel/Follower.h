@@ -2,11 +2,12 @@
 
 #include "ZEL_Processor/ZelRequestWatch.h"
 #include "apps/zel/ProgressView.h"
+#include "apps/zel/ServerWatch.h"
 #include "apps/zel/ToolSession.h"
 
 #include <chrono>
 
-enum eFollowEnd { eFollowEnd_Final, eFollowEnd_TimedOut, eFollowEnd_Interrupted };
+enum eFollowEnd { eFollowEnd_Final, eFollowEnd_TimedOut, eFollowEnd_NoServer, eFollowEnd_Interrupted };
 
 /// Follows requests to their end. One object for all of them: its watch is not cheap to end.
 class CFollower {
@@ -27,4 +28,5 @@ private:
     CToolSession& m_session;
     const bool m_bQuiet;
     CZelRequestWatch m_watch;
+    CServerWatch m_server;
 };

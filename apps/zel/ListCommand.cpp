@@ -1,32 +1,151 @@
 #include "apps/zel/ListCommand.h"
 
+#include "ZEL_Processor/ZelRequestWatch.h"
+#include "apps/zel/ListTable.h"
 #include "apps/zel/RequestNames.h"
+#include "apps/zel/ServerWatch.h"
+#include "platform/AccountName.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <utility>
 
-void CListCommand::Define(CLI::App&) {}
+namespace {
+
+constexpr std::int64_t kNanoseconds = 1'000'000'000;
+
+constexpr std::pair<const char*, eListOrder> kOrders[] = {
+    {"name", eListOrder_Name}, {"status", eListOrder_Status}, {"position", eListOrder_Position},
+    {"age", eListOrder_Age},   {"size", eListOrder_Size},     {"owner", eListOrder_Owner},
+};
+
+std::optional<std::int64_t> ArrivalOf(const std::wstring& path)
+{
+    platform::FileTimeNs time = 0;
+    return platform::Succeeded(platform::Files().GetChangeTime(path, time)) ? std::optional(time) : std::nullopt;
+}
+
+bool IsAtWork(eZelProcRequestStatus status)
+{
+    return status != eRequestStatus_Waiting && status != eRequestStatus_Paused && !CZelRequestWatch::IsFinal(status);
+}
+
+/// Goes on counting, in the order of arrival, with those of a directory that have no status of the server's.
+void CountWaiting(const CToolSession& session, const std::set<std::wstring>& names,
+                  std::wstring (CToolSession::*path)(const std::wstring&) const,
+                  std::map<std::wstring, std::int64_t>& positions)
+{
+    std::vector<std::pair<std::int64_t, std::wstring>> arrivals;
+    for (const std::wstring& name : names) {
+        const std::optional<std::int64_t> arrival = ArrivalOf((session.*path)(name));
+        if (arrival && !platform::PathExists(session.StatusPath(name)))
+            arrivals.emplace_back(*arrival, name);
+    }
+    std::ranges::sort(arrivals);
+    for (const auto& [arrival, name] : arrivals)
+        positions.emplace(name, static_cast<std::int64_t>(positions.size()) + 1);
+}
+
+} // namespace
+
+void CListCommand::Define(CLI::App& app)
+{
+    std::vector<std::string> names;
+    std::ranges::transform(kOrders, std::back_inserter(names), [](const auto& order) { return order.first; });
+    app.add_option("--sort", m_sort, HelpText(ToolTexts::IDS_HELP_SORT))
+        ->type_name("FIELD")
+        ->check(CLI::IsMember(names).description(""));
+}
 
 int CListCommand::Run(CToolSession& session)
 {
-    std::set<std::wstring> names;
     // In the order in which a request travels, so that none is missed that moves meanwhile.
     const SToolOptions& options = session.Options();
-    for (const std::wstring& directory : {options.requestDir, session.QueuePath({}), options.outputDir}) {
-        if (!AddNames(directory, names))
-            return eExitCode_ClientError;
+    std::set<std::wstring> sent;
+    std::set<std::wstring> queued;
+    std::set<std::wstring> names;
+    if (!AddNames(options.requestDir, sent) || !AddNames(session.QueuePath({}), queued) ||
+        !AddNames(options.outputDir, names))
+        return eExitCode_ClientError;
+    Positions positions;
+    CountWaiting(session, queued, &CToolSession::QueuePath, positions);
+    CountWaiting(session, sent, &CToolSession::RequestPath, positions);
+    names.insert(sent.begin(), sent.end());
+    names.insert(queued.begin(), queued.end());
+    const eExitCode code = ListAll(session, names, positions);
+    if (!m_sort.empty())
+        SortList(m_states, std::ranges::find(kOrders, m_sort, &std::pair<const char*, eListOrder>::first)->second);
+    if (!options.json && !options.quiet) {
+        const bool isTerminal = platform::IsTerminal(platform::eStream_Output);
+        const int width = isTerminal ? std::max(platform::TerminalWidth(platform::eStream_Output) - 1, 1) : 0;
+        static_cast<void>(
+            platform::WriteConsoleText(platform::eStream_Output, ListTable(m_states, static_cast<std::size_t>(width))));
     }
+    for (const SRequestState& state : options.json ? m_states : std::vector<SRequestState>())
+        session.Print(state);
+    return code;
+}
+
+eExitCode CListCommand::ListAll(CToolSession& session, const std::set<std::wstring>& names, const Positions& positions)
+{
     for (const std::wstring& name : names) {
         eExitCode code = eExitCode_Done;
-        const std::optional<SRequestState> state = session.Look(session.Client(), name, code);
+        std::optional<SRequestState> state = session.Look(session.Client(), name, code);
         if (!state)
             return code;
         // One without any file by now was received while we looked.
-        if (state->status != eRequestStatus_NotRequested || platform::PathExists(session.OutputPath(name)))
+        if (state->status == eRequestStatus_NotRequested && !platform::PathExists(session.OutputPath(name)))
+            continue;
+        AddFileTexts(session, positions, *state);
+        // What needs no order of its own is told as it is found: a status that somebody holds may take long.
+        if (session.Options().json && m_sort.empty())
             session.Print(*state);
+        else
+            m_states.push_back(std::move(*state));
     }
+    CServerWatch::TellWhenDead(session);
     return eExitCode_Done;
+}
+
+void CListCommand::AddFileTexts(const CToolSession& session, const Positions& positions, SRequestState& state)
+{
+    const bool isWaiting = state.status == eRequestStatus_Waiting || state.status == eRequestStatus_Paused;
+    const std::wstring places[] = {session.QueuePath(state.name), session.RequestPath(state.name),
+                                   session.OutputPath(state.name), session.StatusPath(state.name)};
+    SRequestFiles& files = state.files.emplace();
+    platform::SFileAttributes attributes;
+    const auto* const place = std::ranges::find_if(places, [&](const auto& path) {
+        return platform::Succeeded(platform::Files().GetAttributes(path, attributes));
+    });
+    if (place != std::end(places)) {
+        if (place != std::prev(std::end(places))) // a status is not what the user has sent or gets
+            files.size = attributes.length;
+        files.owner = OwnerName(*place);
+    }
+    if (IsAtWork(state.status))
+        files.position = 0;
+    else if (const auto found = positions.find(state.name); isWaiting && found != positions.end())
+        files.position = found->second;
+    files.since = IsAtWork(state.status) ? state.created : state.modified;
+    if (!files.since && place != std::end(places)) {
+        if (const std::optional<std::int64_t> arrival = ArrivalOf(*place))
+            files.since = *arrival / kNanoseconds;
+    }
+    if (files.since)
+        state.age = std::max<std::int64_t>(platform::Clock().UtcSeconds() - *files.since, 0);
+}
+
+/// Asked once for each, for the answer may come from another machine.
+const std::wstring& CListCommand::OwnerName(const std::wstring& path)
+{
+    platform::FileOwner owner;
+    static_cast<void>(platform::Files().GetOwner(path, owner));
+    const auto [entry, isNew] = m_owners.try_emplace(owner);
+    if (isNew)
+        entry->second = platform::AccountName(owner);
+    return entry->second;
 }
 
 bool CListCommand::AddNames(const std::wstring& directory, std::set<std::wstring>& names)
@@ -34,7 +153,7 @@ bool CListCommand::AddNames(const std::wstring& directory, std::set<std::wstring
     std::vector<platform::SDirectoryEntry> entries;
     const platform::eOsError error = platform::Files().List(directory, entries);
     if (!platform::Succeeded(error) && !platform::IsAbsent(error)) {
-        PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_READ, {directory, platform::OsErrorText(error)}));
+        PrintError(L"zel", ShownText(ToolTexts::IDS_CANNOT_BE_READ, {directory, platform::OsErrorText(error)}));
         return false;
     }
     for (const platform::SDirectoryEntry& entry : entries) {

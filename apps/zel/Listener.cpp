@@ -2,6 +2,7 @@
 
 #include "ZEL_Processor/ZelRequestWatch.h"
 #include "apps/zel/EventText.h"
+#include "apps/zel/FileCopy.h"
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
 
@@ -36,28 +37,45 @@ eExitCode CListener::Register()
         PrintError(L"zel", error);
         return eExitCode_ClientError;
     }
+    m_client.Client().SetPresence(true);
+    m_client.Client().SetRegistersAgain(true);
     const auto start = platform::Clock().Steady();
-    if (!m_client.Client().ListenDsEvents()) {
-        if (m_session.HasGivenUp()) {
-            PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_INTERRUPTED));
-            return eExitCode_Interrupted;
-        }
-        // Only a server that does not answer takes so long.
-        const bool isTimeout = platform::Clock().Steady() - start >= m_session.Options().serverTimeout;
-        PrintError(L"zel", WQ_ModuleText(isTimeout ? ToolTexts::IDS_CANNOT_HEAR : ToolTexts::IDS_NOT_REGISTERED));
-        return isTimeout ? eExitCode_ServerTimeout : eExitCode_ServerError;
-    }
+    if (!m_client.Client().ListenDsEvents())
+        return TellNotRegistered(start);
     m_strEventsFile = m_client.Client().GetDsEventsFileFullPath();
     if (!m_session.Options().quiet)
         platform::WriteConsoleText(platform::eStream_Error, WQ_ModuleText(ToolTexts::IDS_LISTENING) + L"\n");
     return eExitCode_Done;
 }
 
+eExitCode CListener::TellNotRegistered(std::chrono::nanoseconds start)
+{
+    if (m_session.HasGivenUp()) {
+        PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_INTERRUPTED));
+        return eExitCode_Interrupted;
+    }
+    // Only a server that does not answer takes so long.
+    const bool isTimeout = platform::Clock().Steady() - start >= m_session.Options().serverTimeout;
+    PrintError(L"zel", WQ_ModuleText(isTimeout ? ToolTexts::IDS_CANNOT_HEAR : ToolTexts::IDS_NOT_REGISTERED));
+    return isTimeout ? eExitCode_ServerTimeout : eExitCode_ServerError;
+}
+
 eExitCode CListener::Listen()
 {
     const eExitCode code = TellUntilStopped();
+    const std::wstring leftovers[] = {m_client.Client().GetInsertableItemsChangeFile(),
+                                      m_client.Client().GetLockResultsChangeFile()};
     m_client.End();
-    if (code != eExitCode_Done || !platform::PathExists(m_strEventsFile))
+    // The system may remember a name for a second that another machine has removed.
+    for (int look = 0; code == eExitCode_Done && platform::PathExists(m_strEventsFile) && look < kMaxRetries; ++look)
+        platform::Clock().SleepFor(kRetryPause);
+    if (!platform::PathExists(m_strEventsFile)) {
+        // A server leaves them, and nobody else knows whose they are.
+        for (const std::wstring& path : leftovers)
+            static_cast<void>(RemoveWhenFree(path));
+        return code;
+    }
+    if (code != eExitCode_Done)
         return code;
     PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_STAYS));
     return eExitCode_ServerTimeout;
@@ -73,8 +91,12 @@ eExitCode CListener::TellUntilStopped()
         if (!isChanged && failures == 0)
             continue;
         if (IsRegistrationGone()) {
-            PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_GONE));
-            return eExitCode_ServerError;
+            const auto start = platform::Clock().Steady();
+            if (!TellNewEvents()) {
+                PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_GONE));
+                return TellNotRegistered(start);
+            }
+            m_strEventsFile = m_client.Client().GetDsEventsFileFullPath();
         }
         failures = TakeAll() ? 0 : failures + 1;
         if (failures > kMaxRetries) {
@@ -97,8 +119,11 @@ bool CListener::TakeAll()
 
 bool CListener::TakeEvents()
 {
-    if (!HasNews(m_strEventsFile))
-        return true;
+    return !HasNews(m_strEventsFile) || TellNewEvents();
+}
+
+bool CListener::TellNewEvents()
+{
     std::vector<CComPtr<IWQ_DsEventsData>> events;
     if (!m_client.Client().GetDsEvents(events))
         return false;

@@ -3,7 +3,7 @@
 #include "apps/zel/CommandClient.h"
 #include "apps/zel/ToolSession.h"
 
-#include <functional>
+#include <chrono>
 
 /// A registration with the server, and the telling of what comes through it.
 class CListener {
@@ -23,6 +23,10 @@ private:
     /// Takes what there is. False when something could not be taken, or not be told.
     [[nodiscard]] bool TakeAll();
     [[nodiscard]] bool TakeEvents();
+    /// Registers again where that is needed.
+    [[nodiscard]] bool TellNewEvents();
+    /// Why, as a message and an exit code; since start it was tried.
+    [[nodiscard]] eExitCode TellNotRegistered(std::chrono::nanoseconds start);
     [[nodiscard]] bool TakeGroups();
     [[nodiscard]] bool TakeLockResults();
     [[nodiscard]] bool IsRegistrationGone();

@@ -1,10 +1,12 @@
 #include "apps/common/LibraryInstance.h"
 #include "apps/zel/Commands.h"
+#include "platform/ByteStream.h"
 #include "platform/Text.h"
 
 #include "CommonTexts.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <memory>
 
@@ -20,11 +22,14 @@ public:
         // None passes, too: the parser would otherwise complain of that before it names what it does not know.
         m_app.require_subcommand(0, 1);
         m_common.Define(m_app);
-        for (const std::unique_ptr<ICommand>& command : m_commands) {
+        for (const std::unique_ptr<IAnyCommand>& command : m_commands) {
             CLI::App& parser = AddCommand(m_app, command->Name(), command->Description());
             command->Define(parser);
-            m_common.Define(parser);
+            if (command->NeedsServer())
+                m_common.Define(parser);
         }
+        CLI::App& help = AddCommand(m_app, kHelp, ToolTexts::IDS_HELP_HELP_COMMAND);
+        help.add_option("COMMAND", m_strHelpOf, HelpText(ToolTexts::IDS_HELP_WHICH_COMMAND))->type_name("");
     }
     CTool(const CTool&) = delete;
     CTool& operator=(const CTool&) = delete;
@@ -37,16 +42,27 @@ public:
             PrintUsageError(L"zel", WQ_ModuleText(ToolTexts::IDS_COMMAND_REQUIRED));
             return eExitCode_Usage;
         }
-        ICommand& command = Chosen();
-        const std::optional<SToolOptions> options = m_common.Take();
-        if (!options || !command.Check())
-            return eExitCode_Usage;
-        CToolSession session(*options);
-        return session.CheckDirectories() ? command.Run(session) : eExitCode_ClientError;
+        if (m_app.got_subcommand(kHelp))
+            return Help(m_strHelpOf);
+        return Chosen().Start(m_common);
     }
 
 private:
-    [[nodiscard]] ICommand& Chosen()
+    static constexpr const char* kHelp = "help";
+
+    /// As with --help; a command that does not exist is the mistake that it is without "help".
+    [[nodiscard]] int Help(const std::string& command)
+    {
+        if (command.empty())
+            return Run({L"--help"});
+        const std::wstring name = platform::FromUtf8(command);
+        const bool isKnown = command == kHelp || std::ranges::any_of(m_commands, [&](const auto& known) {
+                                 return known->Name() == command;
+                             });
+        return isKnown ? Run({name, L"--help"}) : Run({name});
+    }
+
+    [[nodiscard]] IAnyCommand& Chosen()
     {
         std::size_t index = 0;
         while (!m_app.got_subcommand(m_commands[index]->Name()))
@@ -56,13 +72,15 @@ private:
 
     CLI::App m_app;
     CToolOptionsParser m_common;
-    std::vector<std::unique_ptr<ICommand>> m_commands;
+    std::vector<std::unique_ptr<IAnyCommand>> m_commands;
+    std::string m_strHelpOf;
 };
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    platform::HoldClosedStreams();
     try {
         const CLibraryInstance library;
         if (!library.IsReady()) {

@@ -46,8 +46,12 @@ CProgressView::CProgressView() : m_isTerminal(platform::IsTerminal(platform::eSt
 
 CProgressView::~CProgressView()
 {
-    if (m_isTerminal && m_shown)
-        platform::WriteConsoleText(platform::eStream_Error, L"\n");
+    if (!m_isTerminal || !m_shown)
+        return;
+    // Where both go to one screen, the line that is printed next tells the same.
+    const bool isSeenAgain = platform::IsTerminal(platform::eStream_Output);
+    platform::WriteConsoleText(platform::eStream_Error,
+                               isSeenAgain ? L"\r" + std::wstring(m_shownLength, L' ') + L"\r" : L"\n");
 }
 
 void CProgressView::Show(const SRequestState& state)

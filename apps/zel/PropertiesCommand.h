@@ -17,7 +17,8 @@ public:
 
 private:
     /// Writes the request and hands it over; false with the reason.
-    [[nodiscard]] bool Send(CCommandClient& client, const std::wstring& name, std::wstring& error) const;
+    [[nodiscard]] bool Send(CToolSession& session, CCommandClient& client, const std::wstring& name,
+                            std::wstring& error) const;
     /// Takes the response and prints the value.
     [[nodiscard]] eExitCode Collect(CToolSession& session, CCommandClient& client, const SRequestState& state) const;
 

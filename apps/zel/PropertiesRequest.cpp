@@ -1,6 +1,7 @@
 #include "apps/zel/PropertiesRequest.h"
 
 #include "ZEL_Processor/XMLTools.h"
+#include "apps/common/ShownText.h"
 #include "com/Bstr.h"
 #include "com/ComError.h"
 #include "com/ComPtr.h"
@@ -49,7 +50,7 @@ bool WritePropertiesRequest(const SPropertyQuestion& question, const std::wstrin
 {
     if (Write(question, path))
         return true;
-    error = WQ_ModuleText(ToolTexts::IDS_REQUEST_CANNOT_BE_WRITTEN, {path});
+    error = ShownText(ToolTexts::IDS_REQUEST_CANNOT_BE_WRITTEN, {path});
     return false;
 }
 

@@ -2,7 +2,7 @@
 
 #include "apps/zel/Command.h"
 
-/// Takes the response of a request that has ended; of one that failed, tells why and makes its name free.
+/// Takes the responses of requests that have ended; of one that failed, tells why and makes its name free.
 class CReceiveCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "receive"; }
@@ -12,7 +12,9 @@ public:
     [[nodiscard]] int Run(CToolSession& session) override;
 
 private:
-    std::string m_given;
+    [[nodiscard]] eExitCode ReceiveOne(CToolSession& session, const std::wstring& name) const;
+
+    std::vector<std::string> m_given;
     std::string m_target;
-    std::wstring m_strName;
+    std::vector<std::wstring> m_names;
 };

@@ -12,3 +12,6 @@
 
 /// Why this can't be the name of a new request; empty when it can.
 [[nodiscard]] std::wstring WhyNoRequestName(const std::wstring& name);
+
+/// The name, made unique before its ending: no other call gives it, in this process or another.
+[[nodiscard]] std::wstring UniqueRequestName(const std::wstring& name);

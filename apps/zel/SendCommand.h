@@ -21,17 +21,24 @@ private:
     };
 
     [[nodiscard]] bool MakeItems();
+    /// The name of the request from this file.
+    [[nodiscard]] std::wstring NameFor(const std::wstring& file) const;
     [[nodiscard]] bool CheckTarget() const;
+    /// Before anything is sent. Done, or the exit code after a message.
+    [[nodiscard]] eExitCode TryTarget(CToolSession& session) const;
     [[nodiscard]] eExitCode SendItem(CToolSession& session, SItem& item);
     /// Interrupted when the user did not wait for all.
     [[nodiscard]] eFollowEnd FinishItems(CToolSession& session);
     [[nodiscard]] eExitCode Collect(CToolSession& session, const SRequestState& state);
+    [[nodiscard]] eExitCode FailToReceive(CToolSession& session, const std::wstring& name, std::wstring error);
 
     std::vector<std::string> m_files;
     std::string m_name;
     std::string m_target;
     bool m_bMove = false;
     bool m_bWait = false;
+    bool m_bUnique = false;
+    bool m_bKeep = false;
     CTimeoutOption m_timeout;
     std::vector<SItem> m_items;
 };

@@ -17,7 +17,11 @@ bool CSender::Send(const std::wstring& source, const std::wstring& name, std::ws
     const SToolOptions& options = m_session.Options();
     CStagingFolder staging(options.clientDir.empty() ? options.requestDir : options.clientDir);
     const std::wstring staged = staging.FilePath(name);
-    return staging.Make(error) && CopyContent(m_session, source, staged, error) && HandOver(staged, name, error);
+    if (!staging.Make(error))
+        return false;
+    const bool isCopied =
+        source == kStandardStream ? CopyInput(m_session, staged, error) : CopyContent(m_session, source, staged, error);
+    return isCopied && HandOver(staged, name, error);
 }
 
 bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std::wstring& error)
@@ -26,19 +30,21 @@ bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std
     // ".lock" file is none that a server looks at.
     CLockFile lock(m_session.RequestPath(name));
     if (!lock.Lock(true)) {
-        error = WQ_ModuleText(ToolTexts::IDS_NAME_CANNOT_BE_LOCKED, {name});
+        error = ShownText(ToolTexts::IDS_NAME_CANNOT_BE_LOCKED, {name});
         return false;
     }
     if (IsInUse(name, error))
         return false;
-    if (m_session.Client().SendRequest(staged) == eRequestStatus_Sent)
-        return true;
+    {
+        const CMutedHost muted(m_session.Host());
+        if (m_session.Client().SendRequest(staged) == eRequestStatus_Sent)
+            return true;
+    }
     if (m_session.HasGivenUp()) {
-        error = WQ_ModuleText(ToolTexts::IDS_IN_USE, {staged});
+        error = ShownText(ToolTexts::IDS_IN_USE, {staged});
         return false;
     }
-    error = WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_MOVED,
-                          {name, platform::DirectoryOf(staged), m_session.Options().requestDir});
+    error = m_session.Client().GetLastErrorText();
     return false;
 }
 
@@ -48,7 +54,7 @@ bool CSender::IsInUse(const std::wstring& name, std::wstring& error)
     for (const std::wstring& path : {m_session.RequestPath(name), m_session.QueuePath(name), m_session.StatusPath(name),
                                      m_session.OutputPath(name)}) {
         if (platform::PathExists(path)) {
-            error = WQ_ModuleText(ToolTexts::IDS_NAME_IN_USE, {name, path});
+            error = ShownText(ToolTexts::IDS_NAME_IN_USE, {name, path});
             return true;
         }
     }

@@ -4,13 +4,17 @@
 
 #include <string>
 
+/// The name of standard input and output where files are named; a file of this name is "./-".
+constexpr const wchar_t* kStandardStream = L"-";
+
 /// Hands files over to the server under a name. The user's file is copied first, so that it stays as it is until the
 /// request is sent and a server never meets a half-written one.
 class CSender {
 public:
     explicit CSender(CToolSession& session) : m_session(session) {}
 
-    /// False with the reason; nothing was sent then, and the source is where it was.
+    /// The source is a file, or standard input. False with the reason; nothing was sent then, and the source is where
+    /// it was.
     [[nodiscard]] bool Send(const std::wstring& source, const std::wstring& name, std::wstring& error);
 
 private:

@@ -1,6 +1,7 @@
 #include "apps/zel/StagingFolder.h"
 
 #include "ZEL_Processor/ZelProcessorClient.h"
+#include "apps/common/ShownText.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 
@@ -26,7 +27,7 @@ bool CStagingFolder::Make(std::wstring& error)
     const platform::eOsError result = platform::Files().MakeDirectory(m_strFolder);
     m_isMade = platform::Succeeded(result);
     if (!m_isMade)
-        error = WQ_ModuleText(ToolTexts::IDS_FOLDER_CANNOT_BE_MADE, {m_strFolder, platform::OsErrorText(result)});
+        error = ShownText(ToolTexts::IDS_FOLDER_CANNOT_BE_MADE, {m_strFolder, platform::OsErrorText(result)});
     return m_isMade;
 }
 

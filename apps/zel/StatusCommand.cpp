@@ -1,5 +1,7 @@
 #include "apps/zel/StatusCommand.h"
 
+#include "apps/zel/ServerWatch.h"
+
 #include <CLI/CLI.hpp>
 
 void CStatusCommand::Define(CLI::App& app)
@@ -25,5 +27,6 @@ int CStatusCommand::Run(CToolSession& session)
         if (state->status == eRequestStatus_ClientError)
             code = eExitCode_ClientError;
     }
+    CServerWatch::TellWhenDead(session);
     return code;
 }

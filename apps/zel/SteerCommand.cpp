@@ -1,6 +1,7 @@
 #include "apps/zel/SteerCommand.h"
 
 #include "ZEL_Processor/ZelRequestWatch.h"
+#include "apps/zel/ServerWatch.h"
 #include "platform/Text.h"
 
 #include <CLI/CLI.hpp>
@@ -19,6 +20,7 @@ bool CSteerCommand::Check()
 
 int CSteerCommand::Run(CToolSession& session)
 {
+    CServerWatch::TellWhenDead(session);
     CCommandClient client(session);
     std::wstring error;
     const bool isOpen = client.Open(error);
@@ -48,7 +50,7 @@ eExitCode CSteerCommand::SteerByName(CToolSession& session, CZelProcessorClient&
 eExitCode CSteerCommand::Refuse(const STarget& target, const STextCode& code, std::vector<std::wstring> arguments)
 {
     arguments.insert(arguments.begin(), target.state.name);
-    return target.session.Fail(target.state.name, WQ_ModuleText(code, arguments));
+    return target.session.Fail(target.state.name, ShownText(code, arguments));
 }
 
 eExitCode CSteerCommand::RefuseEnded(const STarget& target)
@@ -66,7 +68,7 @@ eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answe
     const std::chrono::duration<double> time = target.session.Options().serverTimeout;
     state.comment =
         answer == eRequestStatus_ServerTimeout
-            ? WQ_ModuleText(ToolTexts::IDS_COMMAND_TIMED_OUT, {platform::FromUtf8(fmt::format("{}", time.count()))})
+            ? ShownText(ToolTexts::IDS_COMMAND_TIMED_OUT, {platform::FromUtf8(fmt::format("{}", time.count()))})
             : WQ_ModuleText(ToolTexts::IDS_COMMAND_FAILED);
     PrintError(L"zel", L"'" + state.name + L"': " + state.comment);
     if (target.session.Options().json)
@@ -80,7 +82,7 @@ void CSteerCommand::Tell(const STarget& target, const SRequestState& after, cons
         target.session.Print(after);
     else if (!target.session.Options().quiet)
         static_cast<void>(
-            platform::WriteConsoleText(platform::eStream_Output, OneLine(after.name) + L": " + word + L"\n"));
+            platform::WriteConsoleText(platform::eStream_Output, ShownName(after.name) + L": " + word + L"\n"));
 }
 
 bool CSteerCommand::IsRunning(eZelProcRequestStatus status)

@@ -8,6 +8,7 @@ CToolHost::CToolHost() : m_pPrevious(SetWQ_Host(this))
 {
     Brel::Log::SLogOptions log;
     log.level = Brel::Log::eLogLevel_Warning;
+    log.places = false;
     Brel::Log::Configure(log);
 }
 

@@ -12,7 +12,7 @@ public:
     void ReportError(const SWQ_ErrorReport& report) override;
     int ShowMessage(const std::wstring& text, unsigned style, unsigned flags) override;
 
-    /// Keeps the library silent while a step is tried that may fail and has another way. One thread at a time.
+    /// Keeps the library silent while a step is tried whose failure is told in other words. One thread at a time.
     void SetMuted(bool muted) { m_bMuted = muted; }
 
 private:
@@ -20,4 +20,16 @@ private:
 
     IWQ_Host* m_pPrevious;
     bool m_bMuted = false;
+};
+
+/// The library is silent while an object of this class lives.
+class CMutedHost {
+public:
+    explicit CMutedHost(CToolHost& host) : m_host(host) { m_host.SetMuted(true); }
+    ~CMutedHost() { m_host.SetMuted(false); }
+    CMutedHost(const CMutedHost&) = delete;
+    CMutedHost& operator=(const CMutedHost&) = delete;
+
+private:
+    CToolHost& m_host;
 };

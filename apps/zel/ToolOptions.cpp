@@ -11,6 +11,9 @@
 
 namespace {
 
+/// An hour: who waits longer need not wait at all.
+constexpr unsigned kLongestPollMs = 3'600'000;
+
 /// Given, or else from the environment; empty when neither.
 std::wstring DirectoryFrom(const std::string& given, const wchar_t* variable)
 {
@@ -46,6 +49,10 @@ void CToolOptionsParser::Define(CLI::App& app)
     directory("--output-dir", m_strOutputDir, ToolTexts::IDS_HELP_OUTPUT_DIR);
     directory("--client-dir", m_strClientDir, ToolTexts::IDS_HELP_CLIENT_DIR);
     DefineSeconds(app, "--server-timeout", m_serverTimeout, ToolTexts::IDS_HELP_SERVER_TIMEOUT).group(group);
+    app.add_option("--poll", m_nPollMs, HelpText(ToolTexts::IDS_HELP_POLL))
+        ->type_name("MS")
+        ->check(CLI::Validator(CLI::Range(0U, kLongestPollMs)).description(""))
+        ->group(group);
     app.add_flag("--json", m_bJson, HelpText(ToolTexts::IDS_HELP_JSON))->group(group);
     app.add_flag("-q,--quiet", m_bQuiet, HelpText(ToolTexts::IDS_HELP_QUIET))->group(group);
 }
@@ -58,8 +65,11 @@ std::optional<SToolOptions> CToolOptionsParser::Take() const
     options.clientDir = DirectoryFrom(m_strClientDir, L"ZEL_CLIENT_DIR");
     options.json = m_bJson;
     options.quiet = m_bQuiet;
-    if (m_serverTimeout)
-        options.serverTimeout = ToMilliseconds(*m_serverTimeout);
+    options.poll = std::chrono::milliseconds(m_nPollMs);
+    if (m_serverTimeout) {
+        options.serverTimeout = *m_serverTimeout == 0 ? kForever : ToMilliseconds(*m_serverTimeout);
+        options.serverAbsence = options.serverTimeout;
+    }
     if (options.requestDir.empty() || options.outputDir.empty()) {
         PrintUsageError(L"zel", WQ_ModuleText(options.requestDir.empty() ? ToolTexts::IDS_NO_REQUEST_DIR
                                                                          : ToolTexts::IDS_NO_OUTPUT_DIR));

@@ -17,6 +17,8 @@ struct SToolOptions {
     bool json = false;
     bool quiet = false;
     std::chrono::milliseconds serverTimeout{10'000}; ///< how long the server has for a command
+    std::chrono::milliseconds serverAbsence{30'000}; ///< how long one that is not there is waited for
+    std::chrono::milliseconds poll{0};               ///< 0: where the file system needs it
 };
 
 /// The common options as the parser fills them. They are taken before and after a command's name.
@@ -35,6 +37,7 @@ private:
     bool m_bJson = false;
     bool m_bQuiet = false;
     std::optional<double> m_serverTimeout;
+    unsigned m_nPollMs = 0;
 };
 
 /// A time-out option in seconds, fractions allowed.

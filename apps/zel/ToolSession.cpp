@@ -1,5 +1,6 @@
 #include "apps/zel/ToolSession.h"
 
+#include "ZEL_Processor/ZelProtocolNames.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 
@@ -9,7 +10,7 @@
 
 using namespace std::chrono_literals;
 
-CToolSession::CToolSession(const SToolOptions& options) : m_options(options), m_signals(false)
+CToolSession::CToolSession(const SToolOptions& options) : m_options(options), m_signals(platform::eSignalSet_Tool)
 {
     SetTimeout(kForever);
     m_client.Init(options.requestDir, options.outputDir, options.clientDir);
@@ -23,7 +24,7 @@ bool CToolSession::CheckDirectories() const
     const auto check = [](const std::wstring& path, const STextCode& missing) {
         if (path.empty() || platform::DirectoryExists(path))
             return true;
-        PrintError(L"zel", WQ_ModuleText(missing, {path}));
+        PrintUsageError(L"zel", ShownText(missing, {path}));
         return false;
     };
     return check(m_options.requestDir, ToolTexts::IDS_REQUEST_DIR_MISSING) &&
@@ -38,7 +39,7 @@ std::wstring CToolSession::RequestPath(const std::wstring& name) const
 
 std::wstring CToolSession::QueuePath(const std::wstring& name) const
 {
-    return platform::JoinPath(platform::JoinPath(m_options.outputDir, L"Queue"), name);
+    return platform::JoinPath(platform::JoinPath(m_options.outputDir, ZelProtocol::kQueueDirectory), name);
 }
 
 std::wstring CToolSession::OutputPath(const std::wstring& name) const
@@ -48,7 +49,7 @@ std::wstring CToolSession::OutputPath(const std::wstring& name) const
 
 std::wstring CToolSession::StatusPath(const std::wstring& name) const
 {
-    return OutputPath(name) + L".status";
+    return OutputPath(name) + ZelProtocol::kStatusExtension;
 }
 
 void CToolSession::Print(const SRequestState& state) const
@@ -57,20 +58,33 @@ void CToolSession::Print(const SRequestState& state) const
     if (m_options.json)
         static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, ToJson(state) + L"\n"));
     else if (!m_options.quiet)
-        static_cast<void>(platform::WriteConsoleText(platform::eStream_Output, ToText(state) + L"\n"));
+        static_cast<void>(platform::WriteConsoleText(
+            m_bOutputTaken ? platform::eStream_Error : platform::eStream_Output, ToText(state) + L"\n"));
 }
 
 eExitCode CToolSession::Fail(const std::wstring& name, const std::wstring& text) const
 {
     PrintError(L"zel", text);
-    if (m_options.json) {
-        SRequestState state;
-        state.name = name;
-        state.status = eRequestStatus_ClientError;
-        state.comment = text;
-        Print(state);
-    }
+    PrintFailure(name, text);
     return HasGivenUp() ? m_gaveUp : eExitCode_ClientError;
+}
+
+eExitCode CToolSession::FailWithHint(const std::wstring& name, const std::wstring& text) const
+{
+    PrintUsageError(L"zel", text);
+    PrintFailure(name, text);
+    return eExitCode_ClientError;
+}
+
+void CToolSession::PrintFailure(const std::wstring& name, const std::wstring& text) const
+{
+    if (!m_options.json)
+        return;
+    SRequestState state;
+    state.name = name;
+    state.status = eRequestStatus_ClientError;
+    state.comment = text;
+    Print(state);
 }
 
 void CToolSession::SetTimeout(std::chrono::milliseconds timeout)
@@ -90,6 +104,7 @@ void CToolSession::SetUp(CZelProcessorClient& client)
     client.SetAllowReading(true);
     client.SetGoOn([this] { return GoOn(); });
     client.SetCommandTimeout(m_options.serverTimeout);
+    client.SetCheckedWatch(true, m_options.poll);
 }
 
 bool CToolSession::GoOn()
@@ -105,7 +120,7 @@ std::optional<SRequestState> CToolSession::Look(CZelProcessorClient& client, con
     const SRequestState state = ReadState(client, name);
     if (!HasGivenUp() || state.status != eRequestStatus_NotIntialized)
         return state;
-    code = Fail(name, WQ_ModuleText(ToolTexts::IDS_IN_USE, {StatusPath(name)}));
+    code = Fail(name, ShownText(ToolTexts::IDS_IN_USE, {StatusPath(name)}));
     return std::nullopt;
 }
 

@@ -3,6 +3,7 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "apps/common/ExitCodes.h"
 #include "apps/common/RequestState.h"
+#include "apps/common/ShownText.h"
 #include "apps/zel/ToolHost.h"
 #include "apps/zel/ToolOptions.h"
 #include "platform/Process.h"
@@ -34,9 +35,14 @@ public:
 
     /// The line, or the JSON object, of one request on standard output.
     void Print(const SRequestState& state) const;
+    /// Standard output takes a response: the line of Print goes to standard error from now on.
+    void SetOutputTaken() { m_bOutputTaken = true; }
+    [[nodiscard]] bool IsOutputTaken() const { return m_bOutputTaken; }
     /// A failure of the tool itself: the text on standard error, and the request as a client error where JSON is
     /// wanted. Gives the exit code: of a client error, or of why a wait was ended.
     [[nodiscard]] eExitCode Fail(const std::wstring& name, const std::wstring& text) const;
+    /// The same for a mistake in the arguments that the system found, with the line that names the help.
+    [[nodiscard]] eExitCode FailWithHint(const std::wstring& name, const std::wstring& text) const;
 
     /// How soon Ctrl-C is noticed. The waiting itself sleeps on notifications, and ends at once when there is one.
     static constexpr std::chrono::milliseconds kInterruptLatency{250};
@@ -60,14 +66,18 @@ public:
     [[nodiscard]] std::optional<SRequestState> Look(CZelProcessorClient& client, const std::wstring& name,
                                                     eExitCode& code);
 
-private:
+    /// False when a wait is to end: the tool is to stop, or the time is over.
     [[nodiscard]] bool GoOn();
+
+private:
+    void PrintFailure(const std::wstring& name, const std::wstring& text) const;
 
     const SToolOptions m_options;
     platform::CProgramSignals m_signals;
     CToolHost m_host;
     CZelProcessorClient m_client;
     bool m_bInterrupted = false;
+    bool m_bOutputTaken = false;
     eExitCode m_gaveUp = eExitCode_Done;
     std::chrono::nanoseconds m_end;
 };

@@ -1,23 +1,16 @@
 // An application with an event loop that never waits for a file: client REQUESTS OUTPUT REQUEST RESPONSE
 // Hands the file REQUEST over, shows how it gets on, and takes the response. The exit code is 0 when it is there.
 
-#include <ZEL_Processor/ZelProcessorClient.h>
-#include <ZEL_Processor/ZelRequestWatch.h>
-#include <com/ZelCom.h>
-#include <platform/Path.h>
-#include <platform/Text.h>
+#include <ZEL_Processor/zel.h>
 
-#include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -54,63 +47,48 @@ private:
     std::optional<int> m_code;
 };
 
-/// One request on its way. All of it runs on the loop's thread, but for the waiting.
+/// One request on its way. All of it runs on the loop's thread.
 class CFollowedRequest {
 public:
-    CFollowedRequest(CEventLoop& loop, const std::vector<std::wstring>& paths)
-        : m_loop(loop), m_strRequest(paths[2]), m_strResponse(paths[3]), m_watch(m_client, paths[1])
-    {
-        m_client.Init(paths[0], paths[1], platform::DirectoryOf(paths[2]));
-    }
-    ~CFollowedRequest()
-    {
-        m_bEnded = true;
-        m_watch.Wake();
-        if (m_waiting.joinable())
-            m_waiting.join();
-    }
+    CFollowedRequest(CEventLoop& loop, const zel::Options& directories, std::filesystem::path target)
+        : m_loop(loop), m_client(directories), m_target(std::move(target))
+    {}
 
-    void Send()
+    void Send(const std::filesystem::path& file)
     {
-        if (m_client.SendRequest(m_strRequest) != eRequestStatus_Sent)
-            return m_loop.End(1);
-        m_waiting = std::thread([this] {
-            while (!m_bEnded) {
-                if (m_watch.WaitForChange(std::chrono::seconds(1)))
-                    m_loop.Post([this] { Show(); });
-            }
-        });
+        zel::Result<zel::Request> sent = m_client.send(file);
+        if (!sent)
+            return Fail(sent.reason());
+        m_request = *std::move(sent);
+        const auto post = [this](const zel::Status& status) { m_loop.Post([this, status] { Show(status); }); };
+        if (const zel::Result<void> followed = m_request->onChange(post); !followed)
+            Fail(followed.reason());
     }
 
 private:
-    void Show()
+    void Show(const zel::Status& status)
     {
-        if (m_bEnded)
+        std::cout << zel::nameOf(status.state);
+        if (status.percent)
+            std::cout << " " << *status.percent << " %";
+        std::cout << " " << status.comment << '\n' << std::flush;
+        if (!status.hasEnded())
             return;
-        CZelProcessorClient::CAdditionalRequestStatus more;
-        const eZelProcRequestStatus status = m_client.GetStatus(m_strRequest, &more);
-        long percent = -1;
-        static_cast<void>(more.GetProgress(percent));
-        const std::string line =
-            std::to_string(status) + " " + std::to_string(percent) + " " + platform::ToUtf8(more.GetProgressComment());
-        if (line != m_strShown)
-            std::cout << line << '\n' << std::flush;
-        m_strShown = line;
-        if (!CZelRequestWatch::IsFinal(status))
-            return;
-        m_bEnded = true;
-        const bool isTaken = status == eRequestStatus_Done && m_client.ReceiveOutput(m_strRequest, m_strResponse);
-        m_loop.End(isTaken ? 0 : 1);
+        const zel::Result<void> received = m_request->receive(m_target);
+        if (!received)
+            return Fail(received.reason());
+        m_loop.End(0);
+    }
+    void Fail(const std::string& reason)
+    {
+        std::cerr << reason << '\n';
+        m_loop.End(1);
     }
 
     CEventLoop& m_loop;
-    const std::wstring m_strRequest;
-    const std::wstring m_strResponse;
-    CZelProcessorClient m_client;
-    CZelRequestWatch m_watch;
-    std::thread m_waiting;
-    std::atomic<bool> m_bEnded = false;
-    std::string m_strShown;
+    zel::Client m_client;
+    const std::filesystem::path m_target;
+    std::optional<zel::Request> m_request;
 };
 
 } // namespace
@@ -121,16 +99,8 @@ int main(int argc, char** argv)
         std::cerr << "client REQUESTS OUTPUT REQUEST RESPONSE\n";
         return 2;
     }
-    std::vector<std::wstring> paths;
-    for (int index = 1; index < argc; ++index)
-        paths.push_back(platform::AbsolutePath(platform::FromUtf8(argv[index])));
-    if (FAILED(CoInitializeSYS(nullptr)) || FAILED(CoInitializeZEL(nullptr)))
-        return 1;
     CEventLoop loop;
-    CFollowedRequest request(loop, paths);
-    loop.Post([&request] { request.Send(); });
-    const int code = loop.Run();
-    CoUninitializeZEL();
-    CoUninitializeSYS();
-    return code;
+    CFollowedRequest request(loop, {.requests = argv[1], .output = argv[2]}, argv[4]);
+    loop.Post([&] { request.Send(argv[3]); });
+    return loop.Run();
 }

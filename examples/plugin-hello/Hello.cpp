@@ -4,24 +4,25 @@
 
 namespace {
 
-constexpr CLSID kHelloFactoryId = {0x6D1F2B3A, 0x94C7, 0x4E58, {0xA0, 0x1B, 0x7C, 0x35, 0xD2, 0xE6, 0x48, 0xF9}};
-
-class CHelloTask : public CZelObject<IWQ_ZELProcessorTask> {
+class CHelloTask : public CZelTask {
 public:
     bool STDMETHODCALLTYPE Init(IXMLDOMNode* task) override
     {
-        return CXMLTools::GetNodeValue(task, L"Name", m_strName);
+        CZelParameters parameters(task);
+        return parameters.Get(L"Name", m_strName) || Fail(L"who is to be greeted? " + parameters.Error());
     }
-    bool STDMETHODCALLTYPE ObtainData(CZelProcessorContext* context, CZelProcessorProgress* progress) override
+    [[nodiscard]] const CString& Greeting() const { return m_strGreeting; }
+
+protected:
+    bool Work(CZelProcessorContext& context, CZelProcessorProgress& progress) override
     {
-        progress->SetRange(0, m_strName.size());
-        for (std::size_t letter = 0; letter < m_strName.size() && !context->IsCanceled(); ++letter) {
+        progress.SetRange(0, m_strName.size());
+        for (std::size_t letter = 0; letter < m_strName.size() && !context.IsCanceled(); ++letter) {
             m_strGreeting += m_strName[letter];
-            progress->SetPos(letter + 1);
+            progress.SetPos(letter + 1);
         }
         return true;
     }
-    [[nodiscard]] const CString& Greeting() const { return m_strGreeting; }
 
 private:
     CString m_strName;
@@ -41,7 +42,7 @@ protected:
 
 class CHelloFactory : public CZelXmlFactory {
 protected:
-    bool TakesType(const CString& type) override { return type == L"Hello"; }
+    std::vector<CString> Types() override { return {L"Hello"}; }
     CComPtr<IWQ_ZELProcessorTask> MakeTask(const CString& type) override
     {
         return TakesType(type) ? CComPtr<IWQ_ZELProcessorTask>(ZelMake<CHelloTask>().Get()) : nullptr;
@@ -54,4 +55,4 @@ protected:
 
 } // namespace
 
-ZEL_PLUGIN_MODULE(ZelPluginClass<CHelloFactory>(kHelloFactoryId, L"Hello"))
+ZEL_PLUGIN_FACTORY(CHelloFactory)

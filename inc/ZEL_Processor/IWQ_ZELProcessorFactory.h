@@ -43,6 +43,13 @@ struct IWQ_ZELProcessorTaskReadiness : public IUnknown {
     virtual bool STDMETHODCALLTYPE CanProcess(CZelProcessorContext* context, bool force) = 0;
 };
 
+/// Optional interface of a task: words of its own for a failure.
+struct IWQ_ZELProcessorTaskError : public IUnknown {
+    /// Asked after Init or ObtainData gave false, when the host wants reasons (SZelServerOptions::tellReasons). The
+    /// text becomes part of the request's status comment; false: there is none. To be freed with SysFreeString.
+    virtual bool STDMETHODCALLTYPE GetErrorText(BSTR* text) = 0;
+};
+
 /// Writes what a task obtained.
 struct IWQ_ZELProcessorResponse : public IUnknown {
     virtual bool STDMETHODCALLTYPE SetTask(IWQ_ZELProcessorTask* task) = 0;
@@ -61,9 +68,17 @@ struct IWQ_ZELProcessorFactory : public IUnknown {
                                                   IWQ_ZELProcessorResponse** response) = 0;
 };
 
+/// Optional second interface of a factory: what it serves, for people.
+struct IWQ_ZELProcessorTaskTypes : public IUnknown {
+    /// The types that CreateTask takes, one per line. To be freed with SysFreeString. From any thread.
+    virtual bool STDMETHODCALLTYPE GetTaskTypes(BSTR* types) = 0;
+};
+
 ZEL_DECLARE_IID(IWQ_ZELProcessorFactory, 0x9534A484, 0xC7F6, 0x45D9, 0x9B, 0x01, 0xEC, 0x80, 0xF9, 0xB9, 0xE9, 0x4F);
 ZEL_DECLARE_IID(IWQ_ZELProcessorTask, 0x73A42410, 0x9672, 0x11E0, 0xAA, 0x80, 0x08, 0x00, 0x20, 0x0C, 0x9A, 0x66);
 ZEL_DECLARE_IID(IWQ_ZELProcessorTaskReadiness, 0xCF25F4D0, 0xA8B0, 0x4DDD, 0x93, 0xC4, 0xBC, 0xF3, 0x8F, 0x78, 0x3E,
                 0x2C);
 ZEL_DECLARE_IID(IWQ_ZELProcessorRequest, 0x5C0B7B6A, 0x2E0D, 0x4D4B, 0x8C, 0x5F, 0x2B, 0x0E, 0x6D, 0x1A, 0x7F, 0x31);
 ZEL_DECLARE_IID(IWQ_ZELProcessorResponse, 0xA7D9E3F2, 0x61C8, 0x4F0E, 0x9A, 0x34, 0x7D, 0x52, 0x0B, 0xC6, 0x18, 0xE9);
+ZEL_DECLARE_IID(IWQ_ZELProcessorTaskError, 0x1F6E2B57, 0x4C0A, 0x4D8E, 0x9E, 0x21, 0x5B, 0x73, 0xA1, 0x0C, 0xD4, 0x68);
+ZEL_DECLARE_IID(IWQ_ZELProcessorTaskTypes, 0x3D90C7A4, 0x82F1, 0x4B3C, 0xA6, 0x5D, 0x17, 0xE8, 0x04, 0x9B, 0x2C, 0xF3);

@@ -7,8 +7,10 @@
 #include "framework/ComModule.h"
 
 #include <cstdint>
+#include <iterator>
 #include <new>
 #include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,6 +44,32 @@ template <class Class>
                 return ZelComResult([&] { return ZelMake<Class>()->QueryInterface(iid, object); });
             },
             name};
+}
+
+/// A class id from its text, "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}"; what is none does not compile.
+[[nodiscard]] consteval CLSID ZelClassId(std::string_view text)
+{
+    if (text.size() != 38 || text[0] != '{' || text[9] != '-' || text[14] != '-' || text[19] != '-' ||
+        text[24] != '-' || text[37] != '}')
+        throw "not a class id";
+    const auto number = [text](std::size_t at, std::size_t digits) {
+        std::uint32_t value = 0;
+        for (const char digit : text.substr(at, digits)) {
+            const char small = digit >= 'A' && digit <= 'F' ? static_cast<char>(digit - 'A' + 'a') : digit;
+            if ((small < '0' || small > '9') && (small < 'a' || small > 'f'))
+                throw "not a hexadecimal digit";
+            value = value * 16 + static_cast<std::uint32_t>(small <= '9' ? small - '0' : small - 'a' + 10);
+        }
+        return value;
+    };
+    CLSID id{};
+    id.Data1 = number(1, 8);
+    id.Data2 = static_cast<std::uint16_t>(number(10, 4));
+    id.Data3 = static_cast<std::uint16_t>(number(15, 4));
+    constexpr std::size_t kPlaces[] = {20, 22, 25, 27, 29, 31, 33, 35};
+    for (std::size_t i = 0; i < std::size(kPlaces); ++i)
+        id.Data4[i] = static_cast<std::uint8_t>(number(kPlaces[i], 2));
+    return id;
 }
 
 /// What DllRegisterServer and DllUnregisterServer do: every class goes into the category of request processors. The
@@ -88,4 +116,18 @@ template <class Class>
     extern "C" ZEL_EXPORTED std::uint32_t ZelPluginVersion()                                                           \
     {                                                                                                                  \
         return kComponentVersion;                                                                                      \
+    }                                                                                                                  \
+    extern "C" ZEL_EXPORTED std::uint32_t ZelPluginClasses(const SZelPluginClass** classes)                            \
+    {                                                                                                                  \
+        *classes = kZelPluginClasses;                                                                                  \
+        return static_cast<std::uint32_t>(std::size(kZelPluginClasses));                                               \
+    }                                                                                                                  \
+    extern "C" ZEL_EXPORTED std::uint32_t ZelPluginObjects()                                                           \
+    {                                                                                                                  \
+        return static_cast<std::uint32_t>(ZelModule().Count());                                                        \
     }
+
+/// The same for the one factory of a module that zel_add_plugin builds, which tells the class id and the name: so they
+/// stand in one place.
+#define ZEL_PLUGIN_FACTORY(factory)                                                                                    \
+    ZEL_PLUGIN_MODULE(ZelPluginClass<factory>(ZelClassId(ZEL_PLUGIN_CLASS_ID), L"" ZEL_PLUGIN_CLASS_NAME))

@@ -6,6 +6,7 @@
 
 #include <memory>
 
+class CProcessorRunner;
 class CZelProcessorFactories;
 struct SStringCode;
 
@@ -29,6 +30,9 @@ public:
     /// Not owned; null is allowed for the event and ends every request as cancelled for the context.
     void SetEvent(CZelProcessorEvent* event);
     void SetContext(CZelProcessorContext* context);
+    /// Whether a request that fails ends with the reason in its status (SZelServerOptions::tellReasons); off unless
+    /// set.
+    void SetTellReasons(bool tell);
 
     /// With manual stepping the queue advances only while ProceedQueue(true) is in force.
     void SetManualProceedQueue(bool manual);
@@ -36,8 +40,8 @@ public:
     void ProceedQueue(bool proceed);
     [[nodiscard]] bool CanProceedQueue() const;
 
-    /// Publishes status and text through the progress object, and logs the text.
-    void SetStatus(CZelProcessorProgress* progress, eZelProcRequestStatus status, const CString& text);
+    /// Publishes status and text through the progress object, and logs the text. From any thread.
+    static void SetStatus(CZelProcessorProgress* progress, eZelProcRequestStatus status, const CString& text);
 
     /// The first 2048 characters of a request's XML, for messages.
     [[nodiscard]] CString CreateErrorXmlString(const CString& text) const;
@@ -55,6 +59,12 @@ public:
     [[nodiscard]] bool HasToldDone() const;
 
 private:
+    friend class CProcessorRunner;
+    friend class CZelTaskHarness;
+
+    /// With these factories in the place of the category's.
+    explicit CZelProcessor(const CZelProcessorFactories& factories);
+
     struct SState;
     const std::unique_ptr<SState> m_pState; ///< never null
 };

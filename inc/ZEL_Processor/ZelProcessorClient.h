@@ -2,6 +2,7 @@
 
 #include "ZEL_Processor/ZelExport.h"
 #include "ZEL_Processor/ZelProcessorEnums.h"
+#include "ZEL_Processor/ZelServerInfo.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "com/ComPtr.h"
 
@@ -73,6 +74,8 @@ public:
     void SetSyncing(bool syncing);
     /// Whether the owner of the request directory is given the right to read what is sent, where the file's mode would
     /// keep him out (a mask of 077 does); on POSIX that adds him to the file's access list, on Windows it does nothing.
+    /// Where there are no access lists, or the owner is the superuser or this user, who then is not the server, the
+    /// group of a directory in which a group may make files gets the right.
     /// Off unless set: a hand-over is a move and nothing else.
     void SetAllowReading(bool allow);
     /// What ends the waiting for files that others have open, which has no end of its own, and for the server's answer
@@ -83,6 +86,23 @@ public:
     void SetGoOn(std::function<bool()> goOn);
     /// How long the server has for a command; ten seconds when nothing else is set.
     void SetCommandTimeout(std::chrono::milliseconds timeout);
+    /// Whether a registered client keeps a file of its own in the output directory, which goes when the client ends,
+    /// however it does: a server with presence (SZelServerOptions), as zel-server is, then ends the registration. Off
+    /// unless set. To be set before ListenDsEvents.
+    void SetPresence(bool keep);
+    /// Whether the server's directories are looked at even when the system tells of no change there: where other
+    /// machines may change them, 50 ms after a change and less and less often to once a second, or from poll on when it
+    /// is not 0, which holds for any file system; elsewhere the output directory's time is compared once a second.
+    /// ListenDsEvents tries out then, with a file that it makes and removes there, whether changes are told; where they
+    /// are not, the directory is listed, and the log says so. A status that cannot be read is then read again for two
+    /// seconds, for the lock of a writer on another machine may not be seen. Off unless set. To be set before the
+    /// calls, and before a CZelRequestWatch is made.
+    void SetCheckedWatch(bool checked, std::chrono::milliseconds poll = {});
+    /// Whether a client whose registration the server has lost, as one that was started anew has, registers again:
+    /// IsNewDsEvent is true then until GetDsEvents has done so, which takes as long as a command, and what that gives
+    /// is one event of kind eDsEventKind_Reload, for nobody knows what changed meanwhile. The files have other names
+    /// from then on. Off unless set: ListenDsEvents registers again.
+    void SetRegistersAgain(bool again);
 
     /// Moves a finished request file into the request directory, replacing one of that name: the file leaves its place.
     /// eRequestStatus_Sent, or eRequestStatus_ClientError after a report. The file must be on the request directory's
@@ -97,6 +117,12 @@ public:
     /// Moves the response to targetPath, replacing what is there, and removes the request's status file. For requests
     /// that are done. The target must be on the output directory's volume.
     [[nodiscard]] bool ReceiveOutput(const CString& requestPath, const CString& targetPath);
+    /// Removes the response and the status of a request that has ended, so that its name is free again: of one that
+    /// failed, was cancelled or is not wanted any more. Gives the status that it had; nothing is removed while it waits
+    /// or runs. eRequestStatus_NotRequested: there was no status; a response without one is removed.
+    /// eRequestStatus_ClientError after a report when a file stays, because somebody keeps it open for a second or the
+    /// system refuses; eRequestStatus_NotIntialized when the wait for the status was ended (SetGoOn).
+    [[nodiscard]] eZelProcRequestStatus ForgetRequest(const CString& requestPath);
 
     /// Asks the server to drop a waiting request, or to stop whatever runs when the request does not wait; a server
     /// with cancelByName (SZelServerOptions), as zel-server is, never stops another than the named one. Done once the
@@ -105,6 +131,11 @@ public:
     [[nodiscard]] eZelProcRequestStatus CancelRequest(const CString& requestPath);
     /// Pauses a request that has not started, and unpauses one that is paused; that then runs next. Results as above.
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
+
+    /// Whether a server serves the output directory, and what it tells of itself. Touches nothing but a few small files
+    /// of the server's own folder, and waits for nobody; for the moment of the look it holds the lock that a dead
+    /// server left. A server that makes no claim is never said to be missing once it made its queue.
+    [[nodiscard]] SZelServerInfo GetServerInfo() const;
 
     /// Registers with the server and watches the output directory on a thread of its own. False after a report, also
     /// when the server registered the client and the directory can't be watched. A second call registers anew, under
@@ -135,6 +166,12 @@ public:
     /// Takes the notice that results of locking changed. Results as above.
     [[nodiscard]] bool ResetLockResultsChanged();
 
+    /// Why the call of this object that failed last did, on one line in the language of the process: the file, and the
+    /// words of the system or of the server. For a person: programs look at what the call gave. Empty until one fails;
+    /// calls that succeed leave it as it is, and so does a status of a request that failed, which is an answer. Safe
+    /// from any thread; where several fail, the last of them counts.
+    [[nodiscard]] CString GetLastErrorText() const;
+
     /// The files by which the server tells of changes; empty before the registration.
     [[nodiscard]] CString GetDsEventsFileFullPath() const;
     [[nodiscard]] CString GetInsertableItemsChangeFile() const;
@@ -145,6 +182,7 @@ public:
     [[nodiscard]] static CString GetUniqueString();
 
 private:
+    friend class CZelRequestWatch;
     friend struct SClientTestAccess;
 
     struct SState;

@@ -3,6 +3,7 @@
 #include "ZEL_Processor/IWQ_Palette.h"
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
 #include "ZEL_Processor/ZelExport.h"
+#include "ZEL_Processor/ZelServerInfo.h"
 #include "ZEL_Processor/ZelServerOptions.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "com/ComPtr.h"
@@ -33,9 +34,11 @@ public:
     void SetOptions(const SZelServerOptions& options);
 
     /// Absolute paths of two existing directories. Creates "Queue" in the output directory and DELETES EVERY FILE in
-    /// the output directory and in "Queue": nothing survives a restart, registrations of clients included. Files in the
-    /// request directory are kept. False when a directory is missing, and, after a box and with nothing deleted, when
-    /// "Queue" is a symbolic link or belongs to another user. Others lose the right to write into "Queue".
+    /// the output directory and in "Queue": nothing survives a restart, registrations of clients included; with the
+    /// option "resume" it takes over what lies there instead. Files in the request directory are kept. False when a
+    /// directory is missing, and, after a box and with nothing deleted, when "Queue" is a symbolic link or belongs to
+    /// another user, or when what is to be taken over cannot be read. Others lose the right to write into "Queue". Not
+    /// while threads of a run that was stopped without waiting may still work.
     bool SetDirs(const CString& requestDir, const CString& outputDir);
 
     void SetZelProcessorEvent(CZelProcessorEvent* event);
@@ -61,6 +64,13 @@ public:
     /// that ran out, say): nothing more is accepted or run, and Stop and Run work as ever. From any thread.
     [[nodiscard]] bool HasFailed() const;
 
+    /// Tells clients what this server is (CZelProcessorClient::GetServerInfo), in a file of the server's own folder
+    /// that is replaced as a whole: what the host gives, and request directory, plug-ins with their types, which they
+    /// are asked for unless the server has ended, and those that were left out. The host makes the claim that says that
+    /// the server lives, and publishes again with "ended" when it has stopped. False after a line in the log. After
+    /// SetDirs.
+    bool PublishInfo(const SZelServerInfo& info);
+
     /// True when the server's threads have gone on since the call before, or do not run: the listener takes a turn
     /// every second, also while it waits, and with every file it looks at. The executive may wait for a request or run
     /// a task, for as long as that takes; what it does besides must go on. To wait for somebody who keeps a file open,
@@ -77,8 +87,10 @@ public:
     /// Tells every registered client that data changed, and which palette groups follow from that; with no client the
     /// project is marked when its palette needs an update. For a client whose events file is locked or can't be written
     /// the events wait for the next events file that is written; groups wait for that client's next ones. An event that
-    /// can't be written at all is dropped with a report. Throws CComError: E_POINTER without a palette (or without a
-    /// project that must be marked), or what these fail with; a palette that fails keeps no event from the clients.
+    /// can't be written at all is dropped with a report; with ownLists (SZelServerOptions) what a client cannot be told
+    /// now is told to it a little later, and nobody is waited for. Throws CComError: E_POINTER without a palette (or
+    /// without a project that must be marked), or what these fail with; a palette that fails keeps no event from the
+    /// clients.
     ///
     /// From any thread whose COM is initialised; calls wait for each other while they tell the clients. Palette,
     /// project and event are called before that, outside of all locks, so calls of several threads may ask them at

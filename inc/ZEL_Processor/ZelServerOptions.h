@@ -1,10 +1,16 @@
 #pragma once
 
+#include "ZEL_Processor/ZelTypes.h"
 #include "com/XmlLimits.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <vector>
+
+/// What becomes of a request whose run the end of a server has interrupted.
+enum eInterrupted { eInterrupted_Rerun, eInterrupted_Fail };
 
 /// What a host may choose beside the file protocol. Left as they are, all of them keep the protocol as its oldest
 /// clients know it; docs/server-options.md compares these defaults with those of zel-server.
@@ -12,6 +18,9 @@
 struct SZelServerOptions {
     /// Whether what is handed over is synced to the storage device, so that a power cut loses nothing.
     bool syncing = true;
+    /// The queue advances only when ProceedQueue allows it, from the first request on. SetManualProceedQueue after Run
+    /// says the same, when a request that lay there may run already.
+    bool manual = false;
     /// A cancel means the request of that name only. Off: a name that does not wait cancels whatever runs.
     bool cancelByName = false;
     /// A pause takes requests only, by their extension. Off: any file of the request directory.
@@ -26,6 +35,17 @@ struct SZelServerOptions {
     /// docs/server-options.md tells what is lost from there on.
     std::uint64_t eventsLimit = 0;
     static constexpr std::uint64_t kLargestEventsLimit = std::uint64_t{255} << 20;
+    /// What a client cannot be told at once waits in a list of its own, of events, groups and lock results alike, and
+    /// is tried again some times a second; OnChangedDs and OnChangedLockResults wait for nobody. Events are added to a
+    /// file without reading it, and a client that deletes its events file gets a new one. Each group stands once in a
+    /// file. Without eventsLimit the largest one counts. Off: events wait in one list for all clients and groups for
+    /// the client's next ones, and who holds a lock is waited for up to two seconds.
+    bool ownLists = false;
+    /// A client that kept a presence file (CZelProcessorClient::SetPresence) and does so no longer has died: its
+    /// registration ends, and its files go. Looked for about once a second, but not where other
+    /// machines may change the output directory, for their locks may not be seen; a client that never kept one stays.
+    /// Off: a registration ends by a command alone.
+    bool presence = false;
     /// What a request or command may be at most. Beyond it is refused with an error that names the limit. They hold for
     /// whatever the server's own threads read through CXMLTools, plug-ins on them included.
     SXmlLimits xmlLimits = {};
@@ -50,16 +70,70 @@ struct SZelServerOptions {
     /// leaves no room for that of its status) is told once, has a status that says so, and stays where it is. Off:
     /// directories are passed over, and the rest fails at every look.
     bool tellRefused = false;
-    /// How long somebody who keeps a file open is waited for, in milliseconds: by a look into the request directory, by
-    /// all statuses of a request together, by each file of a client. A request or command that is held is passed over
-    /// and met again; a request's last status is written as soon as he lets go; what a client was to be told waits for
-    /// the next change. 0: as long as it takes.
-    unsigned patienceMs = 0;
+    /// A request that fails ends with the reason: what is wrong with its document, which type of task is not served and
+    /// which are, why a plug-in was left out, what a task says of itself (IWQ_ZELProcessorTaskError), the text of an
+    /// exception. Plug-ins, their places and their words are then told to whoever may read the status. Off: general
+    /// sentences, and the reasons in the log and on boxes alone.
+    bool tellReasons = false;
+    /// With tellReasons: what the host left out before the library saw it (a folder of plug-ins that is not to be
+    /// trusted, a broken manifest; AddComponentFolder says which), each with its reason. Who asks for a type that is
+    /// not served is told of these and of those that the library leaves out.
+    std::vector<CString> leftOut = {};
+    /// The log tells the way of each request and command, one line for each step: received, started, put off by its
+    /// task (once), ended with type, status, time and bytes; what a command asked for and what came of it; who is
+    /// registered and is no longer. A failure is of the level "error" with its reason, in the place of the report that
+    /// a request failed and of the box that a command did. Off: the path of each request that is run, each time its
+    /// task is asked, and these.
+    bool tellStory = false;
+    /// The last status of a request or command that could not be written, for whatever reason (a full disk, say), is
+    /// written again, with pauses that grow to a minute, until it is there or the server stops, then for a second more:
+    /// who waits for the end is told of it. Off: only one that somebody's hold or a link keeps from being written.
+    bool retryLastStatus = false;
+    /// SetDirs deletes nothing that is alive: what an earlier server left, however it ended, is taken over. Requests
+    /// that waited or were paused do so again, those that ran are run again or fail, responses and last statuses wait
+    /// for their clients, and who was registered is. What cannot be explained is moved into ".zel-server/lost+found" in
+    /// the output directory. Wants pausedStatus: without, a paused request waits after a restart. Off: SetDirs deletes
+    /// all files.
+    bool resume = false;
+    /// With resume: what becomes of a request that was running. With syncing, "fail" costs each run a sync.
+    eInterrupted interrupted = eInterrupted_Rerun;
+    /// With resume: so many servers may end while they run one and the same request; then it ends with a server error
+    /// that says so. 0: any number.
+    unsigned attempts = 3;
+    /// The request directory is looked at even when the system tells of no change there: where other machines may
+    /// change it, 50 ms after a change and less and less often to once a second; elsewhere when its time has changed,
+    /// which is compared once a second. A file that is made and removed at the start shows whether changes are told; a
+    /// directory of which they are not is listed as well, and the log says so. Off: what is not told is found with the
+    /// next change that is.
+    bool checkedWatch = false;
+    /// Lists the request directory whatever its file system is, this long after a change and less and less often to
+    /// once a second, or to this when it is longer. 0: as checkedWatch says.
+    std::chrono::milliseconds poll{0};
+    /// How long somebody who keeps a file open is waited for: by a look into the request directory, by all statuses of
+    /// a request together, by each file of a client. A request or command that is held is passed over, others are
+    /// served meanwhile, and it is taken when he lets go; a request's last status is written as soon as he does; what a
+    /// client was to be told waits for the next change. 0: no longer than what is being closed takes, and a file of the
+    /// output directory no longer than its readers need. Empty: as long as it takes.
+    std::optional<std::chrono::milliseconds> patience = std::nullopt;
+    /// A request or command that somebody keeps open for so long is told to the log, once, with who it is where the
+    /// system tells. 0: never.
+    std::chrono::milliseconds busyWarning = std::chrono::seconds(30);
+    /// Responses and final statuses that nobody took for so long are removed, by an hour later. 0: none, before the
+    /// next SetDirs.
+    std::chrono::seconds keep{0};
     /// Called with failedContext, once, when the running server ended itself (CZelProcessorServer::HasFailed): on the
     /// thread that failed, without a lock. It must return soon, must not throw, and must not stop or destroy the
     /// server; it wakes whoever does. Null: nobody is told.
     void (*failed)(void* context) = nullptr;
     void* failedContext = nullptr;
+    /// What the document element of a request says of its turn counts: Priority, a whole number from -100 to 100, 0
+    /// without it (the higher one runs first; with takeTurns, of the requests of its owner), and Client, see fair. Read
+    /// when it is queued, from the first 4 KiB of a document without a type declaration, which costs each request the
+    /// opening of its file; whatever else stands there, it is an ordinary request. Off: nobody reads them.
+    bool requestAttributes = false;
+    /// Among requests of equal priority the clients take turns, so that nobody's batch holds up another one's single
+    /// request: those that the attribute Client names, else the owners of the files. Off: first come, first served.
+    bool fair = false;
 
     bool operator==(const SZelServerOptions&) const = default;
 };

@@ -65,12 +65,12 @@ _zel() {
     fi
     case ${program##*/}:$command in
         zel:) _zel_reply <<<"$commands" ;;
-        zel:status | zel:wait | zel:cancel | zel:pause | zel:resume) _zel_reply < <(_zel_requests "$program") ;;
+        zel:status | zel:wait | zel:forget | zel:cancel | zel:pause | zel:resume) _zel_reply < <(_zel_requests "$program") ;;
         zel:receive)
             _zel_reply < <(_zel_requests "$program")
             ((${#COMPREPLY[@]})) || { compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur"); }
             ;;
-        zel:send | zel-regsvr:) compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur") ;;
+        zel:send | zel:run-task | zel-regsvr:) compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur") ;;
     esac
 }
 

@@ -75,12 +75,12 @@ function __zel_complete
     switch "$name:$command"
         case 'zel:'
             __zel_commands
-        case zel:status zel:wait zel:cancel zel:pause zel:resume
+        case zel:status zel:wait zel:forget zel:cancel zel:pause zel:resume
             __zel_requests
         case zel:receive
             __zel_requests
             __fish_complete_path $current
-        case zel:send zel-regsvr:
+        case zel:send zel:run-task zel-regsvr:
             __fish_complete_path $current
     end
 end

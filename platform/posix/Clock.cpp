@@ -3,6 +3,8 @@
 #include "platform/Os.h"
 
 #include <ctime>
+#include <fstream>
+#include <iomanip>
 #include <sched.h>
 #include <thread>
 
@@ -25,6 +27,15 @@ public:
     }
 
     std::int64_t UtcSeconds() override { return time(nullptr); }
+
+    /// Of the kernel, whose memory has the files. A container may show one of its own, and then counts as started anew.
+    std::string SystemStartId() override
+    {
+        constexpr int maxLength = 64;
+        std::string id;
+        std::ifstream("/proc/sys/kernel/random/boot_id") >> std::setw(maxLength) >> id;
+        return id;
+    }
 
     void YieldThread() override { sched_yield(); }
 

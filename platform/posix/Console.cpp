@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -95,6 +96,15 @@ bool WriteConsoleText(eStream stream, const std::wstring& text)
 bool IsTerminal(eStream stream)
 {
     return isatty(posix::DescriptorOf(stream)) == 1;
+}
+
+bool IsJournal(eStream stream)
+{
+    // The variable is inherited by whoever writes elsewhere, so it names what it means.
+    const char* const journal = std::getenv("JOURNAL_STREAM");
+    struct stat status = {};
+    return journal != nullptr && fstat(posix::DescriptorOf(stream), &status) == 0 &&
+           std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == journal;
 }
 
 int TerminalWidth(eStream stream)

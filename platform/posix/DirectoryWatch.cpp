@@ -1,11 +1,13 @@
 #include "platform/posix/DirectoryWatch.h"
 
+#include "platform/Text.h"
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/SystemError.h"
 
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstring>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
@@ -23,6 +25,7 @@ std::uint32_t EventMask(eWatchFilter filter)
     switch (filter) {
     case eWatchFilter_FileNameGone: return always | gone;
     case eWatchFilter_FileNameAndLastWrite: return always | names | contents;
+    case eWatchFilter_FileNameAndClosed: return always | names | IN_CLOSE_WRITE;
     default: return always | names;
     }
 }
@@ -46,8 +49,8 @@ eOsError QueueError(int error)
     return isLimitOfQueues ? eOsError_TooManyWatches : FromErrno(error);
 }
 
-/// Events are only counted as "something happened", not looked at: unread ones keep the descriptor readable, which is
-/// the change that stays signalled; a queue that overflowed is readable, too.
+/// Events are only counted as "something happened", not looked at unless names are asked for: unread ones keep the
+/// descriptor readable, which is the change that stays signalled; a queue that overflowed is readable, too.
 class CDirectoryWatch final : public IDirectoryWatch {
 public:
     CDirectoryWatch(CNativePath directory, std::uint32_t mask, CDescriptor events, CDescriptor wake)
@@ -76,19 +79,12 @@ public:
         return ready > 0 ? eWaitResult_Changed : eWaitResult_Timeout;
     }
 
-    eOsError Rearm() override
+    eOsError Rearm() override { return Rearm(nullptr); }
+
+    eOsError RearmNaming(std::vector<std::wstring>& names) override
     {
-        Drain();
-        // Adding again gives the same number while the path still names the watched directory, and another one when it
-        // was deleted, moved away or replaced, at whatever height of the path. It is the only call that tells all of
-        // these.
-        const int id = inotify_add_watch(m_events.Get(), m_directory.c_str(), m_mask);
-        const auto error = id >= 0 ? eOsError_None : WatchError(errno, m_directory.c_str());
-        if (m_id >= 0 && m_id != id) {
-            inotify_rm_watch(m_events.Get(), m_id); // fails when the directory is gone, and the watch with it
-        }
-        m_id = id;
-        return error;
+        names.clear();
+        return Rearm(&names);
     }
 
     void Wake() override
@@ -104,6 +100,21 @@ private:
 
     [[nodiscard]] bool IsWatching() const { return m_id >= 0; }
 
+    eOsError Rearm(std::vector<std::wstring>* names)
+    {
+        Drain(names);
+        // Adding again gives the same number while the path still names the watched directory, and another one when it
+        // was deleted, moved away or replaced, at whatever height of the path. It is the only call that tells all of
+        // these.
+        const int id = inotify_add_watch(m_events.Get(), m_directory.c_str(), m_mask);
+        const auto error = id >= 0 ? eOsError_None : WatchError(errno, m_directory.c_str());
+        if (m_id >= 0 && m_id != id) {
+            inotify_rm_watch(m_events.Get(), m_id); // fails when the directory is gone, and the watch with it
+        }
+        m_id = id;
+        return error;
+    }
+
     static int PollUntil(std::array<pollfd, 2>& waits, std::chrono::steady_clock::time_point end)
     {
         for (;;) {
@@ -115,7 +126,7 @@ private:
         }
     }
 
-    void Drain()
+    void Drain(std::vector<std::wstring>* names)
     {
         // Bounded, for somebody may make events as fast as they are read. What is left signals again, after the scan.
         constexpr int maxReads = 64;
@@ -124,10 +135,26 @@ private:
             if (got < 0 && errno == EINTR) {
                 continue;
             }
+            if (names != nullptr && got > 0) {
+                AddNames(static_cast<std::size_t>(got), *names);
+            }
             // With room for one more event left, there was none.
             if (got < 0 || m_buffer.size() - static_cast<std::size_t>(got) > sizeof(inotify_event) + NAME_MAX + 1) {
                 return;
             }
+        }
+    }
+
+    /// Of the events that a read has put into the buffer.
+    void AddNames(std::size_t size, std::vector<std::wstring>& names) const
+    {
+        for (std::size_t at = 0; at + sizeof(inotify_event) <= size && names.size() < kMostNames;) {
+            inotify_event event = {};
+            std::memcpy(&event, m_buffer.data() + at, sizeof event);
+            if ((event.mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) != 0 && event.len > 0) {
+                names.push_back(FromUtf8(m_buffer.data() + at + sizeof event));
+            }
+            at += sizeof event + event.len;
         }
     }
 

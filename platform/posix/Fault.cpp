@@ -2,16 +2,18 @@
 
 #include "platform/FileSystem.h"
 #include "platform/LastWords.h"
+#include "platform/Mutex.h"
+#include "platform/PrivateFiles.h"
 #include "platform/posix/Allocator.h"
 #include "platform/posix/AlternateStack.h"
 #include "platform/posix/FaultContext.h"
+#include "platform/posix/StrayFaults.h"
 
 #include <array>
 #include <cerrno>
 #include <csetjmp>
 #include <csignal>
 #include <cstdlib>
-#include <mutex>
 #include <unistd.h>
 
 // Handlers for the processor's signals and for abort, installed for the whole process while anybody is in a contained
@@ -35,17 +37,20 @@ struct SFrame {
 
 // Of the model that needs no allocation at a thread's first access, for that may be in a handler.
 __attribute__((tls_model("initial-exec"))) thread_local SFrame* t_frame = nullptr;
+__attribute__((tls_model("initial-exec"))) thread_local bool t_isTelling = false;
 
 /// What was found in place of our handler of one signal.
 struct SOthers {
     struct sigaction passTo = {};  ///< what a signal that is none of ours is passed on to
     struct sigaction putBack = {}; ///< what is set again after the last run
     bool overtaken = false;        ///< somebody set his handler over ours, which may pass signals on to it
+    bool kept = false;             ///< ours stays when nothing runs
 };
 
-std::mutex g_installing;
-int g_runs = 0;                                     // guarded by g_installing
-std::array<SOthers, kSignals.size()> g_others = {}; // the same; the handlers read passTo, which is written before them
+CMutex g_installing;
+int g_runs ZEL_GUARDED_BY(g_installing) = 0;
+// The same, which clang is not told, for the handlers read passTo, which is written before them.
+std::array<SOthers, kSignals.size()> g_others = {};
 
 SOthers& OthersOf(int number)
 {
@@ -53,6 +58,12 @@ SOthers& OthersOf(int number)
     while (kSignals[index] != number)
         ++index;
     return g_others[index];
+}
+
+bool IsLeftToTheSystem(int number)
+{
+    const struct sigaction& old = OthersOf(number).passTo;
+    return (old.sa_flags & SA_SIGINFO) == 0 && (old.sa_handler == SIG_DFL || old.sa_handler == SIG_IGN);
 }
 
 /// What happens to a signal that is none of ours.
@@ -111,11 +122,30 @@ void EndByFault(int number, siginfo_t* info, void* context, const SFaultRecord& 
     PassOn(number, info, context);
 }
 
+/// A fault of a thread that is in no contained run, and of nobody else's affair. One that strikes in here ends the
+/// process without more words.
+void TellUncontained(int number, const siginfo_t& info, const void* context)
+{
+    if (t_isTelling || !posix::IsStrayFaultTold() || !IsLeftToTheSystem(number))
+        return;
+    t_isTelling = true;
+    UnblockFaults();
+    SFaultRecord record;
+    posix::DescribeSignal(number, info, context, 0, record);
+    posix::WalkFaultingStack(context, record);
+    if (posix::IsInAllocator(record))
+        SayLastWords(record);
+    else
+        posix::TellStrayFault(record);
+}
+
 void OnSignal(int number, siginfo_t* info, void* context)
 {
     SFrame* const frame = t_frame;
     if (frame == nullptr || !IsOwnDoing(*info)) {
         const int saved = errno;
+        if (frame == nullptr && IsOwnDoing(*info))
+            TellUncontained(number, *info, context);
         PassOn(number, info, context);
         errno = saved;
         return;
@@ -144,13 +174,14 @@ struct sigaction CurrentAction(int number)
     return current;
 }
 
-void Install(int number)
+void Install(int number) ZEL_REQUIRES(g_installing)
 {
     const struct sigaction current = CurrentAction(number);
     if (IsOurs(current))
         return;
     SOthers& others = OthersOf(number);
-    others.overtaken = others.overtaken || g_runs > 1;
+    others.overtaken = others.overtaken || g_runs > 1 || others.kept;
+    others.kept = false;
     // What was set over ours is not passed on to, for that could go in circles.
     if (!others.overtaken)
         others.passTo = current;
@@ -163,9 +194,11 @@ void Install(int number)
     sigaction(number, &action, nullptr);
 }
 
-void PutBack(int number)
+void PutBack(int number) ZEL_REQUIRES(g_installing)
 {
     SOthers& others = OthersOf(number);
+    if (others.kept)
+        return;
     if (IsOurs(CurrentAction(number)))
         sigaction(number, &others.putBack, nullptr);
     else
@@ -177,14 +210,14 @@ class CHandlers {
 public:
     CHandlers()
     {
-        const std::lock_guard lock(g_installing);
+        const CMutexLock lock(g_installing);
         ++g_runs;
         for (const int number : kSignals)
             Install(number);
     }
     ~CHandlers()
     {
-        const std::lock_guard lock(g_installing);
+        const CMutexLock lock(g_installing);
         if (--g_runs > 0)
             return;
         for (const int number : kSignals)
@@ -236,6 +269,26 @@ bool RunContained(const std::function<void()>& body, SFaultRecord& record)
     const bool returned = RunOrJump(body, frame);
     CPrivateFiles::ReturnTo(privateFiles);
     return returned;
+}
+
+void posix::KeepFaultHandlers()
+{
+    FindAllocator();
+    const CMutexLock lock(g_installing);
+    for (const int number : kSignals) {
+        Install(number);
+        OthersOf(number).kept = true;
+    }
+}
+
+void posix::ReleaseFaultHandlers()
+{
+    const CMutexLock lock(g_installing);
+    for (const int number : kSignals) {
+        OthersOf(number).kept = false;
+        if (g_runs == 0)
+            PutBack(number);
+    }
 }
 
 eHeapState CheckHeap()

@@ -1,8 +1,11 @@
 #include "platform/posix/File.h"
 
+#include "platform/PrivateFiles.h"
+#include "platform/posix/FileLock.h"
 #include "platform/posix/Ownership.h"
 #include "platform/posix/SystemError.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -32,8 +35,8 @@ FileTimeNs ToFileTime(const statx_timestamp& time)
 
 class CFile final : public IFile {
 public:
-    CFile(CDescriptor descriptor, bool writable, off_t oldLength)
-        : m_writable(writable), m_oldLength(oldLength), m_descriptor(std::move(descriptor))
+    CFile(CDescriptor descriptor, bool writable, off_t length)
+        : m_writable(writable), m_length(length), m_descriptor(std::move(descriptor))
     {}
     ~CFile() override { static_cast<void>(End()); }
 
@@ -55,9 +58,20 @@ public:
             if (put <= 0) {
                 return put < 0 ? LastOsError() : eOsError_IoError;
             }
-            m_written += put;
+            m_position += put;
+            m_length = std::max(m_length, m_position);
             bytes = bytes.subspan(static_cast<std::size_t>(put));
         }
+        return eOsError_None;
+    }
+
+    eOsError Seek(std::uint64_t position) override
+    {
+        const auto offset = static_cast<off_t>(position);
+        if (lseek(m_descriptor.Get(), offset, SEEK_SET) != offset) {
+            return LastOsError();
+        }
+        m_position = offset;
         return eOsError_None;
     }
 
@@ -81,13 +95,13 @@ private:
     /// Removes what an earlier, longer content left behind what was written.
     eOsError CutLength()
     {
-        if (!m_writable || m_written >= m_oldLength) {
+        if (!m_writable || m_position >= m_length) {
             return eOsError_None;
         }
-        if (Uninterrupted([&] { return ftruncate(m_descriptor.Get(), m_written); }) != 0) {
+        if (Uninterrupted([&] { return ftruncate(m_descriptor.Get(), m_position); }) != 0) {
             return LastOsError();
         }
-        m_oldLength = m_written;
+        m_length = m_position;
         return eOsError_None;
     }
 
@@ -105,8 +119,8 @@ private:
     }
 
     const bool m_writable;
-    off_t m_oldLength; // what is on disk, as long as nothing was written beyond it
-    off_t m_written = 0;
+    off_t m_length; // of what is on disk
+    off_t m_position = 0;
     CDescriptor m_descriptor;
 };
 
@@ -187,7 +201,6 @@ eOsError OpenFile(const CNativePath& path, eOpenMode mode, std::unique_ptr<IFile
     if (mode == eOpenMode_CreateExclusive) {
         return CreateNew(path, file);
     }
-    const int lock = (mode == eOpenMode_ReadShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
     for (int tries = 0; tries < kMaxOpenTries; ++tries) {
         CDescriptor descriptor(Uninterrupted([&] { return open(path.c_str(), OpenFlags(mode)); }));
         if (!descriptor && errno == ENOENT && mode == eOpenMode_WriteExclusive) {
@@ -206,7 +219,9 @@ eOsError OpenFile(const CNativePath& path, eOpenMode mode, std::unique_ptr<IFile
         if (!descriptor) {
             return PathError(errno, path.c_str());
         }
-        if (flock(descriptor.Get(), lock) != 0) {
+        const bool isLocked = mode == eOpenMode_ReadShared ? flock(descriptor.Get(), LOCK_SH | LOCK_NB) == 0
+                                                           : LockForOne(descriptor) == 0;
+        if (!isLocked) {
             return LastOsError();
         }
         struct stat status = {};
@@ -245,6 +260,25 @@ int ReadAttributes(int descriptor, const char* path, SFileAttributes& attributes
     attributes.times.modified = ToFileTime(status.stx_mtime);
     attributes.times.created = ToFileTime((status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime : status.stx_ctime);
     return 0;
+}
+
+eOsError SyncFileAt(const CNativePath& path)
+{
+    const CDescriptor descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW));
+    if (!descriptor) {
+        return PathError(errno, path.c_str());
+    }
+    return fdatasync(descriptor.Get()) == 0 ? eOsError_None : LastOsError();
+}
+
+eOsError ReadChangeTime(const CNativePath& path, FileTimeNs& time)
+{
+    struct statx status = {};
+    if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_CTIME, &status) != 0) {
+        return PathError(errno, path.c_str());
+    }
+    time = ToFileTime(status.stx_ctime);
+    return eOsError_None;
 }
 
 bool StillNames(const char* path, const struct stat& status)

@@ -14,6 +14,12 @@ namespace platform::posix {
 /// Attributes of what a path names, or, with an empty path, of the descriptor. 0 or -1 and errno.
 [[nodiscard]] int ReadAttributes(int descriptor, const char* path, SFileAttributes& attributes);
 
+/// IFileSystem::SyncFile.
+[[nodiscard]] eOsError SyncFileAt(const CNativePath& path);
+
+/// IFileSystem::GetChangeTime.
+[[nodiscard]] eOsError ReadChangeTime(const CNativePath& path, FileTimeNs& time);
+
 /// True when the path names the file with this status now.
 [[nodiscard]] bool StillNames(const char* path, const struct stat& status);
 

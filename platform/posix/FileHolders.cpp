@@ -4,6 +4,7 @@
 #include "platform/posix/NativePath.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
@@ -23,8 +24,15 @@ namespace posix {
 namespace {
 
 constexpr std::size_t kMaxHolders = 5;
-constexpr unsigned kMaxLocks = 20'000;
-constexpr unsigned kMaxDescriptors = 50'000;
+/// For the callers serve others: what is not found by then is not told.
+constexpr std::chrono::milliseconds kLongestSearch{20};
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+bool IsOver(Deadline end)
+{
+    return std::chrono::steady_clock::now() >= end;
+}
 
 using Directory = std::unique_ptr<DIR, int (*)(DIR*)>;
 
@@ -44,11 +52,11 @@ std::string LinkText(int directory, const char* name)
 }
 
 /// Lines such as "1: FLOCK  ADVISORY  WRITE 1234 fd:00:5678 0 EOF".
-void AddLockers(const struct stat& status, std::set<long>& processes)
+void AddLockers(const struct stat& status, Deadline end, std::set<long>& processes)
 {
     std::ifstream locks("/proc/locks");
     std::string line;
-    for (unsigned count = 0; count < kMaxLocks && std::getline(locks, line); ++count) {
+    while (!IsOver(end) && std::getline(locks, line)) {
         std::istringstream fields(line);
         std::string number, kind, advisory, access, process, file;
         fields >> number >> kind >> advisory >> access >> process >> file;
@@ -64,17 +72,16 @@ void AddLockers(const struct stat& status, std::set<long>& processes)
     }
 }
 
-void AddOpeners(const std::string& realPath, std::set<long>& processes)
+void AddOpeners(const std::string& realPath, Deadline end, std::set<long>& processes)
 {
     const Directory all(opendir("/proc"), &closedir);
-    unsigned seen = 0;
     while (const dirent* const entry = all ? readdir(all.get()) : nullptr) {
         const long id = NumberOf(entry->d_name);
         if (id == 0 || processes.size() >= kMaxHolders)
             continue;
         const Directory files(opendir(("/proc/" + std::to_string(id) + "/fd").c_str()), &closedir);
         while (const dirent* const file = files ? readdir(files.get()) : nullptr) {
-            if (++seen > kMaxDescriptors)
+            if (IsOver(end))
                 return;
             if (file->d_name[0] != '.' && LinkText(dirfd(files.get()), file->d_name) == realPath)
                 processes.insert(id);
@@ -109,9 +116,10 @@ std::wstring FileHolders(const std::wstring& path)
         realPath = posix::LinkText(AT_FDCWD, ("/proc/self/fd/" + std::to_string(descriptor.Get())).c_str());
     }
     std::set<long> processes;
-    posix::AddLockers(status, processes);
+    const posix::Deadline end = std::chrono::steady_clock::now() + posix::kLongestSearch;
+    posix::AddLockers(status, end, processes);
     if (!realPath.empty() && processes.size() < posix::kMaxHolders)
-        posix::AddOpeners(realPath, processes);
+        posix::AddOpeners(realPath, end, processes);
     std::wstring text;
     std::size_t count = 0;
     for (const long process : processes) {

@@ -81,7 +81,9 @@ eOsError TakeLockFile(CNativePath path, const std::string& content, std::unique_
             return PathError(errno, path.c_str());
         }
         if (flock(descriptor.Get(), LOCK_EX | LOCK_NB) != 0) {
-            return LastOsError();
+            // NFS locks for one alone only what may be written, so another user's file cannot be told from one left
+            // behind.
+            return errno == EBADF ? eOsError_AccessDenied : LastOsError();
         }
         struct stat status = {};
         if (fstat(descriptor.Get(), &status) != 0) {

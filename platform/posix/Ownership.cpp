@@ -1,5 +1,6 @@
 #include "platform/posix/Ownership.h"
 
+#include "platform/PrivateFiles.h"
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/SystemError.h"
 
@@ -65,6 +66,21 @@ bool ToUser(const FileOwner& owner, uid_t& user)
     const char* const end = owner.data() + owner.size();
     const auto [last, error] = std::from_chars(owner.data(), end, user);
     return error == std::errc() && last == end;
+}
+
+/// A directory in which a group may make files is how a server that is not its owner shares it with its clients: the
+/// file's group becomes the directory's, and may read. Nothing changes where we are not in that group.
+eOsError AllowGroupToRead(int descriptor, const struct stat& file, const struct stat& directory)
+{
+    constexpr mode_t shared = S_IWGRP | S_IXGRP;
+    const bool isReadable = (file.st_mode & S_IRGRP) != 0 && file.st_gid == directory.st_gid;
+    if ((directory.st_mode & shared) != shared || isReadable)
+        return eOsError_None;
+    if (file.st_gid != directory.st_gid && fchown(descriptor, static_cast<uid_t>(-1), directory.st_gid) != 0)
+        return errno == EPERM ? eOsError_None : LastOsError();
+    // Not what its own group could do beside: the directory's is another one.
+    constexpr mode_t kept = S_IRWXU | S_IRWXO;
+    return fchmod(descriptor, (file.st_mode & kept) | S_IRGRP) == 0 ? eOsError_None : LastOsError();
 }
 
 } // namespace
@@ -160,12 +176,17 @@ eOsError AllowOwnerToRead(const CNativePath& path, const CNativePath& directory)
     }
     SAccessList list = {};
     const bool hasList = fgetxattr(descriptor.Get(), kAccessList, &list, sizeof list) >= 0 || errno == ERANGE;
-    if (!S_ISREG(status.st_mode) || (status.st_mode & S_IROTH) != 0 || hasList || receiver.st_uid == status.st_uid ||
-        receiver.st_uid == 0) {
+    if (!S_ISREG(status.st_mode) || (status.st_mode & S_IROTH) != 0 || hasList) {
         return eOsError_None;
     }
-    return SetList(descriptor.Get(), ListWith(receiver.st_uid, kRead, status.st_mode)) == 0 ? eOsError_None
-                                                                                            : LastOsError();
+    // Neither of the two owners says who the server is then.
+    if (receiver.st_uid == status.st_uid || receiver.st_uid == 0) {
+        return AllowGroupToRead(descriptor.Get(), status, receiver);
+    }
+    if (SetList(descriptor.Get(), ListWith(receiver.st_uid, kRead, status.st_mode)) == 0) {
+        return eOsError_None;
+    }
+    return errno == EOPNOTSUPP ? AllowGroupToRead(descriptor.Get(), status, receiver) : LastOsError();
 }
 
 } // namespace platform::posix

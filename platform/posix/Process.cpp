@@ -3,21 +3,16 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
-#include "platform/posix/Descriptor.h"
 #include "platform/posix/Output.h"
+#include "platform/posix/ProcessUsage.h"
+#include "platform/posix/Spawn.h"
 #include "platform/posix/SystemError.h"
 
 #include <algorithm>
 #include <array>
 #include <climits>
 #include <csignal>
-#include <cstring>
-#include <fcntl.h>
-#include <fstream>
-#include <map>
 #include <poll.h>
-#include <spawn.h>
-#include <sstream>
 #include <string_view>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -29,7 +24,6 @@ namespace posix {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::nanoseconds;
 using std::chrono::steady_clock;
 
 /// Time left until an end, as poll takes it.
@@ -50,140 +44,6 @@ bool WaitReadable(int descriptor, steady_clock::time_point end)
 {
     pollfd wait = {descriptor, POLLIN, 0};
     return Uninterrupted([&] { return poll(&wait, 1, TimeLeft(end)); }) > 0;
-}
-
-struct SPipe {
-    CDescriptor read;
-    CDescriptor write;
-
-    bool Open()
-    {
-        std::array<int, 2> ends = {};
-        if (pipe2(ends.data(), O_CLOEXEC) != 0)
-            return false;
-        read.Reset(ends[0]);
-        write.Reset(ends[1]);
-        return true;
-    }
-};
-
-/// The inherited variables with the given ones set.
-std::vector<std::string> MergedEnvironment(const SProcessOptions& options)
-{
-    std::map<std::string, std::string, std::less<>> variables;
-    for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
-        const std::string_view text(*entry);
-        const std::size_t equals = text.find('=');
-        variables.insert_or_assign(std::string(text.substr(0, equals)), std::string(text));
-    }
-    for (const auto& [name, value] : options.environment) {
-        const std::string narrow = ToUtf8(name);
-        variables.insert_or_assign(narrow, narrow + "=" + ToUtf8(value));
-    }
-    std::vector<std::string> merged;
-    for (auto& [name, entry] : variables)
-        merged.push_back(std::move(entry));
-    return merged;
-}
-
-std::vector<char*> Pointers(std::vector<std::string>& texts)
-{
-    std::vector<char*> pointers;
-    for (std::string& text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-/// What the child does before it becomes the program.
-class CSpawnSetup {
-public:
-    CSpawnSetup()
-    {
-        posix_spawn_file_actions_init(&m_actions);
-        posix_spawnattr_init(&m_attributes);
-        // A program that fetches its signals has them blocked, and would leave a child deaf that does not. What it
-        // ignores, the child would ignore, too.
-        sigset_t none;
-        sigemptyset(&none);
-        sigset_t ordinary = none;
-        for (const int number : {SIGPIPE, SIGTERM, SIGINT, SIGUSR1, SIGXFSZ})
-            sigaddset(&ordinary, number);
-        posix_spawnattr_setsigmask(&m_attributes, &none);
-        posix_spawnattr_setsigdefault(&m_attributes, &ordinary);
-        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    }
-    ~CSpawnSetup()
-    {
-        posix_spawn_file_actions_destroy(&m_actions);
-        posix_spawnattr_destroy(&m_attributes);
-    }
-    CSpawnSetup(const CSpawnSetup&) = delete;
-    CSpawnSetup& operator=(const CSpawnSetup&) = delete;
-
-    void Redirect(int from, int to) { posix_spawn_file_actions_adddup2(&m_actions, from, to); }
-    void RedirectToFile(int to, const std::string& path)
-    {
-        posix_spawn_file_actions_addopen(&m_actions, to, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    }
-
-    int Spawn(const std::string& program, std::vector<std::string> arguments, std::vector<std::string> environment,
-              pid_t& id) const
-    {
-        return posix_spawn(&id, program.c_str(), &m_actions, &m_attributes, Pointers(arguments).data(),
-                           Pointers(environment).data());
-    }
-
-private:
-    posix_spawn_file_actions_t m_actions = {};
-    posix_spawnattr_t m_attributes = {};
-};
-
-std::uint64_t OwnPeakMemory()
-{
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
-}
-
-nanoseconds CpuTimeOf(const rusage& usage)
-{
-    const auto time = [](const timeval& value) {
-        return std::chrono::seconds(value.tv_sec) + std::chrono::microseconds(value.tv_usec);
-    };
-    return time(usage.ru_utime) + time(usage.ru_stime);
-}
-
-/// User and system time of a running process from its status line, in which they are the 14th and 15th field. The
-/// second, its name, is in parentheses and may hold anything.
-nanoseconds CpuTimeOfRunning(pid_t id)
-{
-    std::ifstream file("/proc/" + std::to_string(id) + "/stat");
-    std::string line;
-    std::getline(file, line);
-    const std::size_t name = line.rfind(')');
-    if (name == std::string::npos)
-        return {};
-    std::istringstream fields(line.substr(name + 1));
-    std::string skipped;
-    for (int field = 3; field < 14; ++field)
-        fields >> skipped;
-    std::uint64_t user = 0;
-    std::uint64_t system = 0;
-    fields >> user >> system;
-    const auto ticks = static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
-    return nanoseconds((user + system) * (1'000'000'000 / ticks));
-}
-
-std::uint64_t PeakMemoryOfRunning(pid_t id)
-{
-    std::ifstream file("/proc/" + std::to_string(id) + "/status");
-    constexpr std::string_view wanted = "VmHWM:";
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with(wanted))
-            return std::stoull(line.substr(wanted.size())) * 1024;
-    }
-    return 0;
 }
 
 } // namespace

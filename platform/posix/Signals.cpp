@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <fcntl.h>
+#include <string>
 #include <unistd.h>
 
 namespace platform {
@@ -16,6 +18,25 @@ bool IsIgnored(int number)
     return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
+/// A terminal that has gone is no longer that of its processes when they are told.
+bool HasTerminal()
+{
+    const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (terminal >= 0)
+        close(terminal);
+    return terminal >= 0;
+}
+
+const wchar_t* SignalName(int number)
+{
+    switch (number) {
+    case SIGTERM: return L"SIGTERM";
+    case SIGINT: return L"SIGINT";
+    case SIGUSR1: return L"SIGUSR1";
+    default: return L"SIGHUP";
+    }
+}
+
 } // namespace
 
 /// The signals are blocked on every thread, for threads inherit the mask of the one that starts them, and are fetched
@@ -24,18 +45,31 @@ struct CProgramSignals::SState {
     sigset_t received = {};
     sigset_t oldMask = {};
     struct sigaction oldFileSize = {};
+    bool isServer = false;
+    bool hadTerminal = false;
     bool stopped = false;
+    std::wstring cause = {};
+
+    eProgramSignal MeaningOf(int number) const
+    {
+        if (number == SIGUSR1)
+            return eProgramSignal_Step;
+        const bool isTerminalGone = hadTerminal && !HasTerminal();
+        return number == SIGHUP && isServer && !isTerminalGone ? eProgramSignal_Reopen : eProgramSignal_Stop;
+    }
 };
 
-CProgramSignals::CProgramSignals(bool acceptStep) : m_pState(std::make_unique<SState>())
+CProgramSignals::CProgramSignals(eSignalSet set) : m_pState(std::make_unique<SState>())
 {
+    m_pState->isServer = set != eSignalSet_Tool;
+    m_pState->hadTerminal = m_pState->isServer && HasTerminal();
     sigset_t& received = m_pState->received;
     sigemptyset(&received);
     sigaddset(&received, SIGTERM);
     sigaddset(&received, SIGINT);
     if (!IsIgnored(SIGHUP)) // a blocked signal is received although it is ignored
         sigaddset(&received, SIGHUP);
-    if (acceptStep)
+    if (m_pState->isServer)
         sigaddset(&received, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &received, &m_pState->oldMask);
 
@@ -66,12 +100,16 @@ bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal&
         timespec wait = {};
         wait.tv_sec = seconds.count();
         wait.tv_nsec = std::chrono::nanoseconds(left - seconds).count();
-        const int number = sigtimedwait(&m_pState->received, nullptr, &wait);
-        if (number == SIGHUP && m_pState->stopped)
-            continue;
+        siginfo_t info = {};
+        const int number = sigtimedwait(&m_pState->received, &info, &wait);
         if (number > 0) {
-            received = number == SIGUSR1 ? eProgramSignal_Step : eProgramSignal_Stop;
+            received = m_pState->MeaningOf(number);
+            if (number == SIGHUP && received == eProgramSignal_Stop && m_pState->stopped)
+                continue;
             m_pState->stopped = m_pState->stopped || received == eProgramSignal_Stop;
+            m_pState->cause = SignalName(number);
+            if (info.si_code <= 0) // sent by somebody, not by the system
+                m_pState->cause += L" of process " + std::to_wstring(info.si_pid);
             return true;
         }
         if (errno != EINTR)
@@ -79,9 +117,19 @@ bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal&
     }
 }
 
+std::wstring CProgramSignals::Cause() const
+{
+    return m_pState->cause;
+}
+
 void CProgramSignals::RequestStop()
 {
     kill(getpid(), SIGTERM);
+}
+
+void EndProcess(int exitCode)
+{
+    _exit(exitCode);
 }
 
 } // namespace platform

@@ -86,8 +86,8 @@ void FindSymbol(std::uintptr_t address, SAddressDescription& description)
     // Reading the modules' tables takes a tenth of a second and a report asks for dozens of addresses: they are kept
     // until other modules are loaded.
     static CFaultMutex mutex;
-    static std::optional<CDebugInformation> information; // guarded by mutex
-    static std::uint64_t loadCount = 0;                  // guarded by mutex
+    static std::optional<CDebugInformation> information ZEL_GUARDED_BY(mutex);
+    static std::uint64_t loadCount ZEL_GUARDED_BY(mutex) = 0;
     const CFaultLock lock(mutex);
     if (!lock.IsHeld())
         return; // a fault struck in here: the report of it does without

@@ -68,6 +68,11 @@ bool IsTerminal(eStream stream)
     return IsConsole(HandleOf(stream));
 }
 
+bool IsJournal(eStream)
+{
+    return false;
+}
+
 int TerminalWidth(eStream stream)
 {
     constexpr int usual = 80;

@@ -2,8 +2,10 @@
 
 #include "platform/FileSystem.h"
 #include "platform/LastWords.h"
+#include "platform/PrivateFiles.h"
 #include "platform/win32/Allocator.h"
 #include "platform/win32/StackWalk.h"
+#include "platform/win32/StrayFaults.h"
 #include "platform/win32/WindowsHeader.h"
 
 #include <malloc.h>
@@ -150,6 +152,11 @@ void OnAbort(int number)
 {
     SFrame* const frame = ActiveFrame();
     if (frame == nullptr) {
+        SFaultRecord stray;
+        stray.kind = eFaultKind_Abort;
+        stray.code = static_cast<std::uint32_t>(number);
+        stray.frameCount = CaptureStack(stray.frames, kMaxFaultFrames);
+        win32::TellStrayFault(stray);
         const SignalHandler old = g_oldAbort.load();
         if (old != SIG_DFL && old != SIG_IGN) {
             old(number);
@@ -169,6 +176,31 @@ void OnAbort(int number)
         EndByFault(record);
     }
     JumpTo(frame->jump);
+}
+
+LPTOP_LEVEL_EXCEPTION_FILTER g_oldFilter = nullptr;
+
+/// Nobody has handled the exception. The system's own way of ending may put up a box.
+LONG WINAPI OnUnhandled(EXCEPTION_POINTERS* pointers)
+{
+    const eFaultKind kind = KindOf(pointers->ExceptionRecord->ExceptionCode);
+    if (kind == eFaultKind_None) {
+        return g_oldFilter != nullptr ? g_oldFilter(pointers) : EXCEPTION_CONTINUE_SEARCH;
+    }
+    SFaultRecord record;
+    record.kind = kind;
+    record.code = pointers->ExceptionRecord->ExceptionCode;
+    record.instruction = pointers->ContextRecord->Rip;
+    if (!g_isEnding.exchange(true)) {
+        win32::WalkStack(*pointers->ContextRecord, record);
+        if (win32::IsInAllocator(record)) {
+            SayLastWords(record);
+        } else {
+            win32::TellStrayFault(record);
+        }
+    }
+    TerminateProcess(GetCurrentProcess(), record.code);
+    return EXCEPTION_CONTINUE_SEARCH;
 }
 
 void InstallHandlers()
@@ -260,6 +292,17 @@ bool RunContained(const std::function<void()>& body, SFaultRecord& record)
         RestoreGuardPage();
     }
     return false;
+}
+
+void win32::KeepFaultHandlers()
+{
+    InstallHandlers();
+    g_oldFilter = SetUnhandledExceptionFilter(&OnUnhandled);
+}
+
+void win32::ReleaseFaultHandlers()
+{
+    SetUnhandledExceptionFilter(g_oldFilter);
 }
 
 eHeapState CheckHeap()

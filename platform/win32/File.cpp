@@ -1,5 +1,6 @@
 #include "platform/win32/File.h"
 
+#include "platform/PrivateFiles.h"
 #include "platform/win32/Handle.h"
 #include "platform/win32/Ownership.h"
 #include "platform/win32/SystemError.h"
@@ -45,9 +46,20 @@ public:
             if (count == 0) {
                 return eOsError_DiskFull;
             }
-            m_written += count;
+            m_position += count;
             bytes = bytes.subspan(count);
         }
+        return eOsError_None;
+    }
+
+    eOsError Seek(std::uint64_t position) override
+    {
+        LARGE_INTEGER offset{};
+        offset.QuadPart = static_cast<LONGLONG>(position);
+        if (!SetFilePointerEx(m_handle.Get(), offset, nullptr, FILE_BEGIN)) {
+            return LastOsError();
+        }
+        m_position = offset.QuadPart;
         return eOsError_None;
     }
 
@@ -80,25 +92,25 @@ private:
         return error;
     }
 
-    /// Only a file that is longer than what was written is cut: the call costs more than asking for the length.
+    /// Only a file that is longer is cut: the call costs more than asking for the length.
     eOsError CutOffRest()
     {
         LARGE_INTEGER length{};
         if (!GetFileSizeEx(m_handle.Get(), &length)) {
             return LastOsError();
         }
-        if (length.QuadPart <= m_written) {
+        if (length.QuadPart <= m_position) {
             return eOsError_None;
         }
         LARGE_INTEGER end{};
-        end.QuadPart = m_written;
+        end.QuadPart = m_position;
         const bool cut = SetFilePointerEx(m_handle.Get(), end, nullptr, FILE_BEGIN) && SetEndOfFile(m_handle.Get());
         return cut ? eOsError_None : LastOsError();
     }
 
     const bool m_bWrites;
     CHandle m_handle;
-    LONGLONG m_written = 0;
+    LONGLONG m_position = 0;
 };
 
 struct SOpenParameters {
@@ -144,6 +156,20 @@ FileTimeNs ToNanoseconds(const FILETIME& time)
     constexpr std::int64_t unixEpoch = 116'444'736'000'000'000; // 1970 in units of 100 ns since 1601
     const auto ticks = static_cast<std::int64_t>((std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime);
     return (ticks - unixEpoch) * 100;
+}
+
+eOsError ReadChangeTime(const std::wstring& path, FileTimeNs& time)
+{
+    const CHandle handle(CreateFileW(ToSystemPath(path).c_str(), FILE_READ_ATTRIBUTES,
+                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                     FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    FILE_BASIC_INFO information{};
+    if (!handle || !GetFileInformationByHandleEx(handle.Get(), FileBasicInfo, &information, sizeof information)) {
+        return LastOsError();
+    }
+    const auto ticks = static_cast<std::uint64_t>(information.ChangeTime.QuadPart);
+    time = ToNanoseconds({static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)});
+    return eOsError_None;
 }
 
 eOsError OpenFileForMode(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file)

@@ -8,6 +8,9 @@ namespace platform::win32 {
 /// IFileSystem::Open.
 [[nodiscard]] eOsError OpenFileForMode(const std::wstring& path, eOpenMode mode, std::unique_ptr<IFile>& file);
 
+/// IFileSystem::GetChangeTime.
+[[nodiscard]] eOsError ReadChangeTime(const std::wstring& path, FileTimeNs& time);
+
 [[nodiscard]] FileTimeNs ToNanoseconds(const FILETIME& time);
 
 /// The two calls of the system that read attributes fill these fields in alike.

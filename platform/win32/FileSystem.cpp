@@ -1,11 +1,13 @@
 #include "platform/FileSystem.h"
 
+#include "platform/DeferredSync.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/win32/DirectoryWatch.h"
 #include "platform/win32/File.h"
 #include "platform/win32/Handle.h"
 #include "platform/win32/LockFile.h"
+#include "platform/win32/NameKind.h"
 #include "platform/win32/Ownership.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/SystemPath.h"
@@ -16,18 +18,36 @@ namespace win32 {
 
 namespace {
 
-/// Puts what was written to a file on the device. A file that the user may not write to was put there by others; what
-/// they promised for its content can't be added to.
-eOsError FlushFile(const std::wstring& path)
+/// Puts what was written to a file on the device.
+eOsError Flush(const std::wstring& path)
 {
     const CHandle handle(CreateFileW(path.c_str(), GENERIC_WRITE,
                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    if (!handle) {
-        const eOsError error = LastOsError();
-        return error == eOsError_AccessDenied ? eOsError_None : error;
+    return handle && FlushFileBuffers(handle.Get()) ? eOsError_None : LastOsError();
+}
+
+/// A file that the user may not write to was put there by others; what they promised for its content can't be added to.
+eOsError FlushFile(const std::wstring& path)
+{
+    const eOsError error = Flush(path);
+    return error == eOsError_AccessDenied ? eOsError_None : error;
+}
+
+/// The second try: who may only read a file cannot flush it.
+eOsError FlushReadOnly(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_READONLY) == 0) {
+        return eOsError_AccessDenied;
     }
-    return FlushFileBuffers(handle.Get()) ? eOsError_None : LastOsError();
+    const DWORD writable = (attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) | FILE_ATTRIBUTE_NORMAL;
+    if (!SetFileAttributesW(path.c_str(), writable)) {
+        return LastOsError();
+    }
+    const eOsError error = Flush(path);
+    SetFileAttributesW(path.c_str(), attributes);
+    return error;
 }
 
 /// Tells whether anybody has the file open. MoveFileExW alone goes on beside openers that share deletion, and another
@@ -170,6 +190,15 @@ public:
         return eOsError_None;
     }
 
+    eOsError SyncFile(const std::wstring& path) override
+    {
+        const std::wstring systemPath = ToSystemPath(path);
+        const eOsError error = Flush(systemPath);
+        return error == eOsError_AccessDenied ? FlushReadOnly(systemPath) : error;
+    }
+
+    eOsError GetChangeTime(const std::wstring& path, FileTimeNs& time) override { return ReadChangeTime(path, time); }
+
     eOsError MakeDirectory(const std::wstring& path) override
     {
         return CreateDirectoryW(ToSystemPath(path).c_str(), nullptr) ? eOsError_None : LastOsError();
@@ -190,7 +219,7 @@ public:
         }
         do {
             if (!IsDots(found.cFileName) &&
-                !visitor({found.cFileName, (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0})) {
+                !visitor({found.cFileName, (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0, KindOf(found)})) {
                 return eOsError_None;
             }
         } while (search.Next(found));

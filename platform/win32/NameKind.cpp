@@ -1,4 +1,4 @@
-#include "platform/NameKind.h"
+#include "platform/win32/NameKind.h"
 
 #include "platform/win32/Handle.h"
 #include "platform/win32/SystemError.h"
@@ -40,21 +40,26 @@ bool IsTrusted(PSID owner)
 }
 
 } // namespace
+
+eNameKind KindOf(const WIN32_FIND_DATAW& found)
+{
+    if ((found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsReparseTagNameSurrogate(found.dwReserved0)) {
+        return eNameKind_Link;
+    }
+    return (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? eNameKind_Directory : eNameKind_File;
+}
+
 } // namespace win32
 
 eNameKind NameKind(const std::wstring& path)
 {
-    // The search tells what kind of a link it is, which the attributes alone do not.
     WIN32_FIND_DATAW found{};
     const HANDLE search = FindFirstFileW(win32::ToSystemPath(path).c_str(), &found);
     if (search == INVALID_HANDLE_VALUE) {
         return eNameKind_Missing;
     }
     FindClose(search);
-    if ((found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && IsReparseTagNameSurrogate(found.dwReserved0)) {
-        return eNameKind_Link;
-    }
-    return (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? eNameKind_Directory : eNameKind_File;
+    return win32::KindOf(found);
 }
 
 bool HasSeveralNames(const std::wstring& path)

@@ -1,5 +1,6 @@
 #include "platform/win32/Ownership.h"
 
+#include "platform/PrivateFiles.h"
 #include "platform/win32/Handle.h"
 #include "platform/win32/SystemError.h"
 

@@ -1,11 +1,11 @@
 #include "platform/Process.h"
 
 #include "platform/Text.h"
+#include "platform/win32/ChildStreams.h"
 #include "platform/win32/CommandLine.h"
 #include "platform/win32/OutputPipe.h"
 #include "platform/win32/StopRequest.h"
 #include "platform/win32/SystemError.h"
-#include "platform/win32/SystemPath.h"
 
 #include <psapi.h>
 
@@ -72,57 +72,6 @@ private:
     bool m_bMade = false;
 };
 
-/// The child's ends of its three standard streams.
-struct SStreams {
-    CHandle input;
-    CHandle output;
-    CHandle error;
-};
-
-CHandle OpenNull()
-{
-    SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    return CHandle(CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
-                               OPEN_EXISTING, 0, nullptr));
-}
-
-/// Our own stream in a form that a child inherits; where we have none, what swallows everything.
-CHandle ShareOwn(DWORD standardHandle)
-{
-    const HANDLE own = GetStdHandle(standardHandle);
-    HANDLE shared = nullptr;
-    const bool done =
-        own != nullptr && own != INVALID_HANDLE_VALUE &&
-        DuplicateHandle(GetCurrentProcess(), own, GetCurrentProcess(), &shared, 0, TRUE, DUPLICATE_SAME_ACCESS);
-    return done ? CHandle(shared) : OpenNull();
-}
-
-eOsError MakeInput(bool pipe, CHandle& childEnd, CHandle& ourEnd)
-{
-    if (!pipe) {
-        childEnd = ShareOwn(STD_INPUT_HANDLE);
-        return childEnd ? eOsError_None : LastOsError();
-    }
-    HANDLE reading = nullptr;
-    HANDLE writing = nullptr;
-    if (!CreatePipe(&reading, &writing, nullptr, 0)) {
-        return LastOsError();
-    }
-    childEnd = CHandle(reading);
-    ourEnd = CHandle(writing);
-    return SetHandleInformation(reading, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) ? eOsError_None : LastOsError();
-}
-
-eOsError MakeError(const std::wstring& file, CHandle& childEnd)
-{
-    SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    childEnd = file.empty() ? ShareOwn(STD_ERROR_HANDLE)
-                            : CHandle(CreateFileW(win32::ToSystemPath(file).c_str(), GENERIC_WRITE,
-                                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &inheritable,
-                                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    return childEnd ? eOsError_None : LastOsError();
-}
-
 /// A batch file is run by an interpreter that reads its arguments as commands, in a language that no quoting is safe
 /// in.
 bool IsBatchFile(const std::wstring& program)
@@ -160,19 +109,19 @@ struct CProcess::SState {
         WaitForSingleObject(process.Get(), INFINITE);
     }
 
-    [[nodiscard]] eOsError MakeStreams(const SProcessOptions& options, SStreams& streams)
+    [[nodiscard]] eOsError MakeStreams(const SProcessOptions& options, win32::SChildStreams& streams)
     {
-        eOsError error = MakeInput(options.pipeInput, streams.input, input);
+        eOsError error = win32::MakeInput(options.pipeInput, streams.input, input);
         if (Succeeded(error) && options.pipeOutput) {
             error = output.Create(streams.output);
         } else if (Succeeded(error)) {
-            streams.output = ShareOwn(STD_OUTPUT_HANDLE);
+            streams.output = win32::ShareOwnStream(STD_OUTPUT_HANDLE);
         }
-        return Succeeded(error) ? MakeError(options.errorFile, streams.error) : error;
+        return Succeeded(error) ? win32::MakeError(options.errorFile, streams.error) : error;
     }
 
     [[nodiscard]] eOsError Launch(const std::wstring& program, std::wstring commandLine, std::wstring environment,
-                                  const SStreams& streams)
+                                  const win32::SChildStreams& streams)
     {
         HANDLE inherited[] = {streams.input.Get(), streams.output.Get(), streams.error.Get()};
         CInheritedHandles list;
@@ -234,7 +183,8 @@ eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wst
         return eOsError_NotSupported;
     }
     auto state = std::make_unique<SState>();
-    SStreams streams; // our copies of the child's ends go with this function, or an end of output would never show
+    win32::SChildStreams
+        streams; // our copies of the child's ends go with this function, or an end of output would never show
     eOsError error = state->MakeStreams(options, streams);
     if (Succeeded(error)) {
         error = state->Launch(file, win32::MakeCommandLine(file, arguments),

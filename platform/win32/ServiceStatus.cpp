@@ -27,7 +27,7 @@ CServiceStatus& CServiceStatus::Instance()
 
 bool CServiceStatus::Begin(const std::wstring& name)
 {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     m_handle = RegisterServiceCtrlHandlerExW(name.c_str(), &OnControl, this);
     m_status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     if (m_handle != nullptr) {
@@ -38,13 +38,13 @@ bool CServiceStatus::Begin(const std::wstring& name)
 
 bool CServiceStatus::IsService()
 {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     return m_handle != nullptr;
 }
 
 void CServiceStatus::TellRunning()
 {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     if (m_status.dwCurrentState == SERVICE_START_PENDING) {
         Tell(SERVICE_RUNNING);
     }
@@ -52,7 +52,7 @@ void CServiceStatus::TellRunning()
 
 void CServiceStatus::TellStopping()
 {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     if (m_status.dwCurrentState == SERVICE_RUNNING) {
         Tell(SERVICE_STOP_PENDING);
     }
@@ -60,7 +60,7 @@ void CServiceStatus::TellStopping()
 
 void CServiceStatus::TellStopped(int result)
 {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     if (result != 0) {
         m_status.dwWin32ExitCode = ERROR_SERVICE_SPECIFIC_ERROR;
         m_status.dwServiceSpecificExitCode = static_cast<DWORD>(result);
@@ -71,7 +71,7 @@ void CServiceStatus::TellStopped(int result)
 
 void CServiceStatus::TellProgress()
 {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     if (m_status.dwCurrentState != SERVICE_RUNNING) {
         Tell(m_status.dwCurrentState);
     }
@@ -79,7 +79,7 @@ void CServiceStatus::TellProgress()
 
 std::optional<std::chrono::milliseconds> CServiceStatus::Patience()
 {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     return m_patience;
 }
 
@@ -96,7 +96,7 @@ DWORD WINAPI CServiceStatus::OnControl(DWORD control, DWORD /*eventType*/, void*
 
 void CServiceStatus::Stop(std::chrono::milliseconds patience)
 {
-    const std::lock_guard lock(m_mutex);
+    const CMutexLock lock(m_mutex);
     m_patience = m_patience ? std::min(*m_patience, patience) : patience;
     Tell(SERVICE_STOP_PENDING);
     SignalOwnStop();

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "platform/win32/WindowsHeader.h"
 
 #include <chrono>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -30,14 +30,12 @@ public:
 private:
     static DWORD WINAPI OnControl(DWORD control, DWORD eventType, void* eventData, void* self);
     void Stop(std::chrono::milliseconds patience);
-    /// With m_mutex held.
-    void Tell(DWORD state);
+    void Tell(DWORD state) ZEL_REQUIRES(m_mutex);
 
-    std::mutex m_mutex;
-    // Guarded by m_mutex.
-    SERVICE_STATUS_HANDLE m_handle = nullptr;
-    SERVICE_STATUS m_status{};
-    std::optional<std::chrono::milliseconds> m_patience;
+    CMutex m_mutex;
+    SERVICE_STATUS_HANDLE m_handle ZEL_GUARDED_BY(m_mutex) = nullptr;
+    SERVICE_STATUS m_status ZEL_GUARDED_BY(m_mutex){};
+    std::optional<std::chrono::milliseconds> m_patience ZEL_GUARDED_BY(m_mutex);
 };
 
 /// Asks this process to stop in the way in which other processes do.

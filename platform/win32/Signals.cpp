@@ -13,6 +13,18 @@ namespace {
 
 /// The event that the console's thread sets; one object of CProgramSignals lives at a time.
 std::atomic<HANDLE> g_consoleStop{nullptr};
+std::atomic<DWORD> g_consoleEvent{CTRL_C_EVENT}; ///< that the last stop was
+
+const wchar_t* NameOfConsoleEvent(DWORD event)
+{
+    switch (event) {
+    case CTRL_C_EVENT: return L"Ctrl-C";
+    case CTRL_BREAK_EVENT: return L"Ctrl-Break";
+    case CTRL_CLOSE_EVENT: return L"the console was closed";
+    case CTRL_LOGOFF_EVENT: return L"the user logs off";
+    default: return L"the system shuts down";
+    }
+}
 
 BOOL WINAPI OnConsoleEvent(DWORD event)
 {
@@ -25,6 +37,7 @@ BOOL WINAPI OnConsoleEvent(DWORD event)
     if (stop == nullptr) {
         return FALSE;
     }
+    g_consoleEvent.store(event);
     SetEvent(stop);
     // After these three the system ends the process when the handler returns; the program is stopping itself, and the
     // system gives it some seconds for that while this thread waits.
@@ -44,6 +57,7 @@ struct CProgramSignals::SState {
     const win32::CHandle steps{CreateSemaphoreW(nullptr, 0, MAXLONG, nullptr)};
     std::atomic<bool> ending{false};
     win32::CHandle reader;
+    const wchar_t* cause = L"";
 
     /// Each line of standard input is one step; the thread ends with the input.
     void ReadSteps() const
@@ -79,7 +93,7 @@ struct CProgramSignals::SState {
     }
 };
 
-CProgramSignals::CProgramSignals(bool acceptStep) : m_pState(std::make_unique<SState>())
+CProgramSignals::CProgramSignals(eSignalSet set) : m_pState(std::make_unique<SState>())
 {
     SState& state = *m_pState;
     if (!state.consoleStop || !state.requestedStop || !state.listening || !state.steps) {
@@ -88,7 +102,7 @@ CProgramSignals::CProgramSignals(bool acceptStep) : m_pState(std::make_unique<SS
     g_consoleStop.store(state.consoleStop.Get());
     SetConsoleCtrlHandler(&OnConsoleEvent, TRUE);
     SetEvent(state.listening.Get());
-    if (acceptStep) {
+    if (set == eSignalSet_SteppedServer) {
         state.reader = win32::CHandle(CreateThread(nullptr, 0, &SState::ReaderThread, &state, 0, nullptr));
     }
 }
@@ -103,19 +117,38 @@ CProgramSignals::~CProgramSignals()
 
 bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal& received)
 {
-    const SState& state = *m_pState;
+    SState& state = *m_pState;
     const HANDLE handles[] = {state.consoleStop.Get(), state.requestedStop.Get(), state.steps.Get()};
     switch (WaitForMultipleObjects(3, handles, FALSE, win32::ToWaitTime(timeout))) {
     case WAIT_OBJECT_0:
-    case WAIT_OBJECT_0 + 1: received = eProgramSignal_Stop; return true;
+        received = eProgramSignal_Stop;
+        state.cause = NameOfConsoleEvent(g_consoleEvent.load());
+        return true;
+    case WAIT_OBJECT_0 + 1:
+        received = eProgramSignal_Stop;
+        state.cause = L"asked to by another process or the service manager";
+        return true;
     case WAIT_OBJECT_0 + 2: received = eProgramSignal_Step; return true;
     default: return false;
     }
 }
 
+std::wstring CProgramSignals::Cause() const
+{
+    return m_pState->cause;
+}
+
 void CProgramSignals::RequestStop()
 {
     SetEvent(m_pState->requestedStop.Get());
+}
+
+void EndProcess(int exitCode)
+{
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
+    for (;;) {
+        Sleep(INFINITE); // until this thread has ended, too
+    }
 }
 
 } // namespace platform

@@ -33,7 +33,7 @@ std::wstring Readable(const std::string& mangled)
 const CModuleSymbols* SymbolsOf(const std::wstring& modulePath, const CModuleFile& file)
 {
     static CFaultMutex mutex;
-    static std::map<std::wstring, CModuleSymbols> modules;
+    static std::map<std::wstring, CModuleSymbols> modules ZEL_GUARDED_BY(mutex);
     const CFaultLock lock(mutex);
     if (!lock.IsHeld()) {
         return nullptr;

@@ -27,6 +27,17 @@ bool CreateEmptyFile(const std::wstring& path)
     return WriteTextFile(path, "");
 }
 
+bool CreateNumberedFile(const std::wstring& path)
+{
+    platform::eOsError error = platform::eOsError_AlreadyExists;
+    for (unsigned number = 1; error == platform::eOsError_AlreadyExists; ++number) {
+        std::unique_ptr<platform::IFile> file;
+        error =
+            platform::Files().Open(path + L'.' + std::to_wstring(number), platform::eOpenMode_CreateExclusive, file);
+    }
+    return platform::Succeeded(error);
+}
+
 std::string ReadTextFile(const std::wstring& path)
 {
     std::string text;

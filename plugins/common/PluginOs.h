@@ -13,6 +13,9 @@ void SleepFor(std::chrono::milliseconds duration);
 [[nodiscard]] bool FileExists(const std::wstring& path);
 /// Creates an empty file.
 [[nodiscard]] bool CreateEmptyFile(const std::wstring& path);
+/// Creates an empty file whose path has a number behind it, PATH.1 or the next one that is free: so many times was it
+/// called, whenever the process may have been killed.
+[[nodiscard]] bool CreateNumberedFile(const std::wstring& path);
 /// The whole text of a small file; empty when there is none.
 [[nodiscard]] std::string ReadTextFile(const std::wstring& path);
 /// Replaces the file's content.

@@ -14,7 +14,7 @@ inline constexpr std::chrono::seconds kMostSeconds{1'000'000'000};
     constexpr std::size_t kPlaces = 3;
     const std::size_t point = text.find('.');
     std::string digits(text.substr(0, point));
-    const std::string_view fraction = point == text.npos ? "0" : text.substr(point + 1);
+    const std::string_view fraction = point == std::string_view::npos ? "0" : text.substr(point + 1);
     if (digits.empty() || fraction.empty() || fraction.size() > kPlaces)
         return false;
     digits.append(fraction).append(kPlaces - fraction.size(), '0');

@@ -4,9 +4,6 @@
 
 namespace {
 
-// The build writes the same id into the component manifest.
-constexpr CLSID kDataStoreFactoryId = {0x9AE21A0F, 0xCDB9, 0x40F5, {0x80, 0x5A, 0x5B, 0x40, 0xC4, 0x87, 0x72, 0x52}};
-
 /// A request to a data source. What is wrong with it comes to light before its XML is given away: that is where the
 /// client can still be told the reason.
 class CDataStoreRequest : public CZelXmlRequest {
@@ -44,10 +41,7 @@ public:
     }
 
 protected:
-    bool TakesType(const CString& type) override
-    {
-        return type == L"Query" || type == L"Statistics" || type == L"Properties";
-    }
+    std::vector<CString> Types() override { return {L"Query", L"Statistics", L"Properties"}; }
     CComPtr<IWQ_ZELProcessorTask> MakeTask(const CString& type) override
     {
         return CComPtr<IWQ_ZELProcessorTask>(MakeDataStoreTask(type).Get());
@@ -67,4 +61,4 @@ private:
 
 } // namespace
 
-ZEL_PLUGIN_MODULE(ZelPluginClass<CDataStoreFactory>(kDataStoreFactoryId, L"Data store"))
+ZEL_PLUGIN_FACTORY(CDataStoreFactory)

@@ -7,6 +7,7 @@
 #include "framework/Services.h"
 
 #include <exception>
+#include <utility>
 
 bool STDMETHODCALLTYPE CDataStoreTask::Init(IXMLDOMNode* task)
 {
@@ -32,6 +33,7 @@ bool STDMETHODCALLTYPE CDataStoreTask::ObtainData(CZelProcessorContext* context,
             return S_OK; // a cancellation as well: the processor asks for it itself and says so
         WQ_ReportErrorNow(L"plugins/datastore/DataStoreTask", 36, L"CDataStoreTask::ObtainData", error);
         progress->SetComment(error.c_str());
+        Fail(std::move(error));
         return E_FAIL;
     }));
 }

@@ -5,7 +5,7 @@
 #include <memory>
 
 /// Base of the tasks of this module: takes care of what is thrown, of reporting failures and of cancellation.
-class CDataStoreTask : public CZelObject<IWQ_ZELProcessorTask> {
+class CDataStoreTask : public CZelTask {
 public:
     bool STDMETHODCALLTYPE Init(IXMLDOMNode* task) override;
     bool STDMETHODCALLTYPE ObtainData(CZelProcessorContext* context, CZelProcessorProgress* progress) override;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -61,6 +62,28 @@ void CrashForeignException()
     throw 42;
 }
 
+/// As no fault does: the process is gone before anybody could contain anything.
+void CrashExit()
+{
+    std::_Exit(3);
+}
+
+/// As a library does that knows nothing of servers: it looks like a clean end.
+void CrashCallExit()
+{
+    std::exit(0); // NOLINT(concurrency-mt-unsafe): that is the point
+}
+
+void CrashOwnThread()
+{
+    std::thread([] { CrashNullDereference(); }).join();
+}
+
+void CrashOwnThreadAbort()
+{
+    std::thread([] { std::abort(); }).join();
+}
+
 /// As large as needs the lock of the heap, and as small as is not taken from the system directly.
 constexpr std::size_t kBlock = 64 * 1024;
 /// Volatile, or the compiler would see what is wrong here.
@@ -112,7 +135,7 @@ void CrashHeapUseAfterFree()
         g_pNeighbour = std::malloc(kBlock);
 }
 
-constexpr std::array<std::pair<const wchar_t*, void (*)()>, 11> kKinds = {{
+constexpr std::array<std::pair<const wchar_t*, void (*)()>, 15> kKinds = {{
     {L"NullDereference", &CrashNullDereference},
     {L"StackOverflow", &CrashStackOverflow},
     {L"Division", &CrashDivision},
@@ -120,6 +143,10 @@ constexpr std::array<std::pair<const wchar_t*, void (*)()>, 11> kKinds = {{
     {L"IllegalInstruction", &CrashIllegalInstruction},
     {L"Exception", &CrashException},
     {L"ForeignException", &CrashForeignException},
+    {L"Exit", &CrashExit},
+    {L"CallExit", &CrashCallExit},
+    {L"OwnThread", &CrashOwnThread},
+    {L"OwnThreadAbort", &CrashOwnThreadAbort},
     {L"HeapOverrun", &CrashHeapOverrun},
     {L"HeapDoubleFree", &CrashHeapDoubleFree},
     {L"HeapWrongFree", &CrashHeapWrongFree},

@@ -4,16 +4,17 @@
 
 bool STDMETHODCALLTYPE CGateTask::Init(IXMLDOMNode* task)
 {
-    m_strGateFile = CParameters(task).Text(L"GateFile");
+    const CParameters parameters(task);
+    m_strGateFile = parameters.Text(L"GateFile");
     SetResponseText(L"passed");
-    return !m_strGateFile.empty();
+    return !m_strGateFile.empty() && parameters.Number(L"Deaf", 0, m_nDeaf);
 }
 
 bool STDMETHODCALLTYPE CGateTask::ObtainData(CZelProcessorContext* context, CZelProcessorProgress*)
 {
     if (!CreateEmptyFile(m_strGateFile + L".entered"))
         return false;
-    while (!context->IsCanceled() && !FileExists(m_strGateFile))
+    while ((m_nDeaf != 0 || !context->IsCanceled()) && !FileExists(m_strGateFile))
         SleepFor(std::chrono::milliseconds(2));
     return true;
 }

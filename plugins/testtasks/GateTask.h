@@ -10,4 +10,5 @@ public:
 
 private:
     CString m_strGateFile;
+    std::uint32_t m_nDeaf = 0;
 };

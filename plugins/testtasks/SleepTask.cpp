@@ -26,13 +26,16 @@ bool SleepUntil(milliseconds end, CZelProcessorContext& context)
 bool STDMETHODCALLTYPE CSleepTask::Init(IXMLDOMNode* task)
 {
     const CParameters parameters(task);
-    SetResponseText(L"slept");
+    SetResponseText(parameters.Text(L"Text", L"slept"));
+    m_strRecordFile = parameters.Text(L"RecordFile");
     return parameters.Number(L"Milliseconds", 100, m_nMilliseconds) && parameters.Number(L"Steps", 10, m_nSteps) &&
            m_nSteps > 0;
 }
 
 bool STDMETHODCALLTYPE CSleepTask::ObtainData(CZelProcessorContext* context, CZelProcessorProgress* progress)
 {
+    if (!m_strRecordFile.empty() && !CreateNumberedFile(m_strRecordFile))
+        return false;
     const milliseconds start = ElapsedTime();
     progress->SetRange(0, m_nSteps);
     for (std::uint32_t step = 1; step <= m_nSteps; ++step) {

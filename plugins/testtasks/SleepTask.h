@@ -9,6 +9,7 @@ public:
     bool STDMETHODCALLTYPE ObtainData(CZelProcessorContext* context, CZelProcessorProgress* progress) override;
 
 private:
+    CString m_strRecordFile;
     std::uint32_t m_nMilliseconds = 0;
     std::uint32_t m_nSteps = 0;
 };

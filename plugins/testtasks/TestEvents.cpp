@@ -10,7 +10,7 @@ HRESULT CTestEvents::Start(IWQ_DsEventSink* sink)
 {
     if (sink == nullptr)
         return E_POINTER;
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     if (m_pSink)
         return E_UNEXPECTED;
     m_pSink = CComPtr<IWQ_DsEventSink>(sink);
@@ -19,7 +19,7 @@ HRESULT CTestEvents::Start(IWQ_DsEventSink* sink)
 
 HRESULT CTestEvents::Stop()
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     if (!m_pSink)
         return S_FALSE;
     m_pSink.Reset();
@@ -28,12 +28,12 @@ HRESULT CTestEvents::Stop()
 
 HRESULT CTestEvents::TellChange(IWQ_DsEventsData* events)
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     return m_pSink ? m_pSink->OnChangedDs(events) : E_UNEXPECTED;
 }
 
 HRESULT CTestEvents::TellLockResults()
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     return m_pSink ? m_pSink->OnChangedLockResults() : E_UNEXPECTED;
 }

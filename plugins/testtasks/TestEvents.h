@@ -1,8 +1,8 @@
 #pragma once
 
-#include <ZEL_Processor/IWQ_DsEventSource.h>
+#include "platform/Mutex.h"
 
-#include <mutex>
+#include <ZEL_Processor/IWQ_DsEventSource.h>
 
 /// Where the tasks of this module reach whoever wants to hear of changes. One for the module: the factory that a task
 /// comes from is not the one that was started.
@@ -19,6 +19,6 @@ public:
     [[nodiscard]] HRESULT TellLockResults();
 
 private:
-    std::mutex m_cs; ///< held while the sink is called, so that Stop waits for it
-    CComPtr<IWQ_DsEventSink> m_pSink;
+    platform::CMutex m_cs; ///< held while the sink is called, so that Stop waits for it
+    CComPtr<IWQ_DsEventSink> m_pSink ZEL_GUARDED_BY(m_cs);
 };

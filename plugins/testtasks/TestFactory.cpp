@@ -15,9 +15,6 @@
 
 namespace {
 
-// The build writes the same id into the component manifest.
-constexpr CLSID kTestFactoryId = {0x94A83206, 0x5715, 0x4640, {0xA9, 0xEB, 0x24, 0x0C, 0x3A, 0x5A, 0x79, 0x15}};
-
 constexpr std::array<std::wstring_view, 15> kTypes = {
     L"Echo",         L"Sleep",       L"Gate",     L"Retry",    L"FailGetXml",  L"FailInit",          L"FailObtain",
     L"FailResponse", L"FailSetTask", L"FailSave", L"NullTask", L"UnknownTask", L"ThrowInCreateTask", L"Crash",
@@ -118,9 +115,9 @@ bool STDMETHODCALLTYPE CTestFactory::CreateResponse(IWQ_ZELProcessorRequest* req
     return CZelXmlFactoryWith::CreateResponse(request, response);
 }
 
-bool CTestFactory::TakesType(const CString& type)
+std::vector<CString> CTestFactory::Types()
 {
-    return std::find(kTypes.begin(), kTypes.end(), type) != kTypes.end();
+    return {kTypes.begin(), kTypes.end()};
 }
 
 CComPtr<IWQ_ZELProcessorTask> CTestFactory::MakeTask(const CString& type)
@@ -158,4 +155,4 @@ CComPtr<CZelXmlRequest> CTestFactory::MakeRequest(const CString& path)
     return request;
 }
 
-ZEL_PLUGIN_MODULE(ZelPluginClass<CTestFactory>(kTestFactoryId, L"Tasks for tests and the bench"))
+ZEL_PLUGIN_FACTORY(CTestFactory)

@@ -21,7 +21,7 @@ public:
                                           IWQ_ZELProcessorResponse** response) override;
 
 protected:
-    [[nodiscard]] bool TakesType(const CString& type) override;
+    [[nodiscard]] std::vector<CString> Types() override;
     [[nodiscard]] CComPtr<IWQ_ZELProcessorTask> MakeTask(const CString& type) override;
     [[nodiscard]] CComPtr<IWQ_ZELProcessorResponse> MakeResponse(CZelXmlRequest& request) override;
     [[nodiscard]] CComPtr<CZelXmlRequest> MakeRequest(const CString& path) override;

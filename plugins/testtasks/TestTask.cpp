@@ -18,7 +18,8 @@ CFailTask::CFailTask(CString type) : m_strType(std::move(type)) {}
 bool STDMETHODCALLTYPE CFailTask::Init(IXMLDOMNode* task)
 {
     m_strComment = CParameters(task).Text(L"Text");
-    return m_strType != L"FailInit";
+    m_strWords = CParameters(task).Text(L"Words");
+    return m_strType != L"FailInit" || Fail(m_strWords);
 }
 
 bool STDMETHODCALLTYPE CFailTask::ObtainData(CZelProcessorContext*, CZelProcessorProgress* progress)
@@ -27,5 +28,5 @@ bool STDMETHODCALLTYPE CFailTask::ObtainData(CZelProcessorContext*, CZelProcesso
         return true;
     if (!m_strComment.empty())
         progress->SetComment(m_strComment.c_str());
-    return false;
+    return Fail(m_strWords);
 }

@@ -14,7 +14,7 @@ ZEL_DECLARE_IID(ITestTask, 0xDBBE83E8, 0x0799, 0x46A3, 0x88, 0xF3, 0x27, 0x85, 0
 /// A task that works as long as it is told so; base of those that do more. Extra are its interfaces beyond
 /// IWQ_ZELProcessorTask.
 template <class... Extra>
-class CTestTaskOf : public CZelObject<IWQ_ZELProcessorTask, ITestTask, Extra...> {
+class CTestTaskOf : public CZelTaskWith<ITestTask, Extra...> {
 public:
     [[nodiscard]] const CString& ResponseText() const override { return m_strResponse; }
     [[nodiscard]] bool AllowsSetTask() override { return true; }
@@ -48,4 +48,5 @@ public:
 private:
     const CString m_strType;
     CString m_strComment;
+    CString m_strWords; ///< of its own, for the failure
 };

@@ -20,6 +20,17 @@ list_cases() { # file.json
         END { finish() }' "$1"
 }
 
+# What GoogleTest said of a failed test case, as much as a report can take.
+failure_texts() { # file.json Suite.Name
+    WANTED=$2 awk '
+        function text(line) { sub(/^[^:]*: "/, "", line); sub(/",?$/, "", line); gsub(/\\\//, "/", line); return line }
+        { sub(/\r$/, "") }
+        /^      "name": /     { suite = text($0) }
+        /^          "name": / { wanted = suite "." text($0) == ENVIRON["WANTED"] }
+        wanted && /^ *"failure": / { said = text($0); gsub(/\\n/, "\n", said); gsub(/\\"/, "\"", said); print said }' "$1" |
+        cut -c 1-500 | sed -n '1,30s/^/    /p'
+}
+
 # One line per CTest entry: run, fail, skip, disabled or notrun, a tab, its name.
 list_entries() { # ctest.xml
     awk '
@@ -33,9 +44,10 @@ list_entries() { # ctest.xml
         END { finish() }' "$1"
 }
 
-# Sets passed, failed and skipped, and names what failed.
-count_results() { # preset results-folder
-    local preset=$1 folder=$2 entry status json result name bad
+# Sets passed, failed and skipped, and names what failed. Without a pattern all programs must have been run, otherwise
+# those whose names have it.
+count_results() { # preset results-folder [pattern]
+    local preset=$1 folder=$2 wanted=${3:-.} entry status json result name bad
     passed=0 failed=0 skipped=0
     if [[ ! -s $folder/ctest.xml ]]; then
         echo "FAILED: $preset: CTest left no results"
@@ -65,7 +77,7 @@ count_results() { # preset results-folder
             case $result in
                 passed) passed=$((passed + 1)) ;;
                 skipped) skipped=$((skipped + 1)) ;;
-                *) bad=1; failed=$((failed + 1)); echo "FAILED: $preset: $entry: $name" ;;
+                *) bad=1; failed=$((failed + 1)); echo "FAILED: $preset: $entry: $name"; failure_texts "$json" "$name" ;;
             esac
         done < <(list_cases "$json")
         # A leak or a race found at the end of a program shows in its exit code alone.
@@ -81,5 +93,5 @@ count_results() { # preset results-folder
             failed=$((failed + 1))
             echo "FAILED: $preset: $name was not run"
         fi
-    done <"$folder/programs.txt"
+    done < <(grep -E -- "$wanted" "$folder/programs.txt")
 }

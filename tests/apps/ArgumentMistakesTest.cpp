@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace {
 
@@ -22,6 +23,8 @@ std::string Said(const std::vector<std::string>& arguments)
     app.add_option("--output-dir", text)->type_name("DIR");
     app.add_option("--request-dir", text)->required();
     app.add_option("--timeout", number)->check(CLI::Range(0.0, 5.0));
+    app.add_option("--wait", number)->check(CLI::Range(0.5, std::numeric_limits<double>::max()));
+    app.add_option("--sort", text)->check(CLI::IsMember(std::vector<std::string>{"name", "age"}));
     app.add_option("--log-size", number)->needs(app.add_option("--log-file", text));
     app.add_flag("--list")->excludes(app.add_flag("--user"));
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
@@ -38,8 +41,11 @@ TEST_F(ArgumentMistakesTest, EachIsInOurWords)
     const std::vector<std::pair<std::vector<std::string>, std::wstring>> mistakes = {
         {{"--request-dir", "a", "--bogus"}, L"not understood: --bogus"},
         {{"--request-dir", "a", "b", "c"}, L"not understood: c b"}, // the parser's order
-        {{"--request-dir", "a", "--timeout", "soon"}, L"--timeout cannot be soon"},
-        {{"--request-dir", "a", "--timeout", "-1"}, L"--timeout cannot be -1"},
+        {{"--request-dir", "a", "--timeout", "soon"}, L"--timeout cannot be soon: it takes a number from 0 to 5"},
+        {{"--request-dir", "a", "--timeout", "-1"}, L"--timeout cannot be -1: it takes a number from 0 to 5"},
+        {{"--request-dir", "a", "--wait", "-1"}, L"--wait cannot be -1: it takes a number from 0.5 on"},
+        {{"--request-dir", "a", "--wait", ""}, L"--wait cannot be \"\": it takes a number from 0.5 on"},
+        {{"--request-dir", "a", "--sort", "x\n"}, L"--sort cannot be \"x\\x0a\": it takes one of name, age"},
         {{"--request-dir", "a", "--output-dir"}, L"--output-dir needs a value"},
         {{"--request-dir", "a", "--output-dir", "b", "--output-dir", "c"}, L"--output-dir is given more than once"},
         {{}, L"--request-dir is missing"},

@@ -1,7 +1,7 @@
 #include "apps/zel/EventText.h"
 
-#include "apps/common/ComThread.h"
 #include "com/ComError.h"
+#include "com/ComThread.h"
 #include "platform/Text.h"
 
 #include <gtest/gtest.h>

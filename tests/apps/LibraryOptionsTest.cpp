@@ -26,35 +26,79 @@ TEST(LibraryOptionsTest, TheUsualServerProtectsItsUsers)
     EXPECT_TRUE(options.requestsOnly);
     EXPECT_TRUE(options.pausedStatus);
     EXPECT_EQ(options.eventsLimit, std::uint64_t{16} << 20);
+    EXPECT_TRUE(options.ownLists);
+    EXPECT_TRUE(options.presence);
     EXPECT_TRUE(options.xmlLimits == SXmlLimits());
     EXPECT_EQ(options.crashReportTime, std::chrono::seconds(30));
     EXPECT_TRUE(options.takeTurns);
+    EXPECT_TRUE(options.requestAttributes);
+    EXPECT_FALSE(options.fair);
     EXPECT_EQ(options.maxQueued, 10'000U);
     EXPECT_EQ(options.maxClients, 1'000U);
     EXPECT_FALSE(options.privateFiles);
     EXPECT_FALSE(options.followLinks);
     EXPECT_TRUE(options.tellRefused);
-    EXPECT_EQ(options.patienceMs, 100U);
+    EXPECT_TRUE(options.tellReasons);
+    EXPECT_TRUE(options.tellStory);
+    EXPECT_TRUE(options.retryLastStatus);
+    EXPECT_TRUE(options.checkedWatch);
+    EXPECT_EQ(options.poll.count(), 0) << "as the file system needs it";
+    EXPECT_EQ(options.patience, std::chrono::milliseconds(0));
+    EXPECT_EQ(options.busyWarning, std::chrono::seconds(30));
+    EXPECT_EQ(options.keep, std::chrono::seconds(0)) << "for ever";
 }
 
 TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
 {
     SServerOptions named = Strict();
     named.noSync = true;
+    named.manual = true;
     named.eventsLimitMiB = 1;
     named.xmlLimits.depth = 7;
     named.maxQueued = 5;
     named.maxClients = 6;
+    named.patience = std::chrono::milliseconds(500);
+    named.busyWarning = std::chrono::milliseconds(0);
+    named.keepDays = 3;
     named.privateFiles = true;
     named.followLinks = true;
+    named.pollMs = 20;
     SZelServerOptions expected;
     expected.syncing = false;
+    expected.manual = true;
     expected.eventsLimit = std::uint64_t{1} << 20;
     expected.xmlLimits.depth = 7;
     expected.maxQueued = 5;
     expected.maxClients = 6;
+    expected.patience = named.patience;
+    expected.keep = std::chrono::hours(72);
+    expected.busyWarning = std::chrono::milliseconds(0);
     expected.privateFiles = true;
+    expected.poll = std::chrono::milliseconds(20);
     EXPECT_TRUE(LibraryOptions(named) == expected);
+}
+
+TEST(LibraryOptionsTest, TheDeadAreKeptAndOneListIsForAllWhenThatIsAskedFor)
+{
+    SServerOptions named;
+    named.noPresence = true;
+    named.oneList = true;
+    EXPECT_FALSE(LibraryOptions(named).presence);
+    EXPECT_FALSE(LibraryOptions(named).ownLists);
+}
+
+TEST(LibraryOptionsTest, AServerResumesWhenItIsToldToAndIsNotStrict)
+{
+    SServerOptions named;
+    EXPECT_FALSE(LibraryOptions(named).resume);
+    named.resume = true;
+    named.interrupted = eInterrupted_Fail;
+    named.attempts = 7;
+    EXPECT_TRUE(LibraryOptions(named).resume);
+    EXPECT_EQ(LibraryOptions(named).interrupted, eInterrupted_Fail);
+    EXPECT_EQ(LibraryOptions(named).attempts, 7U);
+    named.strict = true;
+    EXPECT_FALSE(LibraryOptions(named).resume);
 }
 
 TEST(LibraryOptionsTest, ZeroIsNoLimit)
@@ -77,6 +121,34 @@ TEST(LibraryOptionsTest, TheTimeOfQueriesIsTheNamedOneThenTheVariablesThenTheUsu
     EXPECT_EQ(QueryTimeLimit(Strict(), L""), L"") << "none: any time";
     named.strict = true;
     EXPECT_EQ(QueryTimeLimit(named, L""), L"0.2");
+}
+
+TEST(LibraryOptionsTest, WhatIsInForceSaysWhatNobodyAskedFor)
+{
+    const SServerOptions options = OptionsInForce({}, L"");
+    EXPECT_EQ(options.eventsLimitMiB, 16U);
+    EXPECT_EQ(options.maxQueued, 10'000U);
+    EXPECT_EQ(options.maxClients, 1'000U);
+    EXPECT_EQ(options.patience, std::chrono::milliseconds(0));
+    EXPECT_EQ(options.busyWarning, std::chrono::seconds(30));
+    EXPECT_EQ(options.stopTimeout, std::chrono::milliseconds(0));
+    EXPECT_EQ(options.queryTimeLimit, std::chrono::seconds(300));
+    EXPECT_EQ(OptionsInForce({}, L"7").queryTimeLimit, std::chrono::seconds(7));
+    EXPECT_FALSE(OptionsInForce({}, L"a variable that is no time").queryTimeLimit);
+}
+
+TEST(LibraryOptionsTest, WhatIsInForceIsWhatTheLibraryIsGivenAndWhatWasAskedFor)
+{
+    SServerOptions named;
+    named.maxQueued = 5;
+    named.patience = std::chrono::milliseconds(500);
+    named.stopTimeout = std::chrono::seconds(3);
+    for (const SServerOptions& asked : {SServerOptions(), Strict(), named}) {
+        const SServerOptions options = OptionsInForce(asked, L"");
+        EXPECT_TRUE(LibraryOptions(options) == LibraryOptions(asked)) << asked.strict;
+        EXPECT_TRUE(OptionsInForce(options, L"") == options) << asked.strict;
+    }
+    EXPECT_EQ(OptionsInForce(named, L"").stopTimeout, std::chrono::seconds(3));
 }
 
 } // namespace

@@ -53,6 +53,17 @@ protected:
         return count;
     }
 
+    /// Of all clients, without the locks that come and go.
+    [[nodiscard]] std::size_t FilesOfClients() const
+    {
+        std::size_t count = 0;
+        for (const std::wstring& name : FilesIn(m_strOutput)) {
+            const bool isPresence = name.starts_with(L"Presence_");
+            count += isPresence || (name.ends_with(L"}") && !name.starts_with(L"{")) ? 1U : 0U;
+        }
+        return count;
+    }
+
     int m_nFired = 0;
 };
 
@@ -94,17 +105,11 @@ TEST_F(ListenCommandTest, EveryChangeComesOnceAndInOrder)
     std::vector<int> expected;
     for (int number = 1; number <= kChanges; ++number)
         expected.push_back(number);
-    for (int quiet = 0; heard.size() < expected.size() && quiet < 10;) {
-        std::wstring line;
-        if (!listener.Process().ReadLine(line, std::chrono::seconds(2))) {
-            // A change that met the listener reading waits in the server for the next one.
-            Fire(L"Removed=\"1\"");
-            ++quiet;
-            continue;
-        }
-        const nlohmann::json event = nlohmann::json::parse(platform::ToUtf8(line), nullptr, false);
-        if (event.contains("added"))
-            heard.push_back(event["added"][kSource][0]);
+    while (heard.size() < expected.size()) {
+        // A change that met the listener reading comes by itself.
+        const nlohmann::json event = Next(listener);
+        ASSERT_TRUE(event.contains("added")) << event;
+        heard.push_back(event["added"][kSource][0]);
     }
     EXPECT_EQ(heard, expected);
     listener.Process().RequestStop();
@@ -154,6 +159,42 @@ TEST_F(ListenCommandTest, AKilledListenerDisturbsNobody)
     StopServer(server);
 }
 
+TEST_F(ListenCommandTest, AKilledListenersFilesGo)
+{
+    CRunningProgram server = StartServer({L"--log-level", L"debug"});
+    CRunningProgram killed = Listen();
+    ASSERT_TRUE(server.WaitForErrors("keeps a file of its presence")) << server.Errors();
+    CRunningProgram listener = Listen();
+    Fire(L"Added=\"1\" LockResults=\"1\"");
+    EXPECT_EQ(FilesOfClients(), 8U) << "events, groups, lock results and presence of both";
+    killed.Process().Kill();
+    static_cast<void>(killed.Finish());
+    Fire(L"Removed=\"8\"");
+    const auto start = platform::SystemClock().Steady();
+    EXPECT_TRUE(WaitUntil([&] { return FilesOfClients() == 4U; }));
+    EXPECT_LT(platform::SystemClock().Steady() - start, std::chrono::seconds(6)) << "a second, on a busy machine";
+    listener.Process().RequestStop();
+    EXPECT_EQ(listener.Finish().code, 0);
+    EXPECT_EQ(Registrations(), 0U);
+    EXPECT_EQ(FilesOfClients(), 0U) << "groups and lock results are left by the server";
+    StopServer(server);
+}
+
+TEST_F(ListenCommandTest, AStrictServerKeepsTheFilesOfAKilledListener)
+{
+    CRunningProgram server = StartServer({L"--strict"});
+    CRunningProgram killed = Listen();
+    CRunningProgram listener = Listen();
+    killed.Process().Kill();
+    static_cast<void>(killed.Finish());
+    for (int change = 0; change < 3; ++change)
+        Fire(L"Removed=\"8\"");
+    EXPECT_EQ(Registrations(), 2U);
+    listener.Process().RequestStop();
+    EXPECT_EQ(listener.Finish().code, 0);
+    StopServer(server);
+}
+
 TEST_F(ListenCommandTest, AServerThatIsGoneEndsTheListenerWithAMessage)
 {
     CRunningProgram server = StartServer();
@@ -169,16 +210,34 @@ TEST_F(ListenCommandTest, AServerThatIsGoneEndsTheListenerWithAMessage)
     EXPECT_LT(platform::SystemClock().Steady() - start, std::chrono::milliseconds(5900));
 }
 
-TEST_F(ListenCommandTest, ANewServerEndsTheListenerWithAMessage)
+TEST_F(ListenCommandTest, ANewServerIsListenedToAndEverythingMayHaveChanged)
 {
     CRunningProgram server = StartServer();
     CRunningProgram listener = Listen();
     StopServer(server);
     CRunningProgram next = StartServer();
-    const SProgramResult result = listener.Finish();
-    EXPECT_EQ(result.code, 3);
-    EXPECT_TRUE(Contains(result.errors, "the server was started anew")) << result.errors;
+    EXPECT_EQ(Next(listener), (nlohmann::json{{"event", "items"}, {"kind", "reload"}}));
+    Fire(L"Removed=\"7\"");
+    EXPECT_EQ(Next(listener)["removed"][kSource], nlohmann::json{7});
+    End(listener);
+    EXPECT_EQ(Registrations(), 0U);
     StopServer(next);
+}
+
+TEST_F(ListenCommandTest, ARegistrationThatIsGoneAndCannotBeMadeAgainEndsTheListenerWithAMessage)
+{
+    CRunningProgram server = StartServer();
+    CRunningProgram listener = Listen({L"--server-timeout", L"0.5"});
+    server.Process().Kill();
+    static_cast<void>(server.Finish());
+    for (const std::wstring& name : FilesIn(m_strOutput)) {
+        if (name.starts_with(L"DsEvents_")) {
+            EXPECT_EQ(platform::Files().Remove(InOutput(name)), platform::eOsError_None);
+        }
+    }
+    const SProgramResult result = listener.Finish();
+    EXPECT_EQ(result.code, 4);
+    EXPECT_TRUE(Contains(result.errors, "the registration is gone")) << result.errors;
 }
 
 TEST_F(ListenCommandTest, WithoutAServerItSaysSo)

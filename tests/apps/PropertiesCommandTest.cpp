@@ -38,6 +38,8 @@ protected:
         EXPECT_TRUE(FilesIn(m_strOutput).empty());
         std::vector<platform::SDirectoryEntry> entries;
         EXPECT_EQ(platform::Files().List(m_strRequests, entries), platform::eOsError_None);
+        // The claim of a server that runs is its own.
+        std::erase_if(entries, [](const auto& entry) { return entry.isDirectory && entry.name == L".zel-server"; });
         EXPECT_TRUE(entries.empty());
     }
 

@@ -56,6 +56,20 @@ TEST_F(ReceiveCommandTest, DirectoryTakesTheResponseUnderTheRequestsName)
     EXPECT_EQ(Read(InHome(L"a.drq")), "<Response/>");
 }
 
+TEST_F(ReceiveCommandTest, SeveralGoIntoADirectory)
+{
+    MakeDone(L"a.drq");
+    MakeDone(L"b.drq");
+    Write(InOutput(L"c.drq.status"), platform::ToUtf16Le(L"8\r\n"));
+    EXPECT_EQ(Zel({L"receive", L"a.drq", L"b.drq", InHome(L"none.xml")}).code, 2);
+    const SProgramResult result = Zel({L"receive", L"a.drq", L"c.drq", L"b.drq", m_strHome});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(Contains(result.errors, "'c.drq' has not ended yet")) << result.errors;
+    EXPECT_EQ(Read(InHome(L"a.drq")), "<Response/>");
+    EXPECT_EQ(Read(InHome(L"b.drq")), "<Response/>");
+    EXPECT_EQ(FilesIn(m_strOutput), std::vector<std::wstring>{L"c.drq.status"});
+}
+
 TEST_F(ReceiveCommandTest, TargetMayBeOnAnotherVolume)
 {
     const std::wstring volume = OtherVolume();

@@ -20,17 +20,27 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.outputDir = root / L"output";
     options.createDirs = true;
     options.adopt = true;
+    options.shareRequests = true;
     options.componentFolders = {root / L"one", root / L"two"};
     options.noExecutive = true;
     options.noSync = true;
     options.followLinks = true;
     options.strict = true;
+    options.resume = true;
+    options.interrupted = eInterrupted_Fail;
+    options.attempts = 5;
     options.eventsLimitMiB = 0;
+    options.oneList = true;
+    options.noPresence = true;
     options.xmlLimits.bytes = 5000;
     options.xmlLimits.textLength = 100;
     options.queryTimeLimit = std::chrono::milliseconds(1050);
+    options.keepDays = 30;
+    options.patience = std::chrono::milliseconds(0);
+    options.busyWarning = std::chrono::milliseconds(1500);
     options.maxQueued = 0;
     options.maxClients = 7;
+    options.pollMs = 20;
     options.privateFiles = true;
     options.logLevel = Brel::Log::eLogLevel_Warning;
     options.logFile = root / L"server.log";
@@ -55,12 +65,22 @@ TEST(ServerArgumentsTest, TheLimitOfEventsIsTheNamedOneAndWithoutOneNotThatOfASt
     EXPECT_EQ(EventsLimit(options), 0U);
 }
 
+TEST(ServerArgumentsTest, AServiceResumesUnlessItIsStrict)
+{
+    SServerOptions options;
+    EXPECT_TRUE(ServiceOptions(options).resume);
+    EXPECT_EQ(ServiceOptions(options).service, eServiceAction_Run);
+    options.strict = true;
+    EXPECT_FALSE(ServiceOptions(options).resume);
+}
+
 TEST(ServerArgumentsTest, WhatWasNotGivenStaysAsItIs)
 {
     const testsupport::CTemporaryDirectory root;
     const SServerOptions options = Parsed({L"--request-dir", root / L"requests", L"--output-dir", root / L"output"});
     EXPECT_FALSE(options.strict);
     EXPECT_FALSE(options.queryTimeLimit);
+    EXPECT_FALSE(options.patience);
     EXPECT_TRUE(Parsed(ServerArguments(options)) == options);
 }
 

@@ -7,6 +7,7 @@
 #include "tests/support/Links.h"
 
 #include <filesystem>
+#include <utility>
 
 namespace {
 
@@ -129,6 +130,42 @@ TEST_F(ServerDirectoriesTest, SecondServerIsRefusedAndTouchesNothing)
     StopServer(server);
     CRunningProgram next = StartServer();
     StopServer(next);
+}
+
+TEST_F(ServerDirectoriesTest, SecondServerOfOneRequestDirectoryIsRefusedUnlessBothAreToShareIt)
+{
+    const std::wstring other = m_root / L"other";
+    ASSERT_EQ(platform::Files().MakeDirectory(other), platform::eOsError_None);
+    {
+        CRunningProgram server = StartServer();
+        const std::string process = "process " + std::to_string(server.Process().Id());
+        ExpectRefused(Start(m_strRequests, other), {"another server", process, "requests", "--share-requests"});
+        EXPECT_EQ(FilesIn(other), std::vector<std::wstring>()) << "and nothing is left of the one that was refused";
+        EXPECT_FALSE(platform::PathExists(platform::JoinPath(other, L".zel-server")));
+        const std::wstring first = std::exchange(m_strOutput, other);
+        for (const wchar_t* option : {L"--share-requests", L"--strict"}) {
+            CRunningProgram second = StartServer({option});
+            StopServer(second);
+        }
+        m_strOutput = first;
+        EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0) << "the claim is no request";
+        StopServer(server);
+    }
+    EXPECT_FALSE(platform::PathExists(InRequests(L".zel-server"))) << "nothing of the claim stays";
+    m_strOutput = other;
+    CRunningProgram next = StartServer();
+    StopServer(next);
+}
+
+TEST_F(ServerDirectoriesTest, AStartThatResumesLeavesTheClaimsAlone)
+{
+    CRunningProgram server = StartServer({L"--resume"});
+    for (const std::wstring& directory : {m_strRequests, m_strOutput})
+        for (const wchar_t* file : {L"lock", L"process"})
+            EXPECT_TRUE(platform::PathExists(platform::JoinPath(platform::JoinPath(directory, L".zel-server"), file)));
+    ASSERT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    ExpectRefused(Start(m_strRequests, m_strOutput, {L"--resume"}), {"another server"});
+    StopServer(server);
 }
 
 TEST_F(ServerDirectoriesTest, SecondServerIsRefusedBehindALink)

@@ -61,6 +61,41 @@ TEST_F(ServerFailureTest, AServerThatEndedItselfSaysSoAndEndsWithAnError)
         << result.errors;
 }
 
+TEST_F(ServerFailureTest, AStopIsHeardWhileALookAtTheDirectoriesHangs)
+{
+    CRunningProgram server = StartServer({L"--components", m_strHome, L"--stop-timeout", L"1"});
+    Write(InOutput(L"Queue") + L".hangs", "");
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InOutput(L"Queue") + L".hung"); }));
+    server.Process().RequestStop();
+    const SProgramResult result = server.Finish();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(Contains(result.errors, "the file system of its directories does not answer")) << result.errors;
+}
+
+TEST_F(ServerFailureTest, AStopWaitsForALookThatComesBack)
+{
+    CRunningProgram server = StartServer({L"--components", m_strHome});
+    Write(InOutput(L"Queue") + L".hangs", "");
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InOutput(L"Queue") + L".hung"); }));
+    server.Process().RequestStop();
+    ASSERT_TRUE(server.WaitForErrors("waiting for the file system of the directories"));
+    EXPECT_EQ(platform::Files().Remove(InOutput(L"Queue") + L".hangs"), platform::eOsError_None);
+    EXPECT_EQ(server.Finish().code, 0);
+}
+
+TEST_F(ServerFailureTest, AStopThatIsAskedForTwiceWaitsForALookAsWell)
+{
+    CRunningProgram server = StartServer({L"--components", m_strHome});
+    Write(InOutput(L"Queue") + L".hangs", "");
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InOutput(L"Queue") + L".hung"); }));
+    server.Process().RequestStop();
+    ASSERT_TRUE(server.WaitForErrors("The server stops"));
+    server.Process().RequestStop();
+    ASSERT_TRUE(server.WaitForErrors("waiting for the file system of the directories"));
+    EXPECT_EQ(platform::Files().Remove(InOutput(L"Queue") + L".hangs"), platform::eOsError_None);
+    EXPECT_EQ(server.Finish().code, 0);
+}
+
 TEST_F(ServerFailureTest, AFailureDuringAStopIsToldAndCancelsNothing)
 {
     CRunningProgram server = StartServer({L"--components", m_strHome});
@@ -77,7 +112,8 @@ TEST_F(ServerFailureTest, AFailureDuringAStopIsToldAndCancelsNothing)
     EXPECT_FALSE(testsupport::WaitUntil([&] { return Contains(server.Errors(), "cancelling"); },
                                         std::chrono::milliseconds(500)));
     Write(Gate(L"g.drq"), "");
-    EXPECT_EQ(client.Finish().code, 0) << "the request was not cancelled";
+    const SProgramResult followed = client.Finish();
+    EXPECT_EQ(followed.code, 0) << "the request was not cancelled, and its client is told so\n" << followed.errors;
     const SProgramResult result = server.Finish();
     EXPECT_EQ(result.code, 1);
     EXPECT_TRUE(Contains(result.errors, "zel-server: the server has ended by itself because of a failure"))

@@ -21,12 +21,18 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     const SProgramResult result = ServerResult({L"--help"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.errors, "");
-    for (const char* word :
-         {"--request-dir",  "--output-dir",       "--create-dirs",      "--components",   "--manual",
-          "--no-executive", "--no-sync",          "--strict",           "--events-limit", "--max-queued",
-          "--max-clients",  "--private",          "--query-time-limit", "--xml-limit",    "--log-level",
-          "--log-file",     "--log-size",         "--log-json",         "--service",      "--adopt",
-          "--version",      "ZEL_COMPONENT_PATH", "Exit codes",         "DELETES"})
+    for (const char* word : {"--request-dir",      "--output-dir",  "--create-dirs",
+                             "--components",       "--manual",      "--no-executive",
+                             "--no-sync",          "--strict",      "--events-limit",
+                             "--max-queued",       "--max-clients", "--private",
+                             "--query-time-limit", "--xml-limit",   "--log-level",
+                             "--log-file",         "--log-size",    "--log-json",
+                             "--service",          "--adopt",       "--version",
+                             "ZEL_COMPONENT_PATH", "Exit codes",    "DELETES",
+                             "--resume",           "--interrupted", "--attempts",
+                             "--no-presence",      "--poll",        "--patience",
+                             "--stop-timeout",     "--check",       "--busy-warning",
+                             "--one-list",         "--keep",        "--fair"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
@@ -84,6 +90,9 @@ TEST_F(ServerOptionsTest, MistakesEndWithCode2)
          "from 1 to 2000"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--query-time-limit", L"0.0001"},
          "--query-time-limit: must be a number from 0 to 1000000000 with at most three places behind the point"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--interrupted", L"again"},
+         "'again' is none of rerun, fail"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--poll", L"3600001"}, "--poll"},
         {{L"--service", L"install", L"--output-dir", m_strOutput}, "--request-dir"},
         {{L"--service", L"install", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput}, "--log-file"},
         {{L"--service", L"run", L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--log-file", L"l",

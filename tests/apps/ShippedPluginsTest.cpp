@@ -1,6 +1,7 @@
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
 #include "com/Components.h"
 #include "platform/Module.h"
+#include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"

@@ -1,7 +1,11 @@
+#include "platform/AccountName.h"
 #include "platform/Os.h"
+#include "platform/StandardPath.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <regex>
 
 namespace {
@@ -103,12 +107,73 @@ TEST_F(StatusCommandTest, ListHasEveryRequestOnceAndNothingElse)
     EXPECT_EQ(listed, expected);
 }
 
+TEST_F(StatusCommandTest, ListTellsHowOldWhatNobodyTookIs)
+{
+    Write(InRequests(L"waits.drq"), "");
+    Write(InOutput(L"old.drq.status"), StatusFile(13));
+    Write(InOutput(L"old.drq"), "<Response/>");
+    const std::filesystem::path status = platform::StandardPath(InOutput(L"old.drq.status"));
+    std::filesystem::last_write_time(status, std::filesystem::last_write_time(status) - std::chrono::hours(24 * 5 + 1));
+    const std::vector<nlohmann::json> listed = Zel({L"list", L"--json"}).Objects();
+    ASSERT_EQ(listed.size(), 2U);
+    EXPECT_EQ(listed[0].value("age", 0) / 3600, 24 * 5 + 1);
+    EXPECT_LT(listed[1].value("age", 3600), 3600) << "since it was sent";
+    const std::string text = Zel({L"list"}).output;
+    EXPECT_TRUE(std::regex_search(text, std::regex("old.drq +Done .* 5 d "))) << text;
+    EXPECT_FALSE(Contains(Zel({L"status", L"old.drq"}).output, "(5 d)"));
+}
+
+TEST_F(StatusCommandTest, ListTellsTheOrderOfRunningSizeOwnerAndTime)
+{
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);
+    // In the order of their arrival, which is not that of their names: each has a later time than the one before.
+    const auto arrive = [](const std::wstring& path, const std::wstring& before) {
+        ASSERT_TRUE(WaitUntil([&] {
+            Write(path, "12345");
+            platform::FileTimeNs time = 0;
+            platform::FileTimeNs earlier = 0;
+            EXPECT_EQ(platform::Files().GetChangeTime(path, time), platform::eOsError_None);
+            return before.empty() ||
+                   (platform::Succeeded(platform::Files().GetChangeTime(before, earlier)) && time > earlier);
+        }));
+    };
+    arrive(InQueue(L"z.drq"), {});
+    arrive(InQueue(L"y.drq"), InQueue(L"z.drq"));
+    arrive(InRequests(L"a.drq"), {});
+    Write(InQueue(L"runs.drq"), "123");
+    Write(InOutput(L"runs.drq.status"), StatusFile(9));
+    Write(InOutput(L"done.drq.status"), StatusFile(13));
+    Write(InOutput(L"done.drq"), "<Response/>");
+    const std::vector<nlohmann::json> listed = Zel({L"list", L"--json", L"--sort", L"position"}).Objects();
+    ASSERT_EQ(listed.size(), 5U);
+    const std::vector<std::pair<std::string, nlohmann::json>> expected = {
+        {"runs.drq", 0}, {"z.drq", 1}, {"y.drq", 2}, {"a.drq", 3}, {"done.drq", nullptr}};
+    platform::FileOwner owner;
+    ASSERT_EQ(platform::Files().GetOwner(InQueue(L"z.drq"), owner), platform::eOsError_None);
+    for (std::size_t index = 0; index < expected.size(); ++index) {
+        EXPECT_EQ(listed[index]["name"], expected[index].first);
+        EXPECT_EQ(listed[index]["position"], expected[index].second);
+        EXPECT_EQ(listed[index]["owner"], platform::ToUtf8(platform::AccountName(owner)));
+        EXPECT_TRUE(listed[index]["since"].is_string()) << listed[index];
+        EXPECT_LT(listed[index].value("age", 3600), 3600);
+    }
+    EXPECT_EQ(listed[0]["size"], 3);
+    EXPECT_EQ(listed[4]["size"], 11) << "of the response";
+    const std::vector<nlohmann::json> bySize = Zel({L"list", L"--json", L"--sort", L"size"}).Objects();
+    ASSERT_EQ(bySize.size(), 5U);
+    EXPECT_EQ(bySize.front()["name"], "done.drq");
+    EXPECT_EQ(bySize.back()["name"], "runs.drq");
+    const std::string text = Zel({L"list"}).output;
+    EXPECT_TRUE(text.starts_with("Name ")) << text;
+    EXPECT_EQ(std::ranges::count(text, '\n'), 6) << text;
+}
+
 TEST_F(StatusCommandTest, ListOfNothingIsEmpty)
 {
     const SProgramResult result = Zel({L"list"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors, "");
+    EXPECT_TRUE(result.errors.starts_with("zel: no server serves '")) << result.errors;
 }
 
 TEST_F(StatusCommandTest, AStatusThatSomebodyHoldsOpenDoesNotHinderTheStop)
@@ -119,11 +184,11 @@ TEST_F(StatusCommandTest, AStatusThatSomebodyHoldsOpenDoesNotHinderTheStop)
     ASSERT_EQ(platform::Files().Open(InOutput(L"b.drq.status"), platform::eOpenMode_ReadShared, holder),
               platform::eOsError_None);
     for (const std::vector<std::wstring>& arguments :
-         {std::vector<std::wstring>{L"status", L"a.drq", L"b.drq"}, std::vector<std::wstring>{L"list"}}) {
+         {std::vector<std::wstring>{L"status", L"a.drq", L"b.drq"}, std::vector<std::wstring>{L"list", L"--json"}}) {
         CRunningProgram client = StartZel(arguments);
         std::wstring line;
         ASSERT_TRUE(client.Process().ReadLine(line, kPatience));
-        EXPECT_EQ(line, L"a.drq: Done");
+        EXPECT_TRUE(line.find(L"a.drq") != std::wstring::npos);
         client.Process().RequestStop();
         const SProgramResult result = client.Finish();
         EXPECT_EQ(result.code, 130);

@@ -2,6 +2,8 @@
 #include "platform/Path.h"
 #include "tests/apps/ProgramFixture.h"
 
+#include <algorithm>
+
 namespace {
 
 class ToolOptionsTest : public CProgramTest {
@@ -22,23 +24,43 @@ TEST_F(ToolOptionsTest, HelpTellsCommandsAndExitCodes)
     const SProgramResult result = Zel({L"--help"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.errors, "");
-    for (const char* word : {"send", "status", "wait", "receive", "list", "cancel", "pause", "resume", "listen",
-                             "properties", "--json", "ZEL_REQUEST_DIR", "Exit codes", "7 --timeout ran out"})
+    for (const char* word : {"send", "status", "wait", "receive", "forget", "list", "cancel", "pause", "resume",
+                             "listen", "properties", "--json", "ZEL_REQUEST_DIR", "Exit codes", "7 --timeout ran out"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
 TEST_F(ToolOptionsTest, EveryCommandHasHelpOfItsOwn)
 {
     const std::vector<std::pair<std::wstring, std::string>> words = {
-        {L"send", "--move"},       {L"status", "NAME"},       {L"wait", "--timeout"}, {L"receive", "TARGET"},
-        {L"list", "--output-dir"}, {L"cancel", "NAME"},       {L"pause", "NAME"},     {L"resume", "NAME"},
-        {L"listen", "--json"},     {L"properties", "--first"}};
+        {L"send", "--move"},       {L"status", "NAME"},       {L"wait", "--timeout"},    {L"receive", "TARGET"},
+        {L"forget", "--finished"}, {L"list", "--output-dir"}, {L"cancel", "NAME"},       {L"pause", "NAME"},
+        {L"resume", "NAME"},       {L"listen", "--json"},     {L"properties", "--first"}};
     for (const auto& [command, word] : words) {
         const SProgramResult result = Zel({command, L"--help"});
         EXPECT_EQ(result.code, 0);
         EXPECT_TRUE(Contains(result.output, word)) << result.output;
         EXPECT_TRUE(Contains(result.output, "Exit codes")) << result.output;
     }
+}
+
+TEST_F(ToolOptionsTest, HelpIsACommandToo)
+{
+    const SProgramResult all = Zel({L"help"});
+    EXPECT_EQ(all.code, 0);
+    EXPECT_EQ(all.output, Zel({L"--help"}).output);
+    const SProgramResult one = Zel({L"help", L"wait"});
+    EXPECT_EQ(one.code, 0);
+    EXPECT_EQ(one.output, Zel({L"wait", L"--help"}).output);
+    ExpectUsageError({L"help", L"wiat"}, "not understood: wiat; did you mean wait?\n");
+}
+
+TEST_F(ToolOptionsTest, AMisspeltWordIsToldBeforeWhatIsMissing)
+{
+    ExpectUsageError({L"sned", L"a.drq"}, "zel: not understood: sned; did you mean send?\n");
+    ExpectUsageError({L"receive", L"a.drq", L"--otput-dir=x"},
+                     "not understood: --otput-dir; did you mean --output-dir?\n");
+    ExpectUsageError({L"wait", L"--tiemout"}, "not understood: --tiemout; did you mean --timeout?\n");
+    ExpectUsageError({L"wait", L"--bogus"}, "not understood: --bogus\n");
 }
 
 TEST_F(ToolOptionsTest, VersionIsOneLine)
@@ -52,6 +74,8 @@ TEST_F(ToolOptionsTest, MistakesEndWithCode2)
 {
     ExpectUsageError({}, "command is required");
     ExpectUsageError({L"frobnicate"}, "frobnicate");
+    ExpectUsageError({L"list", L"--poll", L"soon"}, "--poll");
+    ExpectUsageError({L"list", L"--poll", L"3600001"}, "--poll");
     ExpectUsageError({L"status"}, "NAME");
     ExpectUsageError({L"status", L"a.drq", L"--bogus"}, "--bogus");
     ExpectUsageError({L"receive", L"a.drq"}, "TARGET");
@@ -63,6 +87,125 @@ TEST_F(ToolOptionsTest, MistakesEndWithCode2)
     ExpectUsageError({L"wait", L"a.drq", L"--timeout", L"soon"}, "--timeout");
     ExpectUsageError({L"status", L".."}, "'..'");
     ExpectUsageError({L"status", L"folder/"}, "name of a request");
+}
+
+TEST_F(ToolOptionsTest, EveryMistakeInEveryCommandIsOneSentenceAndOneHint)
+{
+    const std::vector<std::vector<std::wstring>> mistakes = {
+        {L"send"},
+        {L"send", L"a.drq", L"--name"},
+        {L"send", L"a.txt"},
+        {L"send", L"a.drq", L"--timeout", L"x"},
+        {L"send", L"a.drq", L"b.drq", L"-o", L"-"},
+        {L"status"},
+        {L"status", L""},
+        {L"wait"},
+        {L"wait", L"a.drq", L"--timeout"},
+        {L"wait", L"a.drq", L"--wait"},
+        {L"receive"},
+        {L"receive", L"a.drq"},
+        {L"receive", L"a.drq", L"b.drq", L"-"},
+        {L"receive", L"..", L"target"},
+        {L"forget"},
+        {L"forget", L"a.drq", L"--finished"},
+        {L"forget", L"--finsihed"},
+        {L"list", L"a.drq"},
+        {L"list", L"--sort"},
+        {L"list", L"--sort", L"colour"},
+        {L"cancel"},
+        {L"cancel", L"."},
+        {L"pause"},
+        {L"pause", L"a.drq", L"--bogus"},
+        {L"resume"},
+        {L"resume", L"a.drq", L"--json=maybe"},
+        {L"listen", L"a.drq"},
+        {L"properties"},
+        {L"properties", L"box"},
+        {L"properties", L"box", L"size", L"--id", L"x"},
+        {L"properties", L"box", L"size", L"--id", L"99999999999999999999"},
+        {L"server", L"now"},
+        {L"server", L"--bogus"},
+        {L"server", L"--timeout", L"1"},
+        {L"new-plugin"},
+        {L"new-plugin", L""},
+        {L"new-plugin", L"1st"},
+        {L"new-plugin", L"a", L"b"},
+        {L"new-plugin", L"a", L"--json"},
+        {L"run-task"},
+        {L"run-task", L"a.so"},
+        {L"run-task", L"", L"a.drq"},
+        {L"run-task", L"a.so", L""},
+        {L"run-task", L"a.so", L"a.drq", L"b.drq"},
+        {L"run-task", L"a.so", L"a.drq", L"--repeat", L"x"},
+        {L"run-task", L"a.so", L"a.drq", L"-o"},
+        {L""},
+        {L"help", L"colour"},
+        {L"help", L"send", L"list"},
+        {L"list", L"--server-timeout", L"-1"},
+        {L"list", L"--request-dir"},
+    };
+    for (const std::vector<std::wstring>& arguments : mistakes) {
+        const SProgramResult result = Zel(arguments);
+        const std::string shown = testing::PrintToString(arguments) + "\n" + result.errors;
+        EXPECT_EQ(result.code, 2) << shown;
+        EXPECT_EQ(result.output, "") << shown;
+        EXPECT_TRUE(result.errors.starts_with("zel: ")) << shown;
+        EXPECT_TRUE(result.errors.ends_with("\nRun with --help for more information.\n")) << shown;
+        EXPECT_EQ(std::ranges::count(result.errors, '\n'), 2) << shown;
+    }
+}
+
+TEST_F(ToolOptionsTest, AMistakeThatTheSystemFindsHasTheHintToo)
+{
+    const std::vector<std::pair<std::vector<std::wstring>, std::string>> mistakes = {
+        {{L"send", InHome(L"none.drq")}, "none.drq' cannot be read: "},
+        {{L"send", MakeEcho(L"a.drq", L"x"), L"-o", InHome(L"none/x")}, "x' cannot be created: "},
+        {{L"new-plugin", InHome(L"none/word-count")}, "word-count' cannot be written: "},
+        {{L"new-plugin", m_strHome + L"/../" + platform::FileNameOf(m_strHome)}, "' cannot be written: "},
+        {{L"run-task", InHome(L"none.so"), L"a.drq"}, "none.so does not exist"},
+        {{L"list", L"--client-dir", InHome(L"none")}, "none' does not exist"},
+    };
+    for (const auto& [arguments, words] : mistakes) {
+        const SProgramResult result = Zel(arguments);
+        EXPECT_EQ(result.code, 1) << result.errors;
+        EXPECT_TRUE(Contains(result.errors, words)) << result.errors;
+        EXPECT_TRUE(result.errors.ends_with("\nRun with --help for more information.\n")) << result.errors;
+        EXPECT_EQ(std::ranges::count(result.errors, '\n'), 2) << result.errors;
+    }
+}
+
+TEST_F(ToolOptionsTest, WhatIsAllowedIsTold)
+{
+    ExpectUsageError({L"wait", L"a.drq", L"--timeout", L"abc"},
+                     "--timeout cannot be abc: it takes a number from 0 on\n");
+    ExpectUsageError({L"list", L"--poll", L"-1"}, "--poll cannot be -1: it takes a number from 0 to 3600000\n");
+    ExpectUsageError({L"list", L"--sort", L"colour"},
+                     "--sort cannot be colour: it takes one of name, status, position, age, size, owner\n");
+    ExpectUsageError({L"forget", L"a.drq", L"--finished"}, "NAME cannot be used together with --finished\n");
+}
+
+TEST_F(ToolOptionsTest, ControlCharactersOfANameDoNotReachTheTerminal)
+{
+    const std::wstring name = L"a\x1b[31m\nb";
+    const std::vector<std::vector<std::wstring>> commands = {{L"send", name},
+                                                             {L"send", L"a.drq", L"--name", name},
+                                                             {L"new-plugin", name},
+                                                             {name},
+                                                             {L"list", name},
+                                                             {L"list", L"--" + name},
+                                                             {L"list", L"--sort", name},
+                                                             {L"list", L"--client-dir", InHome(name)},
+                                                             {L"run-task", name, name},
+                                                             {L"receive", name, InHome(L"x")}};
+    for (const std::vector<std::wstring>& arguments : commands) {
+        const SProgramResult result = Zel(arguments);
+        const std::string shown = testing::PrintToString(arguments) + "\n" + result.errors + result.output;
+        EXPECT_NE(result.code, 0) << shown;
+        EXPECT_FALSE(Contains(result.errors + result.output, "\x1b")) << shown;
+        EXPECT_FALSE(Contains(result.errors + result.output, "\nb")) << shown;
+    }
+    ExpectUsageError({L"send", name}, "'a\\x1b[31m\\x0ab' cannot be the name of a request");
+    ExpectUsageError({name}, "not understood: \"a\\x1b[31m\\x0ab\"\n");
 }
 
 TEST_F(ToolOptionsTest, DirectoriesMustBeGiven)

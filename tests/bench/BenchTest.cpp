@@ -62,12 +62,12 @@ TEST(BenchTest, EveryRowIsMeasuredWithSyncingOffAndOn)
         for (const char* field : {"cpu_us", "bare_cpu_us"})
             EXPECT_TRUE(isStatus ? row.at(field).is_null() : row.at(field).is_number()) << name << " " << field;
     }
-    const std::multiset<std::string> once = {"round-trip",   "burst-1000",   "burst-10000",
-                                             "burst-100000", "status-write", "status-read"};
+    const std::multiset<std::string> once = {"round-trip",  "round-trip-resume", "burst-1000",   "burst-1000-resume",
+                                             "burst-10000", "burst-100000",      "status-write", "status-read"};
     std::multiset<std::string> twice = once;
     twice.insert(once.begin(), once.end());
     EXPECT_EQ(names, twice);
-    EXPECT_EQ(rowsPerSyncing, (std::map<bool, int>{{false, 6}, {true, 6}}));
+    EXPECT_EQ(rowsPerSyncing, (std::map<bool, int>{{false, 8}, {true, 8}}));
     EXPECT_TRUE(result.at("idle_cpu_percent").is_number());
     EXPECT_TRUE(IsPositive(result.at("server_peak_mb")));
     EXPECT_TRUE(std::filesystem::is_empty(testsupport::StandardPath(directory.Path()))) << "left something behind";

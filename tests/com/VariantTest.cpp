@@ -88,6 +88,20 @@ TEST(Variant, CopyOntoItselfChangesNothing)
     EXPECT_EQ(VariantClear(&text), S_OK);
 }
 
+TEST(Variant, ACopyOfNoTextIsEmpty)
+{
+    VARIANT none;
+    VariantInit(&none);
+    none.vt = VT_BSTR;
+    none.bstrVal = nullptr;
+    VARIANT copy;
+    VariantInit(&copy);
+    ASSERT_EQ(VariantCopy(&copy, &none), S_OK);
+    EXPECT_EQ(copy.vt, VT_BSTR);
+    EXPECT_EQ(SysStringLen(copy.bstrVal), 0U); // some make an empty text of it
+    EXPECT_EQ(VariantClear(&copy), S_OK);
+}
+
 TEST(Variant, AnUnknownTypeIsRefused)
 {
     VARIANT strange;

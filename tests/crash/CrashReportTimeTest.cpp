@@ -7,8 +7,8 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-#include "tests/library/RecordingProgress.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/RequestDoubles.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 namespace {
 
 TEST(ExceptionsTest, EachThrowFunctionThrowsItsOwnKind)
@@ -31,6 +33,20 @@ TEST(ExceptionsTest, WhatIsTheMessageInUtf8)
     const CException exception(L"Soubor \u010d\u00edslo 1");
     EXPECT_STREQ(exception.what(), "Soubor \xC4\x8D\xC3\xADslo 1");
     EXPECT_EQ(exception.GetErrorMessage(), L"Soubor \u010d\u00edslo 1");
+}
+
+TEST(ExceptionsTest, AHandlerOfAnyLearnsTheReason)
+{
+    const auto reason = [](const auto& thrown) {
+        try {
+            throw thrown;
+        } catch (...) {
+            return WQ_ReasonOfException();
+        }
+    };
+    EXPECT_EQ(reason(CException(L"Soubor \u010d\u00edslo 1")), L"Soubor \u010d\u00edslo 1");
+    EXPECT_EQ(reason(std::runtime_error("Soubor \xC4\x8D\xC3\xADslo 1")), L"Soubor \u010d\u00edslo 1");
+    EXPECT_EQ(reason(1), L"unknown exception");
 }
 
 TEST(ExceptionsTest, AnArchiveExceptionKeepsItsCause)

@@ -1,5 +1,5 @@
-#include "apps/common/ComThread.h"
 #include "apps/common/LibraryInstance.h"
+#include "com/ComThread.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"

@@ -86,7 +86,7 @@ protected:
         if (m_hasAccounts)
             arguments.emplace_back(L"--private");
         // One executive serves all: what one statement may take is what everybody else waits.
-        arguments.insert(arguments.end(), {L"--query-time-limit", L"0.1"});
+        arguments.insert(arguments.end(), {L"--query-time-limit", L"0.05"});
         // What the address sanitizer holds back from use is no growth of the server's: 256 MiB if nothing is said.
         platform::SetEnvironment(L"ASAN_OPTIONS", platform::Environment(L"ASAN_OPTIONS") + L":quarantine_size_mb=8");
         const std::wstring programs = platform::DirectoryOf(platform::ProgramPath());

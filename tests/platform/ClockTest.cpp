@@ -2,6 +2,7 @@
 
 #include "platform/Os.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/Predicates.h"
 
 #include <gtest/gtest.h>
 
@@ -39,6 +40,17 @@ TEST(ClockTest, CountsSecondsOfUniversalTime)
     const auto now = Clock().UtcSeconds();
     EXPECT_GE(now, before - 1); // the two may come from clocks of different fineness
     EXPECT_LE(now, before + 60);
+}
+
+TEST(ClockTest, TheStartOfTheSystemHasANameThatStays)
+{
+    if (testsupport::IsWine())
+        GTEST_SKIP() << "Wine tells of no start of the system";
+    const std::string id = SystemClock().SystemStartId();
+    EXPECT_GE(id.size(), 10U);
+    EXPECT_EQ(id.find_first_not_of("0123456789abcdef-"), std::string::npos) << id;
+    SystemClock().SleepFor(20ms);
+    EXPECT_EQ(SystemClock().SystemStartId(), id);
 }
 
 TEST(ClockTest, AManualClockMovesByHandAndByWaiting)

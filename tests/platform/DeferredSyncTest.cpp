@@ -1,5 +1,6 @@
 #include "platform/FileSystem.h"
 
+#include "platform/DeferredSync.h"
 #include "platform/Os.h"
 #include "platform/Thread.h"
 #include "tests/support/FaultyFiles.h"

@@ -1,6 +1,8 @@
 #include "platform/FileSystem.h"
 
 #include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/StandardPath.h"
 #include "platform/Thread.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Predicates.h"
@@ -18,6 +20,7 @@ using testsupport::CTemporaryDirectory;
 
 constexpr auto kSoon = 30s; // a change that comes at all comes within this, on the slowest machine
 constexpr auto kNever = 50ms;
+const bool kAreClosesTold = kPathSeparator == L'/'; // Windows tells of a write when it likes, and of a close never
 
 int CreateFileInDirectory(const std::vector<std::wstring>& arguments)
 {
@@ -115,6 +118,35 @@ TEST_F(DirectoryWatchTest, NamesThatGoAreTold)
     ExpectChange("removed");
     ASSERT_EQ(Files().Move(m_directory + L"/moved", m_elsewhere / L"outside", 0), eOsError_None);
     ExpectChange("moved out");
+}
+
+TEST_F(DirectoryWatchTest, AFileThatIsClosedAfterWritingIsNamedWhereTheSystemTells)
+{
+    Write(L"before");
+    ASSERT_EQ(WriteWholeFile(m_elsewhere / L"outside", ""), eOsError_None);
+    Watch(eWatchFilter_FileNameAndClosed);
+    std::vector<std::wstring> names{L"old"};
+    std::ofstream writer(StandardPath(m_directory + L"/before"), std::ios::app);
+    writer << "more" << std::flush;
+    ExpectQuiet("it is open still");
+    std::ifstream(StandardPath(m_directory + L"/before")).get();
+    ExpectQuiet("who read it has closed it");
+    writer.close();
+    ASSERT_EQ(Files().Move(m_elsewhere / L"outside", m_directory + L"/moved", 0), eOsError_None);
+    EXPECT_EQ(m_pWatch->Wait(kSoon), eWaitResult_Changed);
+    ASSERT_EQ(m_pWatch->RearmNaming(names), eOsError_None);
+    EXPECT_EQ(names, kAreClosesTold ? std::vector<std::wstring>({L"before", L"moved"}) : std::vector<std::wstring>());
+    ExpectQuiet("taken");
+}
+
+TEST_F(DirectoryWatchTest, AFloodOfClosedFilesIsNamedInPart)
+{
+    Watch(eWatchFilter_FileNameAndClosed);
+    for (std::size_t count = 0; count <= IDirectoryWatch::kMostNames; ++count)
+        std::ofstream(StandardPath(m_directory + L"/file" + std::to_wstring(count))) << "content";
+    std::vector<std::wstring> names;
+    ASSERT_EQ(m_pWatch->RearmNaming(names), eOsError_None);
+    EXPECT_EQ(names.size(), kAreClosesTold ? IDirectoryWatch::kMostNames : 0);
 }
 
 TEST_F(DirectoryWatchTest, AChangeStaysSignalledUntilItIsTaken)

@@ -1,30 +1,20 @@
 #include "platform/FileSystem.h"
 
 #include "platform/Os.h"
-#include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <filesystem>
+#include <array>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace platform {
 namespace {
 
 using testsupport::CTemporaryDirectory;
-
-/// Holds a file in a mode given by its number until the parent closes the pipe.
-int HoldOpen(const std::vector<std::wstring>& arguments)
-{
-    std::unique_ptr<IFile> file;
-    const auto error = Files().Open(arguments[0], static_cast<eOpenMode>(std::stoi(arguments[1])), file);
-    testsupport::TellParent(error == eOsError_None ? L"open" : L"failed");
-    while (testsupport::WaitForParent()) {
-    }
-    return 0;
-}
-const testsupport::CChildPart holdOpenPart(L"file-hold-open", &HoldOpen);
 
 std::span<const std::byte> Bytes(const std::string& text)
 {
@@ -40,12 +30,6 @@ std::string Content(const std::wstring& path)
 
 class FileTest : public testing::Test {
 protected:
-    eOsError Open(eOpenMode mode)
-    {
-        std::unique_ptr<IFile> file;
-        return Files().Open(m_path, mode, file);
-    }
-
     void WriteContent(const std::string& bytes) { ASSERT_EQ(WriteWholeFile(m_path, bytes), eOsError_None); }
 
     const CTemporaryDirectory m_directory;
@@ -103,11 +87,33 @@ TEST_F(FileTest, PiecesFollowEachOther)
     EXPECT_EQ(file->Close(), eOsError_None);
 }
 
+TEST_F(FileTest, WritingGoesOnWhereItIsSoughtAndTheFileEndsWhereItEnds)
+{
+    WriteContent("0123456789");
+    const auto write = [&](const std::vector<std::pair<std::uint64_t, std::string>>& pieces) {
+        std::unique_ptr<IFile> file;
+        ASSERT_EQ(Files().Open(m_path, eOpenMode_WriteExclusive, file), eOsError_None);
+        for (const auto& [position, text] : pieces) {
+            ASSERT_EQ(file->Seek(position), eOsError_None);
+            ASSERT_EQ(file->Write(Bytes(text)), eOsError_None);
+        }
+        ASSERT_EQ(file->Close(), eOsError_None);
+    };
+    write({{10, "behind"}, {0, "AB"}, {16, ""}});
+    EXPECT_EQ(Content(m_path), "AB23456789behind");
+    write({{16, "and more"}, {4, "XY"}});
+    EXPECT_EQ(Content(m_path), "AB23XY") << "the rest is cut off, what was written just now included";
+    write({{6, "no"}, {6, ""}});
+    EXPECT_EQ(Content(m_path), "AB23XY") << "as if it had not been written";
+    write({{0, ""}});
+    EXPECT_EQ(Content(m_path), "");
+}
+
 TEST_F(FileTest, FailuresAreToldApart)
 {
-    EXPECT_EQ(Open(eOpenMode_ReadExclusive), eOsError_FileNotFound);
-    EXPECT_EQ(Open(eOpenMode_ReadShared), eOsError_FileNotFound);
     std::unique_ptr<IFile> file;
+    EXPECT_EQ(Files().Open(m_path, eOpenMode_ReadExclusive, file), eOsError_FileNotFound);
+    EXPECT_EQ(Files().Open(m_path, eOpenMode_ReadShared, file), eOsError_FileNotFound);
     EXPECT_EQ(Files().Open(m_directory / L"none/file", eOpenMode_ReadExclusive, file), eOsError_PathNotFound);
     EXPECT_EQ(Files().Open(m_directory / L"none/file", eOpenMode_WriteExclusive, file), eOsError_PathNotFound);
     EXPECT_EQ(Files().Open(m_directory.Path(), eOpenMode_ReadExclusive, file), eOsError_AccessDenied);
@@ -124,72 +130,6 @@ TEST_F(FileTest, TextsThatAreNoPathsFail)
     EXPECT_NE(Files().Open(L"", eOpenMode_WriteExclusive, file), eOsError_None);
     EXPECT_NE(Files().Open(m_path + std::wstring(L"\0x", 2), eOpenMode_WriteExclusive, file), eOsError_None);
     EXPECT_FALSE(PathExists(m_path)) << "what is before the null character is not a path of its own";
-}
-
-TEST_F(FileTest, WhoIsInKeepsOthersOutAsTheModesSay)
-{
-    WriteContent("content");
-    struct {
-        eOpenMode first;
-        eOpenMode second;
-        bool together;
-    } const cases[] = {
-        {eOpenMode_ReadExclusive, eOpenMode_ReadExclusive, false},
-        {eOpenMode_ReadExclusive, eOpenMode_ReadShared, false},
-        {eOpenMode_ReadExclusive, eOpenMode_WriteExclusive, false},
-        {eOpenMode_ReadShared, eOpenMode_ReadExclusive, false},
-        {eOpenMode_ReadShared, eOpenMode_ReadShared, true},
-        {eOpenMode_ReadShared, eOpenMode_WriteExclusive, false},
-        {eOpenMode_WriteExclusive, eOpenMode_ReadExclusive, false},
-        {eOpenMode_WriteExclusive, eOpenMode_ReadShared, false},
-        {eOpenMode_WriteExclusive, eOpenMode_WriteExclusive, false},
-    };
-    for (const auto& entry : cases) {
-        std::unique_ptr<IFile> holder;
-        ASSERT_EQ(Files().Open(m_path, entry.first, holder), eOsError_None);
-        EXPECT_EQ(Open(entry.second), entry.together ? eOsError_None : eOsError_SharingViolation)
-            << entry.first << " then " << entry.second;
-        ASSERT_EQ(holder->Close(), eOsError_None);
-        EXPECT_EQ(Open(entry.second), eOsError_None) << "free after " << entry.first;
-    }
-}
-
-TEST_F(FileTest, WhatIsCreatedWasNotThere)
-{
-    std::unique_ptr<IFile> file;
-    ASSERT_EQ(Files().Open(m_path, eOpenMode_CreateExclusive, file), eOsError_None);
-    EXPECT_EQ(Open(eOpenMode_ReadShared), eOsError_SharingViolation) << "nobody finds it empty";
-    EXPECT_EQ(file->Write(Bytes("content")), eOsError_None);
-    EXPECT_EQ(Open(eOpenMode_CreateExclusive), eOsError_AlreadyExists) << "held or not";
-    ASSERT_EQ(file->Close(), eOsError_None);
-    EXPECT_EQ(Open(eOpenMode_CreateExclusive), eOsError_AlreadyExists);
-    EXPECT_EQ(Content(m_path), "content");
-    EXPECT_EQ(Files().Open(m_directory.Path(), eOpenMode_CreateExclusive, file), eOsError_AlreadyExists);
-    EXPECT_EQ(Files().Open(m_directory / L"none/file", eOpenMode_CreateExclusive, file), eOsError_PathNotFound);
-}
-
-TEST_F(FileTest, AWriterThatIsKeptOutChangesNothing)
-{
-    WriteContent("content");
-    std::unique_ptr<IFile> holder;
-    ASSERT_EQ(Files().Open(m_path, eOpenMode_ReadShared, holder), eOsError_None);
-    EXPECT_EQ(WriteWholeFile(m_path, ""), eOsError_SharingViolation);
-    SFileAttributes attributes;
-    ASSERT_EQ(holder->GetAttributes(attributes), eOsError_None);
-    EXPECT_EQ(attributes.length, 7U);
-}
-
-TEST_F(FileTest, AnotherProcessKeepsOthersOutUntilItDies)
-{
-    WriteContent("content");
-    auto child = testsupport::StartChild(L"file-hold-open", {m_path, std::to_wstring(eOpenMode_ReadExclusive)});
-    ASSERT_TRUE(testsupport::WaitForChild(child, L"open"));
-    EXPECT_EQ(Open(eOpenMode_ReadShared), eOsError_SharingViolation);
-    EXPECT_EQ(Open(eOpenMode_WriteExclusive), eOsError_SharingViolation);
-    child.Kill();
-    int exitCode = 0;
-    ASSERT_TRUE(child.Wait(std::chrono::seconds(60), exitCode));
-    EXPECT_EQ(Open(eOpenMode_WriteExclusive), eOsError_None);
 }
 
 TEST_F(FileTest, AttributesOfPathAndOpenFileAgree)
@@ -211,6 +151,40 @@ TEST_F(FileTest, AttributesOfPathAndOpenFileAgree)
     constexpr std::int64_t second = 1'000'000'000;
     EXPECT_NEAR(static_cast<double>(byPath.times.modified / second), static_cast<double>(Clock().UtcSeconds()), 60);
     EXPECT_NEAR(static_cast<double>(byPath.times.created / second), static_cast<double>(Clock().UtcSeconds()), 60);
+}
+
+TEST_F(FileTest, TheChangeTimeIsThatOfTheLastNewName)
+{
+    WriteContent("x");
+    SFileAttributes before;
+    ASSERT_EQ(Files().GetAttributes(m_path, before), eOsError_None);
+    FileTimeNs first = 0;
+    ASSERT_EQ(Files().GetChangeTime(m_path, first), eOsError_None);
+    FileTimeNs last = first;
+    const std::wstring other = m_path + L".moved";
+    for (int moves = 0; last == first && moves < 1'000'000; ++moves) { // until the clock of the file system ticks
+        ASSERT_EQ(Files().Move(m_path, other, eMoveFlag_None), eOsError_None);
+        ASSERT_EQ(Files().Move(other, m_path, eMoveFlag_None), eOsError_None);
+        ASSERT_EQ(Files().GetChangeTime(m_path, last), eOsError_None);
+    }
+    EXPECT_GT(last, first);
+    SFileAttributes after;
+    ASSERT_EQ(Files().GetAttributes(m_path, after), eOsError_None);
+    EXPECT_EQ(after.times.modified, before.times.modified);
+    EXPECT_TRUE(IsAbsent(Files().GetChangeTime(other, last)));
+}
+
+TEST_F(FileTest, AFileIsSyncedWithoutAChange)
+{
+    WriteContent("x");
+    FileTimeNs before = 0;
+    ASSERT_EQ(Files().GetChangeTime(m_path, before), eOsError_None);
+    EXPECT_EQ(Files().SyncFile(m_path), eOsError_None);
+    FileTimeNs after = 0;
+    ASSERT_EQ(Files().GetChangeTime(m_path, after), eOsError_None);
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(Content(m_path), "x");
+    EXPECT_TRUE(IsAbsent(Files().SyncFile(m_path + L".missing")));
 }
 
 TEST_F(FileTest, AttributesTellDirectoriesAndWhatIsMissing)
@@ -251,44 +225,6 @@ TEST_F(FileTest, WholeFilesAreReadUpToALimit)
     WriteContent("");
     EXPECT_EQ(ReadWholeFile(m_path, eOpenMode_ReadShared, bytes, 0), eOsError_None);
     EXPECT_EQ(bytes, "");
-}
-
-TEST_F(FileTest, AReadOnlyFileIsRemovedLikeAnyOther)
-{
-    WriteContent("content");
-    std::filesystem::permissions(testsupport::StandardPath(m_path), std::filesystem::perms::owner_read);
-    EXPECT_EQ(Files().Remove(m_path), eOsError_None);
-    EXPECT_FALSE(PathExists(m_path));
-}
-
-TEST_F(FileTest, AReadOnlyFileThatIsHeldStaysReadOnly)
-{
-    WriteContent("content");
-    const std::filesystem::path path = testsupport::StandardPath(m_path);
-    std::filesystem::permissions(path, std::filesystem::perms::owner_read);
-    {
-        std::unique_ptr<IFile> holder;
-        ASSERT_EQ(Files().Open(m_path, eOpenMode_ReadShared, holder), eOsError_None);
-        EXPECT_NE(Files().Remove(m_path), eOsError_None);
-    }
-    const std::filesystem::perms left = std::filesystem::status(path).permissions();
-    EXPECT_EQ(left & std::filesystem::perms::owner_write, std::filesystem::perms::none);
-    EXPECT_EQ(Files().Remove(m_path), eOsError_None);
-}
-
-TEST_F(FileTest, RemovingTakesTheFileAway)
-{
-    EXPECT_EQ(Files().Remove(m_path), eOsError_FileNotFound);
-    EXPECT_EQ(Files().Remove(m_directory / L"none/file"), eOsError_PathNotFound);
-    EXPECT_EQ(Files().Remove(m_directory.Path()), eOsError_AccessDenied);
-    WriteContent("content");
-    {
-        std::unique_ptr<IFile> holder;
-        ASSERT_EQ(Files().Open(m_path, eOpenMode_ReadShared, holder), eOsError_None);
-        EXPECT_EQ(Files().Remove(m_path), eOsError_SharingViolation);
-    }
-    EXPECT_EQ(Files().Remove(m_path), eOsError_None);
-    EXPECT_FALSE(PathExists(m_path));
 }
 
 } // namespace

@@ -7,12 +7,23 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <system_error>
 
 namespace platform {
 namespace {
 
 using testsupport::CTemporaryDirectory;
+
+/// The kinds that the listing tells, for the file systems that tests run on tell all.
+std::map<std::wstring, eNameKind> Listed(const std::wstring& directory)
+{
+    std::map<std::wstring, eNameKind> kinds;
+    EXPECT_EQ(Files().Visit(directory,
+                            [&](const SDirectoryEntry& entry) { return kinds.emplace(entry.name, entry.kind).second; }),
+              eOsError_None);
+    return kinds;
+}
 
 TEST(NameKindTest, FilesDirectoriesAndNothing)
 {
@@ -22,6 +33,7 @@ TEST(NameKindTest, FilesDirectoriesAndNothing)
     EXPECT_EQ(NameKind(directory.Path()), eNameKind_Directory);
     EXPECT_EQ(NameKind(directory / L"none"), eNameKind_Missing);
     EXPECT_EQ(NameKind(L""), eNameKind_Missing);
+    EXPECT_EQ(Listed(directory.Path()), (std::map<std::wstring, eNameKind>{{L"file", eNameKind_File}}));
 }
 
 TEST(NameKindTest, SecondNameOfAFileIsSeenAtBoth)
@@ -59,6 +71,8 @@ TEST(NameKindTest, LinkIsALinkWhereverItLeads)
     EXPECT_EQ(NameKind(toDirectory), eNameKind_Link);
     EXPECT_EQ(NameKind(directory / L"dangling"), eNameKind_Link);
     EXPECT_EQ(CheckOwnDirectory(toDirectory), eOsError_LinkInTheWay);
+    EXPECT_EQ(Listed(directory.Path()),
+              (std::map<std::wstring, eNameKind>{{L"to-directory", eNameKind_Link}, {L"dangling", eNameKind_Link}}));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "platform/FileSystem.h"
 
 #include "platform/Os.h"
+#include "platform/PrivateFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

@@ -13,7 +13,7 @@ constexpr auto kSignalTime = 60s;
 
 int Serve(const std::vector<std::wstring>&)
 {
-    CProgramSignals signals(false);
+    CProgramSignals signals(eSignalSet_Tool);
     CManualResetEvent end;
     CThread worker; // inherits what was set up before it
     if (!worker.Start([&end] {

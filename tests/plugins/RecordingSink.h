@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "plugins/datastore/SourceId.h"
 
 #include "com/ComObject.h"
@@ -11,10 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <string>
 
 namespace plugintest {
@@ -40,8 +39,9 @@ public:
     /// Waits for the next and takes it; a test failure, and empty, when none comes.
     [[nodiscard]] std::string Next()
     {
-        std::unique_lock lock(m_mutex);
-        if (!m_changed.wait_for(lock, CRecordingHost::kPatience, [&] { return !m_told.empty(); })) {
+        platform::CMutexLock lock(m_mutex);
+        if (!m_changed.WaitFor(lock, CRecordingHost::kPatience,
+                               [&]() ZEL_REQUIRES(m_mutex) { return !m_told.empty(); })) {
             ADD_FAILURE() << "Nothing was told.";
             return {};
         }
@@ -51,7 +51,7 @@ public:
     }
     [[nodiscard]] std::size_t Count()
     {
-        const std::lock_guard guard(m_mutex);
+        const platform::CMutexLock guard(m_mutex);
         return m_told.size();
     }
 
@@ -114,15 +114,15 @@ private:
     {
         if (m_hook)
             m_hook();
-        const std::lock_guard guard(m_mutex);
+        const platform::CMutexLock guard(m_mutex);
         m_told.push_back(std::move(text));
-        m_changed.notify_all();
+        m_changed.NotifyAll();
     }
 
     std::function<void()> m_hook;
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::deque<std::string> m_told; // guarded by m_mutex
+    platform::CMutex m_mutex;
+    platform::CCondition m_changed;
+    std::deque<std::string> m_told ZEL_GUARDED_BY(m_mutex);
 };
 
 } // namespace plugintest

@@ -1,26 +1,5 @@
-#include "plugins/datastore/SourceWatcher.h"
-
-#include "plugins/datastore/SourceId.h"
-#include "plugins/datastore/TableSnapshot.h"
-#include "tests/plugins/PluginHarness.h"
-#include "tests/plugins/RecordingSink.h"
-#include "tests/plugins/SampleDatabase.h"
-#include "tests/support/ChildProcess.h"
-#include "tests/support/RecordingHost.h"
-
-#include "platform/FileSystem.h"
-#include "platform/Os.h"
-#include "platform/Path.h"
-#include "platform/Thread.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <set>
-#include <system_error>
-#include <utility>
+#include "platform/Text.h"
+#include "tests/plugins/SourceWatcherFixture.h"
 
 using namespace plugintest;
 
@@ -33,53 +12,7 @@ int EditDatabase(const std::vector<std::wstring>& arguments)
 }
 const testsupport::CChildPart kEditPart(L"edit-database", &EditDatabase);
 
-class SourceWatcher : public testing::Test {
-protected:
-    SourceWatcher()
-    {
-        m_data.Make(L"box", "CREATE TABLE birds(id INTEGER PRIMARY KEY, name TEXT);"
-                            "INSERT INTO birds VALUES(3, 'wren'), (7, 'heron'), (9, 'owl')");
-    }
-    /// Returns when all sources have been read, so that changes are told row by row from now on: a source that came
-    /// after the start is told, and the others were read before it or with it.
-    void Start()
-    {
-        ASSERT_EQ(m_source->Start(m_sink.Get()), S_OK);
-        m_data.Make(L"started", "CREATE TABLE t(x)");
-        ASSERT_EQ(Next(), "sources started/t");
-    }
-    /// What is told next. Nothing is left out: what was told twice or wrongly comes up at the next call.
-    [[nodiscard]] std::string Next() { return m_sink->Next(); }
-    /// Where a file that is open can't be taken away it must be as it was, and be free after Stop.
-    void ExpectStillWatched()
-    {
-        m_data.Make(L"box", "UPDATE birds SET name = 'egret' WHERE id = 3");
-        EXPECT_EQ(Next(), "items changed box/birds 3");
-        EXPECT_EQ(m_source->Stop(), S_OK);
-        std::error_code error;
-        EXPECT_TRUE(std::filesystem::remove(m_data.PathOf(L"box"), error)) << error.message();
-    }
-    void Write(const std::wstring& name, const std::string& bytes)
-    {
-        platform::eOsError error = platform::eOsError_SharingViolation;
-        while (error == platform::eOsError_SharingViolation) // the watcher may be looking at it
-            error = platform::WriteWholeFile(m_data.PathOf(name), bytes);
-        ASSERT_EQ(error, platform::eOsError_None);
-    }
-
-    CRecordingHost m_host;
-    CComponents m_components;
-    CDataFolder m_data;
-    CComPtr<CRecordingSink> m_sink = MakeComObject<CRecordingSink>();
-    CComPtr<IWQ_DsEventSource> m_source = m_components.MakeFactory(kDataStoreId).QueryTo<IWQ_DsEventSource>();
-};
-
-/// As many rows as the numbers say.
-std::string RowsFrom(std::size_t first, std::size_t last)
-{
-    return "WITH RECURSIVE n(i) AS (SELECT " + std::to_string(first) + " UNION ALL SELECT i + 1 FROM n WHERE i < " +
-           std::to_string(last) + ") INSERT INTO birds SELECT i, 'b' || i FROM n;";
-}
+using SourceWatcher = CSourceWatcherFixture;
 
 } // namespace
 
@@ -224,21 +157,6 @@ TEST_F(SourceWatcher, WhatIsWrittenBeforeItWasReadIsToldAsAWhole)
     EXPECT_EQ(Next(), "items removed box/birds 7");
 }
 
-TEST_F(SourceWatcher, TheStartWaitsForNoDataAndTheStopForNoReading)
-{
-    // Ten thousand rows of which each takes milliseconds to read.
-    m_data.Make(L"box", "CREATE TABLE slow(a, b AS (length(replace(hex(zeroblob(1000000)), '0', 'ab'))));"
-                        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 10000)"
-                        "INSERT INTO slow SELECT i FROM n");
-    const auto start = std::chrono::steady_clock::now();
-    ASSERT_EQ(m_source->Start(m_sink.Get()), S_OK);
-    while (!IsBeingRead(m_data.PathOf(L"box")))
-        ASSERT_LT(std::chrono::steady_clock::now() - start, CRecordingHost::kPatience);
-    EXPECT_EQ(m_source->Stop(), S_OK);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, CRecordingHost::kPatience);
-    EXPECT_EQ(m_sink->Count(), 0U);
-}
-
 TEST_F(SourceWatcher, OfATableNoMoreIsReadThanItsBudget)
 {
     // 68 MB in 68 rows.
@@ -366,94 +284,4 @@ TEST_F(SourceWatcher, FullTextTablesDoNotDisturb)
     Start();
     m_data.Make(L"box", "INSERT INTO texts VALUES('d e f'); DELETE FROM birds WHERE id = 3");
     EXPECT_EQ(Next(), "items removed box/birds 3");
-}
-
-TEST_F(SourceWatcher, StartAndStopSayWhatTheyFind)
-{
-    EXPECT_EQ(m_source->Stop(), S_FALSE);
-    EXPECT_EQ(m_source->Start(nullptr), E_POINTER);
-    EXPECT_EQ(m_source->Start(m_sink.Get()), S_OK);
-    EXPECT_EQ(m_source->Start(m_sink.Get()), E_UNEXPECTED);
-    EXPECT_EQ(m_source->Stop(), S_OK);
-    EXPECT_EQ(m_source->Stop(), S_FALSE);
-    EXPECT_EQ(m_sink->AddRef(), 2U) << "the sink is let go";
-    m_sink->Release();
-}
-
-TEST_F(SourceWatcher, WithoutAFolderThereIsNothingToWatch)
-{
-    const CSavedFolder noFolder(L"");
-    EXPECT_EQ(m_source->Start(m_sink.Get()), S_FALSE);
-    EXPECT_EQ(m_source->Stop(), S_FALSE);
-}
-
-TEST_F(SourceWatcher, AFolderThatIsMissingIsLogged)
-{
-    const CSavedFolder missing(m_data.PathOf(L"missing"));
-    EXPECT_EQ(m_source->Start(m_sink.Get()), S_FALSE);
-    m_host.ExpectLogLine(L"can't be watched: ");
-}
-
-TEST_F(SourceWatcher, NothingIsToldAfterStop)
-{
-    Start();
-    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
-    EXPECT_EQ(Next(), "items removed box/birds 3");
-    EXPECT_EQ(m_source->Stop(), S_OK);
-    m_data.Make(L"box", "DELETE FROM birds WHERE id = 7");
-    const auto later = MakeComObject<CRecordingSink>();
-    ASSERT_EQ(m_source->Start(later.Get()), S_OK);
-    m_data.Make(L"crate", "CREATE TABLE boats(name TEXT)");
-    EXPECT_EQ(later->Next(), "sources crate/boats");
-    m_data.Make(L"box", "DELETE FROM birds WHERE id = 9");
-    EXPECT_EQ(later->Next(), "items removed box/birds 9");
-    EXPECT_EQ(m_sink->Count(), 0U);
-}
-
-TEST_F(SourceWatcher, StopEndsTheReadingOfAChange)
-{
-    const std::wstring path = m_data.PathOf(L"box");
-    m_data.Make(L"box", "DELETE FROM birds;" + RowsFrom(1, CTableSnapshot::kMaxRows));
-    Start();
-    m_data.Make(L"box", "UPDATE birds SET name = 'egret' WHERE id = 7");
-    const auto end = std::chrono::steady_clock::now() + CRecordingHost::kPatience;
-    while (!IsBeingRead(path)) {
-        // Found too late: the change has been read and told, so there must be another one.
-        if (m_sink->Count() != 0) {
-            EXPECT_EQ(Next(), "items changed box/birds 7");
-            m_data.Make(L"box", "UPDATE birds SET name = name || 'x' WHERE id = 7");
-        }
-        ASSERT_LT(std::chrono::steady_clock::now(), end);
-    }
-    EXPECT_EQ(m_source->Stop(), S_OK);
-    EXPECT_EQ(platform::Files().Remove(path), platform::eOsError_None) << "nothing is left open";
-}
-
-TEST_F(SourceWatcher, StopWaitsForTheCallThatIsUnderWay)
-{
-    platform::CManualResetEvent inCall;
-    platform::CManualResetEvent mayEnd;
-    std::atomic<bool> ended = false;
-    m_sink->OnTold([&] {
-        inCall.Set();
-        EXPECT_TRUE(mayEnd.WaitFor(CRecordingHost::kPatience));
-        ended = true;
-    });
-    ASSERT_EQ(m_source->Start(m_sink.Get()), S_OK);
-    m_data.Make(L"crate", "CREATE TABLE boats(name TEXT)");
-    ASSERT_TRUE(inCall.WaitFor(CRecordingHost::kPatience));
-    mayEnd.Set();
-    EXPECT_EQ(m_source->Stop(), S_OK);
-    EXPECT_TRUE(ended);
-    EXPECT_EQ(Next(), "sources crate/boats");
-}
-
-TEST_F(SourceWatcher, AFactoryThatIsReleasedStopsByItself)
-{
-    Start();
-    m_data.Make(L"box", "DELETE FROM birds WHERE id = 3");
-    EXPECT_EQ(Next(), "items removed box/birds 3");
-    m_source.Reset();
-    EXPECT_EQ(m_sink->AddRef(), 2U) << "the sink is let go";
-    m_sink->Release();
 }

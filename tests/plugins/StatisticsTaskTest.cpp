@@ -1,3 +1,4 @@
+#include "platform/Text.h"
 #include "tests/plugins/PluginHarness.h"
 #include "tests/plugins/SampleDatabase.h"
 #include "tests/support/RecordingHost.h"

@@ -1,6 +1,7 @@
 #include "tests/plugins/PluginHarness.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Predicates.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include "com/Bstr.h"
 #include "com/Components.h"
@@ -67,6 +68,22 @@ TEST_F(TestTasks, SleepReportsEachStep)
     const std::vector<std::wstring> expected = {L"range 0 2", L"pos 1", L"comment step 1 of 2", L"pos 2",
                                                 L"comment step 2 of 2"};
     EXPECT_EQ(m_run.progress.Reports(), expected);
+}
+
+TEST_F(TestTasks, SleepAnswersWithItsTextAndRecordsEachRun)
+{
+    const testsupport::CTemporaryDirectory folder;
+    const std::string task = "<Task Type=\"Sleep\" Milliseconds=\"0\" Text=\"own\" RecordFile=\"" +
+                             platform::ToUtf8(folder / L"runs") + "\"/>";
+    EXPECT_EQ(ElementOf(Run(task).response, "Response"), "own");
+    EXPECT_TRUE(platform::PathExists(folder / L"runs.1"));
+    EXPECT_FALSE(platform::PathExists(folder / L"runs.2"));
+    EXPECT_EQ(Run(task).stage, eStage_Done);
+    EXPECT_TRUE(platform::PathExists(folder / L"runs.2"));
+    EXPECT_NE(
+        Run("<Task Type=\"Sleep\" Milliseconds=\"0\" RecordFile=\"" + platform::ToUtf8(folder / L"none/runs") + "\"/>")
+            .stage,
+        eStage_Done);
 }
 
 TEST_F(TestTasks, SleepStopsWhenItIsCanceled)

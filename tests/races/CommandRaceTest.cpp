@@ -1,6 +1,6 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
-#include "apps/common/ComThread.h"
+#include "com/ComThread.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"

@@ -56,7 +56,10 @@ count_results trial "$work" >"$work/said"
 sort "$work/said" >"$work/said.sorted"
 sort >"$work/expected" <<'TEXT'
 FAILED: trial: bad: Suite.One
+    x.cpp:1
+    Expected "result": "SKIPPED"
 FAILED: trial: windows: Suite.Two
+    x.cpp:2
 FAILED: trial: crashed crashed, hung or did not start: it left no results
 FAILED: trial: leaking: all cases passed, but the program's exit code says failure
 FAILED: trial: plain_missing (notrun)
@@ -65,6 +68,13 @@ TEXT
 diff "$work/expected" "$work/said.sorted"
 [[ "$passed $failed $skipped" == "6 6 3" ]] || {
     echo "counted $passed passed, $failed failed, $skipped skipped; expected 6 6 3"
+    exit 1
+}
+
+# A program that was not asked for is not missed.
+count_results trial "$work" '^(good|bad)$' >"$work/said"
+[[ "$passed $failed $skipped" == "6 5 3" ]] || {
+    echo "of chosen programs: counted $passed passed, $failed failed, $skipped skipped; expected 6 5 3"
     exit 1
 }
 

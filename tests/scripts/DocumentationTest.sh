@@ -13,9 +13,9 @@ anchors() { # page
     sed -n '/^```/,/^```/d; s/^##* //p' "$1" | tr '[:upper:]' '[:lower:]' | sed 's/[^a-z0-9 _-]//g; s/ /-/g'
 }
 
-check_links() {
+check_links() { # page...
     local page target file anchor count=0
-    for page in *.md docs/*.md docs/decisions/*.md fuzz/README.md tests/vectors/README.md; do
+    for page; do
         while IFS= read -r target; do
             count=$((count + 1))
             file=${target%%#*}
@@ -30,6 +30,17 @@ check_links() {
         done < <(sed '/^```/,/^```/d' "$page" | grep -oP '\]\(\K[^)\s]+' | grep -v '^[a-z]*://')
     done
     ((count > 20)) || complain "only $count links found: the search for them is broken"
+}
+
+# The pages as they are installed, with nothing of the sources around them: they name those, and link to each other only.
+check_installed_links() {
+    local installed=$work/installed/share/doc/zel-processor page pages
+    logged install cmake --install "$build" --component development --prefix "$work/installed"
+    for page in *.md docs/*.md docs/decisions/*.md; do
+        [[ -e $installed/$page ]] || complain "$page is not installed"
+    done
+    mapfile -t pages < <(find "$installed" -name '*.md' | sort)
+    check_links "${pages[@]}"
 }
 
 # Whoever looks for a decision goes through the list of them.
@@ -58,12 +69,15 @@ check_cases() {
     ((count > 150)) || complain "only $count tests found in docs/security.md: the search for them is broken"
 }
 
-# Every folder at the top that is under version control is in the map, and every folder of the map is there (a link).
+# Every folder at the top that is under version control is in the map, and every folder of the map is there.
 check_map() {
     local folder
     while IFS= read -r folder; do
-        grep -qF -- "| [$folder/" README.md || complain "README.md: the map has no folder $folder"
+        grep -qF -- "| \`$folder/" README.md || complain "README.md: the map has no folder $folder"
     done < <(find . -mindepth 1 -maxdepth 1 -type d ! -name '.*' ! -name build -printf '%P\n' | sort)
+    while IFS= read -r folder; do
+        [[ -d $folder ]] || complain "README.md: the map has a folder $folder, which is not there"
+    done < <(sed -nE 's/^\| `([^`]+)\/` \|.*/\1/p' README.md)
 }
 
 # Texts that the sources show to people: wide literals with a blank in them, cut where something is put in. What is in
@@ -87,10 +101,11 @@ parser_messages() {
     grep -ohP '(?<!L)"[A-Z][a-z]+( [a-z]+){2,}[^"]*"' com/posix/*.cpp | tr -d '"'
 }
 
+message_pages=(docs/messages.md docs/messages-server.md docs/crash-reports.md)
 check_messages() {
-    local all piece page=$work/troubleshooting.txt count=0
+    local all piece page=$work/messages.txt count=0
     # Table cells may escape a bar; code spans are taken apart so that a text may run over two of them.
-    sed 's/\\|/|/g' docs/troubleshooting.md | tr '\n' ' ' | sed 's/` `/ /g; s/`//g; s/  */ /g' >"$page"
+    sed 's/\\|/|/g' "${message_pages[@]}" | tr '\n' ' ' | sed 's/` `/ /g; s/`//g; s/  */ /g' >"$page"
     mapfile -t sources < <(find Kernel apps com framework inc platform plugins/common plugins/datastore \
         -name '*.cpp' -o -name '*.h' | sort)
     all=$({ source_messages "${sources[@]}"; resource_messages; parser_messages; } |
@@ -103,7 +118,7 @@ check_messages() {
             }' | sort -u | grep -vxFf <(not_messages))
     while IFS= read -r piece; do
         count=$((count + 1))
-        grep -qF -- "$piece" "$page" || complain "docs/troubleshooting.md: nothing about \"$piece\""
+        grep -qF -- "$piece" "$page" || complain "no page of messages has anything about \"$piece\""
     done <<<"$all"
     ((count > 150)) || complain "only $count texts found: the search for them is broken"
 }
@@ -124,7 +139,7 @@ version='1.0' encoding='UTF-8'
 TEXT
 }
 
-# The numbers of the library's texts on that page: in front of a text or behind it in brackets, or as "with N" before it.
+# The numbers of the library's texts on these pages: in front of a text or behind it in brackets.
 # Where the page has "…" the text has something put in.
 check_numbers() {
     local number text own count=0
@@ -134,12 +149,11 @@ check_numbers() {
         own=${own%%%[sd]*}
         text=${text%%…*}
         [[ -n $own && ($text == *"$own"* || $own == "$text"*) ]] ||
-            complain "docs/troubleshooting.md: text $number is not \"$text\""
+            complain "a page of messages: text $number is not \"$text\""
     done < <(perl -CSD -ne '
         my $line = $_;
-        print "$1\t$2\n" if $line =~ /^\| (\d{3}) `([^`]+)`/;
         print "$2\t$1\n" while $line =~ /`([^`]+)` \((\d{3})\)/g;
-        print "$1\t$2\n" while $line =~ /with (\d{3}) `([^`]+)`/g;' docs/troubleshooting.md)
+        print "$1\t$2\n" while $line =~ /(?:^\| |, |with )(\d{3}) `([^`]+)`/g;' "${message_pages[@]}")
     ((count > 30)) || complain "only $count numbers found: the search for them is broken"
 }
 
@@ -148,14 +162,23 @@ code_after() { # page, line
     awk -v line="$2" '!found { found = ($0 == line); next } /^```/ { if (inside) exit; inside = 1; next } inside' "$1"
 }
 
-# The page of the examples shows the whole of each source, in pieces. Empty lines between the pieces don't count.
+# What the page of the examples shows of a source stands there, line by line and in this order. Each code block is one
+# piece, and nothing of the page's own may be in it.
 check_examples() {
     local source
     for source in plugin-hello/Hello.cpp host/Main.cpp client/Main.cpp; do
-        if ! diff <(sed -n "\\|^\`examples/$source|,/^## /p" docs/examples.md | sed -n '/^```cpp/,/^```$/p' | grep -v '^```\|^$') \
-            <(grep -v '^$' "examples/$source"); then
+        sed -n "\\|^\`examples/$source|,/^## /p" docs/examples.md | sed -n '/^```cpp/,/^```$/p' >"$work/shown"
+        perl -0777 -e '
+            my ($shown, $source) = map { local @ARGV = $_; scalar <> } @ARGV;
+            my ($at, $count) = (0, 0);
+            while ($shown =~ /^```cpp\n(.*?)^```$/gms) {
+                my $found = index $source, $1, $at;
+                die "not there: $1" if $found < 0 || ($found > 0 && substr($source, $found - 1, 1) ne "\n");
+                $at = $found + length $1;
+                ++$count;
+            }
+            die "only $count pieces\n" if $count < 3;' "$work/shown" "examples/$source" ||
             complain "docs/examples.md does not show examples/$source as it is"
-        fi
     done
 }
 
@@ -239,7 +262,8 @@ check_dump() {
 }
 
 [[ -x $bin/zel-server ]] || stop "$bin/zel-server is missing: build first, or name the build folder in ZEL_BUILD_DIR"
-check_links
+check_links ./*.md docs/*.md docs/decisions/*.md fuzz/README.md tests/vectors/README.md
+check_installed_links
 check_decisions
 check_cases
 check_map

@@ -18,7 +18,10 @@ build_example() { # name prefix options...
     local name=$1 prefix=$2
     shift 2
     logged "configure-$name" cmake -G Ninja -S "$root/examples/$name" -B "$work/build/$name" -DCMAKE_PREFIX_PATH="$prefix" "$@"
+    # A server that looks into the folder by now must not find a manifest without its module.
+    [[ ! -e $work/build/$name/hello.component ]] || complain "$name: the manifest is there before the module"
     logged "build-$name" cmake --build "$work/build/$name"
+    [[ $name != plugin-hello || -e $work/build/$name/hello.component ]] || complain "$name: no manifest beside the module"
 }
 
 try_native() {
@@ -79,3 +82,4 @@ if [[ -e $mingw/bin/ZEL_Processor.dll ]]; then
 else
     echo "not tried for Windows: there is no $mingw"
 fi
+((failures == 0))

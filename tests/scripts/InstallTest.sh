@@ -6,17 +6,10 @@ set -euo pipefail
 
 source "$(dirname -- "${BASH_SOURCE[0]}")/lib/workplace.sh"
 
-# Beside those in inc/, what hosts and clients are meant to include.
-entry_headers() { # include folder
-    (cd -- "$1" && printf '%s\n' ZEL_Processor/*.h ZELAutomation/*.h)
-    printf '%s\n' com/ComObject.h com/Components.h com/CreateInstance.h com/Guid.h com/ZelCom.h \
-        framework/DefaultHost.h framework/Log.h platform/Path.h
-}
-
 # Exactly the headers that those reach, and nothing that the compiler finds elsewhere.
 check_closure() { # prefix compiler
     local include=$1/include reached installed
-    entry_headers "$include" | sed 's/.*/#include <&>/' >"$work/all.cpp"
+    sed -n '/^#/!s/.*/#include <&>/p' "$root/cmake/PublicHeaders.txt" >"$work/all.cpp"
     reached=$("$2" -std=c++20 -MM -I "$include" -I "$include/ZEL_Processor/base" "$work/all.cpp" |
         tr -d '\134' | tr ' ' '\n' | grep -F "$include/" | sort -u)
     installed=$(find "$include" -type f | sort)

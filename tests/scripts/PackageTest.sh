@@ -85,9 +85,13 @@ check_files() { # root folder
     for file in usr/bin/zel usr/bin/zel-server usr/bin/zel-regsvr etc/default/zel-server \
         usr/share/man/man1/zel.1.gz usr/share/man/man1/zel-regsvr.1.gz \
         usr/share/man/man8/zel-server.8.gz usr/share/bash-completion/completions/zel-server \
-        usr/share/zsh/site-functions/_zel usr/share/fish/vendor_completions.d/zel.fish; do
+        usr/share/zsh/site-functions/_zel usr/share/fish/vendor_completions.d/zel.fish \
+        usr/share/zel-processor/samples/demo.drq usr/share/zel-processor/samples/README.md; do
         [[ -e $1/$file ]] || complain "/$file is missing"
     done
+    # The samples are loaded by what comes with them.
+    logged load-samples "$1/usr/share/zel-processor/scripts/load-samples" "$work/loaded"
+    [[ -s $work/loaded/birdstrikes.sqlite ]] || complain "the samples of the packages cannot be loaded"
     # The server looks into this folder by itself, so the path in it is the one on the installed system.
     file=$(sed -n 's|.*<module>\(/.*\)</module>.*|\1|p' "$manifest")
     [[ -n $file && -f $1$file ]] || complain "the manifest in /etc names '$file', which no package brings"
@@ -325,7 +329,7 @@ check_windows() {
     on_windows win-send zel.exe send "Z:$work/win/query.drq" -o "Z:$work/response-windows.xml" --request-dir "$in" \
         --output-dir "$out" || complain "the request fails: $(cat "$work/win-send.log" "$work/win-server.log")"
     grep -q 1707 "$work/response-windows.xml" || complain "not the expected response on Windows"
-    WINEPREFIX=$mingw/wine wineserver -k || true
+    WINEPREFIX=$ZEL_WINE_BUILD/wine wineserver -k || true
     wait "$server" || true # it was killed
     server=
 }

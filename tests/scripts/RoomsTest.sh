@@ -65,7 +65,7 @@ failures=$(complain_of_arrows "$root")
 cp -r --parents -- "$root/inc" "$root/platform" "$root/com" "$root/framework" "$root/$library" "$work"
 planted=$work$root
 for wrong in "protocol/Planted.cpp server/RequestQueue.h" "client/Planted.cpp ZEL_Processor/ZelProcessorServer.h" \
-    "server/Planted.cpp apps/zel/Commands.h" "reports/Planted.cpp protocol/ProtocolFiles.h"; do
+    "server/Planted.cpp apps/zel/Commands.h" "reports/Planted.cpp protocol/HandOver.h"; do
     echo "#include \"${wrong#* }\"" >"$planted/$library/${wrong%% *}"
     [[ $(complain_of_arrows "$planted") == *"Planted.cpp"* ]] || failures+="not found: ${wrong#* } in ${wrong%% *}"$'\n'
     rm -- "$planted/$library/${wrong%% *}"

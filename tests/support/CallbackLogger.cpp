@@ -34,8 +34,8 @@ public:
         m_callback(line);
     }
     void flush() override {}
-    void set_pattern(const std::string&) override {}
-    void set_formatter(std::unique_ptr<spdlog::formatter>) override {}
+    void set_pattern(const std::string& /*pattern*/) override {}
+    void set_formatter(std::unique_ptr<spdlog::formatter> /*formatter*/) override {}
 
 private:
     const std::function<void(const SLogLine&)> m_callback;

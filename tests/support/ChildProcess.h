@@ -2,6 +2,8 @@
 
 #include "platform/Process.h"
 
+#include <gtest/gtest.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,7 +36,7 @@ public:
                                             platform::SProcessOptions options = {});
 
 /// Reads the child's next line; true when it is this one. Waits long enough for a loaded machine.
-[[nodiscard]] bool WaitForChild(platform::CProcess& child, const std::wstring& line);
+[[nodiscard]] testing::AssertionResult WaitForChild(platform::CProcess& child, const std::wstring& line);
 
 /// Closes the child's input, waits for its end and gives its exit code; -1 when it does not end.
 [[nodiscard]] int FinishChild(platform::CProcess& child);

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "platform/Os.h"
 
+#include <atomic>
 #include <functional>
 #include <map>
-#include <mutex>
-#include <utility>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace testsupport {
 
@@ -30,7 +33,8 @@ enum eFileCall {
     eFileCall_SyncDirectory,
     eFileCall_Watch,
     eFileCall_Rearm,
-    eFileCall_AllowReading
+    eFileCall_AllowReading,
+    eFileCall_Seek
 };
 
 /// One call, as it was made.
@@ -41,6 +45,7 @@ struct SFileCall {
     unsigned mode = 0;        ///< open mode, flags of a move or filter of a watch
     platform::eOsError result = platform::eOsError_None;
     std::string content = {}; ///< of a lock file
+    std::size_t bytes = 0;    ///< of a write
 };
 
 /// Passes everything on to another file system, counts and records the calls, and fails those that a test planned to
@@ -52,134 +57,44 @@ public:
 
     /// Makes the n-th call from now (1: the next) of this kind fail, and the count - 1 after it. Only calls whose path
     /// contains the text count; every path does by default.
-    void FailCall(eFileCall call, unsigned n, platform::eOsError error, unsigned count = 1, std::wstring pathPart = {})
-    {
-        const std::lock_guard lock(m_mutex);
-        m_plans.push_back({call, n, error, count, std::move(pathPart)});
-    }
+    void FailCall(eFileCall call, unsigned n, platform::eOsError error, unsigned count = 1, std::wstring pathPart = {});
     /// Fails every call of this kind until StopFailing.
-    void FailAlways(eFileCall call, platform::eOsError error, std::wstring pathPart = {})
-    {
-        FailCall(call, 1, error, ~0U, std::move(pathPart));
-    }
-    void StopFailing()
-    {
-        const std::lock_guard lock(m_mutex);
-        m_plans.clear();
-    }
+    void FailAlways(eFileCall call, platform::eOsError error, std::wstring pathPart = {});
+    /// Makes the n-th call from now fail, whatever it is, and the count - 1 after it. With all that come after it the
+    /// disk stays as a kill leaves it.
+    void FailAnyCall(unsigned n, platform::eOsError error, unsigned count = 1);
+    /// Whether such a plan has come to a call.
+    [[nodiscard]] bool HasFailed() const;
+    void StopFailing();
+    /// From now on all watches hear of nothing but wake-ups, as on a file system that other machines change.
+    void GoDeaf() { m_isDeaf = true; }
     /// Called before each call, outside of any lock: the place to make another process interfere at a certain point.
-    void OnCall(std::function<void(const SFileCall&)> hook)
-    {
-        const std::lock_guard lock(m_mutex);
-        m_hook = std::move(hook);
-    }
+    void OnCall(std::function<void(const SFileCall&)> hook);
 
-    [[nodiscard]] unsigned Count(eFileCall call) const
-    {
-        const std::lock_guard lock(m_mutex);
-        const auto found = m_counts.find(call);
-        return found == m_counts.end() ? 0 : found->second;
-    }
-    [[nodiscard]] std::vector<SFileCall> Calls() const
-    {
-        const std::lock_guard lock(m_mutex);
-        return m_calls;
-    }
-    void ForgetCalls()
-    {
-        const std::lock_guard lock(m_mutex);
-        m_calls.clear();
-        m_counts.clear();
-    }
+    [[nodiscard]] unsigned Count(eFileCall call) const;
+    [[nodiscard]] std::vector<SFileCall> Calls() const;
+    void ForgetCalls();
 
     platform::eOsError Open(const std::wstring& path, platform::eOpenMode mode,
-                            std::unique_ptr<platform::IFile>& file) override
-    {
-        std::unique_ptr<platform::IFile> opened;
-        const auto error = Pass({eFileCall_Open, path, {}, mode}, [&] { return m_files.Open(path, mode, opened); });
-        if (error == platform::eOsError_None)
-            file = std::make_unique<CFaultyFile>(*this, path, std::move(opened));
-        return error;
-    }
-
+                            std::unique_ptr<platform::IFile>& file) override;
     platform::eOsError OpenLockFile(const std::wstring& path, const std::string& content,
-                                    std::unique_ptr<platform::ILockFile>& lockFile) override
-    {
-        return Pass({eFileCall_OpenLockFile, path, {}, 0, platform::eOsError_None, content},
-                    [&] { return m_files.OpenLockFile(path, content, lockFile); });
-    }
-
-    platform::eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) override
-    {
-        return Pass({eFileCall_Move, from, to, flags}, [&] { return m_files.Move(from, to, flags); });
-    }
-
-    platform::eOsError Remove(const std::wstring& path) override
-    {
-        return Pass({eFileCall_Remove, path}, [&] { return m_files.Remove(path); });
-    }
-
-    platform::eOsError GetAttributes(const std::wstring& path, platform::SFileAttributes& attributes) override
-    {
-        return Pass({eFileCall_GetAttributes, path}, [&] { return m_files.GetAttributes(path, attributes); });
-    }
-
-    platform::eOsError MakeDirectory(const std::wstring& path) override
-    {
-        return Pass({eFileCall_MakeDirectory, path}, [&] { return m_files.MakeDirectory(path); });
-    }
-
-    platform::eOsError RemoveEmptyDirectory(const std::wstring& path) override
-    {
-        return Pass({eFileCall_RemoveEmptyDirectory, path}, [&] { return m_files.RemoveEmptyDirectory(path); });
-    }
-
-    platform::eOsError Visit(const std::wstring& directory, const Visitor& visitor) override
-    {
-        return Pass({eFileCall_List, directory}, [&] { return m_files.Visit(directory, visitor); });
-    }
-
-    platform::eOsError GetOwner(const std::wstring& path, platform::FileOwner& owner) override
-    {
-        return Pass({eFileCall_GetOwner, path}, [&] { return m_files.GetOwner(path, owner); });
-    }
-
-    platform::eOsError MakePrivate(const std::wstring& path, const platform::FileOwner& owner) override
-    {
-        return Pass({eFileCall_MakePrivate, path}, [&] { return m_files.MakePrivate(path, owner); });
-    }
-
-    platform::eOsError CanMakePrivate(const std::wstring& directory) override
-    {
-        return Pass({eFileCall_MakePrivate, directory}, [&] { return m_files.CanMakePrivate(directory); });
-    }
-
-    platform::eOsError AllowReading(const std::wstring& path, const std::wstring& directory) override
-    {
-        return Pass({eFileCall_AllowReading, path, directory}, [&] { return m_files.AllowReading(path, directory); });
-    }
-
+                                    std::unique_ptr<platform::ILockFile>& lockFile) override;
+    platform::eOsError Move(const std::wstring& from, const std::wstring& to, unsigned flags) override;
+    platform::eOsError Remove(const std::wstring& path) override;
+    platform::eOsError GetAttributes(const std::wstring& path, platform::SFileAttributes& attributes) override;
+    platform::eOsError SyncFile(const std::wstring& path) override;
+    platform::eOsError GetChangeTime(const std::wstring& path, platform::FileTimeNs& time) override;
+    platform::eOsError MakeDirectory(const std::wstring& path) override;
+    platform::eOsError RemoveEmptyDirectory(const std::wstring& path) override;
+    platform::eOsError Visit(const std::wstring& directory, const Visitor& visitor) override;
+    platform::eOsError GetOwner(const std::wstring& path, platform::FileOwner& owner) override;
+    platform::eOsError MakePrivate(const std::wstring& path, const platform::FileOwner& owner) override;
+    platform::eOsError CanMakePrivate(const std::wstring& directory) override;
+    platform::eOsError AllowReading(const std::wstring& path, const std::wstring& directory) override;
     platform::eOsError OpenForSync(const std::wstring& directory,
-                                   std::unique_ptr<platform::IDirectorySync>& sync) override
-    {
-        std::unique_ptr<platform::IDirectorySync> opened;
-        const auto error =
-            Pass({eFileCall_OpenForSync, directory}, [&] { return m_files.OpenForSync(directory, opened); });
-        if (error == platform::eOsError_None)
-            sync = std::make_unique<CFaultySync>(*this, directory, std::move(opened));
-        return error;
-    }
-
+                                   std::unique_ptr<platform::IDirectorySync>& sync) override;
     platform::eOsError Watch(const std::wstring& directory, platform::eWatchFilter filter,
-                             std::unique_ptr<platform::IDirectoryWatch>& watch) override
-    {
-        std::unique_ptr<platform::IDirectoryWatch> made;
-        const auto error =
-            Pass({eFileCall_Watch, directory, {}, filter}, [&] { return m_files.Watch(directory, filter, made); });
-        if (error == platform::eOsError_None)
-            watch = std::make_unique<CFaultyWatch>(*this, directory, std::move(made));
-        return error;
-    }
+                             std::unique_ptr<platform::IDirectoryWatch>& watch) override;
 
 private:
     struct SPlan {
@@ -190,120 +105,22 @@ private:
         std::wstring pathPart;
     };
 
-    class CFaultyFile final : public platform::IFile {
-    public:
-        CFaultyFile(CFaultyFiles& owner, std::wstring path, std::unique_ptr<platform::IFile> file)
-            : m_owner(owner), m_path(std::move(path)), m_pFile(std::move(file))
-        {}
+    class CFaultyFile;
+    class CFaultySync;
+    class CFaultyWatch;
 
-        platform::eOsError Read(std::span<std::byte> buffer, std::size_t& read) override
-        {
-            read = 0;
-            return m_owner.Pass({eFileCall_Read, m_path}, [&] { return m_pFile->Read(buffer, read); });
-        }
-        platform::eOsError Write(std::span<const std::byte> bytes) override
-        {
-            return m_owner.Pass({eFileCall_Write, m_path}, [&] { return m_pFile->Write(bytes); });
-        }
-        platform::eOsError GetAttributes(platform::SFileAttributes& attributes) override
-        {
-            return m_owner.Pass({eFileCall_FileAttributes, m_path}, [&] { return m_pFile->GetAttributes(attributes); });
-        }
-        platform::eOsError Sync() override
-        {
-            return m_owner.Pass({eFileCall_Sync, m_path}, [&] { return m_pFile->Sync(); });
-        }
-        platform::eOsError Close() override
-        {
-            const auto closed = m_pFile->Close();
-            return m_owner.Pass({eFileCall_Close, m_path}, [&] { return closed; });
-        }
-
-    private:
-        CFaultyFiles& m_owner;
-        const std::wstring m_path;
-        const std::unique_ptr<platform::IFile> m_pFile;
-    };
-
-    class CFaultySync final : public platform::IDirectorySync {
-    public:
-        CFaultySync(CFaultyFiles& owner, std::wstring path, std::unique_ptr<platform::IDirectorySync> sync)
-            : m_owner(owner), m_path(std::move(path)), m_pSync(std::move(sync))
-        {}
-
-        platform::eOsError Sync() override
-        {
-            return m_owner.Pass({eFileCall_SyncDirectory, m_path}, [&] { return m_pSync->Sync(); });
-        }
-
-    private:
-        CFaultyFiles& m_owner;
-        const std::wstring m_path;
-        const std::unique_ptr<platform::IDirectorySync> m_pSync;
-    };
-
-    class CFaultyWatch final : public platform::IDirectoryWatch {
-    public:
-        CFaultyWatch(CFaultyFiles& owner, std::wstring path, std::unique_ptr<platform::IDirectoryWatch> watch)
-            : m_owner(owner), m_path(std::move(path)), m_pWatch(std::move(watch))
-        {}
-
-        platform::eWaitResult Wait(std::chrono::milliseconds timeout) override { return m_pWatch->Wait(timeout); }
-        platform::eOsError Rearm() override
-        {
-            return m_owner.Pass({eFileCall_Rearm, m_path}, [&] { return m_pWatch->Rearm(); });
-        }
-        void Wake() override { m_pWatch->Wake(); }
-
-    private:
-        CFaultyFiles& m_owner;
-        const std::wstring m_path;
-        const std::unique_ptr<platform::IDirectoryWatch> m_pWatch;
-    };
-
-    template <typename TCall>
-    platform::eOsError Pass(SFileCall call, TCall forward)
-    {
-        if (const auto hook = Hook())
-            hook(call);
-        const auto planned = PlannedFailure(call);
-        call.result = planned != platform::eOsError_None ? planned : forward();
-        const std::lock_guard lock(m_mutex);
-        ++m_counts[call.call];
-        m_calls.push_back(call);
-        return call.result;
-    }
-
-    std::function<void(const SFileCall&)> Hook() const
-    {
-        const std::lock_guard lock(m_mutex);
-        return m_hook;
-    }
-
-    platform::eOsError PlannedFailure(const SFileCall& call)
-    {
-        const std::lock_guard lock(m_mutex);
-        auto failure = platform::eOsError_None;
-        for (SPlan& plan : m_plans) {
-            const bool concerned = plan.call == call.call && call.path.find(plan.pathPart) != std::wstring::npos;
-            if (!concerned || plan.count == 0)
-                continue;
-            if (plan.callsBefore > 1) {
-                --plan.callsBefore;
-            } else {
-                plan.count -= plan.count == ~0U ? 0 : 1;
-                failure = plan.error;
-            }
-        }
-        return failure;
-    }
+    platform::eOsError Pass(SFileCall call, const std::function<platform::eOsError()>& forward);
+    std::function<void(const SFileCall&)> Hook() const;
+    platform::eOsError PlannedFailure(const SFileCall& call);
 
     platform::IFileSystem& m_files;
-    mutable std::mutex m_mutex;
-    std::function<void(const SFileCall&)> m_hook; // guarded by m_mutex
-    std::vector<SPlan> m_plans;                   // guarded by m_mutex
-    std::vector<SFileCall> m_calls;               // guarded by m_mutex
-    std::map<eFileCall, unsigned> m_counts;       // guarded by m_mutex
+    std::atomic<bool> m_isDeaf = false;
+    mutable platform::CMutex m_mutex;
+    std::function<void(const SFileCall&)> m_hook ZEL_GUARDED_BY(m_mutex);
+    std::vector<SPlan> m_plans ZEL_GUARDED_BY(m_mutex);
+    SPlan m_any ZEL_GUARDED_BY(m_mutex){eFileCall_Open, 1, platform::eOsError_None, 0, {}}; ///< of any kind
+    std::vector<SFileCall> m_calls ZEL_GUARDED_BY(m_mutex);
+    std::map<eFileCall, unsigned> m_counts ZEL_GUARDED_BY(m_mutex);
 };
 
 } // namespace testsupport

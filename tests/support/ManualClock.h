@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -20,6 +21,7 @@ public:
 
     void Advance(std::chrono::nanoseconds duration) { m_nanoseconds += duration.count(); }
     void SetUtcSeconds(std::int64_t seconds) { m_utcStart = seconds - Elapsed().count() / 1'000'000'000; }
+    void SetSystemStartId(std::string id) { m_systemStartId = std::move(id); }
     /// Called after each wait. Set it before other threads use the clock.
     void OnWait(std::function<void()> hook) { m_hook = std::move(hook); }
     [[nodiscard]] unsigned Yields() const { return m_yields; }
@@ -28,6 +30,8 @@ public:
     std::uint32_t TickCount() override { return static_cast<std::uint32_t>(Elapsed().count() / 1'000'000); }
     std::chrono::nanoseconds Steady() override { return Elapsed(); }
     std::int64_t UtcSeconds() override { return m_utcStart + Elapsed().count() / 1'000'000'000; }
+
+    std::string SystemStartId() override { return m_systemStartId; }
 
     void YieldThread() override
     {
@@ -54,6 +58,7 @@ private:
 
     const std::chrono::nanoseconds m_yieldStep;
     std::function<void()> m_hook;
+    std::string m_systemStartId;
     // Not from 0: what starts a time-out at an unset start must not pass by chance.
     std::atomic<std::int64_t> m_nanoseconds{std::int64_t{1'000'000} * 1'000'000'000};
     std::atomic<std::int64_t> m_utcStart{1'600'000'000};

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "framework/ComModule.h"
-#include "framework/DefaultAtlSupport.h"
+#include "framework/module/DefaultAtlSupport.h"
 #include "platform/Text.h"
 
 #include <string>

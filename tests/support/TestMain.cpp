@@ -8,6 +8,7 @@
 // linker take them from a library.
 #define SIGNALS_ARE_OURS "handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:handle_abort=0"
 
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the sanitizers gave the names
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options();
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
 
@@ -20,6 +21,7 @@ extern "C" const char* __tsan_default_options()
 {
     return SIGNALS_ARE_OURS;
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 int main(int argc, char** argv)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "framework/TextTable.h"
+#include "framework/texts/TextTable.h"
 #include "platform/Text.h"
 
 #include <gtest/gtest.h>

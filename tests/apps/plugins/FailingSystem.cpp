@@ -23,10 +23,23 @@ public:
             m_files.FailAlways(testsupport::eFileCall_Watch, platform::eOsError_TooManyOpenFiles);
         if (failure == L"touch")
             m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_DiskFull, L".zel-server-");
-        m_files.OnCall(&CFailingSystem::ThrowAtARequestToFail);
+        m_files.OnCall([](const testsupport::SFileCall& call) {
+            ThrowAtARequestToFail(call);
+            HangAtADirectoryThatHangs(call);
+        });
     }
 
 private:
+    /// As a file system whose other side is away: who looks at the folder Queue comes back when it does.
+    static void HangAtADirectoryThatHangs(const testsupport::SFileCall& call)
+    {
+        if (call.call != testsupport::eFileCall_GetAttributes || !call.path.ends_with(L"Queue") ||
+            !platform::PathExists(call.path + L".hangs"))
+            return;
+        static_cast<void>(platform::WriteWholeFile(call.path + L".hung", {}));
+        static_cast<void>(testsupport::WaitUntil([&] { return !platform::PathExists(call.path + L".hangs"); },
+                                                 std::chrono::seconds(60)));
+    }
     /// As when memory ends: while the listener lists a directory in which a file of this name lies, at once or when it
     /// is told to.
     static void ThrowAtARequestToFail(const testsupport::SFileCall& call)
@@ -53,7 +66,7 @@ public:
     CFailingSystemFactory() { static CFailingSystem system; }
 
 protected:
-    bool TakesType(const CString&) override { return false; }
+    std::vector<CString> Types() override { return {}; }
     CComPtr<IWQ_ZELProcessorTask> MakeTask(const CString&) override { return {}; }
     CComPtr<IWQ_ZELProcessorResponse> MakeResponse(CZelXmlRequest&) override { return {}; }
 };

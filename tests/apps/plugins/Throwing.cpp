@@ -12,7 +12,7 @@ public:
     CThrowingFactory() { throw std::runtime_error("this plug-in throws when it is made"); }
 
 protected:
-    bool TakesType(const CString&) override { return false; }
+    std::vector<CString> Types() override { return {}; }
     CComPtr<IWQ_ZELProcessorTask> MakeTask(const CString&) override { return {}; }
     CComPtr<IWQ_ZELProcessorResponse> MakeResponse(CZelXmlRequest&) override { return {}; }
 };

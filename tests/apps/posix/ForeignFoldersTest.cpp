@@ -1,5 +1,6 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
 #include "platform/Trust.h"
 #include "tests/apps/ProgramFixture.h"
 
@@ -40,6 +41,26 @@ TEST_F(ForeignFoldersTest, OthersMayNotWriteIntoTheFoldersOfTheServer)
     CRunningProgram server = StartServer();
     for (const std::wstring name : {L"Queue", L".zel-server"})
         EXPECT_EQ(platform::DistrustOf(InOutput(name)), L"");
+    StopServer(server);
+}
+
+TEST_F(ForeignFoldersTest, AFolderOfPluginsThatItsGroupMayWriteToIsNamedToWhoeverWantedThem)
+{
+    const std::wstring folder = InHome(L"plugins");
+    ASSERT_EQ(platform::Files().MakeDirectory(folder), platform::eOsError_None);
+    const gid_t group = geteuid() == 0 ? 1 : getegid(); // that of the administrator may write anywhere
+    ASSERT_EQ(chown(platform::NarrowPath(folder).c_str(), geteuid(), group), 0);
+    ASSERT_EQ(chmod(platform::NarrowPath(folder).c_str(), 0775), 0);
+    CRunningProgram server = StartServer({L"--components", folder});
+    const std::string reason = "others may write to " + platform::ToUtf8(folder);
+    const SProgramResult sent = Zel({L"send", L"--wait", MakeRequest(L"a.drq", L"Type=\"Mine\"")});
+    EXPECT_EQ(sent.code, 3);
+    EXPECT_TRUE(Contains(sent.output + sent.errors, reason)) << sent.output << sent.errors;
+    const SProgramResult asked = Zel({L"server", L"--json"});
+    EXPECT_EQ(asked.code, 0) << "it may be meant so";
+    ASSERT_EQ(asked.Objects().size(), 1U);
+    ASSERT_EQ(asked.Objects()[0].at("wrong").size(), 1U);
+    EXPECT_TRUE(Contains(asked.Objects()[0].at("wrong")[0], reason)) << asked.output;
     StopServer(server);
 }
 

@@ -1,6 +1,7 @@
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 #include "tests/support/Accounts.h"
 

@@ -1,5 +1,6 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/PrivateFiles.h"
 #include "tests/support/Links.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Users.h"
@@ -143,6 +144,70 @@ TEST_P(OwnershipTest, WhatIsHandedOverCanBeReadByTheOwnerOfTheDirectoryAlone)
     EXPECT_TRUE(CanRead(GetParam(), m_file));
     EXPECT_TRUE(CanRead(kClientUser, m_file));
     EXPECT_FALSE(CanRead(kOtherUser, m_file));
+}
+
+/// The owner is the superuser, or the client himself: the server is somebody of the group.
+TEST(GroupRightTest, TheGroupOfASharedDirectoryMayReadWhatIsHandedOver)
+{
+    if (!testsupport::CanChangeUser())
+        GTEST_SKIP() << "CanChangeUser: only the superuser can become other users";
+    for (const unsigned owner : {0U, kClientUser}) {
+        for (const auto& [mode, expected] : {std::pair{02770U, 0640U}, {02750U, 0600U}, {0755U, 0600U}}) {
+            const testsupport::CTemporaryDirectory directory;
+            const std::wstring file = directory / L"file";
+            ASSERT_EQ(WriteWholeFile(file, "a request"), eOsError_None);
+            ASSERT_EQ(chown(NarrowPath(file).c_str(), kClientUser, kClientUser), 0);
+            ASSERT_EQ(chmod(NarrowPath(file).c_str(), 0600), 0);
+            ASSERT_EQ(chown(NarrowPath(directory.Path()).c_str(), owner, kClientUser), 0);
+            ASSERT_EQ(chmod(NarrowPath(directory.Path()).c_str(), mode | 0001U), 0);
+            {
+                const CAsUser client(kClientUser);
+                EXPECT_EQ(Files().AllowReading(file, directory.Path()), eOsError_None);
+            }
+            struct stat status = {};
+            ASSERT_EQ(stat(NarrowPath(file).c_str(), &status), 0);
+            EXPECT_EQ(status.st_mode & 0777U, expected) << owner << " " << std::oct << mode;
+        }
+    }
+}
+
+TEST(GroupRightTest, AFileThatAnotherGroupMayReadIsHandedOverToThisOneAlone)
+{
+    if (!testsupport::CanChangeUser())
+        GTEST_SKIP() << "CanChangeUser: only the superuser can become other users";
+    const testsupport::CTemporaryDirectory directory;
+    const std::wstring file = directory / L"file";
+    ASSERT_EQ(WriteWholeFile(file, "a request"), eOsError_None);
+    ASSERT_EQ(chown(NarrowPath(file).c_str(), 0, kOtherUser), 0);
+    ASSERT_EQ(chmod(NarrowPath(file).c_str(), 0660), 0);
+    ASSERT_EQ(chown(NarrowPath(directory.Path()).c_str(), 0, kClientUser), 0);
+    ASSERT_EQ(chmod(NarrowPath(directory.Path()).c_str(), 02771), 0);
+    EXPECT_EQ(Files().AllowReading(file, directory.Path()), eOsError_None);
+    struct stat status = {};
+    ASSERT_EQ(stat(NarrowPath(file).c_str(), &status), 0);
+    EXPECT_EQ(status.st_gid, kClientUser);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U);
+}
+
+TEST(GroupRightTest, TheFileOfSomebodyOutsideTheGroupStaysAsItIs)
+{
+    if (!testsupport::CanChangeUser())
+        GTEST_SKIP() << "CanChangeUser: only the superuser can become other users";
+    const testsupport::CTemporaryDirectory directory;
+    const std::wstring file = directory / L"file";
+    ASSERT_EQ(WriteWholeFile(file, "a request"), eOsError_None);
+    ASSERT_EQ(chown(NarrowPath(file).c_str(), kClientUser, kClientUser), 0);
+    ASSERT_EQ(chmod(NarrowPath(file).c_str(), 0600), 0);
+    ASSERT_EQ(chown(NarrowPath(directory.Path()).c_str(), 0, kOtherUser), 0);
+    ASSERT_EQ(chmod(NarrowPath(directory.Path()).c_str(), 0777), 0);
+    {
+        const CAsUser client(kClientUser);
+        EXPECT_EQ(Files().AllowReading(file, directory.Path()), eOsError_None);
+    }
+    struct stat status = {};
+    ASSERT_EQ(stat(NarrowPath(file).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(status.st_gid, kClientUser);
 }
 
 TEST_P(OwnershipTest, AHeldLockIsSeenByOthersWhateverTheMaskOfItsHolder)

@@ -23,7 +23,7 @@ constexpr auto kSoon = 60s;
 
 int Step(const std::vector<std::wstring>&)
 {
-    CProgramSignals signals(true);
+    CProgramSignals signals(eSignalSet_SteppedServer);
     testsupport::TellParent(L"serving");
     eProgramSignal received = eProgramSignal_Stop;
     while (signals.WaitFor(kSoon, received) && received == eProgramSignal_Step)
@@ -47,7 +47,7 @@ int WriteBeyondTheLimit(const std::vector<std::wstring>& arguments)
     const rlimit limit = {4096, 4096};
     if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
         return 200;
-    const CProgramSignals signals(false);
+    const CProgramSignals signals(eSignalSet_Tool);
     const auto error = WriteWholeFile(arguments[0], std::string(10'000, 'x'));
     return error == eOsError_FileTooLarge ? 62 : static_cast<int>(error);
 }
@@ -66,7 +66,7 @@ TEST(PosixProcessTest, ALimitOfTheFileSizeFailsTheWriteAndNotTheProgram)
     const testsupport::CTemporaryDirectory directory;
     auto child = testsupport::StartChild(L"signals-file-size", {directory / L"file"});
     EXPECT_EQ(testsupport::FinishChild(child), 62);
-    const CProgramSignals signals(false);
+    const CProgramSignals signals(eSignalSet_Tool);
     auto other = testsupport::StartChild(L"signals-meet-limit", {});
     EXPECT_EQ(testsupport::FinishChild(other), 128 + SIGXFSZ) << "children are not made to ignore it";
 }
@@ -96,7 +96,7 @@ TEST(PosixProcessTest, AKilledChildHasItsSignalInTheExitCode)
 TEST(PosixProcessTest, AChildDoesNotInheritBlockedSignals)
 {
     // A serving program has them blocked; its children must still be stoppable.
-    const CProgramSignals signals(true);
+    const CProgramSignals signals(eSignalSet_SteppedServer);
     auto child = testsupport::StartChild(L"process-wait", {});
     ASSERT_TRUE(testsupport::WaitForChild(child, L"ready"));
     child.RequestStop();

@@ -55,6 +55,7 @@ TEST_F(SpecialFileTest, ItIsListedAsAFile)
     ASSERT_EQ(entries.size(), 1U);
     EXPECT_EQ(entries[0].name, L"request.drq");
     EXPECT_FALSE(entries[0].isDirectory);
+    EXPECT_EQ(entries[0].kind, eNameKind_Other);
 }
 
 TEST_F(SpecialFileTest, ALinkToADirectoryCountsAsADirectory)

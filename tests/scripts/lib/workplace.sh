@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # What tests of programs as a user has them share: the build folders, a scratch folder, and ways to fail. A program that
-# the test left running, its process in $server, ends with the test, and so does the Wine of build/mingw.
+# the test left running, its process in $server, ends with the test, and so does the Wine that it used.
 
 root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../../.." && pwd)
 build=${ZEL_BUILD_DIR:-$root/build/debug}
@@ -11,7 +11,7 @@ failures=0
 
 cleanup() {
     [[ -z $server ]] || kill -KILL "$server" 2>/dev/null || true
-    [[ ! -e $mingw/wine/.complete ]] || WINEPREFIX=$mingw/wine wineserver -k 2>/dev/null || true
+    [[ -z ${ZEL_WINE_BUILD-} ]] || WINEPREFIX=$ZEL_WINE_BUILD/wine wineserver -k 2>/dev/null || true
     rm -rf -- "$work"
 }
 trap cleanup EXIT

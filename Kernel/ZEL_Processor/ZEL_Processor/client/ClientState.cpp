@@ -1,37 +1,25 @@
 #include "ClientState.h"
 
-#include "com/Com.h"
-#include "com/ComError.h"
-#include "com/Guid.h"
 #include "framework/Services.h"
-#include "framework/WorkerThread.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-#include "protocol/ProtocolFiles.h"
+#include "protocol/HandOver.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
-#include <mutex>
+#include <algorithm>
 #include <utility>
 
 namespace {
-
-// Identify the reports of this source.
-constexpr long kLineMessageMissing = 193;
-constexpr long kLineMoveFailed = 200;
 
 constexpr const wchar_t* kSendFunction = L"CZelProcessorClient::SendMessageToServer";
 
 } // namespace
 
-CClientState::CClientState()
-    : m_evLooked(std::make_unique<platform::CManualResetEvent>()),
-      m_evStarted(std::make_unique<platform::CManualResetEvent>())
-{}
-
-void CClientState::Init(CString requestDirectory, CString outputDirectory, CString clientDirectory)
+void CClientState::Init(const CString& requestDirectory, const CString& outputDirectory, CString clientDirectory)
 {
-    m_strRequestDir = std::move(requestDirectory);
-    m_strOutputDir = std::move(outputDirectory);
+    m_paths = SProtocolPaths::Of(requestDirectory, outputDirectory);
     m_strClientDir = std::move(clientDirectory);
 }
 
@@ -55,6 +43,11 @@ void CClientState::SetCommandTimeout(std::chrono::milliseconds timeout)
     m_commandTimeout = timeout;
 }
 
+void CClientState::SetCheckedWatch(bool checked, std::chrono::milliseconds poll)
+{
+    m_watchOptions = {checked, poll};
+}
+
 eZelProcRequestStatus CClientState::SendRequest(const CString& requestPath)
 {
     return SendMessageToServer(requestPath);
@@ -63,54 +56,55 @@ eZelProcRequestStatus CClientState::SendRequest(const CString& requestPath)
 eZelProcRequestStatus CClientState::SendMessageToServer(const CString& messagePath)
 {
     if (!platform::PathExists(messagePath)) {
-        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineMessageMissing, kSendFunction,
+        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, ReportLines::kMessageMissing, kSendFunction,
                           L"Message file does not exist!");
+        Explain(messagePath, platform::eOsError_FileNotFound);
         return eRequestStatus_ClientError;
     }
     if (m_bAllowReading) // what can't be changed the server's status tells
-        static_cast<void>(platform::Files().AllowReading(messagePath, m_strRequestDir));
-    if (Protocol::MoveFileWhenFree(messagePath, GetFileInRequestDirFullPath(messagePath), MoveFlags(), m_goOn))
+        static_cast<void>(platform::Files().AllowReading(messagePath, m_paths.m_strRequestDir));
+    const CString target = m_paths.InRequestDir(messagePath);
+    const platform::eOsError moved = Protocol::MoveWhenFree(messagePath, target, MoveFlags(), m_goOn);
+    if (platform::HasMoved(moved))
         return eRequestStatus_Sent;
-    WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineMoveFailed, kSendFunction, L"MoveFileWhenFree failed!");
+    const CWQ_SetResource resource(kResourceModule);
+    Explain(FormatText(TextOf(StringCodes::kCannotBeMoved), {messagePath, target, platform::OsErrorText(moved)}));
+    WQ_ReportErrorNow(SourceNames::kZelProcessorClient, ReportLines::kMessageNotMoved, kSendFunction,
+                      L"MoveFileWhenFree failed!");
     return eRequestStatus_ClientError;
 }
 
-CString CZelProcessorClient::GetUniqueString()
+void CClientState::Explain(CString why) const
 {
-    static std::mutex guard;
-    static GUID guid = {};
-    static std::uint16_t counter = 0;
-
-    const std::lock_guard lock(guard);
-    if (counter == 0)
-        ThrowIfFailed(CoCreateGuid(&guid)); // without one the names would be those of other processes
-    ++counter;
-    return FormatText(L"%s_%d", {GuidToText(guid), std::to_wstring(counter)});
+    std::ranges::replace(why, L'\n', L' ');
+    const platform::CMutexLock lock(m_csLastError);
+    m_strLastError = std::move(why);
 }
 
-CString CClientState::GetFileInRequestDirFullPath(const CString& path) const
+void CClientState::Explain(const CString& path, platform::eOsError error) const
 {
-    return platform::JoinPath(m_strRequestDir, platform::FileNameOf(path));
+    Explain(path + L": " + platform::OsErrorText(error));
 }
 
-CString CClientState::GetFileInQueueFullPath(const CString& path) const
+CString CClientState::LastErrorText() const
 {
-    return platform::JoinPath(platform::JoinPath(m_strOutputDir, Protocol::kQueueDirectory),
-                              platform::FileNameOf(path));
+    const platform::CMutexLock lock(m_csLastError);
+    return m_strLastError;
 }
 
-CString CClientState::GetOutputFilePath(const CString& path) const
+void CClientState::Report(long line, const wchar_t* function, const CString& text, const CString& path) const
 {
-    return platform::JoinPath(m_strOutputDir, platform::FileNameOf(path));
+    Explain(path.empty() ? text : path + L": " + text);
+    WQ_ReportErrorNow(SourceNames::kZelProcessorClient, line, function, text);
 }
 
-CString CClientState::GetStatusFilePath(const CString& path) const
+bool CClientState::Fail(long line, const wchar_t* function, const CString& text, const CString& path) const
 {
-    return GetOutputFilePath(path) + Protocol::kStatusExtension;
+    Report(line, function, text, path);
+    return false;
 }
 
 unsigned CClientState::MoveFlags() const
 {
-    return platform::eMoveFlag_ReplaceExisting |
-           (m_bSyncing ? platform::eMoveFlag_WriteThrough : platform::eMoveFlag_None);
+    return Protocol::MoveFlags(m_bSyncing, true);
 }

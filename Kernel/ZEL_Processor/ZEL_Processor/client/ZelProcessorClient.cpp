@@ -10,7 +10,7 @@ CZelProcessorClient::~CZelProcessorClient() = default;
 
 void CZelProcessorClient::Init(CString requestDirectory, CString outputDirectory, CString clientDirectory)
 {
-    m_pState->Init(std::move(requestDirectory), std::move(outputDirectory), std::move(clientDirectory));
+    m_pState->Init(requestDirectory, outputDirectory, std::move(clientDirectory));
 }
 
 void CZelProcessorClient::SetSyncing(bool syncing)
@@ -33,6 +33,21 @@ void CZelProcessorClient::SetCommandTimeout(std::chrono::milliseconds timeout)
     m_pState->SetCommandTimeout(timeout);
 }
 
+void CZelProcessorClient::SetPresence(bool keep)
+{
+    m_pState->m_bPresence = keep;
+}
+
+void CZelProcessorClient::SetCheckedWatch(bool checked, std::chrono::milliseconds poll)
+{
+    m_pState->SetCheckedWatch(checked, poll);
+}
+
+void CZelProcessorClient::SetRegistersAgain(bool again)
+{
+    m_pState->m_bRegistersAgain = again;
+}
+
 eZelProcRequestStatus CZelProcessorClient::SendRequest(const CString& requestPath)
 {
     return m_pState->SendRequest(requestPath);
@@ -53,6 +68,11 @@ bool CZelProcessorClient::ReceiveOutput(const CString& requestPath, const CStrin
     return m_pState->ReceiveOutput(requestPath, targetPath);
 }
 
+eZelProcRequestStatus CZelProcessorClient::ForgetRequest(const CString& requestPath)
+{
+    return m_pState->ForgetRequest(requestPath);
+}
+
 eZelProcRequestStatus CZelProcessorClient::CancelRequest(const CString& requestPath)
 {
     return m_pState->CancelRequest(requestPath);
@@ -61,6 +81,11 @@ eZelProcRequestStatus CZelProcessorClient::CancelRequest(const CString& requestP
 eZelProcRequestStatus CZelProcessorClient::PauseRequest(const CString& requestPath)
 {
     return m_pState->PauseRequest(requestPath);
+}
+
+SZelServerInfo CZelProcessorClient::GetServerInfo() const
+{
+    return m_pState->GetServerInfo();
 }
 
 bool CZelProcessorClient::ListenDsEvents()
@@ -75,12 +100,12 @@ bool CZelProcessorClient::StopListeningDsEvents()
 
 bool CZelProcessorClient::IsOutputDirChange() const
 {
-    return m_pState->IsOutputDirChange();
+    return m_pState->m_watcher.IsChanged();
 }
 
 void CZelProcessorClient::ResetOutputDirChange()
 {
-    m_pState->ResetOutputDirChange();
+    m_pState->m_watcher.Reset();
 }
 
 bool CZelProcessorClient::IsNewDsEvent() const
@@ -113,17 +138,22 @@ bool CZelProcessorClient::ResetLockResultsChanged()
     return m_pState->ResetLockResultsChanged();
 }
 
+CString CZelProcessorClient::GetLastErrorText() const
+{
+    return m_pState->LastErrorText();
+}
+
 CString CZelProcessorClient::GetDsEventsFileFullPath() const
 {
-    return m_pState->GetDsEventsFileFullPath();
+    return m_pState->m_paths.DsEvents(m_pState->m_clientID);
 }
 
 CString CZelProcessorClient::GetInsertableItemsChangeFile() const
 {
-    return m_pState->GetInsertableItemsChangeFile();
+    return m_pState->m_paths.InsertableItems(m_pState->m_clientID);
 }
 
 CString CZelProcessorClient::GetLockResultsChangeFile() const
 {
-    return m_pState->GetLockResultsChangeFile();
+    return m_pState->m_paths.LockResults(m_pState->m_clientID);
 }

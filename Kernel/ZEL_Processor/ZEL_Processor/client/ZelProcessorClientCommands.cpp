@@ -4,7 +4,8 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "protocol/CommandFile.h"
-#include "protocol/ProtocolFiles.h"
+#include "protocol/HandOver.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
 #include <chrono>
@@ -15,19 +16,6 @@ namespace {
 
 constexpr const wchar_t* kCommandPrefix = L"ZEL_PROCESSOR_COMMAND";
 constexpr auto kPoll = 10ms;
-
-// Identify the reports of this source.
-constexpr long kLineNoDocument = 232;
-constexpr long kLineSaveFailed = 270;
-constexpr long kLineNoCommandFile = 292;
-constexpr long kLineNotSent = 305;
-constexpr long kLineError = 327;
-constexpr long kLineTimeout = 345;
-
-void Report(long line, const wchar_t* function, const CString& text)
-{
-    WQ_ReportErrorNow(SourceNames::kZelProcessorClient, line, function, text);
-}
 
 /// What a report of a command says of its outcome.
 std::vector<CString> Outcome(eCommandType type, eZelProcRequestStatus status)
@@ -58,11 +46,11 @@ CString CClientState::CreateCommandFile(eCommandType type, const CString& reques
     if (CommandFile::Write(path, type, platform::FileNameOf(requestPath), documentResult))
         return path;
     if (documentResult != S_OK)
-        Report(kLineNoDocument, kFunction,
+        Report(ReportLines::kNoCommandDocument, kFunction,
                FormatText(L"pDomDocument.CreateInstanceSYS(__uuidof(DOMDocument)) != S_OK, HRESULT = 0x%lx",
                           {HexText(documentResult)}));
     else
-        Report(kLineSaveFailed, kFunction, L"Unable to save pDomDocument into file\n" + path);
+        Report(ReportLines::kCommandNotSaved, kFunction, L"Unable to save pDomDocument into file\n" + path);
     return {};
 }
 
@@ -71,15 +59,17 @@ eZelProcRequestStatus CClientState::SendCommand(const CString& requestPath, eCom
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::SendCommand";
     const CString commandFile = CreateCommandFile(type, requestPath);
     if (commandFile.empty()) {
-        Report(kLineNoCommandFile, kFunction, L"CreateCommandFile failed ! Command file isn't created");
+        // Why has been explained.
+        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, ReportLines::kNoCommandFile, kFunction,
+                          L"CreateCommandFile failed ! Command file isn't created");
         return eRequestStatus_ClientError;
     }
     const eZelProcRequestStatus sent = SendMessageToServer(commandFile);
     if (sent != eRequestStatus_Sent) {
         std::vector<CString> arguments = Outcome(type, sent);
         arguments.insert(arguments.end(), {requestPath, commandFile});
-        Report(
-            kLineNotSent, kFunction,
+        WQ_ReportErrorNow(
+            SourceNames::kZelProcessorClient, ReportLines::kCommandNotSent, kFunction,
             FormatText(L"SendMessageToServer(eCommType=%s) != eRequestStatus_Sent, eStatus=%s\n  %s\n  %s", arguments));
         return sent;
     }
@@ -97,13 +87,15 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
     CAdditionalRequestStatus additional;
     eZelProcRequestStatus status = LookForStatus(commandFile, &additional, goOn);
     const auto end = [&](eZelProcRequestStatus result) {
-        Protocol::RemoveFileWhenFree(GetStatusFilePath(commandFile));
+        Protocol::RemoveFileWhenFree(m_paths.Status(commandFile));
         return result;
     };
     const auto fail = [&](long line, const wchar_t* function, const wchar_t* format, eZelProcRequestStatus result) {
         std::vector<CString> arguments = Outcome(type, status);
         arguments.insert(arguments.end(), {additional.GetProgressComment(), commandFile});
         Report(line, function, FormatText(format, arguments));
+        const CString path = platform::JoinPath(m_paths.m_strRequestDir, platform::FileNameOf(commandFile));
+        Explain(path + L": " + additional.GetProgressComment());
         return end(result);
     };
     for (;;) {
@@ -111,12 +103,16 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
             return end(status);
         if (status == eRequestStatus_ClientError || status == eRequestStatus_ServerError ||
             status == eRequestStatus_ServerTimeout)
-            return fail(kLineError, L"CZelProcessorClient::SendCommand ERROR",
+            return fail(ReportLines::kCommandFailed, L"CZelProcessorClient::SendCommand ERROR",
                         L"SendMessageToServer(eCommType=%s) != eRequestStatus_Done, eStatus=%s %s\n  %s", status);
         if (isStopped())
             return end(eRequestStatus_NotIntialized);
+        // Whoever tries again and again must not leave as many commands for the next server.
+        if (!isInTime() && m_bRegistersAgain && type == eCommandType_RegisterClient)
+            static_cast<void>(platform::Files().Remove(
+                platform::JoinPath(m_paths.m_strRequestDir, platform::FileNameOf(commandFile))));
         if (!isInTime())
-            return fail(kLineTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
+            return fail(ReportLines::kCommandTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
                         L"SendMessageToServer(eCommType=%s) TIMEOUT , eStatus=%s %s\n  %s",
                         eRequestStatus_ServerTimeout);
         platform::Clock().SleepFor(kPoll);

@@ -1,19 +1,20 @@
 #include "ClientState.h"
+#include "ZEL_Processor/ZelRequestWatch.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
-#include "protocol/ProtocolFiles.h"
+#include "protocol/HandOver.h"
 #include "protocol/ZelProcessorRequestStatusFile.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 #include "reports/StringCodes.h"
 
+#include <chrono>
 #include <memory>
 
-namespace {
+using namespace std::chrono_literals;
 
-// Identify the reports of this source.
-constexpr long kLineCantOpen = 411;
-constexpr long kLineNoStatus = 422;
+namespace {
 
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
@@ -28,12 +29,29 @@ CTime ToTime(platform::FileTimeNs time)
 /// other way round: one that moves at the wrong moment is seen in none of them. It can do so once on each of its two
 /// steps.
 constexpr int kLooksBeforeNotRequested = 3;
+/// Between two looks at a status that is being written.
+constexpr auto kNap = 10ms;
 
 } // namespace
 
 eZelProcRequestStatus CClientState::GetStatus(const CString& requestPath, CAdditionalRequestStatus* additional)
 {
-    return LookForStatus(requestPath, additional, m_goOn);
+    const eZelProcRequestStatus status = LookForStatus(requestPath, additional, m_goOn);
+    return UnreadablePatience() != 0ms ? UnlessUnwritten(status, requestPath, additional) : status;
+}
+
+eZelProcRequestStatus CClientState::UnlessUnwritten(eZelProcRequestStatus status, const CString& requestPath,
+                                                    CAdditionalRequestStatus* additional) const
+{
+    platform::SFileAttributes attributes;
+    if (status != eRequestStatus_ClientError ||
+        !platform::Succeeded(platform::Files().GetAttributes(m_paths.Status(requestPath), attributes)) ||
+        attributes.length != 0 ||
+        (!platform::PathExists(m_paths.InQueue(requestPath)) &&
+         !platform::PathExists(m_paths.InRequestDir(requestPath))))
+        return status;
+    const CWQ_SetResource resource(kResourceModule);
+    return SetRequestStatus(additional, TextOf(StringCodes::kWaitingInQueue), eRequestStatus_Waiting);
 }
 
 eZelProcRequestStatus CClientState::LookForStatus(const CString& requestPath, CAdditionalRequestStatus* additional,
@@ -42,17 +60,24 @@ eZelProcRequestStatus CClientState::LookForStatus(const CString& requestPath, CA
     const CWQ_SetResource resource(kResourceModule);
     if (additional)
         additional->Clear();
-    const CString statusPath = GetStatusFilePath(requestPath);
+    const CString statusPath = m_paths.Status(requestPath);
     for (int look = 0; look < kLooksBeforeNotRequested; ++look) {
         eZelProcRequestStatus status = eRequestStatus_NotIntialized;
         if (platform::PathExists(statusPath) && ReadStatusFile(statusPath, additional, goOn, status))
             return status;
-        if (platform::PathExists(GetFileInQueueFullPath(requestPath)))
+        if (platform::PathExists(m_paths.InQueue(requestPath)))
             return SetRequestStatus(additional, TextOf(StringCodes::kWaitingInQueue), eRequestStatus_Waiting);
-        if (platform::PathExists(GetFileInRequestDirFullPath(requestPath)))
+        if (platform::PathExists(m_paths.InRequestDir(requestPath)))
             return SetRequestStatus(additional, TextOf(StringCodes::kWaitingToReceive), eRequestStatus_Waiting);
     }
     return SetRequestStatus(additional, TextOf(StringCodes::kNotRequested), eRequestStatus_NotRequested);
+}
+
+/// A writer on another machine may hold no lock that is seen here, and then half of what he writes is read; and the
+/// system may remember for a second that the file is empty.
+std::chrono::milliseconds CClientState::UnreadablePatience() const
+{
+    return m_watchOptions.isChecked || m_watchOptions.poll != 0ms ? 2000ms : 0ms;
 }
 
 bool CClientState::ReadStatusFile(const CString& path, CAdditionalRequestStatus* additional,
@@ -60,11 +85,20 @@ bool CClientState::ReadStatusFile(const CString& path, CAdditionalRequestStatus*
 {
     CZelProcessorRequestStatusFile file(platform::FromUtf8(kLoggerName), path);
     CZelProcessorRequestStatusFile::SContent content;
-    switch (file.ReadContent(content, goOn)) {
+    auto read = file.ReadContent(content, goOn);
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + UnreadablePatience();
+    while (read == CZelProcessorRequestStatusFile::eRead_NoStatus && platform::Clock().Steady() < end &&
+           (!goOn || goOn())) {
+        platform::Clock().SleepFor(kNap);
+        read = file.ReadContent(content, goOn);
+    }
+    switch (read) {
     case CZelProcessorRequestStatusFile::eRead_CanNotOpen:
+        Explain(path + L": " + TextOf(StringCodes::kUnableOpenStatusFile));
         status = SetRequestStatus(additional, TextOf(StringCodes::kUnableOpenStatusFile), eRequestStatus_ClientError);
         return true;
     case CZelProcessorRequestStatusFile::eRead_NoStatus:
+        Explain(path + L": " + TextOf(StringCodes::kUnableReadStatus));
         status = SetRequestStatus(additional, TextOf(StringCodes::kUnableReadStatus), eRequestStatus_ClientError);
         return true;
     case CZelProcessorRequestStatusFile::eRead_Absent: return false;
@@ -97,7 +131,7 @@ eZelProcRequestStatus CClientState::SetRequestStatus(CAdditionalRequestStatus* a
 bool CClientState::IsStatusFileChanged(const CString& requestPath, std::int64_t snapshotHash)
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::IsStatusFileChanged";
-    const CString path = GetStatusFilePath(requestPath);
+    const CString path = m_paths.Status(requestPath);
     if (!platform::PathExists(path))
         return true;
     std::unique_ptr<platform::IFile> file;
@@ -105,30 +139,53 @@ bool CClientState::IsStatusFileChanged(const CString& requestPath, std::int64_t 
     if (error == platform::eOsError_SharingViolation || platform::IsAbsent(error))
         return true; // it is being written, or went just now
     if (!platform::Succeeded(error)) {
-        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineCantOpen, kFunction, L"Can't open-read status file.");
+        Report(ReportLines::kStatusNotOpened, kFunction, L"Can't open-read status file.");
+        Explain(path, error);
         return false;
     }
     platform::SFileAttributes attributes;
     if (!platform::Succeeded(file->GetAttributes(attributes))) {
-        WQ_ReportErrorNow(SourceNames::kZelProcessorClient, kLineNoStatus, kFunction, L"Status file has no status.");
-        return false;
+        return Fail(ReportLines::kStatusWithoutTimes, kFunction, L"Status file has no status.", path);
     }
     return ToTime(attributes.times.modified).GetTime() != snapshotHash;
 }
 
 bool CClientState::ReceiveOutput(const CString& requestPath, const CString& targetPath)
 {
-    const CString outputPath = GetOutputFilePath(requestPath);
+    const CString outputPath = m_paths.Output(requestPath);
     if (!platform::PathExists(outputPath)) {
+        Explain(outputPath, platform::eOsError_FileNotFound);
         WQ_MessageBox(FormatText(L"Response file %s does not exist", {outputPath}), eMessageStyle_Error);
         return false;
     }
-    if (!Protocol::MoveFileWhenFree(outputPath, targetPath, MoveFlags(), m_goOn)) {
+    const platform::eOsError moved = Protocol::MoveWhenFree(outputPath, targetPath, MoveFlags(), m_goOn);
+    if (!platform::HasMoved(moved)) {
+        const CWQ_SetResource resource(kResourceModule);
+        Explain(
+            FormatText(TextOf(StringCodes::kCannotBeMoved), {outputPath, targetPath, platform::OsErrorText(moved)}));
         WQ_MessageBox(FormatText(L"CZelProcessorClient::ReceiveOutput : moving of the file '%s' to '%s' failed",
                                  {outputPath, targetPath}),
                       eMessageStyle_Error);
         return false;
     }
-    Protocol::RemoveFileWhenFree(GetStatusFilePath(requestPath));
+    Protocol::RemoveFileWhenFree(m_paths.Status(requestPath));
     return true;
+}
+
+eZelProcRequestStatus CClientState::ForgetRequest(const CString& requestPath)
+{
+    const eZelProcRequestStatus status = GetStatus(requestPath, nullptr);
+    if (!CZelRequestWatch::IsFinal(status) || status == eRequestStatus_ClientError)
+        return status;
+    // The status last: without it the name looks free to others.
+    for (const CString& path : {m_paths.Output(requestPath), m_paths.Status(requestPath)}) {
+        const platform::eOsError error = Protocol::RetryForASecond([&path] { return platform::Files().Remove(path); });
+        if (platform::Succeeded(error) || platform::IsAbsent(error))
+            continue;
+        Report(ReportLines::kNotForgotten, L"CZelProcessorClient::ForgetRequest",
+               L"Can't delete file.\n  " + path + L"\n  " + platform::OsErrorText(error));
+        Explain(path, error);
+        return eRequestStatus_ClientError;
+    }
+    return status;
 }

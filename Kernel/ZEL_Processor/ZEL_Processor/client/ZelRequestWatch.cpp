@@ -1,8 +1,10 @@
 #include "ZEL_Processor/ZelRequestWatch.h"
 
+#include "ClientState.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-#include "protocol/ProtocolFiles.h"
+#include "protocol/ProtocolPaths.h"
+#include "protocol/WatchDirectory.h"
 
 #include <algorithm>
 #include <atomic>
@@ -24,7 +26,9 @@ constexpr milliseconds kLookAnyway = 1000ms;
 /// makes it. Wake is safe at any time because the watch, once made, stays for the object's life.
 class CWatchedDirectory {
 public:
-    CWatchedDirectory(CString dir, platform::eWatchFilter filter) : m_strDir(std::move(dir)), m_filter(filter) {}
+    CWatchedDirectory(CString dir, platform::eWatchFilter filter, const platform::SWatchOptions& options)
+        : m_strDir(std::move(dir)), m_filter(filter), m_options(options)
+    {}
 
     /// Changed when something changed, or may have changed unseen.
     platform::eWaitResult Wait(milliseconds timeout)
@@ -60,7 +64,7 @@ private:
         if (m_pWatch) {
             m_bArmed = platform::Succeeded(m_pWatch->Rearm());
         } else {
-            m_bArmed = platform::Succeeded(platform::Files().Watch(m_strDir, m_filter, m_pWatch));
+            m_bArmed = platform::Succeeded(Protocol::WatchDirectory(m_strDir, m_filter, m_options, m_pWatch));
             m_pPublished = m_pWatch.get();
         }
         return m_bArmed;
@@ -68,6 +72,7 @@ private:
 
     CString m_strDir;
     platform::eWatchFilter m_filter;
+    platform::SWatchOptions m_options;
     bool m_bArmed = false;
     std::unique_ptr<platform::IDirectoryWatch> m_pWatch;
     std::atomic<platform::IDirectoryWatch*> m_pPublished = nullptr;
@@ -93,14 +98,19 @@ private:
 } // namespace
 
 struct CZelRequestWatch::SState {
-    SState(CZelProcessorClient& watched, const CString& outputDir)
+    SState(CZelProcessorClient& watched, const CString& outputDir, const platform::SWatchOptions& options)
         : client(watched),
-          queueDir(platform::JoinPath(outputDir, Protocol::kQueueDirectory)),
-          queue(queueDir, platform::eWatchFilter_FileNameGone),
-          output(outputDir, platform::eWatchFilter_FileNameAndLastWrite)
+          queueDir(SProtocolPaths::QueueDirOf(outputDir)),
+          queue(queueDir, platform::eWatchFilter_FileNameGone, options),
+          output(outputDir, platform::eWatchFilter_FileNameAndLastWrite, options)
     {}
 
     [[nodiscard]] bool TakeWoken() { return woken.exchange(false); }
+    [[nodiscard]] eZelProcRequestStatus Look(const CString& requestPath,
+                                             CZelProcessorClient::CAdditionalRequestStatus* additional) const
+    {
+        return client.m_pState->UnlessUnwritten(client.GetStatus(requestPath, additional), requestPath, additional);
+    }
 
     CZelProcessorClient& client;
     CString queueDir;
@@ -110,7 +120,7 @@ struct CZelRequestWatch::SState {
 };
 
 CZelRequestWatch::CZelRequestWatch(CZelProcessorClient& client, const CString& outputDirectory)
-    : m_pState(std::make_unique<SState>(client, outputDirectory))
+    : m_pState(std::make_unique<SState>(client, outputDirectory, client.m_pState->m_watchOptions))
 {}
 
 CZelRequestWatch::~CZelRequestWatch() = default;
@@ -139,7 +149,7 @@ eZelProcRequestStatus CZelRequestWatch::WaitForEnd(const CString& requestPath, m
         // server that could not delete the file leaves it there.
         bool isWaiting = platform::PathExists(queued);
         if (!isWaiting || timedOut) {
-            const eZelProcRequestStatus status = m_pState->client.GetStatus(requestPath, additional);
+            const eZelProcRequestStatus status = m_pState->Look(requestPath, additional);
             if (IsFinal(status))
                 return status;
             isWaiting = isWaiting || status == eRequestStatus_Waiting;
@@ -151,7 +161,7 @@ eZelProcRequestStatus CZelRequestWatch::WaitForEnd(const CString& requestPath, m
         looks = 0;
         const milliseconds left = deadline.Left();
         if (left == milliseconds::zero() || m_pState->TakeWoken())
-            return m_pState->client.GetStatus(requestPath, additional);
+            return m_pState->Look(requestPath, additional);
         // A status that does not come after the removal comes by a write, which the queue directory does not see.
         CWatchedDirectory& watched = isWaiting ? m_pState->queue : m_pState->output;
         timedOut = watched.Wait(std::min(left, kLookAnyway)) == platform::eWaitResult_Timeout;

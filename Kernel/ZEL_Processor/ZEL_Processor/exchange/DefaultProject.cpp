@@ -3,8 +3,8 @@
 #include "ZEL_Processor/XMLTools.h"
 #include "com/Bstr.h"
 #include "com/OsResult.h"
-#include "framework/ArchiveBuffer.h"
 #include "framework/HeapMemFile.h"
+#include "framework/archive/ArchiveBuffer.h"
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
 
@@ -30,6 +30,7 @@ CDefaultProject::CDefaultProject(CString path) : m_strPath(std::move(path)) {}
 
 HRESULT CDefaultProject::Open()
 {
+    const platform::CMutexLock lock(m_mutex);
     std::string bytes;
     const auto read = platform::ReadWholeFile(m_strPath, platform::eOpenMode_ReadShared, bytes, kLongestProject);
     if (read == platform::eOsError_FileNotFound) {
@@ -48,7 +49,7 @@ HRESULT STDMETHODCALLTYPE CDefaultProject::GetErrorMessage(BSTR* message)
         return E_POINTER;
     *message = nullptr;
     return ComGuard([&] {
-        const std::lock_guard lock(m_mutex);
+        const platform::CMutexLock lock(m_mutex);
         *message = CBstr(std::wstring_view(m_strError)).Detach();
         return S_OK;
     });
@@ -58,7 +59,7 @@ HRESULT STDMETHODCALLTYPE CDefaultProject::GetFence(LONG* fence)
 {
     if (fence == nullptr)
         return E_POINTER;
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     *fence = m_content.fence;
     return S_OK;
 }
@@ -66,7 +67,7 @@ HRESULT STDMETHODCALLTYPE CDefaultProject::GetFence(LONG* fence)
 HRESULT STDMETHODCALLTYPE CDefaultProject::PutFence(LONG fence)
 {
     return ComGuard([&] {
-        const std::lock_guard lock(m_mutex);
+        const platform::CMutexLock lock(m_mutex);
         SProjectContent content = m_content;
         content.fence = fence;
         return Replace(std::move(content));
@@ -77,7 +78,7 @@ HRESULT STDMETHODCALLTYPE CDefaultProject::GetProjectId(GUID* id)
 {
     if (id == nullptr)
         return E_POINTER;
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     *id = m_content.id;
     return S_OK;
 }
@@ -86,7 +87,7 @@ HRESULT STDMETHODCALLTYPE CDefaultProject::GetStorageObjectsCount(LONG* count)
 {
     if (count == nullptr)
         return E_POINTER;
-    const std::lock_guard lock(m_mutex);
+    const platform::CMutexLock lock(m_mutex);
     *count = static_cast<LONG>(m_content.objects.size());
     return S_OK;
 }
@@ -99,7 +100,7 @@ HRESULT STDMETHODCALLTYPE CDefaultProject::GetStorageObject(const wchar_t* name,
     return ComGuard([&] {
         CHeapMemFile file;
         {
-            const std::lock_guard lock(m_mutex);
+            const platform::CMutexLock lock(m_mutex);
             const auto* stored = m_content.Find(name);
             if (stored == nullptr)
                 return S_FALSE;
@@ -119,7 +120,7 @@ HRESULT STDMETHODCALLTYPE CDefaultProject::PutStorageObject(const wchar_t* name,
         return E_INVALIDARG;
     return ComGuard([&] {
         std::string bytes = object == nullptr ? std::string() : BytesOf(object, name);
-        const std::lock_guard lock(m_mutex);
+        const platform::CMutexLock lock(m_mutex);
         SProjectContent content = m_content;
         content.Put(name, std::move(bytes));
         return Replace(std::move(content));

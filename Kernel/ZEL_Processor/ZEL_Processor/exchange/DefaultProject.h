@@ -3,9 +3,8 @@
 #include "ProjectContent.h"
 #include "ZEL_Processor/Project.h"
 #include "com/ComObject.h"
+#include "platform/Mutex.h"
 #include "platform/OsError.h"
-
-#include <mutex>
 
 /// A project in one file; see CreateWQ_Project.
 class CDefaultProject final : public CComObject<IWQ_Project> {
@@ -24,12 +23,12 @@ public:
     HRESULT STDMETHODCALLTYPE PutStorageObject(const wchar_t* name, IWQ_ArchiveObj* object) override;
 
 private:
-    HRESULT Replace(SProjectContent content);
+    HRESULT Replace(SProjectContent content) ZEL_REQUIRES(m_mutex);
     [[nodiscard]] platform::eOsError Write(const std::string& bytes) const;
 
     const CString m_strPath;
 
-    std::mutex m_mutex;
-    SProjectContent m_content; ///< guarded by m_mutex; what the file holds
-    CString m_strError;        ///< guarded by m_mutex
+    platform::CMutex m_mutex;
+    SProjectContent m_content ZEL_GUARDED_BY(m_mutex); ///< what the file holds
+    CString m_strError ZEL_GUARDED_BY(m_mutex);
 };

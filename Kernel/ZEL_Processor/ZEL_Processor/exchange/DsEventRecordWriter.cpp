@@ -2,11 +2,10 @@
 #include "ZELAutomation/ZELAutomationEnvFile.h"
 #include "framework/Exceptions.h"
 #include "framework/Services.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
 namespace {
-
-constexpr long kLineOfMiscount = 237;
 
 /// Writes what the items deliver, but not more than one beyond what they announced; gives how many they were.
 LONG WriteItems(_ar::archive& archive, IWQ_DsItems& items, LONG announced)
@@ -32,8 +31,8 @@ void CZELEnvFileDsList::WriteDsList(_ar::archive& archive, const GUID& key, IWQ_
     archive << key << static_cast<int>(count);
     if (WriteItems(archive, items, count) == count)
         return;
-    WQ_ReportErrorNow(SourceNames::kZELAutomationEnvFile, kLineOfMiscount, L"CZELEnvFileDsList::WriteDsList",
-                      L"Invalid count of stored elements !");
+    WQ_ReportErrorNow(SourceNames::kZELAutomationEnvFile, ReportLines::kListMiscounted,
+                      L"CZELEnvFileDsList::WriteDsList", L"Invalid count of stored elements !");
     AfxThrowNotSupportedException();
 }
 

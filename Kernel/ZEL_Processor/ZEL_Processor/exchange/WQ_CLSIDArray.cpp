@@ -1,7 +1,7 @@
 #include "LibraryUses.h"
 #include "WQ_CLSIDArrayImpl.h"
-#include "framework/ComArchiveImplBase.h"
-#include "framework/RegisteredClass.h"
+#include "framework/archive/ComArchiveImplBase.h"
+#include "framework/module/RegisteredClass.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ZEL_Processor/IWQ_CLSIDArray.h"
-#include "framework/EasyMOXArchive.h"
+#include "framework/archive/EasyMOXArchive.h"
 
 #include <cstddef>
 #include <vector>

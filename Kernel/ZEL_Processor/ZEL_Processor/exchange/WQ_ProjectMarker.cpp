@@ -1,9 +1,9 @@
 #include "ZEL_Processor/IWQ_ProjectMarker.h"
 
 #include "LibraryUses.h"
-#include "framework/ComArchiveImplBase.h"
-#include "framework/EasyMOXArchive.h"
-#include "framework/RegisteredClass.h"
+#include "framework/archive/ComArchiveImplBase.h"
+#include "framework/archive/EasyMOXArchive.h"
+#include "framework/module/RegisteredClass.h"
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include "com/Variant.h"
 #include "framework/Services.h"
 #include "platform/Text.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
 namespace {
@@ -71,7 +72,8 @@ bool CXMLTools::CreateTask_Properties(IXMLDOMDocument* document, const CString& 
         *task = CreateTask(document, dataSource, id, propertyName).Detach();
         return true;
     } catch (const CComError& error) {
-        WQ_ReportErrorNow(SourceNames::kXMLTools, 1, L"CXMLTools::CreateTask_Properties",
+        WQ_ReportErrorNow(SourceNames::kXMLTools, ReportLines::kPropertiesTaskFailed,
+                          L"CXMLTools::CreateTask_Properties",
                           L"Unable to create the task: " + platform::FromUtf8(error.what()));
         return false;
     }

@@ -1,7 +1,7 @@
 #include "VWQ_StringCodeDll.h"
 
 #include "framework/Services.h"
-#include "framework/TextTable.h"
+#include "framework/texts/TextTable.h"
 #include "reports/SourceNames.h"
 
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "framework/AtlSupport.h"
+#include "framework/module/AtlSupport.h"
 
 /// The library's string-code module: "DLLRC:116" is its text 116, in the language that its start found.
 class CVWQ_StringCodeDll final : public IWQ_StringCodeModule {

@@ -1,19 +1,27 @@
 #pragma once
 
+#include "RequestReasons.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZelProcessorFactories.h"
+#include "platform/FileSystem.h"
+#include "platform/Mutex.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
-#include <mutex>
 
 struct CZelProcessor::SState {
     CString m_strOutputDir = L"invalid";
     std::atomic<CZelProcessorEvent*> m_pEvent = nullptr; ///< a server that stops takes it away while a request runs
     CZelProcessorContext* m_pContext = nullptr;
     bool m_bToldDone = false;
-    bool m_bManualProceedQueue = false;
-    bool m_bProceedQueue = false; ///< guarded by m_cs
-    std::mutex m_cs;
+    CString m_strTaskType; ///< of the last request
+    std::function<void(const CString& type)> m_onTask;
+    SRequestReasons m_reasons;
+    /// Takes the file of a request away whose response is saved; empty: it is deleted.
+    std::function<platform::eOsError(const CString&)> m_removeRequest;
+    platform::CMutex m_cs;
+    bool m_bManualProceedQueue ZEL_GUARDED_BY(m_cs) = false;
+    bool m_bProceedQueue ZEL_GUARDED_BY(m_cs) = false;
     std::unique_ptr<CZelProcessorFactories> m_pFactories = std::make_unique<CZelProcessorFactories>();
 };

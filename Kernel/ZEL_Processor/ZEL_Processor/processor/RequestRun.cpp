@@ -8,8 +8,10 @@
 #include "platform/NameKind.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/PrivateFiles.h"
 #include "platform/Text.h"
-#include "protocol/ProtocolFiles.h"
+#include "protocol/HandOver.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 #include "reports/StringCodes.h"
 
@@ -17,16 +19,12 @@
 
 namespace {
 
-constexpr long kLineNoContext = 68;
-constexpr long kLineCantDeleteRequest = 166;
-
 /// Another name of a file may be on its way into the queue, which keeps everybody off the file for an instant.
 template <class Attempt>
-bool TryBesideOtherNames(const CString& path, const Attempt& attempt)
+bool TryBesideOtherNames(const CString& path, int moreTries, const Attempt& attempt)
 {
-    constexpr int kMoreTries = 20;
     for (int tries = 0; !attempt(); ++tries) {
-        if (tries == kMoreTries || !platform::HasSeveralNames(path))
+        if (tries == moreTries || !platform::HasSeveralNames(path))
             return false;
         platform::Clock().SleepFor(std::chrono::milliseconds(1));
     }
@@ -76,7 +74,7 @@ bool CRequestRun::Run(bool bForce, bool& bRetry)
 bool CRequestRun::ReadRequest()
 {
     if (!m_pContext) {
-        WQ_ReportErrorNow(SourceNames::kZelProcessor, kLineNoContext, L"CZelProcessor::ProcessRequest",
+        WQ_ReportErrorNow(SourceNames::kZelProcessor, ReportLines::kNoContext, L"CZelProcessor::ProcessRequest",
                           L"m_pContext == NULL !");
         Report(StringCodes::kRequestCanceled, eRequestStatus_Canceled);
         return false;
@@ -84,7 +82,7 @@ bool CRequestRun::ReadRequest()
     if (IsCanceled())
         return false;
     Report(StringCodes::kReadingRequest, eRequestStatus_Parsing);
-    const bool isKnown = TryBesideOtherNames(m_requestPath, [&] {
+    const bool isKnown = TryBesideOtherNames(m_requestPath, 20, [&] {
         m_request = m_factories.FindRequest(m_requestPath.c_str());
         return static_cast<bool>(m_request);
     });
@@ -95,15 +93,15 @@ bool CRequestRun::ReadRequest()
     if (!m_request->GetXml(xml.Put())) {
         CBstr errorText;
         static_cast<void>(m_request->GetErrorText(errorText.Put()));
-        m_processor.SetStatus(m_progress, eRequestStatus_ServerError,
-                              TextOf(StringCodes::kServerError).append(errorText.View()));
+        CZelProcessor::SetStatus(m_progress, eRequestStatus_ServerError,
+                                 TextOf(StringCodes::kServerError).append(errorText.View()));
         return false;
     }
     if (IsCanceled())
         return false;
     Report(StringCodes::kGettingData, eRequestStatus_GettingData);
     if (!m_processor.CreateAndInitTask(xml.Text(), m_task.Put()))
-        return Fail(StringCodes::kCanNotInitializeTask);
+        return Fail(StringCodes::kCanNotInitializeTask, m_reasons.taskError);
     return !IsCanceled();
 }
 
@@ -115,7 +113,7 @@ bool CRequestRun::ObtainData(bool bForce, bool& bRetry)
         return false;
     }
     if (!m_task->ObtainData(m_pContext, m_progress))
-        return Fail(StringCodes::kCanNotObtainData);
+        return Fail(StringCodes::kCanNotObtainData, m_reasons.isWanted ? TaskErrorText(*m_task.Get()) : CString());
     return !IsCanceled();
 }
 
@@ -135,12 +133,17 @@ bool CRequestRun::WriteResponse()
 
 void CRequestRun::DeleteRequestFile()
 {
-    if (TryBesideOtherNames(m_requestPath,
-                            [&] { return platform::Succeeded(platform::Files().Remove(m_requestPath)); }))
+    const auto remove = [&] {
+        return platform::Succeeded(m_removeRequest ? m_removeRequest(m_requestPath)
+                                                   : platform::Files().Remove(m_requestPath));
+    };
+    // A file that stays would keep its name from being used again: worth a tenth of a second on a busy machine.
+    if (TryBesideOtherNames(m_requestPath, 100, remove))
         return;
     const CString text = FormatText(TextOf(StringCodes::kCantDeleteRequestFile), {m_requestPath});
     WQ_MessageBox(text, eMessageStyle_Warning);
-    WQ_ReportErrorNow(SourceNames::kZelProcessor, kLineCantDeleteRequest, L"CZelProcessor::ProcessRequest", text);
+    WQ_ReportErrorNow(SourceNames::kZelProcessor, ReportLines::kCantDeleteRequest, L"CZelProcessor::ProcessRequest",
+                      text);
 }
 
 bool CRequestRun::IsCanceled()
@@ -156,11 +159,11 @@ bool CRequestRun::FailUnknown()
 {
     std::unique_ptr<platform::IFile> file;
     const platform::eOsError error = platform::Files().Open(m_requestPath, platform::eOpenMode_ReadShared, file);
-    const CString reason = platform::Succeeded(error) ? WhyRefused(m_requestPath) : platform::OsErrorText(error) + L".";
-    if (reason.empty())
-        return Fail(StringCodes::kUnknownRequestFormat);
-    m_processor.SetStatus(m_progress, eRequestStatus_ServerError, TextOf(StringCodes::kServerError) + reason);
-    return false;
+    CString reason = platform::Succeeded(error) ? WhyRefused(m_requestPath) : platform::OsErrorText(error) + L".";
+    file.reset();
+    if (reason.empty() && m_reasons.isWanted)
+        reason = WhyNotTaken(m_requestPath, m_factories, m_reasons.leftOut);
+    return Fail(StringCodes::kUnknownRequestFormat, reason);
 }
 
 bool CRequestRun::Fail(const SStringCode& code)
@@ -169,7 +172,15 @@ bool CRequestRun::Fail(const SStringCode& code)
     return false;
 }
 
+bool CRequestRun::Fail(const SStringCode& code, const CString& reason)
+{
+    if (reason.empty())
+        return Fail(code);
+    CZelProcessor::SetStatus(m_progress, eRequestStatus_ServerError, TextOf(StringCodes::kServerError) + reason);
+    return false;
+}
+
 void CRequestRun::Report(const SStringCode& code, eZelProcRequestStatus status)
 {
-    m_processor.SetStatus(m_progress, status, TextOf(code));
+    CZelProcessor::SetStatus(m_progress, status, TextOf(code));
 }

@@ -1,16 +1,14 @@
 #include "ProcessorState.h"
 #include "RequestRun.h"
 
+#include "framework/Exceptions.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-#include "platform/Text.h"
-#include "protocol/ProtocolFiles.h"
+#include "protocol/HandOver.h"
 #include "reports/SourceNames.h"
 #include "reports/StringCodes.h"
-
-#include <exception>
 
 namespace {
 
@@ -28,10 +26,8 @@ void TellRequestDone(CZelProcessorEvent& event)
 {
     try {
         event.OnRequestDone();
-    } catch (const std::exception& exception) {
-        LogHostFailure(platform::FromUtf8(exception.what()));
     } catch (...) {
-        LogHostFailure(L"unknown exception");
+        LogHostFailure(WQ_ReasonOfException());
     }
 }
 
@@ -43,6 +39,12 @@ CZelProcessor::CZelProcessor() : m_pState(std::make_unique<SState>())
         m_pState->m_pFactories.reset();
         ThrowNoFactory();
     }
+}
+
+CZelProcessor::CZelProcessor(const CZelProcessorFactories& factories) : m_pState(std::make_unique<SState>())
+{
+    for (std::size_t index = 0; index < factories.GetArray().GetCount(); ++index)
+        m_pState->m_pFactories->Add(*CComPtr<IWQ_ZELProcessorFactory>(factories.GetArray().GetAt(index)));
 }
 
 CZelProcessor::~CZelProcessor() = default;
@@ -62,7 +64,7 @@ CString CZelProcessor::GetOutputFilePath(const CString& requestPath) const
 
 CString CZelProcessor::GetOutputStatusFilePath(const CString& requestPath) const
 {
-    return GetOutputFilePath(requestPath) + Protocol::kStatusExtension;
+    return SProtocolPaths::StatusOf(GetOutputFilePath(requestPath));
 }
 
 void CZelProcessor::SetEvent(CZelProcessorEvent* event)
@@ -75,27 +77,32 @@ void CZelProcessor::SetContext(CZelProcessorContext* context)
     m_pState->m_pContext = context;
 }
 
+void CZelProcessor::SetTellReasons(bool tell)
+{
+    m_pState->m_reasons.isWanted = tell;
+}
+
 void CZelProcessor::SetManualProceedQueue(bool manual)
 {
-    const std::lock_guard lock(m_pState->m_cs);
+    const platform::CMutexLock lock(m_pState->m_cs);
     m_pState->m_bManualProceedQueue = manual;
 }
 
 bool CZelProcessor::IsManualProceedQueue() const
 {
-    const std::lock_guard lock(m_pState->m_cs);
+    const platform::CMutexLock lock(m_pState->m_cs);
     return m_pState->m_bManualProceedQueue;
 }
 
 void CZelProcessor::ProceedQueue(bool proceed)
 {
-    const std::lock_guard lock(m_pState->m_cs);
+    const platform::CMutexLock lock(m_pState->m_cs);
     m_pState->m_bProceedQueue = proceed;
 }
 
 bool CZelProcessor::CanProceedQueue() const
 {
-    const std::lock_guard lock(m_pState->m_cs);
+    const platform::CMutexLock lock(m_pState->m_cs);
     return !m_pState->m_bManualProceedQueue || m_pState->m_bProceedQueue;
 }
 
@@ -117,9 +124,12 @@ bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProg
                                    bool& bRetry)
 {
     m_pState->m_bToldDone = false;
+    m_pState->m_strTaskType.clear();
     const CWQ_SetResource resource(kResourceModule);
     bRetry = false;
-    if (!CRequestRun(*this, *m_pState->m_pFactories, m_pState->m_pContext, requestPath, progress).Run(bForce, bRetry))
+    if (!CRequestRun(*this, *m_pState->m_pFactories, m_pState->m_reasons, m_pState->m_pContext,
+                     m_pState->m_removeRequest, requestPath, progress)
+             .Run(bForce, bRetry))
         return false;
     m_pState->m_bToldDone = true;
     if (CZelProcessorEvent* const event = m_pState->m_pEvent)

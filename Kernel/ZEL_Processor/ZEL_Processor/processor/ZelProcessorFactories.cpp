@@ -1,26 +1,29 @@
 #include "ZelProcessorFactories.h"
 
+#include "com/Bstr.h"
 #include "com/Components.h"
 #include "com/Guid.h"
 #include "framework/Exceptions.h"
 #include "framework/Log.h"
-#include "framework/RegistryCathegory.h"
 #include "framework/Services.h"
+#include "framework/module/RegistryCathegory.h"
+#include "platform/Mutex.h"
 #include "reports/SourceNames.h"
 
+#include <algorithm>
+#include <iterator>
+#include <map>
 #include <memory>
-#include <mutex>
-#include <set>
+#include <sstream>
 
 namespace {
 
 /// One per process, filled by the first caller that finds components, never destroyed: plug-in modules may outlive
 /// everything else.
 struct SProcessCategory {
-    std::mutex mutex;
-    // Guarded by mutex.
-    CMOX_RegistryCathegory category;
-    std::set<CLSID, SGuidLess> leftOut; ///< what the log has told already
+    platform::CMutex mutex;
+    CMOX_RegistryCathegory category ZEL_GUARDED_BY(mutex);
+    std::map<CLSID, std::wstring, SGuidLess> leftOut ZEL_GUARDED_BY(mutex); ///< why; the log has told it already
 };
 
 SProcessCategory& ProcessCategory()
@@ -32,7 +35,7 @@ SProcessCategory& ProcessCategory()
 std::vector<CMOX_RegistryCathegoryItem> CategoryItems()
 {
     SProcessCategory& known = ProcessCategory();
-    const std::lock_guard lock(known.mutex);
+    const platform::CMutexLock lock(known.mutex);
     if (known.category.IsEmpty())
         known.category.Enumerate(CATID_ZELProcessorFactory);
     return known.category.GetItems();
@@ -43,12 +46,26 @@ void TellLeftOut(REFCLSID classId, const std::wstring& reason)
 {
     SProcessCategory& known = ProcessCategory();
     {
-        const std::lock_guard lock(known.mutex);
-        if (!known.leftOut.insert(classId).second)
+        const platform::CMutexLock lock(known.mutex);
+        if (!known.leftOut.emplace(classId, reason).second)
             return;
     }
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
                      L"A plug-in was left out: " + reason);
+}
+
+/// Those that a factory tells.
+std::vector<CString> TaskTypesOf(const CComPtr<IWQ_ZELProcessorFactory>& factory)
+{
+    std::vector<CString> types;
+    const auto told = factory.QueryTo<IWQ_ZELProcessorTaskTypes>();
+    CBstr lines;
+    if (!told || !told->GetTaskTypes(lines.Put()))
+        return types;
+    std::wistringstream stream{CString(lines.View())};
+    for (CString type; std::getline(stream, type);)
+        types.push_back(type);
+    return types;
 }
 
 /// The first result that a factory gives together with true. What a declining factory gave is released.
@@ -71,13 +88,16 @@ bool FindFirst(const CAutoInterfaceArray<IWQ_ZELProcessorFactory>& factories, co
 bool CZelProcessorFactories::LoadFactories()
 {
     m_factories.RemoveAll();
+    m_classes.clear();
     for (const CMOX_RegistryCathegoryItem& item : CategoryItems()) {
         CComPtr<IWQ_ZELProcessorFactory> factory;
         std::wstring reason;
-        if (SUCCEEDED(CreateComponent(item.GetClsid(), ComIid<IWQ_ZELProcessorFactory>(), factory.PutVoid(), reason)))
+        if (SUCCEEDED(CreateComponent(item.GetClsid(), ComIid<IWQ_ZELProcessorFactory>(), factory.PutVoid(), reason))) {
             m_factories.Add(factory.Get());
-        else
+            m_classes.push_back(item.GetClsid());
+        } else {
             TellLeftOut(item.GetClsid(), reason);
+        }
     }
     return !m_factories.IsEmpty();
 }
@@ -85,7 +105,7 @@ bool CZelProcessorFactories::LoadFactories()
 void CZelProcessorFactories::ForgetCategory()
 {
     SProcessCategory& known = ProcessCategory();
-    const std::lock_guard lock(known.mutex);
+    const platform::CMutexLock lock(known.mutex);
     known.category.Clear();
     known.leftOut.clear();
 }
@@ -110,6 +130,42 @@ CComPtr<IWQ_ZELProcessorResponse> CZelProcessorFactories::FindResponse(IWQ_ZELPr
     FindFirst(
         m_factories, [&](auto& factory, auto** out) { return factory.CreateResponse(request, out); }, response);
     return response;
+}
+
+std::vector<CString> CZelProcessorFactories::TaskTypes() const
+{
+    std::vector<CString> types;
+    for (std::size_t index = 0; index < m_factories.GetCount(); ++index)
+        std::ranges::move(TaskTypesOf(CComPtr<IWQ_ZELProcessorFactory>(m_factories.GetAt(index))),
+                          std::back_inserter(types));
+    return types;
+}
+
+std::vector<SZelServerPlugin> CZelProcessorFactories::Describe() const
+{
+    const std::vector<SComponentInfo> components = ListComponents(CATID_ZELProcessorFactory);
+    std::vector<SZelServerPlugin> plugins;
+    for (std::size_t index = 0; index < m_factories.GetCount(); ++index) {
+        SZelServerPlugin plugin;
+        if (const auto found = std::ranges::find(components, m_classes[index], &SComponentInfo::id);
+            found != components.end()) {
+            plugin.name = found->name;
+            plugin.module = found->modulePath;
+        }
+        plugin.taskTypes = TaskTypesOf(CComPtr<IWQ_ZELProcessorFactory>(m_factories.GetAt(index)));
+        plugins.push_back(std::move(plugin));
+    }
+    return plugins;
+}
+
+std::vector<std::wstring> CZelProcessorFactories::LeftOut()
+{
+    SProcessCategory& known = ProcessCategory();
+    const platform::CMutexLock lock(known.mutex);
+    std::vector<std::wstring> reasons;
+    for (const auto& [classId, reason] : known.leftOut)
+        reasons.push_back(reason);
+    return reasons;
 }
 
 void ThrowNoFactory()

@@ -18,6 +18,7 @@ CString WithExcerpt(CString message, const CString& parserText, const CString& e
 
 bool CZelProcessor::CreateAndInitTask(const CString& xml, IWQ_ZELProcessorTask** task)
 {
+    m_pState->m_reasons.taskError.clear();
     const auto fail = [&](CString message, const CString& parserText) {
         WQ_MessageBox(WithExcerpt(std::move(message), parserText, CreateErrorXmlString(xml)), eMessageStyle_Error);
         return false;
@@ -36,14 +37,20 @@ bool CZelProcessor::CreateAndInitTask(const CString& xml, IWQ_ZELProcessorTask**
         WQ_MessageBox(TextOf(StringCodes::kCantFindTypeNode), eMessageStyle_Error);
         return false;
     }
+    m_pState->m_strTaskType = type;
+    if (m_pState->m_onTask)
+        m_pState->m_onTask(type);
 
     CComPtr<IWQ_ZELProcessorTask> found;
     if (!m_pState->m_pFactories->FindTask(type.c_str(), found)) {
         WQ_MessageBox(TextOf(StringCodes::kUnknownRequestType), eMessageStyle_Warning);
         return false;
     }
-    if (!found->Init(element.Get()))
-        return fail(TextOf(StringCodes::kUnableInitTask), {});
+    if (!found->Init(element.Get())) {
+        if (m_pState->m_reasons.isWanted)
+            m_pState->m_reasons.taskError = TaskErrorText(*found.Get());
+        return fail(TextOf(StringCodes::kUnableInitTask), m_pState->m_reasons.taskError);
+    }
     *task = found.Detach();
     return true;
 }

@@ -15,10 +15,8 @@ namespace HeldFile {
 
 namespace {
 
-constexpr std::chrono::nanoseconds kWarnAfter = 30s;
 /// To find who holds a file takes milliseconds on a machine with many processes.
 constexpr std::chrono::nanoseconds kBetweenLooks = 5s;
-constexpr std::size_t kMaxPassedOver = 1000;
 
 /// Whether the system may be asked again.
 bool TakeLook()
@@ -39,39 +37,18 @@ CString Describe(const CString& path)
     return L"'" + path + L"' is kept open by " + (holders.empty() ? L"another process" : holders);
 }
 
-Protocol::GoOn WithWarning(const CString& path, Protocol::GoOn goOn)
+Protocol::GoOn WithWarning(const CString& path, Protocol::GoOn goOn, std::chrono::milliseconds after)
 {
-    return [path, goOn = std::move(goOn), start = platform::Clock().Steady(), isTold = false]() mutable {
+    return [path, goOn = std::move(goOn), after, start = platform::Clock().Steady(), isTold = after == 0ms]() mutable {
         if (goOn && !goOn())
             return false;
-        if (!isTold && platform::Clock().Steady() - start >= kWarnAfter) {
+        if (!isTold && platform::Clock().Steady() - start >= after) {
             isTold = true;
             Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
                              Describe(path) + L"; it is waited for");
         }
         return true;
     };
-}
-
-void CPassedOver::Meet(const CString& path)
-{
-    const std::chrono::nanoseconds now = platform::Clock().Steady();
-    if (m_files.size() >= kMaxPassedOver && !m_files.contains(path))
-        return;
-    SFile& file = m_files.try_emplace(path, SFile{now}).first->second;
-    file.isMet = true;
-    if (!file.isTold && now - file.since >= kWarnAfter) {
-        file.isTold = true;
-        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
-                         Describe(path) + L"; it is taken when he lets go");
-    }
-}
-
-void CPassedOver::EndLook()
-{
-    std::erase_if(m_files, [](const auto& entry) { return !entry.second.isMet; });
-    for (auto& [path, file] : m_files)
-        file.isMet = false;
 }
 
 } // namespace HeldFile

@@ -1,10 +1,11 @@
 #include "ZEL_Processor/LockFile.h"
 
-#include "ProtocolFiles.h"
+#include "HandOver.h"
+#include "LockNote.h"
 #include "framework/Exceptions.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
-#include "platform/Text.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
 #include <chrono>
@@ -18,17 +19,6 @@ struct CLockFile::SHandle {
 namespace {
 
 constexpr double kLockTimeoutSeconds = 2.0;
-// Identify the reports of this class.
-constexpr long kLineTimeout = 58;
-constexpr long kLineError = 49;
-constexpr long kLineAlreadyHeld = 83;
-
-std::string HolderText()
-{
-    return platform::ToUtf16Le(
-        FormatText(L"Process id: %ld\nThread id: %ld",
-                   {std::to_wstring(platform::CurrentProcessId()), std::to_wstring(platform::CurrentThreadId())}));
-}
 
 } // namespace
 
@@ -59,12 +49,14 @@ bool CLockFile::Lock(bool bWait, const std::atomic<bool>& goOn)
         if (result == eLockRet_Ok)
             return true;
         if (result == eLockRet_Error) {
-            WQ_ReportErrorNow(SourceNames::kLockFile, kLineError, L"CLockFile::Lock", L"Unable to create lock file");
+            WQ_ReportErrorNow(SourceNames::kLockFile, ReportLines::kLockNotCreated, L"CLockFile::Lock",
+                              L"Unable to create lock file");
             return false;
         }
         const std::chrono::duration<double> elapsed = platform::Clock().Steady() - start;
         if (elapsed.count() > kLockTimeoutSeconds) {
-            WQ_ReportErrorNow(SourceNames::kLockFile, kLineTimeout, L"CLockFile::Lock", L"Timeout expired");
+            WQ_ReportErrorNow(SourceNames::kLockFile, ReportLines::kLockTimeout, L"CLockFile::Lock",
+                              L"Timeout expired");
             return false;
         }
         if (!goOn)
@@ -89,13 +81,14 @@ CString CLockFile::GetLockFileFullPath() const
 CLockFile::eLockRetVal CLockFile::CreateLockFile()
 {
     if (IsHeld()) {
-        WQ_ReportErrorNow(SourceNames::kLockFile, kLineAlreadyHeld, L"CLockFile::CreateLockFile",
+        WQ_ReportErrorNow(SourceNames::kLockFile, ReportLines::kLockAlreadyHeld, L"CLockFile::CreateLockFile",
                           L"Please call Unlock before next lock !");
         AfxThrowNotSupportedException();
     }
     // Copies must not see a lock that this object takes for itself, so it gets a state of its own.
     auto handle = std::make_shared<SHandle>();
-    const platform::eOsError error = platform::Files().OpenLockFile(GetLockFileFullPath(), HolderText(), handle->file);
+    const platform::eOsError error =
+        platform::Files().OpenLockFile(GetLockFileFullPath(), Protocol::LockNote(), handle->file);
     if (error == platform::eOsError_SharingViolation)
         return eLockRet_Busy;
     if (!platform::Succeeded(error))

@@ -75,23 +75,9 @@ void CZelProcessorProgressStatusFile::SetStatusAndComment(eZelProcRequestStatus 
     SetComment(comment);
 }
 
-std::int32_t CZelProcessorProgressStatusFile::ComputePercent() const
-{
-    if (m_nPosition <= m_nRangeLow || m_nRangeHigh <= m_nRangeLow)
-        return 0;
-    if (m_nPosition >= m_nRangeHigh)
-        return 100;
-    // The position itself counts, not its distance from the low end: with a range that does not start at 0 the percent
-    // runs ahead of the linear share. Readers know it so.
-    const double onePercent = static_cast<double>(m_nRangeHigh - m_nRangeLow) / 100.0;
-    const double percent = static_cast<double>(m_nPosition) / onePercent;
-    constexpr double kMost = 2147483647.0;
-    return static_cast<std::int32_t>(percent < kMost ? percent : kMost);
-}
-
 void CZelProcessorProgressStatusFile::PublishPercent()
 {
     if (m_eStatus == eRequestStatus_NotIntialized)
         m_eStatus = eRequestStatus_GettingData;
-    WriteStatusAndPercent(m_eStatus, ComputePercent());
+    WriteStatusAndPercent(m_eStatus, ZelPercent(m_nRangeLow, m_nRangeHigh, m_nPosition));
 }

@@ -25,9 +25,9 @@ public:
 
     [[nodiscard]] eZelProcRequestStatus GetStatusValue() const { return m_eStatus; }
     [[nodiscard]] std::int32_t GetPercentValue() const { return m_nPercent; }
+    [[nodiscard]] const CString& GetCommentValue() const { return m_strComment; }
 
 private:
-    [[nodiscard]] std::int32_t ComputePercent() const;
     void PublishPercent();
 
     eZelProcRequestStatus m_eStatus = eRequestStatus_NotIntialized;

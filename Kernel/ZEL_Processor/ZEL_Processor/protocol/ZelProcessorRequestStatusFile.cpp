@@ -1,12 +1,13 @@
 #include "ZelProcessorRequestStatusFile.h"
 
+#include "HandOver.h"
 #include "HeldFile.h"
-#include "ProtocolFiles.h"
 #include "StatusFileText.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
 #include <array>
@@ -35,7 +36,7 @@ private:
 CString ReadAll(platform::IFile& file)
 {
     std::string bytes;
-    std::array<std::byte, 4096> buffer;
+    std::array<std::byte, 4096> buffer = {};
     for (;;) {
         std::size_t read = 0;
         if (!platform::Succeeded(file.Read(buffer, read)) || bytes.size() + read > kMaxStatusBytes)
@@ -120,17 +121,18 @@ bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
     m_writeError = OpenWhenFree(platform::eOpenMode_WriteExclusive);
     m_unwritten.clear();
     if (!platform::Succeeded(m_writeError)) {
-        if (m_writeError == platform::eOsError_SharingViolation || m_writeError == platform::eOsError_LinkInTheWay)
-            m_unwritten = bytes;
+        m_unwritten = bytes;
         TellUnopened();
         return false;
     }
     m_writeError = WriteAndClose(bytes);
-    if (!platform::Succeeded(m_writeError))
-        WQ_ReportErrorNow(SourceNames::kZelProcessor, 1, L"CZelProcessorRequestStatusFile::WriteText",
-                          L"Unable to write status file: " + m_strStatusFilePath + L"\n" +
-                              platform::OsErrorText(m_writeError));
-    return platform::Succeeded(m_writeError);
+    if (platform::Succeeded(m_writeError))
+        return true;
+    m_unwritten = bytes;
+    WQ_ReportErrorNow(
+        SourceNames::kZelProcessor, ReportLines::kStatusNotWritten, L"CZelProcessorRequestStatusFile::WriteText",
+        L"Unable to write status file: " + m_strStatusFilePath + L"\n" + platform::OsErrorText(m_writeError));
+    return false;
 }
 
 platform::eOsError CZelProcessorRequestStatusFile::WriteAndClose(const std::string& bytes)

@@ -26,7 +26,7 @@ public:
     void SetPatience(std::chrono::milliseconds patience) { m_patience = patience; }
     /// Counts each further try of a wait, for whoever looks whether the writer gets on. The number outlives the object.
     void SetTurns(std::atomic<std::uint32_t>* pTurns) { m_pTurns = pTurns; }
-    /// What the last write could not put into the file because it was kept open or a link was in the way. Empty else.
+    /// What the last write could not put into the file, for which LastWriteError has the reason. Empty else.
     [[nodiscard]] const std::string& Unwritten() const { return m_unwritten; }
 
     /// Replaces the file by the status alone. Writers show a box and return false when the file can't be opened.

@@ -49,6 +49,17 @@ constexpr SStringCode kRefusedNoFile{138, "IDS_REFUSED_NO_FILE"};
 constexpr SStringCode kRefusedLink{139, "IDS_REFUSED_LINK"};
 constexpr SStringCode kRefusedName{140, "IDS_REFUSED_NAME"};
 constexpr SStringCode kRefusedLongName{141, "IDS_REFUSED_LONG_NAME"};
+constexpr SStringCode kRequestInterrupted{150, "IDS_REQUEST_INTERRUPTED"};
+constexpr SStringCode kProcessingAgain{151, "IDS_PROCESSING_AGAIN"};
+constexpr SStringCode kEndLost{152, "IDS_END_LOST"};
+constexpr SStringCode kCommandLost{153, "IDS_COMMAND_LOST"};
+constexpr SStringCode kEndedAgain{154, "IDS_ENDED_AGAIN"};
+constexpr SStringCode kEndUndone{155, "IDS_END_UNDONE"};
+constexpr SStringCode kReasonEmpty{160, "IDS_REASON_EMPTY"};
+constexpr SStringCode kReasonType{161, "IDS_REASON_TYPE"};
+constexpr SStringCode kReasonServed{162, "IDS_REASON_SERVED"};
+constexpr SStringCode kReasonLeftOut{163, "IDS_REASON_LEFT_OUT"};
+constexpr SStringCode kCannotBeMoved{166, "IDS_CLIENT_CANNOT_BE_MOVED"};
 
 /// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash
 /// report.

@@ -3,6 +3,7 @@
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
+#include "platform/PrivateFiles.h"
 #include "platform/SourceLocation.h"
 #include "reports/SourceNames.h"
 
@@ -13,6 +14,9 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr std::chrono::nanoseconds kBetweenTries = 1s;
+/// Who reads a status has it for microseconds, and who waits for the end of a server shall not wait for strangers.
+constexpr std::chrono::nanoseconds kLastPatience = 1s;
+constexpr std::chrono::milliseconds kLastPause = 10ms;
 
 void Warn(const CString& text)
 {
@@ -25,25 +29,19 @@ auto Find(Statuses& statuses, const CString& path)
     return std::find_if(statuses.begin(), statuses.end(), [&](const auto& status) { return status.path == path; });
 }
 
-/// Worth another try: the one is let go, the other removed.
-bool MayPass(platform::eOsError error)
-{
-    return error == platform::eOsError_SharingViolation || error == platform::eOsError_LinkInTheWay;
-}
-
 } // namespace
 
-void CLeftStatuses::Leave(const CString& path, const std::string& bytes)
+void CLeftStatuses::Leave(const CString& path, const std::string& bytes, bool isInsisted)
 {
     if (bytes.size() > kMaxBytes)
         return Warn(L"A status is too long to wait for its file and is lost: " + path);
     const platform::FileOwner* const owner = platform::CPrivateFiles::Current();
     CString lost;
     {
-        const std::lock_guard lock(m_cs);
+        const platform::CMutexLock lock(m_cs);
         if (const auto found = Find(m_statuses, path); found != m_statuses.end())
             m_statuses.erase(found);
-        m_statuses.push_back({path, bytes, owner ? *owner : platform::FileOwner(), ++m_nNumber});
+        m_statuses.push_back({path, bytes, owner ? *owner : platform::FileOwner(), ++m_nNumber, isInsisted});
         if (m_statuses.size() > kMost) {
             lost = m_statuses.front().path;
             m_statuses.pop_front();
@@ -55,26 +53,26 @@ void CLeftStatuses::Leave(const CString& path, const std::string& bytes)
 
 void CLeftStatuses::Forget(const CString& path)
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     if (const auto found = Find(m_statuses, path); found != m_statuses.end())
         m_statuses.erase(found);
 }
 
 void CLeftStatuses::ForgetAll()
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     m_statuses.clear();
 }
 
 bool CLeftStatuses::IsEmpty() const
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     return m_statuses.empty();
 }
 
 bool CLeftStatuses::NextAfter(std::uint64_t number, SStatus& status) const
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     const auto found = std::find_if(m_statuses.begin(), m_statuses.end(),
                                     [number](const SStatus& candidate) { return candidate.number > number; });
     if (found == m_statuses.end())
@@ -86,26 +84,65 @@ bool CLeftStatuses::NextAfter(std::uint64_t number, SStatus& status) const
 /// A newer one of the same file stays.
 void CLeftStatuses::Erase(const SStatus& status)
 {
-    const std::lock_guard lock(m_cs);
+    const platform::CMutexLock lock(m_cs);
     const auto found = Find(m_statuses, status.path);
     if (found != m_statuses.end() && found->number == status.number)
         m_statuses.erase(found);
 }
 
+/// The first tries come soon, for most reasons pass soon; later ones cost next to nothing.
+void CLeftStatuses::PutOff(const SStatus& status)
+{
+    const platform::CMutexLock lock(m_cs);
+    const auto found = Find(m_statuses, status.path);
+    if (found == m_statuses.end() || found->number != status.number)
+        return;
+    found->pause = std::clamp<std::chrono::nanoseconds>(2 * found->pause, kBetweenTries, kLongestPause);
+    found->nextTry = platform::Clock().Steady() + found->pause;
+}
+
 void CLeftStatuses::TryAgain()
 {
-    if (IsEmpty() || platform::Clock().Steady() < m_nextTry)
+    if (IsEmpty())
         return;
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    if (now < m_nextTry)
+        return;
+    static_cast<void>(TryAll(now, std::chrono::nanoseconds::max()));
+    m_nextTry = platform::Clock().Steady() + kBetweenTries;
+}
+
+void CLeftStatuses::TryToTheLast()
+{
+    constexpr auto always = std::chrono::nanoseconds::max();
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kLastPatience;
+    // What failed for another reason than a hold is put off beyond the end by the first of these.
+    for (bool mayAnyPass = TryAll(always, end); mayAnyPass && platform::Clock().Steady() < end;) {
+        platform::Clock().SleepFor(kLastPause);
+        mayAnyPass = TryAll(platform::Clock().Steady(), end);
+    }
+}
+
+bool CLeftStatuses::TryAll(std::chrono::nanoseconds now, std::chrono::nanoseconds end)
+{
+    bool mayAnyPass = false;
     SStatus status;
-    for (std::uint64_t last = 0; NextAfter(last, status); last = status.number) {
+    for (std::uint64_t last = 0; NextAfter(last, status) && platform::Clock().Steady() < end; last = status.number) {
+        if (now < status.nextTry)
+            continue;
         const platform::CPrivateFiles files(status.owner);
         const platform::eOsError error = platform::WriteWholeFile(status.path, status.bytes);
+        mayAnyPass = mayAnyPass || MayPass(error);
         if (MayPass(error))
             continue;
+        if (status.isInsisted && !platform::Succeeded(error)) {
+            PutOff(status);
+            continue;
+        }
         Erase(status);
         if (!platform::Succeeded(error))
             Warn(L"A status that had to wait for its file is lost: " + status.path + L": " +
                  platform::OsErrorText(error));
     }
-    m_nextTry = platform::Clock().Steady() + kBetweenTries;
+    return mayAnyPass;
 }

@@ -2,16 +2,17 @@
 
 #include "ZEL_Processor/ZelTypes.h"
 #include "platform/FileSystem.h"
+#include "platform/Mutex.h"
 
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <string>
 
-/// Last statuses that could not be written, because somebody kept the file open or a link was in the way. They are
-/// tried again until he lets go: who waits for the end of a request is told of it, and nobody else waits. Each is
-/// written as it would have been by who left it: for whom the files of his thread were private then.
+/// Last statuses that could not be written, because somebody kept the file open or a link was in the way, or for
+/// whatever reason. They are tried again until they are there: who waits for the end of a request is told of it, and
+/// nobody else waits. Each is written as it would have been by who left it: for whom the files of his thread were
+/// private then.
 /// Safe from any thread; TryAgain is one thread's, the one that runs requests.
 class CLeftStatuses {
 public:
@@ -20,7 +21,17 @@ public:
     /// A longer one is not kept.
     static constexpr std::size_t kMaxBytes = std::size_t{64} << 10;
 
-    void Leave(const CString& path, const std::string& bytes);
+    /// The longest pause between two tries of a status that nothing but a failing system keeps from being written.
+    static constexpr std::chrono::seconds kLongestPause{64};
+
+    /// Worth another try in any case: the one is let go, the other removed.
+    [[nodiscard]] static bool MayPass(platform::eOsError error)
+    {
+        return error == platform::eOsError_SharingViolation || error == platform::eOsError_LinkInTheWay;
+    }
+
+    /// isInsisted: a try that fails for another reason is not the last; the pauses grow.
+    void Leave(const CString& path, const std::string& bytes, bool isInsisted = false);
     /// Another status is about to be written, or the file to be removed. A try that is under way is not waited for: it
     /// takes microseconds, and needs the stranger to let go in just these.
     void Forget(const CString& path);
@@ -29,6 +40,9 @@ public:
 
     /// One try for each, at most once a second.
     void TryAgain();
+    /// At the end of a server, when no other thread tries: those that somebody's hold keeps from being written again
+    /// and again, the others once, and all of it for a second at most.
+    void TryToTheLast();
 
 private:
     struct SStatus {
@@ -36,13 +50,19 @@ private:
         std::string bytes;
         platform::FileOwner owner; ///< empty: for everybody
         std::uint64_t number = 0;  ///< the higher, the newer
+        bool isInsisted = false;
+        std::chrono::nanoseconds pause{0};   ///< after the try that failed
+        std::chrono::nanoseconds nextTry{0}; ///< not before
     };
 
     [[nodiscard]] bool NextAfter(std::uint64_t number, SStatus& status) const;
     void Erase(const SStatus& status);
+    void PutOff(const SStatus& status);
+    /// Those that are due then. Whether any is left that may pass.
+    bool TryAll(std::chrono::nanoseconds now, std::chrono::nanoseconds end);
 
-    mutable std::mutex m_cs;
-    std::deque<SStatus> m_statuses;        ///< guarded by m_cs; oldest first
-    std::uint64_t m_nNumber = 0;           ///< guarded by m_cs
+    mutable platform::CMutex m_cs;
+    std::deque<SStatus> m_statuses ZEL_GUARDED_BY(m_cs); ///< oldest first
+    std::uint64_t m_nNumber ZEL_GUARDED_BY(m_cs) = 0;
     std::chrono::nanoseconds m_nextTry{0}; ///< of the thread that tries
 };

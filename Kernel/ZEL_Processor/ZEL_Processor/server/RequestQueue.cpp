@@ -1,61 +1,151 @@
 #include "RequestQueue.h"
+#include "ZEL_Processor/ZelProcessorContext.h"
+#include "platform/Thread.h"
 
-void CRequestQueue::Insert(TSRequestItem item, bool isNext)
+CRequestQueue::CRequestQueue(const std::atomic<bool>& isRunning)
+    : m_bRunning(isRunning),
+      m_queue(std::make_unique<CTurnList>(false)),
+      m_paused(std::make_unique<CTurnList>(false)),
+      m_evQueue(std::make_unique<platform::CManualResetEvent>())
+{}
+
+CRequestQueue::~CRequestQueue() = default;
+
+void CRequestQueue::SetContext(CZelProcessorContext* context)
 {
-    const std::string owner = m_takesTurns ? item.m_strOwner : std::string();
-    auto found = m_turnOf.find(owner);
-    if (found == m_turnOf.end())
-        found = m_turnOf.emplace(owner, m_turns.insert(m_turns.end(), {owner, {}})).first;
-    const Turns::iterator turn = found->second;
-    if (isNext)
-        m_turns.splice(m_turns.begin(), m_turns, turn);
-    ++m_counts[item.m_strOwner];
-    const Items::iterator place = turn->items.insert(isNext ? turn->items.begin() : turn->items.end(), std::move(item));
-    m_places.emplace(Key(place->m_strFile, &*place), SPlace{turn, place});
+    const platform::CMutexLock lock(m_cs);
+    m_pContext = context;
 }
 
-bool CRequestQueue::TakeNext(TSRequestItem& item)
+void CRequestQueue::Clear(bool takesTurns, bool isFair)
 {
-    if (IsEmpty())
+    const platform::CMutexLock lock(m_cs);
+    m_queue = std::make_unique<CTurnList>(takesTurns, isFair);
+    m_paused = std::make_unique<CTurnList>(false, isFair); // which keeps whose client's it is
+}
+
+void CRequestQueue::Add(TSRequestItem item)
+{
+    {
+        const platform::CMutexLock lock(m_cs);
+        m_queue->Append(std::move(item));
+    }
+    m_evQueue->Set();
+}
+
+void CRequestQueue::Unpause(TSRequestItem item)
+{
+    {
+        const platform::CMutexLock lock(m_cs);
+        m_queue->PutNext(std::move(item));
+    }
+    m_evQueue->Set();
+}
+
+void CRequestQueue::Pause(TSRequestItem item)
+{
+    const platform::CMutexLock lock(m_cs);
+    m_paused->Append(std::move(item));
+}
+
+bool CRequestQueue::TakeWaiting(const CString& path, TSRequestItem& item)
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_queue->Take(path, item);
+}
+
+bool CRequestQueue::TakePaused(const CString& path, TSRequestItem& item)
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_paused->Take(path, item);
+}
+
+bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty)
+{
+    const platform::CMutexLock lock(m_cs);
+    if (!m_queue->TakeNext(item)) {
+        onEmpty();
+        // A stop set the event for good; taking that back would leave who takes requests waiting for ever.
+        if (m_bRunning)
+            m_evQueue->Reset();
         return false;
-    const Turns::iterator turn = m_turns.begin();
-    m_turns.splice(m_turns.end(), m_turns, turn);
-    item = Remove({turn, turn->items.begin()});
+    }
+    bLast = m_queue->IsEmpty();
+    // Under the lock: a cancel finds the request either in the queue or ready to be flagged, and never in between.
+    m_strRunning = item.m_strFile;
+    m_bCanceled = false;
+    if (m_pContext)
+        m_pContext->SetCanceled(false);
     return true;
 }
 
-bool CRequestQueue::Take(const CString& path, TSRequestItem& item)
+bool CRequestQueue::PutBack(TSRequestItem item)
 {
-    const Places::const_iterator found = Find(path);
-    if (found == m_places.end())
+    const platform::CMutexLock lock(m_cs);
+    // The host's own flag is not asked here: a fault in it would leave the lock taken.
+    if (m_bCanceled)
         return false;
-    item = Remove(found->second);
+    m_queue->PutBack(std::move(item));
+    m_evQueue->Set();
     return true;
+}
+
+void CRequestQueue::EndRunning()
+{
+    const platform::CMutexLock lock(m_cs);
+    m_strRunning.clear();
+}
+
+bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
+{
+    // Under the lock: the request that is meant is neither ended nor put back meanwhile.
+    const platform::CMutexLock lock(m_cs);
+    if (m_queue->Contains(path))
+        return false;
+    if (onlyThis && m_strRunning != path)
+        return true;
+    m_bCanceled = true;
+    if (m_pContext)
+        m_pContext->SetCanceled(true);
+    return true;
+}
+
+bool CRequestQueue::IsRequestInQueue(const CString& path) const
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_queue->Contains(path);
+}
+
+bool CRequestQueue::IsRequestPaused(const CString& path) const
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_paused->Contains(path);
+}
+
+bool CRequestQueue::IsKnown(const CString& path) const
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_queue->Contains(path) || m_paused->Contains(path) || m_strRunning == path;
 }
 
 std::size_t CRequestQueue::CountOf(const std::string& owner) const
 {
-    const auto found = m_counts.find(owner);
-    return found == m_counts.end() ? 0 : found->second;
+    const platform::CMutexLock lock(m_cs);
+    return m_queue->CountOf(owner) + m_paused->CountOf(owner);
 }
 
-CRequestQueue::Places::const_iterator CRequestQueue::Find(const CString& path) const
+void CRequestQueue::Wake()
 {
-    const auto found = m_places.lower_bound({path, nullptr});
-    return found != m_places.end() && found->first.first == path ? found : m_places.end();
+    const platform::CMutexLock lock(m_cs);
+    m_evQueue->Set();
 }
 
-TSRequestItem CRequestQueue::Remove(const SPlace& place)
+void CRequestQueue::Wait()
 {
-    const auto [turn, item] = place; // the place is gone after the next line
-    m_places.erase({item->m_strFile, &*item});
-    TSRequestItem taken = std::move(*item);
-    turn->items.erase(item);
-    if (turn->items.empty()) {
-        m_turnOf.erase(turn->owner);
-        m_turns.erase(turn);
-    }
-    if (const auto count = m_counts.find(taken.m_strOwner); --count->second == 0)
-        m_counts.erase(count);
-    return taken;
+    m_evQueue->Wait();
+}
+
+bool CRequestQueue::WaitFor(std::chrono::milliseconds timeout)
+{
+    return m_evQueue->WaitFor(timeout);
 }

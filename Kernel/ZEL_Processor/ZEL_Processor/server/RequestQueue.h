@@ -1,65 +1,73 @@
 #pragma once
 
-#include "ZEL_Processor/ZelTypes.h"
+#include "TurnList.h"
+#include "platform/Mutex.h"
 
-#include <cstdint>
-#include <list>
-#include <map>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
 #include <string>
-#include <utility>
 
-/// An entry of the waiting queue and of the paused list.
-struct TSRequestItem {
-    CString m_strFile;           ///< full path of the request file in the queue directory
-    std::int32_t m_nRetries = 0; ///< how many times it was put back because its task declined
-    std::string m_strOwner = {}; ///< whose file it is, as platform::FileOwner; empty when no option asks
-};
+class CZelProcessorContext;
+namespace platform {
+class CManualResetEvent;
+}
 
-/// The requests that wait, or the paused ones. Every operation costs the same for one request as for ten thousand, for
-/// others decide how many there are.
-///
-/// First in, first out; with turns, so for the requests of each owner, and the owners take turns, so that nobody waits
-/// for more than one request of each other owner.
+/// The requests of a server: which wait, which are paused and which one runs. Paths are those of the files in the queue
+/// directory. Safe from any thread; no operation touches a file, shows a box or waits under its lock. Nor may what it
+/// calls there, SetCanceled of the host's context and onEmpty.
 class CRequestQueue {
 public:
-    explicit CRequestQueue(bool takesTurns) : m_takesTurns(takesTurns) {}
+    /// isRunning: the server's; once it is false, what wakes the executive stays set.
+    explicit CRequestQueue(const std::atomic<bool>& isRunning);
+    ~CRequestQueue();
+    CRequestQueue(const CRequestQueue&) = delete;
+    CRequestQueue& operator=(const CRequestQueue&) = delete;
 
-    /// Behind all that wait; with turns, behind those of its owner.
-    void Append(TSRequestItem item) { Insert(std::move(item), false); }
+    /// Whose cancel flag is set and cleared for what runs; null for none.
+    void SetContext(CZelProcessorContext* context);
+    /// Nothing waits and nothing is paused from now on. For both see CTurnList.
+    void Clear(bool takesTurns, bool isFair = false);
+
+    /// Behind all that wait.
+    void Add(TSRequestItem item);
     /// Before all that wait.
-    void PutNext(TSRequestItem item) { Insert(std::move(item), true); }
-    /// False when nothing waits.
-    bool TakeNext(TSRequestItem& item);
-    /// One of this path; the comparison is exact: names differ by letter case on some file systems.
-    bool Take(const CString& path, TSRequestItem& item);
+    void Unpause(TSRequestItem item);
+    /// What was taken out of the queue, or never was in it.
+    void Pause(TSRequestItem item);
+    bool TakeWaiting(const CString& path, TSRequestItem& item);
+    bool TakePaused(const CString& path, TSRequestItem& item);
 
-    [[nodiscard]] bool Contains(const CString& path) const { return Find(path) != m_places.end(); }
-    [[nodiscard]] bool IsEmpty() const { return m_turns.empty(); }
-    /// How many requests of this owner there are.
+    /// The next one runs, uncancelled; bLast: nothing waits behind it. False when nothing waits, and after onEmpty.
+    bool TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty);
+    /// What runs waits again, behind all others. False, and it does not, when it was cancelled.
+    bool PutBack(TSRequestItem item);
+    void EndRunning();
+    /// Cancels whatever runs, or with onlyThis only the request of this path. False, with nothing cancelled, when that
+    /// request waits.
+    bool CancelRunningRequest(const CString& path, bool onlyThis);
+
+    [[nodiscard]] bool IsRequestInQueue(const CString& path) const;
+    [[nodiscard]] bool IsRequestPaused(const CString& path) const;
+    /// Whether it waits, is paused or runs.
+    [[nodiscard]] bool IsKnown(const CString& path) const;
+    /// How many requests of this owner wait or are paused.
     [[nodiscard]] std::size_t CountOf(const std::string& owner) const;
 
+    /// Ends the wait of the executive, as a request that comes does.
+    void Wake();
+    void Wait();
+    /// False when the time is over before anything comes.
+    bool WaitFor(std::chrono::milliseconds timeout);
+
 private:
-    using Items = std::list<TSRequestItem>; ///< the next in front
-    struct STurn {
-        std::string owner; ///< empty without turns
-        Items items;       ///< never empty
-    };
-    using Turns = std::list<STurn>; ///< the next in front
-    struct SPlace {
-        Turns::iterator turn;
-        Items::iterator item;
-    };
-    /// By path, which is the item's own, and by address: a file that somebody deleted may have been sent again.
-    using Key = std::pair<std::wstring_view, const TSRequestItem*>;
-    using Places = std::map<Key, SPlace>;
-
-    void Insert(TSRequestItem item, bool isNext);
-    [[nodiscard]] Places::const_iterator Find(const CString& path) const;
-    TSRequestItem Remove(const SPlace& place);
-
-    const bool m_takesTurns;
-    Turns m_turns;
-    std::map<std::string, Turns::iterator> m_turnOf;
-    std::map<std::string, std::size_t> m_counts;
-    Places m_places;
+    const std::atomic<bool>& m_bRunning;
+    mutable platform::CMutex m_cs;
+    std::unique_ptr<CTurnList> m_queue ZEL_GUARDED_BY(m_cs);  ///< never null
+    std::unique_ptr<CTurnList> m_paused ZEL_GUARDED_BY(m_cs); ///< never null
+    CString m_strRunning ZEL_GUARDED_BY(m_cs);                ///< what runs, empty when nothing does
+    bool m_bCanceled ZEL_GUARDED_BY(m_cs) = false;            ///< what runs is to stop
+    CZelProcessorContext* m_pContext ZEL_GUARDED_BY(m_cs) = nullptr;
+    const std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< reset under m_cs alone
 };

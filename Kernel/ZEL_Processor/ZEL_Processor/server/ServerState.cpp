@@ -1,24 +1,23 @@
-
 #include "ServerState.h"
-#include "LeftStatuses.h"
+#include "Resume.h"
 #include "ZEL_Processor/ZelProcessor.h"
+#include "com/ComError.h"
+#include "com/ComThread.h"
 #include "framework/Exceptions.h"
 #include "framework/Services.h"
 #include "framework/WorkerThread.h"
 #include "platform/Installation.h"
-#include "platform/NameKind.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
-#include "processor/ThreadCom.h"
+#include "processor/ProcessorRunner.h"
 #include "processor/ZelProcessorFactories.h"
-#include "protocol/HeldFile.h"
-#include "protocol/ProtocolFiles.h"
+#include "protocol/HandOver.h"
+#include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
 #include <chrono>
-#include <exception>
 #include <new>
 
 using namespace std::chrono_literals;
@@ -27,7 +26,6 @@ namespace {
 
 constexpr std::uint32_t kStartTimeoutMs = 10001;
 constexpr auto kStartPoll = 200ms;
-constexpr long kLineThreadFailed = 90;
 
 /// The directory without one separator at its end; a second one stays.
 CString WithoutSeparator(const CString& dir)
@@ -49,26 +47,12 @@ CComPtr<IWQ_Palette> FindPalette(const CZelProcessorFactories& factories)
     return {};
 }
 
-/// What is known of the exception that is being handled.
-CString ReasonOfException()
-{
-    try {
-        throw;
-    } catch (const CException& exception) {
-        return exception.GetErrorMessage();
-    } catch (const std::exception& exception) {
-        return platform::FromUtf8(exception.what());
-    } catch (...) {
-        return L"unknown exception";
-    }
-}
-
 /// Reports the exception that ended a thread. Where memory ran out this may fail as well, and must not end the process.
 void ReportThreadFailure(const char* name) noexcept
 {
     try {
-        WQ_ReportErrorNow(SourceNames::kZelProcessorServer, kLineThreadFailed, L"C" + platform::FromUtf8(name),
-                          ReasonOfException());
+        WQ_ReportErrorNow(SourceNames::kZelProcessorServer, ReportLines::kThreadFailed, L"C" + platform::FromUtf8(name),
+                          WQ_ReasonOfException());
     } catch (...) {
         return;
     }
@@ -77,13 +61,6 @@ void ReportThreadFailure(const char* name) noexcept
 } // namespace
 
 CServerState::CServerState()
-    : m_pLeftStatuses(std::make_unique<CLeftStatuses>()),
-      m_pPassedOver(std::make_unique<HeldFile::CPassedOver>()),
-      m_queue(std::make_unique<CRequestQueue>(false)),
-      m_paused(std::make_unique<CRequestQueue>(false)),
-      m_evQueue(std::make_unique<platform::CManualResetEvent>()),
-      m_evStop(std::make_unique<platform::CManualResetEvent>()),
-      m_evListening(std::make_unique<platform::CManualResetEvent>())
 {
     CZelProcessorFactories factories;
     if (!factories.LoadFactories())
@@ -101,12 +78,12 @@ bool CServerState::SetDirs(const CString& requestDir, const CString& outputDir)
 {
     if (!platform::DirectoryExists(requestDir))
         return false;
-    m_strRequestDir = WithoutSeparator(requestDir);
+    m_settings.m_paths.m_strRequestDir = WithoutSeparator(requestDir);
     if (!platform::DirectoryExists(outputDir))
         return false;
-    m_strOutputDir = WithoutSeparator(outputDir);
+    m_settings.m_paths.m_strOutputDir = WithoutSeparator(outputDir);
 
-    const CString queueDir = platform::JoinPath(m_strOutputDir, Protocol::kQueueDirectory);
+    const CString queueDir = SProtocolPaths::QueueDirOf(m_settings.m_paths.m_strOutputDir);
     if (!platform::DirectoryExists(queueDir) && !platform::Succeeded(platform::Files().MakeDirectory(queueDir))) {
         WQ_MessageBox(L"CZelProcessorServer::SetDirs - creating Queue directory failed", eMessageStyle_Error);
         return false;
@@ -120,27 +97,41 @@ bool CServerState::SetDirs(const CString& requestDir, const CString& outputDir)
     }
     // What waits in it is nobody's but this server's. Where this fails it belongs to an administrator, who knows.
     static_cast<void>(platform::KeepOthersFromWriting(queueDir));
-    m_strQueueDir = queueDir;
-    Protocol::DeleteAllFilesInDir(m_strOutputDir);
-    Protocol::DeleteAllFilesInDir(m_strQueueDir);
-
-    {
-        const std::lock_guard lock(m_cs);
-        m_queue = std::make_unique<CRequestQueue>(m_options.takeTurns);
-        m_paused = std::make_unique<CRequestQueue>(false);
+    m_settings.m_paths.m_strQueueDir = queueDir;
+    if (!m_settings.m_options.resume) {
+        Protocol::DeleteAllFilesInDir(m_settings.m_paths.m_strOutputDir);
+        Protocol::DeleteAllFilesInDir(m_settings.m_paths.m_strQueueDir);
     }
-    m_refused.clear();
-    m_pLeftStatuses->ForgetAll();
-    const std::lock_guard notify(m_csNotify);
-    m_lockedOut.clear();
-    m_heldEvents.clear();
-    m_pendingEvents.clear();
-    m_pendingGroups.clear();
-    const std::lock_guard lock(m_csClients);
-    m_clients.clear();
-    m_clientsOfOwner.clear();
-    m_leftEventsFiles.clear();
-    return true;
+    m_requests.Clear(m_settings.m_options.takeTurns, m_settings.m_options.fair);
+    m_listener.Refusals().Clear();
+    m_statuses.Left().ForgetAll();
+    m_registry.Clear();
+    m_registry.SetTold(m_settings.m_options.tellStory);
+    m_notifier.Clear();
+    return !m_settings.m_options.resume || Resume();
+}
+
+bool CServerState::Resume()
+{
+    const CString ownDir = m_settings.m_paths.InOwnFolder({});
+    platform::eOsError error = platform::MakeDirectories(ownDir);
+    if (platform::Succeeded(error))
+        error = platform::CheckOwnDirectory(ownDir);
+    static_cast<void>(platform::KeepOthersFromWriting(ownDir)); // as with the queue
+    m_registry.SetRecords(&m_clientRecords);
+    if (platform::Succeeded(error))
+        error = CResume(m_settings, m_requests, m_statuses, m_registry).Run();
+    if (!platform::Succeeded(error))
+        WQ_MessageBox(L"CZelProcessorServer::SetDirs - what an earlier server left cannot be taken over\n" +
+                          m_settings.m_paths.m_strOutputDir + L": " + platform::OsErrorText(error),
+                      eMessageStyle_Error);
+    return platform::Succeeded(error);
+}
+
+void CServerState::SetContext(CZelProcessorContext* context)
+{
+    m_settings.m_pContext = context;
+    m_requests.SetContext(context);
 }
 
 bool CServerState::Run()
@@ -152,25 +143,28 @@ bool CServerState::Run()
     } catch (const std::bad_alloc&) {
         AfxThrowMemoryException();
     }
-    if (!m_pProcessor->SetOutputDir(m_strOutputDir))
+    m_pRunner = std::make_unique<CProcessorRunner>(*m_pProcessor, m_executive.Remover(), m_settings.m_options.leftOut);
+    m_executive.SetRunner(m_pRunner.get());
+    if (!m_pProcessor->SetOutputDir(m_settings.m_paths.m_strOutputDir))
         return false;
     // Before the threads start, or a request that arrives at once would meet a processor without its context.
-    m_pProcessor->SetEvent(m_pEvent);
-    m_pProcessor->SetContext(m_pContext);
+    m_pProcessor->SetEvent(m_settings.m_pEvent);
+    m_pProcessor->SetContext(m_settings.m_pContext);
+    m_pProcessor->SetTellReasons(m_settings.m_options.tellReasons);
+    m_pProcessor->SetManualProceedQueue(m_settings.m_options.manual);
 
-    m_evStop->Reset();
-    m_evListening->Reset();
+    m_listener.Prepare();
     m_bFailed = false;
     const std::uint32_t start = platform::Clock().TickCount();
     m_pMHThread = AfxBeginThread(&CServerState::MessageHandlingThread, this);
     if (!m_pMHThread)
         return false;
     // The listener's event ends the wait early: 200 ms are the step of the time-out, not the price of a start.
-    while (!m_evListening->WaitFor(kStartPoll)) {
+    while (!m_listener.WaitUntilListening(kStartPoll)) {
         if (platform::Clock().TickCount() - start >= kStartTimeoutMs)
             return false;
     }
-    return m_bNoExecutiveThread || StartExecutiveThread();
+    return m_settings.m_bNoExecutiveThread || StartExecutiveThread();
 }
 
 /// A run that was stopped without waiting, or gave up, may have its threads still, and they use what Run makes anew.
@@ -178,7 +172,7 @@ bool CServerState::EndEarlierRun()
 {
     if (!m_pMHThread)
         return true;
-    EndListener();
+    m_listener.EndListener();
     for (std::unique_ptr<CWQ_Thread>* thread : {&m_pMHThread, &m_pEThread}) {
         if (*thread && !(*thread)->WaitFor(std::chrono::milliseconds(kStartTimeoutMs)))
             return false;
@@ -192,7 +186,7 @@ bool CServerState::StartExecutiveThread()
 {
     m_pEThread = AfxBeginThread(&CServerState::ExecutiveThread, this);
     if (!m_pEThread)
-        EndListener(); // nobody would take what it queues
+        m_listener.EndListener(); // nobody would take what it queues
     return m_pEThread != nullptr;
 }
 
@@ -200,7 +194,7 @@ void CServerState::Stop(bool bWait)
 {
     if (!m_pMHThread)
         return;
-    EndListener();
+    m_listener.EndListener();
     if (bWait) {
         if (!m_pMHThread->Wait())
             WQ_MessageBox(L"Something went wrong with m_pMHThread thread!", eMessageStyle_Error);
@@ -208,6 +202,9 @@ void CServerState::Stop(bool bWait)
             WQ_MessageBox(L"Something went wrong with m_pEThread thread!", eMessageStyle_Error);
         m_pMHThread.reset();
         m_pEThread.reset();
+        // Nobody would tell who waits for them any more.
+        if (m_settings.m_options.retryLastStatus)
+            m_statuses.Left().TryToTheLast();
     }
     if (m_pProcessor)
         m_pProcessor->SetEvent(nullptr);
@@ -215,21 +212,28 @@ void CServerState::Stop(bool bWait)
 
 bool CServerState::MakesProgress()
 {
-    const std::uint32_t listener = m_nListenerTurns;
-    const std::uint32_t executive = m_nExecutiveTurns;
+    const std::uint32_t listener = m_listener.Turns();
+    const std::uint32_t executive = m_executive.Turns();
     const bool listens = std::exchange(m_nListenerTurnsSeen, listener) != listener;
     const bool executes = std::exchange(m_nExecutiveTurnsSeen, executive) != executive;
-    return !m_bRunning || (listens && (executes || m_bExecutiveMayTakeLong || m_bNoExecutiveThread));
+    return !m_bRunning || (listens && (executes || m_executive.MayTakeLong() || m_settings.m_bNoExecutiveThread));
+}
+
+void CServerState::OnChangedDs(IWQ_DsEventsData* events)
+{
+    if (!m_pPalette)
+        throw CComError(E_POINTER);
+    m_notifier.TellChange(*m_pPalette, m_pProject.Get(), events);
 }
 
 /// A thread procedure: the body's failure, or an exception that leaves it, becomes the exit code 1.
-unsigned CServerState::RunThread(const char* name, bool (CServerState::*body)())
+unsigned CServerState::RunThread(const char* name, const std::function<bool()>& body)
 {
     platform::SetCurrentThreadName(name);
-    SetXmlLimitsOfThread(m_options.xmlLimits);
-    const CThreadCom com;
+    SetXmlLimitsOfThread(m_settings.m_options.xmlLimits);
+    const CComThread com(CComThread::eEnd_WhenFresh);
     try {
-        return (this->*body)() ? 0 : 1;
+        return body() ? 0 : 1;
     } catch (const CNotSupportedException&) {
         EndFailed(); // reported where it was thrown
     } catch (...) {
@@ -243,24 +247,26 @@ unsigned CServerState::RunThread(const char* name, bool (CServerState::*body)())
 /// Half a server serves nobody and looks alive: when one thread fails, both end.
 void CServerState::EndFailed() noexcept
 {
-    EndListener();
-    const std::lock_guard lock(m_cs);
-    m_evQueue->Set();
+    m_listener.EndListener();
+    m_requests.Wake();
 }
 
 void CServerState::TellFailed()
 {
     // A server that never accepted anything is told of by Run.
-    if (m_evListening->IsSet() && !m_bFailed.exchange(true) && m_options.failed)
-        m_options.failed(m_options.failedContext);
+    if (m_listener.IsListening() && !m_bFailed.exchange(true) && m_settings.m_options.failed)
+        m_settings.m_options.failed(m_settings.m_options.failedContext);
 }
 
 unsigned CServerState::MessageHandlingThread(void* server)
 {
-    return static_cast<CServerState*>(server)->RunThread("ZelProcessorServer::MessageHandling", &CServerState::Listen);
+    auto* const self = static_cast<CServerState*>(server);
+    return self->RunThread("ZelProcessorServer::MessageHandling",
+                           [self] { return self->m_pProcessor && self->m_listener.Listen(); });
 }
 
 unsigned CServerState::ExecutiveThread(void* server)
 {
-    return static_cast<CServerState*>(server)->RunThread("ZelProcessorServer::Executive", &CServerState::ProcessQueue);
+    auto* const self = static_cast<CServerState*>(server);
+    return self->RunThread("ZelProcessorServer::Executive", [self] { return self->m_executive.ProcessQueue(); });
 }

@@ -1,5 +1,6 @@
 #include "ZEL_Processor/ZelProcessorServer.h"
 
+#include "PublishedInfo.h"
 #include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
 
@@ -9,7 +10,7 @@ CZelProcessorServer::~CZelProcessorServer() = default;
 
 void CZelProcessorServer::SetOptions(const SZelServerOptions& options)
 {
-    m_pState->m_options = options;
+    m_pState->m_settings.m_options = options;
 }
 
 bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outputDir)
@@ -19,27 +20,27 @@ bool CZelProcessorServer::SetDirs(const CString& requestDir, const CString& outp
 
 void CZelProcessorServer::SetZelProcessorEvent(CZelProcessorEvent* event)
 {
-    m_pState->m_pEvent = event;
+    m_pState->m_settings.m_pEvent = event;
 }
 
 CZelProcessorEvent* CZelProcessorServer::GetZelProcessorEvent() const
 {
-    return m_pState->m_pEvent;
+    return m_pState->m_settings.m_pEvent;
 }
 
 void CZelProcessorServer::SetZelProcessorContext(CZelProcessorContext* context)
 {
-    m_pState->m_pContext = context;
+    m_pState->SetContext(context);
 }
 
 CZelProcessorContext* CZelProcessorServer::GetZelProcessorContext() const
 {
-    return m_pState->m_pContext;
+    return m_pState->m_settings.m_pContext;
 }
 
 void CZelProcessorServer::SetNoExecutiveThread(bool noExecutiveThread)
 {
-    m_pState->m_bNoExecutiveThread = noExecutiveThread;
+    m_pState->m_settings.m_bNoExecutiveThread = noExecutiveThread;
 }
 
 void CZelProcessorServer::SetPalette(IWQ_Palette* palette)
@@ -65,6 +66,11 @@ void CZelProcessorServer::Stop(bool bWait)
 bool CZelProcessorServer::HasFailed() const
 {
     return m_pState->m_bFailed;
+}
+
+bool CZelProcessorServer::PublishInfo(const SZelServerInfo& info)
+{
+    return PublishServerInfo(m_pState->m_settings, info);
 }
 
 bool CZelProcessorServer::MakesProgress()
@@ -96,30 +102,30 @@ void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)
 
 void CZelProcessorServer::OnChangedLockResults()
 {
-    m_pState->OnChangedLockResults();
+    m_pState->m_notifier.TellLockResults();
 }
 
 CString CZelProcessorServer::GetFileInQueueFullPath(const CString& path) const
 {
-    return m_pState->GetFileInQueueFullPath(path);
+    return m_pState->m_settings.m_paths.InQueue(path);
 }
 
 CString CZelProcessorServer::GetFileInRequestDirFullPath(const CString& path) const
 {
-    return m_pState->GetFileInRequestDirFullPath(path);
+    return m_pState->m_settings.m_paths.InRequestDir(path);
 }
 
 CString CZelProcessorServer::GetDsEventsFileFullPath(const GUID& clientId) const
 {
-    return m_pState->GetDsEventsFileFullPath(clientId);
+    return m_pState->m_settings.m_paths.DsEvents(clientId);
 }
 
 CString CZelProcessorServer::GetInsertableItemsChangeFile(const GUID& clientId) const
 {
-    return m_pState->GetInsertableItemsChangeFile(clientId);
+    return m_pState->m_settings.m_paths.InsertableItems(clientId);
 }
 
 CString CZelProcessorServer::GetLockResultsChangeFile(const GUID& clientId) const
 {
-    return m_pState->GetLockResultsChangeFile(clientId);
+    return m_pState->m_settings.m_paths.LockResults(clientId);
 }

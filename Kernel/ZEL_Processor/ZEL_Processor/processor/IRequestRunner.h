@@ -1,0 +1,25 @@
+#pragma once
+
+#include "ZEL_Processor/ZelTypes.h"
+
+#include <functional>
+
+class CZelProcessorProgress;
+
+/// Runs one request after the other for whoever takes them out of the queue. What is said of the operations of the same
+/// names of CZelProcessor holds here.
+class IRequestRunner {
+public:
+    virtual ~IRequestRunner() = default;
+    /// Asked before each request; ProceedQueue(false) when nothing waits any more, under the lock of the queue.
+    [[nodiscard]] virtual bool CanProceedQueue() const = 0;
+    virtual void ProceedQueue(bool proceed) = 0;
+
+    virtual bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
+                                bool& bRetry) = 0;
+    [[nodiscard]] virtual bool HasToldDone() const = 0;
+    /// The type of task that the last request asked for; empty when it did not come so far.
+    [[nodiscard]] virtual CString TaskType() const { return {}; }
+    /// Called with that type as soon as it is known, before any code of the task, on the thread that runs the request.
+    virtual void SetOnTask(std::function<void(const CString& type)> onTask) = 0;
+};

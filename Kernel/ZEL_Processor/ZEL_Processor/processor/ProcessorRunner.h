@@ -1,0 +1,37 @@
+#pragma once
+
+#include "IRequestRunner.h"
+#include "ProcessorState.h"
+
+#include <utility>
+
+/// Runs requests in this process, on the thread that asks for it.
+class CProcessorRunner final : public IRequestRunner {
+public:
+    /// removeRequest: takes the file of a request away whose response is saved; empty: it is deleted. leftOut: plug-ins
+    /// that the host did not use, for the reasons.
+    explicit CProcessorRunner(CZelProcessor& processor,
+                              std::function<platform::eOsError(const CString&)> removeRequest = {},
+                              const std::vector<CString>& leftOut = {})
+        : m_processor(processor)
+    {
+        m_processor.m_pState->m_reasons.leftOut = leftOut;
+        m_processor.m_pState->m_removeRequest = std::move(removeRequest);
+    }
+
+    [[nodiscard]] bool CanProceedQueue() const override { return m_processor.CanProceedQueue(); }
+    void ProceedQueue(bool proceed) override { m_processor.ProceedQueue(proceed); }
+    bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce, bool& bRetry) override
+    {
+        return m_processor.ProcessRequest(requestPath, progress, bForce, bRetry);
+    }
+    [[nodiscard]] bool HasToldDone() const override { return m_processor.HasToldDone(); }
+    [[nodiscard]] CString TaskType() const override { return m_processor.m_pState->m_strTaskType; }
+    void SetOnTask(std::function<void(const CString& type)> onTask) override
+    {
+        m_processor.m_pState->m_onTask = std::move(onTask);
+    }
+
+private:
+    CZelProcessor& m_processor;
+};

@@ -1,0 +1,86 @@
+#include "RequestReasons.h"
+
+#include "ZEL_Processor/XMLTools.h"
+#include "ZelProcessorFactories.h"
+#include "com/Bstr.h"
+#include "framework/Services.h"
+#include "framework/texts/EditDistance.h"
+#include "platform/FileSystem.h"
+#include "platform/Os.h"
+#include "reports/StringCodes.h"
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+namespace {
+
+/// Of what strangers and plug-ins say; a status file is read as a whole by everybody who asks.
+constexpr std::size_t kMaxWords = 2000;
+constexpr std::size_t kMaxTypeName = 100;
+constexpr std::size_t kMaxTypes = 20;
+
+CString Cut(CString text, std::size_t length)
+{
+    if (text.size() > length)
+        text.replace(length, CString::npos, L"...");
+    return text;
+}
+
+bool IsEmptyFile(const CString& path)
+{
+    platform::SFileAttributes attributes;
+    std::unique_ptr<platform::IFile> file;
+    return platform::Succeeded(platform::Files().Open(path, platform::eOpenMode_ReadShared, file)) &&
+           platform::Succeeded(file->GetAttributes(attributes)) && attributes.length == 0;
+}
+
+CString ServedTypes(const CString& type, const CZelProcessorFactories& factories)
+{
+    std::vector<CString> types = factories.TaskTypes();
+    std::ranges::stable_sort(types, {}, [&type](const CString& served) { return EditDistance(type, served); });
+    types.resize(std::min(types.size(), kMaxTypes));
+    CString text;
+    for (const CString& served : types)
+        text += (text.empty() ? L"" : L", ") + Cut(served, kMaxTypeName);
+    return text;
+}
+
+CString WhyNotServed(const CString& type, const CZelProcessorFactories& factories, std::vector<CString> leftOut)
+{
+    CString reason = FormatText(TextOf(StringCodes::kReasonType), {Cut(type, kMaxTypeName)});
+    if (const CString served = ServedTypes(type, factories); !served.empty())
+        reason += L" " + FormatText(TextOf(StringCodes::kReasonServed), {served});
+    std::ranges::move(CZelProcessorFactories::LeftOut(), std::back_inserter(leftOut));
+    for (const CString& why : leftOut)
+        reason += L"\n" + FormatText(TextOf(StringCodes::kReasonLeftOut), {why});
+    return Cut(std::move(reason), kMaxWords);
+}
+
+} // namespace
+
+CString WhyNotTaken(const CString& path, const CZelProcessorFactories& factories, const std::vector<CString>& leftOut)
+{
+    if (IsEmptyFile(path))
+        return TextOf(StringCodes::kReasonEmpty);
+    CComPtr<IXMLDOMDocument> document;
+    CString errorText;
+    if (!CXMLTools::CreateXmlDomFromFile(path, document.Put(), errorText))
+        return Cut(WQ_LoadString(StringCodes::kCantParseRequest) + L"\n" + errorText, kMaxWords);
+    CComPtr<IXMLDOMNode> task;
+    if (!CXMLTools::GetNodeByName(document.Get(), L"Task", task.Put()))
+        return TextOf(StringCodes::kCantFindTaskNode);
+    CString type;
+    if (!CXMLTools::GetAttributeValue(task.Get(), L"Type", type))
+        return TextOf(StringCodes::kCantFindTypeNode);
+    // One whose type is served was refused for something that its factory alone knows.
+    const std::vector<CString> types = factories.TaskTypes();
+    return std::ranges::count(types, type) == 0 ? WhyNotServed(type, factories, leftOut) : CString();
+}
+
+CString TaskErrorText(IWQ_ZELProcessorTask& task)
+{
+    const auto error = CComPtr<IWQ_ZELProcessorTask>(&task).QueryTo<IWQ_ZELProcessorTaskError>();
+    CBstr text;
+    return error && error->GetErrorText(text.Put()) ? Cut(CString(text.View()), kMaxWords) : CString();
+}

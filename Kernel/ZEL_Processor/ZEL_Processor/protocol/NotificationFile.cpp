@@ -1,0 +1,15 @@
+#include "NotificationFile.h"
+
+#include "HandOver.h"
+#include "platform/Os.h"
+
+bool NotificationFile::HasContent(const CString& path)
+{
+    platform::SFileAttributes attributes;
+    return platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length != 0;
+}
+
+bool NotificationFile::Empty(const CString& path)
+{
+    return platform::Succeeded(Protocol::RetryForASecond([&] { return platform::WriteWholeFile(path, {}); }));
+}

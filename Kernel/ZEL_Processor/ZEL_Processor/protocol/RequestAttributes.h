@@ -1,0 +1,27 @@
+#pragma once
+
+#include "ZEL_Processor/ZelTypes.h"
+
+#include <string>
+#include <string_view>
+
+/// What the document element of a request says of when it is to run. Read before anything runs, from a file that may
+/// hold anything: from its first bytes alone, without a parser that could be given work by it.
+struct SRequestAttributes {
+    static constexpr int kHighest = 100;
+    /// The element begins and ends within so many bytes, or says nothing.
+    static constexpr std::size_t kMaxBytes = 4096;
+    static constexpr std::size_t kMaxClientBytes = 64;
+
+    int priority = 0;   ///< "Priority", at most kHighest above or below 0; what is beyond counts as that
+    std::string client; ///< "Client", as it stands there, in UTF-8, cut after kMaxClientBytes
+
+    bool operator==(const SRequestAttributes&) const = default;
+
+    /// The first bytes of a document in UTF-8, in UTF-16 with its mark, or in any encoding that begins like ASCII.
+    /// Nothing is said by what is no such element: whether that is an error its run will tell. Nor by a document with a
+    /// type declaration.
+    [[nodiscard]] static SRequestAttributes Parse(std::string_view bytes);
+    /// Of a file that only this process may touch.
+    [[nodiscard]] static SRequestAttributes Read(const CString& path);
+};

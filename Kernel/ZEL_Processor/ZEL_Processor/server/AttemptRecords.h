@@ -1,0 +1,32 @@
+#pragma once
+
+#include "ZEL_Processor/ZelTypes.h"
+#include "platform/OsError.h"
+
+#include <map>
+
+class CRecordFolder;
+struct CServerSettings;
+struct TSRequestItem;
+
+/// How often runs were begun of requests whose run the end of a server may have interrupted: a request that ends the
+/// server must not do so for ever. A first run has no record, for it must not cost anything; where interrupted requests
+/// are to fail, it has one, for a power cut may undo the status that tells of the run. Safe from any thread.
+class CAttemptRecords {
+public:
+    explicit CAttemptRecords(const CServerSettings& settings) : m_settings(settings) {}
+
+    /// What the servers before left, by the name of the request; at least 1 for each.
+    [[nodiscard]] platform::eOsError ReadAll(std::map<CString, unsigned>& attempts) const;
+    /// Before a run. It must not begin when this fails.
+    [[nodiscard]] platform::eOsError Begin(const TSRequestItem& item) const;
+    /// After a run that the server has outlived.
+    void End(const TSRequestItem& item) const;
+    void Forget(const CString& name) const;
+
+private:
+    [[nodiscard]] bool IsRecorded(const TSRequestItem& item) const;
+    [[nodiscard]] CRecordFolder Folder() const;
+
+    const CServerSettings& m_settings;
+};

@@ -1,0 +1,208 @@
+#include "ContainedRun.h"
+#include "EndedRequests.h"
+#include "RequestQueue.h"
+#include "ServerSettings.h"
+#include "ZEL_Processor/ZelProcessor.h"
+#include "framework/CrashReport.h"
+#include "framework/Log.h"
+#include "framework/Services.h"
+#include "platform/Fault.h"
+#include "platform/FaultDeadline.h"
+#include "platform/Os.h"
+#include "platform/PrivateFiles.h"
+#include "platform/Text.h"
+#include "processor/IRequestRunner.h"
+#include "protocol/HandOver.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
+#include "reports/ReportLines.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
+
+#include <functional>
+#include <utility>
+
+namespace {
+
+/// What left the run: nothing, a C++ exception, or a fault with its record.
+bool LeftByException(const std::function<void()>& body, platform::SFaultRecord& fault)
+{
+    const bool returned = platform::RunContained(
+        [&] {
+            try {
+                body();
+            } catch (...) {
+                platform::RecordCurrentException(fault);
+            }
+        },
+        fault);
+    return !returned || fault.kind == platform::eFaultKind_Exception;
+}
+
+/// For the sender of the request.
+CString FaultText(const platform::SFaultRecord& fault)
+{
+    return fault.exception[0] != '\0' ? platform::FromUtf8(fault.exception) : platform::FaultKindName(fault.kind);
+}
+
+/// Passes the progress of a run on, but keeps a failure back until the request's file is gone: a client that sends the
+/// same name again as soon as it reads of the failure must not meet the old file. The run may go on after a failure
+/// that was the task's own; then nothing is kept.
+class CHeldFailure final : public CZelProcessorProgress {
+public:
+    explicit CHeldFailure(CZelProcessorProgress& progress) : m_progress(progress) {}
+
+    void Tell()
+    {
+        if (m_eStatus != eRequestStatus_NotIntialized)
+            m_progress.SetStatusAndComment(std::exchange(m_eStatus, eRequestStatus_NotIntialized),
+                                           m_strComment.c_str());
+    }
+    void SetRange(std::uint64_t low, std::uint64_t high) override
+    {
+        Tell();
+        m_progress.SetRange(low, high);
+    }
+    void SetPos(std::uint64_t position) override
+    {
+        Tell();
+        m_progress.SetPos(position);
+    }
+    void SetStep(std::int32_t step) override { m_progress.SetStep(step); }
+    void StepIt() override
+    {
+        Tell();
+        m_progress.StepIt();
+    }
+    void SetComment(const wchar_t* comment) override
+    {
+        Tell();
+        m_progress.SetComment(comment);
+    }
+    void SetStatusAndComment(eZelProcRequestStatus status, const wchar_t* comment) override
+    {
+        m_eStatus = eRequestStatus_NotIntialized;
+        if (status != eRequestStatus_ServerError && status != eRequestStatus_Canceled)
+            return m_progress.SetStatusAndComment(status, comment);
+        m_eStatus = status;
+        m_strComment = comment ? comment : L"";
+    }
+
+private:
+    CZelProcessorProgress& m_progress;
+    eZelProcRequestStatus m_eStatus = eRequestStatus_NotIntialized; ///< what is kept back
+    CString m_strComment;
+};
+
+void ReportFailed(const TSRequestItem& item, const CString& reason)
+{
+    WQ_ReportErrorNow(SourceNames::kZelProcessorServer, ReportLines::kRequestFailed,
+                      L"CZelProcessorServer::ExecuteRequest()", L"Request " + item.m_strFile + L" failed" + reason);
+}
+
+} // namespace
+
+bool CContainedRun::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce,
+                                       bool& bException)
+{
+    platform::SFaultRecord fault;
+    platform::CFaultDeadline deadline(m_settings.m_options.crashReportTime);
+    m_bInTask = true;
+    bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
+    m_bInTask = false;
+    // The crash report is the operator's.
+    const platform::CPrivateFiles asUsual({});
+    if (bException) {
+        deadline.Start(fault);
+        m_strFault = FaultText(fault);
+        HandleCatchAll(L"CZelProcessorServer::ExecuteRequest", &fault, SourceNames::kZelProcessorServer,
+                       ReportLines::kExceptionFilter);
+    }
+    return !bException;
+}
+
+bool CContainedRun::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce)
+{
+    bool bRetry = false;
+    CHeldFailure progress(statusFile);
+    const bool done = m_pRunner->ProcessRequest(item.m_strFile, &progress, m_retries.IsForced(item, bForce), bRetry);
+    const eRetry retry = bRetry ? PutBack(item, statusFile) : eRetry_None;
+    if (retry == eRetry_TooSoon)
+        return true;
+    if (retry == eRetry_Canceled)
+        EndFailedRequest(item, [&] {
+            CZelProcessor::SetStatus(&statusFile, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
+        });
+    if (!done && !bRetry) {
+        const bool isToldWithReason = m_settings.m_options.tellStory;
+        if (!isToldWithReason && (!m_settings.m_pContext || !m_settings.m_pContext->IsCanceled()))
+            ReportFailed(item, {});
+        EndFailedRequest(item, [&] { progress.Tell(); });
+    }
+    m_retries.EndRun();
+    return true;
+}
+
+CContainedRun::eRetry CContainedRun::PutBack(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile)
+{
+    const bool counted = m_retries.Count(item);
+    // To a start that takes over what lies there a status that is not final tells of a run.
+    const bool isHidden = m_settings.m_options.resume &&
+                          platform::Succeeded(Protocol::RemoveWhenFree(m_settings.m_paths.Status(item.m_strFile),
+                                                                       m_settings.BriefPatience()));
+    if (!m_requests.PutBack(item)) {
+        if (isHidden) // or its name would look unknown when its file goes
+            CZelProcessor::SetStatus(&statusFile, eRequestStatus_ProcessingStarted,
+                                     TextOf(StringCodes::kProcessingStarted));
+        return eRetry_Canceled;
+    }
+    return counted ? eRetry_Counted : eRetry_TooSoon;
+}
+
+void CContainedRun::RefuseRequest(const TSRequestItem& item, const CString& reason,
+                                  const std::function<void()>& tell) const
+{
+    ReportFailed(item, L"\n" + reason);
+    EndFailedRequest(item, tell);
+}
+
+void CContainedRun::EndFailedRequest(const TSRequestItem& item, const std::function<void()>& tell) const
+{
+    // A file that stayed in the queue directory would make the request look as if it still waited, once its status has
+    // been taken away, and would keep its name from being used again.
+    const bool resumes = m_settings.m_options.resume;
+    const platform::eOsError error = resumes ? m_ended.EndWithoutResponse(item.m_strFile, tell)
+                                             : Protocol::RemoveWhenFree(item.m_strFile, m_settings.BriefPatience());
+    if (!platform::Succeeded(error) && !platform::IsAbsent(error))
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                         L"Unable to delete the failed request " + item.m_strFile + L": " +
+                             platform::OsErrorText(error));
+    if (!resumes)
+        tell();
+}
+
+int CContainedRun::HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
+                                  const wchar_t* file, long line)
+{
+    constexpr int kExecuteHandler = 1;
+    const CWQ_SetResource resource(kResourceModule);
+    CString heapWarning;
+    if (platform::CheckHeap() == platform::eHeapState_Corrupt)
+        heapWarning = FormatText(L"Corrupt heap warning!\nException raised and caught - as a result, the heap is "
+                                 L"corrupt.\nThe error is severe - the application becomes unstable.\n\n"
+                                 L"File: %s\nLine: %li",
+                                 {file, std::to_wstring(line)});
+    if (exceptionPointers) {
+        const CString question = FormatText(WQ_LoadString(StringCodes::kCrashReportQuestion), {context});
+        if (WQ_MessageBoxAuto(question, eMessageStyle_YesNo | eMessageStyle_Warning, eMessageAnswer_Yes, 0) ==
+            eMessageAnswer_Yes) {
+            SMOXCrashRecord record;
+            record.size = sizeof(record);
+            record.exceptionPointers = exceptionPointers;
+            // Whether a report could be written changes nothing for the server.
+            static_cast<void>(MOXCrashRpt::GenerateErrorReport(record));
+        }
+    }
+    if (!heapWarning.empty())
+        WQ_MessageBox(heapWarning, eMessageStyle_Warning, 0);
+    return kExecuteHandler;
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "RetryRules.h"
+#include "ZEL_Processor/ZelTypes.h"
+
+#include <atomic>
+#include <functional>
+
+class CEndedRequests;
+class CRequestQueue;
+class CZelProcessorProgressStatusFile;
+class IRequestRunner;
+struct CServerSettings;
+struct TSRequestItem;
+namespace platform {
+struct SFaultRecord;
+}
+
+/// Runs a request and contains what leaves the run, an exception or a fault of the processor, with a crash report when
+/// the host wants one. What the run held then leaks: docs/architecture.md, "Faults". For one thread.
+class CContainedRun {
+public:
+    /// isInTask is true while a task may take as long as it likes.
+    CContainedRun(const CServerSettings& settings, CRequestQueue& requests, CEndedRequests& ended,
+                  std::atomic<bool>& isInTask)
+        : m_settings(settings), m_requests(requests), m_ended(ended), m_bInTask(isInTask)
+    {}
+
+    void SetRunner(IRequestRunner* runner) { m_pRunner = runner; }
+    /// bForce: the task should take the request, for nothing else waits. A request whose task declines it is put back
+    /// into the queue, and one that fails loses its file before its status tells of that. False, with bException, when
+    /// something left the run: its file and its status are still as they were then.
+    bool Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce,
+                            bool& bException);
+    /// What left the last run that something left: the type and text of an exception, or the kind of fault.
+    [[nodiscard]] const CString& LastFault() const { return m_strFault; }
+    /// Ends a request that is not to be run with a report. tell writes its last status.
+    void RefuseRequest(const TSRequestItem& item, const CString& reason, const std::function<void()>& tell) const;
+    /// Takes the file away, and then has the last status written.
+    void EndFailedRequest(const TSRequestItem& item, const std::function<void()>& tell) const;
+
+private:
+    enum eRetry { eRetry_None, eRetry_Counted, eRetry_TooSoon, eRetry_Canceled };
+
+    bool SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce);
+    eRetry PutBack(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile);
+    static int HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
+                              const wchar_t* file, long line);
+
+    const CServerSettings& m_settings;
+    CRequestQueue& m_requests;
+    CEndedRequests& m_ended;
+    std::atomic<bool>& m_bInTask;
+    IRequestRunner* m_pRunner = nullptr;
+    CRetryRules m_retries;
+    CString m_strFault;
+};

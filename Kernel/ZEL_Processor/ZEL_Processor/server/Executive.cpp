@@ -1,0 +1,199 @@
+#include "Executive.h"
+#include "RequestQueue.h"
+#include "RequestStatuses.h"
+#include "ServerSettings.h"
+#include "Story.h"
+#include "ZEL_Processor/ZelProcessor.h"
+#include "framework/CrashReport.h"
+#include "framework/Log.h"
+#include "framework/Services.h"
+#include "platform/Os.h"
+#include "platform/PrivateFiles.h"
+#include "platform/Text.h"
+#include "processor/IRequestRunner.h"
+#include "protocol/ZelProcessorProgressStatusFile.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kManualPoll = 200ms;
+/// How soon a status that had to wait is written when its file is let go and nothing else is done.
+constexpr auto kLeftPoll = 500ms;
+
+} // namespace
+
+CExecutive::CExecutive(const CServerSettings& settings, CRequestQueue& requests, CRequestStatuses& statuses,
+                       const std::atomic<bool>& isRunning)
+    : m_settings(settings),
+      m_requests(requests),
+      m_statuses(statuses),
+      m_bRunning(isRunning),
+      m_attempts(settings),
+      m_ended(settings),
+      m_run(settings, requests, m_ended, m_bMayTakeLong)
+{}
+
+void CExecutive::SetRunner(IRequestRunner* runner)
+{
+    m_pRunner = runner;
+    m_run.SetRunner(runner);
+    runner->SetOnTask([this](const CString& type) {
+        if (std::exchange(m_bTellsStart, false))
+            Story::TellStarted(type);
+    });
+}
+
+bool CExecutive::ProcessQueue()
+{
+    MOXCrashRpt::PrepareLastWords();
+    while (ProcessQueueStep()) {
+    }
+    m_ended.Flush();
+    return true;
+}
+
+bool CExecutive::ProcessQueueStep()
+{
+    if (!m_bRunning)
+        return false;
+    ++m_nTurns;
+    m_statuses.Left().TryAgain();
+    if (m_ended.IsFull())
+        m_ended.Flush();
+    if (!m_pRunner->CanProceedQueue()) {
+        platform::Clock().SleepFor(kManualPoll);
+    } else if (!ExecuteRequest()) {
+        m_bMayTakeLong = true;
+        WaitForWork();
+        m_bMayTakeLong = false;
+    }
+    return true;
+}
+
+std::function<platform::eOsError(const CString&)> CExecutive::Remover()
+{
+    if (!m_settings.m_options.resume)
+        return {};
+    return [this](const CString& path) { return m_ended.Keep(path); };
+}
+
+void CExecutive::WaitForWork()
+{
+    const bool isAnyLeft = !m_statuses.Left().IsEmpty();
+    if (!m_ended.IsEmpty()) {
+        const std::chrono::milliseconds pause = m_ended.UntilFlush();
+        if (!m_requests.WaitFor(isAnyLeft ? std::min(pause, std::chrono::milliseconds(kLeftPoll)) : pause))
+            m_ended.Flush();
+    } else if (isAnyLeft)
+        static_cast<void>(m_requests.WaitFor(kLeftPoll));
+    else
+        m_requests.Wait();
+}
+
+bool CExecutive::ExecuteRequest()
+{
+    // Here, so that it ends here too: a contained fault jumps over the end of what the request itself put in place.
+    const CWQ_SetResource resource(kResourceModule);
+    TSRequestItem item;
+    bool bLast = false;
+    // A granted manual step ends when the queue runs dry.
+    if (!m_requests.TakeRequest(item, bLast, [this] { m_pRunner->ProceedQueue(false); }))
+        return false;
+    const MOXCrashRpt::CScopedSubject subject(item.m_strFile);
+    const platform::CPrivateFiles files(m_settings.PrivateFor(item.m_strOwner));
+    const bool isNews = !std::exchange(item.m_bTold, true);
+    if (!m_settings.m_options.tellStory)
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
+    m_bTellsStart = m_settings.m_options.tellStory && isNews;
+    RunRequest(item, bLast, isNews);
+    m_attempts.End(item);
+    m_requests.EndRunning();
+    return true;
+}
+
+void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
+{
+    const std::chrono::nanoseconds start = platform::Clock().Steady();
+    const CString statusPath = m_settings.m_paths.Status(item.m_strFile);
+    m_statuses.Left().Forget(statusPath);
+    CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), statusPath, &m_bRunning);
+    statusFile.SetPatience(m_settings.PatienceWithReaders());
+    statusFile.SetTurns(&m_nTurns);
+    if (!BeginRun(item, statusFile, isNews))
+        return;
+    bool bException = false;
+    m_run.Try_ExecuteRequest(item, statusFile, bLast, bException);
+    if (bException && !m_pRunner->HasToldDone()) {
+        const platform::CPrivateFiles again(m_settings.PrivateFor(item.m_strOwner)); // whatever the fault jumped over
+        CString comment = TextOf(StringCodes::kExceptionDuringRequest);
+        if (m_settings.m_options.tellReasons)
+            comment += L"\n" + m_run.LastFault();
+        m_run.EndFailedRequest(item,
+                               [&] { statusFile.SetStatusAndComment(eRequestStatus_ServerError, comment.c_str()); });
+    }
+    m_statuses.KeepUnwritten(statusFile, statusPath);
+    if (m_settings.m_options.tellStory)
+        TellRun(item, statusFile, platform::Clock().Steady() - start, isNews);
+}
+
+/// isNews: the request is run for the first time.
+void CExecutive::TellRun(const TSRequestItem& item, const CZelProcessorProgressStatusFile& statusFile,
+                         std::chrono::nanoseconds duration, bool isNews) const
+{
+    switch (statusFile.GetStatusValue()) {
+    case eRequestStatus_Done:
+    case eRequestStatus_Canceled:
+    case eRequestStatus_ServerError:
+        Story::TellEnded(statusFile, m_pRunner->TaskType(), duration, m_settings.m_paths.Output(item.m_strFile));
+        break;
+    default:
+        if (isNews)
+            Story::TellDeclined();
+    }
+}
+
+/// Where it may have run before, that is said.
+CString CExecutive::StartText(const TSRequestItem& item)
+{
+    if (item.m_bTakenBack)
+        return TextOf(StringCodes::kEndedAgain);
+    return item.m_nAttempts == 0
+               ? TextOf(StringCodes::kProcessingStarted)
+               : FormatText(TextOf(StringCodes::kProcessingAgain), {std::to_wstring(item.m_nAttempts)});
+}
+
+/// The first status. False, with the request refused, when it must not be run.
+bool CExecutive::BeginRun(const TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool isNews)
+{
+    const CString started = StartText(item);
+    statusFile.SetStatusAndComment(eRequestStatus_ProcessingStarted, started.c_str());
+    if (statusFile.LastWriteError() == platform::eOsError_LinkInTheWay) {
+        // Somebody wants this server to write elsewhere. The request has no place for an answer, so it is not run.
+        m_run.RefuseRequest(item,
+                            platform::OsErrorText(statusFile.LastWriteError()) + L": " +
+                                m_settings.m_paths.Status(item.m_strFile),
+                            [] {});
+        return false;
+    }
+    const platform::eOsError begun = m_attempts.Begin(item);
+    if (platform::Succeeded(begun)) {
+        if (isNews && (item.m_nAttempts != 0 || item.m_bTakenBack)) // the status is soon another one
+            Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                             item.m_strFile + L": " + started);
+        return true;
+    }
+    // Without the record it could end one server after the other.
+    const CString reason = platform::OsErrorText(begun) + L".";
+    m_run.RefuseRequest(item, reason, [&] {
+        CZelProcessor::SetStatus(&statusFile, eRequestStatus_ServerError, TextOf(StringCodes::kServerError) + reason);
+    });
+    m_statuses.KeepUnwritten(statusFile, m_settings.m_paths.Status(item.m_strFile));
+    return false;
+}

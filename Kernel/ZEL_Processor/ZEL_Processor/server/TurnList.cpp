@@ -1,0 +1,120 @@
+#include "TurnList.h"
+#include "PackedText.h"
+
+#include <algorithm>
+
+bool CTurnList::SByPath::operator()(const SPlace& left, const SPlace& right) const
+{
+    const int order = left.item->path.compare(right.item->path);
+    return order < 0 || (order == 0 && std::less<>()(&*left.item, &*right.item));
+}
+
+void CTurnList::Append(TSRequestItem item)
+{
+    const int priority = item.m_nPriority;
+    Insert(std::move(item), priority);
+}
+
+void CTurnList::PutBack(TSRequestItem item)
+{
+    int priority = item.m_nPriority;
+    if (const auto turn = m_turnOf.find(TurnOf(item)); turn != m_turnOf.end())
+        priority = std::min(priority, turn->second->priorities.rbegin()->first);
+    Insert(std::move(item), priority);
+}
+
+const std::string& CTurnList::TurnOf(const TSRequestItem& item) const
+{
+    static const std::string nobody;
+    return m_takesTurns ? item.m_strOwner : nobody;
+}
+
+void CTurnList::Insert(TSRequestItem item, int priority)
+{
+    const bool isNext = priority == kNext;
+    // The place in a list that this key has, at its end when it is new.
+    const auto placeOf = [isNext](auto& list, auto& places, const std::string& key) {
+        auto found = places.find(key);
+        if (found == places.end())
+            found = places.emplace(key, list.insert(list.end(), {key, {}})).first;
+        if (isNext)
+            list.splice(list.begin(), list, found->second);
+        return found->second;
+    };
+    const Turns::iterator turn = placeOf(m_turns, m_turnOf, TurnOf(item));
+    const ByPriority::iterator equals = turn->priorities.try_emplace(priority).first;
+    const std::string& name = item.m_strClient.empty() ? item.m_strOwner : item.m_strClient;
+    const Clients::iterator client =
+        placeOf(equals->second.clients, equals->second.clientOf, m_isFair ? name : std::string());
+    const auto count = m_counts.try_emplace(item.m_strOwner).first;
+    ++count->second;
+    const Items::iterator place =
+        client->items.insert(isNext ? client->items.begin() : client->items.end(),
+                             {PackedText::Pack(item.m_strFile), item.m_nRetries, item.m_nAttempts, item.m_nPriority,
+                              item.m_bTold, item.m_bTakenBack, &count->first});
+    m_places.insert({turn, equals, client, place});
+}
+
+bool CTurnList::TakeNext(TSRequestItem& item)
+{
+    if (IsEmpty())
+        return false;
+    const Turns::iterator turn = m_turns.begin();
+    m_turns.splice(m_turns.end(), m_turns, turn);
+    const ByPriority::iterator equals = turn->priorities.begin();
+    Clients& clients = equals->second.clients;
+    const Clients::iterator client = clients.begin();
+    clients.splice(clients.end(), clients, client);
+    item = Remove({turn, equals, client, client->items.begin()});
+    return true;
+}
+
+bool CTurnList::Take(const CString& path, TSRequestItem& item)
+{
+    const Places::const_iterator found = Find(path);
+    if (found == m_places.end())
+        return false;
+    item = Remove(*found);
+    return true;
+}
+
+std::size_t CTurnList::CountOf(const std::string& owner) const
+{
+    const auto found = m_counts.find(owner);
+    return found == m_counts.end() ? 0 : found->second;
+}
+
+CTurnList::Places::const_iterator CTurnList::Find(const CString& path) const
+{
+    const std::string packed = PackedText::Pack(path);
+    const auto found = m_places.lower_bound(std::string_view(packed));
+    return found != m_places.end() && found->item->path == packed ? found : m_places.end();
+}
+
+TSRequestItem CTurnList::Remove(SPlace place)
+{
+    m_places.erase(place);
+    const auto [turn, equals, client, item] = place;
+    TSRequestItem taken{PackedText::Unpack(item->path),
+                        item->retries,
+                        *item->owner,
+                        item->attempts,
+                        item->isTold,
+                        item->isTakenBack,
+                        item->priority,
+                        client->name};
+    if (const auto count = m_counts.find(taken.m_strOwner); --count->second == 0)
+        m_counts.erase(count);
+    client->items.erase(item);
+    if (client->items.empty()) {
+        equals->second.clientOf.erase(client->name);
+        equals->second.clients.erase(client);
+    }
+    if (equals->second.clients.empty())
+        turn->priorities.erase(equals);
+    if (turn->priorities.empty()) {
+        m_turnOf.erase(turn->owner);
+        m_turns.erase(turn);
+    }
+    return taken;
+}

@@ -1,0 +1,200 @@
+#pragma once
+
+#include "ZEL_Processor/ZelProtocolNames.h"
+#include "ZEL_Processor/zel/Options.h"
+#include "ZEL_Processor/zel/Result.h"
+#include "ZEL_Processor/zel/Status.h"
+#include "ZEL_Processor/zel/detail/OwnFolder.h"
+#include "ZEL_Processor/zel/detail/Reports.h"
+#include "ZEL_Processor/zel/detail/Text.h"
+#include "ZEL_Processor/zel/detail/WatchPool.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+/// No part of what zel promises.
+namespace zel::detail {
+
+/// What is left of a time-out; a long one is cut to ten years, so that no sum of times overflows.
+class Deadline {
+public:
+    explicit Deadline(std::chrono::milliseconds time)
+        : m_end(std::chrono::steady_clock::now() + std::min<std::chrono::milliseconds>(time, kLongest))
+    {}
+    [[nodiscard]] std::chrono::milliseconds left() const
+    {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_end - std::chrono::steady_clock::now());
+        return std::max(left, std::chrono::milliseconds(0));
+    }
+    [[nodiscard]] bool isOver() const { return left() == std::chrono::milliseconds(0); }
+
+private:
+    static constexpr std::chrono::hours kLongest{24 * 3650};
+
+    std::chrono::steady_clock::time_point m_end;
+};
+
+/// A client's options with its directories as the library wants them, and a folder of its own.
+struct Place {
+    explicit Place(const Options& given)
+        : options(given),
+          requests(directory(given.requests)),
+          output(directory(given.output)),
+          folder(given.own.empty() ? requests : directory(given.own))
+    {}
+    void prepare(CZelProcessorClient& client)
+    {
+        client.Init(requests, output, folder.path());
+        client.SetSyncing(options.syncing);
+        client.SetAllowReading(options.allowReading);
+        client.SetCommandTimeout(options.commandTimeout);
+        client.SetCheckedWatch(options.checkedWatch, options.poll);
+    }
+
+    const Options options;
+    const std::wstring requests;
+    const std::wstring output;
+    OwnFolder folder;
+    const ReportingUse reporting;
+};
+
+/// What a Client and its Requests share. Safe from any thread.
+class Core {
+public:
+    explicit Core(const Options& given) : place(given), watches(client, place.output)
+    {
+        place.prepare(client);
+        client.SetGoOn([this] { return !isStopped(); });
+    }
+    Core(const Core&) = delete;
+    Core& operator=(const Core&) = delete;
+
+    void stop()
+    {
+        m_stopped = true;
+        watches.stop();
+    }
+    [[nodiscard]] bool isStopped() const { return m_stopped; }
+    [[nodiscard]] static Error stopped() { return {Code::stopped, "the client was stopped"}; }
+
+    [[nodiscard]] Status status(const std::wstring& name)
+    {
+        const Reports reports;
+        CZelProcessorClient::CAdditionalRequestStatus more;
+        const eZelProcRequestStatus state = client.GetStatus(name, &more);
+        return toStatus(state, more);
+    }
+    [[nodiscard]] std::wstring inRequests(const std::wstring& name) const
+    {
+        return platform::JoinPath(place.requests, name);
+    }
+    [[nodiscard]] std::wstring inQueue(const std::wstring& name) const
+    {
+        return platform::JoinPath(platform::JoinPath(place.output, ZelProtocol::kQueueDirectory), name);
+    }
+    [[nodiscard]] std::wstring response(const std::wstring& name) const
+    {
+        return platform::JoinPath(place.output, name);
+    }
+    [[nodiscard]] std::wstring statusFile(const std::wstring& name) const
+    {
+        return response(name) + ZelProtocol::kStatusExtension;
+    }
+    [[nodiscard]] static bool exists(const std::wstring& path)
+    {
+        std::error_code ignored;
+        return std::filesystem::exists(std::filesystem::symlink_status(pathOf(path), ignored));
+    }
+
+    Place place; // goes last: the client may need the folder in its end
+    CZelProcessorClient client;
+    WatchPool watches;
+
+private:
+    std::atomic<bool> m_stopped = false;
+};
+
+/// Whether a server is there that could do what a wait waits for.
+class Presence {
+public:
+    explicit Presence(Core& core) : m_core(core), m_absence(core.place.options.serverAbsence) {}
+    /// How long the wait may sleep before it asks again.
+    [[nodiscard]] std::chrono::milliseconds slice(const Deadline& deadline) const
+    {
+        return isNeverMissed() ? deadline.left() : std::min(kLook, deadline.left());
+    }
+    /// Looks now and then, so that a short wait costs nothing. False when none was there for as long as the options
+    /// say.
+    [[nodiscard]] bool canCome()
+    {
+        const auto now = std::chrono::steady_clock::now();
+        if (isNeverMissed() || now < m_nextLook)
+            return true;
+        m_nextLook = now + kLook;
+        const Reports reports;
+        if (m_core.client.GetServerInfo().presence != eServerPresence_None)
+            m_missingSince.reset();
+        else if (!m_missingSince)
+            m_missingSince = now;
+        return !m_missingSince || now - *m_missingSince < m_absence;
+    }
+    [[nodiscard]] Error missing() const
+    {
+        return {Code::noServer, "no server served '" + platform::ToUtf8(m_core.place.output) + "' for " +
+                                    std::to_string(m_absence.count()) + " ms"};
+    }
+
+private:
+    static constexpr std::chrono::milliseconds kLook{500};
+
+    [[nodiscard]] bool isNeverMissed() const { return m_absence == std::chrono::milliseconds::zero(); }
+
+    Core& m_core;
+    const std::chrono::milliseconds m_absence;
+    std::chrono::steady_clock::time_point m_nextLook = std::chrono::steady_clock::now() + kLook;
+    std::optional<std::chrono::steady_clock::time_point> m_missingSince;
+};
+
+/// The end of a request as a result: the status of one that is done, or why it is not.
+[[nodiscard]] inline Result<Status> endOf(const Status& status)
+{
+    const auto fail = [&status](Code code, const char* words) {
+        return Error{code, status.comment.empty() ? words : status.comment};
+    };
+    switch (status.state) {
+    case State::done: return status;
+    case State::canceled: return fail(Code::canceled, "the request was cancelled");
+    case State::serverError: return fail(Code::failed, "the request failed");
+    case State::serverTimeout: return fail(Code::noAnswer, "the server did not answer in time");
+    case State::notRequested: return fail(Code::unknownRequest, "there is no such request");
+    case State::clientError: return fail(Code::fileError, "the status cannot be read");
+    default: return Error{Code::notEnded, "the request has not ended: " + std::string(nameOf(status.state))};
+    }
+}
+
+/// Sleeps until a request has ended.
+[[nodiscard]] inline Result<Status> waitForEnd(Core& core, WatchPool::Lease& watch, const std::wstring& name,
+                                               const Deadline& deadline)
+{
+    const Reports reports;
+    Presence server(core);
+    for (;;) {
+        CZelProcessorClient::CAdditionalRequestStatus more;
+        const eZelProcRequestStatus state = watch->WaitForEnd(name, server.slice(deadline), &more);
+        if (CZelRequestWatch::IsFinal(state))
+            return endOf(toStatus(state, more));
+        if (core.isStopped())
+            return Core::stopped();
+        if (deadline.isOver())
+            return Error{Code::timeout,
+                         "the request has not ended in time: " + std::string(nameOf(static_cast<State>(state)))};
+        if (!server.canCome())
+            return server.missing();
+    }
+}
+
+} // namespace zel::detail

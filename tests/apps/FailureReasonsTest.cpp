@@ -1,0 +1,64 @@
+#include "tests/apps/ProgramFixture.h"
+
+#include "platform/Os.h"
+
+namespace {
+
+/// What the sender of a request is told of its failure, by real programs.
+class FailureReasonsTest : public CProgramTest {
+protected:
+    [[nodiscard]] std::string Comment(const std::string& content) const
+    {
+        Write(InHome(L"a.drq"), content);
+        const SProgramResult result = Zel({L"send", L"--wait", L"--quiet", L"--json", InHome(L"a.drq")});
+        EXPECT_EQ(result.code, 3) << result.errors;
+        EXPECT_EQ(result.Objects().size(), 1U) << result.output;
+        return result.Objects().empty() ? std::string() : result.Objects()[0]["comment"].get<std::string>();
+    }
+    [[nodiscard]] std::string CommentOfTask(const std::string& type, const std::string& content = {}) const
+    {
+        return Comment("<Request><Task Type=\"" + type + "\">" + content + "</Task></Request>");
+    }
+};
+
+TEST_F(FailureReasonsTest, ArePartOfTheStatus)
+{
+    CRunningProgram server = StartServer();
+    EXPECT_EQ(Comment(""), "Server error: The file of the request is empty.");
+    EXPECT_TRUE(Contains(Comment("<Request><Task></Request>"), "not well-formed XML"));
+    EXPECT_TRUE(Contains(Comment("<Request/>"), "no element \"Task\""));
+    const std::string unknown = CommentOfTask("Ecoh");
+    EXPECT_TRUE(unknown.starts_with("Server error: No component on the server does tasks of the type \"Ecoh\". Those "
+                                    "that it does: Echo, "))
+        << unknown;
+    EXPECT_EQ(CommentOfTask("FailObtain", "<Words>the disk is away.</Words>"), "Server error: the disk is away.");
+    EXPECT_EQ(CommentOfTask("FailInit", "<Words>what a request!</Words>"), "Server error: what a request!");
+    EXPECT_FALSE(Contains(CommentOfTask("UnknownTask"), "what a request!")) << "the words of the one before";
+    EXPECT_EQ(CommentOfTask("FailObtain"), "Server error: the task could not obtain its data.");
+    EXPECT_TRUE(Contains(CommentOfTask("ThrowInCreateTask"), "CreateTask was told to throw"));
+    StopServer(server);
+}
+
+TEST_F(FailureReasonsTest, NameTheManifestsThatTheServerLeftOut)
+{
+    Write(InHome(L"bad.component"), "no manifest");
+    CRunningProgram server = StartServer({L"--components", m_strHome});
+    const std::string comment = CommentOfTask("Mine");
+    EXPECT_TRUE(Contains(comment, "\nA component was left out: ")) << comment;
+    EXPECT_TRUE(Contains(comment, "bad.component: not well formed: ")) << comment;
+    StopServer(server);
+}
+
+TEST_F(FailureReasonsTest, AreNoneOfAStrictServer)
+{
+    Write(InHome(L"bad.component"), "no manifest");
+    CRunningProgram server = StartServer({L"--strict", L"--components", m_strHome});
+    EXPECT_TRUE(Comment("").starts_with("Server error: the format of the request file is unknown."));
+    EXPECT_TRUE(CommentOfTask("Ecoh").starts_with("Server error: the format of the request file is unknown."));
+    EXPECT_EQ(CommentOfTask("FailObtain", "<Words>the disk is away.</Words>"),
+              "Server error: the task could not obtain its data.");
+    EXPECT_FALSE(Contains(CommentOfTask("ThrowInCreateTask"), "was told"));
+    StopServer(server);
+}
+
+} // namespace

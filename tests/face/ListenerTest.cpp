@@ -1,0 +1,147 @@
+#include "tests/face/FaceFixture.h"
+
+#include "ZELAutomation/ZELAutomationEnvFile.h"
+#include "com/CreateInstance.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr GUID kSource = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
+constexpr GUID kOtherSource = {2, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
+
+class FaceListener : public CFaceFixture {
+protected:
+    void SetUp() override
+    {
+        CFaceFixture::SetUp();
+        Run();
+    }
+    void TearDown() override
+    {
+        m_face.reset();
+        EXPECT_TRUE(Access().Clients().empty()) << "it unregisters in its end";
+    }
+    [[nodiscard]] zel::Listener Listening() { return std::move(m_face->listen()).value(); }
+    /// The client's file of the given kind.
+    [[nodiscard]] std::wstring FileOf(const std::wstring& prefix) const
+    {
+        for (const std::wstring& name : FilesIn(m_outputDir)) {
+            if (name.starts_with(prefix))
+                return In(m_outputDir, name);
+        }
+        ADD_FAILURE() << "no such file";
+        return {};
+    }
+    void WriteEvent(const std::function<void(IWQ_DsEventsData&)>& fill) const
+    {
+        const CComPtr<IWQ_DsEventsData> event = CreateInstanceZEL<IWQ_DsEventsData>(kClsidDsEventsData);
+        fill(*event);
+        ASSERT_TRUE(WriteDsEventsFile(FileOf(L"DsEvents_"), {event}));
+    }
+};
+
+} // namespace
+
+TEST_F(FaceListener, AnEventComesWithAllItsParts)
+{
+    zel::Listener listener = Listening();
+    const CComPtr<IWQ_DsList> list = MakeDsList();
+    ThrowIfFailed(list->AddItem(&kSource, 7));
+    ThrowIfFailed(list->AddItem(&kSource, 9));
+    ThrowIfFailed(list->AddItem(&kOtherSource, -1));
+    const CComPtr<IWQ_DsGuidSet> sources = MakeDsGuidSet();
+    ThrowIfFailed(sources->Add(&kOtherSource));
+    WriteEvent([&](IWQ_DsEventsData& event) {
+        ThrowIfFailed(event.PutAddedItems(list.Get()));
+        ThrowIfFailed(event.PutChangedSources(sources.Get()));
+        ThrowIfFailed(event.PutKind(eDsEventKind_Items));
+    });
+    const zel::Result<zel::Changes> changes = listener.wait(kPatience);
+    ASSERT_TRUE(changes) << changes.reason();
+    ASSERT_EQ(changes->events.size(), 1U);
+    const zel::Event& event = changes->events.front();
+    EXPECT_EQ(event.kind, zel::EventKind::items);
+    ASSERT_EQ(event.added.size(), 2U);
+    EXPECT_TRUE(IsEqualGUID(event.added[0].source, kSource));
+    EXPECT_EQ(event.added[0].numbers, (std::vector<std::int32_t>{7, 9}));
+    EXPECT_EQ(event.added[1].numbers, std::vector<std::int32_t>{-1});
+    ASSERT_EQ(event.sources.size(), 1U);
+    EXPECT_TRUE(IsEqualGUID(event.sources[0], kOtherSource));
+    EXPECT_TRUE(event.removed.empty() && event.changed.empty() && event.renamed.empty() && event.affected.empty());
+
+    const zel::Result<zel::Changes> again = listener.take();
+    ASSERT_TRUE(again) << again.reason();
+    EXPECT_TRUE(again->empty()) << "nothing is told twice";
+}
+
+TEST_F(FaceListener, AChangeEndsTheSleep)
+{
+    zel::Listener listener = Listening();
+    EXPECT_EQ(listener.wait(20ms).code(), zel::Code::timeout);
+    std::thread thread([&] {
+        const zel::Session session;
+        m_pServer->OnChangedLockResults();
+    });
+    const zel::Result<zel::Changes> changes = listener.wait(kPatience);
+    thread.join();
+    ASSERT_TRUE(changes) << changes.reason();
+    EXPECT_TRUE(changes->lockResults);
+    EXPECT_TRUE(changes->events.empty() && changes->groups.empty());
+}
+
+TEST_F(FaceListener, GroupsComeByTheirIdsOrAllOfThem)
+{
+    zel::Listener listener = Listening();
+    const std::string begin = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Archive version=\"1\">";
+    Write(FileOf(L"InsertableItemsGroup_"), begin + "</Archive>");
+    ASSERT_TRUE(listener.take());
+    Write(FileOf(L"InsertableItemsGroup_"), "no archive");
+    const zel::Result<zel::Changes> changes = listener.take();
+    ASSERT_TRUE(changes) << changes.reason();
+    EXPECT_TRUE(changes->allGroups);
+    EXPECT_EQ(Read(FileOf(L"InsertableItemsGroup_")), "") << "taken";
+}
+
+TEST_F(FaceListener, WhatCannotBeReadNowComesAgain)
+{
+    zel::Listener listener = Listening();
+    m_pServer->OnChangedLockResults();
+    {
+        CLockFile writing(FileOf(L"LockResultsChange_"));
+        ASSERT_TRUE(writing.Lock(false));
+        EXPECT_EQ(listener.take().code(), zel::Code::fileError);
+        EXPECT_EQ(listener.wait(20ms).code(), zel::Code::fileError);
+    }
+    const zel::Result<zel::Changes> changes = listener.take();
+    ASSERT_TRUE(changes) << changes.reason();
+    EXPECT_TRUE(changes->lockResults);
+}
+
+TEST_F(FaceListener, ALostRegistrationIsMadeAnewAndEverythingMayHaveChanged)
+{
+    zel::Listener listener = Listening();
+    ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(FileOf(L"DsEvents_"))));
+    const zel::Result<zel::Changes> changes = listener.wait(kPatience);
+    ASSERT_TRUE(changes) << changes.reason();
+    ASSERT_EQ(changes->events.size(), 1U);
+    EXPECT_EQ(changes->events[0].kind, zel::EventKind::reload);
+}
+
+TEST_F(FaceListener, AServerThatIsGoneGivesNoRegistration)
+{
+    m_pServer->Stop(true);
+    zel::Options options = Options();
+    options.commandTimeout = 50ms;
+    const zel::Result<zel::Listener> listener = zel::Client(options).listen();
+    EXPECT_EQ(listener.code(), zel::Code::noAnswer);
+    EXPECT_NE(listener.reason(), "");
+}
+
+TEST_F(FaceListener, AStopOfTheClientEndsTheSleep)
+{
+    zel::Listener listener = Listening();
+    std::thread thread([&] { m_face->stop(); });
+    EXPECT_EQ(listener.wait(1h).code(), zel::Code::stopped);
+    thread.join();
+}

@@ -1,0 +1,84 @@
+#!/bin/bash
+# The tour for application developers is what a newcomer copies: each piece of C++ on the page compiles as it stands
+# against an installed copy, for both systems, and the first one, built and run by the page's own commands, prints what
+# the page shows.
+set -euo pipefail
+
+source "$(dirname -- "${BASH_SOURCE[0]}")/lib/workplace.sh"
+page=$root/docs/tour-application.md
+
+# The blocks of one language, each in a file: FOLDER/1, FOLDER/2 …
+take_blocks() { # language folder
+    mkdir -p "$2"
+    awk -v language="$1" -v folder="$2" '
+        /^```/ { inside = !inside && $0 == "```" language; if (inside) ++count; next }
+        inside { print > (folder "/" count) }' "$page"
+}
+
+compile_blocks() { # compiler prefix option...
+    local compiler=$1 include=$2/include block count=0
+    shift 2
+    for block in "$work"/cpp/*; do
+        count=$((count + 1))
+        "$compiler" -std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fsyntax-only "$@" \
+            -I "$include" -I "$include/ZEL_Processor/base" -x c++ "$block" ||
+            complain "piece ${block##*/} of C++ does not compile with $compiler"
+    done
+    ((count >= 5)) || stop "only $count pieces of C++ found: the search for them is broken"
+}
+
+# Every piece that is run here, and nothing else, stands between these.
+run_page() { # prefix
+    local output tries
+    mkdir "$work/tour"
+    cp "$work/cmake/1" "$work/tour/CMakeLists.txt"
+    cp "$work/cpp/1" "$work/tour/Main.cpp"
+    sed -i "s|/usr/share|$1/share|" "$work"/sh/*
+    # What the page starts in a terminal of its own.
+    grep -q '^zel-server ' "$work/sh/1" || stop "the page starts no server"
+    sed -i 's/^zel-server /exec zel-server /' "$work/sh/1"
+    export PATH=$1/bin:$PATH CMAKE_PREFIX_PATH=$1 CMAKE_GENERATOR=Ninja
+    : >"$work/server.txt"
+    (cd "$work/tour" && exec bash -eu "$work/sh/1") >"$work/server.txt" 2>&1 </dev/null &
+    server=$!
+    for ((tries = 0; tries < 1200; ++tries)); do
+        ! grep -q '^zel-server: ready' "$work/server.txt" || break
+        kill -0 "$server" 2>/dev/null || break
+        sleep 0.1
+    done
+    grep -q '^zel-server: ready' "$work/server.txt" || stop "no server: $(cat "$work/server.txt")"
+    output=$(cd "$work/tour" && timeout 300 bash -eu "$work/sh/2" 2>"$work/errors.txt") ||
+        stop "the page's commands fail: $output $(cat "$work/errors.txt")"
+    [[ $(tail -n "$(wc -l <"$work/text/1")" <<<"$output") == "$(cat "$work/text/1")" ]] ||
+        complain "the page shows '$(cat "$work/text/1")', and printed is: $output"
+    [[ -z $(find "$work/tour/in" "$work/tour/out" -type f ! -path '*/.zel-server/*' ! -name '.*') ]] ||
+        complain "files are left: $(find "$work/tour/in" "$work/tour/out" -type f)"
+
+    # A failure is told by the program's own line, and by nothing else.
+    kill -TERM "$server"
+    wait "$server" || complain "the server ends with $?: $(cat "$work/server.txt")"
+    server=
+    rm -r "$work/tour/in"
+    if (cd "$work/tour" && timeout 60 build/my_application/my_application) >"$work/failed.txt" 2>&1; then
+        complain "without a request directory the program succeeds"
+    fi
+    [[ $(wc -l <"$work/failed.txt") == 1 && $(<"$work/failed.txt") == "not sent: "*"/in/"* ]] ||
+        complain "not one line with the reason: $(cat "$work/failed.txt")"
+}
+
+for language in cpp cmake sh text; do
+    take_blocks "$language" "$work/$language"
+done
+logged install cmake --install "$build" --prefix "$work/prefix"
+compile_blocks g++ "$work/prefix"
+if command -v clang++-14 >/dev/null; then
+    compile_blocks clang++-14 "$work/prefix"
+fi
+run_page "$work/prefix"
+if [[ -e $mingw/bin/ZEL_Processor.dll ]]; then
+    logged install-windows cmake --install "$mingw" --prefix "$work/windows"
+    compile_blocks x86_64-w64-mingw32-g++-posix "$work/windows" -DUNICODE -D_UNICODE -DNOMINMAX -D_WIN32_WINNT=0x0A00
+else
+    echo "not tried for Windows: there is no $mingw"
+fi
+((failures == 0))
