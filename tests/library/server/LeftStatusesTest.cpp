@@ -31,6 +31,27 @@ TEST_F(LeftStatusesTest, AStatusThatWasLeftIsWrittenWhenItsFileIsFree)
     EXPECT_TRUE(left.IsEmpty());
 }
 
+TEST_F(LeftStatusesTest, WhileOneTriesTheOthersGoOn)
+{
+    CLeftStatuses left;
+    testsupport::CFaultyFiles files;
+    int tries = 0;
+    files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call != testsupport::eFileCall_Open || ++tries > 2)
+            return;
+        m_clock.Advance(1h);
+        left.TryAgain();
+    });
+    files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation);
+    const platform::CScopedOs os(&files, &m_clock);
+    left.Leave(m_path, "last");
+    left.TryAgain();
+    EXPECT_EQ(tries, 1);
+    m_clock.Advance(1s);
+    left.TryAgain();
+    EXPECT_EQ(tries, 2) << "the next round";
+}
+
 TEST_F(LeftStatusesTest, TheLastTriesGoOnUntilItsFileIsFree)
 {
     CLeftStatuses left;

@@ -76,6 +76,25 @@ TEST_F(RequestListenerTest, AStepCarriesCommandsOut)
     EXPECT_EQ(Status(L"c.command").status, eRequestStatus_Done);
 }
 
+TEST_F(RequestListenerTest, AnAnswerThatItsClientHeldOpenIsWrittenWhileATaskRuns)
+{
+    m_settings.m_options.patience = 0ms;
+    m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, L"c.command.status");
+    const platform::CScopedOs os(&m_files, nullptr);
+    Queue(L"a.drq");
+    m_listener.Start();
+    SendCommand(L"c.command", eCommandType_CancelRequest, L"a.drq");
+    for (int step = 0; step < 10 && m_requests.IsKnown(Queued(L"a.drq")); ++step)
+        EXPECT_TRUE(m_listener.ListenStep());
+    EXPECT_FALSE(HasStatus(L"c.command"));
+    m_files.StopFailing();
+    for (int step = 0; step < 10 && !HasStatus(L"c.command"); ++step)
+        EXPECT_TRUE(m_listener.ListenStep());
+    EXPECT_EQ(Status(L"c.command").status, eRequestStatus_Done) << "by nobody but the listener";
+    m_host.AcceptWarnings();
+    static_cast<void>(m_host.TakeBoxes());
+}
+
 TEST_F(RequestListenerTest, AnEndWakesAStepThatWaits)
 {
     m_listener.Start();

@@ -103,13 +103,18 @@ void CLeftStatuses::PutOff(const SStatus& status)
 
 void CLeftStatuses::TryAgain()
 {
-    if (IsEmpty())
-        return;
+    constexpr auto never = std::chrono::nanoseconds::max();
     const std::chrono::nanoseconds now = platform::Clock().Steady();
-    if (now < m_nextTry)
-        return;
-    static_cast<void>(TryAll(now, std::chrono::nanoseconds::max()));
-    m_nextTry = platform::Clock().Steady() + kBetweenTries;
+    {
+        const platform::CMutexLock lock(m_cs);
+        if (m_statuses.empty() || now < m_nextTry)
+            return;
+        m_nextTry = never;
+    }
+    static_cast<void>(TryAll(now, never));
+    const std::chrono::nanoseconds next = platform::Clock().Steady() + kBetweenTries;
+    const platform::CMutexLock lock(m_cs);
+    m_nextTry = next;
 }
 
 void CLeftStatuses::TryToTheLast()

@@ -13,7 +13,8 @@
 /// whatever reason. They are tried again until they are there: who waits for the end of a request is told of it, and
 /// nobody else waits. Each is written as it would have been by who left it: for whom the files of his thread were
 /// private then.
-/// Safe from any thread; TryAgain is one thread's, the one that runs requests.
+/// Safe from any thread. The listener tries and so does who runs requests: a task may take hours, and the listener may
+/// wait for whom a command belongs to.
 class CLeftStatuses {
 public:
     /// Strangers decide how many there are: beyond this the oldest goes, with a warning.
@@ -38,7 +39,7 @@ public:
     void ForgetAll();
     [[nodiscard]] bool IsEmpty() const;
 
-    /// One try for each, at most once a second.
+    /// One try for each, at most once a second, and by one thread at a time: the others go on at once.
     void TryAgain();
     /// At the end of a server, when no other thread tries: those that somebody's hold keeps from being written again
     /// and again, the others once, and all of it for a second at most.
@@ -64,5 +65,5 @@ private:
     mutable platform::CMutex m_cs;
     std::deque<SStatus> m_statuses ZEL_GUARDED_BY(m_cs); ///< oldest first
     std::uint64_t m_nNumber ZEL_GUARDED_BY(m_cs) = 0;
-    std::chrono::nanoseconds m_nextTry{0}; ///< of the thread that tries
+    std::chrono::nanoseconds m_nextTry ZEL_GUARDED_BY(m_cs){0}; ///< never while a thread tries
 };

@@ -121,8 +121,7 @@ bool CRequestListener::ListenStep()
     const bool isMailWaiting = m_mail.TryAgain();
     m_housekeeping.RemoveSome();
     m_commands.TryAgain();
-    if (m_settings.m_bNoExecutiveThread)
-        m_statuses.Left().TryAgain();
+    m_statuses.Left().TryAgain();
     const std::chrono::milliseconds due = UntilLook();
     const std::chrono::milliseconds pause = isMailWaiting ? kScanRetry : kListenTimeout;
     const platform::eWaitResult result = Watch().Wait(std::min(due, pause));
