@@ -2,6 +2,7 @@
 #include "tests/support/ServerKit.h"
 
 #include <array>
+#include <functional>
 
 namespace {
 
@@ -119,6 +120,30 @@ protected:
         else
             EXPECT_FALSE(m_additional.GetProgressComment().empty()) << "failed without a reason";
     }
+    /// One life after the other, each with the next call of all that fails, until a life comes to its end before that.
+    void FailEachCall(const std::function<void(unsigned number, unsigned tried)>& fail,
+                      const std::function<bool()>& live)
+    {
+        unsigned tried = 0;
+        for (unsigned number = 1; !HasFailure(); number += Step(), ++tried) {
+            SCOPED_TRACE("call " + std::to_string(number));
+            bool isHanded = false;
+            Write(In(m_clientDir, L"a.drq"), "<Request/>");
+            {
+                const platform::CScopedOs os(&m_files, nullptr);
+                fail(number, tried);
+                isHanded = live();
+                if (!m_files.HasFailed())
+                    break;
+            }
+            m_files.StopFailing();
+            Check(isHanded);
+            Forget();
+        }
+        m_files.StopFailing();
+        Forget();
+        EXPECT_GE(tried, 30 / Step());
+    }
     void Forget()
     {
         for (const std::wstring& dir : {m_requestDir, m_outputDir, m_clientDir}) {
@@ -137,50 +162,16 @@ protected:
 
 TEST_F(ServerCutOff, OneCallThatFailsLosesNothingAndStopsNothing)
 {
-    constexpr std::array errors = {platform::eOsError_DiskFull, platform::eOsError_IoError,
-                                   platform::eOsError_AccessDenied, platform::eOsError_TooManyOpenFiles,
-                                   platform::eOsError_OutOfMemory};
-    unsigned tried = 0;
-    for (unsigned number = 1; !HasFailure(); number += Step(), ++tried) {
-        const platform::eOsError error = errors[tried % errors.size()];
-        SCOPED_TRACE("call " + std::to_string(number) + " fails with " + std::to_string(error));
-        bool isHanded = false;
-        Write(In(m_clientDir, L"a.drq"), "<Request/>");
-        {
-            const platform::CScopedOs os(&m_files, nullptr);
-            m_files.FailAnyCall(number, error);
-            isHanded = LiveOn();
-            if (!m_files.HasFailed())
-                break;
-        }
-        m_files.StopFailing();
-        Check(isHanded);
-        Forget();
-    }
-    m_files.StopFailing();
-    Forget();
-    EXPECT_GE(tried, 30 / Step());
+    static constexpr std::array errors = {platform::eOsError_DiskFull, platform::eOsError_IoError,
+                                          platform::eOsError_AccessDenied, platform::eOsError_TooManyOpenFiles,
+                                          platform::eOsError_OutOfMemory};
+    FailEachCall(
+        [this](unsigned number, unsigned tried) { m_files.FailAnyCall(number, errors[tried % errors.size()]); },
+        [this] { return LiveOn(); });
 }
 
 TEST_F(ServerCutOff, NothingIsLostAtAnyCall)
 {
-    unsigned tried = 0;
-    for (unsigned number = 1; !HasFailure(); number += Step(), ++tried) {
-        SCOPED_TRACE("call " + std::to_string(number));
-        bool isHanded = false;
-        Write(In(m_clientDir, L"a.drq"), "<Request/>");
-        {
-            const platform::CScopedOs os(&m_files, nullptr);
-            m_files.FailAnyCall(number, platform::eOsError_IoError, ~0U);
-            isHanded = Live();
-            if (!m_files.HasFailed())
-                break;
-        }
-        m_files.StopFailing();
-        Check(isHanded);
-        Forget();
-    }
-    m_files.StopFailing();
-    Forget();
-    EXPECT_GE(tried, 30 / Step());
+    FailEachCall([this](unsigned number, unsigned) { m_files.FailAnyCall(number, platform::eOsError_IoError, ~0U); },
+                 [this] { return Live(); });
 }
