@@ -127,8 +127,9 @@ struct SZelServerOptions {
     void (*failed)(void* context) = nullptr;
     void* failedContext = nullptr;
     /// What the document element of a request says of its turn counts: Priority, a whole number from -100 to 100, 0
-    /// without it (the higher one runs first; with takeTurns, of the requests of its owner), and Client, see fair. Read
-    /// when it is queued, from the first 4 KiB of a document without a type declaration, which costs each request the
+    /// without it (the higher one runs first; with takeTurns, of the requests of its owner), Client, see fair, and
+    /// NotBefore, a time of ISO 8601 with its zone, until which it waits (paused and resumed it waits on). Read when it
+    /// is queued, from the first 4 KiB of a document without a type declaration, which costs each request the
     /// opening of its file; whatever else stands there, it is an ordinary request. Off: nobody reads them.
     bool requestAttributes = false;
     /// Among requests of equal priority the clients take turns, so that nobody's batch holds up another one's single

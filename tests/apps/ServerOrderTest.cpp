@@ -78,6 +78,31 @@ TEST_F(ServerOrderTest, WhoIsNotFairServesFirstWhoCameFirst)
               expected);
 }
 
+TEST_F(ServerOrderTest, BeforeItsTimeARequestWaitsOverARestartAsWell)
+{
+    const std::string century = "NotBefore='2126-01-01T00:00:00Z'";
+    {
+        CRunningProgram first = StartServer({L"--resume"});
+        EXPECT_EQ(Zel({L"send", MakeGate(L"g.drq")}).code, 0);
+        ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
+        Write(InHome(L"later.drq"), "<Request " + century + "><Task Type=\"Echo\"/></Request>");
+        ASSERT_EQ(Zel({L"send", InHome(L"later.drq")}).code, 0);
+        Send(L"a.drq", "NotBefore='1999-12-31T23:59:59+01:00'");
+        Send(L"b.drq", "NotBefore='tomorrow'");
+        Write(Gate(L"g.drq"), "");
+        EXPECT_EQ(Order(first), (std::vector<std::wstring>{L"a.drq", L"b.drq"}));
+    }
+    CRunningProgram second = StartServer({L"--resume"});
+    ASSERT_EQ(Zel({L"send", MakeEcho(L"c.drq", L"x")}).code, 0);
+    EXPECT_EQ(Zel({L"wait", L"c.drq"}).code, 0);
+    EXPECT_TRUE(platform::PathExists(InQueue(L"later.drq")));
+    EXPECT_EQ(Zel({L"pause", L"later.drq"}).code, 0);
+    EXPECT_EQ(Zel({L"resume", L"later.drq"}).code, 0);
+    EXPECT_EQ(Zel({L"cancel", L"later.drq"}).output, "later.drq: Canceled\n") << "it did not run";
+    StopServer(second);
+    EXPECT_FALSE(Contains(second.Errors(), "{later.drq} Started"));
+}
+
 TEST_F(ServerOrderTest, ARequestIsAsUrgentAfterARestart)
 {
     {

@@ -70,9 +70,21 @@ TEST(RequestAttributesTest, OnlyAWholeNumberIsAPriorityAndItsRangeIsLimited)
         EXPECT_EQ(Priority("<R Priority='" + std::string(value) + "'/>"), 0) << value;
 }
 
+TEST(RequestAttributesTest, ATimeWithItsZoneIsNotBeforeWhichItRuns)
+{
+    const auto notBefore = [](const std::string& value) {
+        return SRequestAttributes::Parse("<R NotBefore='" + value + "'/>").notBefore;
+    };
+    EXPECT_EQ(notBefore("2026-11-23T06:00:00Z"), 1'795'413'600);
+    EXPECT_EQ(notBefore("2026-11-23T08:00+02:00"), 1'795'413'600);
+    for (const char* value : {"", "soon", "2026-11-23T06:00:00", "1795413600"})
+        EXPECT_EQ(notBefore(value), 0) << value;
+}
+
 TEST(RequestAttributesTest, TheNamesAreThoseAndNoOthers)
 {
-    EXPECT_EQ(SRequestAttributes::Parse("<R priority='1' client='me' x:Priority='2' Clients='3'/>"),
+    EXPECT_EQ(SRequestAttributes::Parse(
+                  "<R priority='1' client='me' x:Priority='2' Clients='3' notBefore='2026-11-23T06:00Z'/>"),
               SRequestAttributes());
     EXPECT_EQ(Priority("<R><Task Priority='5'/></R>"), 0) << "of another element";
 }

@@ -1,4 +1,6 @@
 #include "server/RequestQueue.h"
+#include "platform/Os.h"
+#include "tests/support/ManualClock.h"
 #include "tests/support/RequestDoubles.h"
 
 #include <gtest/gtest.h>
@@ -50,6 +52,56 @@ TEST_F(RequestQueueTest, WhatIsUnpausedRunsBeforeWhatWaits)
     EXPECT_FALSE(m_queue.TakePaused(L"b", item));
     m_queue.Unpause(item);
     EXPECT_EQ(TakeAll(), L"bac");
+}
+
+TEST_F(RequestQueueTest, BeforeItsTimeARequestWaitsWithoutHoldingUpOthers)
+{
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(nullptr, &clock);
+    clock.SetUtcSeconds(1000);
+    m_queue.Add({.m_strFile = L"later", .m_strOwner = "owner", .m_nPriority = 5, .m_nNotBefore = 1002});
+    m_queue.Add({.m_strFile = L"late", .m_strOwner = "owner", .m_nNotBefore = 1001});
+    m_queue.Add({.m_strFile = L"due", .m_strOwner = "owner", .m_nNotBefore = 1000});
+    EXPECT_TRUE(IsAwake()) << "to learn that there is something to wait for";
+    EXPECT_EQ(TakeAll(), L"due");
+    EXPECT_TRUE(m_bLast);
+    EXPECT_FALSE(IsAwake());
+    EXPECT_TRUE(m_queue.IsKnown(L"later") && m_queue.IsRequestInQueue(L"later"));
+    EXPECT_EQ(m_queue.CountOf("owner"), 2U);
+    clock.SetUtcSeconds(1001);
+    EXPECT_EQ(TakeAll(), L"late");
+    clock.SetUtcSeconds(1002);
+    Add({L"other"});
+    EXPECT_EQ(TakeAll(), L"laterother") << "by their priority again";
+    EXPECT_EQ(m_queue.CountOf("owner"), 0U);
+}
+
+TEST_F(RequestQueueTest, TheWaitEndsNowAndThenWhileTheTimeOfARequestMayCome)
+{
+    testsupport::CManualClock clock;
+    clock.SetUtcSeconds(1000);
+    const platform::CScopedOs os(nullptr, &clock);
+    m_queue.Add({.m_strFile = L"later", .m_nNotBefore = 1001});
+    EXPECT_EQ(TakeRequest(), L"");
+    clock.SetUtcSeconds(2000); // by somebody, not by waiting
+    m_queue.Wait();
+    EXPECT_EQ(TakeRequest(), L"later");
+}
+
+TEST_F(RequestQueueTest, WhatWaitsForItsTimeCanBePausedAndCanceled)
+{
+    testsupport::CManualClock clock;
+    clock.SetUtcSeconds(1000);
+    const platform::CScopedOs os(nullptr, &clock);
+    m_queue.Add({.m_strFile = L"later", .m_nNotBefore = 1001});
+    EXPECT_FALSE(m_queue.CancelRunningRequest(L"later", true)) << "it waits";
+    TSRequestItem item;
+    ASSERT_TRUE(m_queue.TakeWaiting(L"later", item));
+    EXPECT_FALSE(m_queue.IsKnown(L"later"));
+    m_queue.Unpause(item);
+    EXPECT_EQ(TakeRequest(), L"") << "its time has not come";
+    m_queue.Clear(false);
+    EXPECT_FALSE(m_queue.IsKnown(L"later"));
 }
 
 TEST_F(RequestQueueTest, APausedRequestDoesNotRunAndWakesNobody)

@@ -1,4 +1,5 @@
 #include "RequestAttributes.h"
+#include "IsoTime.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
 
@@ -119,6 +120,8 @@ SRequestAttributes SRequestAttributes::Parse(std::string_view bytes)
             found.priority = ParsePriority(value).value_or(0);
         else if (name == "Client")
             found.client = value.substr(0, kMaxClientBytes);
+        else if (name == "NotBefore")
+            found.notBefore = Protocol::ParseIsoTime(value).value_or(0);
     }
     return isWhole ? found : SRequestAttributes();
 }

@@ -2,6 +2,7 @@
 
 #include "ZEL_Processor/ZelTypes.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,8 @@ struct SRequestAttributes {
 
     int priority = 0;   ///< "Priority", at most kHighest above or below 0; what is beyond counts as that
     std::string client; ///< "Client", as it stands there, in UTF-8, cut after kMaxClientBytes
+    /// "NotBefore", in seconds since 1970-01-01 UTC: Protocol::ParseIsoTime of it, 0 for what that does not read.
+    std::int64_t notBefore = 0;
 
     bool operator==(const SRequestAttributes&) const = default;
 

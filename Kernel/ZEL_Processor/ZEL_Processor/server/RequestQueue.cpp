@@ -1,6 +1,14 @@
 #include "RequestQueue.h"
 #include "ZEL_Processor/ZelProcessorContext.h"
+#include "platform/Os.h"
 #include "platform/Thread.h"
+
+namespace {
+
+/// Between two looks whether the time of a request has come. Not a wait until then: the clock may be set.
+constexpr std::chrono::milliseconds kBetweenLooks{500};
+
+} // namespace
 
 CRequestQueue::CRequestQueue(const std::atomic<bool>& isRunning)
     : m_bRunning(isRunning),
@@ -21,6 +29,7 @@ void CRequestQueue::Clear(bool takesTurns, bool isFair)
 {
     const platform::CMutexLock lock(m_cs);
     m_queue = std::make_unique<CTurnList>(takesTurns, isFair);
+    m_later = {};
     m_paused = std::make_unique<CTurnList>(false, isFair); // which keeps whose client's it is
 }
 
@@ -28,7 +37,8 @@ void CRequestQueue::Add(TSRequestItem item)
 {
     {
         const platform::CMutexLock lock(m_cs);
-        m_queue->Append(std::move(item));
+        if (!PutOff(item))
+            m_queue->Append(std::move(item));
     }
     m_evQueue->Set();
 }
@@ -37,7 +47,8 @@ void CRequestQueue::Unpause(TSRequestItem item)
 {
     {
         const platform::CMutexLock lock(m_cs);
-        m_queue->PutNext(std::move(item));
+        if (!PutOff(item))
+            m_queue->PutNext(std::move(item));
     }
     m_evQueue->Set();
 }
@@ -51,7 +62,7 @@ void CRequestQueue::Pause(TSRequestItem item)
 bool CRequestQueue::TakeWaiting(const CString& path, TSRequestItem& item)
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->Take(path, item);
+    return m_queue->Take(path, item) || m_later.Take(path, item);
 }
 
 bool CRequestQueue::TakePaused(const CString& path, TSRequestItem& item)
@@ -63,6 +74,10 @@ bool CRequestQueue::TakePaused(const CString& path, TSRequestItem& item)
 bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty)
 {
     const platform::CMutexLock lock(m_cs);
+    if (!m_later.IsEmpty()) {
+        for (TSRequestItem due; m_later.TakeDue(platform::Clock().UtcSeconds(), due);)
+            m_queue->Append(std::move(due));
+    }
     if (!m_queue->TakeNext(item)) {
         onEmpty();
         // A stop set the event for good; taking that back would leave who takes requests waiting for ever.
@@ -100,7 +115,7 @@ bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
 {
     // Under the lock: the request that is meant is neither ended nor put back meanwhile.
     const platform::CMutexLock lock(m_cs);
-    if (m_queue->Contains(path))
+    if (m_queue->Contains(path) || m_later.Contains(path))
         return false;
     if (onlyThis && m_strRunning != path)
         return true;
@@ -113,7 +128,7 @@ bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
 bool CRequestQueue::IsRequestInQueue(const CString& path) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->Contains(path);
+    return m_queue->Contains(path) || m_later.Contains(path);
 }
 
 bool CRequestQueue::IsRequestPaused(const CString& path) const
@@ -125,13 +140,13 @@ bool CRequestQueue::IsRequestPaused(const CString& path) const
 bool CRequestQueue::IsKnown(const CString& path) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->Contains(path) || m_paused->Contains(path) || m_strRunning == path;
+    return m_queue->Contains(path) || m_later.Contains(path) || m_paused->Contains(path) || m_strRunning == path;
 }
 
 std::size_t CRequestQueue::CountOf(const std::string& owner) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->CountOf(owner) + m_paused->CountOf(owner);
+    return m_queue->CountOf(owner) + m_later.CountOf(owner) + m_paused->CountOf(owner);
 }
 
 void CRequestQueue::Wake()
@@ -142,7 +157,24 @@ void CRequestQueue::Wake()
 
 void CRequestQueue::Wait()
 {
-    m_evQueue->Wait();
+    bool isAnyLater = false;
+    {
+        const platform::CMutexLock lock(m_cs);
+        isAnyLater = !m_later.IsEmpty();
+    }
+    // One that comes meanwhile sets the event, whenever its time is.
+    if (isAnyLater)
+        static_cast<void>(WaitFor(kBetweenLooks));
+    else
+        m_evQueue->Wait();
+}
+
+bool CRequestQueue::PutOff(TSRequestItem& item)
+{
+    if (item.m_nNotBefore == 0 || item.m_nNotBefore <= platform::Clock().UtcSeconds())
+        return false;
+    m_later.Add(std::move(item));
+    return true;
 }
 
 bool CRequestQueue::WaitFor(std::chrono::milliseconds timeout)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LaterList.h"
 #include "TurnList.h"
 #include "platform/Mutex.h"
 
@@ -30,12 +31,13 @@ public:
     /// Nothing waits and nothing is paused from now on. For both see CTurnList.
     void Clear(bool takesTurns, bool isFair = false);
 
-    /// Behind all that wait.
+    /// Behind all that wait, at once or when its time has come.
     void Add(TSRequestItem item);
-    /// Before all that wait.
+    /// Before all that wait, if its time has come.
     void Unpause(TSRequestItem item);
     /// What was taken out of the queue, or never was in it.
     void Pause(TSRequestItem item);
+    /// Also one whose time has not come.
     bool TakeWaiting(const CString& path, TSRequestItem& item);
     bool TakePaused(const CString& path, TSRequestItem& item);
 
@@ -57,14 +59,19 @@ public:
 
     /// Ends the wait of the executive, as a request that comes does.
     void Wake();
+    /// For something to come; not for long when the time of a request may come.
     void Wait();
     /// False when the time is over before anything comes.
     bool WaitFor(std::chrono::milliseconds timeout);
 
 private:
+    /// False when its time has come.
+    bool PutOff(TSRequestItem& item) ZEL_REQUIRES(m_cs);
+
     const std::atomic<bool>& m_bRunning;
     mutable platform::CMutex m_cs;
     std::unique_ptr<CTurnList> m_queue ZEL_GUARDED_BY(m_cs);  ///< never null
+    CLaterList m_later ZEL_GUARDED_BY(m_cs);                  ///< their time has not come
     std::unique_ptr<CTurnList> m_paused ZEL_GUARDED_BY(m_cs); ///< never null
     CString m_strRunning ZEL_GUARDED_BY(m_cs);                ///< what runs, empty when nothing does
     bool m_bCanceled ZEL_GUARDED_BY(m_cs) = false;            ///< what runs is to stop

@@ -257,6 +257,7 @@ bool CServerCommands::UnpauseRequest(const CString& name)
     // Without the status of the pause the request looks to its client as if it waited, which it does.
     if (m_settings.m_options.pausedStatus)
         m_statuses.RemoveStatus(name);
+    item.m_nNotBefore = m_settings.ItemOf(item.m_strFile).m_nNotBefore; // which no list of paused ones keeps
     m_requests.Unpause(std::move(item));
     return true;
 }

@@ -35,6 +35,7 @@ TSRequestItem CServerSettings::ItemOf(const CString& queuedPath) const
         SRequestAttributes attributes = SRequestAttributes::Read(queuedPath);
         item.m_nPriority = attributes.priority;
         item.m_strClient = std::move(attributes.client);
+        item.m_nNotBefore = attributes.notBefore;
     }
     return item;
 }

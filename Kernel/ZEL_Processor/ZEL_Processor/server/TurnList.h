@@ -15,14 +15,15 @@
 
 /// An entry of the waiting queue and of the paused list.
 struct TSRequestItem {
-    CString m_strFile;            ///< full path of the request file in the queue directory
-    std::int32_t m_nRetries = 0;  ///< how many times it was put back because its task declined
-    std::string m_strOwner = {};  ///< whose file it is, as platform::FileOwner; empty when no option asks
-    unsigned m_nAttempts = 0;     ///< how many runs of it the end of a server has interrupted
-    bool m_bTold = false;         ///< the log has told that it was started
-    bool m_bTakenBack = false;    ///< it had ended, and a power cut may have undone that
-    int m_nPriority = 0;          ///< higher ones first
-    std::string m_strClient = {}; ///< for whom of its owner it is, as its sender says; empty when no option asks
+    CString m_strFile;             ///< full path of the request file in the queue directory
+    std::int32_t m_nRetries = 0;   ///< how many times it was put back because its task declined
+    std::string m_strOwner = {};   ///< whose file it is, as platform::FileOwner; empty when no option asks
+    unsigned m_nAttempts = 0;      ///< how many runs of it the end of a server has interrupted
+    bool m_bTold = false;          ///< the log has told that it was started
+    bool m_bTakenBack = false;     ///< it had ended, and a power cut may have undone that
+    int m_nPriority = 0;           ///< higher ones first
+    std::string m_strClient = {};  ///< for whom of its owner it is, as its sender says; empty when no option asks
+    std::int64_t m_nNotBefore = 0; ///< seconds since 1970-01-01 UTC; kept while it has to wait for that alone
 };
 
 /// The requests that wait, or the paused ones. Every operation costs the same for one request as for ten thousand, for

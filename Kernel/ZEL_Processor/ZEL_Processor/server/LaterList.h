@@ -1,0 +1,32 @@
+#pragma once
+
+#include "TurnList.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+/// Requests whose time has not come. Every operation costs the logarithm of their number, for others decide how many
+/// there are; a limit for each owner (SZelServerOptions::maxQueued) counts them with those that wait.
+class CLaterList {
+public:
+    void Add(TSRequestItem item);
+    /// The one whose time came first, of those whose time has come. now: seconds since 1970-01-01 UTC.
+    bool TakeDue(std::int64_t now, TSRequestItem& item);
+    /// One of this path; the comparison is exact.
+    bool Take(const CString& path, TSRequestItem& item);
+
+    [[nodiscard]] bool Contains(const CString& path) const { return m_byPath.contains(path); }
+    [[nodiscard]] bool IsEmpty() const { return m_byTime.empty(); }
+    [[nodiscard]] std::size_t CountOf(const std::string& owner) const;
+
+private:
+    using ByTime = std::multimap<std::int64_t, TSRequestItem>; ///< equal ones in the order of their arrival
+
+    TSRequestItem Remove(ByTime::iterator place);
+
+    ByTime m_byTime;
+    std::multimap<CString, ByTime::iterator> m_byPath; ///< a file that somebody deleted may have been sent again
+    std::map<std::string, std::size_t> m_counts;       ///< of each owner, never 0
+};
