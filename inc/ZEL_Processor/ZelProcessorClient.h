@@ -103,6 +103,14 @@ public:
     /// is one event of kind eDsEventKind_Reload, for nobody knows what changed meanwhile. The files have other names
     /// from then on. Off unless set: ListenDsEvents registers again.
     void SetRegistersAgain(bool again);
+    /// Whether a command that no server has taken when the client gives it up, since its time is over or SetGoOn ends
+    /// it, is taken back, so that no later server carries it out; IsCommandWithdrawn tells of the last one. The end of
+    /// a registration is left: a server that took the registration over ends it. Off unless set: commands lie there
+    /// until a server takes them.
+    void SetWithdrawsCommands(bool withdraws);
+    /// False also of a command that was answered, or that a server may still carry out. With commands on several
+    /// threads, of the one that began or was taken back last.
+    [[nodiscard]] bool IsCommandWithdrawn() const;
 
     /// Moves a finished request file into the request directory, replacing one of that name: the file leaves its place.
     /// eRequestStatus_Sent, or eRequestStatus_ClientError after a report. The file must be on the request directory's

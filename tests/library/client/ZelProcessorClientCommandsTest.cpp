@@ -232,3 +232,50 @@ TEST_F(ClientCommands, TruncatedAndCorruptedCommandFilesEndWithAnAnswer)
     m_pServer.reset();
     static_cast<void>(m_host.TakeBoxes());
 }
+
+TEST_F(ClientCommands, AnUntakenCommandStaysForTheNextServerUnlessItIsToBeWithdrawn)
+{
+    for (const bool withdraws : {false, true}) {
+        testsupport::CManualClock clock;
+        const platform::CScopedOs os(nullptr, &clock);
+        m_client.SetWithdrawsCommands(withdraws);
+        EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_ServerTimeout);
+        m_host.ExpectReport(345, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) TIMEOUT");
+        EXPECT_EQ(FilesIn(m_requestDir).empty(), withdraws);
+        EXPECT_EQ(m_client.IsCommandWithdrawn(), withdraws);
+        for (const std::wstring& name : FilesIn(m_requestDir))
+            EXPECT_EQ(platform::Files().Remove(In(m_requestDir, name)), platform::eOsError_None);
+    }
+}
+
+TEST_F(ClientCommands, ACommandThatIsInterruptedIsWithdrawnToo)
+{
+    m_client.SetWithdrawsCommands(true);
+    m_client.SetGoOn([] { return false; });
+    EXPECT_EQ(m_client.PauseRequest(L"a.drq"), eRequestStatus_NotIntialized);
+    EXPECT_TRUE(FilesIn(m_requestDir).empty());
+    EXPECT_TRUE(m_client.IsCommandWithdrawn());
+}
+
+TEST_F(ClientCommands, WhatAServerHasTakenIsNotWithdrawn)
+{
+    m_client.SetWithdrawsCommands(true);
+    m_client.SetGoOn([this] {
+        for (const std::wstring& name : FilesIn(m_requestDir))
+            EXPECT_EQ(platform::Files().Remove(In(m_requestDir, name)), platform::eOsError_None);
+        return false;
+    });
+    EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_NotIntialized);
+    EXPECT_FALSE(m_client.IsCommandWithdrawn());
+}
+
+TEST_F(ClientCommands, AnAnsweredCommandIsNotWithdrawn)
+{
+    m_client.SetWithdrawsCommands(true);
+    m_client.SetGoOn([] { return false; });
+    static_cast<void>(m_client.CancelRequest(L"a.drq"));
+    m_client.SetGoOn({});
+    Run();
+    EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_Done);
+    EXPECT_FALSE(m_client.IsCommandWithdrawn());
+}

@@ -93,6 +93,8 @@ struct CClientState {
     bool m_bRegistered = false;
     bool m_bPresence = false;
     bool m_bRegistersAgain = false;
+    bool m_bWithdraws = false;
+    std::atomic<bool> m_bWithdrawn = false;           ///< the last command, of whichever thread
     bool m_bLost = false;                             ///< the registration, and it was tried in vain to register again
     std::unique_ptr<platform::ILockFile> m_pPresence; ///< of the id above
     COutputDirWatcher m_watcher;

@@ -48,6 +48,16 @@ void CZelProcessorClient::SetRegistersAgain(bool again)
     m_pState->m_bRegistersAgain = again;
 }
 
+void CZelProcessorClient::SetWithdrawsCommands(bool withdraws)
+{
+    m_pState->m_bWithdraws = withdraws;
+}
+
+bool CZelProcessorClient::IsCommandWithdrawn() const
+{
+    return m_pState->m_bWithdrawn;
+}
+
 eZelProcRequestStatus CZelProcessorClient::SendRequest(const CString& requestPath)
 {
     return m_pState->SendRequest(requestPath);

@@ -57,6 +57,7 @@ CString CClientState::CreateCommandFile(eCommandType type, const CString& reques
 eZelProcRequestStatus CClientState::SendCommand(const CString& requestPath, eCommandType type)
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::SendCommand";
+    m_bWithdrawn = false;
     const CString commandFile = CreateCommandFile(type, requestPath);
     if (commandFile.empty()) {
         // Why has been explained.
@@ -86,16 +87,23 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
     const auto isStopped = [&] { return type != eCommandType_UnregisterClient && m_goOn && !m_goOn(); };
     CAdditionalRequestStatus additional;
     eZelProcRequestStatus status = LookForStatus(commandFile, &additional, goOn);
+    const CString sentFile = m_paths.InRequestDir(platform::FileNameOf(commandFile));
     const auto end = [&](eZelProcRequestStatus result) {
         Protocol::RemoveFileWhenFree(m_paths.Status(commandFile));
         return result;
+    };
+    // Either this removes it or a server moves it away, and never both.
+    const auto withdraw = [&] {
+        // Whoever tries again and again must not leave as many commands for the next server.
+        const bool isAnotherTry = m_bRegistersAgain && type == eCommandType_RegisterClient;
+        if (isAnotherTry || (m_bWithdraws && type != eCommandType_UnregisterClient))
+            m_bWithdrawn = platform::Succeeded(platform::Files().Remove(sentFile));
     };
     const auto fail = [&](long line, const wchar_t* function, const wchar_t* format, eZelProcRequestStatus result) {
         std::vector<CString> arguments = Outcome(type, status);
         arguments.insert(arguments.end(), {additional.GetProgressComment(), commandFile});
         Report(line, function, FormatText(format, arguments));
-        const CString path = platform::JoinPath(m_paths.m_strRequestDir, platform::FileNameOf(commandFile));
-        Explain(path + L": " + additional.GetProgressComment());
+        Explain(sentFile + L": " + additional.GetProgressComment());
         return end(result);
     };
     for (;;) {
@@ -105,12 +113,11 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
             status == eRequestStatus_ServerTimeout)
             return fail(ReportLines::kCommandFailed, L"CZelProcessorClient::SendCommand ERROR",
                         L"SendMessageToServer(eCommType=%s) != eRequestStatus_Done, eStatus=%s %s\n  %s", status);
-        if (isStopped())
+        const bool isOver = isStopped();
+        if (isOver || !isInTime())
+            withdraw();
+        if (isOver)
             return end(eRequestStatus_NotIntialized);
-        // Whoever tries again and again must not leave as many commands for the next server.
-        if (!isInTime() && m_bRegistersAgain && type == eCommandType_RegisterClient)
-            static_cast<void>(platform::Files().Remove(
-                platform::JoinPath(m_paths.m_strRequestDir, platform::FileNameOf(commandFile))));
         if (!isInTime())
             return fail(ReportLines::kCommandTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
                         L"SendMessageToServer(eCommType=%s) TIMEOUT , eStatus=%s %s\n  %s",
