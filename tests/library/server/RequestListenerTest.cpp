@@ -118,6 +118,24 @@ TEST_F(RequestListenerTest, AScanThatFailedIsReportedOnceAndMadeUpForUnasked)
     EXPECT_TRUE(IsWaiting(L"a.drq"));
 }
 
+TEST_F(RequestListenerTest, AWatchThatCannotBeKeptUpIsReportedOnceAndItsReturnIsLogged)
+{
+    const platform::CScopedOs os(&m_files, nullptr);
+    for (int times = 0; times < 2; ++times) {
+        m_files.FailCall(testsupport::eFileCall_Rearm, 1, platform::eOsError_FileNotFound, 2);
+        m_listener.Start();
+        Send(L"a.drq");
+        EXPECT_TRUE(m_listener.ListenStep());
+        EXPECT_TRUE(m_listener.ListenStep());
+        EXPECT_EQ(m_host.TakeReports().size(), 1U);
+        EXPECT_TRUE(IsTakenInSomeSteps(L"a.drq"));
+        m_host.ExpectLogLine(L"The request directory can be watched again: " + m_requestDir);
+        TSRequestItem item;
+        EXPECT_TRUE(m_requests.TakeWaiting(Queued(L"a.drq"), item));
+        EXPECT_EQ(platform::Files().Remove(Queued(L"a.drq")), platform::eOsError_None);
+    }
+}
+
 TEST_F(RequestListenerTest, ADirectoryThatCannotBeWatchedIsReportedAndNothingStarts)
 {
     m_settings.m_paths.m_strRequestDir = m_dir / L"nowhere";

@@ -71,6 +71,7 @@ private:
     CServerCommands m_commands;
     CHousekeeping m_housekeeping;
     bool m_bScanPending = false; ///< a scan failed
+    bool m_bRearmFailed = false; ///< the last time
     bool m_bBuriesDead = false;  ///< since its start
     bool m_bMoreToTake = false;  ///< the last scan left files for the next one
     platform::CManualResetEvent m_evStop;
