@@ -21,6 +21,13 @@ protected:
         Write(Own(ZelProtocol::kClaimProcessFile), "7");
         return lock;
     }
+    /// But for its time, which is that of a file.
+    [[nodiscard]] SZelServerInfo Told() const
+    {
+        SZelServerInfo info = m_client.GetServerInfo();
+        info.seen = 0;
+        return info;
+    }
     static SZelServerInfo Only(eZelServerPresence presence, std::uint32_t process)
     {
         SZelServerInfo info;
@@ -80,9 +87,18 @@ TEST_F(ClientServer, WhatAnEarlierServerPublishedIsNotTheNextOnes)
 {
     ASSERT_TRUE(m_pServer->PublishInfo(Published(8)));
     const auto claim = Claim();
-    EXPECT_EQ(m_client.GetServerInfo(), Only(eServerPresence_Serves, 7));
+    EXPECT_EQ(Told(), Only(eServerPresence_Serves, 7));
     ASSERT_TRUE(m_pServer->PublishInfo(Published(7, 1'700'000'100)));
-    EXPECT_EQ(m_client.GetServerInfo(), Only(eServerPresence_Serves, 7));
+    EXPECT_EQ(Told(), Only(eServerPresence_Serves, 7));
+}
+
+TEST_F(ClientServer, OneThatServesWasSeenWhenItShowedLifeLast)
+{
+    const auto claim = Claim();
+    EXPECT_NEAR(static_cast<double>(m_client.GetServerInfo().seen),
+                static_cast<double>(platform::Clock().UtcSeconds()), 60);
+    ASSERT_EQ(platform::Files().Remove(Own(ZelProtocol::kClaimProcessFile)), platform::eOsError_None);
+    EXPECT_EQ(m_client.GetServerInfo().seen, 0) << "nobody can tell";
 }
 
 TEST_F(ClientServer, OneThatStoppedSaysWhen)
