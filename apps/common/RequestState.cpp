@@ -49,35 +49,90 @@ constexpr std::string_view kSayNoMore[] = {
     "IDS_PAUSED",
 };
 
-/// In any language: the server may speak another one.
-bool SaysMoreThanStatus(const std::wstring& comment)
+/// Texts that say in words of their own, up to their colon if they have one, what a status says and more.
+constexpr std::string_view kSayItThemselves[] = {
+    "IDS_PROCESSING_AGAIN",
+    "IDS_ENDED_AGAIN",
+    "IDS_WAITING_TO_RECEIVE_REQ",
+};
+
+constexpr std::wstring_view kBlanks = L" \u00a0\u202f"; // French has a narrow one before its colon
+constexpr std::wstring_view kWordEnds = L" \u00a0\u202f\t\r\n:;,.!?()\u2026";
+
+/// True for one of these texts of the system in any language: the server may speak another one.
+template <std::size_t Count, class Match>
+bool IsSystemText(const std::string_view (&codeNames)[Count], Match&& isMatch)
 {
     for (const std::string& language : CTextTable::Languages(CTextTable::kSystemModule)) {
         for (const auto& [id, entry] : CTextTable::Find(CTextTable::kSystemModule, language)->Entries()) {
-            if (entry.text == comment && std::ranges::count(kSayNoMore, entry.codeName) != 0)
-                return false;
+            if (std::ranges::count(codeNames, entry.codeName) != 0 && isMatch(entry.text))
+                return true;
         }
     }
-    return !comment.empty();
+    return false;
 }
 
-/// "Server error: ..." begins with "ServerError".
-bool BeginsWithWord(const std::wstring& comment, const std::wstring& word)
+bool SaysMoreThanStatus(const std::wstring& comment)
 {
-    std::wstring begin;
-    for (const wchar_t character : comment) {
-        if (begin.size() == word.size())
-            break;
-        if (character != L' ')
-            begin += character;
+    return !comment.empty() && !IsSystemText(kSayNoMore, [&](const std::wstring& text) { return text == comment; });
+}
+
+/// Where the word ends that the comment begins with, blanks and letter case apart; 0 when it begins with another one.
+std::size_t EndOfWord(std::wstring_view comment, std::wstring_view word)
+{
+    const auto skipBlanks = [](std::wstring_view text, std::size_t at) {
+        return std::min(text.find_first_not_of(kBlanks, at), text.size());
+    };
+    std::size_t at = 0;
+    for (std::size_t letter = 0; letter < word.size(); letter = skipBlanks(word, letter + 1), ++at) {
+        at = skipBlanks(comment, at);
+        if (at == comment.size() || !platform::EqualsNoCase(comment.substr(at, 1), word.substr(letter, 1)))
+            return 0;
     }
-    return platform::EqualsNoCase(begin, word);
+    return at == comment.size() || kWordEnds.find(comment[at]) != std::wstring_view::npos ? at : 0;
+}
+
+/// "Server error: the disk is full" begins with what the status says, in any language; it ends where the text behind
+/// the colon begins. 0 for a comment without such a beginning, and for one that is nothing else.
+std::size_t EndOfLabel(std::wstring_view comment, const STextCode& word)
+{
+    for (const std::string& language : CTextTable::Languages(word.module->name)) {
+        const std::size_t end =
+            EndOfWord(comment, CTextTable::Find(word.module->name, language)->FindEntry(word.id)->text);
+        const std::size_t colon = end == 0 ? comment.npos : comment.find_first_not_of(kBlanks, end);
+        if (colon == comment.npos || comment[colon] != L':')
+            continue;
+        const std::size_t text = comment.find_first_not_of(kBlanks, colon + 1);
+        return text == comment.npos ? 0 : text;
+    }
+    return 0;
+}
+
+bool IsKnown(eZelProcRequestStatus status)
+{
+    return status >= eRequestStatus_NotIntialized && status < eRequestStatus_Last;
+}
+
+std::size_t EndOfLabel(const SRequestState& state)
+{
+    if (!IsKnown(state.status))
+        return 0;
+    const STextCode& word = *kStatusWords[state.status - eRequestStatus_NotIntialized];
+    CTextTable::Register(*word.module);
+    return EndOfLabel(state.comment, word);
+}
+
+/// The comment tells the status in the words of whoever reads it, or in those of a text that means to.
+bool TellsStatus(const std::wstring& comment, const std::wstring& word)
+{
+    return EndOfWord(comment, word) != 0 || IsSystemText(kSayItThemselves, [&](const std::wstring& text) {
+               return comment.starts_with(text.substr(0, text.find(L':')));
+           });
 }
 
 const char* StateOf(eZelProcRequestStatus status)
 {
-    const bool isKnown = status >= eRequestStatus_NotIntialized && status < eRequestStatus_Last;
-    return kStates[isKnown ? status - eRequestStatus_NotIntialized : 0];
+    return kStates[IsKnown(status) ? status - eRequestStatus_NotIntialized : 0];
 }
 
 /// Null for a time that is not known, and for one that the system's calendar does not have (on Windows, before 1970).
@@ -156,12 +211,17 @@ std::wstring ToText(const SRequestState& state)
     const bool hasPercent = state.percent && state.status != eRequestStatus_Done;
     const bool hasComment = SaysMoreThanStatus(state.comment);
     std::wstring text = ShownName(state.name) + L":";
-    if (hasPercent || !hasComment || !BeginsWithWord(state.comment, word))
-        text += L" " + word;
-    if (hasPercent)
-        text += L" " + std::to_wstring(*state.percent) + L" %";
-    if (hasComment)
+    if (!hasPercent && hasComment && TellsStatus(state.comment, word)) {
         text += L" " + OneLine(state.comment);
+    } else {
+        text += L" " + word;
+        if (hasPercent)
+            text += L" " + std::to_wstring(*state.percent) + L" %";
+        else if (hasComment && EndOfLabel(state) != 0)
+            text += L":";
+        if (hasComment)
+            text += L" " + CommentText(state);
+    }
     if (state.age)
         text += L" (" + AgeText(*state.age) + L")";
     return text;
@@ -169,7 +229,7 @@ std::wstring ToText(const SRequestState& state)
 
 std::wstring CommentText(const SRequestState& state)
 {
-    return SaysMoreThanStatus(state.comment) ? OneLine(state.comment) : std::wstring();
+    return SaysMoreThanStatus(state.comment) ? OneLine(state.comment.substr(EndOfLabel(state))) : std::wstring();
 }
 
 std::wstring AgeText(std::int64_t seconds)
@@ -187,7 +247,7 @@ std::wstring AgeText(std::int64_t seconds)
 
 std::wstring StatusWord(eZelProcRequestStatus status)
 {
-    if (status < eRequestStatus_NotIntialized || status >= eRequestStatus_Last)
+    if (!IsKnown(status))
         return EnumToName(status, GetRequestStatusNames());
     return WQ_ModuleText(*kStatusWords[status - eRequestStatus_NotIntialized]);
 }

@@ -40,10 +40,11 @@ struct SRequestState {
 [[nodiscard]] std::wstring ToJson(const SRequestState& state);
 
 /// The state for people, on one line: "name: Calculating 42 % comment", in the user's language. A comment that says
-/// what the status says is left out, and of one that begins with the word of the status that word.
+/// what the status says is left out; the word of the status is, where the comment begins with it.
 [[nodiscard]] std::wstring ToText(const SRequestState& state);
 
-/// The comment for people: on one line, without what the status says. Empty when that is all.
+/// The comment for people: on one line, without what the status says and a colon at its beginning, whatever language
+/// the server speaks. Empty when that is all.
 [[nodiscard]] std::wstring CommentText(const SRequestState& state);
 
 /// "5 d": a time that has passed, in the user's language.

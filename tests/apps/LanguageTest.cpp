@@ -35,10 +35,9 @@ protected:
 TEST_F(ProgramLanguageTest, StatusesAreInTheUsersLanguage)
 {
     EXPECT_EQ(ZelIn(kGerman, {L"status", L"a.drq"}).output,
-              "a.drq: nicht angefordert Nicht angefordert: Der Server kennt keinen Auftrag mit diesem Namen.\n");
+              "a.drq: Nicht angefordert: Der Server kennt keinen Auftrag mit diesem Namen.\n");
     EXPECT_EQ(ZelIn(kFrench, {L"status", L"a.drq"}).output,
-              "a.drq: non demand\u00e9e Non demand\u00e9e\u00a0: le serveur ne conna\u00eet aucune requ\u00eate de ce "
-              "nom.\n");
+              "a.drq: Non demand\u00e9e\u00a0: le serveur ne conna\u00eet aucune requ\u00eate de ce nom.\n");
     EXPECT_EQ(ZelIn(L"en_GB.UTF-8", {L"status", L"a.drq"}).output,
               "a.drq: Not requested: the server knows of no request with this name.\n");
     Write(InRequests(L"a.drq"), "");

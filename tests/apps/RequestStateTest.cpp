@@ -1,7 +1,10 @@
 #include "apps/common/RequestState.h"
 
+#include "framework/Language.h"
+#include "framework/texts/TextTable.h"
 #include "platform/Text.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -106,6 +109,103 @@ TEST(RequestStateTest, TextSaysNothingTwice)
     state.percent = 99;
     EXPECT_EQ(text(eRequestStatus_Done, L"3 rows"), L"a.drq: Done 3 rows");
     EXPECT_EQ(text(eRequestStatus_Calculating, L"Calculating rows"), L"a.drq: Calculating 99 % Calculating rows");
+}
+
+/// Lower case, without blanks: "Not requested" is "NotRequested".
+std::wstring Folded(std::wstring text)
+{
+    std::erase_if(text, [](wchar_t c) { return c == L' ' || c == L'\u00a0' || c == L'\u202f'; });
+    std::ranges::transform(text, text.begin(),
+                           [](wchar_t c) { return c >= L'A' && c <= L'Z' ? c + (L'a' - L'A') : c; });
+    return text;
+}
+
+class RequestStateLanguageTest : public testing::Test {
+protected:
+    ~RequestStateLanguageTest() override { WQ_SetLanguage(L"en"); }
+    RequestStateLanguageTest() = default;
+
+    /// A text of the system as a server or a client of this language writes it.
+    [[nodiscard]] static std::wstring SystemText(const std::string& language, const std::string& codeName)
+    {
+        for (const auto& [id, entry] : CTextTable::Find(CTextTable::kSystemModule, language)->Entries()) {
+            if (entry.codeName == codeName)
+                return entry.text;
+        }
+        ADD_FAILURE() << codeName;
+        return {};
+    }
+};
+
+TEST_F(RequestStateLanguageTest, NoStatusIsSaidTwiceInAnyLanguage)
+{
+    // What a request of each status has as its comment.
+    const std::vector<std::pair<eZelProcRequestStatus, std::vector<std::string>>> comments = {
+        {eRequestStatus_ClientError, {"IDS_CLIENT_ERR_UNABLE_OPEN_STATUS_FILE", "IDS_CLIENT_ERR_UNABLE_READ_STATUS"}},
+        {eRequestStatus_ServerError,
+         {"IDS_SERVER_ERROR_UNKNOWN_REQUEST_FORMAT", "IDS_SERVER_ERROR_CAN_NOT_OBTAIN_DATA", "IDS_REQUEST_INTERRUPTED",
+          "IDS_SERVER_ERROR_CAN_NOT_SAVE_RESPONSE", "IDS_EXCEPTIONTHROW_DURING_PROCESSINGREQUEST", "IDS_END_LOST"}},
+        {eRequestStatus_NotRequested, {"IDS_NOT_REQUESTED"}},
+        {eRequestStatus_Waiting, {"IDS_WAITING_IN_QUEUE", "IDS_WAITING_TO_RECEIVE_REQ"}},
+        {eRequestStatus_ProcessingStarted, {"IDS_PROCESSING_STARTED", "IDS_PROCESSING_AGAIN", "IDS_ENDED_AGAIN"}},
+        {eRequestStatus_Parsing, {"IDS_READING_REQUEST"}},
+        {eRequestStatus_GettingData, {"IDS_GETTING_DATA"}},
+        {eRequestStatus_PreparingResponse, {"IDS_PREPARING_RESPONSE"}},
+        {eRequestStatus_Canceled, {"IDS_CANCELED", "IDS_REQUEST_CANCELED"}},
+        {eRequestStatus_Paused, {"IDS_PAUSED"}},
+        {eRequestStatus_Done, {"IDS_DONE"}}};
+    const std::vector<std::string> languages = CTextTable::Languages(CTextTable::kSystemModule);
+    ASSERT_EQ(languages.size(), 3U);
+    const auto wordIn = [](const std::string& language, eZelProcRequestStatus status) {
+        WQ_SetLanguage(platform::FromUtf8(language));
+        return Folded(StatusWord(status));
+    };
+    for (const std::string& user : languages) {
+        for (const auto& [status, codeNames] : comments) {
+            for (const std::string& codeName : codeNames) {
+                for (const std::string& server : languages) {
+                    SRequestState state;
+                    state.name = L"a.drq";
+                    state.status = status;
+                    state.comment = SystemText(server, codeName);
+                    const std::wstring word = wordIn(user, status);
+                    const std::wstring comment = Folded(CommentText(state));
+                    std::wstring text = Folded(ToText(state)).substr(state.name.size() + 1);
+                    SCOPED_TRACE(platform::ToUtf8(ToText(state)));
+                    if (text != Folded(state.comment)) { // one that says the status itself stands alone
+                        EXPECT_TRUE(text.starts_with(word));
+                        text.erase(0, text.starts_with(word + L":") ? word.size() + 1 : word.size());
+                        for (const std::string& language : languages) {
+                            EXPECT_FALSE(text.starts_with(wordIn(language, status)));
+                            EXPECT_FALSE(comment.starts_with(wordIn(language, status) + L":"));
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST_F(RequestStateLanguageTest, TheBeginningOfAnyLanguageMakesRoomForTheUsersWord)
+{
+    SRequestState state;
+    state.name = L"a.drq";
+    state.status = eRequestStatus_ServerError;
+    state.comment = L"Server error: the disk is full";
+    WQ_SetLanguage(L"de");
+    EXPECT_EQ(ToText(state), L"a.drq: Serverfehler: the disk is full");
+    EXPECT_EQ(CommentText(state), L"the disk is full");
+    WQ_SetLanguage(L"fr");
+    state.comment = L"Erreur du serveur\u00a0: le disque est plein";
+    EXPECT_EQ(ToText(state), L"a.drq: Erreur du serveur\u00a0: le disque est plein");
+    EXPECT_EQ(CommentText(state), L"le disque est plein");
+    state.percent = 7;
+    EXPECT_EQ(ToText(state), L"a.drq: erreur du serveur 7 % le disque est plein");
+    state.percent.reset();
+    for (const wchar_t* alone : {L"Serverfehler:", L"Serverfehlerhaft", L"Erreur du serveurs: x"}) {
+        state.comment = alone;
+        EXPECT_EQ(CommentText(state), alone);
+    }
 }
 
 TEST(RequestStateTest, PercentThatTheWriterDidNotKnowIsNone)
