@@ -1,5 +1,6 @@
 #include "apps/common/RequestState.h"
 
+#include "ZEL_Processor/zel/Status.h"
 #include "apps/common/ShownText.h"
 #include "framework/texts/TextTable.h"
 #include "platform/Text.h"
@@ -28,13 +29,6 @@ constexpr const STextCode* kStatusWords[] = {
     &CommonTexts::IDS_STATE_DONE,
 };
 static_assert(std::size(kStatusWords) == eRequestStatus_Last - eRequestStatus_NotIntialized);
-
-/// The same for programs, in no language.
-constexpr const char* kStates[] = {
-    "unknown", "client-error", "server-error", "server-timeout", "sent",     "not-requested", "waiting", "started",
-    "parsing", "calculating",  "getting-data", "preparing",      "canceled", "paused",        "done",
-};
-static_assert(std::size(kStates) == std::size(kStatusWords));
 
 /// Texts of the system that say what a status says already.
 constexpr std::string_view kSayNoMore[] = {
@@ -130,11 +124,6 @@ bool TellsStatus(const std::wstring& comment, const std::wstring& word)
            });
 }
 
-const char* StateOf(eZelProcRequestStatus status)
-{
-    return kStates[IsKnown(status) ? status - eRequestStatus_NotIntialized : 0];
-}
-
 /// Null for a time that is not known, and for one that the system's calendar does not have (on Windows, before 1970).
 nlohmann::ordered_json TimeOrNull(const std::optional<std::int64_t>& time)
 {
@@ -193,7 +182,7 @@ std::wstring ToJson(const SRequestState& state)
     object["name"] = platform::ToUtf8(state.name);
     object["status"] = static_cast<std::int32_t>(state.status);
     object["statusName"] = platform::ToUtf8(EnumToName(state.status, GetRequestStatusNames()));
-    object["state"] = StateOf(state.status);
+    object["state"] = zel::nameOf(static_cast<zel::State>(state.status));
     object["percent"] = state.percent ? nlohmann::ordered_json(*state.percent) : nlohmann::ordered_json();
     object["comment"] = platform::ToUtf8(state.comment);
     object["created"] = TimeOrNull(state.created);

@@ -48,6 +48,18 @@ TEST(RequestStateTest, JsonHasNullForWhatIsNotKnown)
                            R"("comment":"","created":null,"modified":null})");
 }
 
+TEST(RequestStateTest, JsonNamesAStatusAsTheManualDoes)
+{
+    const char* const states[] = {
+        "unknown", "client-error", "server-error", "server-timeout", "sent",     "not-requested", "waiting", "started",
+        "parsing", "calculating",  "getting-data", "preparing",      "canceled", "paused",        "done",    "unknown"};
+    SRequestState state = SomeState();
+    for (int number = eRequestStatus_NotIntialized; number <= eRequestStatus_Last; ++number) {
+        state.status = static_cast<eZelProcRequestStatus>(number);
+        EXPECT_EQ(nlohmann::json::parse(Json(state))["state"], states[number - eRequestStatus_NotIntialized]);
+    }
+}
+
 TEST(RequestStateTest, JsonHasNullForATimeThatTheCalendarDoesNotHave)
 {
     SRequestState state = SomeState();

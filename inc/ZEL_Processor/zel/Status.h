@@ -45,7 +45,7 @@ enum class State : std::int32_t {
     case State::parsing: return "parsing";
     case State::calculating: return "calculating";
     case State::gettingData: return "getting-data";
-    case State::preparing: return "preparing-response";
+    case State::preparing: return "preparing";
     case State::canceled: return "canceled";
     case State::paused: return "paused";
     case State::done: return "done";
