@@ -53,10 +53,13 @@ bool CSender::IsInUse(const std::wstring& name, std::wstring& error)
     // In the order in which a request travels: one that moves meanwhile is found at its next place.
     for (const std::wstring& path : {m_session.RequestPath(name), m_session.QueuePath(name), m_session.StatusPath(name),
                                      m_session.OutputPath(name)}) {
-        if (platform::PathExists(path)) {
-            error = ShownText(ToolTexts::IDS_NAME_IN_USE, {name, path});
-            return true;
-        }
+        if (!platform::PathExists(path))
+            continue;
+        const bool hasEnded = path == m_session.StatusPath(name) || path == m_session.OutputPath(name);
+        error = ShownText(ToolTexts::IDS_NAME_IN_USE, {name, path}) + L"\n" +
+                ShownText(hasEnded ? ToolTexts::IDS_NAME_OF_ENDED : ToolTexts::IDS_NAME_OF_WAITING,
+                          hasEnded ? std::vector{name, name} : std::vector{name});
+        return true;
     }
     return false;
 }

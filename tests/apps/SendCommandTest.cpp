@@ -144,6 +144,10 @@ TEST_F(SendCommandTest, NameInUseIsRefusedWhereverItsFileIs)
         const SProgramResult result = Zel({L"send", L"--move", file, L"--json"});
         EXPECT_EQ(result.code, 1);
         EXPECT_TRUE(Contains(result.errors, "is in use")) << result.errors;
+        const bool hasEnded = path == InOutput(L"a.drq") || path == InOutput(L"a.drq.status");
+        EXPECT_TRUE(Contains(result.errors, hasEnded ? "or 'zel forget a.drq', or send with --unique or another --name."
+                                                     : "'zel wait a.drq', or send with --unique or another --name."))
+            << result.errors;
         ASSERT_EQ(result.Objects().size(), 1U);
         EXPECT_EQ(result.Objects()[0]["status"], 0);
         EXPECT_TRUE(Contains(result.Objects()[0]["comment"].get<std::string>(), "is in use"));
