@@ -13,6 +13,8 @@ public:
     /// Looks, a few times a second at most, and tells the user when there is no server any more, or one again. False
     /// when none was there for as long as the options say.
     [[nodiscard]] bool Look();
+    /// What the last look saw: that there is none.
+    [[nodiscard]] bool IsMissing() const { return m_missingSince.has_value(); }
 
     /// "no server serves the directory", on standard error, where that is known.
     static void TellWhenDead(CToolSession& session);

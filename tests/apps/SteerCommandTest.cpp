@@ -206,6 +206,7 @@ TEST_F(SteerCommandTest, WithoutAServerTheTimeOfTheServerIsOver)
         EXPECT_EQ(result.code, 4);
         ASSERT_EQ(result.Objects().size(), 1U);
         EXPECT_EQ(result.Objects()[0]["status"], 2);
+        EXPECT_TRUE(result.errors.starts_with("zel: no server serves '")) << result.errors << ": before anything else";
         EXPECT_TRUE(Contains(result.errors, "did not carry out the command within 0.3 s")) << result.errors;
     }
     EXPECT_TRUE(platform::PathExists(InRequests(L"a.drq")));
