@@ -24,6 +24,7 @@ const SMistake kMistakes[] = {
     {"%s: %s not in {%s}", CommonTexts::IDS_OPTION_NOT_AMONG},
     {"%s: %s required %s missing", CommonTexts::IDS_OPTION_NEEDS_VALUE},
     {"%s: At Most 1 required but received %s", CommonTexts::IDS_OPTION_TWICE},
+    {"%s was given a disallowed flag override", CommonTexts::IDS_OPTION_TAKES_NO_VALUE},
     {"%s is required", CommonTexts::IDS_OPTION_MISSING},
     {"%s requires %s", CommonTexts::IDS_OPTION_NEEDS},
     {"%s excludes %s", CommonTexts::IDS_OPTION_EXCLUDES},
@@ -49,6 +50,9 @@ std::wstring OurText(const STextCode& text, std::vector<std::wstring> parts)
 {
     for (std::size_t index = 0; index < parts.size(); ++index)
         parts[index] = index < 2 ? ShownWord(parts[index]) : ShownLimit(parts[index]);
+    // The one mistake of which the parser names the option without its dashes.
+    if (&text == &CommonTexts::IDS_OPTION_TAKES_NO_VALUE)
+        parts[0].insert(0, L"--");
     const bool isEndless = &text == &CommonTexts::IDS_OPTION_OUT_OF_RANGE && parts.back().size() > kLongestNumber;
     return WQ_ModuleText(isEndless ? CommonTexts::IDS_OPTION_TOO_SMALL : text, parts);
 }

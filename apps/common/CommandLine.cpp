@@ -100,6 +100,21 @@ CLI::App& AddCommand(CLI::App& app, const char* name, const STextCode& descripti
     return command;
 }
 
+void DemandValues(CLI::App& app)
+{
+    // In the parser's words for one that is not there at all.
+    const CLI::Validator isGiven(
+        [](const std::string& value) { return value.empty() ? "1 required TEXT missing" : ""; }, "");
+    for (CLI::Option* option : app.get_options()) {
+        if (option->get_items_expected_max() == 0)
+            option->disable_flag_override();
+        else
+            option->check(isGiven);
+    }
+    for (CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+        DemandValues(*command);
+}
+
 std::string HelpText(const STextCode& code, const std::vector<std::wstring>& arguments)
 {
     return platform::ToUtf8(WQ_ModuleText(code, arguments));

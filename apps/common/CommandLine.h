@@ -22,6 +22,10 @@ void DefineCommonParts(CLI::App& app);
 /// A command of a program. It has the common parts, and the footer of the program.
 CLI::App& AddCommand(CLI::App& app, const char* name, const STextCode& description);
 
+/// Lets an option that takes a value refuse an empty one, which a script gives that has none, and a flag refuse any; of
+/// the program and its commands. After all of them are defined.
+void DemandValues(CLI::App& app);
+
 /// A text of the help as the parser wants it.
 [[nodiscard]] std::string HelpText(const STextCode& code, const std::vector<std::wstring>& arguments = {});
 

@@ -30,6 +30,7 @@ public:
         }
         CLI::App& help = AddCommand(m_app, kHelp, ToolTexts::IDS_HELP_HELP_COMMAND);
         help.add_option("COMMAND", m_strHelpOf, HelpText(ToolTexts::IDS_HELP_WHICH_COMMAND))->type_name("");
+        DemandValues(m_app);
     }
     CTool(const CTool&) = delete;
     CTool& operator=(const CTool&) = delete;

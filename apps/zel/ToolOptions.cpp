@@ -7,7 +7,8 @@
 #include "ToolTexts.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
+#include <fmt/format.h>
+#include <limits>
 
 namespace {
 
@@ -21,18 +22,25 @@ std::wstring DirectoryFrom(const std::string& given, const wchar_t* variable)
     return path.empty() ? path : NormalDirectory(path);
 }
 
+/// As the parser says it of a range; its own check takes "nan".
+std::string WhyNoTime(const std::string& text)
+{
+    constexpr double longest = std::numeric_limits<double>::max();
+    double seconds = 0;
+    if (CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= longest)
+        return {};
+    return fmt::format("Value {} not in range 0 to {:f}", text, longest);
+}
+
 CLI::Option& DefineSeconds(CLI::App& app, const char* name, std::optional<double>& seconds, const STextCode& help)
 {
-    return *app.add_option(name, seconds, HelpText(help))
-                ->type_name("SECONDS")
-                ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
+    return *app.add_option(name, seconds, HelpText(help))->type_name("SECONDS")->check(CLI::Validator(&WhyNoTime, ""));
 }
 
 std::chrono::milliseconds ToMilliseconds(double seconds)
 {
     const std::chrono::duration<double, std::milli> longest = kForever;
-    // Asked in this way, "nan" is for ever too.
-    if (!(seconds * 1000 < longest.count()))
+    if (seconds * 1000 >= longest.count())
         return kForever;
     return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
 }

@@ -24,7 +24,8 @@ bool CToolSession::CheckDirectories() const
     const auto check = [](const std::wstring& path, const STextCode& missing) {
         if (path.empty() || platform::DirectoryExists(path))
             return true;
-        PrintUsageError(L"zel", ShownText(missing, {path}));
+        PrintUsageError(L"zel",
+                        ShownText(platform::PathExists(path) ? ToolTexts::IDS_IS_NO_DIRECTORY : missing, {path}));
         return false;
     };
     return check(m_options.requestDir, ToolTexts::IDS_REQUEST_DIR_MISSING) &&

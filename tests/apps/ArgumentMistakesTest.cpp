@@ -26,6 +26,7 @@ std::string Said(const std::vector<std::string>& arguments)
     app.add_option("--wait", number)->check(CLI::Range(0.5, std::numeric_limits<double>::max()));
     app.add_option("--sort", text)->check(CLI::IsMember(std::vector<std::string>{"name", "age"}));
     app.add_option("--log-size", number)->needs(app.add_option("--log-file", text));
+    app.add_flag("--plain")->disable_flag_override();
     app.add_flag("--list")->excludes(app.add_flag("--user"));
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     try {
@@ -49,6 +50,7 @@ TEST_F(ArgumentMistakesTest, EachIsInOurWords)
         {{"--request-dir", "a", "--output-dir"}, L"--output-dir needs a value"},
         {{"--request-dir", "a", "--output-dir", "b", "--output-dir", "c"}, L"--output-dir is given more than once"},
         {{}, L"--request-dir is missing"},
+        {{"--request-dir", "a", "--plain=1"}, L"--plain takes no value"},
         {{"--request-dir", "a", "--log-size", "1"}, L"--log-size needs --log-file"},
         {{"--request-dir", "a", "--list", "--user"}, L"--list cannot be used together with --user"}};
     for (const auto& [arguments, words] : mistakes)

@@ -143,6 +143,24 @@ TEST_F(ToolOptionsTest, EveryMistakeInEveryCommandIsOneSentenceAndOneHint)
         {L"help", L"send", L"list"},
         {L"list", L"--server-timeout", L"-1"},
         {L"list", L"--request-dir"},
+        {L"list", L"--request-dir", L""},
+        {L"list", L"--output-dir="},
+        {L"list", L"--client-dir", L""},
+        {L"list", L"--server-timeout", L"nan"},
+        {L"list", L"--server-timeout", L"inf"},
+        {L"list", L"--json=5"},
+        {L"list", L"--version=1"},
+        {L"send", L""},
+        {L"send", L"a.drq", L"--name", L""},
+        {L"send", L"a.drq", L"--output", L""},
+        {L"send", L"a.drq", L"--unique=no"},
+        {L"wait", L"a.drq", L"--timeout", L"NaN"},
+        {L"receive", L"a.drq", L""},
+        {L"properties", L"", L"size", L"--first"},
+        {L"properties", L"box", L"", L"--first"},
+        {L"properties", L"box", L"size", L"--name", L""},
+        {L"run-task", L"a.so", L"a.drq", L"-o", L""},
+        {L"help", L""},
     };
     for (const std::vector<std::wstring>& arguments : mistakes) {
         const SProgramResult result = Zel(arguments);
@@ -181,6 +199,10 @@ TEST_F(ToolOptionsTest, WhatIsAllowedIsTold)
     ExpectUsageError({L"list", L"--poll", L"-1"}, "--poll cannot be -1: it takes a number from 0 to 3600000\n");
     ExpectUsageError({L"list", L"--sort", L"colour"},
                      "--sort cannot be colour: it takes one of name, status, position, age, size, owner\n");
+    ExpectUsageError({L"wait", L"a.drq", L"--timeout", L"nan"},
+                     "--timeout cannot be nan: it takes a number from 0 on\n");
+    ExpectUsageError({L"send", L"a.drq", L"--name", L""}, "--name needs a value\n");
+    ExpectUsageError({L"list", L"--json=5"}, "--json takes no value\n");
     ExpectUsageError({L"forget", L"a.drq", L"--finished"}, "NAME cannot be used together with --finished\n");
 }
 
@@ -227,6 +249,9 @@ TEST_F(ToolOptionsTest, DirectoriesThatAreNotThereEndWithCode1AndAreNamed)
         const SProgramResult result = Zel({L"list", option, missing});
         EXPECT_EQ(result.code, 1);
         EXPECT_TRUE(Contains(result.errors, "missing' does not exist")) << result.errors;
+        const SProgramResult file = Zel({L"list", option, MakeEcho(L"a.drq", L"x")});
+        EXPECT_EQ(file.code, 1);
+        EXPECT_TRUE(Contains(file.errors, "a.drq' is not a directory\n")) << file.errors;
     }
 }
 
