@@ -1,8 +1,10 @@
 #include "apps/zel/ListCommand.h"
 
+#include "Kernel/ZEL_Processor/ZEL_Processor/protocol/RequestAttributes.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
 #include "apps/zel/ListTable.h"
 #include "apps/zel/RequestNames.h"
+#include "apps/zel/RunningOrder.h"
 #include "apps/zel/ServerWatch.h"
 #include "platform/AccountName.h"
 #include "platform/Os.h"
@@ -32,20 +34,50 @@ bool IsAtWork(eZelProcRequestStatus status)
     return status != eRequestStatus_Waiting && status != eRequestStatus_Paused && !CZelRequestWatch::IsFinal(status);
 }
 
-/// Goes on counting, in the order of arrival, with those of a directory that have no status of the server's.
-void CountWaiting(const CToolSession& session, const std::set<std::wstring>& names,
-                  std::wstring (CToolSession::*path)(const std::wstring&) const,
-                  std::map<std::wstring, std::int64_t>& positions)
+/// Those of a directory that have no status of the server's.
+std::vector<SWaitingRequest> FindWaiting(const CToolSession& session, const std::set<std::wstring>& names,
+                                         std::wstring (CToolSession::*path)(const std::wstring&) const)
 {
-    std::vector<std::pair<std::int64_t, std::wstring>> arrivals;
+    std::vector<SWaitingRequest> waiting;
     for (const std::wstring& name : names) {
         const std::optional<std::int64_t> arrival = ArrivalOf((session.*path)(name));
         if (arrival && !platform::PathExists(session.StatusPath(name)))
-            arrivals.emplace_back(*arrival, name);
+            waiting.push_back({.name = name, .arrival = *arrival});
     }
-    std::ranges::sort(arrivals);
-    for (const auto& [arrival, name] : arrivals)
-        positions.emplace(name, static_cast<std::int64_t>(positions.size()) + 1);
+    return waiting;
+}
+
+/// A server that tells what it is lets users take turns and looks how urgent a request is; one with --strict tells
+/// nothing.
+bool HasTurns(CToolSession& session)
+{
+    const SZelServerInfo server = session.Client().GetServerInfo();
+    return server.presence == eServerPresence_Serves && !server.version.empty();
+}
+
+std::map<std::wstring, std::int64_t> FindPositions(CToolSession& session, const std::set<std::wstring>& queued,
+                                                   const std::set<std::wstring>& sent)
+{
+    std::vector<SWaitingRequest> first = FindWaiting(session, queued, &CToolSession::QueuePath);
+    if (!first.empty() && HasTurns(session)) {
+        for (SWaitingRequest& request : first) {
+            const std::wstring path = session.QueuePath(request.name);
+            static_cast<void>(platform::Files().GetOwner(path, request.owner));
+            request.priority = SRequestAttributes::Read(path).priority;
+        }
+        SortByTurns(first);
+    } else {
+        SortByArrival(first);
+    }
+    // What the server has not taken yet it has not looked into, and nobody else is to open it before.
+    std::vector<SWaitingRequest> then = FindWaiting(session, sent, &CToolSession::RequestPath);
+    SortByArrival(then);
+    std::map<std::wstring, std::int64_t> positions;
+    for (const std::vector<SWaitingRequest>* part : {&first, &then}) {
+        for (const SWaitingRequest& request : *part)
+            positions.emplace(request.name, static_cast<std::int64_t>(positions.size()) + 1);
+    }
+    return positions;
 }
 
 } // namespace
@@ -69,9 +101,7 @@ int CListCommand::Run(CToolSession& session)
     if (!AddNames(options.requestDir, sent) || !AddNames(session.QueuePath({}), queued) ||
         !AddNames(options.outputDir, names))
         return eExitCode_ClientError;
-    Positions positions;
-    CountWaiting(session, queued, &CToolSession::QueuePath, positions);
-    CountWaiting(session, sent, &CToolSession::RequestPath, positions);
+    const Positions positions = FindPositions(session, queued, sent);
     names.insert(sent.begin(), sent.end());
     names.insert(queued.begin(), queued.end());
     const eExitCode code = ListAll(session, names, positions);

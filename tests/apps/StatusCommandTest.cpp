@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <regex>
 
 namespace {
@@ -166,6 +167,67 @@ TEST_F(StatusCommandTest, ListTellsTheOrderOfRunningSizeOwnerAndTime)
     const std::string text = Zel({L"list"}).output;
     EXPECT_TRUE(text.starts_with("Name ")) << text;
     EXPECT_EQ(std::ranges::count(text, '\n'), 6) << text;
+}
+
+TEST_F(StatusCommandTest, ListHasWhatWaitsInTheOrderInWhichItsServerRunsIt)
+{
+    const auto priority = [this](const std::wstring& name, const std::string& value) {
+        const std::wstring path = InHome(name);
+        Write(path, "<Request Priority=\"" + value + "\"><Task Type=\"Echo\" Text=\"x\"/></Request>");
+        return path;
+    };
+    const auto positions = [this] {
+        std::map<std::string, nlohmann::json> found;
+        for (const nlohmann::json& object : Zel({L"list", L"--json"}).Objects())
+            found[object["name"]] = object["position"];
+        return found;
+    };
+    const std::vector<std::wstring> files = {MakeEcho(L"a.drq", L"x"), priority(L"low.drq", "-1"),
+                                             MakeEcho(L"p.drq", L"x"), priority(L"urgent.drq", "5"),
+                                             MakeEcho(L"z.drq", L"x")};
+    using Expected = std::map<std::string, nlohmann::json>;
+    for (const bool isStrict : {false, true}) {
+        platform::SProcessOptions input;
+        input.pipeInput = true;
+        CRunningProgram server = StartServer(isStrict ? std::vector<std::wstring>{L"--manual", L"--strict"}
+                                                      : std::vector<std::wstring>{L"--manual"},
+                                             input);
+        for (const std::wstring& file : files) {
+            ASSERT_EQ(Zel({L"send", file}).code, 0);
+            ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InQueue(platform::FileNameOf(file))); }));
+        }
+        if (isStrict) {
+            EXPECT_EQ(positions(),
+                      (Expected{{"a.drq", 1}, {"low.drq", 2}, {"p.drq", 3}, {"urgent.drq", 4}, {"z.drq", 5}}))
+                << "as it comes";
+        } else {
+            ASSERT_EQ(Zel({L"pause", L"p.drq"}).code, 0);
+            EXPECT_EQ(positions(),
+                      (Expected{{"a.drq", 2}, {"low.drq", 4}, {"p.drq", nullptr}, {"urgent.drq", 1}, {"z.drq", 3}}));
+        }
+        for (const std::wstring& file : files)
+            ASSERT_EQ(Zel({L"cancel", platform::FileNameOf(file)}).code, 0);
+        StopServer(server);
+        static_cast<void>(Zel({L"forget", L"--finished"}));
+    }
+}
+
+TEST_F(StatusCommandTest, AQueuedFileThatIsLargeHeldOrNoneDoesNotHoldUpTheList)
+{
+    CRunningProgram server = StartServer({L"--no-executive"});
+    Write(InQueue(L"large.drq"), "<!--" + std::string(8U << 20, 'x') + "--><Request Priority=\"100\"/>");
+    Write(InQueue(L"held.drq"), "<Request Priority=\"100\"/>");
+    Write(InQueue(L"empty.drq"), "");
+    Write(InQueue(L"urgent.drq"), "<Request Priority=\"1\"/>");
+    std::unique_ptr<platform::IFile> holder;
+    ASSERT_EQ(platform::Files().Open(InQueue(L"held.drq"), platform::eOpenMode_ReadExclusive, holder),
+              platform::eOsError_None);
+    const SProgramResult result = Zel({L"list", L"--json", L"--sort", L"position"});
+    EXPECT_EQ(result.code, 0) << result.errors;
+    ASSERT_EQ(result.Objects().size(), 4U);
+    EXPECT_EQ(result.Objects()[0]["name"], "urgent.drq");
+    holder.reset();
+    StopServer(server);
 }
 
 TEST_F(StatusCommandTest, ListOfNothingIsEmpty)
