@@ -4,6 +4,8 @@
 #include "tests/apps/ProgramFixture.h"
 #include "tests/support/Predicates.h"
 
+#include <set>
+
 namespace {
 
 class RunTaskCommandTest : public CProgramTest {
@@ -20,15 +22,40 @@ protected:
     /// Without any directory of a server.
     [[nodiscard]] SProgramResult RunTask(const std::vector<std::wstring>& arguments) const
     {
+        return RunProgram(L"zel", All(arguments), Options());
+    }
+    [[nodiscard]] CRunningProgram StartTask(const std::vector<std::wstring>& arguments) const
+    {
+        return CRunningProgram(L"zel", All(arguments), Options());
+    }
+    [[nodiscard]] std::set<std::wstring> ScratchFolders() const
+    {
+        std::vector<platform::SDirectoryEntry> entries;
+        EXPECT_EQ(platform::Files().List(m_strHome, entries), platform::eOsError_None);
+        std::set<std::wstring> folders;
+        for (const platform::SDirectoryEntry& entry : entries) {
+            if (entry.name.starts_with(L"zel-task-"))
+                folders.insert(entry.name);
+        }
+        return folders;
+    }
+
+private:
+    [[nodiscard]] static std::vector<std::wstring> All(const std::vector<std::wstring>& arguments)
+    {
         std::vector<std::wstring> all{L"run-task"};
         all.insert(all.end(), arguments.begin(), arguments.end());
+        return all;
+    }
+    [[nodiscard]] platform::SProcessOptions Options() const
+    {
         platform::SProcessOptions options;
         options.environment.emplace_back(L"ZEL_CRASH_DIR", m_strHome);
         options.environment.emplace_back(L"LSAN_OPTIONS", L"detect_leaks=0"); // of a given-up task
         for (const wchar_t* const name : {L"TMPDIR", L"TMP"}) // what a killed one leaves goes with the test
             options.environment.emplace_back(name, m_strHome);
         options.environment.emplace_back(L"LANGUAGE", L"en");
-        return RunProgram(L"zel", all, options);
+        return options;
     }
 };
 
@@ -42,6 +69,31 @@ TEST_F(RunTaskCommandTest, PrintsTheResponseAndLeavesTheRequest)
     EXPECT_EQ(result.output, EchoResponse("gr\xC3\xBC\xC3\x9F dich"));
     EXPECT_TRUE(Contains(result.errors, "a.drq: PreparingResponse")) << result.errors;
     EXPECT_TRUE(platform::PathExists(request));
+}
+
+TEST_F(RunTaskCommandTest, WhatAKilledOneLeftGoesWithTheNextAndNothingElse)
+{
+    CRunningProgram running = StartTask({TestModule(), MakeGate(L"runs.drq"), L"-q"});
+    ASSERT_TRUE(WaitUntilAtGate(L"runs.drq"));
+    const std::set<std::wstring> used = ScratchFolders();
+    EXPECT_EQ(used.size(), 2U);
+    CRunningProgram killed = StartTask({TestModule(), MakeGate(L"killed.drq"), L"-q"});
+    ASSERT_TRUE(WaitUntilAtGate(L"killed.drq"));
+    killed.Process().Kill();
+    static_cast<void>(killed.Finish());
+    EXPECT_EQ(ScratchFolders().size(), 4U);
+    // Of this name by chance.
+    ASSERT_EQ(platform::Files().MakeDirectory(InHome(L"zel-task-force")), platform::eOsError_None);
+    Write(InHome(L"zel-task-force/report.txt"), "mine");
+
+    EXPECT_EQ(RunTask({TestModule(), MakeEcho(L"a.drq", L"x"), L"-q"}).code, 0);
+    std::set<std::wstring> expected = used;
+    expected.insert(L"zel-task-force");
+    EXPECT_EQ(ScratchFolders(), expected);
+    EXPECT_EQ(Read(InHome(L"zel-task-force/report.txt")), "mine");
+    Write(Gate(L"runs.drq"), "");
+    EXPECT_EQ(running.Finish().code, 0);
+    EXPECT_EQ(ScratchFolders(), std::set<std::wstring>{L"zel-task-force"});
 }
 
 TEST_F(RunTaskCommandTest, TakesAManifestAsWell)

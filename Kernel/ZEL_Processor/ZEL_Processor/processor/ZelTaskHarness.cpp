@@ -1,15 +1,14 @@
 #include "ZEL_Processor/ZelTaskHarness.h"
 
 #include "FactoryModule.h"
+#include "ScratchFolder.h"
 #include "TaskProgress.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "com/ComThread.h"
 #include "com/XmlLimits.h"
 #include "framework/CrashReport.h"
-#include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
-#include "platform/Trust.h"
 
 namespace {
 
@@ -24,41 +23,6 @@ public:
     bool IsClosing() override { return false; }
     void SetCanceled(bool) override {}
     bool IsCanceled() override { return false; }
-};
-
-/// A folder of this user's own, with all that is in it, until the object ends.
-class CScratchFolder {
-public:
-    CScratchFolder()
-    {
-        std::wstring name = L"zel-task-";
-        for (const std::uint8_t byte : platform::NewUniqueId())
-            name += std::to_wstring(byte);
-        m_strPath = platform::JoinPath(platform::TemporaryDirectory(), name);
-        m_error = platform::MakePrivateFolder(m_strPath);
-    }
-    ~CScratchFolder()
-    {
-        Empty();
-        static_cast<void>(platform::Files().RemoveEmptyDirectory(m_strPath)); // what cannot go is the system's to clear
-    }
-    CScratchFolder(const CScratchFolder&) = delete;
-    CScratchFolder& operator=(const CScratchFolder&) = delete;
-
-    void Empty()
-    {
-        if (platform::Succeeded(m_error))
-            static_cast<void>(platform::Files().Visit(m_strPath, [&](const platform::SDirectoryEntry& entry) {
-                static_cast<void>(platform::Files().Remove(platform::JoinPath(m_strPath, entry.name)));
-                return true;
-            }));
-    }
-    [[nodiscard]] platform::eOsError Error() const { return m_error; }
-    [[nodiscard]] const std::wstring& Path() const { return m_strPath; }
-
-private:
-    std::wstring m_strPath;
-    platform::eOsError m_error;
 };
 
 SZelTaskRun NotRun(const CString& reason)
