@@ -71,7 +71,8 @@ bool WriteAll(int descriptor, std::string_view bytes)
         }
         if (written == 0 || errno != EAGAIN)
             return false;
-        // Somebody shares the descriptor and set it not to block.
+        // Somebody shares the descriptor and set it not to block. This waits for its reader as the write itself does on
+        // one that blocks, a stopped terminal included; a reader that goes ends it.
         pollfd room = {descriptor, POLLOUT, 0};
         Uninterrupted([&] { return poll(&room, 1, -1); });
     }
