@@ -1,6 +1,7 @@
 #include "apps/zel-server/DirectoryClaim.h"
 
 #include "ZEL_Processor/ZelProtocolNames.h"
+#include "apps/zel-server/DirectoryTrial.h"
 #include "platform/Installation.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
@@ -51,6 +52,22 @@ platform::eOsError CDirectoryClaim::Take(const std::wstring& directory)
     }
     ShowAlive();
     return result;
+}
+
+platform::eOsError CDirectoryClaim::Ask(const std::wstring& directory)
+{
+    const std::wstring folder = OwnFolder(directory);
+    if (const platform::eOsError own = platform::CheckOwnDirectory(folder); !platform::Succeeded(own))
+        return platform::IsAbsent(own) ? TryFolder(directory) : own;
+    platform::eOsError result = platform::eOsError_SharingViolation;
+    for (int tries = 0; result == platform::eOsError_SharingViolation && tries < kClaimTries; ++tries) {
+        if (tries > 0)
+            platform::Clock().SleepFor(kClaimPause);
+        std::unique_ptr<platform::IFile> lock; // for reading, which leaves the time at which its server died
+        result = platform::Files().Open(platform::JoinPath(folder, ZelProtocol::kClaimFile),
+                                        platform::eOpenMode_ReadExclusive, lock);
+    }
+    return platform::Succeeded(result) || platform::IsAbsent(result) ? TryFiles(folder) : result;
 }
 
 platform::eOsError CDirectoryClaim::TakeOnce()

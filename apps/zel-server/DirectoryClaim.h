@@ -21,6 +21,9 @@ public:
 
     /// SharingViolation: another server has it. Ends the claim that was there.
     [[nodiscard]] platform::eOsError Take(const std::wstring& directory);
+    /// What Take would say, as far as that can be told without taking: another server that starts just then is not
+    /// refused, and nothing stays of it.
+    [[nodiscard]] static platform::eOsError Ask(const std::wstring& directory);
     void End();
     [[nodiscard]] bool IsHeld() const { return m_pLock != nullptr; }
     /// Whether it is held, and its file still lies in the directory, as far as can be told.

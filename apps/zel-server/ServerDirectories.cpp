@@ -1,8 +1,8 @@
 #include "apps/zel-server/ServerDirectories.h"
 
-#include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelProtocolNames.h"
 #include "apps/common/Directories.h"
+#include "apps/zel-server/DirectoryTrial.h"
 #include "platform/Installation.h"
 #include "platform/NameKind.h"
 #include "platform/Os.h"
@@ -26,7 +26,9 @@ constexpr SDirectoryTexts kRequestTexts{ServerTexts::IDS_REQUEST_DIR_IS_FILE, Se
 constexpr SDirectoryTexts kOutputTexts{ServerTexts::IDS_OUTPUT_DIR_IS_FILE, ServerTexts::IDS_OUTPUT_DIR_MISSING,
                                        ServerTexts::IDS_OUTPUT_DIR_NOT_CREATED};
 
-bool ProvideDirectory(const std::wstring& path, const SDirectoryTexts& texts, bool create, std::wstring& error)
+/// make: makes a missing one, or tries whether it could be made.
+bool ProvideDirectory(const std::wstring& path, const SDirectoryTexts& texts, bool create,
+                      platform::eOsError (*make)(const std::wstring&), std::wstring& error)
 {
     if (platform::DirectoryExists(path))
         return true;
@@ -38,7 +40,7 @@ bool ProvideDirectory(const std::wstring& path, const SDirectoryTexts& texts, bo
         error = WQ_ModuleText(texts.missing, {path});
         return false;
     }
-    const platform::eOsError created = platform::MakeDirectories(path);
+    const platform::eOsError created = make(path);
     if (!platform::Succeeded(created))
         error = WQ_ModuleText(texts.notCreated, {path, platform::OsErrorText(created)});
     return platform::Succeeded(created);
@@ -74,10 +76,10 @@ bool Remake(const std::wstring& path, const STextCode& lost, const std::wstring&
     return platform::Succeeded(made);
 }
 
-/// The server that holds the claim is told by its process; without one when it left no number.
-bool TakeClaim(CDirectoryClaim& claim, const std::wstring& directory, const SClaimTexts& texts, std::wstring& error)
+/// True for a claim that succeeded. The server that holds it is told by its process; without one when it left no
+/// number.
+bool HasClaim(platform::eOsError result, const std::wstring& directory, const SClaimTexts& texts, std::wstring& error)
 {
-    const platform::eOsError result = claim.Take(directory);
     if (platform::Succeeded(result))
         return true;
     const std::wstring process =
@@ -96,28 +98,38 @@ bool CServerDirectories::Prepare(const SServerOptions& options, std::wstring& er
 {
     m_strRequestDir = options.requestDir;
     m_strOutputDir = options.outputDir;
-    return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, error) &&
-           ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, error) && CheckApart(options, error) &&
-           CheckOwn(options.outputDir, error) && (options.adopt || CheckNothingForeign(options.outputDir, error)) &&
-           TakeClaim(m_outputClaim, options.outputDir, kOutputClaimTexts, error) && ClaimRequestDir(options, error);
+    return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, platform::MakeDirectories, error) &&
+           ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, platform::MakeDirectories, error) &&
+           CheckApart(options, error) && CheckOwn(options.outputDir, error) &&
+           (options.adopt || CheckNothingForeign(options.outputDir, error)) &&
+           HasClaim(m_outputClaim.Take(options.outputDir), options.outputDir, kOutputClaimTexts, error) &&
+           ClaimRequestDir(options, error);
 }
 
 bool CServerDirectories::Check(const SServerOptions& options, std::wstring& error)
 {
-    const auto isProvided = [&](const std::wstring& directory, const SDirectoryTexts& texts) {
-        const bool isMade = options.createDirs && !platform::PathExists(directory);
-        return isMade || ProvideDirectory(directory, texts, false, error);
-    };
-    return isProvided(options.requestDir, kRequestTexts) && isProvided(options.outputDir, kOutputTexts) &&
+    return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, TryFolder, error) &&
+           ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, TryFolder, error) &&
            CheckApart(options, error) && CheckOwn(options.outputDir, error) &&
            (options.adopt || !platform::DirectoryExists(options.outputDir) ||
-            CheckNothingForeign(options.outputDir, error));
+            CheckNothingForeign(options.outputDir, error)) &&
+           CheckClaims(options, error) && Try(options, error);
+}
+
+bool CServerDirectories::CheckClaims(const SServerOptions& options, std::wstring& error)
+{
+    const auto mayClaim = [&error](const std::wstring& directory, const SClaimTexts& texts) {
+        return !platform::DirectoryExists(directory) ||
+               HasClaim(CDirectoryClaim::Ask(directory), directory, texts, error);
+    };
+    return mayClaim(options.outputDir, kOutputClaimTexts) &&
+           (options.shareRequests || options.strict || mayClaim(options.requestDir, kRequestClaimTexts));
 }
 
 bool CServerDirectories::ClaimRequestDir(const SServerOptions& options, std::wstring& error)
 {
     return options.shareRequests || options.strict ||
-           TakeClaim(m_requestClaim, options.requestDir, kRequestClaimTexts, error);
+           HasClaim(m_requestClaim.Take(options.requestDir), options.requestDir, kRequestClaimTexts, error);
 }
 
 eDirectoriesState CServerDirectories::Look(std::wstring& text)
@@ -147,12 +159,13 @@ eDirectoriesState CServerDirectories::Look(std::wstring& text)
 
 bool CServerDirectories::RemakeClaims(std::wstring& error)
 {
-    if (!m_outputClaim.IsThere() && !TakeClaim(m_outputClaim, m_strOutputDir, kOutputClaimTexts, error))
+    if (!m_outputClaim.IsThere() &&
+        !HasClaim(m_outputClaim.Take(m_strOutputDir), m_strOutputDir, kOutputClaimTexts, error))
         return false;
     // Senders may take away what lies in the request directory, and put something else there: that must not end the
     // server, which goes on without this claim.
     if (m_requestClaim.IsHeld() && !m_requestClaim.IsThere() && !IsGone(m_strRequestDir) &&
-        !TakeClaim(m_requestClaim, m_strRequestDir, kRequestClaimTexts, error))
+        !HasClaim(m_requestClaim.Take(m_strRequestDir), m_strRequestDir, kRequestClaimTexts, error))
         m_requestClaim.End();
     return true;
 }
@@ -214,7 +227,29 @@ std::wstring CServerDirectories::OwnFolder(const std::wstring& outputDir)
     return CDirectoryClaim::OwnFolder(outputDir);
 }
 
-bool CServerDirectories::Try(const std::wstring& requestDir, std::wstring& error)
+bool CServerDirectories::Try(const SServerOptions& options, std::wstring& error)
+{
+    if (platform::DirectoryExists(options.requestDir) && !TryRequestDir(options.requestDir, error))
+        return false;
+    for (const std::wstring& directory :
+         {options.outputDir, platform::JoinPath(options.outputDir, ZelProtocol::kQueueDirectory)}) {
+        if (!platform::DirectoryExists(directory))
+            continue;
+        if (const platform::eOsError tried = TryFiles(directory); !platform::Succeeded(tried)) {
+            error = WQ_ModuleText(ServerTexts::IDS_FOLDER_NOT_WRITABLE, {directory, platform::OsErrorText(tried)});
+            return false;
+        }
+    }
+    if (!options.privateFiles || !platform::DirectoryExists(options.outputDir))
+        return true;
+    const platform::eOsError result = platform::Files().CanMakePrivate(options.outputDir);
+    if (!platform::Succeeded(result))
+        error =
+            WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_NOT_PRIVATE, {options.outputDir, platform::OsErrorText(result)});
+    return platform::Succeeded(result);
+}
+
+bool CServerDirectories::TryRequestDir(const std::wstring& requestDir, std::wstring& error)
 {
     std::unique_ptr<platform::IDirectoryWatch> watch;
     const platform::eOsError watched = platform::Files().Watch(requestDir, platform::eWatchFilter_FileName, watch);
@@ -224,22 +259,9 @@ bool CServerDirectories::Try(const std::wstring& requestDir, std::wstring& error
     return false;
 }
 
-bool CServerDirectories::TryPrivate(const std::wstring& outputDir, std::wstring& error)
-{
-    const platform::eOsError result = platform::Files().CanMakePrivate(outputDir);
-    if (!platform::Succeeded(result))
-        error = WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_NOT_PRIVATE, {outputDir, platform::OsErrorText(result)});
-    return platform::Succeeded(result);
-}
-
 bool CServerDirectories::Touch(const std::wstring& requestDir, std::wstring& error)
 {
-    // The name's extension is none that a server looks at.
-    const std::wstring path =
-        platform::JoinPath(requestDir, L".zel-server-" + CZelProcessorClient::GetUniqueString() + L".tmp");
-    platform::eOsError result = platform::WriteWholeFile(path, {});
-    if (platform::Succeeded(result))
-        result = platform::Files().Remove(path);
+    const platform::eOsError result = TryFiles(requestDir);
     if (!platform::Succeeded(result))
         error = WQ_ModuleText(ServerTexts::IDS_REQUEST_DIR_NOT_WRITABLE, {requestDir, platform::OsErrorText(result)});
     return platform::Succeeded(result);

@@ -25,7 +25,7 @@ public:
     /// created ones.
     [[nodiscard]] bool Prepare(const SServerOptions& options, std::wstring& error);
 
-    /// What Prepare would say, but for whether another server is there: without creating or claiming anything.
+    /// What Prepare and Try would say, without creating or claiming anything.
     [[nodiscard]] static bool Check(const SServerOptions& options, std::wstring& error);
 
     /// For a server that runs: whether output directory, queue and claims are still there. What is not is made again,
@@ -40,11 +40,8 @@ public:
     /// The folder of an output directory that belongs to the program and outlives its starts.
     [[nodiscard]] static std::wstring OwnFolder(const std::wstring& outputDir);
 
-    /// Does once, without a trace, what the server will do in the request directory. False with the reason.
-    [[nodiscard]] static bool Try(const std::wstring& requestDir, std::wstring& error);
-
-    /// Whether files in the output directory can be for two users alone. False with the reason.
-    [[nodiscard]] static bool TryPrivate(const std::wstring& outputDir, std::wstring& error);
+    /// Does once, without a trace, what the server will do in the directories that are there. False with the reason.
+    [[nodiscard]] static bool Try(const SServerOptions& options, std::wstring& error);
 
     /// Makes one change of a file name in the request directory, which makes the server look at what lies there. False
     /// with the reason.
@@ -54,6 +51,8 @@ private:
     [[nodiscard]] static bool CheckApart(const SServerOptions& options, std::wstring& error);
     [[nodiscard]] static bool CheckOwn(const std::wstring& outputDir, std::wstring& error);
     [[nodiscard]] static bool CheckNothingForeign(const std::wstring& outputDir, std::wstring& error);
+    [[nodiscard]] static bool CheckClaims(const SServerOptions& options, std::wstring& error);
+    [[nodiscard]] static bool TryRequestDir(const std::wstring& requestDir, std::wstring& error);
     [[nodiscard]] bool ClaimRequestDir(const SServerOptions& options, std::wstring& error);
 
     [[nodiscard]] bool RemakeClaims(std::wstring& error);

@@ -108,8 +108,7 @@ bool CServerProgram::Start()
     TellStart(m_options);
     if (m_options.strict && m_options.resume)
         m_messages.Note(WQ_ModuleText(ServerTexts::IDS_STRICT_NOT_RESUMED, {m_options.outputDir}));
-    if (!CServerDirectories::Try(m_options.requestDir, error) ||
-        (m_options.privateFiles && !CServerDirectories::TryPrivate(m_options.outputDir, error))) {
+    if (!CServerDirectories::Try(m_options, error)) {
         m_messages.Error(error);
         return false;
     }

@@ -1,12 +1,16 @@
 #include "apps/zel-server/ServerDirectories.h"
+#include "platform/Installation.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 #include "tests/support/FaultyFiles.h"
 #include "tests/support/Links.h"
+#include "tests/support/ManualClock.h"
 
 #include <filesystem>
+#include <map>
+#include <memory>
 #include <utility>
 
 namespace {
@@ -20,6 +24,21 @@ protected:
                                                output,           L"--components", TestPlugins()};
         arguments.insert(arguments.end(), extra.begin(), extra.end());
         return ServerResult(arguments);
+    }
+
+    [[nodiscard]] SServerOptions Options() const
+    {
+        SServerOptions options;
+        options.requestDir = m_strRequests;
+        options.outputDir = m_strOutput;
+        return options;
+    }
+
+    [[nodiscard]] static std::size_t EntriesOf(const std::wstring& directory)
+    {
+        std::vector<platform::SDirectoryEntry> entries;
+        EXPECT_EQ(platform::Files().List(directory, entries), platform::eOsError_None);
+        return entries.size();
     }
 
     void ExpectRefused(const SProgramResult& result, const std::vector<std::string>& words) const
@@ -49,10 +68,124 @@ TEST_F(ServerDirectoriesTest, FilesThatCannotBePrivateAreNamedWithTheOption)
     files.FailAlways(testsupport::eFileCall_MakePrivate, platform::eOsError_NotSupported, m_strOutput);
     const platform::CScopedOs os(&files, nullptr);
     std::wstring error;
-    EXPECT_FALSE(CServerDirectories::TryPrivate(m_strOutput, error));
+    SServerOptions options = Options();
+    EXPECT_TRUE(CServerDirectories::Try(options, error));
+    options.privateFiles = true;
+    EXPECT_FALSE(CServerDirectories::Try(options, error));
     for (const std::wstring& part : {std::wstring(L"--private"), m_strOutput})
         EXPECT_NE(error.find(part), std::wstring::npos) << platform::ToUtf8(error);
-    EXPECT_TRUE(CServerDirectories::TryPrivate(m_strRequests, error));
+}
+
+TEST_F(ServerDirectoriesTest, RightsThatAreMissingAreNamedWithTheFolderAndNothingStays)
+{
+    ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);
+    for (const auto call : {testsupport::eFileCall_Open, testsupport::eFileCall_Move}) {
+        for (const std::wstring& folder : {m_strRequests, InOutput(L"."), InOutput(L"Queue")}) {
+            testsupport::CFaultyFiles files;
+            const std::wstring part = folder == InOutput(L".") ? InOutput(L".zel-server-") : folder;
+            files.FailAlways(call, platform::eOsError_AccessDenied, part);
+            const platform::CScopedOs os(&files, nullptr);
+            std::wstring error;
+            EXPECT_FALSE(CServerDirectories::Try(Options(), error)) << platform::ToUtf8(folder);
+            const std::wstring named = folder == InOutput(L".") ? m_strOutput : folder;
+            for (const std::wstring& text :
+                 {L"'" + named + L"'", platform::OsErrorText(platform::eOsError_AccessDenied)})
+                EXPECT_NE(error.find(text), std::wstring::npos) << platform::ToUtf8(error);
+        }
+    }
+    for (const std::wstring& folder : {m_strRequests, m_strOutput, InOutput(L"Queue")})
+        EXPECT_EQ(FilesIn(folder), std::vector<std::wstring>());
+}
+
+TEST_F(ServerDirectoriesTest, ACheckNamesDirectoriesThatCouldNotBeMade)
+{
+    testsupport::CFaultyFiles files;
+    files.FailAlways(testsupport::eFileCall_MakeDirectory, platform::eOsError_AccessDenied);
+    const platform::CScopedOs os(&files, nullptr);
+    SServerOptions options = Options();
+    std::wstring error;
+    EXPECT_FALSE(CServerDirectories::Check(options, error));
+    EXPECT_NE(error.find(L"cannot be claimed"), std::wstring::npos) << platform::ToUtf8(error);
+    options.createDirs = true;
+    options.outputDir = m_root / L"new/deep/output";
+    EXPECT_FALSE(CServerDirectories::Check(options, error));
+    EXPECT_NE(error.find(L"cannot be created"), std::wstring::npos) << platform::ToUtf8(error);
+    files.StopFailing();
+    EXPECT_TRUE(CServerDirectories::Check(options, error)) << platform::ToUtf8(error);
+    EXPECT_FALSE(platform::PathExists(m_root / L"new"));
+    EXPECT_EQ(EntriesOf(m_root.Path()), 3U) << "nothing stays of what was tried";
+}
+
+TEST_F(ServerDirectoriesTest, AStartWaitsForWhoeverOnlyAsksForTheClaim)
+{
+    CDirectoryClaim dead;
+    ASSERT_EQ(dead.Take(m_strOutput), platform::eOsError_None);
+    std::unique_ptr<platform::IFile> asked;
+    const std::wstring lock = platform::JoinPath(CDirectoryClaim::OwnFolder(m_strOutput), L"lock");
+    dead.End();
+    ASSERT_EQ(platform::MakeDirectories(CDirectoryClaim::OwnFolder(m_strOutput)), platform::eOsError_None);
+    Write(lock, "4711");
+    ASSERT_EQ(platform::Files().Open(lock, platform::eOpenMode_ReadExclusive, asked), platform::eOsError_None);
+    testsupport::CManualClock clock;
+    clock.OnWait([&asked] { asked.reset(); });
+    const platform::CScopedOs os(nullptr, &clock);
+    CDirectoryClaim claim;
+    EXPECT_EQ(claim.Take(m_strOutput), platform::eOsError_None);
+    EXPECT_EQ(clock.Sleeps(), 1U);
+    clock.OnWait({});
+    EXPECT_EQ(CDirectoryClaim::Ask(m_strOutput), platform::eOsError_SharingViolation);
+    claim.End();
+    EXPECT_EQ(CDirectoryClaim::Ask(m_strOutput), platform::eOsError_None);
+}
+
+TEST_F(ServerDirectoriesTest, ACheckIsRefusedWhereAnotherServerServesAndDisturbsNobody)
+{
+    const std::wstring other = m_root / L"other";
+    ASSERT_EQ(platform::Files().MakeDirectory(other), platform::eOsError_None);
+    CRunningProgram server = StartServer();
+    const std::string process = "process " + std::to_string(server.Process().Id());
+    const auto check = [&](const std::wstring& output, const std::vector<std::wstring>& extra = {}) {
+        std::vector<std::wstring> arguments = extra;
+        arguments.emplace_back(L"--check");
+        return Start(m_strRequests, output, arguments);
+    };
+    const auto expectRefused = [](const SProgramResult& result, const std::vector<std::string>& words) {
+        EXPECT_EQ(result.code, 1);
+        EXPECT_FALSE(Contains(result.output, "would start")) << result.output;
+        for (const std::string& word : words)
+            EXPECT_TRUE(Contains(result.errors, word)) << result.errors;
+    };
+    expectRefused(check(m_strOutput), {"another server", process, "uses the output directory"});
+    expectRefused(check(other), {"another server", process, "takes requests from", "--share-requests"});
+    for (const wchar_t* option : {L"--share-requests", L"--strict"})
+        EXPECT_EQ(check(other, {option}).code, 0);
+    EXPECT_EQ(EntriesOf(other), 0U);
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
+    StopServer(server);
+    EXPECT_EQ(server.Errors().find("[error]"), std::string::npos) << server.Errors();
+    EXPECT_EQ(check(m_strOutput).code, 0);
+}
+
+TEST_F(ServerDirectoriesTest, ACheckLeavesWhatTellsWhenAServerWasKilled)
+{
+    CRunningProgram server = StartServer();
+    server.Process().Kill();
+    static_cast<void>(server.Finish());
+    const std::wstring folder = CDirectoryClaim::OwnFolder(m_strOutput);
+    const auto timeOf = [&folder](const std::wstring& name) {
+        platform::SFileAttributes attributes;
+        EXPECT_EQ(platform::Files().GetAttributes(platform::JoinPath(folder, name), attributes),
+                  platform::eOsError_None);
+        return attributes.times.modified;
+    };
+    const std::vector<std::wstring> files = FilesIn(folder);
+    std::map<std::wstring, platform::FileTimeNs> times;
+    for (const std::wstring& name : files)
+        times[name] = timeOf(name);
+    EXPECT_EQ(Start(m_strRequests, m_strOutput, {L"--check"}).code, 0);
+    EXPECT_EQ(FilesIn(folder), files);
+    for (const auto& [name, time] : times)
+        EXPECT_EQ(timeOf(name), time) << platform::ToUtf8(name);
 }
 
 TEST_F(ServerDirectoriesTest, CreatesWhatIsMissing)

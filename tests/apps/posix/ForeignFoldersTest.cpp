@@ -1,8 +1,10 @@
+#include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Trust.h"
 #include "tests/apps/ProgramFixture.h"
+#include "tests/support/Accounts.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,6 +44,37 @@ TEST_F(ForeignFoldersTest, OthersMayNotWriteIntoTheFoldersOfTheServer)
     for (const std::wstring name : {L"Queue", L".zel-server"})
         EXPECT_EQ(platform::DistrustOf(InOutput(name)), L"");
     StopServer(server);
+}
+
+TEST_F(ForeignFoldersTest, AnAccountThatMayNotWriteIsRefusedByAStartAndByACheckInTheSameWords)
+{
+    if (!testsupport::HasAccounts())
+        GTEST_SKIP() << "HasAccounts: this takes the superuser and setpriv";
+    ASSERT_TRUE(testsupport::OpenDirectory(m_root.Path()));
+    for (const std::wstring& directory : {m_strRequests, m_strOutput}) {
+        for (const std::wstring& mine : {m_strRequests, m_strOutput, InOutput(L"Queue"), InOutput(L".zel-server")}) {
+            static_cast<void>(platform::Files().MakeDirectory(mine));
+            ASSERT_TRUE(testsupport::GiveDirectory(mine, testsupport::kServerAccount));
+        }
+        ASSERT_EQ(chmod(platform::NarrowPath(directory).c_str(), 0555), 0);
+        std::string told;
+        for (const bool isCheck : {true, false}) {
+            std::vector<std::wstring> arguments = DirectoryArguments();
+            arguments.insert(arguments.end(), {L"--components", TestPlugins(), L"--log-level", L"critical"});
+            if (directory == m_strRequests)
+                arguments.emplace_back(L"--share-requests");
+            if (isCheck)
+                arguments.emplace_back(L"--check");
+            const auto command = testsupport::AsAccount(
+                testsupport::kServerAccount,
+                {platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"zel-server"), arguments});
+            const SProgramResult result = RunProgram(command.program, command.arguments);
+            EXPECT_EQ(result.code, 1) << result.output;
+            EXPECT_TRUE(Contains(result.errors, "'" + platform::ToUtf8(directory) + "'")) << result.errors;
+            EXPECT_TRUE(isCheck || result.errors == told) << result.errors << told;
+            told = result.errors;
+        }
+    }
 }
 
 TEST_F(ForeignFoldersTest, AFolderOfPluginsThatItsGroupMayWriteToIsNamedToWhoeverWantedThem)

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/OsError.h"
+
+#include <string>
+
+/// Does once in a directory what a server does there all the time, so that a missing right is known before anything
+/// else is done. What is made for it is gone afterwards; its name is none that anybody looks at.
+
+/// Makes a file, gives it another name and removes it.
+[[nodiscard]] platform::eOsError TryFiles(const std::wstring& directory);
+
+/// Makes a folder and removes it: in the directory or, where that is yet to be made, in the nearest one above it.
+[[nodiscard]] platform::eOsError TryFolder(const std::wstring& directory);
