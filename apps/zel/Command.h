@@ -30,6 +30,8 @@ protected:
 class ICommand : public IAnyCommand {
 public:
     [[nodiscard]] bool NeedsServer() const final { return true; }
+    /// Whether a missing directory ends it before it runs.
+    [[nodiscard]] virtual bool NeedsDirectories() const { return true; }
     [[nodiscard]] int Start(const CToolOptionsParser& common) final;
     [[nodiscard]] virtual int Run(CToolSession& session) = 0;
 };

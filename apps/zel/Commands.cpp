@@ -44,7 +44,7 @@ int ICommand::Start(const CToolOptionsParser& common)
     if (!options || !Check())
         return eExitCode_Usage;
     CToolSession session(*options);
-    return session.CheckDirectories() ? Run(session) : eExitCode_ClientError;
+    return !NeedsDirectories() || session.CheckDirectories() ? Run(session) : eExitCode_ClientError;
 }
 
 std::vector<std::wstring> ToRequestNames(const std::vector<std::string>& given)

@@ -2,6 +2,8 @@
 
 #include "ZEL_Processor/ZelProtocolNames.h"
 #include "ZEL_Processor/ZelRequestWatch.h"
+#include "apps/zel/RequestNames.h"
+#include "apps/zel/ServerWatch.h"
 #include "platform/Installation.h"
 #include "platform/Os.h"
 
@@ -17,6 +19,17 @@ SServerReport::SDirectory LookAtDirectory(const std::wstring& path)
 {
     platform::SDiskSpace space;
     return {path, platform::Succeeded(platform::GetDiskSpace(path, space)) ? std::optional(space) : std::nullopt};
+}
+
+std::size_t CountRequests(const std::wstring& directory)
+{
+    std::size_t count = 0;
+    static_cast<void>(platform::Files().Visit(directory, [&count](const platform::SDirectoryEntry& entry) {
+        if (!entry.isDirectory && IsRequestName(entry.name))
+            ++count;
+        return true;
+    }));
+    return count;
 }
 
 /// What waits has no status; only the others are asked for theirs.
@@ -59,6 +72,12 @@ void FindHindrances(const CToolSession& session, SServerReport& report)
         !platform::IsSameFile(served, session.Options().requestDir))
         report.hindrances.push_back(
             WQ_ModuleText(ToolTexts::IDS_SERVER_OTHER_REQUEST_DIR, {served, session.Options().requestDir}));
+    if (report.server.presence == eServerPresence_None && !report.server.hasStopped && report.server.ended != 0)
+        report.hindrances.push_back(WQ_ModuleText(ToolTexts::IDS_SERVER_DIED, {LocalTimeText(report.server.ended)}));
+    if (!platform::DirectoryExists(report.requestDir.path))
+        report.hindrances.push_back(WQ_ModuleText(ToolTexts::IDS_REQUEST_DIR_MISSING, {report.requestDir.path}));
+    if (!platform::DirectoryExists(report.outputDir.path))
+        report.hindrances.push_back(WQ_ModuleText(ToolTexts::IDS_OUTPUT_DIR_MISSING, {report.outputDir.path}));
     for (const SServerReport::SDirectory* directory : {&report.requestDir, &report.outputDir}) {
         if (directory->space && directory->space->available == 0)
             report.hindrances.push_back(WQ_ModuleText(ToolTexts::IDS_SERVER_DISK_FULL, {directory->path}));
@@ -73,6 +92,8 @@ SServerReport MakeServerReport(CToolSession& session)
     report.server = session.Client().GetServerInfo();
     report.requestDir = LookAtDirectory(session.Options().requestDir);
     report.outputDir = LookAtDirectory(session.Options().outputDir);
+    // In the order in which a request travels, so that none is missed that moves meanwhile.
+    report.untaken = CountRequests(session.Options().requestDir);
     LookAtQueue(session, report);
     FindHindrances(session, report);
     return report;

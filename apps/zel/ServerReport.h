@@ -19,11 +19,12 @@ struct SServerReport {
     SZelServerInfo server;
     SDirectory requestDir;
     SDirectory outputDir;
+    std::size_t untaken = 0; ///< requests in the request directory
     std::size_t waiting = 0; ///< in the queue
     std::size_t paused = 0;
     std::vector<SRequestState> running; ///< with their age: since when they run
     std::size_t clients = 0;
-    std::vector<std::wstring> hindrances; ///< what keeps requests from being served
+    std::vector<std::wstring> hindrances; ///< what keeps requests from being served, or ended the server
 
     /// A server serves, and nothing hinders it. Plug-ins that were left out do not: it may be meant so.
     [[nodiscard]] bool IsHealthy() const { return server.presence == eServerPresence_Serves && hindrances.empty(); }

@@ -141,6 +141,7 @@ std::wstring ToJson(const SServerReport& report)
     object["options"] = ToJsonTexts(server.options);
     object["plugins"] = ToJsonPlugins(server.plugins);
     object["leftOut"] = ToJsonTexts(server.leftOut);
+    object["untaken"] = report.untaken;
     object["waiting"] = report.waiting;
     object["paused"] = report.paused;
     object["running"] = Json::array();
@@ -165,6 +166,8 @@ std::wstring ToText(const SServerReport& report)
     lines.push_back(WQ_ModuleText(ToolTexts::IDS_SERVER_QUEUE,
                                   {std::to_wstring(report.waiting), std::to_wstring(report.paused),
                                    std::to_wstring(report.running.size()), std::to_wstring(report.clients)}));
+    if (report.untaken != 0)
+        lines.push_back(WQ_ModuleText(ToolTexts::IDS_SERVER_UNTAKEN, {std::to_wstring(report.untaken)}));
     std::ranges::transform(report.running, std::back_inserter(lines),
                            [](const SRequestState& state) { return ToText(state); });
     for (const std::wstring& reason : report.server.leftOut)

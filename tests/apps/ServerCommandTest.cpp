@@ -104,6 +104,57 @@ TEST_F(ServerCommandTest, NoServerIsCode1AndSaysSinceWhen)
     EXPECT_TRUE(Contains(Zel({L"server"}).output, "no server serves '"));
 }
 
+TEST_F(ServerCommandTest, AServerThatWasKilledIsNamedAsWrongAndOneThatStoppedIsNot)
+{
+    for (const bool isKilled : {false, true}) {
+        CRunningProgram server = StartServer();
+        EXPECT_EQ(Report(0).at("wrong"), nlohmann::json::array());
+        if (isKilled)
+            Kill(server);
+        else
+            StopServer(server);
+        const nlohmann::json wrong = Report(1).at("wrong");
+        ASSERT_EQ(wrong.size(), isKilled ? 1U : 0U);
+        const std::string told = "the last server ended without saying so; it was seen alive last 2";
+        EXPECT_TRUE(!isKilled || Contains(wrong[0], told)) << wrong;
+        EXPECT_EQ(Contains(Zel({L"server"}).output, "wrong: " + told), isKilled);
+    }
+}
+
+TEST_F(ServerCommandTest, WhatNobodyHasTakenIsCounted)
+{
+    EXPECT_FALSE(Contains(Zel({L"server"}).output, "not taken yet"));
+    for (const wchar_t* name : {L"a.drq", L"b.XML", L"c.command", L"notes.txt"})
+        Write(InRequests(name), "x");
+    ASSERT_EQ(platform::Files().MakeDirectory(InRequests(L"d.drq")), platform::eOsError_None);
+    const nlohmann::json report = Report(1);
+    EXPECT_EQ(report.at("untaken"), 2);
+    EXPECT_EQ(report.at("waiting"), 0);
+    EXPECT_TRUE(Contains(Zel({L"server"}).output, "in the request directory, not taken yet: 2\n"));
+}
+
+TEST_F(ServerCommandTest, ADirectoryThatIsMissingIsNamedAsWrong)
+{
+    const std::wstring missing = m_root / L"missing";
+    const std::string quoted = "'" + platform::ToUtf8(missing) + "' does not exist";
+    CRunningProgram server = StartServer();
+    for (const bool isOutput : {false, true}) {
+        const SProgramResult result =
+            Zel({L"server", L"--json", isOutput ? L"--output-dir" : L"--request-dir", missing});
+        EXPECT_EQ(result.code, 1);
+        EXPECT_EQ(result.errors, "");
+        ASSERT_EQ(result.Objects().size(), 1U);
+        const nlohmann::json report = result.Objects().front();
+        EXPECT_EQ(report.at("alive"), !isOutput);
+        EXPECT_EQ(report.at("healthy"), false);
+        const std::string directory = isOutput ? "the output directory " : "the request directory ";
+        const nlohmann::json& wrong = report.at("wrong");
+        EXPECT_NE(std::find(wrong.begin(), wrong.end(), directory + quoted), wrong.end()) << wrong;
+    }
+    EXPECT_EQ(Zel({L"status", L"a.drq", L"--output-dir", missing}).output, "") << "others end before they look";
+    StopServer(server);
+}
+
 TEST_F(ServerCommandTest, AStrictServerLivesAndTellsNothing)
 {
     {
