@@ -31,6 +31,22 @@ TEST_F(RemovedOutputTest, AnOutputDirectoryIsMadeAgainWithItsClaim)
     EXPECT_EQ(errors.find(told), errors.rfind(told)) << "told once";
 }
 
+TEST_F(RemovedOutputTest, ATaskThatGoesOnReportingFillsNoLog)
+{
+    CRunningProgram server = StartServer();
+    ASSERT_EQ(Zel({L"send", MakeRequest(L"a.drq", L"Type='Sleep' Milliseconds='3000' Steps='300'")}).code, 0);
+    ASSERT_TRUE(server.WaitForErrors("{a.drq} Started"));
+    RemoveOutput();
+    ASSERT_TRUE(server.WaitForErrors("{a.drq} Ended"));
+    StopServer(server);
+    const std::string errors = server.Errors();
+    for (const std::string told : {"a.drq.status' cannot be written: ", "a.drq.status' is written again"}) {
+        EXPECT_NE(errors.find(told), std::string::npos) << errors;
+        EXPECT_EQ(errors.find(told), errors.rfind(told)) << errors;
+    }
+    EXPECT_EQ(errors.find("Unable to create/open status file"), std::string::npos) << errors;
+}
+
 TEST_F(RemovedOutputTest, OneWhoseWayIsGoneEndsTheServerWithAnError)
 {
     m_strOutput = m_root / platform::JoinPath(L"mounted", L"output");

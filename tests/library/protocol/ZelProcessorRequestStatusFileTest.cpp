@@ -104,6 +104,27 @@ TEST_F(RequestStatusFile, AFileThatCanNotBeCreatedIsShownAndFalse)
     m_host.ExpectLogLine(platform::OsErrorText(platform::eOsError_PathNotFound));
 }
 
+TEST_F(RequestStatusFile, ToldOnceAFailureIsALineWhenItBeginsAndOneWhenItIsOver)
+{
+    CFaultyFiles files;
+    const platform::CScopedOs os(&files, nullptr);
+    m_file.SetToldOnce(true);
+    for (const auto call : {testsupport::eFileCall_Open, testsupport::eFileCall_Write}) {
+        files.FailCall(call, 1, platform::eOsError_PathNotFound, 3);
+        for (int write = 0; write < 3; ++write)
+            EXPECT_FALSE(m_file.WriteStatus(eRequestStatus_GettingData));
+        EXPECT_TRUE(m_file.WriteStatus(eRequestStatus_GettingData));
+        EXPECT_TRUE(m_file.WriteStatus(eRequestStatus_Done));
+        const auto lines = m_host.TakeLogLines();
+        ASSERT_EQ(lines.size(), 2U);
+        EXPECT_EQ(lines[0].text, L"The status file '" + m_path + L"' cannot be written: " +
+                                     platform::OsErrorText(platform::eOsError_PathNotFound));
+        EXPECT_EQ(lines[0].level, Brel::Log::eLogLevel_Error);
+        EXPECT_EQ(lines[1].text, L"The status file '" + m_path + L"' is written again");
+        EXPECT_EQ(lines[1].level, Brel::Log::eLogLevel_Info);
+    }
+}
+
 TEST_F(RequestStatusFile, OpeningIsTriedWithoutLimitWhileTheFileIsShared)
 {
     CFaultyFiles files;

@@ -47,6 +47,11 @@ CString ReadAll(platform::IFile& file)
     }
 }
 
+void Log(Brel::Log::eLogLevel level, const CString& text)
+{
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), level, ZEL_SOURCE_LOCATION, text);
+}
+
 } // namespace
 
 CZelProcessorRequestStatusFile::CZelProcessorRequestStatusFile(CString loggerName, CString statusFilePath,
@@ -99,18 +104,33 @@ platform::eOsError CZelProcessorRequestStatusFile::OpenWhenFree(platform::eOpenM
 
 void CZelProcessorRequestStatusFile::TellUnopened()
 {
-    const auto warn = [](const CString& text) {
-        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION, text);
-    };
     if (m_writeError == platform::eOsError_SharingViolation && m_patience != std::chrono::nanoseconds::zero()) {
         // The status is not lost, so nobody has to answer for it.
         if (!std::exchange(m_isHeldTold, true))
-            warn(HeldFile::Describe(m_strStatusFilePath) + L"; the request goes on without its status");
+            Log(Brel::Log::eLogLevel_Warning,
+                HeldFile::Describe(m_strStatusFilePath) + L"; the request goes on without its status");
         return;
     }
+    if (TellOnce())
+        return;
     const CString what = FormatText(L"Unable to create/open status file: %s", {m_strStatusFilePath});
-    warn(what + L": " + platform::OsErrorText(m_writeError));
+    Log(Brel::Log::eLogLevel_Warning, what + L": " + platform::OsErrorText(m_writeError));
     WQ_MessageBox(what, eMessageStyle_Error);
+}
+
+/// False when each failure is to be told.
+bool CZelProcessorRequestStatusFile::TellOnce()
+{
+    if (m_isToldOnce && !std::exchange(m_isFailureTold, true))
+        Log(Brel::Log::eLogLevel_Error, L"The status file '" + m_strStatusFilePath + L"' cannot be written: " +
+                                            platform::OsErrorText(m_writeError));
+    return m_isToldOnce;
+}
+
+void CZelProcessorRequestStatusFile::TellWritten()
+{
+    if (std::exchange(m_isFailureTold, false))
+        Log(Brel::Log::eLogLevel_Info, L"The status file '" + m_strStatusFilePath + L"' is written again");
 }
 
 bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
@@ -126,9 +146,13 @@ bool CZelProcessorRequestStatusFile::WriteText(const CString& text)
         return false;
     }
     m_writeError = WriteAndClose(bytes);
-    if (platform::Succeeded(m_writeError))
+    if (platform::Succeeded(m_writeError)) {
+        TellWritten();
         return true;
+    }
     m_unwritten = bytes;
+    if (TellOnce())
+        return false;
     WQ_ReportErrorNow(
         SourceNames::kZelProcessor, ReportLines::kStatusNotWritten, L"CZelProcessorRequestStatusFile::WriteText",
         L"Unable to write status file: " + m_strStatusFilePath + L"\n" + platform::OsErrorText(m_writeError));

@@ -26,6 +26,9 @@ public:
     void SetPatience(std::chrono::milliseconds patience) { m_patience = patience; }
     /// Counts each further try of a wait, for whoever looks whether the writer gets on. The number outlives the object.
     void SetTurns(std::atomic<std::uint32_t>* pTurns) { m_pTurns = pTurns; }
+    /// That it cannot be written is told to the log when it begins, with the reason, and when it is over, in the place
+    /// of a box or report for each write.
+    void SetToldOnce(bool isToldOnce) { m_isToldOnce = isToldOnce; }
     /// What the last write could not put into the file, for which LastWriteError has the reason. Empty else.
     [[nodiscard]] const std::string& Unwritten() const { return m_unwritten; }
 
@@ -71,6 +74,8 @@ private:
     [[nodiscard]] bool HasPatience();
     platform::eOsError WriteAndClose(const std::string& bytes);
     void TellUnopened();
+    [[nodiscard]] bool TellOnce();
+    void TellWritten();
 
     CString m_strLoggerName;
     CString m_strStatusFilePath;
@@ -83,5 +88,7 @@ private:
     std::chrono::nanoseconds m_waited{0};    ///< by the writes so far
     std::chrono::nanoseconds m_waitStart{0}; ///< of this write; 0 until it waits
     bool m_isHeldTold = false;
+    bool m_isToldOnce = false;
+    bool m_isFailureTold = false;
     std::string m_unwritten;
 };

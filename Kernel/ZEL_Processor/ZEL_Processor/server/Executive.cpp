@@ -125,6 +125,7 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
     m_statuses.Left().Forget(statusPath);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), statusPath, &m_bRunning);
     statusFile.SetPatience(m_settings.PatienceWithReaders());
+    statusFile.SetToldOnce(m_settings.m_options.tellStory);
     statusFile.SetTurns(&m_nTurns);
     if (!BeginRun(item, statusFile, isNews))
         return;

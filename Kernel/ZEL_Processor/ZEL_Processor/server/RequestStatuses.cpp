@@ -22,6 +22,7 @@ void CRequestStatuses::SetRequestStatus(const CString& name, const std::string& 
     m_left.Forget(path);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), path, &s_isPatient);
     statusFile.SetPatience(m_settings.PatienceWithReaders());
+    statusFile.SetToldOnce(m_settings.m_options.tellStory);
     CZelProcessor::SetStatus(&statusFile, status, text);
     KeepUnwritten(statusFile, path);
 }

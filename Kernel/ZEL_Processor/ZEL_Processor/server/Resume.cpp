@@ -324,6 +324,7 @@ void CResume::SetStatus(const CString& name, eZelProcRequestStatus status, const
     const CString path = m_settings.m_paths.Status(name);
     CZelProcessorProgressStatusFile file(platform::FromUtf8(kLoggerName), path);
     file.SetPatience(std::chrono::milliseconds(1));
+    file.SetToldOnce(m_settings.m_options.tellStory);
     CZelProcessor::SetStatus(&file, status, TextOf(text));
     m_statuses.KeepUnwritten(file, path);
 }

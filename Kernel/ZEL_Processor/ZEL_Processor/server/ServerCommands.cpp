@@ -54,6 +54,7 @@ void CServerCommands::HandleCommandFile(const CString& path)
     const CString statusPath = m_settings.m_paths.Status(path);
     CZelProcessorProgressStatusFile statusFile(platform::FromUtf8(kLoggerName), statusPath, &m_bRunning);
     statusFile.SetPatience(m_settings.PatienceWithReaders());
+    statusFile.SetToldOnce(m_settings.m_options.tellStory);
     statusFile.SetTurns(&m_nTurns);
     const auto tellStart = [&] {
         m_statuses.Left().Forget(statusPath); // that of an earlier command of this name
