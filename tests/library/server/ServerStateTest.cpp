@@ -37,6 +37,21 @@ protected:
 
 } // namespace
 
+TEST_F(ServerState, AStopNamesTheLastStatusesThatSomebodyHoldsToItsEnd)
+{
+    m_state.m_settings.m_options.retryLastStatus = true;
+    ASSERT_TRUE(m_state.Run());
+    const std::wstring held = In(m_outputDir, L"held.drq.status");
+    std::unique_ptr<platform::IFile> hold;
+    ASSERT_EQ(platform::Files().Open(held, platform::eOpenMode_WriteExclusive, hold), platform::eOsError_None);
+    m_state.m_statuses.Left().Leave(held, "last");
+    m_state.m_statuses.Left().Leave(In(m_outputDir, L"free.drq.status"), "last");
+    m_state.Stop(true);
+    m_host.ExpectLogLine(L"The server stops while a status still has to wait for its file: " + held);
+    EXPECT_EQ(m_state.m_statuses.Left().Paths(), std::vector<CString>{held});
+    EXPECT_TRUE(platform::PathExists(In(m_outputDir, L"free.drq.status")));
+}
+
 TEST_F(ServerState, AThreadThatDoesItsWorkEndsWithZeroAndStopsNothing)
 {
     Listen();

@@ -8,6 +8,7 @@
 #include "reports/SourceNames.h"
 
 #include <algorithm>
+#include <iterator>
 
 using namespace std::chrono_literals;
 
@@ -68,6 +69,14 @@ bool CLeftStatuses::IsEmpty() const
 {
     const platform::CMutexLock lock(m_cs);
     return m_statuses.empty();
+}
+
+std::vector<CString> CLeftStatuses::Paths() const
+{
+    const platform::CMutexLock lock(m_cs);
+    std::vector<CString> paths;
+    std::ranges::transform(m_statuses, std::back_inserter(paths), &SStatus::path);
+    return paths;
 }
 
 bool CLeftStatuses::NextAfter(std::uint64_t number, SStatus& status) const

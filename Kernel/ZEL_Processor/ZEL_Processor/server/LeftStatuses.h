@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <vector>
 
 /// Last statuses that could not be written, because somebody kept the file open or a link was in the way, or for
 /// whatever reason. They are tried again until they are there: who waits for the end of a request is told of it, and
@@ -38,6 +39,8 @@ public:
     void Forget(const CString& path);
     void ForgetAll();
     [[nodiscard]] bool IsEmpty() const;
+    /// Of the files, in the order in which they were left.
+    [[nodiscard]] std::vector<CString> Paths() const;
 
     /// One try for each, at most once a second, and by one thread at a time: the others go on at once.
     void TryAgain();

@@ -4,6 +4,7 @@
 #include "com/ComError.h"
 #include "com/ComThread.h"
 #include "framework/Exceptions.h"
+#include "framework/Log.h"
 #include "framework/Services.h"
 #include "framework/WorkerThread.h"
 #include "platform/Installation.h"
@@ -204,10 +205,18 @@ void CServerState::Stop(bool bWait)
         m_pEThread.reset();
         // Nobody would tell who waits for them any more.
         if (m_settings.m_options.retryLastStatus)
-            m_statuses.Left().TryToTheLast();
+            TryLastStatuses();
     }
     if (m_pProcessor)
         m_pProcessor->SetEvent(nullptr);
+}
+
+void CServerState::TryLastStatuses()
+{
+    m_statuses.Left().TryToTheLast();
+    for (const CString& path : m_statuses.Left().Paths())
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                         L"The server stops while a status still has to wait for its file: " + path);
 }
 
 bool CServerState::MakesProgress()

@@ -45,6 +45,7 @@ struct CServerState {
     static unsigned ExecutiveThread(void* server);
     bool EndEarlierRun();
     bool StartExecutiveThread();
+    void TryLastStatuses();
 
     // What comes after knows what stands before it.
     CServerSettings m_settings;
