@@ -18,7 +18,7 @@ struct SLogOptions {
     /// Appended to this file as well when not empty.
     std::wstring file = {};
     eLogFormat format = eLogFormat_Text;
-    /// Whether a line of text ends with its place in the source. JSON has it in any case.
+    /// Whether a line tells its place in the source. Where it does not, file, line and function of JSON are null.
     bool places = true;
     /// Standard error is the journal of systemd: each line there begins with its priority, "<3>" for an error.
     bool journal = false;
@@ -49,7 +49,8 @@ constexpr int kOldLogFiles = 5;
 ///   {"time":"2024-05-01T12:00:00.123Z","level":"info","logger":"ZelProcessor","thread":4711,"request":"name.drq",
 ///    "text":"text","file":"folder/File.cpp","line":17,"function":"bool C::F()"}
 /// The levels are "trace", "debug", "info", "warning", "error" and "critical". All fields are always there; request,
-/// file, line and function are null when unknown. Bytes that are no text are written as the four characters `\xFF`.
+/// file, line and function are null when unknown or not to be told. Bytes that are no text are written as the four
+/// characters `\xFF`.
 ///
 /// Every line has been handed to the system when Write returns, so it survives the death of the process; not that of
 /// the machine. Only one process may write to a file that has a size.

@@ -1,17 +1,36 @@
 #include "apps/zel-server/ServerHost.h"
 
+#include "apps/zel-server/OperatorText.h"
 #include "framework/CrashReport.h"
 #include "framework/Log.h"
 
 #include "ServerTexts.h"
 
 CServerHost::CServerHost(const CServerMessages& messages, const SServerOptions& options)
-    : m_messages(messages), m_bTellsQuestions(options.strict), m_pPrevious(SetWQ_Host(this))
+    : m_messages(messages),
+      m_bTellsQuestions(options.strict),
+      m_bTellsFunctions(CServerMessages::TellsPlaces(options)),
+      m_pPrevious(SetWQ_Host(this))
 {}
 
 CServerHost::~CServerHost()
 {
     SetWQ_Host(m_pPrevious);
+}
+
+void CServerHost::ReportError(const SWQ_ErrorReport& report)
+{
+    SWQ_ErrorReport told = report;
+    if (!m_bTellsFunctions) {
+        told.function.clear();
+        told.message = OperatorText(report.function, report.message);
+    }
+    CWQ_DefaultHost::ReportError(told);
+}
+
+int CServerHost::ShowMessage(const std::wstring& text, unsigned style, unsigned flags)
+{
+    return CWQ_DefaultHost::ShowMessage(m_bTellsFunctions ? text : OperatorText({}, text), style, flags);
 }
 
 int CServerHost::AskMessage(const std::wstring& text, unsigned style, int defaultAnswer, unsigned flags)

@@ -13,6 +13,9 @@ public:
     CServerHost(const CServerMessages& messages, const SServerOptions& options);
     ~CServerHost() override;
 
+    /// Functions are named with the places of the source: to whoever debugs, and when the server is strict.
+    void ReportError(const SWQ_ErrorReport& report) override;
+    int ShowMessage(const std::wstring& text, unsigned style, unsigned flags) override;
     /// Whoever reads the log of a server has no buttons: the question is of the level "debug", unless the server is
     /// strict.
     int AskMessage(const std::wstring& text, unsigned style, int defaultAnswer, unsigned flags) override;
@@ -26,5 +29,6 @@ public:
 private:
     const CServerMessages& m_messages;
     const bool m_bTellsQuestions;
+    const bool m_bTellsFunctions;
     IWQ_Host* const m_pPrevious;
 };

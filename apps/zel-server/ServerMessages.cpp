@@ -12,7 +12,7 @@ bool CServerMessages::Open(const SServerOptions& options)
     m_log.file = options.logFile;
     m_log.maxFileSize = std::uint64_t{options.logSizeMiB} << 20;
     m_log.format = options.logJson ? Brel::Log::eLogFormat_Json : Brel::Log::eLogFormat_Text;
-    m_log.places = options.strict || options.logLevel <= Brel::Log::eLogLevel_Debug;
+    m_log.places = TellsPlaces(options);
     m_bJournal = !options.strict && platform::IsJournal(platform::eStream_Error);
     m_log.journal = m_bJournal;
     std::wstring error;
@@ -23,6 +23,11 @@ bool CServerMessages::Open(const SServerOptions& options)
     m_bHasLogFile = !options.logFile.empty();
     m_bJson = options.logJson;
     return true;
+}
+
+bool CServerMessages::TellsPlaces(const SServerOptions& options)
+{
+    return options.strict || options.logLevel <= Brel::Log::eLogLevel_Debug;
 }
 
 void CServerMessages::Reopen() const

@@ -15,6 +15,9 @@ public:
     /// thread.
     void Reopen() const;
 
+    /// Whether lines of the log have their places in the source.
+    [[nodiscard]] static bool TellsPlaces(const SServerOptions& options);
+
     void Error(const std::wstring& text) const;
     void Note(const std::wstring& text) const;
 

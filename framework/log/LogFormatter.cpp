@@ -73,6 +73,8 @@ struct SShowPlace {
 
 class CJsonLogFormatter : public spdlog::formatter {
 public:
+    explicit CJsonLogFormatter(bool places) : m_places(places) {}
+
     void format(const Message& message, Buffer& line) override
     {
         Buffer time;
@@ -85,16 +87,16 @@ public:
         const std::wstring request = MOXCrashRpt::CScopedSubject::CurrentName();
         object["request"] = request.empty() ? Json() : Json(ValidLogText(request));
         object["text"] = Text(ViewOf(message.payload));
-        const bool hasPlace = HasPlace(message);
+        const bool hasPlace = m_places && HasPlace(message);
         object["file"] = hasPlace ? Text(message.source.filename) : Json();
         object["line"] = hasPlace ? Json(message.source.line) : Json();
-        const char* const function = message.source.funcname;
+        const char* const function = m_places ? message.source.funcname : nullptr;
         object["function"] = function != nullptr && *function != '\0' ? Text(function) : Json();
         Append(line, object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
     }
     [[nodiscard]] std::unique_ptr<spdlog::formatter> clone() const override
     {
-        return std::make_unique<CJsonLogFormatter>();
+        return std::make_unique<CJsonLogFormatter>(m_places);
     }
 
 private:
@@ -102,6 +104,7 @@ private:
 
     static Json Text(std::string_view bytes) { return ValidLogText(platform::FromUtf8(bytes)); }
 
+    const bool m_places;
     spdlog::pattern_formatter m_time{kTime, spdlog::pattern_time_type::utc, ""};
 };
 
@@ -117,7 +120,7 @@ std::unique_ptr<spdlog::formatter> MakeTextLogFormatter(bool places)
     return formatter;
 }
 
-std::unique_ptr<spdlog::formatter> MakeJsonLogFormatter()
+std::unique_ptr<spdlog::formatter> MakeJsonLogFormatter(bool places)
 {
-    return std::make_unique<CJsonLogFormatter>();
+    return std::make_unique<CJsonLogFormatter>(places);
 }

@@ -64,8 +64,8 @@ void CLogOutput::Redirect(CLogFile file, const Brel::Log::SLogOptions& options)
     const platform::CFaultLock lock(m_mutex);
     if (!lock.IsHeld())
         return;
-    m_pFormatter =
-        options.format == Brel::Log::eLogFormat_Json ? MakeJsonLogFormatter() : MakeTextLogFormatter(options.places);
+    m_pFormatter = options.format == Brel::Log::eLogFormat_Json ? MakeJsonLogFormatter(options.places)
+                                                                : MakeTextLogFormatter(options.places);
     m_file = std::move(file);
     m_bConsole = options.console;
     m_bJournal = options.journal;

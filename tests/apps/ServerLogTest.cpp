@@ -157,6 +157,33 @@ TEST_F(ServerLogTest, AStrictServerTellsWhatItAlwaysTold)
     ExpectOne(log, "Nobody is asked here");
 }
 
+TEST_F(ServerLogTest, FunctionsAreNamedToWhoeverDebugsAlone)
+{
+    const std::string report = "CZelXmlResponse::Save: ";
+    for (const bool debugs : {false, true}) {
+        m_strOutput = m_root / (debugs ? L"second" : L"first");
+        CRunningProgram server = StartServer({L"--create-dirs", L"--log-level", debugs ? L"debug" : L"info"});
+        ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"a.drq")), platform::eOsError_None);
+        Write(InRequests(L"a.drq"), Read(MakeEcho(L"a.drq", L"x"))); // the tool would refuse it
+        EXPECT_TRUE(server.WaitForErrors("Can't write response"));
+        StopServer(server);
+        const std::string log = server.Errors();
+        EXPECT_EQ(Contains(log, report), debugs) << log;
+        EXPECT_EQ(Contains(log, "::"), debugs) << log;
+    }
+}
+
+TEST_F(ServerLogTest, ObjectsHavePlacesForWhoeverDebugsAlone)
+{
+    for (const bool debugs : {false, true}) {
+        CRunningProgram server = StartServer({L"--log-json", L"--log-level", debugs ? L"debug" : L"info"});
+        StopServer(server);
+        const std::string ready = Lines(server.Errors(), "Ready: ").front();
+        EXPECT_EQ(nlohmann::json::parse(ready).at("file").is_null(), !debugs) << ready;
+        EXPECT_EQ(nlohmann::json::parse(ready).at("function").is_null(), !debugs) << ready;
+    }
+}
+
 TEST_F(ServerLogTest, ACheckSaysWhatAStartWouldDoAndTouchesNothing)
 {
     ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"Queue")), platform::eOsError_None);

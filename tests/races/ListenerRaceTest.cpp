@@ -136,7 +136,8 @@ protected:
     {
         const std::string log = server.Errors();
         std::size_t count = 0;
-        for (std::size_t at = 0; (at = log.find("Timeout expired", at)) != std::string::npos; ++at)
+        for (std::size_t at = 0; (at = log.find("A lock file was held by somebody else", at)) != std::string::npos;
+             ++at)
             ++count;
         return count;
     }

@@ -29,6 +29,7 @@ protected:
         options.console = false;
         options.file = m_folder.PathOf(std::to_wstring(++m_nFiles));
         options.format = format;
+        options.places = m_places;
         EXPECT_TRUE(Configure(options));
         {
             const MOXCrashRpt::CScopedSubject subject(request);
@@ -36,6 +37,7 @@ protected:
         }
         return m_folder.Content(std::to_wstring(m_nFiles));
     }
+    bool m_places = true;
     [[nodiscard]] std::string TextLine(const std::wstring& request, std::wstring_view text = L"text")
     {
         return Line(eLogFormat_Text, request, text);
@@ -100,6 +102,13 @@ TEST_F(LogFormatterTest, WhatIsUnknownIsNull)
     for (const char* field : {"request", "file", "line", "function"})
         EXPECT_TRUE(object.at(field).is_null()) << field;
     EXPECT_EQ(object["text"], "");
+}
+
+TEST_F(LogFormatterTest, AJsonLineWithoutPlacesHasThemAsNull)
+{
+    m_places = false;
+    const std::string line = Line(eLogFormat_Json, L"birds.drq", L"text");
+    EXPECT_TRUE(line.ends_with("\"text\":\"text\",\"file\":null,\"line\":null,\"function\":null}\n")) << line;
 }
 
 TEST_F(LogFormatterTest, QuotesAndControlCharactersComeBackAsTheyWere)
