@@ -27,9 +27,12 @@ function(zel_add_plugin)
     target_compile_definitions(${arg_NAME} PRIVATE
         "ZEL_PLUGIN_CLASS_ID=\"${arg_CLASS_ID}\"" "ZEL_PLUGIN_CLASS_NAME=\"${arg_CLASS_NAME}\"")
 
-    # Beside the module only together with it: a server that reads the folder before would complain of what is missing.
+    # Beside the module only together with it: a server that reads the folder before, or after a link that failed and
+    # took the module away, would complain of what is missing.
     set(manifest "${CMAKE_CURRENT_BINARY_DIR}/manifests/${arg_NAME}.component")
     set_property(TARGET ${arg_NAME} APPEND PROPERTY LINK_DEPENDS "${manifest}")
+    add_custom_command(TARGET ${arg_NAME} PRE_LINK
+        COMMAND ${CMAKE_COMMAND} -E rm -f "${arg_FOLDER}/${arg_NAME}.component" VERBATIM)
     add_custom_command(TARGET ${arg_NAME} POST_BUILD
         COMMAND ${CMAKE_COMMAND} -E copy "${manifest}" "${arg_FOLDER}/${arg_NAME}.component"
         BYPRODUCTS "${arg_FOLDER}/${arg_NAME}.component" VERBATIM)
