@@ -104,6 +104,14 @@ bool CClientState::Fail(long line, const wchar_t* function, const CString& text,
     return false;
 }
 
+bool CClientState::Fail(long line, const wchar_t* function, const CString& text, const CString& path,
+                        platform::eOsError error) const
+{
+    Report(line, function, text);
+    Explain(path, error);
+    return false;
+}
+
 unsigned CClientState::MoveFlags() const
 {
     return Protocol::MoveFlags(m_bSyncing, true);

@@ -80,6 +80,9 @@ struct CClientState {
     void Report(long line, const wchar_t* function, const CString& text, const CString& path = {}) const;
     /// False, so that a failure can be returned with its report.
     bool Fail(long line, const wchar_t* function, const CString& text, const CString& path = {}) const;
+    /// The same, explained with what the system said of the file.
+    bool Fail(long line, const wchar_t* function, const CString& text, const CString& path,
+              platform::eOsError error) const;
 
     SProtocolPaths m_paths = SProtocolPaths::Of(L"invalid", L"invalid");
     CString m_strClientDir;

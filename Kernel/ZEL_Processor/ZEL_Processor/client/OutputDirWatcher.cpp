@@ -51,6 +51,7 @@ bool COutputDirWatcher::Start(const CString& dir, const platform::SWatchOptions&
         // Set here, not by the thread: a stop that comes before the thread runs must not be undone by it.
         m_bListening = true;
         m_bWatching = false;
+        m_watchError.store(platform::eOsError_None);
         m_evStarted.Reset();
         m_pThreadListenFileWatch = AfxBeginThread(&COutputDirWatcher::FileWatchThread, this);
         if (!m_pThreadListenFileWatch)
@@ -74,6 +75,7 @@ bool COutputDirWatcher::ListenFileWatch()
             Protocol::WatchDirectory(m_strDir, platform::eWatchFilter_FileNameAndLastWrite, m_options, watch);
         !platform::Succeeded(error)) {
         ReportWatch(ReportLines::kOutputDirNotWatched, L"FindFirstChangeNotification failed.\n", error);
+        m_watchError.store(error);
         m_evStarted.Set();
         AfxThrowNotSupportedException();
     }

@@ -2,6 +2,7 @@
 
 #include "ZEL_Processor/ZelTypes.h"
 #include "platform/Mutex.h"
+#include "platform/OsError.h"
 #include "platform/ReliableWatch.h"
 #include "platform/Thread.h"
 
@@ -25,6 +26,9 @@ public:
     /// Ends the thread, waiting at most some seconds, and forgets what changed. Harmless without one.
     void Stop();
 
+    /// Why the last start failed. None: it was too slow.
+    [[nodiscard]] platform::eOsError WatchError() const { return m_watchError; }
+
     [[nodiscard]] bool IsChanged() const { return m_bOutputDirChange; }
     void Reset();
     [[nodiscard]] bool HasThread() const { return m_pThreadListenFileWatch != nullptr; }
@@ -39,6 +43,7 @@ private:
     std::atomic<bool> m_bListening = false;
     std::atomic<bool> m_bOutputDirChange = true;
     std::atomic<bool> m_bWatching = false;
+    std::atomic<platform::eOsError> m_watchError = platform::eOsError_None;
     platform::CManualResetEvent m_evLooked;  ///< set while no change is known, and to end the thread
     platform::CManualResetEvent m_evStarted; ///< set once the thread watches, or can't
     /// For changes of "listening" and "changed" together with the event. The thread's object is its owner's alone.

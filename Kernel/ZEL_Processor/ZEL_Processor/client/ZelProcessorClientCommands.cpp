@@ -9,6 +9,7 @@
 #include "reports/SourceNames.h"
 
 #include <chrono>
+#include <cstdint>
 
 using namespace std::chrono_literals;
 
@@ -16,6 +17,15 @@ namespace {
 
 constexpr const wchar_t* kCommandPrefix = L"ZEL_PROCESSOR_COMMAND";
 constexpr auto kPoll = 10ms;
+
+/// The words of the system where it is what failed.
+CString TextOf(HRESULT result)
+{
+    constexpr std::uint32_t kSystem = 0x80070000U;
+    const auto number = static_cast<std::uint32_t>(result);
+    return (number & ~0xFFFFU) == kSystem ? platform::OsErrorText(static_cast<platform::eOsError>(number & 0xFFFFU))
+                                          : L"0x" + HexText(result);
+}
 
 /// What a report of a command says of its outcome.
 std::vector<CString> Outcome(eCommandType type, eZelProcRequestStatus status)
@@ -43,14 +53,18 @@ CString CClientState::CreateCommandFile(eCommandType type, const CString& reques
     const CString path = platform::JoinPath(m_strClientDir, kCommandPrefix + CZelProcessorClient::GetUniqueString() +
                                                                 Protocol::kCommandExtension);
     HRESULT documentResult = S_OK;
-    if (CommandFile::Write(path, type, platform::FileNameOf(requestPath), documentResult))
+    HRESULT saveResult = S_OK;
+    if (CommandFile::Write(path, type, platform::FileNameOf(requestPath), documentResult, &saveResult))
         return path;
     if (documentResult != S_OK)
         Report(ReportLines::kNoCommandDocument, kFunction,
                FormatText(L"pDomDocument.CreateInstanceSYS(__uuidof(DOMDocument)) != S_OK, HRESULT = 0x%lx",
                           {HexText(documentResult)}));
-    else
-        Report(ReportLines::kCommandNotSaved, kFunction, L"Unable to save pDomDocument into file\n" + path);
+    else {
+        const CString text = L"Unable to save pDomDocument into file\n" + path;
+        Report(ReportLines::kCommandNotSaved, kFunction, text);
+        Explain(text + L": " + TextOf(saveResult));
+    }
     return {};
 }
 

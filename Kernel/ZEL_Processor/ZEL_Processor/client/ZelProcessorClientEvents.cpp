@@ -17,6 +17,8 @@
 #include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
+#include <memory>
+
 namespace {
 
 constexpr const wchar_t* kGroupsFunction = L"CZelProcessorClient::GetChangedInsertableItemsGroups";
@@ -27,6 +29,22 @@ bool IsEmpty(const CString& path)
 {
     platform::SFileAttributes attributes;
     return platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length == 0;
+}
+
+/// What the system says of a file that an archive could not be read from; None when it is what lies in it.
+platform::eOsError WhyNotOpened(const CString& path)
+{
+    std::unique_ptr<platform::IFile> file;
+    return platform::Files().Open(path, platform::eOpenMode_ReadShared, file);
+}
+
+/// Why the lock of a file was not to be had: what the system says by now, or that somebody had it.
+void ExplainLock(const CClientState& state, const CString& path)
+{
+    const CString lockPath = path + Protocol::kLockExtension;
+    std::unique_ptr<platform::ILockFile> lock;
+    const platform::eOsError error = platform::Files().OpenLockFile(lockPath, {}, lock);
+    state.Explain(lockPath, platform::Succeeded(error) ? platform::eOsError_SharingViolation : error);
 }
 
 /// The ids of a file. False when the array does not tell all that changed: a null id was met, or the file is no
@@ -74,7 +92,10 @@ bool CClientState::ListenDsEvents()
                     L"DS events file not exists !\n  " + m_paths.DsEvents(m_clientID));
     if (m_bPresence)
         ShowPresence();
-    return m_watcher.Start(m_paths.m_strOutputDir, m_watchOptions);
+    if (m_watcher.Start(m_paths.m_strOutputDir, m_watchOptions))
+        return true;
+    Explain(m_paths.m_strOutputDir, m_watcher.WatchError());
+    return false;
 }
 
 bool CClientState::ReceiveClientId(const CString& registrationName)
@@ -177,14 +198,20 @@ bool CClientState::GetDsEvents(std::vector<CComPtr<IWQ_DsEventsData>>& events)
     const CString path = m_paths.DsEvents(m_clientID);
     std::vector<CComPtr<IWQ_DsEventsData>> read;
     CLockFile lock(path);
-    if (!path.empty() && !lock.Lock(true))
-        return Fail(ReportLines::kClientEventsNotLocked, kFunction,
-                    L"Unable to read ds events file because is locked still on server side !", path);
-    if (path.empty() || !CZELEnvFileDsEventsFile::ReadDsEventsFile(path, read))
-        return Fail(ReportLines::kClientEventsNotRead, kFunction, L"CZELEnvFileDsEventsFile::ReadDsEventsFile failed",
-                    path);
-    if (!NotificationFile::Empty(path))
-        return Fail(ReportLines::kClientEventsNotEmptied, kFunction, L"DeleteDsEventsFileContent failed", path);
+    if (!path.empty() && !lock.Lock(true)) {
+        Fail(ReportLines::kClientEventsNotLocked, kFunction,
+             L"Unable to read ds events file because is locked still on server side !");
+        ExplainLock(*this, path);
+        return false;
+    }
+    if (path.empty() || !CZELEnvFileDsEventsFile::ReadDsEventsFile(path, read)) {
+        constexpr const wchar_t* kText = L"CZELEnvFileDsEventsFile::ReadDsEventsFile failed";
+        const platform::eOsError error = path.empty() ? platform::eOsError_None : WhyNotOpened(path);
+        return platform::Succeeded(error) ? Fail(ReportLines::kClientEventsNotRead, kFunction, kText, path)
+                                          : Fail(ReportLines::kClientEventsNotRead, kFunction, kText, path, error);
+    }
+    if (const platform::eOsError error = NotificationFile::Empty(path); !platform::Succeeded(error))
+        return Fail(ReportLines::kClientEventsNotEmptied, kFunction, L"DeleteDsEventsFileContent failed", path, error);
     if (!lock.Unlock())
         Fail(ReportLines::kClientEventsNotUnlocked, kFunction, L"Unable to delete ds events lock file !");
     events.swap(read);
@@ -202,18 +229,21 @@ bool CClientState::GetChangedInsertableItemsGroups(IWQ_CLSIDArray** groups)
         return false;
     }
     CLockFile lock(path);
-    if (!lock.Lock(false))
+    if (!lock.Lock(false)) {
+        ExplainLock(*this, path);
         return false;
+    }
     CComPtr<IWQ_CLSIDArray> all;
     ThrowIfFailed(CreateWQ_CLSIDArray(ComIid<IWQ_CLSIDArray>(), all.PutVoid()));
     // Empty as at the registration: no archive, and nothing changed.
     const bool isEmpty = IsEmpty(path);
     if (!isEmpty && !ReadGroups(*this, path, *all))
         all.Reset();
-    if (!isEmpty && !NotificationFile::Empty(path))
+    const platform::eOsError emptied = isEmpty ? platform::eOsError_None : NotificationFile::Empty(path);
+    if (!platform::Succeeded(emptied))
         // The name as it has always been reported: without the two colons.
         return Fail(ReportLines::kClientGroupsNotEmptied, L"CZelProcessorClientGetChangedInsertableItemsGroups",
-                    L"Unable to clear bsInsertableItemsGroupFile", path);
+                    L"Unable to clear bsInsertableItemsGroupFile", path, emptied);
     if (!lock.Unlock())
         Fail(ReportLines::kClientGroupsNotUnlocked, kGroupsFunction, kUnableToUnlock);
     *groups = all.Detach();
@@ -230,11 +260,13 @@ bool CClientState::ResetLockResultsChanged()
         return false;
     }
     CLockFile lock(path);
-    if (!lock.Lock(false))
+    if (!lock.Lock(false)) {
+        ExplainLock(*this, path);
         return false;
-    if (!NotificationFile::Empty(path))
+    }
+    if (const platform::eOsError error = NotificationFile::Empty(path); !platform::Succeeded(error))
         return Fail(ReportLines::kClientLockResultsNotEmptied, kFunction, L"Unable to clear LockResultsChangeFile",
-                    path);
+                    path, error);
     if (!lock.Unlock())
         Fail(ReportLines::kClientLockResultsNotUnlocked, kFunction, kUnableToUnlock);
     return true;

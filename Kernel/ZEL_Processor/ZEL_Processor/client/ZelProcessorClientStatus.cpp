@@ -94,7 +94,7 @@ bool CClientState::ReadStatusFile(const CString& path, CAdditionalRequestStatus*
     }
     switch (read) {
     case CZelProcessorRequestStatusFile::eRead_CanNotOpen:
-        Explain(path + L": " + TextOf(StringCodes::kUnableOpenStatusFile));
+        Explain(path, content.error);
         status = SetRequestStatus(additional, TextOf(StringCodes::kUnableOpenStatusFile), eRequestStatus_ClientError);
         return true;
     case CZelProcessorRequestStatusFile::eRead_NoStatus:
@@ -138,11 +138,8 @@ bool CClientState::IsStatusFileChanged(const CString& requestPath, std::int64_t 
     const platform::eOsError error = platform::Files().Open(path, platform::eOpenMode_ReadShared, file);
     if (error == platform::eOsError_SharingViolation || platform::IsAbsent(error))
         return true; // it is being written, or went just now
-    if (!platform::Succeeded(error)) {
-        Report(ReportLines::kStatusNotOpened, kFunction, L"Can't open-read status file.");
-        Explain(path, error);
-        return false;
-    }
+    if (!platform::Succeeded(error))
+        return Fail(ReportLines::kStatusNotOpened, kFunction, L"Can't open-read status file.", path, error);
     platform::SFileAttributes attributes;
     if (!platform::Succeeded(file->GetAttributes(attributes))) {
         return Fail(ReportLines::kStatusWithoutTimes, kFunction, L"Status file has no status.", path);

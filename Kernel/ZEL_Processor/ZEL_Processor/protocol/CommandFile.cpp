@@ -170,7 +170,7 @@ eRead Read(const CString& path, SContent& content)
     return eRead_Ok;
 }
 
-bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult)
+bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult, HRESULT* saveResult)
 {
     CComPtr<IXMLDOMDocument> document;
     documentResult = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER, ComIid<IXMLDOMDocument>(),
@@ -178,7 +178,10 @@ bool Write(const CString& path, eCommandType type, const CString& name, HRESULT&
     if (documentResult != S_OK)
         return false;
     Fill(*document, WordOf(type), name);
-    return document->save(CVariant(std::wstring_view(path)).Get()) == S_OK;
+    const HRESULT saved = document->save(CVariant(std::wstring_view(path)).Get());
+    if (saveResult)
+        *saveResult = saved;
+    return saved == S_OK;
 }
 
 } // namespace CommandFile

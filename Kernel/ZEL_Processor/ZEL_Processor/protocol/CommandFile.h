@@ -27,7 +27,8 @@ struct SContent {
 [[nodiscard]] eRead Read(const CString& path, SContent& content);
 
 /// False when the file can't be saved, or when the DOM can't be made: documentResult is then not S_OK. Throws CComError
-/// when the DOM breaks. The type must have a word.
-[[nodiscard]] bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult);
+/// when the DOM breaks. The type must have a word. saveResult, when given, is what the saving gave.
+[[nodiscard]] bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult,
+                         HRESULT* saveResult = nullptr);
 
 } // namespace CommandFile

@@ -9,7 +9,7 @@ bool NotificationFile::HasContent(const CString& path)
     return platform::Succeeded(platform::Files().GetAttributes(path, attributes)) && attributes.length != 0;
 }
 
-bool NotificationFile::Empty(const CString& path)
+platform::eOsError NotificationFile::Empty(const CString& path)
 {
-    return platform::Succeeded(Protocol::RetryForASecond([&] { return platform::WriteWholeFile(path, {}); }));
+    return Protocol::RetryForASecond([&] { return platform::WriteWholeFile(path, {}); });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZEL_Processor/ZelTypes.h"
+#include "platform/OsError.h"
 
 /// What the three files of a client have in common: nothing in one means no news, and its reader empties it.
 namespace NotificationFile {
@@ -10,6 +11,6 @@ namespace NotificationFile {
 
 /// For the holder of the file's lock, which the other side waits for: whoever has the file open is waited for at most a
 /// second.
-[[nodiscard]] bool Empty(const CString& path);
+platform::eOsError Empty(const CString& path);
 
 } // namespace NotificationFile

@@ -217,6 +217,7 @@ CZelProcessorRequestStatusFile::eReadResult CZelProcessorRequestStatusFile::Read
 {
     const CScopedClose close(m_pOpened);
     const platform::eOsError error = OpenWhenFree(platform::eOpenMode_ReadExclusive, goOn);
+    content.error = error;
     if (platform::IsAbsent(error))
         return eRead_Absent;
     if (error == platform::eOsError_SharingViolation)

@@ -59,6 +59,7 @@ public:
         CString comment;
         bool hasTimes = false;
         platform::SFileTimes times;
+        platform::eOsError error = platform::eOsError_None; ///< of the opening
     };
     /// All of it through one open: no two parts come from different writes. goOn: asked before every further try to
     /// open it; an empty one waits for as long as it takes.
