@@ -80,7 +80,9 @@ public:
         if (m_parts->core.isStopped())
             return detail::Core::stopped();
         const bool isLate = std::chrono::steady_clock::now() - begin >= m_parts->core.place.options.commandTimeout;
-        return Error{isLate ? Code::noAnswer : Code::refused, reports.behind("the registration failed")};
+        if (isLate)
+            return detail::noServer(m_parts->core);
+        return Error{Code::refused, detail::whyFailed("the registration failed", *state->client, reports)};
     }
 
     /// Ends what waits, on any thread, and each wait that begins later: Code::stopped. For good. What does not wait

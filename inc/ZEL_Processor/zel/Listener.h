@@ -12,17 +12,17 @@ namespace zel {
 /// but the stop of the client ends its waits. One thread at a time.
 class Listener {
 public:
-    /// What came since the last look. Code::fileError: nothing of that kind was taken, and it comes again;
-    /// Code::noAnswer, refused: the registration was lost, and the server gives no new one.
+    /// What came since the last look. Code::fileError: nothing was taken, and it comes again with a later look:
+    /// somebody writes just now, or the registration was lost and no server gives a new one. Code::systemError.
     [[nodiscard]] Result<Changes> take()
     {
         const Session session;
         const detail::Reports reports;
         Changes changes;
         try {
-            if (!takeEvents(changes) || !takeGroups(changes) || !takeLockResults(changes))
-                return changes.empty() ? Result<Changes>(Error{Code::fileError, reports.behind("cannot be read now")})
-                                       : Result<Changes>(std::move(changes)); // the rest comes with the next look
+            const bool isAllTaken = takeEvents(changes) && takeGroups(changes) && takeLockResults(changes);
+            if (!isAllTaken && changes.empty()) // else the rest comes with the next look
+                return Error{Code::fileError, detail::whyFailed("cannot be read now", *m_state->client, reports)};
         } catch (const CComError& error) {
             return Error{Code::systemError, reports.behind(error.what())};
         }

@@ -28,8 +28,9 @@ enum class Code {
     noServer        ///< no server was there for as long as the options say; what was waited for may still come
 };
 
-/// A code and its reason: English for the log of an application, or the words of the server, in its language, where the
-/// request itself failed. UTF-8.
+/// A code and its reason, on one line, UTF-8: for the log of an application. English, with the files that it is about
+/// and the words of the system, which are in the language of the process; or the words of the server, in its language,
+/// where the request itself failed.
 struct Error {
     Code code = Code::ok;
     std::string reason;

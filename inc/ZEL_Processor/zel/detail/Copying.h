@@ -71,13 +71,9 @@ namespace zel::detail {
 /// Beside the target first, so that it appears there whole.
 [[nodiscard]] inline Result<void> copyAcross(const Core& core, const std::wstring& from, const std::wstring& target)
 {
-    const auto fail = [](const char* what, const std::wstring& path, platform::eOsError why) {
-        return Error{Code::fileError, std::string(what) + " '" + platform::ToUtf8(path) +
-                                          "': " + platform::ToUtf8(platform::OsErrorText(why))};
-    };
     std::unique_ptr<platform::IFile> source;
     if (const platform::eOsError opened = openAlone(core, from, source); !platform::Succeeded(opened))
-        return core.isStopped() ? Core::stopped() : fail("cannot read", from, opened);
+        return core.isStopped() ? Core::stopped() : fileError("cannot read", from, opened);
     const std::wstring partial = platform::JoinPath(platform::DirectoryOf(target), L".zel-" + uniqueName() + L".tmp");
     platform::eOsError result = copyToNew(core, *source, partial);
     const bool isWhole = platform::Succeeded(result) && !core.isStopped();
@@ -86,7 +82,7 @@ namespace zel::detail {
     if (isWhole && platform::HasMoved(result))
         return {};
     static_cast<void>(platform::Files().Remove(partial));
-    return core.isStopped() ? Core::stopped() : fail("cannot write", target, result);
+    return core.isStopped() ? Core::stopped() : fileError("cannot write", target, result);
 }
 
 } // namespace zel::detail

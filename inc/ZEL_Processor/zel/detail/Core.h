@@ -62,6 +62,14 @@ struct Place {
     const ReportingUse reporting;
 };
 
+/// Words and why the client's last call failed: the file, and what the system or the server said of it.
+[[nodiscard]] inline std::string whyFailed(const std::string& words, const CZelProcessorClient& client,
+                                           const Reports& reports)
+{
+    const CString why = client.GetLastErrorText();
+    return why.empty() ? reports.behind(words) : words + ": " + platform::ToUtf8(why);
+}
+
 /// What a Client and its Requests share. Safe from any thread.
 class Core {
 public:
@@ -81,13 +89,8 @@ public:
     [[nodiscard]] bool isStopped() const { return m_stopped; }
     [[nodiscard]] static Error stopped() { return {Code::stopped, "the client was stopped"}; }
 
-    [[nodiscard]] Status status(const std::wstring& name)
-    {
-        const Reports reports;
-        CZelProcessorClient::CAdditionalRequestStatus more;
-        const eZelProcRequestStatus state = client.GetStatus(name, &more);
-        return toStatus(state, more);
-    }
+    /// One that cannot be read has the reason in its comment.
+    [[nodiscard]] Status status(const std::wstring& name);
     [[nodiscard]] std::wstring inRequests(const std::wstring& name) const
     {
         return platform::JoinPath(place.requests, name);
@@ -117,6 +120,39 @@ public:
 private:
     std::atomic<bool> m_stopped = false;
 };
+
+/// A client for one call: why that failed is its own reason, whatever other threads do meanwhile. On the stack only.
+class Call {
+public:
+    explicit Call(Core& core)
+    {
+        core.place.prepare(m_client);
+        m_client.SetGoOn([&core] { return !core.isStopped(); });
+    }
+    [[nodiscard]] CZelProcessorClient* operator->() { return &m_client; }
+    [[nodiscard]] std::string why(const std::string& words) const { return whyFailed(words, m_client, m_reports); }
+
+private:
+    const Reports m_reports;
+    CZelProcessorClient m_client;
+};
+
+inline Status Core::status(const std::wstring& name)
+{
+    CZelProcessorClient::CAdditionalRequestStatus more;
+    {
+        const Reports reports;
+        const eZelProcRequestStatus state = client.GetStatus(name, &more);
+        if (state != eRequestStatus_ClientError)
+            return toStatus(state, more);
+    }
+    Call call(*this);
+    const eZelProcRequestStatus state = call->GetStatus(name, &more);
+    Status status = toStatus(state, more);
+    if (status.state == State::clientError)
+        status.comment = call.why("the status cannot be read");
+    return status;
+}
 
 /// Whether a server is there that could do what a wait waits for.
 class Presence {
@@ -185,8 +221,10 @@ private:
     for (;;) {
         CZelProcessorClient::CAdditionalRequestStatus more;
         const eZelProcRequestStatus state = watch->WaitForEnd(name, server.slice(deadline), &more);
-        if (CZelRequestWatch::IsFinal(state))
-            return endOf(toStatus(state, more));
+        // What cannot be read is looked at once more, for the reason.
+        const Status status = state == eRequestStatus_ClientError ? core.status(name) : toStatus(state, more);
+        if (status.hasEnded())
+            return endOf(status);
         if (core.isStopped())
             return Core::stopped();
         if (deadline.isOver())

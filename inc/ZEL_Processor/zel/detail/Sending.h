@@ -1,11 +1,12 @@
 #pragma once
 
-#include "ZEL_Processor/LockFile.h"
 #include "ZEL_Processor/zel/detail/Core.h"
+#include "platform/Os.h"
 
 #include <cerrno>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <string_view>
 
 /// How a request is handed over. No part of what zel promises.
@@ -46,22 +47,38 @@ namespace zel::detail {
     return {};
 }
 
+/// Waits for others who send under the name just now.
+[[nodiscard]] inline platform::eOsError lockName(const Core& core, const std::wstring& path,
+                                                 std::unique_ptr<platform::ILockFile>& lock)
+{
+    constexpr std::chrono::milliseconds kLook{1};
+    const std::string note = platform::ToUtf16Le(L"Process id: " + std::to_wstring(platform::CurrentProcessId()) +
+                                                 L"\nThread id: " + std::to_wstring(platform::CurrentThreadId()));
+    const Deadline deadline(std::chrono::seconds(2));
+    for (;;) {
+        const platform::eOsError result = platform::Files().OpenLockFile(path, note, lock);
+        if (result != platform::eOsError_SharingViolation || core.isStopped() || deadline.isOver())
+            return result;
+        platform::Clock().SleepFor(kLook);
+    }
+}
+
 /// The hand-over replaces a file of the same name: while we look whether there is one, no other client of this kind may
 /// send. The lock's file is none that a server looks at.
 [[nodiscard]] inline Result<void> handOver(Core& core, const std::wstring& staged, const std::wstring& name)
 {
-    const Reports reports;
-    CLockFile lock(core.inRequests(name));
-    if (!lock.Lock(true))
-        return Error{Code::fileError, reports.behind("the name '" + platform::ToUtf8(name) + "' cannot be locked")};
+    std::unique_ptr<platform::ILockFile> lock;
+    const std::wstring lockPath = core.inRequests(name) + ZelProtocol::kLockExtension;
+    if (const platform::eOsError locked = lockName(core, lockPath, lock); !platform::Succeeded(locked))
+        return core.isStopped() ? Core::stopped() : fileError("cannot lock the name with", lockPath, locked);
     if (Result<void> unused = checkUnused(core, name); !unused)
         return unused;
-    if (core.client.SendRequest(staged) == eRequestStatus_Sent)
+    Call call(core);
+    if (call->SendRequest(staged) == eRequestStatus_Sent)
         return {};
     if (core.isStopped())
         return Core::stopped();
-    return Error{Code::fileError, reports.behind("'" + platform::ToUtf8(staged) + "' cannot be moved to '" +
-                                                 platform::ToUtf8(core.place.requests) + "'")};
+    return Error{Code::fileError, call.why("the request was not handed over")};
 }
 
 /// write makes the file of the given path; false with the reason.

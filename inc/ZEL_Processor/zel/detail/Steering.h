@@ -8,8 +8,8 @@ namespace zel::detail {
 
 [[nodiscard]] inline Error noServer(const Core& core)
 {
-    return {Code::noAnswer,
-            "no server answered within " + std::to_string(core.place.options.commandTimeout.count()) + " ms"};
+    return {Code::noAnswer, "no server answered in '" + platform::ToUtf8(core.place.requests) + "' within " +
+                                std::to_string(core.place.options.commandTimeout.count()) + " ms"};
 }
 
 /// One command and its answer.
@@ -21,13 +21,13 @@ template <class Command>
         return Error{Code::systemError, "COM cannot be initialised on this thread"};
     if (Result<void> made = core.place.folder.make(); !made)
         return made;
-    const Reports reports;
-    switch (give()) {
+    Call call(core);
+    switch (give(call)) {
     case eRequestStatus_Done: return {};
     case eRequestStatus_NotIntialized: return Core::stopped();
     case eRequestStatus_ServerTimeout: return noServer(core);
-    case eRequestStatus_ServerError: return Error{Code::refused, reports.behind("the server refused the command")};
-    default: return Error{Code::fileError, reports.behind("the command was not handed over")};
+    case eRequestStatus_ServerError: return Error{Code::refused, call.why("the server refused the command")};
+    default: return Error{Code::fileError, call.why("the command was not handed over")};
     }
 }
 
@@ -70,7 +70,7 @@ template <class Command>
         return taken;
     if (const Result<Status> now = steerable(core, name); !now)
         return now.error();
-    return command(core, [&] { return core.client.CancelRequest(name); });
+    return command(core, [&](Call& call) { return call->CancelRequest(name); });
 }
 
 [[nodiscard]] inline Result<void> pause(Core& core, const std::wstring& name)
@@ -82,7 +82,7 @@ template <class Command>
         return {};
     if (status->isRunning())
         return Error{Code::hasStarted, "the request runs already"};
-    return command(core, [&] { return core.client.PauseRequest(name); });
+    return command(core, [&](Call& call) { return call->PauseRequest(name); });
 }
 
 [[nodiscard]] inline Result<void> resume(Core& core, const std::wstring& name)
@@ -92,16 +92,16 @@ template <class Command>
         return status.error();
     if (status->state != State::paused)
         return Error{Code::notPaused, "the request is not paused: " + std::string(nameOf(status->state))};
-    return command(core, [&] { return core.client.PauseRequest(name); });
+    return command(core, [&](Call& call) { return call->PauseRequest(name); });
 }
 
 /// Removes what is left of a request that has ended.
 [[nodiscard]] inline Result<void> forget(Core& core, const std::wstring& name)
 {
-    const Reports reports;
-    const auto state = static_cast<State>(core.client.ForgetRequest(name));
+    Call call(core);
+    const auto state = static_cast<State>(call->ForgetRequest(name));
     if (state == State::clientError)
-        return Error{Code::fileError, reports.behind("the files of the request cannot be removed")};
+        return Error{Code::fileError, call.why("the files of the request cannot be removed")};
     if (core.isStopped() && state == State::unknown)
         return Core::stopped();
     if (!Status{.state = state, .percent = {}, .comment = {}, .changed = {}}.hasEnded())
@@ -122,7 +122,8 @@ template <class Command>
     if (const Result<Status> ended = endOf(core.status(name)); !ended)
         return ended.error();
     if (!Core::exists(core.response(name)))
-        return Error{Code::unknownRequest, "the request is done, and its response is gone"};
+        return Error{Code::unknownRequest,
+                     "the request is done, and there is no '" + platform::ToUtf8(core.response(name)) + "'"};
     std::error_code ignored;
     if (std::filesystem::is_directory(target, ignored))
         target /= pathOf(name);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ZEL_Processor/zel/Result.h"
+#include "platform/OsError.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 
@@ -50,6 +52,13 @@ inline constexpr bool kPathsAreWide = std::is_same_v<std::filesystem::path::valu
                                       const std::error_code& error)
 {
     return std::string(what) + " '" + utf8(path) + "': " + error.message();
+}
+
+/// The same for what a call of the library's layer of files gave.
+[[nodiscard]] inline Error fileError(std::string_view what, const std::wstring& path, platform::eOsError why)
+{
+    return {Code::fileError,
+            std::string(what) + " '" + platform::ToUtf8(path) + "': " + platform::ToUtf8(platform::OsErrorText(why))};
 }
 
 } // namespace zel::detail
