@@ -1,6 +1,7 @@
 #include "tests/face/FaceFixture.h"
 
 #include "ZELAutomation/ZELAutomationEnvFile.h"
+#include "ZEL_Processor/LockFile.h"
 #include "com/CreateInstance.h"
 
 using namespace std::chrono_literals;
@@ -136,6 +137,60 @@ TEST_F(FaceListener, AServerThatIsGoneGivesNoRegistration)
     const zel::Result<zel::Listener> listener = zel::Client(options).listen();
     EXPECT_EQ(listener.code(), zel::Code::noAnswer);
     EXPECT_NE(listener.reason(), "");
+}
+
+TEST_F(FaceListener, AServerThatGoesEndsTheSleepWithAReasonOfItsOwn)
+{
+    zel::Options options = Options();
+    options.serverAbsence = 1ms;
+    m_face.emplace(options);
+    auto claim = Claim();
+    zel::Listener listener = Listening();
+    EXPECT_EQ(listener.wait(1200ms).code(), zel::Code::timeout) << "it was looked for twice";
+    claim.reset();
+    const zel::Result<zel::Changes> none = listener.wait(kPatience);
+    EXPECT_EQ(none.code(), zel::Code::noServer);
+    EXPECT_NE(none.reason().find("output' for 1 ms"), std::string::npos) << none.reason();
+    claim = Claim();
+    m_pServer->OnChangedLockResults();
+    const zel::Result<zel::Changes> changes = listener.wait(kPatience);
+    ASSERT_TRUE(changes) << changes.reason();
+    EXPECT_TRUE(changes->lockResults) << "it goes on with one that came back";
+}
+
+TEST_F(FaceListener, AServerThatComesBackInTimeIsNotMissed)
+{
+    zel::Options options = Options();
+    options.serverAbsence = kPatience;
+    m_face.emplace(options);
+    static_cast<void>(Claim()); // one that went
+    zel::Listener listener = Listening();
+    std::atomic<bool> isMissed = false;
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        isMissed = isMissed || call.path == ServersOwn(ZelProtocol::kClaimFile);
+    });
+    std::thread thread([&] {
+        const zel::Session session;
+        EXPECT_TRUE(WaitUntil([&] { return isMissed.load(); }));
+        const auto claim = Claim();
+        m_pServer->OnChangedLockResults();
+    });
+    const zel::Result<zel::Changes> changes = listener.wait(1h);
+    thread.join();
+    m_files.OnCall({});
+    ASSERT_TRUE(changes) << changes.reason();
+    EXPECT_TRUE(changes->lockResults);
+}
+
+TEST_F(FaceListener, WhoMissesNoServerSleepsForAllOfHisTime)
+{
+    zel::Options options = Options();
+    options.serverAbsence = 0ms;
+    m_face.emplace(options);
+    static_cast<void>(Claim());
+    zel::Listener listener = Listening();
+    EXPECT_EQ(listener.wait(1200ms).code(), zel::Code::timeout);
 }
 
 TEST_F(FaceListener, AStopOfTheClientEndsTheSleep)

@@ -28,11 +28,13 @@ public:
         }
         return changes;
     }
-    /// Sleeps until something came, for time at most. Code::timeout, stopped, or as take.
+    /// Sleeps until something came, for time at most. Code::timeout, noServer, stopped, or as take. After noServer it
+    /// may be waited again: a server that comes back is registered with again.
     [[nodiscard]] Result<Changes> wait(std::chrono::milliseconds time)
     {
         const detail::Deadline deadline(time);
         detail::WatchPool::Lease watch(m_state->core->watches);
+        detail::Presence server(*m_state->core);
         for (;;) {
             const bool isLast = deadline.isOver();
             Result<Changes> changes = take();
@@ -44,7 +46,9 @@ public:
                 return detail::Core::stopped();
             if (isLast)
                 return Error{Code::timeout, "nothing changed in time"};
-            static_cast<void>(watch->WaitForChange(std::min(isBusy ? kBusy : kLookAnyway, deadline.left())));
+            if (!server.canCome())
+                return server.missing();
+            static_cast<void>(watch->WaitForChange(std::min(isBusy ? kBusy : kLookAnyway, server.slice(deadline))));
         }
     }
 

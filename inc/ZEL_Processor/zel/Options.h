@@ -19,8 +19,9 @@ struct Options {
     bool allowReading = false;
     /// How long the server has for the answer to a command, and for taking a request that is to be cancelled.
     std::chrono::milliseconds commandTimeout{10'000};
-    /// How long a wait for the end of a request goes on when the server is seen to be gone: then Code::noServer. 0: as
-    /// long as its own time. A server that makes no claim (zel-server --strict does) is not missed.
+    /// How long a wait for the end of a request, or for a change, goes on when the server is seen to be gone: then
+    /// Code::noServer. 0: as long as its own time. A server that makes no claim (zel-server --strict does) is not
+    /// missed.
     std::chrono::milliseconds serverAbsence{30'000};
     /// Other machines may change the directories: look also where the system tells of no change, every poll when it is
     /// not 0. Details: CZelProcessorClient::SetCheckedWatch.
