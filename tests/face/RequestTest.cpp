@@ -82,6 +82,46 @@ TEST_F(FaceRequest, ATargetOnAnotherVolumeIsCopiedTo)
     EXPECT_EQ(FilesIn(m_clientDir), std::vector<std::wstring>{L"a.xml"});
 }
 
+TEST_F(FaceRequest, ACopyIsForNobodyWhoCouldNotReadTheResponse)
+{
+    using std::filesystem::perms;
+    const auto modeOf = [](const std::wstring& path) { return std::filesystem::status(PathOf(path)).permissions(); };
+    Run();
+    const zel::Request request = Sent("a.drq");
+    ASSERT_TRUE(request.wait(kPatience));
+    const std::wstring response = In(m_outputDir, L"a.drq");
+    std::filesystem::permissions(PathOf(response), perms::owner_read | perms::owner_write);
+    if ((modeOf(response) & perms::others_read) != perms::none)
+        GTEST_SKIP() << "files have no modes here: the access list of the folder decides";
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_files.FailCall(testsupport::eFileCall_Move, 1, platform::eOsError_NotSameDevice, 1, L"a.drq");
+    perms written = perms::none;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Write && call.path.ends_with(L".tmp"))
+            written = modeOf(call.path);
+    });
+    EXPECT_OK(request.receive(PathOf(In(m_clientDir, L"a.xml"))));
+    m_files.OnCall({});
+    EXPECT_EQ(written, perms::owner_read | perms::owner_write) << "from its first byte on";
+    EXPECT_EQ(modeOf(In(m_clientDir, L"a.xml")), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(Read(In(m_clientDir, L"a.xml")), "<Response/>");
+    EXPECT_EQ(FilesIn(m_clientDir), std::vector<std::wstring>{L"a.xml"});
+}
+
+TEST_F(FaceRequest, ACopyOfWhatAllMayReadIsAsAnyNewFile)
+{
+    Run();
+    const zel::Request request = Sent("a.drq");
+    ASSERT_TRUE(request.wait(kPatience));
+    std::filesystem::permissions(PathOf(In(m_outputDir, L"a.drq")), std::filesystem::perms(0666));
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_files.FailCall(testsupport::eFileCall_Move, 1, platform::eOsError_NotSameDevice, 1, L"a.drq");
+    EXPECT_OK(request.receive(PathOf(In(m_clientDir, L"a.xml"))));
+    Write(In(m_clientDir, L"new.xml"));
+    EXPECT_EQ(std::filesystem::status(PathOf(In(m_clientDir, L"a.xml"))).permissions(),
+              std::filesystem::status(PathOf(In(m_clientDir, L"new.xml"))).permissions());
+}
+
 TEST_F(FaceRequest, WhatIsCopiedIsSyncedBeforeTheResponseGoes)
 {
     zel::Options options = Options();

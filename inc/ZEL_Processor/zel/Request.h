@@ -73,8 +73,8 @@ public:
 
     /// Moves the response of one that is done to target (a file, which is replaced, or a folder that is there), on any
     /// volume, and frees the name. Elsewhere than on the volume of the output directory it is copied, is whole there
-    /// before the response goes, and with syncing on the storage device. Code::notEnded, fileError, stopped, or as
-    /// wait. After a failure the response is still there.
+    /// before the response goes, and with syncing on the storage device; what others could not read they cannot read
+    /// there (POSIX). Code::notEnded, fileError, stopped, or as wait. After a failure the response is still there.
     Result<void> receive(const std::filesystem::path& target) const
     {
         return detail::receive(m_parts->core, m_name, target);

@@ -2,10 +2,13 @@
 
 #include "ZEL_Processor/zel/detail/Core.h"
 #include "platform/Os.h"
+#include "platform/PrivateFiles.h"
 
-#include <array>
+#include <filesystem>
 #include <memory>
 #include <span>
+#include <system_error>
+#include <vector>
 
 /// Files that go to another volume. No part of what zel promises.
 namespace zel::detail {
@@ -40,9 +43,32 @@ namespace zel::detail {
     return core.place.options.syncing ? to.Sync() : platform::eOsError_None;
 }
 
-/// The same for a new file.
-[[nodiscard]] inline platform::eOsError copyToNew(const Core& core, platform::IFile& from, const std::wstring& path)
+/// Who alone may use a copy: nobody in particular, so that it is as any new file, or this process's user when others
+/// may not read what is copied. Where files have no such modes (Windows) the access list of its folder decides.
+/// The path is free, and so it is afterwards: only a file tells whose files this process makes.
+[[nodiscard]] inline platform::eOsError userOfCopy(const std::wstring& from, const std::wstring& path,
+                                                   platform::FileOwner& user)
 {
+    using std::filesystem::perms;
+    std::error_code error;
+    const perms mode = std::filesystem::status(pathOf(from), error).permissions();
+    if (!error && (mode & perms::others_read) != perms::none)
+        return platform::eOsError_None;
+    std::unique_ptr<platform::IFile> file;
+    platform::eOsError result = platform::Files().Open(path, platform::eOpenMode_CreateExclusive, file);
+    if (!platform::Succeeded(result))
+        return result;
+    file.reset();
+    result = platform::Files().GetOwner(path, user);
+    static_cast<void>(platform::Files().Remove(path));
+    return result;
+}
+
+/// The same to a new file, which is for the user alone when there is one.
+[[nodiscard]] inline platform::eOsError copyToNew(const Core& core, platform::IFile& from, const std::wstring& path,
+                                                  const platform::FileOwner& user)
+{
+    const platform::CPrivateFiles files(user);
     std::unique_ptr<platform::IFile> file;
     if (const platform::eOsError made = platform::Files().Open(path, platform::eOpenMode_CreateExclusive, file);
         !platform::Succeeded(made))
@@ -75,7 +101,10 @@ namespace zel::detail {
     if (const platform::eOsError opened = openAlone(core, from, source); !platform::Succeeded(opened))
         return core.isStopped() ? Core::stopped() : fileError("cannot read", from, opened);
     const std::wstring partial = platform::JoinPath(platform::DirectoryOf(target), L".zel-" + uniqueName() + L".tmp");
-    platform::eOsError result = copyToNew(core, *source, partial);
+    platform::FileOwner user;
+    platform::eOsError result = userOfCopy(from, partial, user);
+    if (platform::Succeeded(result))
+        result = copyToNew(core, *source, partial, user);
     const bool isWhole = platform::Succeeded(result) && !core.isStopped();
     if (isWhole)
         result = moveOver(core, partial, target);
