@@ -9,5 +9,6 @@
 #include "ZEL_Processor/zel/Options.h"
 #include "ZEL_Processor/zel/Request.h"
 #include "ZEL_Processor/zel/Result.h"
+#include "ZEL_Processor/zel/ServerInfo.h"
 #include "ZEL_Processor/zel/Session.h"
 #include "ZEL_Processor/zel/Status.h"

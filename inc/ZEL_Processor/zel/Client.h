@@ -2,7 +2,9 @@
 
 #include "ZEL_Processor/zel/Listener.h"
 #include "ZEL_Processor/zel/Request.h"
+#include "ZEL_Processor/zel/ServerInfo.h"
 #include "ZEL_Processor/zel/detail/Sending.h"
+#include "ZEL_Processor/zel/detail/Serving.h"
 
 namespace zel {
 
@@ -63,6 +65,10 @@ public:
             return named.error();
         return Request(m_parts, wide);
     }
+
+    /// Whether a server serves, what it tells of itself, and what is in its queue: reads a few small files, and the
+    /// status of each request that runs or is paused. What cannot be read is as if it was not there.
+    [[nodiscard]] ServerInfo serverInfo() const { return detail::serverInfo(m_parts->core); }
 
     /// Registers for changes in the data. Takes as long as a command. Code::noAnswer, refused, fileError, stopped.
     [[nodiscard]] Result<Listener> listen() const
