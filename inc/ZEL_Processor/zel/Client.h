@@ -77,7 +77,7 @@ public:
         if (!session)
             return Error{Code::systemError, "COM cannot be initialised on this thread"};
         auto state = std::make_unique<Listener::State>(m_parts);
-        if (Result<void> made = state->place.folder.make(); !made)
+        if (Result<void> made = state->place.folder.makeOwned(); !made)
             return made.error();
         const detail::Reports reports;
         const auto begin = std::chrono::steady_clock::now();

@@ -91,7 +91,7 @@ using StagedWrite = std::function<Result<void>(const std::filesystem::path& to)>
     // Asked before the copying, too, which may take long.
     if (Result<void> unused = checkUnused(core, name); !unused)
         return unused;
-    if (Result<void> made = core.place.folder.make(); !made)
+    if (Result<void> made = core.place.folder.makeOwned(); !made)
         return made;
     OwnFolder staging(core.place.folder.path()); // the same name may be on its way twice
     if (Result<void> made = staging.make(); !made)

@@ -19,7 +19,7 @@ template <class Command>
     const Session session;
     if (!session)
         return Error{Code::systemError, "COM cannot be initialised on this thread"};
-    if (Result<void> made = core.place.folder.make(); !made)
+    if (Result<void> made = core.place.folder.makeOwned(); !made)
         return made;
     Call call(core);
     switch (give(call)) {
