@@ -119,6 +119,20 @@ TEST_F(FaceListener, WhatCannotBeReadNowComesAgain)
     EXPECT_TRUE(changes->lockResults);
 }
 
+TEST_F(FaceListener, NoFileIsLeftOfOneThatEnds)
+{
+    {
+        zel::Listener listener = Listening();
+        m_pServer->OnChangedLockResults();
+        EXPECT_OK(listener.wait(kPatience));
+        EXPECT_EQ(FilesIn(m_outputDir).size(), 4U) << "events, groups, results, and that it lives";
+        m_files.FailCall(testsupport::eFileCall_Remove, 1, platform::eOsError_SharingViolation, 2, L"LockResults");
+        const platform::CScopedOs os(&m_files, nullptr);
+        const zel::Listener ending = std::move(listener);
+    }
+    EXPECT_EQ(FilesIn(m_outputDir), std::vector<std::wstring>{});
+}
+
 TEST_F(FaceListener, ALostRegistrationIsMadeAnewAndEverythingMayHaveChanged)
 {
     zel::Listener listener = Listening();

@@ -8,8 +8,8 @@
 namespace zel {
 
 /// A client that is registered with the server, which tells it of changes in the data. Unregisters in its end, which
-/// can take as long as a command when the server does not answer. Made by Client::listen; it may outlive that client,
-/// but the stop of the client ends its waits. One thread at a time.
+/// can take as long as a command when the server does not answer; with its answer no file is left. Made by
+/// Client::listen; it may outlive that client, but the stop of the client ends its waits. One thread at a time.
 class Listener {
 public:
     /// What came since the last look. Code::fileError: nothing was taken, and it comes again with a later look:
@@ -70,7 +70,14 @@ private:
         {
             const Session session;
             const detail::Reports reports; // of a server that is gone
-            client.reset();                // unregisters
+            const std::wstring events = client->GetDsEventsFileFullPath();
+            const std::wstring groups = client->GetInsertableItemsChangeFile();
+            const std::wstring lockResults = client->GetLockResultsChangeFile();
+            client.reset(); // unregisters: the server removes the events, and leaves the others to whom they are of
+            if (events.empty() || detail::Core::exists(events))
+                return;
+            detail::Core::removeWhenFree(groups);
+            detail::Core::removeWhenFree(lockResults);
         }
         State(const State&) = delete;
         State& operator=(const State&) = delete;

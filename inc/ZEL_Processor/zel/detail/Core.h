@@ -8,6 +8,7 @@
 #include "ZEL_Processor/zel/detail/Reports.h"
 #include "ZEL_Processor/zel/detail/Text.h"
 #include "ZEL_Processor/zel/detail/WatchPool.h"
+#include "platform/Os.h"
 
 #include <algorithm>
 #include <atomic>
@@ -111,6 +112,14 @@ public:
     {
         std::error_code ignored;
         return std::filesystem::exists(std::filesystem::symlink_status(pathOf(path), ignored));
+    }
+    /// One that somebody has open just now is tried again for a second.
+    static void removeWhenFree(const std::wstring& path)
+    {
+        constexpr std::chrono::milliseconds kLook{5};
+        const Deadline deadline(std::chrono::seconds(1));
+        while (platform::Files().Remove(path) == platform::eOsError_SharingViolation && !deadline.isOver())
+            platform::Clock().SleepFor(kLook);
     }
 
     Place place; // goes last: the client may need the folder in its end
