@@ -6,6 +6,7 @@
 #include "platform/Path.h"
 
 #include <chrono>
+#include <string_view>
 
 using namespace std::chrono_literals;
 
@@ -26,10 +27,16 @@ platform::eOsError WhileHeld(Step step)
     return result;
 }
 
-/// The extension is none that a server looks at.
+constexpr std::wstring_view kPrefix = L".zel-server-";
+/// None that a server looks at.
+constexpr std::wstring_view kExtension = L".tmp";
+
 std::wstring NewNameIn(const std::wstring& directory)
 {
-    return platform::JoinPath(directory, L".zel-server-" + CZelProcessorClient::GetUniqueString() + L".tmp");
+    std::wstring name(kPrefix);
+    name += CZelProcessorClient::GetUniqueString();
+    name += kExtension;
+    return platform::JoinPath(directory, name);
 }
 
 } // namespace
@@ -45,7 +52,17 @@ platform::eOsError TryFiles(const std::wstring& directory)
         WhileHeld([&] { return platform::Files().Move(made, renamed, platform::eMoveFlag_None); });
     const platform::eOsError removed =
         WhileHeld([&] { return platform::Files().Remove(platform::HasMoved(moved) ? renamed : made); });
-    return platform::Succeeded(moved) ? removed : moved;
+    const platform::eOsError result = platform::Succeeded(moved) ? removed : moved;
+    return result == platform::eOsError_FileNotFound ? platform::eOsError_None : result; // a start has tidied up
+}
+
+void RemoveLeftTrials(const std::wstring& directory)
+{
+    static_cast<void>(platform::Files().Visit(directory, [&directory](const platform::SDirectoryEntry& entry) {
+        if (!entry.isDirectory && entry.name.starts_with(kPrefix) && entry.name.ends_with(kExtension))
+            static_cast<void>(platform::Files().Remove(platform::JoinPath(directory, entry.name)));
+        return true;
+    }));
 }
 
 platform::eOsError TryFolder(const std::wstring& directory)

@@ -10,5 +10,8 @@
 /// Makes a file, gives it another name and removes it.
 [[nodiscard]] platform::eOsError TryFiles(const std::wstring& directory);
 
+/// Removes what a process left that was killed at its trial. One that is under way succeeds all the same.
+void RemoveLeftTrials(const std::wstring& directory);
+
 /// Makes a folder and removes it: in the directory or, where that is yet to be made, in the nearest one above it.
 [[nodiscard]] platform::eOsError TryFolder(const std::wstring& directory);

@@ -106,6 +106,13 @@ bool CServerDirectories::Prepare(const SServerOptions& options, std::wstring& er
            ClaimRequestDir(options, error);
 }
 
+void CServerDirectories::Tidy() const
+{
+    for (const std::wstring& directory :
+         {m_strOutputDir, platform::JoinPath(m_strOutputDir, ZelProtocol::kQueueDirectory)})
+        RemoveLeftTrials(directory);
+}
+
 bool CServerDirectories::Check(const SServerOptions& options, std::wstring& error)
 {
     return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, TryFolder, error) &&

@@ -25,6 +25,9 @@ public:
     /// created ones.
     [[nodiscard]] bool Prepare(const SServerOptions& options, std::wstring& error);
 
+    /// After Prepare: removes what was left there of trials, which a start that takes over what it finds would keep.
+    void Tidy() const;
+
     /// What Prepare and Try would say, without creating or claiming anything.
     [[nodiscard]] static bool Check(const SServerOptions& options, std::wstring& error);
 

@@ -108,6 +108,7 @@ bool CServerProgram::Start()
     TellStart(m_options);
     if (m_options.strict && m_options.resume)
         m_messages.Note(WQ_ModuleText(ServerTexts::IDS_STRICT_NOT_RESUMED, {m_options.outputDir}));
+    m_directories.Tidy();
     if (!CServerDirectories::Try(m_options, error)) {
         m_messages.Error(error);
         return false;

@@ -22,9 +22,8 @@ eExitCode CCancelCommand::Steer(const STarget& target)
     if (CZelRequestWatch::IsFinal(target.state.status))
         return RefuseEnded(target);
     if (!WaitUntilTaken(target))
-        return target.session.HasGivenUp() ? Refuse(target, ToolTexts::IDS_INTERRUPTED)
-                                           : Fail(target, eRequestStatus_ServerTimeout);
-    const eZelProcRequestStatus answer = target.client.CancelRequest(name);
+        return target.session.HasGivenUp() ? Refuse(target, ToolTexts::IDS_INTERRUPTED) : FailUnasked(target);
+    const eZelProcRequestStatus answer = Ask(target, &CZelProcessorClient::CancelRequest);
     if (answer != eRequestStatus_Done)
         return Fail(target, answer);
 

@@ -63,8 +63,11 @@ std::map<std::wstring, std::int64_t> FindPositions(CToolSession& session, const 
         for (SWaitingRequest& request : first) {
             const std::wstring path = session.QueuePath(request.name);
             static_cast<void>(platform::Files().GetOwner(path, request.owner));
-            request.priority = SRequestAttributes::Read(path).priority;
+            const SRequestAttributes attributes = SRequestAttributes::Read(path);
+            request.priority = attributes.priority;
+            request.isLater = attributes.notBefore > platform::Clock().UtcSeconds();
         }
+        std::erase_if(first, [](const SWaitingRequest& request) { return request.isLater; });
         SortByTurns(first);
     } else {
         SortByArrival(first);

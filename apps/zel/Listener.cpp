@@ -93,7 +93,9 @@ bool CListener::IsServerGone()
 eExitCode CListener::TellNotRegistered(std::chrono::nanoseconds start)
 {
     if (m_session.HasGivenUp()) {
-        PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_REGISTRATION_INTERRUPTED));
+        PrintError(L"zel",
+                   WQ_ModuleText(m_client.Client().IsCommandWithdrawn() ? ToolTexts::IDS_REGISTRATION_WITHDRAWN
+                                                                        : ToolTexts::IDS_REGISTRATION_INTERRUPTED));
         return eExitCode_Interrupted;
     }
     // Only a server that does not answer takes so long.

@@ -17,7 +17,7 @@ eExitCode CPauseCommand::Toggle(const STarget& target)
     // A server takes no other names out of the two directories, and gives no answer.
     if (!platform::IsPlainFileName(target.state.name))
         return Refuse(target, ToolTexts::IDS_NAME_CANNOT_BE_PAUSED);
-    const eZelProcRequestStatus answer = target.client.PauseRequest(target.state.name);
+    const eZelProcRequestStatus answer = Ask(target, &CZelProcessorClient::PauseRequest);
     if (answer != eRequestStatus_Done)
         return Fail(target, answer);
     eExitCode code = eExitCode_Done;

@@ -12,6 +12,7 @@ struct SWaitingRequest {
     std::int64_t arrival = 0;
     platform::FileOwner owner = {};
     int priority = 0;
+    bool isLater = false; ///< its time has not come, so that it has no place
 
     friend bool operator==(const SWaitingRequest&, const SWaitingRequest&) = default;
 };

@@ -58,18 +58,41 @@ eExitCode CSteerCommand::RefuseEnded(const STarget& target)
     return Refuse(target, ToolTexts::IDS_HAS_ENDED, {StatusWord(target.state.status)});
 }
 
+eZelProcRequestStatus CSteerCommand::Ask(const STarget& target, Command command)
+{
+    const CMutedHost muted(target.session.Host());
+    return (target.client.*command)(target.state.name);
+}
+
 eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answer)
 {
+    const bool isWithdrawn = target.client.IsCommandWithdrawn();
     if (target.session.HasGivenUp())
-        return Refuse(target, ToolTexts::IDS_COMMAND_INTERRUPTED);
+        return Refuse(target, isWithdrawn ? ToolTexts::IDS_COMMAND_WITHDRAWN : ToolTexts::IDS_COMMAND_INTERRUPTED);
+    if (answer == eRequestStatus_ServerTimeout)
+        return Fail(target, answer,
+                    TimeText(target, isWithdrawn ? ToolTexts::IDS_COMMAND_TIMED_OUT : ToolTexts::IDS_COMMAND_TAKEN));
+    return Fail(target, answer,
+                WQ_ModuleText(ToolTexts::IDS_COMMAND_FAILED) + L": " + OneLine(target.client.GetLastErrorText()));
+}
+
+eExitCode CSteerCommand::FailUnasked(const STarget& target)
+{
+    return Fail(target, eRequestStatus_ServerTimeout, TimeText(target, ToolTexts::IDS_COMMAND_TIMED_OUT));
+}
+
+std::wstring CSteerCommand::TimeText(const STarget& target, const STextCode& code)
+{
+    const std::chrono::duration<double> time = target.session.Options().serverTimeout;
+    return ShownText(code, {platform::FromUtf8(fmt::format("{}", time.count()))});
+}
+
+eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answer, const std::wstring& comment)
+{
     SRequestState state;
     state.name = target.state.name;
     state.status = answer;
-    const std::chrono::duration<double> time = target.session.Options().serverTimeout;
-    state.comment =
-        answer == eRequestStatus_ServerTimeout
-            ? ShownText(ToolTexts::IDS_COMMAND_TIMED_OUT, {platform::FromUtf8(fmt::format("{}", time.count()))})
-            : WQ_ModuleText(ToolTexts::IDS_COMMAND_FAILED);
+    state.comment = comment;
     PrintError(L"zel", L"'" + state.name + L"': " + state.comment);
     if (target.session.Options().json)
         target.session.Print(state);

@@ -25,8 +25,13 @@ protected:
                                           std::vector<std::wstring> arguments = {});
     /// The same for one that has ended already.
     [[nodiscard]] static eExitCode RefuseEnded(const STarget& target);
+    using Command = eZelProcRequestStatus (CZelProcessorClient::*)(const CString& requestPath);
+    /// Asks the server. What the client reports meanwhile is not shown: Fail says it for people.
+    [[nodiscard]] static eZelProcRequestStatus Ask(const STarget& target, Command command);
     /// The server was asked and did not do it, or its answer was not waited for any longer.
     [[nodiscard]] static eExitCode Fail(const STarget& target, eZelProcRequestStatus answer);
+    /// The server was not asked, for it did not take what was sent before.
+    [[nodiscard]] static eExitCode FailUnasked(const STarget& target);
     /// The server was asked and did it: the state afterwards as an object, or the word for people.
     static void Tell(const STarget& target, const SRequestState& after, const std::wstring& word);
 
@@ -34,6 +39,10 @@ protected:
     [[nodiscard]] static bool IsRunning(eZelProcRequestStatus status);
 
 private:
+    [[nodiscard]] static eExitCode Fail(const STarget& target, eZelProcRequestStatus answer,
+                                        const std::wstring& comment);
+    /// A text with the time that a server has for its answer.
+    [[nodiscard]] static std::wstring TimeText(const STarget& target, const STextCode& code);
     [[nodiscard]] eExitCode SteerByName(CToolSession& session, CZelProcessorClient& client, const std::wstring& name);
 
     std::vector<std::string> m_given;

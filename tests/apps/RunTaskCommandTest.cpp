@@ -1,4 +1,5 @@
 #include "platform/Module.h"
+#include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
@@ -28,14 +29,18 @@ protected:
     {
         return CRunningProgram(L"zel", All(arguments), Options());
     }
+    /// The folders of this name, and the files in them.
     [[nodiscard]] std::set<std::wstring> ScratchFolders() const
     {
         std::vector<platform::SDirectoryEntry> entries;
         EXPECT_EQ(platform::Files().List(m_strHome, entries), platform::eOsError_None);
         std::set<std::wstring> folders;
         for (const platform::SDirectoryEntry& entry : entries) {
-            if (entry.name.starts_with(L"zel-task-"))
-                folders.insert(entry.name);
+            if (!entry.name.starts_with(L"zel-task-"))
+                continue;
+            folders.insert(entry.name);
+            for (const std::wstring& file : FilesIn(InHome(entry.name)))
+                folders.insert(entry.name + L"/" + file);
         }
         return folders;
     }
@@ -76,24 +81,23 @@ TEST_F(RunTaskCommandTest, WhatAKilledOneLeftGoesWithTheNextAndNothingElse)
     CRunningProgram running = StartTask({TestModule(), MakeGate(L"runs.drq"), L"-q"});
     ASSERT_TRUE(WaitUntilAtGate(L"runs.drq"));
     const std::set<std::wstring> used = ScratchFolders();
-    EXPECT_EQ(used.size(), 2U);
+    EXPECT_EQ(used.size(), 5U) << "two folders, each held, and the request";
     CRunningProgram killed = StartTask({TestModule(), MakeGate(L"killed.drq"), L"-q"});
     ASSERT_TRUE(WaitUntilAtGate(L"killed.drq"));
     killed.Process().Kill();
     static_cast<void>(killed.Finish());
-    EXPECT_EQ(ScratchFolders().size(), 4U);
+    EXPECT_EQ(ScratchFolders().size(), 10U);
     // Of this name by chance.
     ASSERT_EQ(platform::Files().MakeDirectory(InHome(L"zel-task-force")), platform::eOsError_None);
     Write(InHome(L"zel-task-force/report.txt"), "mine");
 
     EXPECT_EQ(RunTask({TestModule(), MakeEcho(L"a.drq", L"x"), L"-q"}).code, 0);
     std::set<std::wstring> expected = used;
-    expected.insert(L"zel-task-force");
+    expected.insert({L"zel-task-force", L"zel-task-force/report.txt"});
     EXPECT_EQ(ScratchFolders(), expected);
-    EXPECT_EQ(Read(InHome(L"zel-task-force/report.txt")), "mine");
     Write(Gate(L"runs.drq"), "");
     EXPECT_EQ(running.Finish().code, 0);
-    EXPECT_EQ(ScratchFolders(), std::set<std::wstring>{L"zel-task-force"});
+    EXPECT_EQ(ScratchFolders(), (std::set<std::wstring>{L"zel-task-force", L"zel-task-force/report.txt"}));
 }
 
 TEST_F(RunTaskCommandTest, TakesAManifestAsWell)

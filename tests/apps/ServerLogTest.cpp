@@ -1,3 +1,4 @@
+#include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"

@@ -96,6 +96,11 @@ TEST_F(ServerOrderTest, BeforeItsTimeARequestWaitsOverARestartAsWell)
     ASSERT_EQ(Zel({L"send", MakeEcho(L"c.drq", L"x")}).code, 0);
     EXPECT_EQ(Zel({L"wait", L"c.drq"}).code, 0);
     EXPECT_TRUE(platform::PathExists(InQueue(L"later.drq")));
+    const std::vector<nlohmann::json> listed = Zel({L"list", L"--json"}).Objects();
+    ASSERT_FALSE(listed.empty());
+    const auto later = std::ranges::find(listed, "later.drq", [](const auto& object) { return object["name"]; });
+    ASSERT_NE(later, listed.end());
+    EXPECT_TRUE((*later)["position"].is_null());
     EXPECT_EQ(Zel({L"pause", L"later.drq"}).code, 0);
     EXPECT_EQ(Zel({L"resume", L"later.drq"}).code, 0);
     EXPECT_EQ(Zel({L"cancel", L"later.drq"}).output, "later.drq: Canceled\n") << "it did not run";

@@ -1,5 +1,6 @@
 #include "platform/AccountName.h"
 #include "platform/Os.h"
+#include "platform/Path.h"
 #include "platform/StandardPath.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"

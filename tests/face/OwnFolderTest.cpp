@@ -101,6 +101,22 @@ TEST_F(FaceOwnFolder, WhatIsNotKnownToBeOfADeadClientStays)
     EXPECT_TRUE(platform::PathExists(In(left, L"x.command"))) << "without the owner's file";
 }
 
+TEST_F(FaceOwnFolder, AStartTakesAHundredAwayAndTheNextGoesOn)
+{
+    if (!IsStartKnown())
+        GTEST_SKIP() << "SystemStartId: this system does not tell its start, so nobody is known to be dead";
+    for (int number = 0; number < 101; ++number) {
+        const std::wstring folder = In(m_clientDir, L".zel-{" + std::to_wstring(number) + L"}");
+        ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(folder)));
+        Write(In(folder, zel::detail::kOwnerFile), platform::Clock().SystemStartId());
+    }
+    StartAnother();
+    EXPECT_EQ(Folders().size(), 2U) << "one, and its own";
+    m_face.emplace(Options());
+    StartAnother();
+    EXPECT_EQ(Folders().size(), 1U);
+}
+
 TEST_F(FaceOwnFolder, ThatOfAnotherUserStays)
 {
     const std::wstring left = Leftover();

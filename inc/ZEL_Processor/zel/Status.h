@@ -57,7 +57,7 @@ enum class State : std::int32_t {
 struct Status {
     State state = State::unknown;
     std::optional<int> percent; ///< 0 to 100, when the task tells
-    std::string comment;        ///< the server's or the task's words, UTF-8, in the server's language
+    std::string comment;        ///< words of the server or the task, in the server's language; or why it cannot be read
     /// When the status was written, in whole seconds; none while there is none.
     std::optional<std::chrono::system_clock::time_point> changed;
 

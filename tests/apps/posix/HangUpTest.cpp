@@ -1,5 +1,6 @@
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
+#include "platform/Os.h"
 #include "platform/Path.h"
 #include "tests/apps/ProgramFixture.h"
 

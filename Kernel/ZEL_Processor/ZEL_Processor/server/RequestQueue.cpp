@@ -6,7 +6,7 @@
 namespace {
 
 /// Between two looks whether the time of a request has come. Not a wait until then: the clock may be set.
-constexpr std::chrono::milliseconds kBetweenLooks{500};
+constexpr std::chrono::milliseconds kClockPoll{500};
 
 } // namespace
 
@@ -164,7 +164,7 @@ void CRequestQueue::Wait()
     }
     // One that comes meanwhile sets the event, whenever its time is.
     if (isAnyLater)
-        static_cast<void>(WaitFor(kBetweenLooks));
+        static_cast<void>(WaitFor(kClockPoll));
     else
         m_evQueue->Wait();
 }

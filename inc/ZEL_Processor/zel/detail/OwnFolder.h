@@ -111,7 +111,7 @@ public:
     {
         if (Result<void> made = make(); !made)
             return made;
-        const std::lock_guard lock(m_mutex);
+        std::unique_lock lock(m_mutex);
         if (m_isOwned)
             return {};
         const std::wstring path = platform::JoinPath(m_path, kOwnerFile);
@@ -124,6 +124,7 @@ public:
         const std::string startId = platform::Clock().SystemStartId();
         if (m_owner)
             static_cast<void>(m_owner->Write(std::as_bytes(std::span(startId))));
+        lock.unlock();
         removeDeadFolders(m_parent, m_path);
         return {};
     }
