@@ -143,8 +143,9 @@ eDirectoriesState CServerDirectories::Look(std::wstring& text)
 {
     const std::wstring queue = platform::JoinPath(m_strOutputDir, ZelProtocol::kQueueDirectory);
     // Of a request directory that is gone the listener tells.
+    const bool isOutputClaimGone = !m_outputClaim.IsThere();
     const bool isClaimGone =
-        !m_outputClaim.IsThere() || (m_requestClaim.IsHeld() && !m_requestClaim.IsThere() && !IsGone(m_strRequestDir));
+        isOutputClaimGone || (m_requestClaim.IsHeld() && !m_requestClaim.IsThere() && !IsGone(m_strRequestDir));
     const bool isQueueMissing = IsGone(queue);
     if (!isQueueMissing && !isClaimGone)
         return eDirectoriesState_Fine;
@@ -160,7 +161,7 @@ eDirectoriesState CServerDirectories::Look(std::wstring& text)
         text = WQ_ModuleText(isOutputGone  ? ServerTexts::IDS_OUTPUT_DIR_REMADE
                              : isQueueGone ? ServerTexts::IDS_QUEUE_REMADE
                                            : ServerTexts::IDS_CLAIM_REMADE,
-                             {m_strOutputDir});
+                             {isOutputGone || isQueueGone || isOutputClaimGone ? m_strOutputDir : m_strRequestDir});
     return eDirectoriesState_Remade;
 }
 

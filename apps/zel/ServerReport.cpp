@@ -6,10 +6,12 @@
 #include "apps/zel/ServerWatch.h"
 #include "platform/Installation.h"
 #include "platform/Os.h"
+#include "platform/ReliableWatch.h"
 
 #include "ToolTexts.h"
 
 #include <algorithm>
+#include <functional>
 #include <set>
 #include <utility>
 
@@ -21,36 +23,45 @@ SServerReport::SDirectory LookAtDirectory(const std::wstring& path)
     return {path, platform::Succeeded(platform::GetDiskSpace(path, space)) ? std::optional(space) : std::nullopt};
 }
 
-std::size_t CountRequests(const std::wstring& directory)
+/// Goes through a directory; one that cannot be read is a hindrance. Of one that is missing others tell.
+void Visit(SServerReport& report, const std::wstring& directory,
+           const std::function<void(const platform::SDirectoryEntry&)>& visitor)
 {
-    std::size_t count = 0;
-    static_cast<void>(platform::Files().Visit(directory, [&count](const platform::SDirectoryEntry& entry) {
+    const platform::eOsError error =
+        platform::Files().Visit(directory, [&visitor](const platform::SDirectoryEntry& entry) {
+            visitor(entry);
+            return true;
+        });
+    if (!platform::Succeeded(error) && !platform::IsAbsent(error))
+        report.hindrances.push_back(
+            ShownText(ToolTexts::IDS_DIR_UNREADABLE, {directory, platform::OsErrorText(error)}));
+}
+
+void CountUntaken(SServerReport& report)
+{
+    Visit(report, report.requestDir.path, [&report](const platform::SDirectoryEntry& entry) {
         if (!entry.isDirectory && IsRequestName(entry.name))
-            ++count;
-        return true;
-    }));
-    return count;
+            ++report.untaken;
+    });
 }
 
 /// What waits has no status; only the others are asked for theirs.
 void LookAtQueue(CToolSession& session, SServerReport& report)
 {
     std::set<std::wstring> withStatus;
-    static_cast<void>(platform::Files().Visit(session.Options().outputDir, [&](const platform::SDirectoryEntry& entry) {
+    Visit(report, session.Options().outputDir, [&](const platform::SDirectoryEntry& entry) {
         if (entry.name.starts_with(ZelProtocol::kDsEventsPrefix))
             ++report.clients;
         if (entry.name.ends_with(ZelProtocol::kStatusExtension))
             withStatus.insert(entry.name);
-        return true;
-    }));
+    });
     std::vector<std::wstring> others;
-    static_cast<void>(platform::Files().Visit(session.QueuePath({}), [&](const platform::SDirectoryEntry& entry) {
+    Visit(report, session.QueuePath({}), [&](const platform::SDirectoryEntry& entry) {
         if (withStatus.contains(entry.name + ZelProtocol::kStatusExtension))
             others.push_back(entry.name);
         else if (!entry.isDirectory)
             ++report.waiting;
-        return true;
-    }));
+    });
     for (const std::wstring& name : others) {
         SRequestState state = ReadState(session.Client(), name);
         if (state.status == eRequestStatus_Paused)
@@ -65,6 +76,16 @@ void LookAtQueue(CToolSession& session, SServerReport& report)
     }
 }
 
+/// zel-server shows life every ten seconds. Another machine's clock may differ.
+std::optional<std::int64_t> SilenceOf(const SServerReport& report)
+{
+    constexpr std::int64_t longest = 30;
+    if (report.server.seen == 0 || platform::IsChangedFromOutside(report.outputDir.path))
+        return std::nullopt;
+    const std::int64_t silence = platform::Clock().UtcSeconds() - report.server.seen;
+    return silence > longest ? std::optional(silence) : std::nullopt;
+}
+
 void FindHindrances(const CToolSession& session, SServerReport& report)
 {
     const std::wstring& served = report.server.requestDir;
@@ -72,6 +93,8 @@ void FindHindrances(const CToolSession& session, SServerReport& report)
         !platform::IsSameFile(served, session.Options().requestDir))
         report.hindrances.push_back(
             WQ_ModuleText(ToolTexts::IDS_SERVER_OTHER_REQUEST_DIR, {served, session.Options().requestDir}));
+    if (const std::optional<std::int64_t> silence = SilenceOf(report))
+        report.hindrances.push_back(WQ_ModuleText(ToolTexts::IDS_SERVER_SILENT, {AgeText(*silence)}));
     if (report.server.presence == eServerPresence_None && !report.server.hasStopped && report.server.ended != 0)
         report.hindrances.push_back(WQ_ModuleText(ToolTexts::IDS_SERVER_DIED, {LocalTimeText(report.server.ended)}));
     if (!platform::DirectoryExists(report.requestDir.path))
@@ -93,7 +116,7 @@ SServerReport MakeServerReport(CToolSession& session)
     report.requestDir = LookAtDirectory(session.Options().requestDir);
     report.outputDir = LookAtDirectory(session.Options().outputDir);
     // In the order in which a request travels, so that none is missed that moves meanwhile.
-    report.untaken = CountRequests(session.Options().requestDir);
+    CountUntaken(report);
     LookAtQueue(session, report);
     FindHindrances(session, report);
     return report;

@@ -21,16 +21,26 @@ CToolSession::~CToolSession() = default;
 
 bool CToolSession::CheckDirectories() const
 {
-    const auto check = [](const std::wstring& path, const STextCode& missing) {
+    // Who may not look at what lies there would take it for missing.
+    const auto mayLookAt = [](const std::wstring& path, const std::wstring& shown) {
+        platform::SFileAttributes attributes;
+        const platform::eOsError error = platform::Files().GetAttributes(path, attributes);
+        if (error == platform::eOsError_AccessDenied)
+            PrintError(L"zel", ShownText(ToolTexts::IDS_DIR_UNREADABLE, {shown, platform::OsErrorText(error)}));
+        return error != platform::eOsError_AccessDenied;
+    };
+    const auto check = [&](const std::wstring& path, const STextCode& missing) {
         if (path.empty() || platform::DirectoryExists(path))
             return true;
-        PrintUsageError(L"zel",
-                        ShownText(platform::PathExists(path) ? ToolTexts::IDS_IS_NO_DIRECTORY : missing, {path}));
+        if (mayLookAt(path, path))
+            PrintUsageError(L"zel",
+                            ShownText(platform::PathExists(path) ? ToolTexts::IDS_IS_NO_DIRECTORY : missing, {path}));
         return false;
     };
     return check(m_options.requestDir, ToolTexts::IDS_REQUEST_DIR_MISSING) &&
            check(m_options.outputDir, ToolTexts::IDS_OUTPUT_DIR_MISSING) &&
-           check(m_options.clientDir, ToolTexts::IDS_CLIENT_DIR_MISSING);
+           check(m_options.clientDir, ToolTexts::IDS_CLIENT_DIR_MISSING) &&
+           mayLookAt(QueuePath({}), m_options.outputDir);
 }
 
 std::wstring CToolSession::RequestPath(const std::wstring& name) const

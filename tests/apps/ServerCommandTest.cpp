@@ -1,9 +1,12 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/StandardPath.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 
 namespace {
 
@@ -32,6 +35,22 @@ nlohmann::json PluginWith(const nlohmann::json& report, const std::string& type)
             return plugin;
     }
     return {};
+}
+
+TEST_F(ServerCommandTest, AServerThatShowsNoLifeIsNotHealthy)
+{
+    CRunningProgram server = StartServer();
+    EXPECT_EQ(Report(0).at("healthy"), true);
+    // As one that was stopped leaves it; this one will show life again in ten seconds.
+    const std::filesystem::path shown = platform::StandardPath(InOutput(L".zel-server/process"));
+    std::filesystem::last_write_time(shown, std::filesystem::last_write_time(shown) - std::chrono::minutes(5));
+    const nlohmann::json report = Report(1);
+    EXPECT_EQ(report.at("alive"), true);
+    EXPECT_EQ(report.at("healthy"), false);
+    ASSERT_EQ(report.at("wrong").size(), 1U);
+    EXPECT_TRUE(report.at("wrong")[0].get<std::string>().starts_with("the server has shown no life for 5 min"))
+        << report.at("wrong");
+    StopServer(server);
 }
 
 TEST_F(ServerCommandTest, AServerThatLivesTellsWhatItIs)

@@ -63,8 +63,12 @@ TEST_F(RemovedOutputTest, AClaimIsMadeAgain)
     CRunningProgram server = StartServer();
     // In one step: the server may be making it anew already while its files are removed one by one.
     std::filesystem::rename(platform::StandardPath(InOutput(L".zel-server")), platform::StandardPath(m_root / L"gone"));
-    ASSERT_TRUE(server.WaitForErrors("the claims on the directories were removed"));
+    ASSERT_TRUE(server.WaitForErrors("the claim on the directory '" + platform::ToUtf8(m_strOutput) + "' was removed"));
     EXPECT_TRUE(Contains(ServerResult(DirectoryArguments()).errors, "another server (process "));
+    std::filesystem::rename(platform::StandardPath(InRequests(L".zel-server")),
+                            platform::StandardPath(m_root / L"gone too"));
+    ASSERT_TRUE(
+        server.WaitForErrors("the claim on the directory '" + platform::ToUtf8(m_strRequests) + "' was removed"));
     StopServer(server);
 }
 

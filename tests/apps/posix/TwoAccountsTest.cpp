@@ -97,6 +97,18 @@ TEST_P(TwoAccountsTest, OthersReadStatusAndResponseOnlyWhenFilesAreNotPrivate)
     StopServer(server);
 }
 
+TEST_P(TwoAccountsTest, WhoMayNotLookIntoTheOutputDirectoryIsToldSo)
+{
+    CRunningProgram server = StartServerAsAccount();
+    ASSERT_TRUE(testsupport::Succeeds({L"/bin/chmod", {L"0700", m_strOutput}}));
+    for (const wchar_t* command : {L"status", L"wait", L"forget"}) {
+        const SProgramResult result = ZelAs(kOtherAccount, {command, L"a.drq"});
+        EXPECT_EQ(result.code, 1) << result.errors;
+        EXPECT_TRUE(Contains(result.errors, "cannot be looked into: Access denied")) << result.errors;
+    }
+    StopServer(server);
+}
+
 TEST_P(TwoAccountsTest, AFailedRequestIsToldToItsClientAlone)
 {
     CRunningProgram server = StartServerAsAccount();

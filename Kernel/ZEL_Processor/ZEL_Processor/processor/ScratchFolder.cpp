@@ -64,8 +64,8 @@ CScratchFolder::CScratchFolder()
 {
     [[maybe_unused]] static const bool isDone = RemoveLeftFolders();
     std::wstring name = kPrefix;
-    for (const std::uint8_t byte : platform::NewUniqueId())
-        name += std::to_wstring(byte);
+    for (const std::uint8_t part : platform::NewUniqueId())
+        name += std::to_wstring(part);
     m_strPath = platform::JoinPath(platform::TemporaryDirectory(), name);
     m_error = platform::MakePrivateFolder(m_strPath);
     if (platform::Succeeded(m_error))
