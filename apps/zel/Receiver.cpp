@@ -47,6 +47,10 @@ bool CReceiver::TryTarget(const std::wstring& target, std::wstring& error)
 {
     if (target == kStandardStream || platform::SinkKind(target) != platform::eSinkKind_None)
         return true; // a device is not opened to be tried
+    if (platform::DirectoryExists(target)) {
+        error = ShownText(ToolTexts::IDS_IS_A_DIRECTORY, {target});
+        return false;
+    }
     const std::wstring trial = NameBeside(target);
     std::unique_ptr<platform::IFile> file;
     const platform::eOsError result = platform::Files().Open(trial, platform::eOpenMode_CreateExclusive, file);
@@ -71,7 +75,7 @@ bool CReceiver::Receive(const std::wstring& name, const std::wstring& target, st
         error = ShownText(ToolTexts::IDS_IN_USE, {response});
         return false;
     }
-    if (!CopyTo(response, target, error))
+    if (!CopyTo(m_session, response, target, error))
         return false;
     RemoveOrTell(response);
     RemoveOrTell(m_session.StatusPath(name));
@@ -90,20 +94,22 @@ bool CReceiver::IsFree(const std::wstring& path)
     return true;
 }
 
-bool CReceiver::CopyTo(const std::wstring& response, const std::wstring& target, std::wstring& error)
+bool CReceiver::CopyTo(IPatience& patience, const std::wstring& response, const std::wstring& target,
+                       std::wstring& error)
 {
     if (IsStandardOutput(target))
-        return CopyToOutput(m_session, response, error);
+        return CopyToOutput(patience, response, error);
     if (platform::SinkKind(target) == platform::eSinkKind_Device)
-        return CopyToDevice(m_session, response, target, error);
-    return CopyBeside(response, target, error);
+        return CopyToDevice(patience, response, target, error);
+    return CopyBeside(patience, response, target, error);
 }
 
 /// Beside the target, so that it appears there whole; and the response goes only when it is there.
-bool CReceiver::CopyBeside(const std::wstring& response, const std::wstring& target, std::wstring& error)
+bool CReceiver::CopyBeside(IPatience& patience, const std::wstring& response, const std::wstring& target,
+                           std::wstring& error)
 {
     const std::wstring partial = NameBeside(target);
-    if (!CopyContent(m_session, response, partial, error))
+    if (!CopyContent(patience, response, partial, target, error))
         return false;
     const platform::eOsError moved =
         platform::Files().Move(partial, target, platform::eMoveFlag_ReplaceExisting | platform::eMoveFlag_WriteThrough);

@@ -17,6 +17,9 @@ public:
     [[nodiscard]] bool CheckTarget(const std::wstring& target);
     /// Tries whether a file can be made where the target is to be. False with the reason.
     [[nodiscard]] static bool TryTarget(const std::wstring& target, std::wstring& error);
+    /// Puts the content of a response into the target. False with the reason.
+    [[nodiscard]] static bool CopyTo(IPatience& patience, const std::wstring& response, const std::wstring& target,
+                                     std::wstring& error);
 
     /// Takes the response away from the output directory, on whatever volume the target is, and removes the status. The
     /// file is the user's own then, with his mask: it is a copy. False with the reason; the response is then still in
@@ -32,8 +35,8 @@ public:
 
 private:
     [[nodiscard]] bool IsFree(const std::wstring& path);
-    [[nodiscard]] bool CopyTo(const std::wstring& response, const std::wstring& target, std::wstring& error);
-    [[nodiscard]] bool CopyBeside(const std::wstring& response, const std::wstring& target, std::wstring& error);
+    [[nodiscard]] static bool CopyBeside(IPatience& patience, const std::wstring& response, const std::wstring& target,
+                                         std::wstring& error);
     void RemoveOrTell(const std::wstring& path);
 
     CToolSession& m_session;

@@ -2,9 +2,13 @@
 
 #include "ZEL_Processor/ZelRequestWatch.h"
 #include "apps/common/ExitGuard.h"
+#include "apps/zel/FileCopy.h"
 #include "apps/zel/ProgressView.h"
+#include "apps/zel/Receiver.h"
+#include "apps/zel/Sender.h"
 #include "apps/zel/TaskFault.h"
 #include "apps/zel/TaskInterrupt.h"
+#include "com/XmlLimits.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/StrayFaults.h"
@@ -18,48 +22,6 @@
 namespace {
 
 constexpr std::uint32_t kMostRuns = 1'000'000;
-constexpr std::size_t kResponsePiece = 65536;
-
-/// Calls the sink with all of a file, in pieces. False with the reason.
-template <class Sink>
-bool ReadInPieces(const std::wstring& path, const Sink& sink, std::wstring& error)
-{
-    std::unique_ptr<platform::IFile> file;
-    platform::eOsError result = platform::Files().Open(path, platform::eOpenMode_ReadShared, file);
-    std::vector<std::byte> buffer(kResponsePiece);
-    std::size_t read = 1;
-    while (platform::Succeeded(result) && read > 0) {
-        result = file->Read(buffer, read);
-        if (platform::Succeeded(result) && read > 0)
-            result = sink(std::span<const std::byte>(buffer).first(read));
-    }
-    if (!platform::Succeeded(result))
-        error = platform::OsErrorText(result);
-    return platform::Succeeded(result);
-}
-
-/// To standard output, in whole lines as far as it has lines: a console takes characters, and a piece may end in one.
-class CConsoleSink {
-public:
-    ~CConsoleSink() { static_cast<void>(Write(m_rest)); }
-    [[nodiscard]] platform::eOsError Add(std::span<const std::byte> piece)
-    {
-        m_rest.append(reinterpret_cast<const char*>(piece.data()), piece.size());
-        const std::size_t lineEnd = m_rest.rfind('\n');
-        const std::size_t whole = lineEnd == std::string::npos ? m_rest.size() : lineEnd + 1;
-        const bool isWritten = Write(m_rest.substr(0, whole));
-        m_rest.erase(0, whole);
-        return isWritten ? platform::eOsError_None : platform::eOsError_BrokenPipe;
-    }
-
-private:
-    static bool Write(const std::string& bytes)
-    {
-        return bytes.empty() || platform::WriteConsoleText(platform::eStream_Output, platform::FromUtf8(bytes));
-    }
-
-    std::string m_rest;
-};
 
 } // namespace
 
@@ -92,10 +54,17 @@ int CRunTaskCommand::Run()
     CTaskInterrupt interrupt;
     CZelTaskHarness harness;
     std::wstring error;
-    if (!harness.LoadModule(platform::FromUtf8(m_module), error)) {
+    const std::wstring module = platform::FromUtf8(m_module);
+    if (platform::DirectoryExists(module))
+        error = ShownText(ToolTexts::IDS_IS_A_DIRECTORY, {module});
+    else
+        static_cast<void>(harness.LoadModule(module, error));
+    if (!error.empty() || !CReceiver::TryTarget(Target(), error)) {
         PrintUsageError(L"zel", OneLine(error));
         return eExitCode_ClientError;
     }
+    if (!ReadRequest(interrupt))
+        return interrupt.IsCanceled() ? eExitCode_Interrupted : eExitCode_ClientError;
     harness.SetContext(&interrupt);
     std::optional<platform::CStrayFaults> strayFaults;
     std::optional<CExitGuard> exitGuard;
@@ -120,8 +89,10 @@ eExitCode CRunTaskCommand::RunAll(CZelTaskHarness& harness, CTaskInterrupt& inte
             return eExitCode_Interrupted;
         if (code != eExitCode_Done)
             return code;
-        if (!GiveResponse(run))
-            return eExitCode_ClientError;
+        if (std::wstring error; !CReceiver::CopyTo(interrupt, run.responsePath, Target(), error)) {
+            PrintError(L"zel", error);
+            return interrupt.IsCanceled() ? eExitCode_Interrupted : eExitCode_ClientError;
+        }
         return run.objectsLeft ? TellObjects(left, done) : eExitCode_Done;
     }
     return eExitCode_Done;
@@ -136,7 +107,9 @@ eExitCode CRunTaskCommand::RunOnce(CZelTaskHarness& harness, bool isShown, SZelT
         if (view && !CZelRequestWatch::IsFinal(now.status))
             view->Show(StateOf(now));
     });
-    const auto body = [&] { run = harness.RunFile(platform::FromUtf8(m_request)); };
+    const auto body = [&] {
+        run = m_input ? harness.RunText(*m_input) : harness.RunFile(platform::FromUtf8(m_request));
+    };
     std::wstring fault;
     if (m_bUncontained)
         body();
@@ -156,9 +129,10 @@ eExitCode CRunTaskCommand::TellEnd(const SZelTaskRun& run) const
         PrintError(L"zel", ShownText(ToolTexts::IDS_TASK_PUT_OFF, {state.name}));
         return eExitCode_ServerError;
     }
-    if (run.status == eRequestStatus_ClientError)
-        PrintUsageError(L"zel", OneLine(run.comment));
-    else if (run.status != eRequestStatus_Done)
+    if (run.status == eRequestStatus_ClientError) {
+        const std::wstring noFile = WhyNoFile(platform::FromUtf8(m_request));
+        PrintUsageError(L"zel", noFile.empty() ? OneLine(run.comment) : noFile);
+    } else if (run.status != eRequestStatus_Done)
         PrintError(L"zel", ToText(state));
     return ExitCodeOf(run.status);
 }
@@ -171,35 +145,30 @@ eExitCode CRunTaskCommand::TellObjects(std::int64_t left, std::uint32_t runs) co
     return left == 0 ? eExitCode_Done : eExitCode_ServerError;
 }
 
-bool CRunTaskCommand::GiveResponse(const SZelTaskRun& run) const
+bool CRunTaskCommand::ReadRequest(IPatience& patience)
 {
+    if (platform::FromUtf8(m_request) != kStandardStream)
+        return true;
     std::wstring error;
-    const std::wstring target = platform::FromUtf8(m_output);
-    bool isGiven = false;
-    if (target.empty()) {
-        CConsoleSink sink;
-        isGiven = ReadInPieces(
-            run.responsePath, [&](std::span<const std::byte> piece) { return sink.Add(piece); }, error);
-    } else {
-        std::unique_ptr<platform::IFile> file;
-        platform::eOsError result = platform::Files().Open(target, platform::eOpenMode_WriteExclusive, file);
-        if (!platform::Succeeded(result))
-            error = platform::OsErrorText(result);
-        isGiven = error.empty() &&
-                  ReadInPieces(
-                      run.responsePath, [&](std::span<const std::byte> piece) { return file->Write(piece); }, error);
-        if (isGiven && !platform::Succeeded(result = file->Close()))
-            error = platform::OsErrorText(result);
+    std::string text;
+    if (ReadAllInput(patience, XmlLimitsOfThread().bytes, text, error)) {
+        m_input = std::move(text);
+        return true;
     }
-    if (!error.empty())
-        PrintError(L"zel", ShownText(ToolTexts::IDS_CANNOT_BE_WRITTEN, {target.empty() ? L"-" : target, error}));
-    return isGiven && error.empty();
+    PrintError(L"zel", error);
+    return false;
+}
+
+std::wstring CRunTaskCommand::Target() const
+{
+    return m_output.empty() ? std::wstring(kStandardStream) : platform::FromUtf8(m_output);
 }
 
 SRequestState CRunTaskCommand::StateOf(const SZelTaskRun& run) const
 {
     SRequestState state;
-    state.name = platform::FileNameOf(platform::FromUtf8(m_request));
+    state.name =
+        m_input ? WQ_ModuleText(ToolTexts::IDS_STANDARD_INPUT) : platform::FileNameOf(platform::FromUtf8(m_request));
     state.status = run.status;
     if (run.percent >= 0)
         state.percent = run.percent;

@@ -19,8 +19,8 @@ bool CSender::Send(const std::wstring& source, const std::wstring& name, std::ws
     const std::wstring staged = staging.FilePath(name);
     if (!staging.Make(error))
         return false;
-    const bool isCopied =
-        source == kStandardStream ? CopyInput(m_session, staged, error) : CopyContent(m_session, source, staged, error);
+    const bool isCopied = source == kStandardStream ? CopyInput(m_session, staged, error)
+                                                    : CopyContent(m_session, source, staged, staged, error);
     return isCopied && HandOver(staged, name, error);
 }
 

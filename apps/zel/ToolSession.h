@@ -4,6 +4,7 @@
 #include "apps/common/ExitCodes.h"
 #include "apps/common/RequestState.h"
 #include "apps/common/ShownText.h"
+#include "apps/zel/Patience.h"
 #include "apps/zel/ToolHost.h"
 #include "apps/zel/ToolOptions.h"
 #include "platform/Process.h"
@@ -13,12 +14,10 @@
 #include <string>
 
 /// One run of the tool: the client, the directories, and how to speak to the user. On the main thread.
-class CToolSession {
+class CToolSession final : public IPatience {
 public:
     explicit CToolSession(const SToolOptions& options);
     ~CToolSession();
-    CToolSession(const CToolSession&) = delete;
-    CToolSession& operator=(const CToolSession&) = delete;
 
     /// False, after a message, when a directory is not there.
     [[nodiscard]] bool CheckDirectories() const;
@@ -47,8 +46,7 @@ public:
     /// How soon Ctrl-C is noticed. The waiting itself sleeps on notifications, and ends at once when there is one.
     static constexpr std::chrono::milliseconds kInterruptLatency{250};
 
-    /// True once the user pressed Ctrl-C or the tool is to stop for another reason.
-    [[nodiscard]] bool IsInterrupted();
+    [[nodiscard]] bool IsInterrupted() override;
 
     /// The time that is given for all that follows, from now; kForever unless it is called.
     void SetTimeout(std::chrono::milliseconds timeout);
@@ -58,7 +56,7 @@ public:
     /// is over.
     void SetUp(CZelProcessorClient& client);
     /// True when a wait for such a file was ended since the last ForgetGivenUp; Fail gives the code of that then.
-    [[nodiscard]] bool HasGivenUp() const { return m_gaveUp != eExitCode_Done; }
+    [[nodiscard]] bool HasGivenUp() const override { return m_gaveUp != eExitCode_Done; }
     void ForgetGivenUp() { m_gaveUp = eExitCode_Done; }
 
     /// The state of a request. Empty after a message, with the exit code, when somebody has its status open and it was
@@ -66,8 +64,7 @@ public:
     [[nodiscard]] std::optional<SRequestState> Look(CZelProcessorClient& client, const std::wstring& name,
                                                     eExitCode& code);
 
-    /// False when a wait is to end: the tool is to stop, or the time is over.
-    [[nodiscard]] bool GoOn();
+    [[nodiscard]] bool GoOn() override;
 
 private:
     void PrintFailure(const std::wstring& name, const std::wstring& text) const;

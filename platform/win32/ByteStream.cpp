@@ -1,6 +1,8 @@
 #include "platform/ByteStream.h"
 
 #include "platform/Os.h"
+#include "platform/Process.h"
+#include "platform/Text.h"
 #include "platform/win32/Handle.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/WindowsHeader.h"
@@ -77,6 +79,30 @@ private:
     const CHandle m_owned;
 };
 
+/// A console takes characters, and a piece may end in one, so it gets whole lines as far as there are lines.
+class CConsoleSink final : public IByteSink {
+public:
+    eOsError Write(std::span<const std::byte> bytes, const StreamGoOn& goOn) override
+    {
+        if (!MayGoOn(goOn))
+            return eOsError_SharingViolation;
+        m_rest.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        const std::size_t lineEnd = m_rest.rfind('\n');
+        return Print(lineEnd == std::string::npos ? 0 : lineEnd + 1);
+    }
+    eOsError Finish() override { return Print(m_rest.size()); }
+
+private:
+    eOsError Print(std::size_t length)
+    {
+        const bool isPrinted = length == 0 || WriteConsoleText(eStream_Output, FromUtf8(m_rest.substr(0, length)));
+        m_rest.erase(0, length);
+        return isPrinted ? eOsError_None : eOsError_BrokenPipe;
+    }
+
+    std::string m_rest;
+};
+
 } // namespace
 } // namespace win32
 
@@ -115,6 +141,8 @@ eSinkKind SinkKind(const std::wstring& path)
 
 std::unique_ptr<IByteSink> OutputSink()
 {
+    if (IsTerminal(eStream_Output))
+        return std::make_unique<win32::CConsoleSink>();
     return std::make_unique<win32::CHandleSink>(GetStdHandle(STD_OUTPUT_HANDLE), win32::CHandle());
 }
 

@@ -115,7 +115,39 @@ TEST_F(RunTaskCommandTest, PutsTheResponseIntoAFile)
     EXPECT_EQ(Read(target), EchoResponse("x"));
     const SProgramResult nowhere = RunTask({TestModule(), MakeEcho(L"a.drq", L"x"), L"-q", L"-o", InHome(L"none/x")});
     EXPECT_EQ(nowhere.code, 1);
-    EXPECT_TRUE(Contains(nowhere.errors, "cannot be written")) << nowhere.errors;
+    EXPECT_TRUE(Contains(nowhere.errors, "none/x' cannot be created: ")) << nowhere.errors;
+}
+
+TEST_F(RunTaskCommandTest, ADashIsStandardInputAndStandardOutput)
+{
+    platform::SProcessOptions options;
+    options.pipeInput = true;
+    for (const wchar_t* const name : {L"TMPDIR", L"TMP"})
+        options.environment.emplace_back(name, m_strHome);
+    CRunningProgram program(L"zel", {L"run-task", TestModule(), L"-", L"-o", L"-", L"--repeat", L"2"}, options);
+    ASSERT_TRUE(program.Process().WriteLine(platform::FromUtf8(Read(MakeEcho(L"a.drq", L"from a pipe")))));
+    program.Process().CloseInput();
+    const SProgramResult result = program.Finish();
+    EXPECT_EQ(result.code, 0) << result.errors;
+    std::string expected = EchoResponse("from a pipe");
+    std::erase(expected, '\r');
+    EXPECT_EQ(result.output, expected);
+    EXPECT_TRUE(Contains(result.errors, "standard input: PreparingResponse")) << result.errors;
+    EXPECT_FALSE(platform::PathExists(L"-"));
+}
+
+TEST_F(RunTaskCommandTest, AFolderIsToldAsOneBeforeAnythingRuns)
+{
+    const std::wstring request =
+        MakeRequest(L"a.drq", L"Type=\"Retry\" EvenForced=\"1\" RecordFile=\"" + InHome(L"r") + L"\"");
+    for (const std::vector<std::wstring>& arguments : {std::vector<std::wstring>{m_strHome, request},
+                                                       {TestModule(), m_strHome},
+                                                       {TestModule(), request, L"-o", m_strHome}}) {
+        const SProgramResult result = RunTask(arguments);
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(Contains(result.errors, platform::ToUtf8(L"'" + m_strHome + L"' is a directory"))) << result.errors;
+        EXPECT_FALSE(platform::PathExists(InHome(L"r")));
+    }
 }
 
 TEST_F(RunTaskCommandTest, TellsWhyARequestFailsOnce)

@@ -28,6 +28,9 @@ protected:
         options.environment = {
             {L"ZEL", platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"zel")},
             {L"HOME_DIR", m_strHome},
+            {L"TMPDIR", m_strHome},
+            {L"MODULE",
+             platform::JoinPath(TestPlugins(), std::wstring(L"zel_testtasks") + platform::ModuleExtension())},
             {L"ZEL_REQUEST_DIR", m_strRequests},
             {L"ZEL_OUTPUT_DIR", m_strOutput},
         };
@@ -125,6 +128,36 @@ TEST_F(StreamsHereTest, StandardInputThatIsClosedIsAnError)
     EXPECT_EQ(result.code, 1);
     EXPECT_TRUE(Contains(result.errors, "'standard input' cannot be read: ")) << result.errors;
     EXPECT_EQ(FilesIn(m_strRequests), std::vector<std::wstring>());
+}
+
+TEST_F(StreamsHereTest, RunTaskWritesWhereReceiveDoes)
+{
+    const std::wstring tool = L"\"$ZEL\" run-task \"$MODULE\" " + MakeEcho(L"a.drq", L"x") + L" -q -o ";
+    const std::string response = EchoResponse("x");
+    for (const wchar_t* const target : {L"/proc/self/fd/1", L"/dev/null; echo done", L"/dev/null > \"$HOME_DIR/f\"",
+                                        L"/dev/fd/3 3> \"$HOME_DIR/f\"; cat \"$HOME_DIR/f\""}) {
+        const SProgramResult result = Shell(tool + target);
+        EXPECT_EQ(result.code, 0) << platform::ToUtf8(target);
+        EXPECT_EQ(result.errors, "") << platform::ToUtf8(target);
+        const bool isSeen = !std::wstring(target).starts_with(L"/dev/null");
+        EXPECT_EQ(Contains(result.output, response), isSeen) << platform::ToUtf8(target);
+    }
+    const SProgramResult full = Shell(tool + L"- > /dev/full");
+    EXPECT_EQ(full.code, 1);
+    EXPECT_EQ(full.errors, "zel: 'standard output' cannot be written: No space left on the volume\n");
+}
+
+TEST_F(StreamsHereTest, ARequestThatIsNoFileIsToldAsSuch)
+{
+    ASSERT_EQ(mkfifo(platform::NarrowPath(InHome(L"p.drq")).c_str(), 0600), 0);
+    for (const wchar_t* const line :
+         {L"\"$ZEL\" send \"$HOME_DIR/p.drq\"", L"\"$ZEL\" run-task \"$MODULE\" \"$HOME_DIR/p.drq\""}) {
+        const SProgramResult result = Shell(line);
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(Contains(result.errors, "p.drq' is no ordinary file; - reads standard input\n")) << result.errors;
+    }
+    const SProgramResult input = Shell(L"echo x | \"$ZEL\" send /dev/stdin --name x.drq");
+    EXPECT_TRUE(Contains(input.errors, "'/dev/stdin' is no ordinary file; - reads")) << input.errors;
 }
 
 TEST_F(StreamsHereTest, WhatIsReceivedHasTheModeOfTheReceiversMask)
