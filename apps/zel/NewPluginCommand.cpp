@@ -18,10 +18,14 @@ void CNewPluginCommand::Define(CLI::App& app)
 bool CNewPluginCommand::Check()
 {
     const std::wstring name = platform::FileNameOf(platform::FromUtf8(m_given));
-    if (IsPluginName(name))
-        return true;
-    PrintUsageError(L"zel", ShownText(ToolTexts::IDS_NO_PLUGIN_NAME, {name, std::to_wstring(kLongestPluginName)}));
-    return false;
+    if (!IsPluginName(name)) {
+        PrintUsageError(L"zel", ShownText(ToolTexts::IDS_NO_PLUGIN_NAME, {name, std::to_wstring(kLongestPluginName)}));
+        return false;
+    }
+    const std::wstring taken = TakenName(PluginNames(name));
+    if (!taken.empty())
+        PrintUsageError(L"zel", WQ_ModuleText(ToolTexts::IDS_PLUGIN_NAME_TAKEN, {name, taken}));
+    return taken.empty();
 }
 
 int CNewPluginCommand::Run()

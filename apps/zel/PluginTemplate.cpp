@@ -1,5 +1,6 @@
 #include "apps/zel/PluginTemplate.h"
 
+#include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Version.h"
 
@@ -142,6 +143,12 @@ constexpr std::string_view kRequest =
     R"(<Request><Task Type="%TYPE%"><Text>hello</Text><Times>3</Times></Task></Request>
 )";
 
+constexpr std::string_view kKitPrefix = "Zel";
+/// Of a factory's class that a plug-in's headers bring along.
+constexpr std::string_view kKitClass = "ModuleClass";
+/// What a plug-in is linked with: Windows does not tell their names by case.
+constexpr std::string_view kLibraries[] = {"zel_processor", "zel_framework"};
+
 std::string Filled(std::string_view text, const std::vector<std::pair<std::string_view, std::string>>& values)
 {
     std::string filled(text);
@@ -184,6 +191,24 @@ SPluginNames PluginNames(const std::wstring& name)
         isFirst = isGap;
     }
     return names;
+}
+
+std::wstring TakenName(const SPluginNames& names)
+{
+    for (const std::string& file : {names.name + ".drq", names.type + ".cpp"}) {
+        if (const std::wstring wide = platform::FromUtf8(file); !platform::IsPortableFileName(wide))
+            return wide;
+    }
+    // What begins so is the kit's, also in versions to come.
+    const std::string_view behind = std::string_view(names.type).substr(std::min(kKitPrefix.size(), names.type.size()));
+    const bool isPrefixed =
+        names.type.starts_with(kKitPrefix) && (behind.empty() || (behind.front() >= 'A' && behind.front() <= 'Z'));
+    if (isPrefixed)
+        return L"CZel\u2026";
+    if (names.type == kKitClass)
+        return L"CModuleClassFactory";
+    const bool isLibrary = std::ranges::find(kLibraries, names.target) != std::end(kLibraries);
+    return isLibrary ? platform::FromUtf8(names.target) : std::wstring();
 }
 
 std::vector<SPluginFile> PluginFiles(const SPluginNames& names, const std::string& classId)

@@ -19,6 +19,10 @@ struct SPluginNames {
 };
 [[nodiscard]] SPluginNames PluginNames(const std::wstring& name);
 
+/// The file, class or module of a plug-in that cannot have its name: a device of Windows, or one of the kit's. Empty
+/// when there is none.
+[[nodiscard]] std::wstring TakenName(const SPluginNames& names);
+
 struct SPluginFile {
     std::string name;
     std::string text;

@@ -1,5 +1,6 @@
 #include "apps/zel/PluginTemplate.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
 namespace {
@@ -43,6 +44,41 @@ TEST(PluginTemplate, TakesPlainNamesOnly)
     EXPECT_FALSE(IsPluginName(std::wstring(kLongestPluginName + 1, L'a')));
     for (const wchar_t* const name : {L"", L"1a", L"-a", L"a b", L"a.b", L"\u00e4", L"a\"", L"a;b"})
         EXPECT_FALSE(IsPluginName(name)) << name;
+}
+
+TEST(PluginTemplate, NamesThatWindowsOrTheKitHasAreTaken)
+{
+    for (const auto& [name, taken] : {std::pair{L"CON", L"CON.drq"},
+                                      {L"nul", L"nul.drq"},
+                                      {L"com1", L"com1.drq"},
+                                      {L"lpt-1", L"Lpt1.cpp"},
+                                      {L"zel", L"CZel\u2026"},
+                                      {L"Zel_", L"CZel\u2026"},
+                                      {L"zel-xml", L"CZel\u2026"},
+                                      {L"ZelXml", L"CZel\u2026"},
+                                      {L"zel-report", L"CZel\u2026"},
+                                      {L"module-class", L"CModuleClassFactory"},
+                                      {L"processor", L"zel_processor"},
+                                      {L"FrameWork", L"zel_framework"},
+                                      {L"zelda", L""},
+                                      {L"zel2", L""},
+                                      {L"ze", L""},
+                                      {L"console", L""},
+                                      {L"com", L""},
+                                      {L"task", L""},
+                                      {L"module", L""},
+                                      {L"word-count", L""}})
+        EXPECT_EQ(TakenName(PluginNames(name)), taken) << platform::ToUtf8(name);
+}
+
+TEST_F(NewPluginCommandTest, ATakenNameMakesNothing)
+{
+    for (const wchar_t* const name : {L"zel", L"CON"}) {
+        const SProgramResult result = NewPlugin(InHome(name));
+        EXPECT_EQ(result.code, 2);
+        EXPECT_TRUE(Contains(result.errors, "is no name for a plug-in")) << result.errors;
+        EXPECT_FALSE(platform::DirectoryExists(InHome(name)));
+    }
 }
 
 TEST_F(NewPluginCommandTest, EachHasAnIdOfItsOwnInOnePlace)
