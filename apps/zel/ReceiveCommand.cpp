@@ -63,7 +63,7 @@ eExitCode CReceiveCommand::ReceiveOne(CToolSession& session, const std::wstring&
             session.Print(state);
         return eExitCode_Done;
     }
-    session.Print(state);
+    session.PrintEnd(state);
     if (CZelRequestWatch::IsFinal(state.status)) {
         receiver.Forget(state);
         return ExitCodeOf(state.status);

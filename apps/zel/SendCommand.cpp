@@ -181,8 +181,9 @@ eExitCode CSendCommand::Collect(CToolSession& session, const SRequestState& stat
             return FailToReceive(session, state.name, error);
     }
     // What the progress has told already, but for a bar that goes where output is a terminal, too.
-    if (!session.IsOutputTaken() || (state.status != eRequestStatus_Done && HasVanishingBar()))
-        session.Print(state);
+    const bool hasProgress = !session.Options().quiet && !HasVanishingBar();
+    if (!session.IsOutputTaken() || (state.status != eRequestStatus_Done && !hasProgress))
+        session.PrintEnd(state);
     if (!m_bKeep)
         receiver.Forget(state);
     return ExitCodeOf(state.status);

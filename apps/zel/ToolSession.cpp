@@ -73,6 +73,14 @@ void CToolSession::Print(const SRequestState& state) const
             m_bOutputTaken ? platform::eStream_Error : platform::eStream_Output, ToText(state) + L"\n"));
 }
 
+void CToolSession::PrintEnd(const SRequestState& state) const
+{
+    if (m_options.quiet && !m_options.json && ExitCodeOf(state.status) != eExitCode_Done)
+        PrintError(L"zel", ToText(state));
+    else
+        Print(state);
+}
+
 eExitCode CToolSession::Fail(const std::wstring& name, const std::wstring& text) const
 {
     PrintError(L"zel", text);

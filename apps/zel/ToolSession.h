@@ -34,6 +34,9 @@ public:
 
     /// The line, or the JSON object, of one request on standard output.
     void Print(const SRequestState& state) const;
+    /// The same where it is what became of a request: with --quiet a failure goes to standard error, for what is told
+    /// here may be gone afterwards.
+    void PrintEnd(const SRequestState& state) const;
     /// Standard output takes a response: the line of Print goes to standard error from now on.
     void SetOutputTaken() { m_bOutputTaken = true; }
     [[nodiscard]] bool IsOutputTaken() const { return m_bOutputTaken; }

@@ -24,7 +24,7 @@ int CWaitCommand::Run(CToolSession& session)
     for (const std::wstring& name : m_names) {
         SRequestState state;
         const eFollowEnd end = follower.Follow(name, state);
-        session.Print(state);
+        session.PrintEnd(state);
         if (end == eFollowEnd_Final)
             code = FirstFailure(code, ExitCodeOf(state.status));
         else

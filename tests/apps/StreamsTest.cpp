@@ -179,6 +179,28 @@ TEST_F(StreamsTest, KeepLeavesTheStatusOfWhatFailed)
     StopServer(server);
 }
 
+TEST_F(StreamsTest, TheReasonOfAFailureIsToldWhereNothingElseIs)
+{
+    CRunningProgram server = StartServer();
+    const std::wstring file = MakeRequest(L"f.drq", L"Type=\"FailObtain\" Words=\"the disk is away.\"");
+    const auto expectTold = [&](const std::vector<std::wstring>& arguments) {
+        const SProgramResult result = Zel(arguments);
+        EXPECT_EQ(result.code, 3);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "zel: f.drq: Server error: the disk is away.\n");
+    };
+    expectTold({L"send", file, L"--wait", L"-q"});
+    expectTold({L"send", file, L"-o", L"-", L"-q"});
+    expectTold({L"send", file, L"--wait", L"--keep", L"-q"});
+    expectTold({L"wait", L"f.drq", L"-q"});
+    expectTold({L"receive", L"f.drq", InHome(L"r.xml"), L"-q"});
+    EXPECT_EQ(FilesIn(m_strOutput), std::vector<std::wstring>());
+    const SProgramResult done = Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait", L"-q"});
+    EXPECT_EQ(done.errors, "");
+    EXPECT_EQ(done.output, "");
+    StopServer(server);
+}
+
 TEST_F(StreamsTest, ANamelessSourceIsTakenUpToItsLimitAndNotBeyond)
 {
     SToolOptions options;
