@@ -1,6 +1,7 @@
 #include "platform/LastWords.h"
 
 #include "platform/Os.h"
+#include "platform/Process.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,6 +14,7 @@ namespace {
 struct SPrepared {
     CFixedText header;
     SubjectFunction subject = nullptr;
+    bool isJournal = false; ///< where standard error goes
 };
 SPrepared g_prepared;
 std::atomic<bool> g_isPreparing = false;
@@ -65,6 +67,23 @@ void AddFault(const SFaultRecord& record, CFixedText& text)
     }
 }
 
+/// A text of whole lines to standard error.
+void WriteErrorLines(const CFixedText& text)
+{
+    if (!g_prepared.isJournal) {
+        last_words::WriteError(text);
+        return;
+    }
+    static CFixedText lines; // one thread says one text after the other
+    lines.Clear();
+    for (const char* at = text.Get(); *at != '\0'; ++at) {
+        if (at == text.Get() || at[-1] == '\n')
+            lines.Add("<3>");
+        lines.AddByte(*at);
+    }
+    last_words::WriteError(lines);
+}
+
 } // namespace
 
 void PrepareLastWords(const std::wstring& folder, const std::string& header, SubjectFunction subject)
@@ -74,6 +93,7 @@ void PrepareLastWords(const std::wstring& folder, const std::string& header, Sub
     last_words::KeepFolder(folder);
     g_prepared.header.Add(header.c_str());
     g_prepared.subject = subject;
+    g_prepared.isJournal = IsJournal(eStream_Error);
     g_isPrepared.store(true, std::memory_order_release);
 }
 
@@ -85,7 +105,7 @@ void SayLastWords(const SFaultRecord& record)
     static CFixedText error; // not on a stack that may be nearly used up
     error.Add("A fault in the memory allocator ends this process: what it holds locked would stay so.\n");
     AddFault(record, error);
-    last_words::WriteError(error);
+    WriteErrorLines(error);
 
     static CFixedText name;
     static CFixedText report;
@@ -100,7 +120,12 @@ void SayLastWords(const SFaultRecord& record)
     AddTime(now, report);
     report.Add("\n");
     AddFault(record, report);
-    last_words::WriteFile(name.Get(), report);
+    error.Clear();
+    error.Add("Crash report: ");
+    const bool isWritten = last_words::WriteFile(name.Get(), report, error);
+    error.Add("\n");
+    if (isWritten)
+        WriteErrorLines(error);
 }
 
 } // namespace platform

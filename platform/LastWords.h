@@ -16,7 +16,8 @@ using SubjectFunction = const wchar_t* (*)();
 /// From now on such an end is told on standard error, and in a file of this folder, for this user alone. Whether the
 /// folder is to be trusted the caller has looked at; one that is gone by then is made anew. On POSIX neither a link nor
 /// a folder of another owner counts for it then; on Windows the access list of the file alone keeps others out. Empty,
-/// or too long: told on standard error alone. header: the first lines of the file.
+/// or too long: told on standard error alone. header: the first lines of the file. Where standard error is the journal,
+/// each line there begins with the priority of an error.
 ZEL_FRAMEWORK_API void PrepareLastWords(const std::wstring& folder, const std::string& header, SubjectFunction subject);
 
 /// Tells of this fault; nothing before PrepareLastWords.
@@ -50,16 +51,20 @@ public:
         while (count > 0)
             AddByte(digits[--count]);
     }
-    [[nodiscard]] const char* Get() const { return m_text; }
-    [[nodiscard]] std::size_t Length() const { return m_length; }
-
-private:
     void AddByte(char byte)
     {
         if (m_length + 1 < sizeof m_text)
             m_text[m_length++] = byte;
     }
+    void Clear()
+    {
+        while (m_length > 0)
+            m_text[--m_length] = '\0';
+    }
+    [[nodiscard]] const char* Get() const { return m_text; }
+    [[nodiscard]] std::size_t Length() const { return m_length; }
 
+private:
     char m_text[16 * 1024] = {};
     std::size_t m_length = 0;
 };
@@ -71,8 +76,8 @@ namespace last_words {
 /// Keeps the folder for WriteFile, and who may use what is made there.
 void KeepFolder(const std::wstring& folder);
 void WriteError(const CFixedText& text);
-/// Makes the file, for this user alone, in the kept folder.
-void WriteFile(const char* name, const CFixedText& text);
+/// Makes the file, for this user alone, in the kept folder, and adds its path to where. False without one.
+bool WriteFile(const char* name, const CFixedText& text, CFixedText& where);
 /// "module+0xoffset", as far as known.
 void AddPlace(std::uintptr_t address, CFixedText& text);
 

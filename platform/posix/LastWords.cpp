@@ -19,17 +19,18 @@ namespace {
 std::array<char, PATH_MAX> g_folder = {}; // empty without one
 uid_t g_owner = 0;
 
-void WriteAll(int descriptor, const CFixedText& text)
+bool WriteAll(int descriptor, const CFixedText& text)
 {
     const char* rest = text.Get();
     std::size_t left = text.Length();
     while (left > 0) {
         const ssize_t written = posix::Uninterrupted([&] { return write(descriptor, rest, left); });
         if (written <= 0)
-            return;
+            return false;
         rest += written;
         left -= static_cast<std::size_t>(written);
     }
+    return true;
 }
 
 } // namespace
@@ -49,22 +50,23 @@ void KeepFolder(const std::wstring& folder)
 
 void WriteError(const CFixedText& text)
 {
-    WriteAll(STDERR_FILENO, text);
+    static_cast<void>(WriteAll(STDERR_FILENO, text));
 }
 
-void WriteFile(const char* name, const CFixedText& text)
+bool WriteFile(const char* name, const CFixedText& text, CFixedText& where)
 {
     if (g_folder[0] == '\0')
-        return;
+        return false;
     mkdir(g_folder.data(), S_IRWXU); // something that cleans up may have found it empty
     const int folder = open(g_folder.data(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     struct stat status = {};
     if (folder < 0 || fstat(folder, &status) != 0 || status.st_uid != g_owner)
-        return;
+        return false;
     const int file = openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (file >= 0)
-        WriteAll(file, text);
-    // The process ends.
+    where.Add(g_folder.data());
+    where.Add("/");
+    where.Add(name);
+    return file >= 0 && WriteAll(file, text); // what is open goes with the process
 }
 
 void AddPlace(std::uintptr_t address, CFixedText& text)

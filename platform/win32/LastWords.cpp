@@ -21,10 +21,11 @@ SECURITY_ATTRIBUTES g_access{};               // of what is made there
 using QueryMemoryFunction = LONG(NTAPI*)(HANDLE, const void*, int, void*, SIZE_T, SIZE_T*);
 QueryMemoryFunction g_queryMemory = nullptr;
 
-void WriteAll(HANDLE file, const CFixedText& text)
+bool WriteAll(HANDLE file, const CFixedText& text)
 {
     DWORD written = 0;
-    ::WriteFile(file, text.Get(), static_cast<DWORD>(text.Length()), &written, nullptr);
+    return ::WriteFile(file, text.Get(), static_cast<DWORD>(text.Length()), &written, nullptr) != FALSE &&
+           written == text.Length();
 }
 
 } // namespace
@@ -46,14 +47,14 @@ void KeepFolder(const std::wstring& folder)
 
 void WriteError(const CFixedText& text)
 {
-    WriteAll(GetStdHandle(STD_ERROR_HANDLE), text);
+    static_cast<void>(WriteAll(GetStdHandle(STD_ERROR_HANDLE), text));
 }
 
-void WriteFile(const char* name, const CFixedText& text)
+bool WriteFile(const char* name, const CFixedText& text, CFixedText& where)
 {
     const std::size_t length = wcslen(g_folder.data());
     if (length == 0) {
-        return;
+        return false;
     }
     CreateDirectoryW(g_folder.data(), &g_access); // something that cleans up may have found it empty
     std::size_t end = length;
@@ -62,9 +63,9 @@ void WriteFile(const char* name, const CFixedText& text)
     }
     const HANDLE file =
         CreateFileW(g_folder.data(), GENERIC_WRITE, 0, &g_access, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-        WriteAll(file, text); // and the process ends
-    }
+    constexpr std::size_t prefix = 4; // that lifts the limit of a path; without it a drive begins
+    where.AddPrintable(&g_folder[g_folder[prefix] != L'\0' && g_folder[prefix + 1] == L':' ? prefix : 0]);
+    return file != INVALID_HANDLE_VALUE && WriteAll(file, text); // what is open goes with the process
 }
 
 void AddPlace(std::uintptr_t address, CFixedText& text)

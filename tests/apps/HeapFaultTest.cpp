@@ -30,14 +30,16 @@ protected:
         const std::string told = server.Errors();
         EXPECT_TRUE(Contains(told, "A fault in the memory allocator ends this process")) << told;
         EXPECT_TRUE(Contains(told, platform::ToUtf8(InQueue(name)) + "\nKind:        ")) << told;
-        ExpectReport(name);
+        ExpectReport(name, told);
     }
-    void ExpectReport(const std::wstring& request) const
+    void ExpectReport(const std::wstring& request, const std::string& told) const
     {
         std::vector<std::wstring> files = FilesIn(m_strHome);
         std::erase_if(files, [](const std::wstring& name) { return !name.starts_with(L"zel-crash-"); });
         ASSERT_EQ(files.size(), 1U);
         EXPECT_TRUE(files[0].ends_with(L"Z-" + files[0].substr(files[0].rfind(L'Z') + 2))) << "of the usual form";
+        EXPECT_TRUE(Contains(told, "\nCrash report: ")) << told;
+        EXPECT_TRUE(Contains(told, platform::ToUtf8(files[0]) + "\n")) << told;
         const std::string report = Read(InHome(files[0]));
         EXPECT_TRUE(report.starts_with("ZEL_Processor crash report\nProgram:     ")) << report;
         EXPECT_TRUE(Contains(report, "\nSubject:     " + platform::ToUtf8(InQueue(request)) + "\n")) << report;

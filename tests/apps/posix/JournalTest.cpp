@@ -1,6 +1,7 @@
 #include "platform/Module.h"
 #include "platform/Path.h"
 #include "tests/apps/ProgramFixture.h"
+#include "tests/support/Predicates.h"
 
 #include <sstream>
 
@@ -13,10 +14,10 @@ protected:
     [[nodiscard]] CRunningProgram Start(const std::wstring& stream, const std::wstring& options) const
     {
         const std::wstring program = platform::JoinPath(platform::DirectoryOf(platform::ProgramPath()), L"zel-server");
-        const std::wstring script = L"exec 2>'" + Log() + L"'; JOURNAL_STREAM=" + stream +
-                                    L"; export JOURNAL_STREAM; exec '" + program + L"' --request-dir '" +
-                                    m_strRequests + L"' --output-dir '" + m_strOutput + L"' --components '" +
-                                    TestPlugins() + L"' " + options;
+        const std::wstring script = L"exec 2>'" + Log() + L"'; JOURNAL_STREAM=" + stream + L"; ZEL_CRASH_DIR='" +
+                                    m_strHome + L"'; export JOURNAL_STREAM ZEL_CRASH_DIR; exec '" + program +
+                                    L"' --request-dir '" + m_strRequests + L"' --output-dir '" + m_strOutput +
+                                    L"' --components '" + TestPlugins() + L"' " + options;
         CRunningProgram server(L"/bin/sh", {L"-c", script});
         std::wstring line;
         EXPECT_TRUE(server.Process().ReadLine(line, kPatience)) << Read(Log());
@@ -43,6 +44,23 @@ TEST_F(JournalTest, EachLineBeginsWithItsPriority)
     EXPECT_GT(count, 8) << log;
     EXPECT_TRUE(Contains(log, "\n<6>")) << log;
     EXPECT_TRUE(Contains(log, "\n<3>zel-server: the request 'c.drq' crashed")) << log;
+}
+
+TEST_F(JournalTest, TheLastWordsOfAServerHaveThePriorityOfAnError)
+{
+    if (testsupport::IsAddressSanitized() || testsupport::IsThreadSanitized())
+        GTEST_SKIP() << "IsAddressSanitized, IsThreadSanitized: the sanitizer's heap ends the program itself";
+    CRunningProgram server = Start(ThisFile(), L"");
+    EXPECT_EQ(Zel({L"send", MakeRequest(L"h.drq", L"Type='Crash' Kind='HeapWrongFree'")}).code, 0);
+    int code = 0;
+    ASSERT_TRUE(server.Process().Wait(kPatience, code));
+    const std::string log = Read(Log());
+    const std::size_t words = log.find("<3>A fault in the memory allocator ends this process");
+    ASSERT_NE(words, std::string::npos) << log;
+    EXPECT_TRUE(Contains(log.substr(words), "\n<3>Crash report: ")) << log;
+    std::istringstream lines(log.substr(words));
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_TRUE(line.empty() || line.starts_with("<3>")) << line;
 }
 
 TEST_F(JournalTest, AnInheritedVariableThatMeansAnotherStreamCountsForNothing)
