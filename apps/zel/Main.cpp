@@ -1,5 +1,6 @@
 #include "apps/common/LibraryInstance.h"
 #include "apps/zel/Commands.h"
+#include "apps/zel/RunTaskCommand.h"
 #include "platform/ByteStream.h"
 #include "platform/Text.h"
 
@@ -77,19 +78,29 @@ private:
     std::string m_strHelpOf;
 };
 
+int RunTool(const std::vector<std::wstring>& arguments)
+{
+    const CLibraryInstance library;
+    if (!library.IsReady()) {
+        PrintError(L"zel", WQ_ModuleText(CommonTexts::IDS_LIBRARY_NOT_STARTED));
+        return eExitCode_ClientError;
+    }
+    CTool tool;
+    return tool.Run(arguments);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     platform::HoldClosedStreams();
+    const std::vector<std::wstring> arguments = platform::ProgramArguments(argc, argv);
+    // Where a handler is, an exception takes the stack down before a debugger sees it: for who wants that there is
+    // none.
+    if (std::ranges::find(arguments, kUncontainedOption) != arguments.end())
+        return RunTool(arguments);
     try {
-        const CLibraryInstance library;
-        if (!library.IsReady()) {
-            PrintError(L"zel", WQ_ModuleText(CommonTexts::IDS_LIBRARY_NOT_STARTED));
-            return eExitCode_ClientError;
-        }
-        CTool tool;
-        return tool.Run(platform::ProgramArguments(argc, argv));
+        return RunTool(arguments);
     } catch (const std::exception& exception) {
         PrintError(L"zel", platform::FromUtf8(exception.what()));
         return eExitCode_ClientError;

@@ -33,7 +33,8 @@ void CRunTaskCommand::Define(CLI::App& app)
     app.add_option("--repeat", m_nRepeat, HelpText(ToolTexts::IDS_HELP_RUN_TASK_REPEAT))
         ->type_name("N")
         ->check(CLI::Validator(CLI::Range(1U, kMostRuns)).description(""));
-    app.add_flag("--no-contain", m_bUncontained, HelpText(ToolTexts::IDS_HELP_RUN_TASK_NO_CONTAIN));
+    app.add_flag(platform::ToUtf8(kUncontainedOption), m_bUncontained,
+                 HelpText(ToolTexts::IDS_HELP_RUN_TASK_NO_CONTAIN));
     app.add_flag("-q,--quiet", m_bQuiet, HelpText(ToolTexts::IDS_HELP_RUN_TASK_QUIET));
 }
 

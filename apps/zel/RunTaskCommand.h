@@ -7,6 +7,9 @@
 #include <optional>
 #include <string>
 
+/// With it nothing between main and the task handles an exception.
+constexpr const wchar_t* kUncontainedOption = L"--no-contain";
+
 class CTaskInterrupt;
 class IPatience;
 

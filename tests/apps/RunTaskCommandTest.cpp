@@ -187,13 +187,18 @@ TEST_F(RunTaskCommandTest, APluginWithoutDebugInformationIsBlamedAllTheSame)
     EXPECT_NE(result.errors.substr(place, 500).find("zel_bare"), std::string::npos) << result.errors;
 }
 
-TEST_F(RunTaskCommandTest, LeavesAFaultToOthersWhenTold)
+TEST_F(RunTaskCommandTest, LeavesAFaultAndAnExceptionToOthersWhenTold)
 {
     const SProgramResult result = RunTask(
         {TestModule(), MakeRequest(L"a.drq", L"Type=\"Crash\" Kind=\"NullDereference\""), L"-q", L"--no-contain"});
     EXPECT_NE(result.code, 0);
     EXPECT_NE(result.code, 3) << result.errors;
     EXPECT_FALSE(Contains(result.errors, "crash report")) << result.errors;
+    const SProgramResult thrown =
+        RunTask({TestModule(), MakeRequest(L"b.drq", L"Type=\"Crash\" Kind=\"Exception\""), L"-q", L"--no-contain"});
+    EXPECT_NE(thrown.code, 0);
+    EXPECT_FALSE(Contains(thrown.errors, "zel: ")) << "nobody caught it: " << thrown.errors;
+    EXPECT_TRUE(Contains(thrown.errors, "terminate called after throwing")) << thrown.errors;
 }
 
 TEST_F(RunTaskCommandTest, CountsTheObjectsThatAreLeft)
