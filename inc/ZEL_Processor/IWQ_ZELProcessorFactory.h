@@ -43,10 +43,10 @@ struct IWQ_ZELProcessorTaskReadiness : public IUnknown {
     virtual bool STDMETHODCALLTYPE CanProcess(CZelProcessorContext* context, bool force) = 0;
 };
 
-/// Optional interface of a task: words of its own for a failure.
+/// Optional interface of a task or response: words of its own for a failure.
 struct IWQ_ZELProcessorTaskError : public IUnknown {
-    /// Asked after Init or ObtainData gave false, when the host wants reasons (SZelServerOptions::tellReasons). The
-    /// text becomes part of the request's status comment; false: there is none. To be freed with SysFreeString.
+    /// Asked after Init, ObtainData or Save gave false, when the host wants reasons (SZelServerOptions::tellReasons).
+    /// The text becomes part of the request's status comment; false: there is none. To be freed with SysFreeString.
     virtual bool STDMETHODCALLTYPE GetErrorText(BSTR* text) = 0;
 };
 

@@ -39,6 +39,29 @@ TEST_F(FailureReasonsTest, ArePartOfTheStatus)
     StopServer(server);
 }
 
+TEST_F(FailureReasonsTest, SayWhatTheSystemSaysOfAResponseThatCannotBeWritten)
+{
+    constexpr const char* general = "Server error: the response could not be saved. Check the free space and the "
+                                    "permissions of the server's output directory.";
+    for (const bool isStrict : {false, true}) {
+        CRunningProgram server =
+            StartServer(isStrict ? std::vector<std::wstring>{L"--strict"} : std::vector<std::wstring>());
+        CRunningProgram client = StartZel({L"send", L"--wait", L"--json", MakeGate(L"g.drq")});
+        ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
+        ASSERT_EQ(platform::Files().MakeDirectory(InOutput(L"g.drq")), platform::eOsError_None);
+        Write(Gate(L"g.drq"), "");
+        const SProgramResult result = client.Finish();
+        ASSERT_EQ(result.Objects().size(), 1U) << result.errors;
+        const std::string comment = result.Objects()[0]["comment"].get<std::string>();
+        EXPECT_TRUE(comment.starts_with(general)) << comment;
+        EXPECT_EQ(comment.substr(std::string_view(general).size()).size() > 3, !isStrict) << comment;
+        for (const std::wstring& left : {Gate(L"g.drq"), Gate(L"g.drq") + L".entered"})
+            EXPECT_EQ(platform::Files().Remove(left), platform::eOsError_None);
+        EXPECT_EQ(platform::Files().RemoveEmptyDirectory(InOutput(L"g.drq")), platform::eOsError_None);
+        StopServer(server);
+    }
+}
+
 TEST_F(FailureReasonsTest, NameTheManifestsThatTheServerLeftOut)
 {
     Write(InHome(L"bad.component"), "no manifest");

@@ -85,13 +85,18 @@ private:
     CCounted m_counted{m_script, L"task"};
 };
 
-class CScriptedResponse final : public CZelObject<IWQ_ZELProcessorResponse> {
+class CScriptedResponse final : public CZelObject<IWQ_ZELProcessorResponse, IWQ_ZELProcessorTaskError> {
 public:
     explicit CScriptedResponse(SPluginScript& script) : m_script(script) {}
     bool STDMETHODCALLTYPE SetTask(IWQ_ZELProcessorTask* task) override { return m_script.setTask(task); }
     bool STDMETHODCALLTYPE Save(const wchar_t* path) override
     {
         return m_script.save ? m_script.save(path) : platform::Succeeded(platform::WriteWholeFile(path, "<Response/>"));
+    }
+    bool STDMETHODCALLTYPE GetErrorText(BSTR* text) override
+    {
+        *text = CBstr(m_script.saveErrorText).Detach();
+        return !m_script.saveErrorText.empty();
     }
 
 private:

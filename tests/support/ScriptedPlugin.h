@@ -27,6 +27,7 @@ struct SPluginScript {
     std::function<bool(IWQ_ZELProcessorTask*)> setTask = [](IWQ_ZELProcessorTask*) { return true; };
     /// Without one the response "<Response/>" is written.
     std::function<bool(const std::wstring& path)> save;
+    std::wstring saveErrorText; ///< the response's own words
     /// Called as an object of the script goes: "request", "task" or "response".
     std::function<void(const std::wstring& object)> released;
 };

@@ -173,6 +173,18 @@ TEST_F(RequestRun, AFileThatIsGoneOrBreaksARuleIsToldInAnyCase)
     EXPECT_EQ(Reason(), platform::OsErrorText(platform::eOsError_FileNotFound) + L".");
 }
 
+TEST_F(RequestRun, WhatAResponseSaysOfItsFileFollowsWhereReasonsAreTold)
+{
+    m_first.save = [](const std::wstring&) { return false; };
+    m_first.saveErrorText = L"The volume is full.";
+    const CString general = RootApp_RSC_CStr(114, "IDS_SERVER_ERROR_CAN_NOT_SAVE_RESPONSE");
+    EXPECT_EQ(Failure(), general);
+    m_reasons.isWanted = true;
+    EXPECT_EQ(Failure(), general + L" The volume is full.");
+    m_first.saveErrorText.clear();
+    EXPECT_EQ(Failure(), general) << "it has no words";
+}
+
 TEST_F(RequestRun, AResponseThatCanNotBeMadePrivateIsLeftForNobody)
 {
     testsupport::CFaultyFiles files;

@@ -78,9 +78,9 @@ CString WhyNotTaken(const CString& path, const CZelProcessorFactories& factories
     return std::ranges::count(types, type) == 0 ? WhyNotServed(type, factories, leftOut) : CString();
 }
 
-CString TaskErrorText(IWQ_ZELProcessorTask& task)
+CString OwnErrorText(IUnknown& object)
 {
-    const auto error = CComPtr<IWQ_ZELProcessorTask>(&task).QueryTo<IWQ_ZELProcessorTaskError>();
+    const auto error = CComPtr<IUnknown>(&object).QueryTo<IWQ_ZELProcessorTaskError>();
     CBstr text;
     return error && error->GetErrorText(text.Put()) ? Cut(CString(text.View()), kMaxWords) : CString();
 }

@@ -20,5 +20,5 @@ struct SRequestReasons {
 [[nodiscard]] CString WhyNotTaken(const CString& path, const CZelProcessorFactories& factories,
                                   const std::vector<CString>& leftOut = {});
 
-/// A task's own words for its failure; empty when it has none.
-[[nodiscard]] CString TaskErrorText(IWQ_ZELProcessorTask& task);
+/// The own words of a task or response for its failure; empty when it has none.
+[[nodiscard]] CString OwnErrorText(IUnknown& object);

@@ -113,7 +113,7 @@ bool CRequestRun::ObtainData(bool bForce, bool& bRetry)
         return false;
     }
     if (!m_task->ObtainData(m_pContext, m_progress))
-        return Fail(StringCodes::kCanNotObtainData, m_reasons.isWanted ? TaskErrorText(*m_task.Get()) : CString());
+        return Fail(StringCodes::kCanNotObtainData, m_reasons.isWanted ? OwnErrorText(*m_task.Get()) : CString());
     return !IsCanceled();
 }
 
@@ -126,9 +126,9 @@ bool CRequestRun::WriteResponse()
     if (!m_response->SetTask(m_task.Get()))
         return Fail(StringCodes::kCanNotSetResponse);
     const CString path = m_processor.GetOutputFilePath(m_requestPath);
-    if (!m_response->Save(path.c_str()) || !MakePrivate(path))
-        return Fail(StringCodes::kCanNotSaveResponse);
-    return true;
+    if (!m_response->Save(path.c_str()))
+        return FailToSave();
+    return MakePrivate(path) || Fail(StringCodes::kCanNotSaveResponse);
 }
 
 void CRequestRun::DeleteRequestFile()
@@ -164,6 +164,16 @@ bool CRequestRun::FailUnknown()
     if (reason.empty() && m_reasons.isWanted)
         reason = WhyNotTaken(m_requestPath, m_factories, m_reasons.leftOut);
     return Fail(StringCodes::kUnknownRequestFormat, reason);
+}
+
+/// What to look at, and behind it what the response found.
+bool CRequestRun::FailToSave()
+{
+    CString text = TextOf(StringCodes::kCanNotSaveResponse);
+    if (const CString words = m_reasons.isWanted ? OwnErrorText(*m_response.Get()) : CString(); !words.empty())
+        text += L" " + words;
+    CZelProcessor::SetStatus(m_progress, eRequestStatus_ServerError, text);
+    return false;
 }
 
 bool CRequestRun::Fail(const SStringCode& code)

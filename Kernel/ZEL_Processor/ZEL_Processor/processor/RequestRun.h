@@ -35,6 +35,7 @@ private:
     void DeleteRequestFile();
     bool IsCanceled();
     bool FailUnknown();
+    bool FailToSave();
     bool Fail(const SStringCode& code);
     /// The general failure, or the reason when there is one.
     bool Fail(const SStringCode& code, const CString& reason);

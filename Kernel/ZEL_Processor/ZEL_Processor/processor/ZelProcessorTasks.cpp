@@ -48,7 +48,7 @@ bool CZelProcessor::CreateAndInitTask(const CString& xml, IWQ_ZELProcessorTask**
     }
     if (!found->Init(element.Get())) {
         if (m_pState->m_reasons.isWanted)
-            m_pState->m_reasons.taskError = TaskErrorText(*found.Get());
+            m_pState->m_reasons.taskError = OwnErrorText(*found.Get());
         return fail(TextOf(StringCodes::kUnableInitTask), m_pState->m_reasons.taskError);
     }
     *task = found.Detach();
