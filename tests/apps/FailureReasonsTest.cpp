@@ -25,7 +25,9 @@ TEST_F(FailureReasonsTest, ArePartOfTheStatus)
 {
     CRunningProgram server = StartServer();
     EXPECT_EQ(Comment(""), "Server error: The file of the request is empty.");
-    EXPECT_TRUE(Contains(Comment("<Request><Task></Request>"), "not well-formed XML"));
+    const std::string malformed = Comment("<Request>\n<Task></Request>");
+    EXPECT_TRUE(malformed.starts_with("Server error: The request is not well-formed XML.\n")) << malformed;
+    EXPECT_FALSE(Contains(malformed, "row=")) << malformed;
     EXPECT_TRUE(Contains(Comment("<Request/>"), "no element \"Task\""));
     const std::string unknown = CommentOfTask("Ecoh");
     EXPECT_TRUE(unknown.starts_with("Server error: No component on the server does tasks of the type \"Ecoh\". Those "

@@ -3,10 +3,15 @@
 #include "ZEL_Processor/XMLTools.h"
 #include "ZelProcessorFactories.h"
 #include "com/Bstr.h"
+#include "com/ComPtr.h"
+#include "com/XmlLoad.h"
+#include "com/ZelCom.h"
+#include "exchange/HexText.h"
 #include "framework/Services.h"
 #include "framework/texts/EditDistance.h"
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
+#include "platform/Text.h"
 #include "reports/StringCodes.h"
 
 #include <algorithm>
@@ -33,6 +38,28 @@ bool IsEmptyFile(const CString& path)
     std::unique_ptr<platform::IFile> file;
     return platform::Succeeded(platform::Files().Open(path, platform::eOpenMode_ReadShared, file)) &&
            platform::Succeeded(file->GetAttributes(attributes)) && attributes.length == 0;
+}
+
+CComPtr<IXMLDOMDocument> LoadDocument(const CString& path, SXmlError& error)
+{
+    CComPtr<IXMLDOMDocument> document;
+    error.code = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER, ComIid<IXMLDOMDocument>(),
+                                     document.PutVoid());
+    if (FAILED(error.code) || !document)
+        return {};
+    static_cast<void>(document->put_async(VARIANT_FALSE));
+    return LoadXmlFile(*document, path, error) ? document : CComPtr<IXMLDOMDocument>();
+}
+
+/// What the parser says, or its number, behind where that is, as far as it tells.
+CString PlacedReason(const SXmlError& error)
+{
+    const CString words =
+        error.reason.empty() ? FormatText(L"Error 0x%lx", {HexText(error.code)}) : platform::FromUtf8(error.reason);
+    if (error.line < 1)
+        return words;
+    return FormatText(TextOf(StringCodes::kReasonPlace),
+                      {std::to_wstring(error.line), std::to_wstring(error.column), words});
 }
 
 CString ServedTypes(const CString& type, const CZelProcessorFactories& factories)
@@ -63,10 +90,10 @@ CString WhyNotTaken(const CString& path, const CZelProcessorFactories& factories
 {
     if (IsEmptyFile(path))
         return TextOf(StringCodes::kReasonEmpty);
-    CComPtr<IXMLDOMDocument> document;
-    CString errorText;
-    if (!CXMLTools::CreateXmlDomFromFile(path, document.Put(), errorText))
-        return Cut(WQ_LoadString(StringCodes::kCantParseRequest) + L"\n" + errorText, kMaxWords);
+    SXmlError error;
+    const CComPtr<IXMLDOMDocument> document = LoadDocument(path, error);
+    if (!document)
+        return Cut(WQ_LoadString(StringCodes::kCantParseRequest) + L"\n" + PlacedReason(error), kMaxWords);
     CComPtr<IXMLDOMNode> task;
     if (!CXMLTools::GetNodeByName(document.Get(), L"Task", task.Put()))
         return TextOf(StringCodes::kCantFindTaskNode);

@@ -59,6 +59,7 @@ constexpr SStringCode kReasonEmpty{160, "IDS_REASON_EMPTY"};
 constexpr SStringCode kReasonType{161, "IDS_REASON_TYPE"};
 constexpr SStringCode kReasonServed{162, "IDS_REASON_SERVED"};
 constexpr SStringCode kReasonLeftOut{163, "IDS_REASON_LEFT_OUT"};
+constexpr SStringCode kReasonPlace{164, "IDS_REASON_PLACE"};
 constexpr SStringCode kCannotBeMoved{166, "IDS_CLIENT_CANNOT_BE_MOVED"};
 
 /// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash
