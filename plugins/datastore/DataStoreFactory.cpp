@@ -1,5 +1,7 @@
+#include "framework/Log.h"
 #include "plugins/datastore/DataStoreTask.h"
 #include "plugins/datastore/Palette.h"
+#include "plugins/datastore/RequestLimits.h"
 #include "plugins/datastore/SourceWatcher.h"
 
 namespace {
@@ -23,9 +25,25 @@ protected:
     bool Write(CDataStoreTask& task, CZelXmlWriter& xml) override { return task.WriteResponse(xml); }
 };
 
+/// For a limit that is none every query will fail: whoever starts the server is told, and not its clients alone.
+bool TellOfLimits()
+{
+    SRequestLimits limits;
+    CString error;
+    const bool areGood = limits.Read(error);
+    if (!areGood)
+        Brel::Log::Write(*Brel::Log::Get("ZelProcessor"), Brel::Log::eLogLevel_Error, ZEL_SOURCE_LOCATION, error);
+    return areGood;
+}
+
 /// Makes the objects of requests; knows of changes in the data besides, and what they mean for the palette.
 class CDataStoreFactory : public CZelXmlFactoryWith<IWQ_DsEventSource, IWQ_Palette> {
 public:
+    CDataStoreFactory()
+    {
+        static const bool areLimitsGood = TellOfLimits(); // once, of the several that a start makes
+        static_cast<void>(areLimitsGood);
+    }
     HRESULT STDMETHODCALLTYPE Start(IWQ_DsEventSink* sink) override
     {
         return ZelComResult([&] { return m_watcher.Start(sink); });

@@ -45,6 +45,21 @@ TEST_F(ShippedPluginsTest, TheFolderBesideTheProgramInABuildFolderIsFound)
     EXPECT_FALSE(Contains(server.Errors(), "left out")) << server.Errors();
 }
 
+TEST_F(ShippedPluginsTest, ALimitOfQueriesThatIsNoNumberIsToldAtTheStart)
+{
+    for (const wchar_t* const name : {L"ZEL_QUERY_TIME_LIMIT", L"ZEL_QUERY_SPACE_LIMIT"}) {
+        platform::SProcessOptions options;
+        options.environment.emplace_back(name, L"abc");
+        CRunningProgram server = Start(L"zel-server", options);
+        StopServer(server);
+        const std::string told = "The variable " + platform::ToUtf8(name) + " of the server is no number from ";
+        const std::string log = server.Errors();
+        const std::size_t at = log.find(told);
+        ASSERT_NE(at, std::string::npos) << log;
+        EXPECT_EQ(log.find(told, at + 1), std::string::npos) << "once: " << log;
+    }
+}
+
 TEST_F(ShippedPluginsTest, ItIsFoundWhereverTheProgramLies)
 {
     platform::SProcessOptions options;

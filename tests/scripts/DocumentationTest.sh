@@ -41,6 +41,10 @@ check_installed_links() {
     done
     mapfile -t pages < <(find "$installed" -name '*.md' | sort)
     check_links "${pages[@]}"
+    # Who follows these has a package and no tests/: they say so where they name something of it.
+    while IFS= read -r page; do
+        complain "$page: that is not installed, and the line does not say \"of the sources\""
+    done < <(grep -n '`tests/' "$installed"/docs/installing.md "$installed"/docs/tour*.md | grep -vF 'of the sources')
 }
 
 # Whoever looks for a decision goes through the list of them.
