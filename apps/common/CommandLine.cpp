@@ -61,6 +61,17 @@ std::wstring MistakeOf(const CLI::App& app, const CLI::ParseError& error)
 
 std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstring>& arguments)
 {
+    // The parser would take the next word for the value.
+    for (const std::wstring& argument : arguments) {
+        if (argument == L"--")
+            break;
+        if (argument.starts_with(L"--") && argument.ends_with(L'=') && argument.find(L'=') == argument.size() - 1) {
+            const std::wstring option = argument.substr(0, argument.size() - 1);
+            PrintUsageError(platform::FromUtf8(app.get_name()),
+                            ShownText(CommonTexts::IDS_OPTION_NEEDS_VALUE, {option}));
+            return eExitCode_Usage;
+        }
+    }
     std::vector<std::string> reversed; // as the parser wants it
     std::ranges::transform(arguments.rbegin(), arguments.rend(), std::back_inserter(reversed), platform::ToUtf8);
     try {

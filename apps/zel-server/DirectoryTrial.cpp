@@ -56,10 +56,15 @@ platform::eOsError TryFiles(const std::wstring& directory)
     return result == platform::eOsError_FileNotFound ? platform::eOsError_None : result; // a start has tidied up
 }
 
+bool IsTrial(const std::wstring& name)
+{
+    return name.starts_with(kPrefix) && name.ends_with(kExtension);
+}
+
 void RemoveLeftTrials(const std::wstring& directory)
 {
     static_cast<void>(platform::Files().Visit(directory, [&directory](const platform::SDirectoryEntry& entry) {
-        if (!entry.isDirectory && entry.name.starts_with(kPrefix) && entry.name.ends_with(kExtension))
+        if (!entry.isDirectory && IsTrial(entry.name))
             static_cast<void>(platform::Files().Remove(platform::JoinPath(directory, entry.name)));
         return true;
     }));

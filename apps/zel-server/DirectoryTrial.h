@@ -10,6 +10,9 @@
 /// Makes a file, gives it another name and removes it.
 [[nodiscard]] platform::eOsError TryFiles(const std::wstring& directory);
 
+/// The name of what is made for a trial.
+[[nodiscard]] bool IsTrial(const std::wstring& name);
+
 /// Removes what a process left that was killed at its trial. One that is under way succeeds all the same.
 void RemoveLeftTrials(const std::wstring& directory);
 

@@ -54,7 +54,7 @@ std::wstring OperatorText(const std::wstring& function, const std::wstring& mess
     std::wstring told(lead != nullptr ? lead->told : std::wstring_view());
     told += beginning != nullptr ? beginning->told : std::wstring_view();
     told += beginning != nullptr ? text.substr(beginning->known.size()) : text;
-    if (!told.empty())
+    if (!told.empty() && told != message) // a sentence of its own may begin with the name of a file
         told.front() = static_cast<wchar_t>(std::towupper(static_cast<std::wint_t>(told.front())));
     return told;
 }

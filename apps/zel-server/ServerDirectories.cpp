@@ -213,7 +213,8 @@ bool CServerDirectories::CheckNothingForeign(const std::wstring& outputDir, std:
         error = WQ_ModuleText(ServerTexts::IDS_OUTPUT_DIR_UNREADABLE, {outputDir, platform::OsErrorText(listed)});
         return false;
     }
-    std::erase_if(entries, [](const platform::SDirectoryEntry& entry) { return entry.isDirectory; });
+    std::erase_if(entries,
+                  [](const platform::SDirectoryEntry& entry) { return entry.isDirectory || IsTrial(entry.name); });
     if (entries.empty())
         return true;
     const auto first = std::ranges::min_element(entries, {}, &platform::SDirectoryEntry::name);

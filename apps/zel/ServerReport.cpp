@@ -23,7 +23,8 @@ SServerReport::SDirectory LookAtDirectory(const std::wstring& path)
     return {path, platform::Succeeded(platform::GetDiskSpace(path, space)) ? std::optional(space) : std::nullopt};
 }
 
-/// Goes through a directory; one that cannot be read is a hindrance. Of one that is missing others tell.
+/// Goes through a directory; one that cannot be read is a hindrance. Of one that is missing others tell. Who only hands
+/// requests over need not see those of others.
 void Visit(SServerReport& report, const std::wstring& directory,
            const std::function<void(const platform::SDirectoryEntry&)>& visitor)
 {
@@ -32,7 +33,8 @@ void Visit(SServerReport& report, const std::wstring& directory,
             visitor(entry);
             return true;
         });
-    if (!platform::Succeeded(error) && !platform::IsAbsent(error))
+    const bool isDropBox = error == platform::eOsError_AccessDenied && directory == report.requestDir.path;
+    if (!platform::Succeeded(error) && !platform::IsAbsent(error) && !isDropBox)
         report.hindrances.push_back(
             ShownText(ToolTexts::IDS_DIR_UNREADABLE, {directory, platform::OsErrorText(error)}));
 }

@@ -33,7 +33,7 @@ struct SZelServerInfo {
     std::int64_t started = 0;
     std::int64_t ended = 0; ///< of the last one, when none serves: when it stopped, or was seen alive last
     /// Of one that serves: when it showed life last, by the clock of the file system. zel-server does so every ten
-    /// seconds; one that is stopped, or hangs in its file system, holds its lock and does not.
+    /// seconds; one that is stopped, or hangs in its file system, holds its lock and does not. 0 with --strict.
     std::int64_t seen = 0;
     bool hasStopped = false; ///< it said so itself; else it was killed, or the machine went down
 

@@ -20,6 +20,17 @@ protected:
     }
 };
 
+TEST_F(DirectoryTrialTest, WhatATrialLeftThatWasKilledKeepsNoServerFromStarting)
+{
+    Write(InOutput(L".zel-server-{1}.tmp"), "");
+    CRunningProgram server = StartServer();
+    StopServer(server);
+    EXPECT_FALSE(platform::PathExists(InOutput(L".zel-server-{1}.tmp")));
+    Write(InOutput(L"somebody's.txt"), "");
+    EXPECT_EQ(platform::Files().RemoveEmptyDirectory(InOutput(L"Queue")), platform::eOsError_None);
+    EXPECT_TRUE(Contains(ServerResult(DirectoryArguments()).errors, "somebody's.txt")) << "others count";
+}
+
 TEST_F(DirectoryTrialTest, FilesThatCannotBePrivateAreNamedWithTheOption)
 {
     testsupport::CFaultyFiles files;

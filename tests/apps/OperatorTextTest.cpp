@@ -4,7 +4,8 @@
 
 TEST(OperatorTextTest, ASentenceStaysAsItIs)
 {
-    for (const wchar_t* text : {L"Request /out/Queue/a.drq failed", L"Access denied", L"C:\\in is a directory", L""})
+    for (const wchar_t* text :
+         {L"Request /out/Queue/a.drq failed", L"Access denied", L"C:\\in is a directory", L"birds.drq is empty", L""})
         EXPECT_EQ(OperatorText(L"CZelProcessorServer::ExecuteRequest()", text), text);
 }
 

@@ -145,6 +145,8 @@ TEST_F(ToolOptionsTest, EveryMistakeInEveryCommandIsOneSentenceAndOneHint)
         {L"list", L"--request-dir"},
         {L"list", L"--request-dir", L""},
         {L"list", L"--output-dir="},
+        {L"--output-dir=", L"list"},
+        {L"send", L"--name=", L"a.drq", L"b.drq"},
         {L"list", L"--client-dir", L""},
         {L"list", L"--server-timeout", L"nan"},
         {L"list", L"--server-timeout", L"inf"},

@@ -34,7 +34,7 @@ TEST_F(RemovedOutputTest, AnOutputDirectoryIsMadeAgainWithItsClaim)
 TEST_F(RemovedOutputTest, ATaskThatGoesOnReportingFillsNoLog)
 {
     CRunningProgram server = StartServer();
-    ASSERT_EQ(Zel({L"send", MakeRequest(L"a.drq", L"Type='Sleep' Milliseconds='3000' Steps='300'")}).code, 0);
+    ASSERT_EQ(Zel({L"send", MakeRequest(L"a.drq", L"Type='Sleep' Milliseconds='8000' Steps='400'")}).code, 0);
     ASSERT_TRUE(server.WaitForErrors("{a.drq} Started"));
     RemoveOutput();
     ASSERT_TRUE(server.WaitForErrors("{a.drq} Ended"));

@@ -110,7 +110,7 @@ TEST_F(RequestRun, ARequestThatCanNotBeTakenAwayIsAskedForOnceAndDone)
     m_host.ExpectReport(ReportLines::kCantDeleteRequest, m_path);
 }
 
-TEST_F(RequestRun, OneThatHasAnotherNameIsTriedForATenthOfASecond)
+TEST_F(RequestRun, OneThatHasAnotherNameIsTriedForAQuarterOfASecond)
 {
     if (!GiveASecondName())
         GTEST_SKIP() << kNoSecondNames;
@@ -122,8 +122,8 @@ TEST_F(RequestRun, OneThatHasAnotherNameIsTriedForATenthOfASecond)
         return platform::eOsError_SharingViolation;
     };
     EXPECT_TRUE(Run());
-    EXPECT_EQ(asked, 101);
-    EXPECT_EQ(clock.Sleeps(), 100U);
+    EXPECT_EQ(asked, 251);
+    EXPECT_EQ(clock.Sleeps(), 250U);
     m_host.ExpectBox(m_path);
     m_host.ExpectReport(ReportLines::kCantDeleteRequest, m_path);
 }
@@ -151,7 +151,7 @@ TEST_F(RequestRun, ButNotForEver)
     testsupport::CManualClock clock;
     const platform::CScopedOs os(nullptr, &clock);
     EXPECT_EQ(Failure(), RootApp_RSC_CStr(104, "IDS_SERVER_ERROR_UNKNOWN_REQUEST_FORMAT"));
-    EXPECT_EQ(m_looks, 21);
+    EXPECT_EQ(m_looks, 251);
 }
 
 TEST_F(RequestRun, WhyNoPlugInTakesItIsToldWhenItIsWanted)

@@ -118,8 +118,19 @@ TEST_F(RequestListenerTest, AScanThatFailedIsReportedOnceAndMadeUpForUnasked)
     EXPECT_TRUE(IsWaiting(L"a.drq"));
 }
 
-TEST_F(RequestListenerTest, AWatchThatCannotBeKeptUpIsReportedOnceAndItsReturnIsLogged)
+TEST_F(RequestListenerTest, AWatchThatCannotBeKeptUpIsReportedAtEachTry)
 {
+    m_files.FailCall(testsupport::eFileCall_Rearm, 1, platform::eOsError_FileNotFound, 2);
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_listener.Start();
+    Send(L"a.drq");
+    EXPECT_TRUE(IsTakenInSomeSteps(L"a.drq"));
+    EXPECT_EQ(m_host.TakeReports().size(), 2U);
+}
+
+TEST_F(RequestListenerTest, AnOperatorIsToldOnceThatAWatchCannotBeKeptUpAndThatItCanAgain)
+{
+    m_settings.m_options.tellStory = true;
     const platform::CScopedOs os(&m_files, nullptr);
     for (int times = 0; times < 2; ++times) {
         m_files.FailCall(testsupport::eFileCall_Rearm, 1, platform::eOsError_FileNotFound, 2);

@@ -8,6 +8,7 @@
 #include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 
@@ -17,6 +18,9 @@ namespace {
 
 constexpr const wchar_t* kCommandPrefix = L"ZEL_PROCESSOR_COMMAND";
 constexpr auto kPoll = 10ms;
+constexpr auto kWithdrawPatience = 500ms;
+/// Nobody who is to stop waits longer for the server's answer to his farewell, however long he waits for others.
+constexpr std::chrono::milliseconds kLongestFarewell = 10s;
 
 /// The words of the system where it is what failed.
 CString TextOf(HRESULT result)
@@ -94,7 +98,9 @@ eZelProcRequestStatus CClientState::SendCommand(const CString& requestPath, eCom
 eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eCommandType type)
 {
     const std::chrono::nanoseconds start = platform::Clock().Steady();
-    const auto isInTime = [&] { return platform::Clock().Steady() - start <= m_commandTimeout; };
+    const std::chrono::milliseconds timeout =
+        type == eCommandType_UnregisterClient ? std::min(m_commandTimeout, kLongestFarewell) : m_commandTimeout;
+    const auto isInTime = [&] { return platform::Clock().Steady() - start <= timeout; };
     // A status that somebody keeps open must not hold the command up for longer than a server that does not answer.
     const auto goOn = [&] { return isInTime() && (!m_goOn || m_goOn()); };
     // A client that is to stop has to say its farewell all the same.
@@ -106,12 +112,14 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
         Protocol::RemoveFileWhenFree(m_paths.Status(commandFile));
         return result;
     };
-    // Either this removes it or a server moves it away, and never both.
+    // Either this removes it or a server moves it away, and never both. A scanner of new files lets go soon.
     const auto withdraw = [&] {
+        const std::chrono::nanoseconds patienceEnd = platform::Clock().Steady() + kWithdrawPatience;
+        const auto patience = [patienceEnd] { return platform::Clock().Steady() < patienceEnd; };
         // Whoever tries again and again must not leave as many commands for the next server.
         const bool isAnotherTry = m_bRegistersAgain && type == eCommandType_RegisterClient;
         if (isAnotherTry || (m_bWithdraws && type != eCommandType_UnregisterClient))
-            m_bWithdrawn = platform::Succeeded(platform::Files().Remove(sentFile));
+            m_bWithdrawn = platform::Succeeded(Protocol::RemoveWhenFree(sentFile, patience));
     };
     const auto fail = [&](long line, const wchar_t* function, const wchar_t* format, eZelProcRequestStatus result) {
         std::vector<CString> arguments = Outcome(type, status);
@@ -128,11 +136,12 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
             return fail(ReportLines::kCommandFailed, L"CZelProcessorClient::SendCommand ERROR",
                         L"SendMessageToServer(eCommType=%s) != eRequestStatus_Done, eStatus=%s %s\n  %s", status);
         const bool isOver = isStopped();
-        if (isOver || !isInTime())
+        const bool isLate = !isInTime();
+        if (isOver || isLate)
             withdraw();
         if (isOver)
             return end(eRequestStatus_NotIntialized);
-        if (!isInTime())
+        if (isLate)
             return fail(ReportLines::kCommandTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
                         L"SendMessageToServer(eCommType=%s) TIMEOUT , eStatus=%s %s\n  %s",
                         eRequestStatus_ServerTimeout);

@@ -94,7 +94,10 @@ bool CClientState::ListenDsEvents()
         ShowPresence();
     if (m_watcher.Start(m_paths.m_strOutputDir, m_watchOptions))
         return true;
-    Explain(m_paths.m_strOutputDir, m_watcher.WatchError());
+    if (platform::Succeeded(m_watcher.WatchError()))
+        Explain(m_paths.m_strOutputDir + L": the thread that looks at its changes did not start in time");
+    else
+        Explain(m_paths.m_strOutputDir, m_watcher.WatchError());
     return false;
 }
 

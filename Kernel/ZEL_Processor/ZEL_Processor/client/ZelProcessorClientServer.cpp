@@ -75,7 +75,8 @@ SZelServerInfo CClientState::GetServerInfo() const
     }
     info.presence = presence;
     info.hasStopped = info.ended != 0;
-    if (presence == eServerPresence_Serves)
+    if (presence == eServerPresence_Serves &&
+        info.started != 0) // one that tells nothing of itself shows no life either
         info.seen = SecondsOfChange(processFile);
     if (presence == eServerPresence_None && !info.hasStopped) {
         for (const CString& path : {infoFile, processFile, m_paths.InOwnFolder(Protocol::kClaimFile)})

@@ -19,12 +19,17 @@
 
 namespace {
 
+/// Who moves another name may be left without a processor for some time slices, and the sender of such files costs
+/// others no more by it than by a task of a quarter of a second.
+constexpr std::chrono::milliseconds kPatienceBesideOtherNames{250};
+
 /// Another name of a file may be on its way into the queue, which keeps everybody off the file for an instant.
 template <class Attempt>
-bool TryBesideOtherNames(const CString& path, int moreTries, const Attempt& attempt)
+bool TryBesideOtherNames(const CString& path, const Attempt& attempt)
 {
-    for (int tries = 0; !attempt(); ++tries) {
-        if (tries == moreTries || !platform::HasSeveralNames(path))
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kPatienceBesideOtherNames;
+    while (!attempt()) {
+        if (platform::Clock().Steady() >= end || !platform::HasSeveralNames(path))
             return false;
         platform::Clock().SleepFor(std::chrono::milliseconds(1));
     }
@@ -82,7 +87,7 @@ bool CRequestRun::ReadRequest()
     if (IsCanceled())
         return false;
     Report(StringCodes::kReadingRequest, eRequestStatus_Parsing);
-    const bool isKnown = TryBesideOtherNames(m_requestPath, 20, [&] {
+    const bool isKnown = TryBesideOtherNames(m_requestPath, [&] {
         m_request = m_factories.FindRequest(m_requestPath.c_str());
         return static_cast<bool>(m_request);
     });
@@ -137,8 +142,7 @@ void CRequestRun::DeleteRequestFile()
         return platform::Succeeded(m_removeRequest ? m_removeRequest(m_requestPath)
                                                    : platform::Files().Remove(m_requestPath));
     };
-    // A file that stays would keep its name from being used again: worth a tenth of a second on a busy machine.
-    if (TryBesideOtherNames(m_requestPath, 100, remove))
+    if (TryBesideOtherNames(m_requestPath, remove)) // a file that stays would keep its name from being used again
         return;
     const CString text = FormatText(TextOf(StringCodes::kCantDeleteRequestFile), {m_requestPath});
     WQ_MessageBox(text, eMessageStyle_Warning);

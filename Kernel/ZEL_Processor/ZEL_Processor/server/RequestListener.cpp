@@ -149,12 +149,13 @@ bool CRequestListener::RearmWatch()
     const platform::eOsError error = m_taker.PassedOver().IsEmpty() ? Watch().Rearm() : Watch().RearmNaming(closed);
     m_taker.PassedOver().AddClosed(closed);
     if (platform::Succeeded(error)) {
-        if (std::exchange(m_bRearmFailed, false))
+        if (std::exchange(m_bRearmFailed, false) && m_settings.m_options.tellStory)
             Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION,
                              L"The request directory can be watched again: " + m_settings.m_paths.m_strRequestDir);
         return true;
     }
-    if (!std::exchange(m_bRearmFailed, true)) // once, not with every new try
+    const bool isTold = std::exchange(m_bRearmFailed, true);
+    if (!isTold || !m_settings.m_options.tellStory) // for an operator once, not with every new try
         ReportWatchError(ReportLines::kRequestDirNotRearmed, L"FindNextChangeNotification failed.\n", error);
     // The change stays signalled, so the next wait would not wait: without this pause a lost directory costs a core.
     static_cast<void>(m_evStop.WaitFor(kListenTimeout));

@@ -7,6 +7,7 @@
 #include "platform/FolderRemoval.h"
 #include "platform/Os.h"
 #include "platform/ReliableWatch.h"
+#include "platform/Trust.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -45,7 +46,8 @@ inline constexpr std::size_t kMaxFolderNames = 10'000;
 {
     const std::wstring path = platform::JoinPath(folder, kOwnerFile);
     std::string content;
-    return platform::Succeeded(
+    return platform::IsFileOfThisUser(path) &&
+           platform::Succeeded(
                platform::ReadWholeFile(path, platform::eOpenMode_ReadExclusive, content, startId.size())) &&
            content == startId;
 }
@@ -67,12 +69,16 @@ inline void removeDeadFolders(const std::wstring& parent, const std::wstring& ow
         const std::wstring path = platform::JoinPath(parent, entry.name);
         if (entry.isDirectory && entry.name.starts_with(kFolderPrefix) && path != own)
             folders.push_back(path);
-        return ++looks < kMaxLooks && folders.size() < kMaxFolders;
+        return ++looks < kMaxLooks;
     }));
+    std::size_t removed = 0;
     for (const std::wstring& folder : folders) {
         platform::FileOwner owner;
-        if (platform::Succeeded(platform::Files().GetOwner(folder, owner)) && owner == user && isDead(folder, startId))
+        if (removed < kMaxFolders && platform::Succeeded(platform::Files().GetOwner(folder, owner)) && owner == user &&
+            isDead(folder, startId)) {
             static_cast<void>(platform::RemoveFolder(folder, kMaxFolderNames));
+            ++removed;
+        }
     }
 }
 
