@@ -24,7 +24,7 @@ check_links() { # page...
             [[ -z $file ]] && file=$page || file=$(dirname -- "$page")/$file
             if [[ ! -e $file ]]; then
                 complain "$page: the link $target leads nowhere"
-            elif [[ -n $anchor ]] && ! anchors "$file" | grep -qxF -- "$anchor"; then
+            elif [[ -n $anchor ]] && ! anchors "$file" | grep -xF -- "$anchor" >/dev/null; then
                 complain "$page: the link $target names no heading"
             fi
         done < <(sed '/^```/,/^```/d' "$page" | grep -oP '\]\(\K[^)\s]+' | grep -v '^[a-z]*://')
@@ -66,7 +66,7 @@ check_cases() {
         fi
         for name in ${names//,/ }; do
             count=$((count + 1))
-            tr '\n' ' ' <"tests/$file" | grep -qE "TEST(_F|_P)?\([A-Za-z0-9_]+, *$name\)|(^| )$name\(\) \{" ||
+            tr '\n' ' ' <"tests/$file" | grep -E "TEST(_F|_P)?\([A-Za-z0-9_]+, *$name\)|(^| )$name\(\) \{" >/dev/null ||
                 complain "docs/security.md: tests/$file has no $name"
         done
     done < <(grep -oP '`\K[A-Za-z0-9_/]+\.(cpp|sh): [^`]+' docs/security.md)

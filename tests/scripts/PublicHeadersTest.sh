@@ -8,7 +8,7 @@ cd -- "$root"
 mapfile -t headers < <(grep -v '^#' cmake/PublicHeaders.txt)
 
 is_public() { # header
-    printf '%s\n' "${headers[@]}" | grep -qxF -- "$1"
+    grep -qxF -- "$1" cmake/PublicHeaders.txt
 }
 
 check_list() {

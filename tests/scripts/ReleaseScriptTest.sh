@@ -115,7 +115,7 @@ grep -qx 'scripts/package --check-reproducible' "$CALLS" || fail "it does not co
 [[ $(git -C "$tree" rev-parse "v$version^{commit}") == "$(git -C "$tree" rev-parse HEAD)" ]] || fail "the tag is elsewhere"
 (cd "$tree/build/packages" && sha256sum --quiet -c SHA256SUMS) || fail "the sums are wrong"
 (($(wc -l <"$tree/build/packages/SHA256SUMS") == 2)) || fail "there are other sums than two"
-git -C "$tree" tag -l --format '%(contents)' | grep -qxF -- "$(head -n 1 "$tree/build/packages/SHA256SUMS")" ||
+git -C "$tree" tag -l --format '%(contents)' | grep -xF -- "$(head -n 1 "$tree/build/packages/SHA256SUMS")" >/dev/null ||
     fail "the tag lacks the sums"
 
 git -C "$tree" tag -d "v$version" >/dev/null

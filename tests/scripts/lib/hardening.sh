@@ -38,7 +38,7 @@ pe_faults() {
     done
     # Without it the file stays where it wants to lie, whatever the flags say.
     [[ $sections == *' .reloc '* ]] || echo "no relocations"
-    ! grep ' CODE' <<<"$sections" | grep -qv READONLY || echo "a section is writable and executable"
+    ! grep ' CODE' <<<"$sections" | grep -v READONLY >/dev/null || echo "a section is writable and executable"
     [[ $symbols == *__stack_chk_fail* ]] || echo "no stack protector"
     [[ ${2-} != fortified ]] || grep -Eq '__[a-z]+_chk$' <<<"$symbols" || echo "no checked functions"
     ! grep -q 'DLL Name: libssp' <<<"$header" || echo "needs a DLL for its checks"
