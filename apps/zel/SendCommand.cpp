@@ -5,6 +5,7 @@
 #include "apps/zel/RequestNames.h"
 #include "apps/zel/Sender.h"
 #include "platform/FileSystem.h"
+#include "platform/Installation.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 
@@ -115,8 +116,11 @@ eExitCode CSendCommand::TryTarget(CToolSession& session) const
         return eExitCode_Usage;
     eExitCode code = eExitCode_Done;
     for (const SItem& item : m_items) {
+        const std::wstring file = CReceiver::TargetFor(target, item.name);
         std::wstring error;
-        if (!CReceiver::TryTarget(CReceiver::TargetFor(target, item.name), error))
+        if (!m_bMove && item.source != kStandardStream && platform::IsSameFile(file, item.source))
+            error = ShownText(ToolTexts::IDS_RESPONSE_OVER_REQUEST, {item.source});
+        if (!error.empty() || !CReceiver::TryTarget(file, error))
             code = session.FailWithHint(item.name, error);
     }
     return code;

@@ -56,6 +56,23 @@ TEST_F(SendCommandTest, MoveTakesTheFileAway)
     EXPECT_TRUE(platform::PathExists(InRequests(L"a.drq")));
 }
 
+TEST_F(SendCommandTest, NothingIsSentWhoseResponseWouldReplaceTheRequest)
+{
+    CRunningProgram server = StartServer();
+    const std::wstring file = MakeEcho(L"a.drq", L"x");
+    const std::string request = Read(file);
+    for (const std::wstring& target : {m_strHome, file}) {
+        const SProgramResult result = Zel({L"send", file, L"-o", target});
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(Contains(result.errors, "the response would replace the request '")) << result.errors;
+        EXPECT_EQ(Read(file), request);
+        EXPECT_EQ(Zel({L"status", L"a.drq", L"--json"}).Objects()[0]["status"], 4) << "not requested";
+    }
+    EXPECT_EQ(Zel({L"send", file, L"--move", L"-o", file}).code, 0) << "it goes before its response comes";
+    EXPECT_EQ(Read(file), EchoResponse("x"));
+    StopServer(server);
+}
+
 TEST_F(SendCommandTest, NameReplacesTheFilesOwn)
 {
     const std::wstring file = InHome(L"notes.txt");
