@@ -44,6 +44,16 @@ protected:
 
 } // namespace
 
+TEST_F(FaceReasons, WithoutADirectoryNothingIsMadeAnywhere)
+{
+    const zel::Client client(zel::Options{});
+    const auto sent = client.send(zel::Text{"<Request/>"}, "a.drq");
+    ASSERT_FALSE(sent);
+    EXPECT_EQ(sent.error().code, zel::Code::fileError);
+    EXPECT_EQ(sent.error().reason, "no directory for requests was given");
+    EXPECT_FALSE(client.listen());
+}
+
 TEST_F(FaceReasons, ARequestThatIsNotHandedOver)
 {
     const std::wstring target = In(m_requestDir, L"a.drq");

@@ -105,6 +105,8 @@ public:
         const std::lock_guard lock(m_mutex);
         if (m_isMade)
             return {};
+        if (m_parent.empty()) // or it would be the root of everything
+            return Error{Code::fileError, "no directory for requests was given"};
         std::error_code error;
         if (!std::filesystem::create_directory(pathOf(m_path), error))
             return Error{error ? Code::fileError : Code::systemError,
