@@ -1,10 +1,12 @@
 #!/bin/bash
 # The tour for application developers is what a newcomer copies: each piece of C++ on the page compiles as it stands
 # against an installed copy, for both systems; the first one, and the program of all the others, are built and run by
-# the page's own commands and print what the page shows.
+# the page's own commands and print what the page shows: from the packages, on a copy of this system, or without root
+# from the installed copy.
 set -euo pipefail
 
 source "$(dirname -- "${BASH_SOURCE[0]}")/lib/workplace.sh"
+source "$root/tests/scripts/lib/copy.sh"
 source "$root/tests/scripts/lib/tour.sh"
 page=$root/docs/tour-application.md
 
@@ -101,6 +103,33 @@ run_page() { # prefix
         complain "not one line with the reason: $(cat "$work/failed.txt")"
 }
 
+# Inside the copy.
+follow_installed() {
+    work=/srv/zel-tour server='' failures=0
+    dpkg -i "$work"/build/packages/*.deb >/dev/null
+    run_page /usr
+    ((failures == 0))
+}
+
+follow_page() {
+    local code=77
+    if [[ $(id -u) == 0 ]]; then
+        mkdir -p "$work/moved"
+        cp -r "$work"/{cmake,cpp,sh,text} "$work/moved"
+        make_packages
+        code=0
+        in_copy "$(declare -f follow_installed run_page run_pieces tour_prints complain stop)
+            follow_installed" >"$work/copy.log" 2>&1 </dev/null || code=$?
+    fi
+    if ((code == 77)); then
+        echo "not followed from the packages: that takes root and a system that can be copied"
+        run_page "$work/prefix"
+    elif ((code != 0)); then
+        cat "$work/copy.log"
+        complain "the page does not say what happens with the packages, exit code $code"
+    fi
+}
+
 if ! command -v sqlite3 >/dev/null; then
     echo "the tour was not followed: there is no sqlite3, which changes the data"
     exit 77
@@ -114,7 +143,7 @@ compile_blocks g++ "$work/prefix"
 if command -v clang++-14 >/dev/null; then
     compile_blocks clang++-14 "$work/prefix"
 fi
-run_page "$work/prefix"
+follow_page
 if [[ -e $mingw/bin/ZEL_Processor.dll ]]; then
     logged install-windows cmake --install "$mingw" --prefix "$work/windows"
     compile_blocks x86_64-w64-mingw32-g++-posix "$work/windows" -DUNICODE -D_UNICODE -DNOMINMAX -D_WIN32_WINNT=0x0A00

@@ -6,6 +6,7 @@
 set -euo pipefail
 
 source "$(dirname -- "${BASH_SOURCE[0]}")/lib/workplace.sh"
+source "$root/tests/scripts/lib/copy.sh"
 source "$root/tests/scripts/lib/tour.sh"
 
 # What the copy lacks: a service manager that runs. It does for the unit of the packages what matters to a reader.
@@ -102,18 +103,8 @@ follow() { # page
     local name code=0
     name=$(basename -- "$1" .md)
     tour_blocks "$1" "$work/moved/blocks/$name"
-    # shellcheck disable=SC2016 # expanded by the inner shell
-    unshare -m -p -f bash -euc '
-        mount -t tmpfs tmpfs "$1/system"
-        cd "$1/system"
-        mkdir upper work root
-        mount -t overlay overlay -o lowerdir=/,upperdir=upper,workdir=work root || exit 77
-        mount --bind /dev root/dev
-        mount -t proc proc root/proc
-        cp -r "$1/moved" root/srv/zel-tour
-        exec chroot root bash -euo pipefail -c "$2; follow_there /srv/zel-tour $3"' \
-        _ "$work" "$(declare -f follow_there tour_run tour_beside tour_wait tour_prints tour_failed)" "$name" \
-        >"$work/$name.log" 2>&1 </dev/null || code=$?
+    in_copy "$(declare -f follow_there tour_run tour_beside tour_wait tour_prints tour_failed)
+        follow_there /srv/zel-tour $name" >"$work/$name.log" 2>&1 </dev/null || code=$?
     if ((code == 77)); then
         echo "the tours were not followed: this system can't be copied for it"
         exit 77
@@ -131,9 +122,7 @@ if [[ $(id -u) != 0 ]]; then
 fi
 pages=("$@")
 ((${#pages[@]})) || pages=("$root/docs/tour-operator.md" "$root/docs/tour-plugin.md")
-mkdir -p "$work/system" "$work/moved/build"
-logged pack cpack --config "$build/CPackConfig.cmake" -B "$work/moved/build/packages" -D CPACK_DEBIAN_COMPRESSION_TYPE=gzip
-rm -rf "$work/moved/build/packages/_CPack_Packages"
+make_packages
 service_manager >"$work/moved/systemctl"
 journal >"$work/moved/journalctl"
 chmod -R a+rX "$work/moved"
