@@ -10,6 +10,7 @@
 #include "platform/Text.h"
 #include "platform/Trust.h"
 
+#include "platform/NeverDestroyed.h"
 #include <algorithm>
 
 namespace {
@@ -205,6 +206,6 @@ public:
 
 IComponentRegistry& ManifestComponentRegistry()
 {
-    static CManifestRegistry registry;
-    return registry;
+    static CNeverDestroyed<CManifestRegistry> registry;
+    return registry.Get();
 }

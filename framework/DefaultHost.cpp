@@ -2,12 +2,12 @@
 
 #include "framework/Language.h"
 #include "framework/Log.h"
-#include "framework/NeverDestroyed.h"
 #include "framework/Services.h"
 #include "framework/crash/CrashReportWriter.h"
 #include "framework/log/LogRegistry.h"
 #include "framework/texts/TextTable.h"
 #include "platform/FaultMutex.h"
+#include "platform/NeverDestroyed.h"
 #include "platform/Text.h"
 
 #include <set>

@@ -1,7 +1,7 @@
 #include "framework/Host.h"
 
 #include "framework/DefaultHost.h"
-#include "framework/NeverDestroyed.h"
+#include "platform/NeverDestroyed.h"
 
 #include <atomic>
 

@@ -1,8 +1,8 @@
 #include "framework/RootApp.h"
 
 #include "framework/Language.h"
-#include "framework/NeverDestroyed.h"
 #include "platform/Mutex.h"
+#include "platform/NeverDestroyed.h"
 #include "platform/Text.h"
 
 #include <atomic>

@@ -1,6 +1,7 @@
 #include "platform/Thread.h"
 
 #include "platform/Mutex.h"
+#include "platform/NeverDestroyed.h"
 #include "platform/Os.h"
 #include "platform/ThreadName.h"
 
@@ -184,8 +185,8 @@ unsigned CThread::ExitCode() const
 
 IThreads& SystemThreads()
 {
-    static CSystemThreads threads;
-    return threads;
+    static CNeverDestroyed<CSystemThreads> threads;
+    return threads.Get();
 }
 
 } // namespace platform

@@ -8,6 +8,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 
+#include "platform/NeverDestroyed.h"
 #include <cwchar>
 #include <iterator>
 
@@ -243,6 +244,6 @@ public:
 
 IComponentRegistry& SystemComponentRegistry()
 {
-    static CSystemRegistry registry;
-    return registry;
+    static CNeverDestroyed<CSystemRegistry> registry;
+    return registry.Get();
 }

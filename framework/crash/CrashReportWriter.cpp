@@ -2,12 +2,12 @@
 
 #include "com/ComponentModule.h"
 #include "framework/Exceptions.h"
-#include "framework/NeverDestroyed.h"
 #include "framework/log/LogText.h"
 #include "platform/FileSystem.h"
 #include "platform/LastWords.h"
 #include "platform/Module.h"
 #include "platform/Mutex.h"
+#include "platform/NeverDestroyed.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"

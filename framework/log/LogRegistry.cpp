@@ -1,7 +1,7 @@
 #include "framework/log/LogRegistry.h"
 
-#include "framework/NeverDestroyed.h"
 #include "framework/log/LogOutput.h"
+#include "platform/NeverDestroyed.h"
 
 #include <spdlog/logger.h>
 

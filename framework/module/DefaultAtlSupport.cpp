@@ -3,8 +3,8 @@
 #include "com/ComObject.h"
 #include "com/Registration.h"
 #include "framework/ComModule.h"
-#include "framework/NeverDestroyed.h"
 #include "framework/WorkerThread.h"
+#include "platform/NeverDestroyed.h"
 
 #include <algorithm>
 #include <atomic>

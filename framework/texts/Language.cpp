@@ -1,9 +1,9 @@
 #include "framework/Language.h"
 
-#include "framework/NeverDestroyed.h"
 #include "framework/texts/TextTable.h"
 #include "platform/Language.h"
 #include "platform/Mutex.h"
+#include "platform/NeverDestroyed.h"
 #include "platform/Text.h"
 
 #include <algorithm>

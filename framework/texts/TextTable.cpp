@@ -1,8 +1,8 @@
 #include "framework/texts/TextTable.h"
 
-#include "framework/NeverDestroyed.h"
 #include "framework/Services.h"
 #include "platform/Mutex.h"
+#include "platform/NeverDestroyed.h"
 #include "platform/Text.h"
 
 #include "SystemTexts.h"

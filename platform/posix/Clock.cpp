@@ -1,5 +1,6 @@
 #include "platform/Clock.h"
 
+#include "platform/NeverDestroyed.h"
 #include "platform/Os.h"
 
 #include <ctime>
@@ -46,8 +47,8 @@ public:
 
 IClock& SystemClock()
 {
-    static CSystemClock clock;
-    return clock;
+    static CNeverDestroyed<CSystemClock> clock;
+    return clock.Get();
 }
 
 } // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/FileSystem.h"
 
+#include "platform/NeverDestroyed.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/posix/DirectorySync.h"
@@ -213,8 +214,8 @@ public:
 
 IFileSystem& SystemFiles()
 {
-    static posix::CFileSystem files;
-    return files;
+    static CNeverDestroyed<posix::CFileSystem> files;
+    return files.Get();
 }
 
 } // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/Clock.h"
 
+#include "platform/NeverDestroyed.h"
 #include "platform/Os.h"
 #include "platform/win32/SystemError.h"
 
@@ -63,8 +64,8 @@ public:
 
 IClock& SystemClock()
 {
-    static CWin32Clock clock;
-    return clock;
+    static CNeverDestroyed<CWin32Clock> clock;
+    return clock.Get();
 }
 
 } // namespace platform

@@ -1,6 +1,7 @@
 #include "platform/FileSystem.h"
 
 #include "platform/DeferredSync.h"
+#include "platform/NeverDestroyed.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/win32/DirectoryWatch.h"
@@ -282,8 +283,8 @@ private:
 
 IFileSystem& SystemFiles()
 {
-    static win32::CWin32FileSystem fileSystem;
-    return fileSystem;
+    static CNeverDestroyed<win32::CWin32FileSystem> fileSystem;
+    return fileSystem.Get();
 }
 
 } // namespace platform

@@ -6,8 +6,8 @@
 #include "com/Components.h"
 #include "com/Guid.h"
 #include "com/ModuleClasses.h"
-#include "framework/NeverDestroyed.h"
 #include "platform/Mutex.h"
+#include "platform/NeverDestroyed.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 
