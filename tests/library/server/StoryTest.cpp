@@ -1,6 +1,8 @@
 #include "server/Story.h"
 
+#include "framework/Services.h"
 #include "platform/Text.h"
+#include "reports/StringCodes.h"
 #include "tests/library/server/RunFixture.h"
 
 using namespace std::chrono_literals;
@@ -58,6 +60,12 @@ TEST_F(StoryTest, AFailureIsAnErrorWithItsReason)
     const testsupport::SLogLine line = Line();
     EXPECT_EQ(line.text, L"Ended: ServerError after 1.250 s, no progress told: no such table");
     EXPECT_EQ(line.level, Brel::Log::eLogLevel_Error);
+}
+
+TEST_F(StoryTest, AFailureIsNotCalledOneTwice)
+{
+    End(eRequestStatus_ServerError, (TextOf(StringCodes::kServerError) + L"no such table").c_str(), L"");
+    EXPECT_EQ(Line().text, L"Ended: ServerError after 1.250 s, no progress told: no such table");
 }
 
 TEST_F(StoryTest, WhatOthersWroteIsCut)

@@ -2,10 +2,12 @@
 
 #include "ZEL_Processor/ZelProcessorEnums.h"
 #include "framework/Log.h"
+#include "framework/Services.h"
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
 #include "protocol/ZelProcessorProgressStatusFile.h"
 #include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -53,6 +55,14 @@ CString WordOf(eZelProcRequestStatus status)
     return name.substr(name.find(L'_') + 1);
 }
 
+/// Of a failed request, without the words that say no more than its status.
+CString ReasonOf(const CZelProcessorProgressStatusFile& status)
+{
+    const CString comment = status.GetCommentValue();
+    const CString label = TextOf(StringCodes::kServerError);
+    return comment.starts_with(label) ? comment.substr(label.size()) : comment;
+}
+
 } // namespace
 
 void TellReceived(const CString& queuePath)
@@ -82,7 +92,7 @@ void TellEnded(const CZelProcessorProgressStatusFile& status, const CString& typ
     if (ended == eRequestStatus_Done)
         text += L", a response " + LengthText(responsePath);
     if (ended == eRequestStatus_ServerError)
-        return Tell(text + L": " + OneLine(status.GetCommentValue()), Brel::Log::eLogLevel_Error);
+        return Tell(text + L": " + OneLine(ReasonOf(status)), Brel::Log::eLogLevel_Error);
     Tell(text);
 }
 
