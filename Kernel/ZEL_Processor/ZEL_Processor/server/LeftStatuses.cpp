@@ -112,6 +112,8 @@ void CLeftStatuses::PutOff(const SStatus& status)
 
 void CLeftStatuses::TryAgain()
 {
+    if (IsEmpty())
+        return; // as at nearly every turn: nobody's clock is asked for it
     constexpr auto never = std::chrono::nanoseconds::max();
     const std::chrono::nanoseconds now = platform::Clock().Steady();
     {
