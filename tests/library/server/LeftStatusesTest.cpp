@@ -24,11 +24,31 @@ TEST_F(LeftStatusesTest, AStatusThatWasLeftIsWrittenWhenItsFileIsFree)
     EXPECT_FALSE(left.IsEmpty());
     stranger.reset();
     left.TryAgain();
-    EXPECT_EQ(Read(m_path), "") << "only once a second";
-    m_clock.Advance(1s);
+    EXPECT_EQ(Read(m_path), "") << "not at once again";
+    m_clock.Advance(CLeftStatuses::kShortestPause);
     left.TryAgain();
     EXPECT_EQ(Read(m_path), "last");
     EXPECT_TRUE(left.IsEmpty());
+}
+
+TEST_F(LeftStatusesTest, AHeldStatusIsTriedOftenAtFirstAndOnceASecondInTheEnd)
+{
+    testsupport::CFaultyFiles files;
+    files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation);
+    const platform::CScopedOs os(&files, &m_clock);
+    CLeftStatuses left;
+    left.Leave(m_path, "last");
+    const std::chrono::nanoseconds start = m_clock.Steady();
+    const auto triesUntil = [&](std::chrono::seconds end) {
+        for (files.ForgetCalls(); m_clock.Steady() - start < end; m_clock.Advance(left.UntilNextTry())) {
+            left.TryAgain();
+            EXPECT_GT(left.UntilNextTry(), 0ms);
+        }
+        return files.Count(testsupport::eFileCall_Open);
+    };
+    EXPECT_EQ(triesUntil(1s), 10U);
+    EXPECT_GE(triesUntil(10s), 20U) << "before its client gives up";
+    EXPECT_EQ(triesUntil(1000s), 990U);
 }
 
 TEST_F(LeftStatusesTest, WhileOneTriesTheOthersGoOn)

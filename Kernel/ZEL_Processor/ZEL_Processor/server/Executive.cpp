@@ -24,8 +24,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kManualPoll = 200ms;
-/// How soon a status that had to wait is written when its file is let go and nothing else is done.
-constexpr auto kLeftPoll = 500ms;
 
 } // namespace
 
@@ -87,14 +85,13 @@ std::function<platform::eOsError(const CString&)> CExecutive::Remover()
 void CExecutive::WaitForWork()
 {
     const bool isAnyLeft = !m_statuses.Left().IsEmpty();
-    if (!m_ended.IsEmpty()) {
-        const std::chrono::milliseconds pause = m_ended.UntilFlush();
-        if (!m_requests.WaitFor(isAnyLeft ? std::min(pause, std::chrono::milliseconds(kLeftPoll)) : pause))
-            m_ended.Flush();
-    } else if (isAnyLeft)
-        static_cast<void>(m_requests.WaitFor(kLeftPoll));
-    else
-        m_requests.Wait();
+    if (m_ended.IsEmpty() && !isAnyLeft)
+        return m_requests.Wait();
+    std::chrono::milliseconds pause = isAnyLeft ? m_statuses.Left().UntilNextTry() : std::chrono::milliseconds::max();
+    if (!m_ended.IsEmpty())
+        pause = std::min(pause, m_ended.UntilFlush());
+    if (!m_requests.WaitFor(pause) && !m_ended.IsEmpty())
+        m_ended.Flush();
 }
 
 bool CExecutive::ExecuteRequest()

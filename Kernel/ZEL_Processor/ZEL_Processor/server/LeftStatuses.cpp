@@ -14,7 +14,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::nanoseconds kBetweenTries = 1s;
+constexpr std::chrono::nanoseconds kFirstPause = 1s; // where the system fails
+constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
 /// Who reads a status has it for microseconds, and who waits for the end of a server shall not wait for strangers.
 constexpr std::chrono::nanoseconds kLastPatience = 1s;
 constexpr std::chrono::milliseconds kLastPause = 10ms;
@@ -22,6 +23,15 @@ constexpr std::chrono::milliseconds kLastPause = 10ms;
 void Warn(const CString& text)
 {
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION, text);
+}
+
+/// The first tries come soon, for most reasons pass soon; later ones cost next to nothing. A client that looks every
+/// 10 ms, on a machine with nothing to spare, has his file open most of the time, and gives up after ten seconds: one
+/// of many tries, each at another moment, meets him when he is away.
+std::chrono::nanoseconds HeldPause(std::chrono::nanoseconds age)
+{
+    return std::clamp<std::chrono::nanoseconds>(age / 10, CLeftStatuses::kShortestPause,
+                                                CLeftStatuses::kLongestHeldPause);
 }
 
 template <class Statuses>
@@ -42,7 +52,8 @@ void CLeftStatuses::Leave(const CString& path, const std::string& bytes, bool is
         const platform::CMutexLock lock(m_cs);
         if (const auto found = Find(m_statuses, path); found != m_statuses.end())
             m_statuses.erase(found);
-        m_statuses.push_back({path, bytes, owner ? *owner : platform::FileOwner(), ++m_nNumber, isInsisted});
+        m_statuses.push_back(
+            {path, bytes, owner ? *owner : platform::FileOwner(), ++m_nNumber, isInsisted, platform::Clock().Steady()});
         if (m_statuses.size() > kMost) {
             lost = m_statuses.front().path;
             m_statuses.pop_front();
@@ -79,11 +90,11 @@ std::vector<CString> CLeftStatuses::Paths() const
     return paths;
 }
 
-bool CLeftStatuses::NextAfter(std::uint64_t number, SStatus& status) const
+bool CLeftStatuses::NextAfter(std::uint64_t number, std::chrono::nanoseconds now, SStatus& status) const
 {
     const platform::CMutexLock lock(m_cs);
-    const auto found = std::find_if(m_statuses.begin(), m_statuses.end(),
-                                    [number](const SStatus& candidate) { return candidate.number > number; });
+    const auto found = std::ranges::find_if(
+        m_statuses, [&](const SStatus& candidate) { return candidate.number > number && candidate.nextTry <= now; });
     if (found == m_statuses.end())
         return false;
     status = *found;
@@ -99,66 +110,73 @@ void CLeftStatuses::Erase(const SStatus& status)
         m_statuses.erase(found);
 }
 
-/// The first tries come soon, for most reasons pass soon; later ones cost next to nothing.
-void CLeftStatuses::PutOff(const SStatus& status)
+void CLeftStatuses::PutOff(const SStatus& status, std::chrono::nanoseconds pause)
 {
     const platform::CMutexLock lock(m_cs);
     const auto found = Find(m_statuses, status.path);
     if (found == m_statuses.end() || found->number != status.number)
         return;
-    found->pause = std::clamp<std::chrono::nanoseconds>(2 * found->pause, kBetweenTries, kLongestPause);
-    found->nextTry = platform::Clock().Steady() + found->pause;
+    found->pause = pause;
+    found->nextTry = platform::Clock().Steady() + pause;
 }
 
 void CLeftStatuses::TryAgain()
 {
     if (IsEmpty())
         return; // as at nearly every turn: nobody's clock is asked for it
-    constexpr auto never = std::chrono::nanoseconds::max();
     const std::chrono::nanoseconds now = platform::Clock().Steady();
     {
         const platform::CMutexLock lock(m_cs);
         if (m_statuses.empty() || now < m_nextTry)
             return;
-        m_nextTry = never;
+        m_nextTry = kNever;
     }
-    static_cast<void>(TryAll(now, never));
-    const std::chrono::nanoseconds next = platform::Clock().Steady() + kBetweenTries;
+    static_cast<void>(TryAll(now, kNever));
+    const std::chrono::nanoseconds next = platform::Clock().Steady() + kShortestPause;
     const platform::CMutexLock lock(m_cs);
     m_nextTry = next;
 }
 
+std::chrono::milliseconds CLeftStatuses::UntilNextTry() const
+{
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    const platform::CMutexLock lock(m_cs);
+    std::chrono::nanoseconds next = kNever;
+    for (const SStatus& status : m_statuses)
+        next = std::min(next, std::max(status.nextTry, m_nextTry));
+    return std::chrono::ceil<std::chrono::milliseconds>(
+        std::clamp<std::chrono::nanoseconds>(next - now, 0s, kLongestHeldPause));
+}
+
 void CLeftStatuses::TryToTheLast()
 {
-    constexpr auto always = std::chrono::nanoseconds::max();
     const std::chrono::nanoseconds end = platform::Clock().Steady() + kLastPatience;
     // What failed for another reason than a hold is put off beyond the end by the first of these.
-    for (bool mayAnyPass = TryAll(always, end); mayAnyPass && platform::Clock().Steady() < end;) {
+    for (bool mayAnyPass = TryAll(kNever, end, true); mayAnyPass && platform::Clock().Steady() < end;) {
         platform::Clock().SleepFor(kLastPause);
-        mayAnyPass = TryAll(platform::Clock().Steady(), end);
+        mayAnyPass = TryAll(platform::Clock().Steady(), end, true);
     }
 }
 
-bool CLeftStatuses::TryAll(std::chrono::nanoseconds now, std::chrono::nanoseconds end)
+bool CLeftStatuses::TryAll(std::chrono::nanoseconds now, std::chrono::nanoseconds end, bool isLast)
 {
     bool mayAnyPass = false;
     SStatus status;
-    for (std::uint64_t last = 0; NextAfter(last, status) && platform::Clock().Steady() < end; last = status.number) {
-        if (now < status.nextTry)
-            continue;
+    for (std::uint64_t last = 0; NextAfter(last, now, status) && platform::Clock().Steady() < end;
+         last = status.number) {
         const platform::CPrivateFiles files(status.owner);
         const platform::eOsError error = platform::WriteWholeFile(status.path, status.bytes);
-        mayAnyPass = mayAnyPass || MayPass(error);
-        if (MayPass(error))
-            continue;
-        if (status.isInsisted && !platform::Succeeded(error)) {
-            PutOff(status);
-            continue;
+        if (MayPass(error)) {
+            mayAnyPass = true;
+            PutOff(status, isLast ? 0ns : HeldPause(platform::Clock().Steady() - status.left));
+        } else if (status.isInsisted && !platform::Succeeded(error)) {
+            PutOff(status, std::clamp<std::chrono::nanoseconds>(2 * status.pause, kFirstPause, kLongestPause));
+        } else {
+            Erase(status);
+            if (!platform::Succeeded(error))
+                Warn(L"A status that had to wait for its file is lost: " + status.path + L": " +
+                     platform::OsErrorText(error));
         }
-        Erase(status);
-        if (!platform::Succeeded(error))
-            Warn(L"A status that had to wait for its file is lost: " + status.path + L": " +
-                 platform::OsErrorText(error));
     }
     return mayAnyPass;
 }

@@ -23,6 +23,9 @@ public:
     /// A longer one is not kept.
     static constexpr std::size_t kMaxBytes = std::size_t{64} << 10;
 
+    /// Between two tries of a status that somebody holds, at first; later a tenth of the time that he has held it.
+    static constexpr std::chrono::milliseconds kShortestPause{100};
+    static constexpr std::chrono::seconds kLongestHeldPause{1};
     /// The longest pause between two tries of a status that nothing but a failing system keeps from being written.
     static constexpr std::chrono::seconds kLongestPause{64};
 
@@ -42,8 +45,10 @@ public:
     /// Of the files, in the order in which they were left.
     [[nodiscard]] std::vector<CString> Paths() const;
 
-    /// One try for each, at most once a second, and by one thread at a time: the others go on at once.
+    /// One try for each that is due, and by one thread at a time: the others go on at once.
     void TryAgain();
+    /// How long until TryAgain has something to do, or a second.
+    [[nodiscard]] std::chrono::milliseconds UntilNextTry() const;
     /// At the end of a server, when no other thread tries: those that somebody's hold keeps from being written again
     /// and again, the others once, and all of it for a second at most.
     void TryToTheLast();
@@ -55,15 +60,17 @@ private:
         platform::FileOwner owner; ///< empty: for everybody
         std::uint64_t number = 0;  ///< the higher, the newer
         bool isInsisted = false;
+        std::chrono::nanoseconds left{0};
         std::chrono::nanoseconds pause{0};   ///< after the try that failed
         std::chrono::nanoseconds nextTry{0}; ///< not before
     };
 
-    [[nodiscard]] bool NextAfter(std::uint64_t number, SStatus& status) const;
+    /// The first that is due then.
+    [[nodiscard]] bool NextAfter(std::uint64_t number, std::chrono::nanoseconds now, SStatus& status) const;
     void Erase(const SStatus& status);
-    void PutOff(const SStatus& status);
+    void PutOff(const SStatus& status, std::chrono::nanoseconds pause);
     /// Those that are due then. Whether any is left that may pass.
-    bool TryAll(std::chrono::nanoseconds now, std::chrono::nanoseconds end);
+    bool TryAll(std::chrono::nanoseconds now, std::chrono::nanoseconds end, bool isLast = false);
 
     mutable platform::CMutex m_cs;
     std::deque<SStatus> m_statuses ZEL_GUARDED_BY(m_cs); ///< oldest first

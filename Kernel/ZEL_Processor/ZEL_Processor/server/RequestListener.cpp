@@ -123,7 +123,9 @@ bool CRequestListener::ListenStep()
     m_commands.TryAgain();
     m_statuses.Left().TryAgain();
     const std::chrono::milliseconds due = UntilLook();
-    const std::chrono::milliseconds pause = isMailWaiting ? kScanRetry : kListenTimeout;
+    std::chrono::milliseconds pause = isMailWaiting ? kScanRetry : kListenTimeout;
+    if (!m_statuses.Left().IsEmpty())
+        pause = std::min(pause, m_statuses.Left().UntilNextTry());
     const platform::eWaitResult result = Watch().Wait(std::min(due, pause));
     if (result == platform::eWaitResult_Woken ||
         (result == platform::eWaitResult_Timeout && due > pause && !m_taker.HasFailed()))
