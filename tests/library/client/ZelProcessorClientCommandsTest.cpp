@@ -135,6 +135,20 @@ TEST_F(ClientCommands, AStatusThatIsKeptOpenDoesNotOutlastTheTimeOfACommand)
     m_host.ExpectReport(345, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) TIMEOUT");
 }
 
+TEST_F(ClientCommands, WhoTakesLongToLookLeavesTheServerTimeToAnswer)
+{
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Move)
+            Write(In(m_outputDir, platform::FileNameOf(call.path) + L".status"), platform::ToUtf16Le(L"6\r\n"));
+        if (call.call == testsupport::eFileCall_Open)
+            m_clock.Advance(std::chrono::milliseconds(30));
+    });
+    const platform::CScopedOs os(&m_files, &m_clock);
+    EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_ServerTimeout);
+    EXPECT_NEAR(m_clock.Sleeps(), 10'000 / (30 + 90), 2);
+    m_host.ExpectReport(345, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) TIMEOUT");
+}
+
 TEST_F(ClientCommands, AClientThatIsToStopDoesNotWaitForTheAnswer)
 {
     const platform::CScopedOs os(nullptr, &m_clock);

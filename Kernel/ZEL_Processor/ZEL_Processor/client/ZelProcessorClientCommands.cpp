@@ -17,10 +17,18 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr const wchar_t* kCommandPrefix = L"ZEL_PROCESSOR_COMMAND";
-constexpr auto kPoll = 10ms;
+constexpr std::chrono::nanoseconds kPoll = 10ms;
+constexpr std::chrono::nanoseconds kLongestPoll = 500ms;
 constexpr auto kWithdrawPatience = 500ms;
 /// Nobody who is to stop waits longer for the server's answer to his farewell, however long he waits for others.
 constexpr std::chrono::milliseconds kLongestFarewell = 10s;
+
+/// Who looks has the status file open, and the server cannot answer meanwhile. On a machine where a look takes long he
+/// must be away for longer still, or he waits for an answer that he keeps from being written.
+std::chrono::milliseconds PauseAfter(std::chrono::nanoseconds look)
+{
+    return std::chrono::ceil<std::chrono::milliseconds>(std::clamp(3 * look, kPoll, kLongestPoll));
+}
 
 /// The words of the system where it is what failed.
 CString TextOf(HRESULT result)
@@ -106,7 +114,14 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
     // A client that is to stop has to say its farewell all the same.
     const auto isStopped = [&] { return type != eCommandType_UnregisterClient && m_goOn && !m_goOn(); };
     CAdditionalRequestStatus additional;
-    eZelProcRequestStatus status = LookForStatus(commandFile, &additional, goOn);
+    std::chrono::nanoseconds look{};
+    const auto lookForAnswer = [&] {
+        const std::chrono::nanoseconds lookStart = platform::Clock().Steady();
+        const eZelProcRequestStatus answer = LookForStatus(commandFile, &additional, goOn);
+        look = platform::Clock().Steady() - lookStart;
+        return answer;
+    };
+    eZelProcRequestStatus status = lookForAnswer();
     const CString sentFile = m_paths.InRequestDir(platform::FileNameOf(commandFile));
     const auto end = [&](eZelProcRequestStatus result) {
         Protocol::RemoveFileWhenFree(m_paths.Status(commandFile));
@@ -145,7 +160,7 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
             return fail(ReportLines::kCommandTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
                         L"SendMessageToServer(eCommType=%s) TIMEOUT , eStatus=%s %s\n  %s",
                         eRequestStatus_ServerTimeout);
-        platform::Clock().SleepFor(kPoll);
-        status = LookForStatus(commandFile, &additional, goOn);
+        platform::Clock().SleepFor(PauseAfter(look));
+        status = lookForAnswer();
     }
 }
