@@ -1,6 +1,7 @@
 #include "server/LeftStatuses.h"
 
 #include "platform/PrivateFiles.h"
+#include "platform/Thread.h"
 #include "tests/support/FaultyFiles.h"
 #include "tests/support/HeldFileFixture.h"
 
@@ -155,6 +156,35 @@ TEST_F(LeftStatusesTest, AStatusThatIsForgottenIsNotWritten)
     left.Forget(m_path);
     left.TryAgain();
     EXPECT_FALSE(platform::PathExists(m_path));
+}
+
+TEST_F(LeftStatusesTest, WhoForgetsAStatusWaitsForATryOfItThatIsUnderWay)
+{
+    CLeftStatuses left;
+    left.Leave(m_path, "old");
+    platform::CManualResetEvent hasReturned;
+    platform::CManualResetEvent mayGoOn; // he waits, or has returned
+    m_clock.OnWait([&] { mayGoOn.Set(); });
+    platform::CThread other;
+    testsupport::CFaultyFiles files;
+    files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call != testsupport::eFileCall_Open)
+            return;
+        ASSERT_TRUE(other.Start([&] {
+            left.Forget(m_path);
+            hasReturned.Set();
+            mayGoOn.Set();
+            return 0U;
+        }));
+        mayGoOn.Wait();
+        EXPECT_FALSE(hasReturned.IsSet()) << "what he writes next the older status would be written over";
+    });
+    {
+        const platform::CScopedOs os(&files, &m_clock);
+        left.TryAgain();
+    }
+    static_cast<void>(other.Join());
+    EXPECT_TRUE(left.IsEmpty());
 }
 
 TEST_F(LeftStatusesTest, AStatusThatIsInsistedOnIsTriedAfterPausesThatGrowUntilItIsThere)

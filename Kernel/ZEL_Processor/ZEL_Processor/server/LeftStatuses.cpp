@@ -65,15 +65,23 @@ void CLeftStatuses::Leave(const CString& path, const std::string& bytes, bool is
 
 void CLeftStatuses::Forget(const CString& path)
 {
-    const platform::CMutexLock lock(m_cs);
-    if (const auto found = Find(m_statuses, path); found != m_statuses.end())
-        m_statuses.erase(found);
+    for (;; platform::Clock().YieldThread()) {
+        const platform::CMutexLock lock(m_cs);
+        if (const auto found = Find(m_statuses, path); found != m_statuses.end())
+            m_statuses.erase(found);
+        if (m_strTried != path)
+            return;
+    }
 }
 
 void CLeftStatuses::ForgetAll()
 {
-    const platform::CMutexLock lock(m_cs);
-    m_statuses.clear();
+    for (;; platform::Clock().YieldThread()) {
+        const platform::CMutexLock lock(m_cs);
+        m_statuses.clear();
+        if (m_strTried.empty())
+            return;
+    }
 }
 
 bool CLeftStatuses::IsEmpty() const
@@ -90,7 +98,7 @@ std::vector<CString> CLeftStatuses::Paths() const
     return paths;
 }
 
-bool CLeftStatuses::NextAfter(std::uint64_t number, std::chrono::nanoseconds now, SStatus& status) const
+bool CLeftStatuses::BeginTryAfter(std::uint64_t number, std::chrono::nanoseconds now, SStatus& status)
 {
     const platform::CMutexLock lock(m_cs);
     const auto found = std::ranges::find_if(
@@ -98,7 +106,14 @@ bool CLeftStatuses::NextAfter(std::uint64_t number, std::chrono::nanoseconds now
     if (found == m_statuses.end())
         return false;
     status = *found;
+    m_strTried = status.path;
     return true;
+}
+
+void CLeftStatuses::EndTry()
+{
+    const platform::CMutexLock lock(m_cs);
+    m_strTried.clear();
 }
 
 /// A newer one of the same file stays.
@@ -162,10 +177,11 @@ bool CLeftStatuses::TryAll(std::chrono::nanoseconds now, std::chrono::nanosecond
 {
     bool mayAnyPass = false;
     SStatus status;
-    for (std::uint64_t last = 0; NextAfter(last, now, status) && platform::Clock().Steady() < end;
+    for (std::uint64_t last = 0; platform::Clock().Steady() < end && BeginTryAfter(last, now, status);
          last = status.number) {
         const platform::CPrivateFiles files(status.owner);
         const platform::eOsError error = platform::WriteWholeFile(status.path, status.bytes);
+        EndTry();
         if (MayPass(error)) {
             mayAnyPass = true;
             PutOff(status, isLast ? 0ns : HeldPause(platform::Clock().Steady() - status.left));

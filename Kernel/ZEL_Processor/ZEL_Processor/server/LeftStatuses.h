@@ -37,8 +37,8 @@ public:
 
     /// isInsisted: a try that fails for another reason is not the last; the pauses grow.
     void Leave(const CString& path, const std::string& bytes, bool isInsisted = false);
-    /// Another status is about to be written, or the file to be removed. A try that is under way is not waited for: it
-    /// takes microseconds, and needs the stranger to let go in just these.
+    /// Another status is about to be written, or the file to be removed. A try of it that is under way is waited for,
+    /// or an older status would be written over the last one: it is one write, which waits for nobody.
     void Forget(const CString& path);
     void ForgetAll();
     [[nodiscard]] bool IsEmpty() const;
@@ -66,13 +66,15 @@ private:
     };
 
     /// The first that is due then.
-    [[nodiscard]] bool NextAfter(std::uint64_t number, std::chrono::nanoseconds now, SStatus& status) const;
+    [[nodiscard]] bool BeginTryAfter(std::uint64_t number, std::chrono::nanoseconds now, SStatus& status);
     void Erase(const SStatus& status);
+    void EndTry();
     void PutOff(const SStatus& status, std::chrono::nanoseconds pause);
     /// Those that are due then. Whether any is left that may pass.
     bool TryAll(std::chrono::nanoseconds now, std::chrono::nanoseconds end, bool isLast = false);
 
     mutable platform::CMutex m_cs;
+    CString m_strTried ZEL_GUARDED_BY(m_cs);             ///< what a thread writes just now
     std::deque<SStatus> m_statuses ZEL_GUARDED_BY(m_cs); ///< oldest first
     std::uint64_t m_nNumber ZEL_GUARDED_BY(m_cs) = 0;
     std::chrono::nanoseconds m_nextTry ZEL_GUARDED_BY(m_cs){0}; ///< never while a thread tries
