@@ -154,7 +154,28 @@ TEST_F(EndedRequestsTest, AnotherStartOfTheSystemIsKnownByItsNameAndElsewhereByT
     EXPECT_TRUE(m_ended.MayHaveBeenCut()) << "what cannot be told is taken for a cut";
     m_ended.KeepSystemStart();
     clock.SetSystemStartId("f1d2-3");
-    EXPECT_FALSE(m_ended.MayHaveBeenCut()) << "a server before kept no name";
+    EXPECT_TRUE(m_ended.MayHaveBeenCut()) << "a server before kept no name";
+}
+
+TEST_F(EndedRequestsTest, AnyPartOfTheRecordOfAStartCountsAsAnotherOne)
+{
+    testsupport::CManualClock clock;
+    clock.SetSystemStartId("f1d2-1");
+    const platform::CScopedOs os(nullptr, &clock);
+    Write(Queued(L"a.drq"));
+    EXPECT_EQ(m_ended.Keep(Queued(L"a.drq")), platform::eOsError_None); // makes the folder
+    m_ended.KeepSystemStart();
+    ASSERT_FALSE(m_ended.MayHaveBeenCut());
+    const std::wstring path = m_settings.m_paths.InOwnFolder(L"started");
+    std::string whole;
+    ASSERT_EQ(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, whole, 1000), platform::eOsError_None);
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const std::string part = whole.substr(0, length);
+        for (const std::string& torn : {part, part + std::string(whole.size() - length, '\0')}) {
+            ASSERT_EQ(platform::WriteWholeFile(path, torn), platform::eOsError_None);
+            EXPECT_TRUE(m_ended.MayHaveBeenCut()) << length;
+        }
+    }
 }
 
 TEST_F(EndedRequestsTest, TheNextServerKnowsWhatIsKept)

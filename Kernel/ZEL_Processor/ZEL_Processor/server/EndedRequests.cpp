@@ -39,8 +39,9 @@ bool IsOtherSystemStart(const CString& recordPath)
     static_cast<void>(platform::ReadWholeFile(recordPath, platform::eOpenMode_ReadShared, bytes, kMaxStartBytes));
     const char* const end = bytes.data() + bytes.size();
     const auto parsed = std::from_chars(bytes.data(), end, start);
+    // One without the name is of a time before names, or the part of it that a power cut has left.
     const std::string id = platform::Clock().SystemStartId();
-    if (!id.empty() && parsed.ptr != end)
+    if (!id.empty())
         return ' ' + id != std::string_view(parsed.ptr, end);
     return parsed.ec != std::errc() || std::abs(start - SystemStart()) > kSameStartSeconds;
 }
