@@ -199,6 +199,22 @@ TEST_F(ClientStatus, ARequestThatMovesWhileItIsLookedForIsNotMissed)
     EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_Waiting);
 }
 
+TEST_F(ClientStatus, ALookThatFailedDoesNotMakeARequestUnknown)
+{
+    StatusFile().SetStatusAndComment(eRequestStatus_Done, L"x");
+    int looks = 0;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_GetAttributes && call.path == StatusPath() && ++looks == 4)
+            m_files.StopFailing();
+    });
+    m_files.FailAlways(testsupport::eFileCall_GetAttributes, platform::eOsError_IoError, StatusPath());
+    const platform::CScopedOs os(&m_files, nullptr);
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_Done);
+    m_files.OnCall({});
+    m_files.FailAlways(testsupport::eFileCall_GetAttributes, platform::eOsError_IoError, StatusPath());
+    EXPECT_EQ(m_client.GetStatus(L"x.drq", nullptr), eRequestStatus_NotRequested) << "a system that goes on failing";
+}
+
 TEST_F(ClientStatus, TheSnapshotIsTheTimeOfTheLastWrite)
 {
     EXPECT_TRUE(m_client.IsStatusFileChanged(L"x.drq", 0)) << "a missing file counts as changed";

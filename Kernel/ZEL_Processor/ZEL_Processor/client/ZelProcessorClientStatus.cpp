@@ -29,6 +29,8 @@ CTime ToTime(platform::FileTimeNs time)
 /// other way round: one that moves at the wrong moment is seen in none of them. It can do so once on each of its two
 /// steps.
 constexpr int kLooksBeforeNotRequested = 3;
+/// A look in which the system failed to tell whether a file is there is none; where it always fails, this is the end.
+constexpr int kMostLooks = 6;
 /// Between two looks at a status that is being written.
 constexpr auto kNap = 10ms;
 
@@ -61,14 +63,23 @@ eZelProcRequestStatus CClientState::LookForStatus(const CString& requestPath, CA
     if (additional)
         additional->Clear();
     const CString statusPath = m_paths.Status(requestPath);
-    for (int look = 0; look < kLooksBeforeNotRequested; ++look) {
+    int certain = 0;
+    for (int look = 0; certain < kLooksBeforeNotRequested && look < kMostLooks; ++look) {
+        bool isCertain = true;
+        const auto isThere = [&](const CString& path) {
+            platform::SFileAttributes attributes;
+            const platform::eOsError error = platform::Files().GetAttributes(path, attributes);
+            isCertain = isCertain && (platform::Succeeded(error) || platform::IsAbsent(error));
+            return platform::Succeeded(error);
+        };
         eZelProcRequestStatus status = eRequestStatus_NotIntialized;
-        if (platform::PathExists(statusPath) && ReadStatusFile(statusPath, additional, goOn, status))
+        if (isThere(statusPath) && ReadStatusFile(statusPath, additional, goOn, status))
             return status;
-        if (platform::PathExists(m_paths.InQueue(requestPath)))
+        if (isThere(m_paths.InQueue(requestPath)))
             return SetRequestStatus(additional, TextOf(StringCodes::kWaitingInQueue), eRequestStatus_Waiting);
-        if (platform::PathExists(m_paths.InRequestDir(requestPath)))
+        if (isThere(m_paths.InRequestDir(requestPath)))
             return SetRequestStatus(additional, TextOf(StringCodes::kWaitingToReceive), eRequestStatus_Waiting);
+        certain += isCertain ? 1 : 0;
     }
     return SetRequestStatus(additional, TextOf(StringCodes::kNotRequested), eRequestStatus_NotRequested);
 }
