@@ -63,6 +63,9 @@ enum eStream { eStream_Output, eStream_Error };
 /// Writes text to standard output or error, as UTF-8 to files and pipes and as the console wants it to a console;
 /// flushes. False when the other side is gone.
 ZEL_FRAMEWORK_API bool WriteConsoleText(eStream stream, const std::wstring& text);
+/// The first failure of WriteConsoleText at standard output, for a program to end with. A reader that is gone is none:
+/// he wanted no more.
+[[nodiscard]] ZEL_FRAMEWORK_API eOsError OutputError();
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsTerminal(eStream stream);
 /// Whether the stream leads to the journal of systemd, which reads a priority at the beginning of each line.
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsJournal(eStream stream);

@@ -2,6 +2,7 @@
 #include "apps/zel/Commands.h"
 #include "apps/zel/RunTaskCommand.h"
 #include "platform/ByteStream.h"
+#include "platform/Process.h"
 #include "platform/Text.h"
 
 #include "CommonTexts.h"
@@ -86,7 +87,13 @@ int RunTool(const std::vector<std::wstring>& arguments)
         return eExitCode_ClientError;
     }
     CTool tool;
-    return tool.Run(arguments);
+    const int code = tool.Run(arguments);
+    const platform::eOsError error = platform::OutputError();
+    if (code != eExitCode_Done || platform::Succeeded(error))
+        return code;
+    PrintError(L"zel", WQ_ModuleText(ToolTexts::IDS_CANNOT_BE_WRITTEN,
+                                     {WQ_ModuleText(ToolTexts::IDS_STANDARD_OUTPUT), platform::OsErrorText(error)}));
+    return eExitCode_ClientError;
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "platform/posix/SystemError.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -53,6 +54,8 @@ private:
     bool m_wasPending = false;
 };
 
+constinit std::atomic<eOsError> g_outputError = eOsError_None;
+
 int DescriptorOf(eStream stream)
 {
     return stream == eStream_Output ? STDOUT_FILENO : STDERR_FILENO;
@@ -91,7 +94,17 @@ std::vector<std::wstring> ProgramArguments(int argc, char** argv)
 
 bool WriteConsoleText(eStream stream, const std::wstring& text)
 {
-    return posix::WriteAll(posix::DescriptorOf(stream), ToUtf8(text));
+    const bool isWritten = posix::WriteAll(posix::DescriptorOf(stream), ToUtf8(text));
+    if (!isWritten && stream == eStream_Output && errno != EPIPE) {
+        eOsError none = eOsError_None;
+        posix::g_outputError.compare_exchange_strong(none, posix::LastOsError());
+    }
+    return isWritten;
+}
+
+eOsError OutputError()
+{
+    return posix::g_outputError;
 }
 
 bool IsTerminal(eStream stream)

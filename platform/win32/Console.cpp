@@ -1,15 +1,19 @@
 #include "platform/Process.h"
 #include "platform/Text.h"
+#include "platform/win32/SystemError.h"
 #include "platform/win32/WindowsHeader.h"
 
 #include <shellapi.h>
 #include <stdio.h>
 
 #include <algorithm>
+#include <atomic>
 
 namespace platform {
 
 namespace {
+
+constinit std::atomic<eOsError> g_outputError = eOsError_None;
 
 HANDLE HandleOf(eStream stream)
 {
@@ -60,7 +64,18 @@ bool WriteConsoleText(eStream stream, const std::wstring& text)
     if (handle == nullptr || handle == INVALID_HANDLE_VALUE) {
         return false;
     }
-    return IsConsole(handle) ? WriteToConsole(handle, text) : WriteToFile(handle, ToUtf8(text));
+    const bool isWritten = IsConsole(handle) ? WriteToConsole(handle, text) : WriteToFile(handle, ToUtf8(text));
+    const eOsError error = isWritten ? eOsError_None : LastOsError();
+    if (!isWritten && stream == eStream_Output && error != eOsError_BrokenPipe) {
+        eOsError none = eOsError_None;
+        g_outputError.compare_exchange_strong(none, error);
+    }
+    return isWritten;
+}
+
+eOsError OutputError()
+{
+    return g_outputError;
 }
 
 bool IsTerminal(eStream stream)

@@ -122,6 +122,22 @@ TEST_F(StreamsHereTest, AFullDeviceAClosedPipeAndAClosedStreamAreNamedAndLoseNot
     EXPECT_EQ(platform::NameKind(L"/dev/full"), platform::eNameKind_Other);
 }
 
+TEST_F(StreamsHereTest, ATextThatCannotBeWrittenIsAFailureUnlessNobodyWantsIt)
+{
+    MakeDone();
+    for (const wchar_t* const command :
+         {L"list", L"list --json", L"status a.drq", L"--help", L"--version", L"wait a.drq"}) {
+        const SProgramResult full = Shell(L"\"$ZEL\" " + std::wstring(command) + L" > /dev/full");
+        EXPECT_EQ(full.code, 1) << platform::ToUtf8(command);
+        EXPECT_TRUE(Contains(full.errors, "zel: 'standard output' cannot be written: No space")) << full.errors;
+    }
+    const SProgramResult gone =
+        Shell(L"mkfifo \"$HOME_DIR/p\"; exec 3<>\"$HOME_DIR/p\" 4>\"$HOME_DIR/p\" 3<&-; \"$ZEL\" list >&4; echo $?");
+    EXPECT_EQ(gone.output, "0\n");
+    EXPECT_FALSE(Contains(gone.errors, "standard output")) << gone.errors;
+    EXPECT_EQ(Shell(L"\"$ZEL\" wait a.drq -q >&-").code, 0) << "which has nothing to say";
+}
+
 TEST_F(StreamsHereTest, StandardInputThatIsClosedIsAnError)
 {
     const SProgramResult result = Shell(L"\"$ZEL\" send - <&-");
