@@ -62,8 +62,7 @@ TEST_F(ClientEvents, AFileThatTheServerHoldsForLongIsReportedAndReadTheNextTime)
     {
         CLockFile writing(m_client.GetDsEventsFileFullPath());
         ASSERT_TRUE(writing.Lock(false));
-        testsupport::CManualClock clock(std::chrono::milliseconds(10));
-        const platform::CScopedOs os(nullptr, &clock);
+        const platform::CScopedOs os(nullptr, &m_clock);
         EXPECT_FALSE(m_client.GetDsEvents(events));
     }
     m_host.ExpectReport(58, L"Timeout expired");

@@ -128,4 +128,7 @@ protected:
     int m_registrations = 0;
     /// Waiting does not move it: who waits for 2 seconds waits until the test lets them pass.
     testsupport::CManualClock m_stillClock{std::chrono::nanoseconds(0)};
+    /// Each wait takes 10 ms of it. Here, for the server's threads ask the time as well, and outlive a test's own
+    /// clock.
+    testsupport::CManualClock m_fastClock{std::chrono::milliseconds(10)};
 };

@@ -187,8 +187,7 @@ TEST_F(NotifyGroups, WithALimitMoreGroupsThanAnyPaletteHasMeanThatEverythingMayH
     {
         CLockFile reading(client.GetInsertableItemsChangeFile());
         ASSERT_TRUE(reading.Lock(false));
-        testsupport::CManualClock clock(std::chrono::milliseconds(10));
-        const platform::CScopedOs os(nullptr, &clock);
+        const platform::CScopedOs os(nullptr, &m_fastClock);
         tell(ChangedGroupsFile::kMaxIds + 1);
         m_host.ExpectReport(58, L"Timeout expired");
         m_host.ExpectReport(1018, L"Unable to lock communication file on the server side !");

@@ -20,14 +20,13 @@ TEST_F(NotifyPatience, WithPatienceEventsWaitWhileSomebodyHoldsTheirFile)
         std::unique_ptr<platform::IFile> stranger;
         ASSERT_EQ(platform::Files().Open(client.GetDsEventsFileFullPath(), platform::eOpenMode_ReadExclusive, stranger),
                   platform::eOsError_None);
-        testsupport::CManualClock clock(std::chrono::milliseconds(10));
-        const platform::CScopedOs os(nullptr, &clock);
+        const platform::CScopedOs os(nullptr, &m_fastClock);
         m_pServer->OnChangedDs(Event(2).Get());
         m_host.ExpectReport(963, L"Unable to read ds events file !");
         EXPECT_EQ(Access().PendingEvents(), 1U);
-        const auto before = clock.Steady();
+        const auto before = m_fastClock.Steady();
         m_pServer->OnChangedDs(Event(3).Get());
-        EXPECT_LT(clock.Steady() - before, std::chrono::seconds(2)) << "he is not waited for again, nor told of";
+        EXPECT_LT(m_fastClock.Steady() - before, std::chrono::seconds(2)) << "he is not waited for again, nor told of";
         EXPECT_EQ(Access().PendingEvents(), 2U);
     }
     m_pServer->OnChangedDs(Event(4).Get());
@@ -43,8 +42,7 @@ TEST_F(NotifyPatience, EventsOfAHeldFileAreToldToItsClientAndToNobodyElseAgain)
     {
         std::unique_ptr<platform::IFile> stranger;
         ASSERT_EQ(platform::Files().Open(held, platform::eOpenMode_ReadExclusive, stranger), platform::eOsError_None);
-        testsupport::CManualClock clock(std::chrono::milliseconds(10));
-        const platform::CScopedOs os(nullptr, &clock);
+        const platform::CScopedOs os(nullptr, &m_fastClock);
         m_pServer->OnChangedDs(Event(2).Get());
         m_pServer->OnChangedDs(Event(3).Get());
         m_host.ExpectReport(963, L"Unable to read ds events file !");
@@ -72,9 +70,8 @@ TEST_F(NotifyPatience, EventsThatWaitForAHeldFileAreBounded)
     const std::wstring path = m_pServer->GetDsEventsFileFullPath(Register());
     m_pServer->OnChangedDs(Event(1).Get());
     m_files.FailAlways(testsupport::eFileCall_Open, platform::eOsError_SharingViolation, path);
-    testsupport::CManualClock clock(std::chrono::milliseconds(10));
     {
-        const platform::CScopedOs os(&m_files, &clock);
+        const platform::CScopedOs os(&m_files, &m_fastClock);
         for (int count = 0; count < 10; ++count)
             m_pServer->OnChangedDs(LargeEvent().Get());
     }
@@ -100,15 +97,14 @@ TEST_F(NotifyPatience, AHostWithoutPatienceWaitsForALockOnce)
     CLockFile groups(holder.GetInsertableItemsChangeFile());
     ASSERT_TRUE(groups.Lock(false));
     m_pPalette->m_groups = {kFirstGroup};
-    testsupport::CManualClock clock(std::chrono::milliseconds(10));
-    const platform::CScopedOs os(nullptr, &clock);
+    const platform::CScopedOs os(nullptr, &m_fastClock);
     m_pServer->OnChangedDs(Event(1).Get());
     m_host.ExpectReport(58, L"Timeout expired");
     m_host.ExpectReport(1018, L"Unable to lock communication file on the server side !");
     m_host.ExpectLogLine(holder.GetInsertableItemsChangeFile() + L".lock' is kept open by ");
-    const auto before = clock.Steady();
+    const auto before = m_fastClock.Steady();
     m_pServer->OnChangedDs(Event(2).Get());
-    EXPECT_LT(clock.Steady() - before, std::chrono::seconds(2));
+    EXPECT_LT(m_fastClock.Steady() - before, std::chrono::seconds(2));
     EXPECT_EQ(TakeGroups(other).size(), 2U);
     groups.Unlock();
     m_pPalette->m_groups = {kSecondGroup};
@@ -125,8 +121,7 @@ TEST_F(NotifyPatience, AClientThatHoldsItsLocksForMoreThanTwoSecondsIsReportedAn
     ASSERT_TRUE(groups.Lock(false));
     ASSERT_TRUE(results.Lock(false));
     m_pPalette->m_groups = {kFirstGroup};
-    testsupport::CManualClock clock(std::chrono::milliseconds(10));
-    const platform::CScopedOs os(nullptr, &clock);
+    const platform::CScopedOs os(nullptr, &m_fastClock);
     m_pServer->OnChangedDs(Event(1).Get());
     m_host.ExpectReport(58, L"Timeout expired");
     m_host.ExpectReport(1018, L"Unable to lock communication file on the server side !");
@@ -149,14 +144,13 @@ TEST_F(NotifyPatience, AClientThatHoldsItsLockForLessThanTwoSecondsIsWaitedFor)
     CZelProcessorClient& client = AddListener();
     CLockFile results(client.GetLockResultsChangeFile());
     ASSERT_TRUE(results.Lock(false));
-    testsupport::CManualClock clock(std::chrono::milliseconds(10));
-    clock.OnWait([&, released = false]() mutable {
-        if (!released && clock.Yields() >= 190) {
+    m_fastClock.OnWait([&, released = false]() mutable {
+        if (!released && m_fastClock.Yields() >= 190) {
             released = true;
             results.Unlock();
         }
     });
-    const platform::CScopedOs os(nullptr, &clock);
+    const platform::CScopedOs os(nullptr, &m_fastClock);
     m_pServer->OnChangedLockResults();
     EXPECT_TRUE(client.ResetLockResultsChanged());
 }
