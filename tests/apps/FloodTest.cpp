@@ -23,9 +23,19 @@ protected:
         options.environment = {{L"ASAN_OPTIONS", platform::Environment(L"ASAN_OPTIONS") + L":quarantine_size_mb=1"}};
         return StartServer({L"--no-sync"}, options);
     }
+    [[nodiscard]] std::size_t CountWaiting() const
+    {
+        return FilesIn(m_strRequests).size() + FilesIn(InOutput(L"Queue")).size();
+    }
     void ExpectAnswer(const std::wstring& name) const
     {
-        const SProgramResult sent = Zel({L"send", MakeEcho(name, L"x"), L"-o", InHome(L"response")});
+        CRunningProgram client = StartZel({L"send", MakeEcho(name, L"x"), L"-o", InHome(L"response")});
+        // However long all that is before it takes, one after the other ends.
+        int code = -1;
+        std::size_t left = CountWaiting();
+        while (!client.Process().Wait(kPatience, code) && CountWaiting() < left)
+            left = CountWaiting();
+        const SProgramResult sent = client.Finish();
         EXPECT_EQ(sent.code, 0) << sent.output << sent.errors;
         EXPECT_EQ(Read(InHome(L"response")), EchoResponse("x"));
     }
