@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <fstream>
@@ -26,12 +27,25 @@ namespace {
 constexpr std::size_t kMaxHolders = 5;
 /// For the callers serve others: what is not found by then is not told.
 constexpr std::chrono::milliseconds kLongestSearch{20};
+/// Of the clock on the wall, for a thread that has to wait for a processor.
+constexpr std::chrono::milliseconds kLongestDelay{500};
 
-using Deadline = std::chrono::steady_clock::time_point;
-
-bool IsOver(Deadline end)
+/// This thread's time on a processor: on a busy machine it is put aside for longer than it may search.
+std::chrono::nanoseconds ProcessorTime()
 {
-    return std::chrono::steady_clock::now() >= end;
+    timespec time = {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+struct SDeadline {
+    std::chrono::nanoseconds processor = ProcessorTime() + kLongestSearch;
+    std::chrono::steady_clock::time_point wall = std::chrono::steady_clock::now() + kLongestDelay;
+};
+
+bool IsOver(const SDeadline& end)
+{
+    return ProcessorTime() >= end.processor || std::chrono::steady_clock::now() >= end.wall;
 }
 
 using Directory = std::unique_ptr<DIR, int (*)(DIR*)>;
@@ -52,7 +66,7 @@ std::string LinkText(int directory, const char* name)
 }
 
 /// Lines such as "1: FLOCK  ADVISORY  WRITE 1234 fd:00:5678 0 EOF".
-void AddLockers(const struct stat& status, Deadline end, std::set<long>& processes)
+void AddLockers(const struct stat& status, const SDeadline& end, std::set<long>& processes)
 {
     std::ifstream locks("/proc/locks");
     std::string line;
@@ -72,7 +86,7 @@ void AddLockers(const struct stat& status, Deadline end, std::set<long>& process
     }
 }
 
-void AddOpeners(const std::string& realPath, Deadline end, std::set<long>& processes)
+void AddOpeners(const std::string& realPath, const SDeadline& end, std::set<long>& processes)
 {
     const Directory all(opendir("/proc"), &closedir);
     while (const dirent* const entry = all ? readdir(all.get()) : nullptr) {
@@ -116,7 +130,7 @@ std::wstring FileHolders(const std::wstring& path)
         realPath = posix::LinkText(AT_FDCWD, ("/proc/self/fd/" + std::to_string(descriptor.Get())).c_str());
     }
     std::set<long> processes;
-    const posix::Deadline end = std::chrono::steady_clock::now() + posix::kLongestSearch;
+    const posix::SDeadline end;
     posix::AddLockers(status, end, processes);
     if (!realPath.empty() && processes.size() < posix::kMaxHolders)
         posix::AddOpeners(realPath, end, processes);

@@ -42,7 +42,7 @@ TEST(FileHoldersTest, WhoLocksOrOpensAFileIsNamed)
         CProcess child = testsupport::StartChild(L"hold-file-for-holders", {path, way});
         ASSERT_TRUE(testsupport::WaitForChild(child, L"held"));
         std::wstring holders;
-        for (int tries = 0; tries < 100 && holders.empty(); ++tries) // a look takes 20 ms at most, found or not
+        for (int tries = 0; tries < 100 && holders.empty(); ++tries) // a look ends in time, found or not
             holders = FileHolders(path);
         if (testsupport::IsWine() && holders.empty()) {
             EXPECT_EQ(testsupport::FinishChild(child), 0);
