@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Export.h"
+#include "platform/FileSystem.h"
 #include "platform/OsError.h"
 
 #include <string>
@@ -29,6 +30,9 @@ namespace platform {
 
 /// True for a file, and no link to one, that this user has made.
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsFileOfThisUser(const std::wstring& path);
+
+/// True for the owner of a file who is the user that this process runs as, or trusted as the system is (above).
+[[nodiscard]] ZEL_FRAMEWORK_API bool IsTrustedOwner(const FileOwner& owner);
 
 /// Names this user, for names of files that each user has his own of.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring UserTag();

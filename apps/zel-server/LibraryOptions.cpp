@@ -33,6 +33,7 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
     options.takeTurns = !asked.strict;
     options.requestAttributes = !asked.strict;
     options.fair = asked.fair;
+    options.operatorCommands = !asked.strict;
     options.maxQueued = asked.maxQueued.value_or(asked.strict ? 0 : kMaxQueued);
     options.maxClients = asked.maxClients.value_or(asked.strict ? 0 : kMaxClients);
     options.privateFiles = asked.privateFiles;

@@ -2,12 +2,14 @@
 
 #include "apps/zel/CancelCommand.h"
 #include "apps/zel/ForgetCommand.h"
+#include "apps/zel/HoldCommand.h"
 #include "apps/zel/ListCommand.h"
 #include "apps/zel/ListenCommand.h"
 #include "apps/zel/NewPluginCommand.h"
 #include "apps/zel/PauseCommand.h"
 #include "apps/zel/PropertiesCommand.h"
 #include "apps/zel/ReceiveCommand.h"
+#include "apps/zel/ReleaseCommand.h"
 #include "apps/zel/ResumeCommand.h"
 #include "apps/zel/RunTaskCommand.h"
 #include "apps/zel/SendCommand.h"
@@ -30,6 +32,8 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
     commands.push_back(std::make_unique<CCancelCommand>());
     commands.push_back(std::make_unique<CPauseCommand>());
     commands.push_back(std::make_unique<CResumeCommand>());
+    commands.push_back(std::make_unique<CHoldCommand>());
+    commands.push_back(std::make_unique<CReleaseCommand>());
     commands.push_back(std::make_unique<CListenCommand>());
     commands.push_back(std::make_unique<CPropertiesCommand>());
     commands.push_back(std::make_unique<CNewPluginCommand>());

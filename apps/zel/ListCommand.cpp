@@ -138,7 +138,7 @@ eExitCode CListCommand::ListAll(CToolSession& session, const std::set<std::wstri
         else
             m_states.push_back(std::move(*state));
     }
-    CServerWatch::TellWhenDead(session);
+    CServerWatch::TellWhenDeadOrHeld(session);
     return eExitCode_Done;
 }
 

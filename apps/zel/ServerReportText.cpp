@@ -148,6 +148,8 @@ std::wstring ToJson(const SServerReport& report)
     for (const SRequestState& state : report.running)
         object["running"].push_back(Json::parse(platform::ToUtf8(ToJson(state))));
     object["clients"] = report.clients;
+    object["commands"] = ToJsonTexts(server.commands);
+    object["held"] = server.isHeld;
     object["wrong"] = ToJsonTexts(WhatIsWrong(report));
     return platform::FromUtf8(object.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
@@ -166,6 +168,8 @@ std::wstring ToText(const SServerReport& report)
     lines.push_back(WQ_ModuleText(ToolTexts::IDS_SERVER_QUEUE,
                                   {std::to_wstring(report.waiting), std::to_wstring(report.paused),
                                    std::to_wstring(report.running.size()), std::to_wstring(report.clients)}));
+    if (report.server.isHeld)
+        lines.push_back(WQ_ModuleText(ToolTexts::IDS_QUEUE_HELD, {report.outputDir.path}));
     if (report.untaken != 0)
         lines.push_back(WQ_ModuleText(ToolTexts::IDS_SERVER_UNTAKEN, {std::to_wstring(report.untaken)}));
     std::ranges::transform(report.running, std::back_inserter(lines),

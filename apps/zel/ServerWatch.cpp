@@ -50,6 +50,13 @@ void CServerWatch::TellWhenDead(CToolSession& session)
         TellDead(session, server);
 }
 
+void CServerWatch::TellWhenDeadOrHeld(CToolSession& session)
+{
+    TellWhenDead(session);
+    if (session.Client().GetServerInfo().isHeld)
+        PrintError(L"zel", ShownText(ToolTexts::IDS_QUEUE_HELD, {session.Options().outputDir}));
+}
+
 std::wstring LocalTimeText(std::int64_t seconds)
 {
     try {

@@ -18,6 +18,8 @@ public:
 
     /// "no server serves the directory", on standard error, where that is known.
     static void TellWhenDead(CToolSession& session);
+    /// The same, or that its queue is held.
+    static void TellWhenDeadOrHeld(CToolSession& session);
 
 private:
     CToolSession& m_session;

@@ -140,6 +140,15 @@ public:
     /// Pauses a request that has not started, and unpauses one that is paused; that then runs next. Results as above.
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
 
+    /// Has the server start nothing until ReleaseQueue, over restarts; what runs goes on, and what comes waits. For the
+    /// account that the server runs as, and administrators: others get a server error, as everybody does when the
+    /// server cannot note it down. Only a server whose SZelServerInfo::commands have the word takes it
+    /// (SZelServerOptions::operatorCommands), as zel-server does; another one gives no answer. Results as of
+    /// CancelRequest.
+    [[nodiscard]] eZelProcRequestStatus HoldQueue();
+    /// Lets a queue that is held go on. For whom, and results, as above.
+    [[nodiscard]] eZelProcRequestStatus ReleaseQueue();
+
     /// Whether a server serves the output directory, and what it tells of itself. Touches nothing but a few small files
     /// of the server's own folder, and waits for nobody; for the moment of the look it holds the lock that a dead
     /// server left. A server that makes no claim is never said to be missing once it made its queue.

@@ -15,6 +15,8 @@ inline constexpr const wchar_t* kServerDirectory = L".zel-server";
 inline constexpr const wchar_t* kClaimFile = L"lock";
 inline constexpr const wchar_t* kClaimProcessFile = L"process";
 inline constexpr const wchar_t* kServerInfoFile = L"server";
+/// In it, too: there for as long as the queue is held (SZelServerOptions::operatorCommands).
+inline constexpr const wchar_t* kHeldFile = L"held";
 
 /// Extensions of what a client puts into the request directory, in any letter case. Other files are left alone there.
 inline constexpr const wchar_t* kRequestExtension = L".drq";

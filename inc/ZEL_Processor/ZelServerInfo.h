@@ -43,6 +43,9 @@ struct SZelServerInfo {
     std::vector<CString> options; ///< in force, as words of a command line
     std::vector<SZelServerPlugin> plugins;
     std::vector<CString> leftOut; ///< plug-ins that are not used, with the reasons
+    /// Words of commands that it takes beside those that every server does: SZelServerOptions::operatorCommands.
+    std::vector<CString> commands;
+    bool isHeld = false; ///< nothing is started until ReleaseQueue; by the server, or by the next one here
 
     bool operator==(const SZelServerInfo&) const = default;
 };

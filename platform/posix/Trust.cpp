@@ -153,6 +153,11 @@ bool IsFileOfThisUser(const std::wstring& path)
     return lstat(NarrowPath(path).c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
+bool IsTrustedOwner(const FileOwner& owner)
+{
+    return owner == std::to_string(geteuid()) || owner == "0";
+}
+
 std::wstring UserTag()
 {
     return std::to_wstring(geteuid());

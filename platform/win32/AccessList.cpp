@@ -38,18 +38,6 @@ bool IsAccount(PSID account, SID_IDENTIFIER_AUTHORITY authority)
     return true;
 }
 
-bool IsTrusted(PSID account, PSID self)
-{
-    constexpr SID_IDENTIFIER_AUTHORITY nt = SECURITY_NT_AUTHORITY;
-    if (!IsValidSid(account)) {
-        return false;
-    }
-    return (self != nullptr && EqualSid(account, self)) || IsAccount<SECURITY_LOCAL_SYSTEM_RID>(account, nt) ||
-           IsAccount<SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS>(account, nt) ||
-           // TrustedInstaller, whom the system's own files belong to.
-           IsAccount<80, 956008885, 3418522649, 1831038044, 1853292631, 2271478464>(account, nt);
-}
-
 /// Stand for the owner, who is asked about himself: whoever makes something in a folder, and the owner's own rights.
 bool IsOwnersStandIn(PSID account)
 {
@@ -78,6 +66,18 @@ bool Allows(ACE_HEADER* entry, PSID self, ACCESS_MASK guarded)
 }
 
 } // namespace
+
+bool IsTrusted(PSID account, PSID self)
+{
+    constexpr SID_IDENTIFIER_AUTHORITY nt = SECURITY_NT_AUTHORITY;
+    if (!IsValidSid(account)) {
+        return false;
+    }
+    return (self != nullptr && EqualSid(account, self)) || IsAccount<SECURITY_LOCAL_SYSTEM_RID>(account, nt) ||
+           IsAccount<SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS>(account, nt) ||
+           // TrustedInstaller, whom the system's own files belong to.
+           IsAccount<80, 956008885, 3418522649, 1831038044, 1853292631, 2271478464>(account, nt);
+}
 
 std::vector<BYTE> OwnAccount()
 {

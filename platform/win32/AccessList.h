@@ -19,6 +19,9 @@ enum eAccessFault { eAccessFault_None, eAccessFault_Owner, eAccessFault_Writable
 /// The account that this process runs as; empty when the system does not tell.
 [[nodiscard]] std::vector<BYTE> OwnAccount();
 
+/// The account self, Administrators, SYSTEM and TrustedInstaller; self may be null.
+[[nodiscard]] bool IsTrusted(PSID account, PSID self);
+
 /// What is wrong with an owner and an access list: others than Administrators, SYSTEM, TrustedInstaller and the account
 /// self may do what is guarded. Entries that deny are not counted in anybody's favour, and an entry of an unknown kind
 /// may allow anything.

@@ -253,6 +253,13 @@ bool IsFileOfThisUser(const std::wstring& path)
     return !account.empty() && CPlace(path).IsFileOf(account.data());
 }
 
+bool IsTrustedOwner(const FileOwner& owner)
+{
+    std::vector<BYTE> self = win32::OwnAccount();
+    std::string account = owner;
+    return !account.empty() && win32::IsTrusted(account.data(), self.empty() ? nullptr : self.data());
+}
+
 std::wstring UserTag()
 {
     std::vector<BYTE> account = win32::OwnAccount();

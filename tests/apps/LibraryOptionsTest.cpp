@@ -33,6 +33,7 @@ TEST(LibraryOptionsTest, TheUsualServerProtectsItsUsers)
     EXPECT_TRUE(options.takeTurns);
     EXPECT_TRUE(options.requestAttributes);
     EXPECT_FALSE(options.fair);
+    EXPECT_TRUE(options.operatorCommands);
     EXPECT_EQ(options.maxQueued, 10'000U);
     EXPECT_EQ(options.maxClients, 1'000U);
     EXPECT_FALSE(options.privateFiles);

@@ -30,6 +30,16 @@ TEST(TrustTest, TheProgramsOfTheSystemAreTrusted)
     EXPECT_EQ(DistrustOf(ProgramPath()), L"");
 }
 
+TEST(TrustTest, TheOwnerOfWhatThisUserHasMadeIsTrustedAndNobodyIsNot)
+{
+    const CTemporaryDirectory directory;
+    ASSERT_EQ(WriteWholeFile(directory / L"file", "x"), eOsError_None);
+    FileOwner owner;
+    ASSERT_EQ(Files().GetOwner(directory / L"file", owner), eOsError_None);
+    EXPECT_TRUE(IsTrustedOwner(owner));
+    EXPECT_FALSE(IsTrustedOwner({}));
+}
+
 TEST(TrustTest, WhatIsNotThereIsNotTrusted)
 {
     const CTemporaryDirectory directory;

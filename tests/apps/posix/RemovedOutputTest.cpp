@@ -1,6 +1,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/StandardPath.h"
+#include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
 #include <filesystem>

@@ -201,6 +201,24 @@ TEST_P(TwoAccountsTest, TheRequestsOfOneAccountAreLimitedAndThoseOfAnotherServed
     StopServer(server);
 }
 
+TEST_P(TwoAccountsTest, TheQueueIsHeldByTheServersAccountAndTheSuperuserAlone)
+{
+    CRunningProgram server = StartServerAsAccount();
+    const SProgramResult refused = ZelAs(kClientAccount, {L"hold"});
+    EXPECT_EQ(refused.code, 3) << refused.errors;
+    EXPECT_TRUE(Contains(refused.errors, "for the account that the server runs as")) << refused.errors;
+    EXPECT_FALSE(platform::PathExists(InOutput(L".zel-server/held")));
+    for (const unsigned account : {std::get<0>(GetParam()), 0U}) {
+        const SProgramResult held = ZelAs(account, {L"hold"});
+        EXPECT_EQ(held.code, 0) << held.errors << server.Errors();
+        EXPECT_TRUE(platform::PathExists(InOutput(L".zel-server/held")));
+        EXPECT_EQ(ZelAs(kOtherAccount, {L"release"}).code, 3);
+        EXPECT_EQ(ZelAs(account, {L"release"}).code, 0);
+        EXPECT_FALSE(platform::PathExists(InOutput(L".zel-server/held")));
+    }
+    StopServer(server);
+}
+
 INSTANTIATE_TEST_SUITE_P(Accounts, TwoAccountsTest,
                          testing::Combine(testing::Values(0U, kServerAccount), testing::Values(L"022", L"077"),
                                           testing::Bool()),

@@ -42,11 +42,12 @@ TEST_F(ClientCommands, EveryTypeHasItsWordAndOthersMakeNoFile)
     for (const auto& [type, word] :
          {std::pair(eCommandType_CancelRequest, "CancelRequest"), std::pair(eCommandType_PauseRequest, "PauseRequest"),
           std::pair(eCommandType_RegisterClient, "RegisterClient"),
-          std::pair(eCommandType_UnregisterClient, "UnregisterClient")})
+          std::pair(eCommandType_UnregisterClient, "UnregisterClient"), std::pair(eCommandType_HoldQueue, "HoldQueue"),
+          std::pair(eCommandType_ReleaseQueue, "ReleaseQueue")})
         EXPECT_NE(Read(Create(type, L"a")).find(std::string("Type=\"") + word + "\""), std::string::npos);
     const std::size_t files = FilesIn(m_clientDir).size();
     EXPECT_TRUE(Create(eCommandType_NotInitialized, L"a").empty());
-    EXPECT_TRUE(Create(static_cast<eCommandType>(4), L"a").empty());
+    EXPECT_TRUE(Create(static_cast<eCommandType>(99), L"a").empty());
     EXPECT_EQ(FilesIn(m_clientDir).size(), files);
 }
 

@@ -64,6 +64,23 @@ TEST_F(ClientServer, WhereNoServerEverWasNoneServes)
     EXPECT_EQ(client.GetServerInfo(), Only(eServerPresence_None, 0));
 }
 
+TEST_F(ClientServer, AQueueIsHeldWhenItsServerLooksAtThat)
+{
+    const auto claim = Claim();
+    Write(Own(ZelProtocol::kHeldFile));
+    ASSERT_TRUE(m_pServer->PublishInfo(Published(7)));
+    EXPECT_FALSE(m_client.GetServerInfo().isHeld) << "this one does not";
+    Make({.syncing = false, .operatorCommands = true});
+    m_host.ExpectLogLine(L"The queue is held since an earlier server");
+    ASSERT_TRUE(m_pServer->PublishInfo(Published(7)));
+    EXPECT_TRUE(m_client.GetServerInfo().isHeld);
+    Run();
+    EXPECT_EQ(m_client.ReleaseQueue(), eRequestStatus_Done);
+    EXPECT_FALSE(m_client.GetServerInfo().isHeld);
+    EXPECT_EQ(m_client.HoldQueue(), eRequestStatus_Done);
+    EXPECT_TRUE(m_client.GetServerInfo().isHeld);
+}
+
 TEST_F(ClientServer, WhatWasPublishedIsToldWithThePluginsAndTheirModule)
 {
     const auto claim = Claim();

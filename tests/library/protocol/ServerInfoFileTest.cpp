@@ -20,6 +20,7 @@ SZelServerInfo Sample()
     info.plugins = {{.name = L"Größe", .module = L"/x/y.so", .taskTypes = {L"Echo", L"Sleep"}},
                     {.name = L"none", .module = {}, .taskTypes = {}}};
     info.leftOut = {L"broken: \xdc80"};
+    info.commands = {L"HoldQueue", L"ReleaseQueue"};
     return info;
 }
 

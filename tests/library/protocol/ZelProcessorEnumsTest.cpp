@@ -25,14 +25,16 @@ TEST(ZelProcessorEnums, CommandsHaveTheNumbersAndNamesOfTheProtocol)
     EXPECT_EQ(EnumToName(1, GetCommandTypeNames()), L"eCommandType_PauseRequest");
     EXPECT_EQ(EnumToName(2, GetCommandTypeNames()), L"eCommandType_RegisterClient");
     EXPECT_EQ(EnumToName(3, GetCommandTypeNames()), L"eCommandType_UnregisterClient");
-    EXPECT_EQ(GetCommandTypeNames().size(), 5U);
+    EXPECT_EQ(EnumToName(4, GetCommandTypeNames()), L"eCommandType_HoldQueue");
+    EXPECT_EQ(EnumToName(5, GetCommandTypeNames()), L"eCommandType_ReleaseQueue");
+    EXPECT_EQ(GetCommandTypeNames().size(), 7U);
 }
 
 TEST(ZelProcessorEnums, ValuesOutsideTheTablesAreUnknown)
 {
     EXPECT_EQ(EnumToName(15, GetRequestStatusNames()), L"UNKNOWN_ENUM_TYPE!");
     EXPECT_EQ(EnumToName(-2, GetRequestStatusNames()), L"UNKNOWN_ENUM_TYPE!");
-    EXPECT_EQ(EnumToName(4, GetCommandTypeNames()), L"UNKNOWN_ENUM_TYPE!");
+    EXPECT_EQ(EnumToName(99, GetCommandTypeNames()), L"UNKNOWN_ENUM_TYPE!");
 }
 
 TEST(ZelProcessorEnums, AskingAgainInsertsNothing)
@@ -40,5 +42,5 @@ TEST(ZelProcessorEnums, AskingAgainInsertsNothing)
     const auto* first = &GetRequestStatusNames();
     EXPECT_EQ(first, &GetRequestStatusNames());
     EXPECT_EQ(GetRequestStatusNames().size(), 16U);
-    EXPECT_EQ(GetCommandTypeNames().size(), 5U);
+    EXPECT_EQ(GetCommandTypeNames().size(), 7U);
 }

@@ -28,6 +28,18 @@ TEST_F(PublishedInfoTest, TheServersDirectoryComesWithWhatItsHostTells)
     EXPECT_TRUE(info.plugins.empty());
 }
 
+TEST_F(PublishedInfoTest, AServerThatTakesTheCommandsOfAnOperatorSaysWhich)
+{
+    SZelServerInfo info;
+    ASSERT_TRUE(PublishServerInfo(m_settings, Ended()));
+    ASSERT_TRUE(ServerInfoFile::Read(Path(), info));
+    EXPECT_TRUE(info.commands.empty());
+    m_settings.m_options.operatorCommands = true;
+    ASSERT_TRUE(PublishServerInfo(m_settings, Ended()));
+    ASSERT_TRUE(ServerInfoFile::Read(Path(), info));
+    EXPECT_EQ(info.commands, (std::vector<std::wstring>{L"HoldQueue", L"ReleaseQueue"}));
+}
+
 TEST_F(PublishedInfoTest, AnOutputDirectoryThatIsGoneIsNotMade)
 {
     m_settings.m_paths = SProtocolPaths::Of(m_requestDir, m_dir / L"gone");

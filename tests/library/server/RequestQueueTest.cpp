@@ -54,6 +54,48 @@ TEST_F(RequestQueueTest, WhatIsUnpausedRunsBeforeWhatWaits)
     EXPECT_EQ(TakeAll(), L"bac");
 }
 
+TEST_F(RequestQueueTest, WhatIsHeldStartsNothingUntilItIsReleased)
+{
+    Add({L"a"});
+    m_queue.SetHeld(true);
+    Add({L"b", L"c"});
+    EXPECT_EQ(TakeRequest(), L"");
+    EXPECT_EQ(m_empty, 0) << "a queue that is held has not run dry";
+    EXPECT_FALSE(IsAwake()) << "nothing asks again and again";
+    TSRequestItem item;
+    EXPECT_TRUE(m_queue.TakeWaiting(L"b", item)) << "a cancel or a pause still finds it";
+    m_queue.Unpause(item);
+    EXPECT_EQ(TakeRequest(), L"");
+    m_queue.SetHeld(false);
+    EXPECT_TRUE(IsAwake());
+    EXPECT_EQ(TakeAll(), L"bac");
+}
+
+TEST_F(RequestQueueTest, WhoseTimeComesWhileTheQueueIsHeldRunsWhenItIsReleased)
+{
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(nullptr, &clock);
+    TSRequestItem later{L"later"};
+    later.m_nNotBefore = clock.UtcSeconds() + 10;
+    m_queue.Add(later);
+    m_queue.SetHeld(true);
+    clock.Advance(11s);
+    EXPECT_EQ(TakeRequest(), L"");
+    m_queue.SetHeld(false);
+    EXPECT_EQ(TakeRequest(), L"later");
+}
+
+TEST_F(RequestQueueTest, AStopEndsTheWaitOfAQueueThatIsHeld)
+{
+    Add({L"a"});
+    m_queue.SetHeld(true);
+    EXPECT_EQ(TakeRequest(), L"");
+    m_bRunning = false;
+    m_queue.Wake();
+    EXPECT_EQ(TakeRequest(), L"");
+    EXPECT_TRUE(IsAwake());
+}
+
 TEST_F(RequestQueueTest, BeforeItsTimeARequestWaitsWithoutHoldingUpOthers)
 {
     testsupport::CManualClock clock;

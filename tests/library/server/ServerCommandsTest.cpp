@@ -242,6 +242,63 @@ TEST_F(ServerCommandsTest, AnUnknownCommandIsNotCarriedOut)
     EXPECT_EQ(Status(L"c.command").status, eRequestStatus_ProcessingStarted);
 }
 
+TEST_F(ServerCommandsTest, AHeldQueueStartsNothingAndItsCommandsGoOn)
+{
+    m_settings.m_options.operatorCommands = true;
+    Command(eCommandType_HoldQueue, L"Queue");
+    ExpectDone();
+    for (const wchar_t* name : {L"a.drq", L"b.drq"})
+        Queue(name);
+    TSRequestItem item;
+    bool bLast = false;
+    EXPECT_FALSE(m_requests.TakeRequest(item, bLast, [] {}));
+    Command(eCommandType_CancelRequest, L"a.drq");
+    ExpectDone();
+    EXPECT_FALSE(HasFile(L"a.drq"));
+    Command(eCommandType_PauseRequest, L"b.drq");
+    ExpectDone();
+    EXPECT_TRUE(IsPaused(L"b.drq"));
+    Command(eCommandType_PauseRequest, L"b.drq");
+    EXPECT_FALSE(m_requests.TakeRequest(item, bLast, [] {}));
+    Command(eCommandType_ReleaseQueue, L"Queue");
+    ExpectDone();
+    EXPECT_TRUE(m_requests.TakeRequest(item, bLast, [] {}));
+    EXPECT_EQ(item.m_strFile, Queued(L"b.drq"));
+}
+
+TEST_F(ServerCommandsTest, WhatOthersAskOfTheQueueIsRefusedWithoutAFailure)
+{
+    m_settings.m_options.operatorCommands = true;
+    SendCommand(L"c.command", eCommandType_HoldQueue, L"Queue");
+    m_files.FailAlways(testsupport::eFileCall_GetOwner, platform::eOsError_AccessDenied);
+    {
+        const platform::CScopedOs os(&m_files, nullptr);
+        m_commands.HandleCommandFile(Sent(L"c.command"));
+    }
+    EXPECT_EQ(Status(L"c.command").status, eRequestStatus_ServerError);
+    EXPECT_EQ(Status(L"c.command").comment, TextOf(StringCodes::kOperatorsOnly));
+    m_host.ExpectLogLine(L"Refused (1 since the last such line): ");
+    EXPECT_FALSE(HasFile(L"c.command"));
+}
+
+TEST_F(ServerCommandsTest, WhoseHostWantsNoneTheWordsOfAnOperatorAreUnknownTo)
+{
+    m_settings.m_options.tellStory = true;
+    CommandText("<Command Type='?'><RequestName>Queue</RequestName></Command>");
+    const CZelProcessorRequestStatusFile::SContent unknown = Status(L"c.command");
+    m_host.ExpectLogLine(L"Command: of an unknown type, for Queue: ");
+    ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(Queued(L"c.command"))));
+    for (const eCommandType type : {eCommandType_HoldQueue, eCommandType_ReleaseQueue}) {
+        Command(type, L"Queue");
+        m_host.ExpectLogLine(L"Command: of an unknown type, for Queue: ");
+        EXPECT_EQ(Status(L"c.command").status, unknown.status);
+        EXPECT_EQ(Status(L"c.command").comment, unknown.comment);
+        EXPECT_TRUE(HasFile(L"c.command"));
+        ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(Queued(L"c.command"))));
+    }
+    EXPECT_FALSE(platform::PathExists(m_settings.m_paths.InOwnFolder({})));
+}
+
 TEST_F(ServerCommandsTest, WhatIsNoXmlAndWhatLacksANameIsToldInTheStatus)
 {
     CommandText("no xml");

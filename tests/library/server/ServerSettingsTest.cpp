@@ -51,6 +51,17 @@ TEST_F(ServerSettingsTest, NobodyAsksWhoseFilesAreWithoutAnOptionThatNeedsIt)
     EXPECT_EQ(m_settings.OwnerOf(m_dir / L"none"), "");
 }
 
+TEST_F(ServerSettingsTest, AnOperatorIsWhoeverTheServerRunsAsAndEverybodyWhereFilesHaveNoOwners)
+{
+    const std::wstring path = m_dir / L"a.command";
+    ASSERT_EQ(platform::WriteWholeFile(path, "x"), platform::eOsError_None);
+    EXPECT_TRUE(CServerSettings::IsOperators(path));
+    m_files.FailCall(testsupport::eFileCall_GetOwner, 1, platform::eOsError_NotSupported);
+    EXPECT_TRUE(CServerSettings::IsOperators(path));
+    m_files.FailCall(testsupport::eFileCall_GetOwner, 1, platform::eOsError_AccessDenied);
+    EXPECT_FALSE(CServerSettings::IsOperators(path)) << "who may take the right to ask away is no operator";
+}
+
 TEST_F(ServerSettingsTest, WhatARequestAsksForIsReadWhenTheHostWantsThat)
 {
     const std::wstring path = m_dir / L"a.drq";

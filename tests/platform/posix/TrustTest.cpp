@@ -205,6 +205,12 @@ TEST_F(WayTest, AFolderOfSomebodyElseIsNotTakenForAPrivateOne)
     EXPECT_FALSE(IsFileOfThisUser(m_module));
 }
 
+TEST(TrustedOwnerTest, TheSuperuserIsOneAndAnotherUserIsNot)
+{
+    EXPECT_TRUE(IsTrustedOwner("0"));
+    EXPECT_FALSE(IsTrustedOwner(std::to_string(kStranger)));
+}
+
 TEST_F(WayTest, APipeIsNoModule)
 {
     const std::wstring pipe = JoinPath(m_folder, L"pipe.so");

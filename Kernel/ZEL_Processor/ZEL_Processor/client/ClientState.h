@@ -34,6 +34,8 @@ struct CClientState {
     [[nodiscard]] eZelProcRequestStatus ForgetRequest(const CString& requestPath);
     [[nodiscard]] eZelProcRequestStatus CancelRequest(const CString& requestPath);
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
+    [[nodiscard]] eZelProcRequestStatus HoldQueue();
+    [[nodiscard]] eZelProcRequestStatus ReleaseQueue();
     [[nodiscard]] SZelServerInfo GetServerInfo() const;
     [[nodiscard]] bool ListenDsEvents();
     [[nodiscard]] bool StopListeningDsEvents();

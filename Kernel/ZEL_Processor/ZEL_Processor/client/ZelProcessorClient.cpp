@@ -93,6 +93,16 @@ eZelProcRequestStatus CZelProcessorClient::PauseRequest(const CString& requestPa
     return m_pState->PauseRequest(requestPath);
 }
 
+eZelProcRequestStatus CZelProcessorClient::HoldQueue()
+{
+    return m_pState->HoldQueue();
+}
+
+eZelProcRequestStatus CZelProcessorClient::ReleaseQueue()
+{
+    return m_pState->ReleaseQueue();
+}
+
 SZelServerInfo CZelProcessorClient::GetServerInfo() const
 {
     return m_pState->GetServerInfo();

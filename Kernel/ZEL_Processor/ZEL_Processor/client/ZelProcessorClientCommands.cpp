@@ -57,6 +57,16 @@ eZelProcRequestStatus CClientState::PauseRequest(const CString& requestPath)
     return SendCommand(requestPath, eCommandType_PauseRequest);
 }
 
+eZelProcRequestStatus CClientState::HoldQueue()
+{
+    return SendCommand(Protocol::kQueueDirectory, eCommandType_HoldQueue);
+}
+
+eZelProcRequestStatus CClientState::ReleaseQueue()
+{
+    return SendCommand(Protocol::kQueueDirectory, eCommandType_ReleaseQueue);
+}
+
 CString CClientState::CreateCommandFile(eCommandType type, const CString& requestPath) const
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::CreateCommandFile";

@@ -74,6 +74,8 @@ SZelServerInfo CClientState::GetServerInfo() const
         info.process = process;
     }
     info.presence = presence;
+    // It says nothing of a server that does not look at it.
+    info.isHeld = !info.commands.empty() && platform::PathExists(m_paths.InOwnFolder(Protocol::kHeldFile));
     info.hasStopped = info.ended != 0;
     if (presence == eServerPresence_Serves &&
         info.started != 0) // one that tells nothing of itself shows no life either

@@ -142,6 +142,8 @@ const wchar_t* WordOf(eCommandType type)
     case eCommandType_PauseRequest: return L"PauseRequest";
     case eCommandType_RegisterClient: return L"RegisterClient";
     case eCommandType_UnregisterClient: return L"UnregisterClient";
+    case eCommandType_HoldQueue: return L"HoldQueue";
+    case eCommandType_ReleaseQueue: return L"ReleaseQueue";
     default: return nullptr;
     }
 }
@@ -149,7 +151,7 @@ const wchar_t* WordOf(eCommandType type)
 eCommandType TypeOf(const CString& word)
 {
     for (const eCommandType type : {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
-                                    eCommandType_UnregisterClient}) {
+                                    eCommandType_UnregisterClient, eCommandType_HoldQueue, eCommandType_ReleaseQueue}) {
         if (platform::EqualsNoCase(word, WordOf(type)))
             return type;
     }

@@ -4,9 +4,14 @@
 #include "ZEL_Processor/ZelTypes.h"
 #include "com/Com.h"
 
+#include <array>
+
 /// The content of a command file, as a client writes it and a server reads it. A name that XML can't carry, with
 /// control characters or bytes that are no text, is escaped in the file.
 namespace CommandFile {
+
+/// Those that only a server takes whose host wants them (SZelServerOptions::operatorCommands).
+inline constexpr std::array kOperatorCommands = {eCommandType_HoldQueue, eCommandType_ReleaseQueue};
 
 /// The word of a command; null for a type that is none.
 [[nodiscard]] const wchar_t* WordOf(eCommandType type);
@@ -20,7 +25,7 @@ enum eRead {
 };
 struct SContent {
     eCommandType type = eCommandType_NotInitialized;
-    CString name;   ///< of the request, the registration or the client; not empty
+    CString name;   ///< of the request, the registration or the client, or that of the queue's folder; not empty
     CString reason; ///< of eRead_NoXml
 };
 /// Needs a thread whose COM is initialised, as does Write.

@@ -66,6 +66,8 @@ void TakeLine(std::string_view key, std::string_view value, SZelServerInfo& info
         info.plugins.push_back({.name = Unescaped(value), .module = {}, .taskTypes = {}});
     else if (key == "left-out")
         info.leftOut.push_back(Unescaped(value));
+    else if (key == "command")
+        info.commands.push_back(Unescaped(value));
     else if (key == "module" && !info.plugins.empty())
         info.plugins.back().module = Unescaped(value);
     else if (key == "task" && !info.plugins.empty())
@@ -92,6 +94,8 @@ std::string ServerInfoFile::ToText(const SZelServerInfo& info)
     add("request-dir", info.requestDir);
     for (const CString& option : info.options)
         add("option", option);
+    for (const CString& command : info.commands)
+        add("command", command);
     for (const SZelServerPlugin& plugin : info.plugins) {
         add("plugin", plugin.name);
         add("module", plugin.module);

@@ -15,7 +15,7 @@ namespace ServerInfoFile {
 constexpr std::size_t kMaxBytes = 256 * 1024;
 
 [[nodiscard]] std::string ToText(const SZelServerInfo& info);
-/// False for what is no such file, or not all of one. Presence and hasStopped are not in it.
+/// False for what is no such file, or not all of one. Presence, hasStopped and isHeld are not in it.
 [[nodiscard]] bool FromText(std::string_view text, SZelServerInfo& info);
 
 /// Replaces the file as a whole. Its folder must be there.

@@ -31,6 +31,8 @@ const CCommandTypeNames& GetCommandTypeNames()
         {eCommandType_PauseRequest, L"eCommandType_PauseRequest"},
         {eCommandType_RegisterClient, L"eCommandType_RegisterClient"},
         {eCommandType_UnregisterClient, L"eCommandType_UnregisterClient"},
+        {eCommandType_HoldQueue, L"eCommandType_HoldQueue"},
+        {eCommandType_ReleaseQueue, L"eCommandType_ReleaseQueue"},
     };
     return names;
 }

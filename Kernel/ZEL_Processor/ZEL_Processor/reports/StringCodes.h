@@ -49,6 +49,7 @@ constexpr SStringCode kRefusedNoFile{138, "IDS_REFUSED_NO_FILE"};
 constexpr SStringCode kRefusedLink{139, "IDS_REFUSED_LINK"};
 constexpr SStringCode kRefusedName{140, "IDS_REFUSED_NAME"};
 constexpr SStringCode kRefusedLongName{141, "IDS_REFUSED_LONG_NAME"};
+constexpr SStringCode kOperatorsOnly{142, "IDS_OPERATORS_ONLY"};
 constexpr SStringCode kRequestInterrupted{150, "IDS_REQUEST_INTERRUPTED"};
 constexpr SStringCode kProcessingAgain{151, "IDS_PROCESSING_AGAIN"};
 constexpr SStringCode kEndLost{152, "IDS_END_LOST"};

@@ -3,6 +3,7 @@
 #include "framework/Services.h"
 #include "platform/Os.h"
 #include "processor/ZelProcessorFactories.h"
+#include "protocol/CommandFile.h"
 #include "protocol/ServerInfoFile.h"
 #include "reports/SourceNames.h"
 
@@ -24,6 +25,10 @@ bool PublishServerInfo(const CServerSettings& settings, SZelServerInfo info)
     info.requestDir = settings.m_paths.m_strRequestDir;
     if (info.ended == 0)
         AddPlugins(info);
+    if (settings.m_options.operatorCommands) {
+        for (const eCommandType type : CommandFile::kOperatorCommands)
+            info.commands.emplace_back(CommandFile::WordOf(type));
+    }
     const CString path = settings.m_paths.InOwnFolder(Protocol::kServerInfoFile);
     // Not the way there: an output directory that is gone is not for this to make.
     platform::eOsError error = platform::Files().MakeDirectory(settings.m_paths.InOwnFolder({}));

@@ -27,6 +27,16 @@ platform::eOsError WriteSynced(const CString& path, const std::string& bytes)
 
 } // namespace
 
+platform::eOsError MakeOwnFolder(const CString& folder)
+{
+    platform::eOsError error = platform::MakeDirectories(folder);
+    if (platform::Succeeded(error))
+        error = platform::CheckOwnDirectory(folder);
+    // Where this fails it belongs to an administrator, who knows.
+    static_cast<void>(platform::KeepOthersFromWriting(folder));
+    return error;
+}
+
 platform::eOsError CRecordFolder::Write(const CString& name, const std::string& bytes) const
 {
     const platform::eOsError error = MakeFolder();

@@ -6,6 +6,9 @@
 #include <functional>
 #include <string>
 
+/// Makes the folder of a server's own, and has it to itself. One that somebody else made is refused.
+[[nodiscard]] platform::eOsError MakeOwnFolder(const CString& folder);
+
 /// Small files of a server's own, one for each thing that it has to know after it was killed, under the thing's name.
 /// Safe from any thread, as long as each name is one thread's at a time.
 class CRecordFolder {

@@ -3,6 +3,8 @@
 #include "platform/Os.h"
 #include "platform/Thread.h"
 
+#include <utility>
+
 namespace {
 
 /// Between two looks whether the time of a request has come. Not a wait until then: the clock may be set.
@@ -53,6 +55,13 @@ void CRequestQueue::Unpause(TSRequestItem item)
     m_evQueue->Set();
 }
 
+void CRequestQueue::SetHeld(bool held)
+{
+    const platform::CMutexLock lock(m_cs);
+    if (std::exchange(m_bHeld, held) && !held)
+        m_evQueue->Set();
+}
+
 void CRequestQueue::Pause(TSRequestItem item)
 {
     const platform::CMutexLock lock(m_cs);
@@ -78,8 +87,9 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
         for (TSRequestItem due; m_later.TakeDue(platform::Clock().UtcSeconds(), due);)
             m_queue->Append(std::move(due));
     }
-    if (!m_queue->TakeNext(item)) {
-        onEmpty();
+    if (m_bHeld || !m_queue->TakeNext(item)) {
+        if (!m_bHeld)
+            onEmpty();
         // A stop set the event for good; taking that back would leave who takes requests waiting for ever.
         if (m_bRunning)
             m_evQueue->Reset();
@@ -160,7 +170,7 @@ void CRequestQueue::Wait()
     bool isAnyLater = false;
     {
         const platform::CMutexLock lock(m_cs);
-        isAnyLater = !m_later.IsEmpty();
+        isAnyLater = !m_later.IsEmpty() && !m_bHeld; // a release wakes
     }
     // One that comes meanwhile sets the event, whenever its time is.
     if (isAnyLater)

@@ -35,13 +35,16 @@ public:
     void Add(TSRequestItem item);
     /// Before all that wait, if its time has come.
     void Unpause(TSRequestItem item);
+    /// While it is held, nothing can be taken to run; all else goes on.
+    void SetHeld(bool held);
     /// What was taken out of the queue, or never was in it.
     void Pause(TSRequestItem item);
     /// Also one whose time has not come.
     bool TakeWaiting(const CString& path, TSRequestItem& item);
     bool TakePaused(const CString& path, TSRequestItem& item);
 
-    /// The next one runs, uncancelled; bLast: nothing waits behind it. False when nothing waits, and after onEmpty.
+    /// The next one runs, uncancelled; bLast: nothing waits behind it. False when nothing waits, and after onEmpty;
+    /// false without that when the queue is held.
     bool TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty);
     /// What runs waits again, behind all others. False, and it does not, when it was cancelled.
     bool PutBack(TSRequestItem item);
@@ -75,6 +78,7 @@ private:
     std::unique_ptr<CTurnList> m_paused ZEL_GUARDED_BY(m_cs); ///< never null
     CString m_strRunning ZEL_GUARDED_BY(m_cs);                ///< what runs, empty when nothing does
     bool m_bCanceled ZEL_GUARDED_BY(m_cs) = false;            ///< what runs is to stop
+    bool m_bHeld ZEL_GUARDED_BY(m_cs) = false;
     CZelProcessorContext* m_pContext ZEL_GUARDED_BY(m_cs) = nullptr;
     const std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< reset under m_cs alone
 };

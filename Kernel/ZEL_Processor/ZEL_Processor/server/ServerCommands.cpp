@@ -34,14 +34,16 @@ constexpr auto kOpenRetry = 100ms;
 constexpr auto kImpatientOpenRetry = 5ms;
 constexpr std::size_t kMaxReason = 520;
 
-CString WordOfCommand(eCommandType type)
+CString WhatIsAsked(const CommandFile::SContent& command)
 {
-    switch (type) {
-    case eCommandType_CancelRequest: return L"cancel ";
-    case eCommandType_PauseRequest: return L"pause or resume ";
-    case eCommandType_RegisterClient: return L"register a client, answer in ";
-    case eCommandType_UnregisterClient: return L"unregister the client ";
-    default: return L"of an unknown type, for ";
+    switch (command.type) {
+    case eCommandType_CancelRequest: return L"cancel " + command.name;
+    case eCommandType_PauseRequest: return L"pause or resume " + command.name;
+    case eCommandType_RegisterClient: return L"register a client, answer in " + command.name;
+    case eCommandType_UnregisterClient: return L"unregister the client " + command.name;
+    case eCommandType_HoldQueue: return L"hold the queue";
+    case eCommandType_ReleaseQueue: return L"release the queue";
+    default: return L"of an unknown type, for " + command.name;
     }
 }
 
@@ -97,7 +99,7 @@ bool CServerCommands::ProcessCommand(const CString& path, CRequestTaker::eTaken 
     CommandFile::SContent command;
     bool isRefused = false;
     if (!WaitUntilReadable(queuePath, progress) || !ReadCommand(queuePath, progress, command) ||
-        (!CarryOutCommand(command, m_settings.OwnerOf(queuePath), progress, isRefused) && !isRefused))
+        (!CarryOutCommand(command, queuePath, progress, isRefused) && !isRefused))
         return false;
     static_cast<void>(platform::Files().Remove(queuePath));
     if (!isRefused)
@@ -163,17 +165,24 @@ bool CServerCommands::ReadCommand(const CString& queuePath, CZelProcessorProgres
     case CommandFile::eRead_Incomplete: return fail(TextOf(StringCodes::kInvalidCommandFile));
     case CommandFile::eRead_Ok: break;
     }
-    m_strAsked = WordOfCommand(command.type) + command.name;
+    if (!m_settings.m_options.operatorCommands && COperatorCommands::IsOne(command.type))
+        command.type = eCommandType_NotInitialized; // as any word that is not known
+    m_strAsked = WhatIsAsked(command);
     return true;
 }
 
-bool CServerCommands::CarryOutCommand(const CommandFile::SContent& command, const std::string& owner,
+bool CServerCommands::CarryOutCommand(const CommandFile::SContent& command, const CString& queuePath,
                                       CZelProcessorProgress* progress, bool& isRefused)
 {
+    if (COperatorCommands::IsOne(command.type)) {
+        const CString refusal = m_operator.CarryOut(command, queuePath);
+        return refusal.empty() || Refuse(progress, refusal, isRefused);
+    }
     switch (command.type) {
     case eCommandType_CancelRequest: CancelRequest(command.name, progress); return true;
     case eCommandType_PauseRequest: return PauseOrUnpauseRequest(command.name, progress, isRefused);
-    case eCommandType_RegisterClient:
+    case eCommandType_RegisterClient: {
+        const std::string owner = m_settings.OwnerOf(queuePath);
         if (m_settings.m_options.maxClients != 0 && m_registry.CountOf(owner) >= m_settings.m_options.maxClients)
             return Refuse(
                 progress,
@@ -181,6 +190,7 @@ bool CServerCommands::CarryOutCommand(const CommandFile::SContent& command, cons
                 isRefused);
         RegisterNewClient(command.name, owner);
         return true;
+    }
     case eCommandType_UnregisterClient:
         if (GUID clientId{}; GuidFromText(command.name, clientId))
             m_registry.UnregisterClient(clientId);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "EndedRequests.h"
+#include "OperatorCommands.h"
 #include "RequestTaker.h"
 #include "ZEL_Processor/ZelProcessorEnums.h"
 
@@ -28,7 +29,8 @@ public:
           m_registry(registry),
           m_bRunning(isRunning),
           m_nTurns(turns),
-          m_ended(settings)
+          m_ended(settings),
+          m_operator(settings, requests)
     {}
 
     /// A command file of the request directory, from its first status to its last.
@@ -44,7 +46,7 @@ public:
 private:
     bool WaitUntilReadable(const CString& queuePath, CZelProcessorProgress* progress);
     bool ReadCommand(const CString& queuePath, CZelProcessorProgress* progress, CommandFile::SContent& command);
-    bool CarryOutCommand(const CommandFile::SContent& command, const std::string& owner,
+    bool CarryOutCommand(const CommandFile::SContent& command, const CString& queuePath,
                          CZelProcessorProgress* progress, bool& isRefused);
     bool Refuse(CZelProcessorProgress* progress, const CString& text, bool& isRefused);
     void CancelRequest(const CString& name, CZelProcessorProgress* progress);
@@ -62,6 +64,7 @@ private:
     const std::atomic<bool>& m_bRunning;
     std::atomic<std::uint32_t>& m_nTurns;
     CEndedRequests m_ended;
+    COperatorCommands m_operator;
     std::chrono::nanoseconds m_lastTry{};
     CString m_strAsked;            ///< by the last command, for the log; empty when it could not be read
     bool m_bToldOtherwise = false; ///< the log has told of its refusal

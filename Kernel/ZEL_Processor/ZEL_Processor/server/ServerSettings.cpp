@@ -2,6 +2,7 @@
 #include "TurnList.h"
 #include "platform/NameKind.h"
 #include "platform/Os.h"
+#include "platform/Trust.h"
 #include "protocol/RequestAttributes.h"
 
 #include <algorithm>
@@ -24,6 +25,15 @@ std::string CServerSettings::OwnerOf(const CString& path) const
     if (isAsked && !platform::Succeeded(platform::Files().GetOwner(path, owner)))
         owner.clear();
     return owner;
+}
+
+bool CServerSettings::IsOperators(const CString& path)
+{
+    platform::FileOwner owner;
+    const platform::eOsError error = platform::Files().GetOwner(path, owner);
+    if (!platform::Succeeded(error)) // who keeps us from asking does not become nobody by that
+        return error == platform::eOsError_NotSupported;
+    return owner.empty() || platform::IsTrustedOwner(owner);
 }
 
 TSRequestItem CServerSettings::ItemOf(const CString& queuedPath) const

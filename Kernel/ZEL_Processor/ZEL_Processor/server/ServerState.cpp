@@ -1,4 +1,6 @@
 #include "ServerState.h"
+#include "QueueHold.h"
+#include "RecordFolder.h"
 #include "Resume.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "com/ComError.h"
@@ -104,6 +106,7 @@ bool CServerState::SetDirs(const CString& requestDir, const CString& outputDir)
         Protocol::DeleteAllFilesInDir(m_settings.m_paths.m_strQueueDir);
     }
     m_requests.Clear(m_settings.m_options.takeTurns, m_settings.m_options.fair);
+    CQueueHold(m_settings, m_requests).TakeOver();
     m_listener.Refusals().Clear();
     m_statuses.Left().ForgetAll();
     m_registry.Clear();
@@ -114,11 +117,7 @@ bool CServerState::SetDirs(const CString& requestDir, const CString& outputDir)
 
 bool CServerState::Resume()
 {
-    const CString ownDir = m_settings.m_paths.InOwnFolder({});
-    platform::eOsError error = platform::MakeDirectories(ownDir);
-    if (platform::Succeeded(error))
-        error = platform::CheckOwnDirectory(ownDir);
-    static_cast<void>(platform::KeepOthersFromWriting(ownDir)); // as with the queue
+    platform::eOsError error = MakeOwnFolder(m_settings.m_paths.InOwnFolder({}));
     m_registry.SetRecords(&m_clientRecords);
     if (platform::Succeeded(error))
         error = CResume(m_settings, m_requests, m_statuses, m_registry).Run();

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "QueueHold.h"
+#include "ZEL_Processor/ZelProcessorEnums.h"
+#include "ZEL_Processor/ZelTypes.h"
+
+namespace CommandFile {
+struct SContent;
+}
+
+/// What an operator wants of the queue as a whole (SZelServerOptions::operatorCommands). For the listener's thread.
+class COperatorCommands {
+public:
+    COperatorCommands(const CServerSettings& settings, CRequestQueue& requests)
+        : m_settings(settings), m_hold(settings, requests)
+    {}
+
+    /// Whether the word of this command is one of these to the host.
+    [[nodiscard]] static bool IsOne(eCommandType type);
+    /// Empty when it was carried out, else why not. path: of its file, whose owner says who asks.
+    [[nodiscard]] CString CarryOut(const CommandFile::SContent& command, const CString& path);
+
+private:
+    const CServerSettings& m_settings;
+    CQueueHold m_hold;
+};

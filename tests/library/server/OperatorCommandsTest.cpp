@@ -1,0 +1,60 @@
+#include "server/OperatorCommands.h"
+
+#include "protocol/CommandFile.h"
+#include "reports/StringCodes.h"
+#include "tests/library/server/RunFixture.h"
+
+namespace {
+
+class OperatorCommandsTest : public CRunFixture {
+protected:
+    OperatorCommandsTest() { m_settings.m_options.operatorCommands = true; }
+    void SetUp() override
+    {
+        CRunFixture::SetUp();
+        Write(Queued(L"c.command"));
+    }
+    CString CarryOut(eCommandType type) { return m_commands.CarryOut({type, L"Queue", {}}, Queued(L"c.command")); }
+    [[nodiscard]] bool IsHeld() const
+    {
+        return platform::PathExists(m_settings.m_paths.InOwnFolder(Protocol::kHeldFile));
+    }
+
+    COperatorCommands m_commands{m_settings, m_requests};
+};
+
+TEST_F(OperatorCommandsTest, TheWordsOfAnOperatorAreNotThoseOfEverybody)
+{
+    EXPECT_TRUE(COperatorCommands::IsOne(eCommandType_HoldQueue));
+    EXPECT_TRUE(COperatorCommands::IsOne(eCommandType_ReleaseQueue));
+    EXPECT_FALSE(COperatorCommands::IsOne(eCommandType_PauseRequest));
+    EXPECT_FALSE(COperatorCommands::IsOne(eCommandType_NotInitialized));
+}
+
+TEST_F(OperatorCommandsTest, WhoeverTheServerRunsAsHoldsAndReleasesTheQueue)
+{
+    EXPECT_EQ(CarryOut(eCommandType_HoldQueue), L"");
+    EXPECT_TRUE(IsHeld());
+    EXPECT_EQ(CarryOut(eCommandType_ReleaseQueue), L"");
+    EXPECT_FALSE(IsHeld());
+}
+
+TEST_F(OperatorCommandsTest, OthersAreRefusedAndNothingIsDone)
+{
+    m_files.FailAlways(testsupport::eFileCall_GetOwner, platform::eOsError_AccessDenied);
+    const platform::CScopedOs os(&m_files, nullptr);
+    EXPECT_EQ(CarryOut(eCommandType_HoldQueue), TextOf(StringCodes::kOperatorsOnly));
+    EXPECT_FALSE(IsHeld());
+}
+
+TEST_F(OperatorCommandsTest, WhatFailsIsToldWithTheFileAndTheReason)
+{
+    m_files.FailAlways(testsupport::eFileCall_Sync, platform::eOsError_DiskFull);
+    const platform::CScopedOs os(&m_files, nullptr);
+    const CString refusal = CarryOut(eCommandType_HoldQueue);
+    EXPECT_NE(refusal.find(m_settings.m_paths.InOwnFolder(Protocol::kHeldFile)), CString::npos);
+    EXPECT_NE(refusal.find(platform::OsErrorText(platform::eOsError_DiskFull)), CString::npos);
+    EXPECT_FALSE(IsHeld());
+}
+
+} // namespace
