@@ -5,6 +5,7 @@
 #include "apps/zel/HoldCommand.h"
 #include "apps/zel/ListCommand.h"
 #include "apps/zel/ListenCommand.h"
+#include "apps/zel/MoveCommand.h"
 #include "apps/zel/NewPluginCommand.h"
 #include "apps/zel/PauseCommand.h"
 #include "apps/zel/PropertiesCommand.h"
@@ -32,6 +33,7 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
     commands.push_back(std::make_unique<CCancelCommand>());
     commands.push_back(std::make_unique<CPauseCommand>());
     commands.push_back(std::make_unique<CResumeCommand>());
+    commands.push_back(std::make_unique<CMoveCommand>());
     commands.push_back(std::make_unique<CHoldCommand>());
     commands.push_back(std::make_unique<CReleaseCommand>());
     commands.push_back(std::make_unique<CListenCommand>());

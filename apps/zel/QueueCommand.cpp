@@ -3,8 +3,6 @@
 #include "ZEL_Processor/ZelProtocolNames.h"
 #include "apps/zel/ServerWatch.h"
 
-#include <algorithm>
-
 int CQueueCommand::Run(CToolSession& session)
 {
     CServerWatch::TellWhenDead(session);
@@ -17,10 +15,7 @@ int CQueueCommand::Run(CToolSession& session)
 
 eExitCode CQueueCommand::Steer(const STarget& target)
 {
-    // One that tells what it is tells which commands it takes, and would not answer another one.
-    const SZelServerInfo server = target.client.GetServerInfo();
-    const bool tells = server.presence == eServerPresence_Serves && !server.version.empty();
-    if (tells && std::ranges::find(server.commands, Word()) == server.commands.end())
+    if (!TakesCommand(target, Word()))
         return Refuse(target, ToolTexts::IDS_COMMAND_NOT_TAKEN, {Word()});
     eZelProcRequestStatus answer = eRequestStatus_NotIntialized;
     {

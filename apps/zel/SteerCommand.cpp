@@ -5,6 +5,7 @@
 #include "platform/Text.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <fmt/format.h>
 
 void CSteerCommand::Define(CLI::App& app)
@@ -62,6 +63,13 @@ eZelProcRequestStatus CSteerCommand::Ask(const STarget& target, Command command)
 {
     const CMutedHost muted(target.session.Host());
     return (target.client.*command)(target.state.name);
+}
+
+bool CSteerCommand::TakesCommand(const STarget& target, const std::wstring& word)
+{
+    const SZelServerInfo server = target.client.GetServerInfo();
+    const bool tells = server.presence == eServerPresence_Serves && !server.version.empty();
+    return !tells || std::ranges::find(server.commands, word) != server.commands.end();
 }
 
 eExitCode CSteerCommand::Fail(const STarget& target, eZelProcRequestStatus answer)

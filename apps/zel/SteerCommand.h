@@ -28,6 +28,8 @@ protected:
     using Command = eZelProcRequestStatus (CZelProcessorClient::*)(const CString& requestPath);
     /// Asks the server. What the client reports meanwhile is not shown: Fail says it for people.
     [[nodiscard]] static eZelProcRequestStatus Ask(const STarget& target, Command command);
+    /// False of a server that tells which commands it takes, and has not this one: it would not answer.
+    [[nodiscard]] static bool TakesCommand(const STarget& target, const std::wstring& word);
     /// The server was asked and did not do it, or its answer was not waited for any longer.
     [[nodiscard]] static eExitCode Fail(const STarget& target, eZelProcRequestStatus answer);
     /// The server was not asked, for it did not take what was sent before.

@@ -148,6 +148,12 @@ public:
     [[nodiscard]] eZelProcRequestStatus HoldQueue();
     /// Lets a queue that is held go on. For whom, and results, as above.
     [[nodiscard]] eZelProcRequestStatus ReleaseQueue();
+    /// Moves a request that waits to another place of the queue: before or behind all that wait, whatever their
+    /// priority, or before another one that waits (otherPath, which counts for eRequestPlace_Before alone). Where users
+    /// take turns: of the requests of its user. One that does not wait, and another that is not in the same order, is a
+    /// server error. For whom, and results, as above.
+    [[nodiscard]] eZelProcRequestStatus MoveRequest(const CString& requestPath, eRequestPlace place,
+                                                    const CString& otherPath = {});
 
     /// Whether a server serves the output directory, and what it tells of itself. Touches nothing but a few small files
     /// of the server's own folder, and waits for nobody; for the moment of the look it holds the lock that a dead

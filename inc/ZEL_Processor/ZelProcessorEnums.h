@@ -35,6 +35,14 @@ enum eCommandType : std::int32_t {
     eCommandType_UnregisterClient = 3,
     eCommandType_HoldQueue = 4,    ///< this one and those that follow: of an operator, for a server that wants them
     eCommandType_ReleaseQueue = 5, ///< (SZelServerOptions::operatorCommands); unknown to others
+    eCommandType_MoveRequest = 6,
+};
+
+/// Where a waiting request is moved to: CZelProcessorClient::MoveRequest.
+enum eRequestPlace : std::int32_t {
+    eRequestPlace_First,
+    eRequestPlace_Last,
+    eRequestPlace_Before, ///< another one
 };
 
 using CRequestStatusNames = std::unordered_map<std::int32_t, CString>;

@@ -135,8 +135,9 @@ struct SZelServerOptions {
     /// Among requests of equal priority the clients take turns, so that nobody's batch holds up another one's single
     /// request: those that the attribute Client names, else the owners of the files. Off: first come, first served.
     bool fair = false;
-    /// Commands for the queue as a whole are taken: HoldQueue, after which nothing is started, and ReleaseQueue. What
-    /// runs goes on, and what comes waits. A queue that is held stays so over restarts, with resume or without it, by a
+    /// Commands for the queue as a whole are taken: HoldQueue, after which nothing is started, and ReleaseQueue;
+    /// MoveRequest, which changes the order of what waits. What runs goes on while the queue is held, and what comes
+    /// waits. A queue that is held stays so over restarts, with resume or without it, by a
     /// file of the server's own folder (ZelProtocol::kHeldFile). They are for the account that the server runs as, and
     /// for administrators: the owner of the command's file says who asks, and others get a server error. Where files
     /// have no owners everybody may. Off: these words are unknown, and a queue that an earlier server held runs.

@@ -86,6 +86,47 @@ TEST_F(QueueCommandTest, WhatRunsGoesOnWhileTheQueueIsHeld)
     StopServer(server);
 }
 
+TEST_F(QueueCommandTest, WhatIsMovedRunsWhereItWasMovedTo)
+{
+    CRunningProgram server = StartServer();
+    ASSERT_EQ(Zel({L"hold"}).code, 0);
+    for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq", L"d.drq"}) {
+        ASSERT_EQ(Zel({L"send", MakeGate(name)}).code, 0);
+        ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InQueue(name)); }));
+    }
+    EXPECT_EQ(Zel({L"move", L"c.drq", L"--first"}).output, "c.drq: moved\n");
+    EXPECT_EQ(Zel({L"move", L"a.drq", L"--last"}).code, 0);
+    EXPECT_EQ(Zel({L"move", L"d.drq", L"--before", L"b.drq"}).code, 0);
+    EXPECT_EQ(Zel({L"move", L"none.drq", L"--last"}).code, 5);
+    const SProgramResult nowhere = Zel({L"move", L"b.drq", L"--before", L"none.drq"});
+    EXPECT_EQ(nowhere.code, 3);
+    EXPECT_TRUE(Contains(nowhere.errors, "'none.drq' does not wait for its turn")) << nowhere.errors;
+    ASSERT_EQ(Zel({L"release"}).code, 0);
+    std::vector<std::wstring> left = {L"c.drq", L"d.drq", L"b.drq", L"a.drq"};
+    while (!left.empty()) {
+        ASSERT_TRUE(WaitUntilAtGate(left.front())) << platform::ToUtf8(left.front());
+        left.erase(left.begin());
+        for (const std::wstring& later : left)
+            EXPECT_FALSE(platform::PathExists(Gate(later) + L".entered")) << platform::ToUtf8(later);
+        for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq", L"d.drq"}) {
+            if (platform::PathExists(Gate(name) + L".entered"))
+                Write(Gate(name), "");
+        }
+    }
+    EXPECT_EQ(Zel({L"wait", L"a.drq", L"b.drq", L"c.drq", L"d.drq"}).code, 0);
+    StopServer(server);
+}
+
+TEST_F(QueueCommandTest, AMoveSaysWhereOnce)
+{
+    for (const std::vector<std::wstring>& arguments : {std::vector<std::wstring>{L"move", L"a.drq"},
+                                                       {L"move", L"a.drq", L"--first", L"--last"},
+                                                       {L"move", L"a.drq", L"--before", L"."},
+                                                       {L"move", L"--first"},
+                                                       {L"move", L"a.drq", L"b.drq", L"--first"}})
+        EXPECT_EQ(Zel(arguments).code, 2);
+}
+
 TEST_F(QueueCommandTest, AServerThatIsHeldStopsAtOnce)
 {
     CRunningProgram server = StartServer();

@@ -56,6 +56,39 @@ TEST_F(CommandFiles, TheGoldenFileIsReadOnBothTargets)
     EXPECT_EQ(content.name, L"abc.drq");
 }
 
+TEST_F(CommandFiles, AMoveSaysWhereAndAnyNameBeforeWhich)
+{
+    HRESULT result = E_FAIL;
+    CommandFile::SContent content;
+    for (const eRequestPlace place : {eRequestPlace_First, eRequestPlace_Last}) {
+        ASSERT_TRUE(CommandFile::Write(m_path, eCommandType_MoveRequest, L"a.drq", result, nullptr, {place, {}}));
+        ASSERT_EQ(CommandFile::Read(m_path, content), CommandFile::eRead_Ok);
+        EXPECT_EQ(content.where.place, place);
+        EXPECT_EQ(content.where.other, L"");
+    }
+    ASSERT_TRUE(CommandFile::Write(m_path, eCommandType_MoveRequest, L"a.drq", result, nullptr,
+                                   {eRequestPlace_Before, L"b\n.drq"}));
+    ASSERT_EQ(CommandFile::Read(m_path, content), CommandFile::eRead_Ok);
+    EXPECT_EQ(content.name, L"a.drq");
+    EXPECT_EQ(content.where.place, eRequestPlace_Before);
+    EXPECT_EQ(content.where.other, L"b\n.drq");
+}
+
+TEST_F(CommandFiles, WhereAMoveGoesIsNotGuessed)
+{
+    const auto read = [this](const std::string& rest) {
+        EXPECT_TRUE(platform::Succeeded(platform::WriteWholeFile(
+            m_path, "<Command Type=\"MoveRequest\"><RequestName>a</RequestName>" + rest + "</Command>")));
+        CommandFile::SContent content;
+        EXPECT_EQ(CommandFile::Read(m_path, content), CommandFile::eRead_Ok);
+        return content.where;
+    };
+    EXPECT_FALSE(read("").place);
+    EXPECT_FALSE(read("<Place>Middle</Place>").place);
+    EXPECT_EQ(read("<Place>first</Place>").place, eRequestPlace_First);
+    EXPECT_EQ(read("<Place>Before</Place><OtherName Encoding='percent'>%</OtherName>").other, L"");
+}
+
 TEST_F(CommandFiles, TheGoldenFileOfANameThatXmlCanNotCarryIsRead)
 {
     CommandFile::SContent content;

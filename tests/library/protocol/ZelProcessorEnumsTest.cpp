@@ -27,7 +27,8 @@ TEST(ZelProcessorEnums, CommandsHaveTheNumbersAndNamesOfTheProtocol)
     EXPECT_EQ(EnumToName(3, GetCommandTypeNames()), L"eCommandType_UnregisterClient");
     EXPECT_EQ(EnumToName(4, GetCommandTypeNames()), L"eCommandType_HoldQueue");
     EXPECT_EQ(EnumToName(5, GetCommandTypeNames()), L"eCommandType_ReleaseQueue");
-    EXPECT_EQ(GetCommandTypeNames().size(), 7U);
+    EXPECT_EQ(EnumToName(6, GetCommandTypeNames()), L"eCommandType_MoveRequest");
+    EXPECT_EQ(GetCommandTypeNames().size(), 8U);
 }
 
 TEST(ZelProcessorEnums, ValuesOutsideTheTablesAreUnknown)
@@ -42,5 +43,5 @@ TEST(ZelProcessorEnums, AskingAgainInsertsNothing)
     const auto* first = &GetRequestStatusNames();
     EXPECT_EQ(first, &GetRequestStatusNames());
     EXPECT_EQ(GetRequestStatusNames().size(), 16U);
-    EXPECT_EQ(GetCommandTypeNames().size(), 7U);
+    EXPECT_EQ(GetCommandTypeNames().size(), 8U);
 }

@@ -27,6 +27,7 @@ TEST_F(OperatorCommandsTest, TheWordsOfAnOperatorAreNotThoseOfEverybody)
 {
     EXPECT_TRUE(COperatorCommands::IsOne(eCommandType_HoldQueue));
     EXPECT_TRUE(COperatorCommands::IsOne(eCommandType_ReleaseQueue));
+    EXPECT_TRUE(COperatorCommands::IsOne(eCommandType_MoveRequest));
     EXPECT_FALSE(COperatorCommands::IsOne(eCommandType_PauseRequest));
     EXPECT_FALSE(COperatorCommands::IsOne(eCommandType_NotInitialized));
 }
@@ -45,6 +46,35 @@ TEST_F(OperatorCommandsTest, OthersAreRefusedAndNothingIsDone)
     const platform::CScopedOs os(&m_files, nullptr);
     EXPECT_EQ(CarryOut(eCommandType_HoldQueue), TextOf(StringCodes::kOperatorsOnly));
     EXPECT_FALSE(IsHeld());
+}
+
+TEST_F(OperatorCommandsTest, WhatWaitsIsMovedAndWhatCannotBeIsToldWhy)
+{
+    for (const wchar_t* name : {L"a.drq", L"b.drq"})
+        Queue(name);
+    const auto move = [this](const CString& name, const CommandFile::SWhere& where) {
+        return m_commands.CarryOut({eCommandType_MoveRequest, name, {}, where}, Queued(L"c.command"));
+    };
+    EXPECT_EQ(move(L"b.drq", {eRequestPlace_First}), L"");
+    EXPECT_EQ(move(L"x.drq", {eRequestPlace_First}), FormatText(TextOf(StringCodes::kDoesNotWait), {L"x.drq"}));
+    EXPECT_EQ(move(L"a.drq", {eRequestPlace_Before, L"x.drq"}),
+              FormatText(TextOf(StringCodes::kDoesNotWait), {L"x.drq"}));
+    EXPECT_EQ(move(L"a.drq", {eRequestPlace_Before}), TextOf(StringCodes::kMoveToNowhere));
+    EXPECT_EQ(move(L"a.drq", {}), TextOf(StringCodes::kMoveToNowhere));
+    TSRequestItem item;
+    bool bLast = false;
+    ASSERT_TRUE(m_requests.TakeRequest(item, bLast, [] {}));
+    EXPECT_EQ(item.m_strFile, Queued(L"b.drq"));
+}
+
+TEST_F(OperatorCommandsTest, NothingIsMovedBeforeWhatWaitsInAnotherTurn)
+{
+    m_requests.Clear(true);
+    m_requests.Add({Queued(L"a.drq"), 0, "one"});
+    m_requests.Add({Queued(L"b.drq"), 0, "other"});
+    EXPECT_EQ(m_commands.CarryOut({eCommandType_MoveRequest, L"b.drq", {}, {eRequestPlace_Before, L"a.drq"}},
+                                  Queued(L"c.command")),
+              FormatText(TextOf(StringCodes::kOfAnotherTurn), {L"b.drq", L"a.drq"}));
 }
 
 TEST_F(OperatorCommandsTest, WhatFailsIsToldWithTheFileAndTheReason)

@@ -37,7 +37,7 @@ TEST_F(PublishedInfoTest, AServerThatTakesTheCommandsOfAnOperatorSaysWhich)
     m_settings.m_options.operatorCommands = true;
     ASSERT_TRUE(PublishServerInfo(m_settings, Ended()));
     ASSERT_TRUE(ServerInfoFile::Read(Path(), info));
-    EXPECT_EQ(info.commands, (std::vector<std::wstring>{L"HoldQueue", L"ReleaseQueue"}));
+    EXPECT_EQ(info.commands, (std::vector<std::wstring>{L"HoldQueue", L"ReleaseQueue", L"MoveRequest"}));
 }
 
 TEST_F(PublishedInfoTest, AnOutputDirectoryThatIsGoneIsNotMade)

@@ -51,6 +51,86 @@ TEST(TurnListTest, TheMoreUrgentComesFirstAndEqualsInTheirOrder)
     EXPECT_EQ(Order(list), L"nh12l");
 }
 
+CTurnList WithPriorities()
+{
+    CTurnList list(false);
+    for (const auto& [file, priority] : {std::pair(L"h", 100), {L"1", 0}, {L"2", 0}, {L"l", -100}})
+        list.Append(Item(file, "x", priority));
+    return list;
+}
+
+TEST(TurnListTest, WhatIsMovedComesFirstOrLastWhateverThePriority)
+{
+    CTurnList list = WithPriorities();
+    EXPECT_EQ(list.Move(L"l", eRequestPlace_First, {}), CTurnList::eMoved_Yes);
+    EXPECT_EQ(list.Move(L"2", eRequestPlace_First, {}), CTurnList::eMoved_Yes);
+    EXPECT_EQ(list.Move(L"h", eRequestPlace_Last, {}), CTurnList::eMoved_Yes);
+    EXPECT_TRUE(list.Contains(L"2"));
+    list.Append(Item(L"3", "x", 1));
+    EXPECT_EQ(Order(list), L"2l31h");
+    EXPECT_TRUE(list.IsEmpty());
+}
+
+TEST(TurnListTest, WhatIsMovedBeforeAnotherTakesItsPlace)
+{
+    for (const wchar_t* moved : {L"h", L"l", L"1"}) {
+        CTurnList list = WithPriorities();
+        EXPECT_EQ(list.Move(moved, eRequestPlace_Before, L"2"), CTurnList::eMoved_Yes);
+        std::wstring rest = L"h12l";
+        rest.erase(rest.find(moved), 1);
+        rest.insert(rest.find(L'2'), moved);
+        EXPECT_EQ(Order(list), rest);
+    }
+    CTurnList list = WithPriorities();
+    EXPECT_EQ(list.Move(L"2", eRequestPlace_Before, L"2"), CTurnList::eMoved_Yes);
+    EXPECT_EQ(Order(list), L"h12l");
+}
+
+TEST(TurnListTest, AMoveKeepsWhatTheRequestIs)
+{
+    CTurnList list(false);
+    list.Append(Item(L"a", "x", 7, "me"));
+    list.Append(Item(L"b", "y", 9));
+    EXPECT_EQ(list.Move(L"a", eRequestPlace_First, {}), CTurnList::eMoved_Yes);
+    EXPECT_EQ(list.CountOf("x"), 1U);
+    TSRequestItem item;
+    ASSERT_TRUE(list.TakeNext(item));
+    EXPECT_EQ(item.m_strFile, L"a");
+    EXPECT_EQ(item.m_strOwner, "x");
+    EXPECT_EQ(item.m_nPriority, 7);
+}
+
+TEST(TurnListTest, AMoveStaysInItsTurn)
+{
+    CTurnList list(true);
+    for (const wchar_t* file : {L"1", L"2", L"3"})
+        list.Append({file, 0, "many"});
+    list.Append({L"a", 0, "few"});
+    EXPECT_EQ(list.Move(L"3", eRequestPlace_First, {}), CTurnList::eMoved_Yes);
+    EXPECT_EQ(list.Move(L"a", eRequestPlace_First, {}), CTurnList::eMoved_Yes) << "its user's turn stays the second";
+    EXPECT_EQ(list.Move(L"a", eRequestPlace_Before, L"1"), CTurnList::eMoved_OtherTurn);
+    EXPECT_EQ(Order(list), L"3a12");
+}
+
+TEST(TurnListTest, WhereItIsFairAMoveStaysWithItsClient)
+{
+    CTurnList list(false, true);
+    list.Append(Item(L"1", "x", 0, "batch"));
+    list.Append(Item(L"2", "x", 0, "batch"));
+    list.Append(Item(L"a", "x", 0, "one"));
+    EXPECT_EQ(list.Move(L"a", eRequestPlace_Before, L"1"), CTurnList::eMoved_OtherTurn);
+    EXPECT_EQ(list.Move(L"2", eRequestPlace_Before, L"1"), CTurnList::eMoved_Yes);
+    EXPECT_EQ(Order(list), L"2a1");
+}
+
+TEST(TurnListTest, WhatDoesNotWaitIsNotMovedAndNothingIsMovedBeforeIt)
+{
+    CTurnList list = WithPriorities();
+    EXPECT_EQ(list.Move(L"x", eRequestPlace_First, {}), CTurnList::eMoved_NotThere);
+    EXPECT_EQ(list.Move(L"1", eRequestPlace_Before, L"x"), CTurnList::eMoved_NoOther);
+    EXPECT_EQ(Order(list), L"h12l");
+}
+
 TEST(TurnListTest, APriorityCountsAmongTheRequestsOfItsOwner)
 {
     CTurnList list(true);

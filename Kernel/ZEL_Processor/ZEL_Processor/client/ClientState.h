@@ -4,6 +4,7 @@
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "platform/FileSystem.h"
 #include "platform/Mutex.h"
+#include "protocol/CommandFile.h"
 #include "protocol/ProtocolPaths.h"
 
 #include <atomic>
@@ -36,6 +37,8 @@ struct CClientState {
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
     [[nodiscard]] eZelProcRequestStatus HoldQueue();
     [[nodiscard]] eZelProcRequestStatus ReleaseQueue();
+    [[nodiscard]] eZelProcRequestStatus MoveRequest(const CString& requestPath, eRequestPlace place,
+                                                    const CString& otherPath);
     [[nodiscard]] SZelServerInfo GetServerInfo() const;
     [[nodiscard]] bool ListenDsEvents();
     [[nodiscard]] bool StopListeningDsEvents();
@@ -47,9 +50,11 @@ struct CClientState {
     [[nodiscard]] bool ResetLockResultsChanged();
 
     [[nodiscard]] eZelProcRequestStatus SendMessageToServer(const CString& messagePath);
-    [[nodiscard]] eZelProcRequestStatus SendCommand(const CString& requestPath, eCommandType type);
+    [[nodiscard]] eZelProcRequestStatus SendCommand(const CString& requestPath, eCommandType type,
+                                                    const CommandFile::SWhere& where = {});
     [[nodiscard]] eZelProcRequestStatus FollowCommand(const CString& commandFile, eCommandType type);
-    [[nodiscard]] CString CreateCommandFile(eCommandType type, const CString& requestPath) const;
+    [[nodiscard]] CString CreateCommandFile(eCommandType type, const CString& requestPath,
+                                            const CommandFile::SWhere& where = {}) const;
 
     [[nodiscard]] eZelServerPresence LookForServer() const;
     [[nodiscard]] bool ReceiveClientId(const CString& registrationName);

@@ -103,6 +103,12 @@ eZelProcRequestStatus CZelProcessorClient::ReleaseQueue()
     return m_pState->ReleaseQueue();
 }
 
+eZelProcRequestStatus CZelProcessorClient::MoveRequest(const CString& requestPath, eRequestPlace place,
+                                                       const CString& otherPath)
+{
+    return m_pState->MoveRequest(requestPath, place, otherPath);
+}
+
 SZelServerInfo CZelProcessorClient::GetServerInfo() const
 {
     return m_pState->GetServerInfo();

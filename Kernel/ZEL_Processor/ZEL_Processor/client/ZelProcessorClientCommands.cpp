@@ -67,7 +67,14 @@ eZelProcRequestStatus CClientState::ReleaseQueue()
     return SendCommand(Protocol::kQueueDirectory, eCommandType_ReleaseQueue);
 }
 
-CString CClientState::CreateCommandFile(eCommandType type, const CString& requestPath) const
+eZelProcRequestStatus CClientState::MoveRequest(const CString& requestPath, eRequestPlace place,
+                                                const CString& otherPath)
+{
+    return SendCommand(requestPath, eCommandType_MoveRequest, {place, platform::FileNameOf(otherPath)});
+}
+
+CString CClientState::CreateCommandFile(eCommandType type, const CString& requestPath,
+                                        const CommandFile::SWhere& where) const
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::CreateCommandFile";
     if (!CommandFile::WordOf(type))
@@ -76,7 +83,7 @@ CString CClientState::CreateCommandFile(eCommandType type, const CString& reques
                                                                 Protocol::kCommandExtension);
     HRESULT documentResult = S_OK;
     HRESULT saveResult = S_OK;
-    if (CommandFile::Write(path, type, platform::FileNameOf(requestPath), documentResult, &saveResult))
+    if (CommandFile::Write(path, type, platform::FileNameOf(requestPath), documentResult, &saveResult, where))
         return path;
     if (documentResult != S_OK)
         Report(ReportLines::kNoCommandDocument, kFunction,
@@ -90,11 +97,12 @@ CString CClientState::CreateCommandFile(eCommandType type, const CString& reques
     return {};
 }
 
-eZelProcRequestStatus CClientState::SendCommand(const CString& requestPath, eCommandType type)
+eZelProcRequestStatus CClientState::SendCommand(const CString& requestPath, eCommandType type,
+                                                const CommandFile::SWhere& where)
 {
     constexpr const wchar_t* kFunction = L"CZelProcessorClient::SendCommand";
     m_bWithdrawn = false;
-    const CString commandFile = CreateCommandFile(type, requestPath);
+    const CString commandFile = CreateCommandFile(type, requestPath, where);
     if (commandFile.empty()) {
         // Why has been explained.
         WQ_ReportErrorNow(SourceNames::kZelProcessorClient, ReportLines::kNoCommandFile, kFunction,

@@ -16,6 +16,10 @@ namespace {
 constexpr const wchar_t* kCommand = L"Command";
 constexpr const wchar_t* kType = L"Type";
 constexpr const wchar_t* kRequestName = L"RequestName";
+/// Of a move: where, and before which request.
+constexpr const wchar_t* kPlace = L"Place";
+constexpr const wchar_t* kOtherName = L"OtherName";
+constexpr const wchar_t* kPlaceWords[] = {L"First", L"Last", L"Before"}; ///< by eRequestPlace
 /// Of a name that XML can't carry: an attribute that others do not have, so that their files are as they always were.
 constexpr const wchar_t* kEncoding = L"Encoding";
 constexpr const wchar_t* kPercent = L"percent";
@@ -95,16 +99,33 @@ bool Unescape(CString& name)
 }
 
 /// False when there is none, or it is encoded in a way that is not known. An empty name names nothing.
-bool ReadName(IXMLDOMNode* command, CString& name)
+bool ReadName(IXMLDOMNode* command, const wchar_t* element, CString& name)
 {
     CComPtr<IXMLDOMNode> node;
-    if (!CXMLTools::GetNodeByName(command, kRequestName, node.Put()) || !CXMLTools::GetNodeValue(node.Get(), name) ||
+    if (!CXMLTools::GetNodeByName(command, element, node.Put()) || !CXMLTools::GetNodeValue(node.Get(), name) ||
         name.empty())
         return false;
     CString encoding;
     if (!CXMLTools::GetAttributeValue(node.Get(), kEncoding, encoding))
         return true;
     return encoding == kPercent && Unescape(name);
+}
+
+/// Of what it does not say there is nothing: whether that is a mistake is known to whoever carries it out.
+SWhere ReadWhere(IXMLDOMNode* command)
+{
+    SWhere where;
+    CComPtr<IXMLDOMNode> node;
+    CString word;
+    if (CXMLTools::GetNodeByName(command, kPlace, node.Put()) && CXMLTools::GetNodeValue(node.Get(), word)) {
+        for (const eRequestPlace place : {eRequestPlace_First, eRequestPlace_Last, eRequestPlace_Before}) {
+            if (platform::EqualsNoCase(word, kPlaceWords[place]))
+                where.place = place;
+        }
+    }
+    if (!ReadName(command, kOtherName, where.other))
+        where.other.clear();
+    return where;
 }
 
 CComPtr<IXMLDOMElement> CreateElement(IXMLDOMDocument& document, const wchar_t* name)
@@ -114,7 +135,18 @@ CComPtr<IXMLDOMElement> CreateElement(IXMLDOMDocument& document, const wchar_t* 
     return element;
 }
 
-void Fill(IXMLDOMDocument& document, const wchar_t* word, const CString& requestName)
+void AppendValue(IXMLDOMDocument& document, IXMLDOMElement& command, const wchar_t* element, const CString& value)
+{
+    const CComPtr<IXMLDOMElement> name = CreateElement(document, element);
+    const CString escaped = Escape(value);
+    if (!escaped.empty())
+        ThrowIfFailed(
+            name->setAttribute(CBstr(std::wstring_view(kEncoding)).Get(), CVariant(std::wstring_view(kPercent)).Get()));
+    ThrowIfFailed(name->put_nodeTypedValue(CVariant(std::wstring_view(escaped.empty() ? value : escaped)).Get()));
+    ThrowIfFailed(command.appendChild(name.Get(), nullptr));
+}
+
+void Fill(IXMLDOMDocument& document, const wchar_t* word, const CString& requestName, const SWhere& where)
 {
     CComPtr<IXMLDOMProcessingInstruction> declaration;
     ThrowIfFailed(document.createProcessingInstruction(
@@ -123,13 +155,11 @@ void Fill(IXMLDOMDocument& document, const wchar_t* word, const CString& request
     const CComPtr<IXMLDOMElement> command = CreateElement(document, kCommand);
     ThrowIfFailed(
         command->setAttribute(CBstr(std::wstring_view(kType)).Get(), CVariant(std::wstring_view(word)).Get()));
-    const CComPtr<IXMLDOMElement> name = CreateElement(document, kRequestName);
-    const CString escaped = Escape(requestName);
-    if (!escaped.empty())
-        ThrowIfFailed(
-            name->setAttribute(CBstr(std::wstring_view(kEncoding)).Get(), CVariant(std::wstring_view(kPercent)).Get()));
-    ThrowIfFailed(name->put_nodeTypedValue(CVariant(std::wstring_view(escaped.empty() ? requestName : escaped)).Get()));
-    ThrowIfFailed(command->appendChild(name.Get(), nullptr));
+    AppendValue(document, *command, kRequestName, requestName);
+    if (where.place)
+        AppendValue(document, *command, kPlace, kPlaceWords[*where.place]);
+    if (where.place == eRequestPlace_Before)
+        AppendValue(document, *command, kOtherName, where.other);
     ThrowIfFailed(document.appendChild(command.Get(), nullptr));
 }
 
@@ -144,14 +174,16 @@ const wchar_t* WordOf(eCommandType type)
     case eCommandType_UnregisterClient: return L"UnregisterClient";
     case eCommandType_HoldQueue: return L"HoldQueue";
     case eCommandType_ReleaseQueue: return L"ReleaseQueue";
+    case eCommandType_MoveRequest: return L"MoveRequest";
     default: return nullptr;
     }
 }
 
 eCommandType TypeOf(const CString& word)
 {
-    for (const eCommandType type : {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
-                                    eCommandType_UnregisterClient, eCommandType_HoldQueue, eCommandType_ReleaseQueue}) {
+    for (const eCommandType type :
+         {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
+          eCommandType_UnregisterClient, eCommandType_HoldQueue, eCommandType_ReleaseQueue, eCommandType_MoveRequest}) {
         if (platform::EqualsNoCase(word, WordOf(type)))
             return type;
     }
@@ -166,20 +198,24 @@ eRead Read(const CString& path, SContent& content)
     CComPtr<IXMLDOMNode> command;
     CString word;
     if (!CXMLTools::GetNodeByName(document.Get(), kCommand, command.Put()) ||
-        !CXMLTools::GetAttributeValue(command.Get(), kType, word) || !ReadName(command.Get(), content.name))
+        !CXMLTools::GetAttributeValue(command.Get(), kType, word) ||
+        !ReadName(command.Get(), kRequestName, content.name))
         return eRead_Incomplete;
     content.type = TypeOf(word);
+    if (content.type == eCommandType_MoveRequest)
+        content.where = ReadWhere(command.Get());
     return eRead_Ok;
 }
 
-bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult, HRESULT* saveResult)
+bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult, HRESULT* saveResult,
+           const SWhere& where)
 {
     CComPtr<IXMLDOMDocument> document;
     documentResult = CoCreateInstanceSYS(kClsidDomDocument, nullptr, CLSCTX_INPROC_SERVER, ComIid<IXMLDOMDocument>(),
                                          document.PutVoid());
     if (documentResult != S_OK)
         return false;
-    Fill(*document, WordOf(type), name);
+    Fill(*document, WordOf(type), name, where);
     const HRESULT saved = document->save(CVariant(std::wstring_view(path)).Get());
     if (saveResult)
         *saveResult = saved;

@@ -5,13 +5,15 @@
 #include "com/Com.h"
 
 #include <array>
+#include <optional>
 
 /// The content of a command file, as a client writes it and a server reads it. A name that XML can't carry, with
 /// control characters or bytes that are no text, is escaped in the file.
 namespace CommandFile {
 
 /// Those that only a server takes whose host wants them (SZelServerOptions::operatorCommands).
-inline constexpr std::array kOperatorCommands = {eCommandType_HoldQueue, eCommandType_ReleaseQueue};
+inline constexpr std::array kOperatorCommands = {eCommandType_HoldQueue, eCommandType_ReleaseQueue,
+                                                 eCommandType_MoveRequest};
 
 /// The word of a command; null for a type that is none.
 [[nodiscard]] const wchar_t* WordOf(eCommandType type);
@@ -23,10 +25,16 @@ enum eRead {
     eRead_NoXml,     ///< can't be parsed
     eRead_Incomplete ///< element, type or name is missing
 };
+/// Of a move.
+struct SWhere {
+    std::optional<eRequestPlace> place = std::nullopt; ///< none when it does not say
+    CString other = {};                                ///< before which one; empty when it names none
+};
 struct SContent {
     eCommandType type = eCommandType_NotInitialized;
     CString name;   ///< of the request, the registration or the client, or that of the queue's folder; not empty
     CString reason; ///< of eRead_NoXml
+    SWhere where = {};
 };
 /// Needs a thread whose COM is initialised, as does Write.
 [[nodiscard]] eRead Read(const CString& path, SContent& content);
@@ -34,6 +42,6 @@ struct SContent {
 /// False when the file can't be saved, or when the DOM can't be made: documentResult is then not S_OK. Throws CComError
 /// when the DOM breaks. The type must have a word. saveResult, when given, is what the saving gave.
 [[nodiscard]] bool Write(const CString& path, eCommandType type, const CString& name, HRESULT& documentResult,
-                         HRESULT* saveResult = nullptr);
+                         HRESULT* saveResult = nullptr, const SWhere& where = {});
 
 } // namespace CommandFile

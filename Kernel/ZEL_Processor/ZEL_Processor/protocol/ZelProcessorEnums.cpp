@@ -33,6 +33,7 @@ const CCommandTypeNames& GetCommandTypeNames()
         {eCommandType_UnregisterClient, L"eCommandType_UnregisterClient"},
         {eCommandType_HoldQueue, L"eCommandType_HoldQueue"},
         {eCommandType_ReleaseQueue, L"eCommandType_ReleaseQueue"},
+        {eCommandType_MoveRequest, L"eCommandType_MoveRequest"},
     };
     return names;
 }

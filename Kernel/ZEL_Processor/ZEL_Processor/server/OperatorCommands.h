@@ -6,13 +6,14 @@
 
 namespace CommandFile {
 struct SContent;
-}
+struct SWhere;
+} // namespace CommandFile
 
 /// What an operator wants of the queue as a whole (SZelServerOptions::operatorCommands). For the listener's thread.
 class COperatorCommands {
 public:
     COperatorCommands(const CServerSettings& settings, CRequestQueue& requests)
-        : m_settings(settings), m_hold(settings, requests)
+        : m_settings(settings), m_requests(requests), m_hold(settings, requests)
     {}
 
     /// Whether the word of this command is one of these to the host.
@@ -21,6 +22,9 @@ public:
     [[nodiscard]] CString CarryOut(const CommandFile::SContent& command, const CString& path);
 
 private:
+    [[nodiscard]] CString Move(const CString& name, const CommandFile::SWhere& where);
+
     const CServerSettings& m_settings;
+    CRequestQueue& m_requests;
     CQueueHold m_hold;
 };

@@ -80,6 +80,12 @@ bool CRequestQueue::TakePaused(const CString& path, TSRequestItem& item)
     return m_paused->Take(path, item);
 }
 
+CTurnList::eMoved CRequestQueue::Move(const CString& path, eRequestPlace place, const CString& otherPath)
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_queue->Move(path, place, otherPath);
+}
+
 bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty)
 {
     const platform::CMutexLock lock(m_cs);

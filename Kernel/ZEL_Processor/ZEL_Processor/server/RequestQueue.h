@@ -42,6 +42,8 @@ public:
     /// Also one whose time has not come.
     bool TakeWaiting(const CString& path, TSRequestItem& item);
     bool TakePaused(const CString& path, TSRequestItem& item);
+    /// Changes the order of what waits; one whose time has not come has no place in it. See CTurnList.
+    CTurnList::eMoved Move(const CString& path, eRequestPlace place, const CString& otherPath);
 
     /// The next one runs, uncancelled; bLast: nothing waits behind it. False when nothing waits, and after onEmpty;
     /// false without that when the queue is held.

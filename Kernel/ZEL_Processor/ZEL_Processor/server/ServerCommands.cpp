@@ -43,6 +43,7 @@ CString WhatIsAsked(const CommandFile::SContent& command)
     case eCommandType_UnregisterClient: return L"unregister the client " + command.name;
     case eCommandType_HoldQueue: return L"hold the queue";
     case eCommandType_ReleaseQueue: return L"release the queue";
+    case eCommandType_MoveRequest: return L"move " + command.name;
     default: return L"of an unknown type, for " + command.name;
     }
 }

@@ -2,6 +2,23 @@
 #include "PackedText.h"
 
 #include <algorithm>
+#include <iterator>
+
+namespace {
+
+/// The place in a list that this key has, at its end when it is new, or at the front.
+template <class List, class Places>
+typename List::iterator PlaceOf(List& list, Places& places, const std::string& key, bool isFront)
+{
+    auto found = places.find(key);
+    if (found == places.end())
+        found = places.emplace(key, list.insert(list.end(), {key, {}})).first;
+    if (isFront)
+        list.splice(list.begin(), list, found->second);
+    return found->second;
+}
+
+} // namespace
 
 bool CTurnList::SByPath::operator()(const SPlace& left, const SPlace& right) const
 {
@@ -32,20 +49,11 @@ const std::string& CTurnList::TurnOf(const TSRequestItem& item) const
 void CTurnList::Insert(TSRequestItem item, int priority)
 {
     const bool isNext = priority == kNext;
-    // The place in a list that this key has, at its end when it is new.
-    const auto placeOf = [isNext](auto& list, auto& places, const std::string& key) {
-        auto found = places.find(key);
-        if (found == places.end())
-            found = places.emplace(key, list.insert(list.end(), {key, {}})).first;
-        if (isNext)
-            list.splice(list.begin(), list, found->second);
-        return found->second;
-    };
-    const Turns::iterator turn = placeOf(m_turns, m_turnOf, TurnOf(item));
+    const Turns::iterator turn = PlaceOf(m_turns, m_turnOf, TurnOf(item), isNext);
     const ByPriority::iterator equals = turn->priorities.try_emplace(priority).first;
     const std::string& name = item.m_strClient.empty() ? item.m_strOwner : item.m_strClient;
     const Clients::iterator client =
-        placeOf(equals->second.clients, equals->second.clientOf, m_isFair ? name : std::string());
+        PlaceOf(equals->second.clients, equals->second.clientOf, m_isFair ? name : std::string(), isNext);
     const auto count = m_counts.try_emplace(item.m_strOwner).first;
     ++count->second;
     const Items::iterator place =
@@ -78,6 +86,39 @@ bool CTurnList::Take(const CString& path, TSRequestItem& item)
     return true;
 }
 
+CTurnList::eMoved CTurnList::Move(const CString& path, eRequestPlace place, const CString& otherPath)
+{
+    const Places::const_iterator found = Find(path);
+    if (found == m_places.end())
+        return eMoved_NotThere;
+    const SPlace from = *found;
+    SPlace to = from;
+    Items::iterator before;
+    if (place == eRequestPlace_Before) {
+        const Places::const_iterator other = Find(otherPath);
+        if (other == m_places.end())
+            return eMoved_NoOther;
+        if (other == found)
+            return eMoved_Yes;
+        to = *other;
+        if (to.turn != from.turn || to.client->name != from.client->name)
+            return eMoved_OtherTurn;
+        before = to.item;
+    } else {
+        const bool isFirst = place == eRequestPlace_First;
+        ByPriority& priorities = from.turn->priorities;
+        to.equals = isFirst ? priorities.try_emplace(kNext).first : std::prev(priorities.end());
+        to.client = PlaceOf(to.equals->second.clients, to.equals->second.clientOf, from.client->name, isFirst);
+        before = isFirst ? to.client->items.begin() : to.client->items.end();
+    }
+    m_places.erase(found);
+    to.item = from.item;
+    to.client->items.splice(before, from.client->items, from.item);
+    m_places.insert(to);
+    RemoveEmpty(from);
+    return eMoved_Yes;
+}
+
 std::size_t CTurnList::CountOf(const std::string& owner) const
 {
     const auto found = m_counts.find(owner);
@@ -106,6 +147,13 @@ TSRequestItem CTurnList::Remove(SPlace place)
     if (const auto count = m_counts.find(taken.m_strOwner); --count->second == 0)
         m_counts.erase(count);
     client->items.erase(item);
+    RemoveEmpty(place);
+    return taken;
+}
+
+void CTurnList::RemoveEmpty(const SPlace& place)
+{
+    const auto& [turn, equals, client, item] = place;
     if (client->items.empty()) {
         equals->second.clientOf.erase(client->name);
         equals->second.clients.erase(client);
@@ -116,5 +164,4 @@ TSRequestItem CTurnList::Remove(SPlace place)
         m_turnOf.erase(turn->owner);
         m_turns.erase(turn);
     }
-    return taken;
 }

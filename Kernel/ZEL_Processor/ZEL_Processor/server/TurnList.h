@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ZEL_Processor/ZelProcessorEnums.h"
 #include "ZEL_Processor/ZelTypes.h"
 
 #include <cstddef>
@@ -42,6 +43,10 @@ public:
     void PutBack(TSRequestItem item);
     /// Before all that wait.
     void PutNext(TSRequestItem item) { Insert(std::move(item), kNext); }
+    /// Moves one that waits, as the same request of the same priority: before or behind all that wait now, or before
+    /// another one; with turns, of its owner, whose turn stays, and when it is fair, of its client.
+    enum eMoved { eMoved_Yes, eMoved_NotThere, eMoved_NoOther, eMoved_OtherTurn };
+    eMoved Move(const CString& path, eRequestPlace place, const CString& otherPath);
     /// False when nothing waits.
     bool TakeNext(TSRequestItem& item);
     /// One of this path; the comparison is exact: names differ by letter case on some file systems.
@@ -103,6 +108,8 @@ private:
     [[nodiscard]] const std::string& TurnOf(const TSRequestItem& item) const;
     [[nodiscard]] Places::const_iterator Find(const CString& path) const;
     TSRequestItem Remove(SPlace place);
+    /// Lists that are empty without what was taken out of this place.
+    void RemoveEmpty(const SPlace& place);
 
     const bool m_takesTurns;
     const bool m_isFair;
