@@ -61,7 +61,8 @@ int CServerProgram::Run()
         m_pLook->End();
     m_bToldFailure |= m_bLostDirectories;
     TellFailure(); // before the stop, which may take long
-    TellStory(m_options, L"The server stops: " + (m_bToldFailure ? L"it has failed" : m_signals.Cause()));
+    const std::wstring cause = m_bDrained ? L"it was drained" : m_signals.Cause();
+    TellStory(m_options, L"The server stops: " + (m_bToldFailure ? L"it has failed" : cause));
     Stop();
     TellStory(m_options, L"The server has stopped");
     TellFailure(); // in case it failed while it stopped
@@ -80,6 +81,12 @@ void CServerProgram::EndAfterFailure()
 {
     if (!m_context.IsClosing())
         m_signals.RequestStop();
+}
+
+void CServerProgram::EndDrained()
+{
+    m_bDrained = true;
+    EndAfterFailure(); // in the same way
 }
 
 void CServerProgram::LimitQueries()
@@ -116,6 +123,8 @@ bool CServerProgram::Start()
     SZelServerOptions options = LibraryOptions(m_options);
     options.failed = [](void* program) { static_cast<CServerProgram*>(program)->EndAfterFailure(); };
     options.failedContext = this;
+    options.drained = [](void* program) { static_cast<CServerProgram*>(program)->EndDrained(); };
+    options.drainedContext = this;
     if (options.tellReasons)
         options.leftOut = m_leftOut;
     m_pServer->SetOptions(options);

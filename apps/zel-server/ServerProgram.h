@@ -48,6 +48,7 @@ private:
     void Publish(std::int64_t ended = 0);
     void TellFailure();
     void EndAfterFailure();
+    void EndDrained();
     /// False, after a message, when the server makes no progress.
     [[nodiscard]] bool FeedWatchdog();
     void Stop();
@@ -67,6 +68,7 @@ private:
     std::vector<std::wstring> m_leftOut; ///< manifests that are not used, with the reasons
     bool m_bToldFailure = false;
     std::atomic<bool> m_bLostDirectories = false;
+    std::atomic<bool> m_bDrained = false;
     std::chrono::nanoseconds m_shownAlive{}; ///< of the look's thread
     std::unique_ptr<CRepeatedLook> m_pLook;  ///< none when strict; uses all of the above
 };

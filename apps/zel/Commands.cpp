@@ -1,6 +1,7 @@
 #include "apps/zel/Commands.h"
 
 #include "apps/zel/CancelCommand.h"
+#include "apps/zel/DrainCommand.h"
 #include "apps/zel/ForgetCommand.h"
 #include "apps/zel/HoldCommand.h"
 #include "apps/zel/ListCommand.h"
@@ -36,6 +37,7 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
     commands.push_back(std::make_unique<CMoveCommand>());
     commands.push_back(std::make_unique<CHoldCommand>());
     commands.push_back(std::make_unique<CReleaseCommand>());
+    commands.push_back(std::make_unique<CDrainCommand>());
     commands.push_back(std::make_unique<CListenCommand>());
     commands.push_back(std::make_unique<CPropertiesCommand>());
     commands.push_back(std::make_unique<CNewPluginCommand>());

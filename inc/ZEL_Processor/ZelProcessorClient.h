@@ -154,6 +154,10 @@ public:
     /// server error. For whom, and results, as above.
     [[nodiscard]] eZelProcRequestStatus MoveRequest(const CString& requestPath, eRequestPlace place,
                                                     const CString& otherPath = {});
+    /// Has the server take nothing more and end when what runs has ended; without resume (SZelServerOptions) also what
+    /// waits. What was sent and not taken stays for the next one. Done once the server has begun with it. For whom, and
+    /// results, as above.
+    [[nodiscard]] eZelProcRequestStatus DrainServer();
 
     /// Whether a server serves the output directory, and what it tells of itself. Touches nothing but a few small files
     /// of the server's own folder, and waits for nobody; for the moment of the look it holds the lock that a dead

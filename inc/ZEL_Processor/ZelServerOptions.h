@@ -136,12 +136,18 @@ struct SZelServerOptions {
     /// request: those that the attribute Client names, else the owners of the files. Off: first come, first served.
     bool fair = false;
     /// Commands for the queue as a whole are taken: HoldQueue, after which nothing is started, and ReleaseQueue;
-    /// MoveRequest, which changes the order of what waits. What runs goes on while the queue is held, and what comes
-    /// waits. A queue that is held stays so over restarts, with resume or without it, by a
+    /// MoveRequest, which changes the order of what waits; DrainServer, see drained. What runs goes on while the queue
+    /// is held, and what comes waits. A queue that is held stays so over restarts, with resume or without it, by a
     /// file of the server's own folder (ZelProtocol::kHeldFile). They are for the account that the server runs as, and
     /// for administrators: the owner of the command's file says who asks, and others get a server error. Where files
     /// have no owners everybody may. Off: these words are unknown, and a queue that an earlier server held runs.
     bool operatorCommands = false;
+    /// With operatorCommands: called with drainedContext, once, when the server was told to drain (DrainServer) and has
+    /// done so: it takes nothing more, and what ran has ended; without resume also what waited for its turn, for which
+    /// a held queue has to be released. On a thread of the server's, without a lock; like failed it must return soon,
+    /// must not throw, stop or destroy the server, but wakes whoever does. Null: DrainServer is an unknown word.
+    void (*drained)(void* context) = nullptr;
+    void* drainedContext = nullptr;
 
     bool operator==(const SZelServerOptions&) const = default;
 };

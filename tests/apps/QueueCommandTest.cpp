@@ -117,6 +117,59 @@ TEST_F(QueueCommandTest, WhatIsMovedRunsWhereItWasMovedTo)
     StopServer(server);
 }
 
+TEST_F(QueueCommandTest, ADrainedServerEndsWhatRunsAndLeavesTheRestForTheNext)
+{
+    CRunningProgram server = StartServer({L"--resume"});
+    ASSERT_EQ(Zel({L"send", MakeGate(L"g.drq")}).code, 0);
+    ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
+    SendEcho(L"waits.drq");
+    const SProgramResult drain = Zel({L"drain"});
+    EXPECT_EQ(drain.code, 0) << drain.errors;
+    EXPECT_EQ(drain.output, "Queue: drains\n");
+    ASSERT_EQ(Zel({L"send", MakeEcho(L"late.drq", L"x")}).code, 0);
+    const SProgramResult late = Zel({L"pause", L"late.drq", L"--server-timeout", L"0.5"});
+    EXPECT_EQ(late.code, 4) << "it is the next server's";
+    EXPECT_EQ(Zel({L"drain", L"--wait", L"--timeout", L"0.2"}).code, 7);
+    CRunningProgram waiting = StartZel({L"drain", L"--wait"});
+    std::wstring line;
+    ASSERT_TRUE(waiting.Process().ReadLine(line, kPatience));
+    Write(Gate(L"g.drq"), "");
+    EXPECT_EQ(waiting.Finish().code, 0);
+    const SProgramResult end = server.Finish();
+    EXPECT_EQ(end.code, 0) << end.errors;
+    EXPECT_TRUE(Contains(end.errors, "The server stops: it was drained")) << end.errors;
+    EXPECT_TRUE(platform::PathExists(InRequests(L"late.drq")));
+    EXPECT_TRUE(platform::PathExists(InQueue(L"waits.drq")));
+    CRunningProgram next = StartServer({L"--resume"});
+    EXPECT_EQ(Zel({L"wait", L"g.drq", L"waits.drq", L"late.drq"}).code, 0);
+    StopServer(next);
+}
+
+TEST_F(QueueCommandTest, ADrainedServerThatDoesNotResumeRunsAllThatWaitsFirst)
+{
+    CRunningProgram server = StartServer();
+    ASSERT_EQ(Zel({L"send", MakeGate(L"g.drq")}).code, 0);
+    ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
+    SendEcho(L"waits.drq");
+    ASSERT_EQ(Zel({L"drain"}).code, 0);
+    ASSERT_EQ(Zel({L"send", MakeEcho(L"late.drq", L"x")}).code, 0);
+    Write(Gate(L"g.drq"), "");
+    EXPECT_EQ(server.Finish().code, 0);
+    EXPECT_EQ(Zel({L"status", L"waits.drq"}).output, "waits.drq: Done\n");
+    EXPECT_TRUE(platform::PathExists(InRequests(L"late.drq")));
+}
+
+TEST_F(QueueCommandTest, AnIdleServerThatIsDrainedEndsAtOnceAlsoWithoutAnExecutive)
+{
+    for (const std::vector<std::wstring>& extra : {std::vector<std::wstring>{}, {L"--no-executive"}, {L"--manual"}}) {
+        platform::SProcessOptions options;
+        options.pipeInput = true;
+        CRunningProgram server = StartServer(extra, options);
+        EXPECT_EQ(Zel({L"drain", L"--wait"}).code, 0);
+        EXPECT_EQ(server.Finish().code, 0);
+    }
+}
+
 TEST_F(QueueCommandTest, AMoveSaysWhereOnce)
 {
     for (const std::vector<std::wstring>& arguments : {std::vector<std::wstring>{L"move", L"a.drq"},

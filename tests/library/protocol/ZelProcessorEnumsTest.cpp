@@ -28,7 +28,8 @@ TEST(ZelProcessorEnums, CommandsHaveTheNumbersAndNamesOfTheProtocol)
     EXPECT_EQ(EnumToName(4, GetCommandTypeNames()), L"eCommandType_HoldQueue");
     EXPECT_EQ(EnumToName(5, GetCommandTypeNames()), L"eCommandType_ReleaseQueue");
     EXPECT_EQ(EnumToName(6, GetCommandTypeNames()), L"eCommandType_MoveRequest");
-    EXPECT_EQ(GetCommandTypeNames().size(), 8U);
+    EXPECT_EQ(EnumToName(7, GetCommandTypeNames()), L"eCommandType_DrainServer");
+    EXPECT_EQ(GetCommandTypeNames().size(), 9U);
 }
 
 TEST(ZelProcessorEnums, ValuesOutsideTheTablesAreUnknown)
@@ -43,5 +44,5 @@ TEST(ZelProcessorEnums, AskingAgainInsertsNothing)
     const auto* first = &GetRequestStatusNames();
     EXPECT_EQ(first, &GetRequestStatusNames());
     EXPECT_EQ(GetRequestStatusNames().size(), 16U);
-    EXPECT_EQ(GetCommandTypeNames().size(), 8U);
+    EXPECT_EQ(GetCommandTypeNames().size(), 9U);
 }

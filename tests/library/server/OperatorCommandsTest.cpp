@@ -77,6 +77,28 @@ TEST_F(OperatorCommandsTest, NothingIsMovedBeforeWhatWaitsInAnotherTurn)
               FormatText(TextOf(StringCodes::kOfAnotherTurn), {L"b.drq", L"a.drq"}));
 }
 
+TEST_F(OperatorCommandsTest, AServerDrainsForAHostThatIsToldOfItsEnd)
+{
+    EXPECT_FALSE(COperatorCommands::Takes(m_settings.m_options, eCommandType_DrainServer));
+    m_settings.m_options.drained = [](void*) {};
+    EXPECT_TRUE(COperatorCommands::Takes(m_settings.m_options, eCommandType_DrainServer));
+    EXPECT_FALSE(COperatorCommands::Takes({.drained = m_settings.m_options.drained}, eCommandType_DrainServer));
+    Queue(L"a.drq");
+    EXPECT_EQ(CarryOut(eCommandType_DrainServer), L"");
+    m_host.ExpectLogLine(L"The server takes nothing more");
+    EXPECT_TRUE(m_requests.IsDraining());
+    EXPECT_FALSE(m_requests.TakeDrained()) << "without resume what waits would be lost";
+}
+
+TEST_F(OperatorCommandsTest, WhatTheNextServerTakesOverIsNotWaitedFor)
+{
+    m_settings.m_options.drained = [](void*) {};
+    m_settings.m_options.resume = true;
+    Queue(L"a.drq");
+    EXPECT_EQ(CarryOut(eCommandType_DrainServer), L"");
+    EXPECT_TRUE(m_requests.TakeDrained());
+}
+
 TEST_F(OperatorCommandsTest, WhatFailsIsToldWithTheFileAndTheReason)
 {
     m_files.FailAlways(testsupport::eFileCall_Sync, platform::eOsError_DiskFull);

@@ -38,6 +38,10 @@ TEST_F(PublishedInfoTest, AServerThatTakesTheCommandsOfAnOperatorSaysWhich)
     ASSERT_TRUE(PublishServerInfo(m_settings, Ended()));
     ASSERT_TRUE(ServerInfoFile::Read(Path(), info));
     EXPECT_EQ(info.commands, (std::vector<std::wstring>{L"HoldQueue", L"ReleaseQueue", L"MoveRequest"}));
+    m_settings.m_options.drained = [](void*) {};
+    ASSERT_TRUE(PublishServerInfo(m_settings, Ended()));
+    ASSERT_TRUE(ServerInfoFile::Read(Path(), info));
+    EXPECT_EQ(info.commands.back(), L"DrainServer");
 }
 
 TEST_F(PublishedInfoTest, AnOutputDirectoryThatIsGoneIsNotMade)

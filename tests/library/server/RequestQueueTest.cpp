@@ -85,6 +85,35 @@ TEST_F(RequestQueueTest, WhoseTimeComesWhileTheQueueIsHeldRunsWhenItIsReleased)
     EXPECT_EQ(TakeRequest(), L"later");
 }
 
+TEST_F(RequestQueueTest, WhatDrainsRunsNothingMoreAndSaysOnceThatItHas)
+{
+    EXPECT_FALSE(m_queue.TakeDrained());
+    Add({L"a", L"b"});
+    EXPECT_EQ(TakeRequest(), L"a");
+    m_queue.Drain(false);
+    EXPECT_TRUE(m_queue.IsDraining());
+    EXPECT_FALSE(m_queue.TakeDrained()) << "a runs";
+    m_queue.EndRunning();
+    EXPECT_EQ(TakeRequest(), L"");
+    EXPECT_TRUE(m_queue.TakeDrained());
+    EXPECT_FALSE(m_queue.TakeDrained());
+    EXPECT_TRUE(m_queue.IsRequestInQueue(L"b"));
+}
+
+TEST_F(RequestQueueTest, WhatDrainsWithAllThatWaitsRunsThatFirstAlsoWhenItIsHeldMeanwhile)
+{
+    Add({L"a", L"b"});
+    m_queue.SetHeld(true);
+    m_queue.Drain(true);
+    EXPECT_EQ(TakeRequest(), L"");
+    EXPECT_FALSE(m_queue.TakeDrained());
+    m_queue.SetHeld(false);
+    EXPECT_EQ(TakeAll(), L"ab");
+    EXPECT_FALSE(m_queue.TakeDrained()) << "b runs";
+    m_queue.EndRunning();
+    EXPECT_TRUE(m_queue.TakeDrained());
+}
+
 TEST_F(RequestQueueTest, AStopEndsTheWaitOfAQueueThatIsHeld)
 {
     Add({L"a"});

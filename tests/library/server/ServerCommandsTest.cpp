@@ -288,7 +288,8 @@ TEST_F(ServerCommandsTest, WhoseHostWantsNoneTheWordsOfAnOperatorAreUnknownTo)
     const CZelProcessorRequestStatusFile::SContent unknown = Status(L"c.command");
     m_host.ExpectLogLine(L"Command: of an unknown type, for Queue: ");
     ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(Queued(L"c.command"))));
-    for (const eCommandType type : {eCommandType_HoldQueue, eCommandType_ReleaseQueue, eCommandType_MoveRequest}) {
+    for (const eCommandType type :
+         {eCommandType_HoldQueue, eCommandType_ReleaseQueue, eCommandType_MoveRequest, eCommandType_DrainServer}) {
         Command(type, L"Queue");
         m_host.ExpectLogLine(L"Command: of an unknown type, for Queue: ");
         EXPECT_EQ(Status(L"c.command").status, unknown.status);

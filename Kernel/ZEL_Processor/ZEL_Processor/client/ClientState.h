@@ -37,6 +37,7 @@ struct CClientState {
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
     [[nodiscard]] eZelProcRequestStatus HoldQueue();
     [[nodiscard]] eZelProcRequestStatus ReleaseQueue();
+    [[nodiscard]] eZelProcRequestStatus DrainServer();
     [[nodiscard]] eZelProcRequestStatus MoveRequest(const CString& requestPath, eRequestPlace place,
                                                     const CString& otherPath);
     [[nodiscard]] SZelServerInfo GetServerInfo() const;

@@ -109,6 +109,11 @@ eZelProcRequestStatus CZelProcessorClient::MoveRequest(const CString& requestPat
     return m_pState->MoveRequest(requestPath, place, otherPath);
 }
 
+eZelProcRequestStatus CZelProcessorClient::DrainServer()
+{
+    return m_pState->DrainServer();
+}
+
 SZelServerInfo CZelProcessorClient::GetServerInfo() const
 {
     return m_pState->GetServerInfo();

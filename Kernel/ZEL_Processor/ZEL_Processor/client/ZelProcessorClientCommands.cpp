@@ -67,6 +67,11 @@ eZelProcRequestStatus CClientState::ReleaseQueue()
     return SendCommand(Protocol::kQueueDirectory, eCommandType_ReleaseQueue);
 }
 
+eZelProcRequestStatus CClientState::DrainServer()
+{
+    return SendCommand(Protocol::kQueueDirectory, eCommandType_DrainServer);
+}
+
 eZelProcRequestStatus CClientState::MoveRequest(const CString& requestPath, eRequestPlace place,
                                                 const CString& otherPath)
 {

@@ -175,15 +175,16 @@ const wchar_t* WordOf(eCommandType type)
     case eCommandType_HoldQueue: return L"HoldQueue";
     case eCommandType_ReleaseQueue: return L"ReleaseQueue";
     case eCommandType_MoveRequest: return L"MoveRequest";
+    case eCommandType_DrainServer: return L"DrainServer";
     default: return nullptr;
     }
 }
 
 eCommandType TypeOf(const CString& word)
 {
-    for (const eCommandType type :
-         {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
-          eCommandType_UnregisterClient, eCommandType_HoldQueue, eCommandType_ReleaseQueue, eCommandType_MoveRequest}) {
+    for (const eCommandType type : {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
+                                    eCommandType_UnregisterClient, eCommandType_HoldQueue, eCommandType_ReleaseQueue,
+                                    eCommandType_MoveRequest, eCommandType_DrainServer}) {
         if (platform::EqualsNoCase(word, WordOf(type)))
             return type;
     }

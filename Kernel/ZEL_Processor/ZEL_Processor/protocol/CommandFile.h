@@ -13,7 +13,7 @@ namespace CommandFile {
 
 /// Those that only a server takes whose host wants them (SZelServerOptions::operatorCommands).
 inline constexpr std::array kOperatorCommands = {eCommandType_HoldQueue, eCommandType_ReleaseQueue,
-                                                 eCommandType_MoveRequest};
+                                                 eCommandType_MoveRequest, eCommandType_DrainServer};
 
 /// The word of a command; null for a type that is none.
 [[nodiscard]] const wchar_t* WordOf(eCommandType type);

@@ -34,6 +34,7 @@ const CCommandTypeNames& GetCommandTypeNames()
         {eCommandType_HoldQueue, L"eCommandType_HoldQueue"},
         {eCommandType_ReleaseQueue, L"eCommandType_ReleaseQueue"},
         {eCommandType_MoveRequest, L"eCommandType_MoveRequest"},
+        {eCommandType_DrainServer, L"eCommandType_DrainServer"},
     };
     return names;
 }

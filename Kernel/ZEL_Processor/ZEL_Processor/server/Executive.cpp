@@ -62,6 +62,8 @@ bool CExecutive::ProcessQueueStep()
     if (!m_bRunning)
         return false;
     ++m_nTurns;
+    if (m_requests.TakeDrained())
+        m_settings.m_options.drained(m_settings.m_options.drainedContext);
     m_statuses.Left().TryAgain();
     if (m_ended.IsFull())
         m_ended.Flush();

@@ -2,6 +2,7 @@
 
 #include "QueueHold.h"
 #include "ZEL_Processor/ZelProcessorEnums.h"
+#include "ZEL_Processor/ZelServerOptions.h"
 #include "ZEL_Processor/ZelTypes.h"
 
 namespace CommandFile {
@@ -16,12 +17,14 @@ public:
         : m_settings(settings), m_requests(requests), m_hold(settings, requests)
     {}
 
-    /// Whether the word of this command is one of these to the host.
     [[nodiscard]] static bool IsOne(eCommandType type);
+    /// Whether the host wants this one of them; to others its word is unknown.
+    [[nodiscard]] static bool Takes(const SZelServerOptions& options, eCommandType type);
     /// Empty when it was carried out, else why not. path: of its file, whose owner says who asks.
     [[nodiscard]] CString CarryOut(const CommandFile::SContent& command, const CString& path);
 
 private:
+    void Drain();
     [[nodiscard]] CString Move(const CString& name, const CommandFile::SWhere& where);
 
     const CServerSettings& m_settings;

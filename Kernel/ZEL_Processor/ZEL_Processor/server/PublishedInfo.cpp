@@ -1,4 +1,5 @@
 #include "PublishedInfo.h"
+#include "OperatorCommands.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
@@ -25,8 +26,8 @@ bool PublishServerInfo(const CServerSettings& settings, SZelServerInfo info)
     info.requestDir = settings.m_paths.m_strRequestDir;
     if (info.ended == 0)
         AddPlugins(info);
-    if (settings.m_options.operatorCommands) {
-        for (const eCommandType type : CommandFile::kOperatorCommands)
+    for (const eCommandType type : CommandFile::kOperatorCommands) {
+        if (COperatorCommands::Takes(settings.m_options, type))
             info.commands.emplace_back(CommandFile::WordOf(type));
     }
     const CString path = settings.m_paths.InOwnFolder(Protocol::kServerInfoFile);

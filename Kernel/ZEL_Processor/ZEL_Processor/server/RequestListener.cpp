@@ -115,6 +115,8 @@ bool CRequestListener::ListenStep()
     if (!m_bRunning)
         return false;
     ++m_nTurns;
+    if (m_settings.m_bNoExecutiveThread && m_requests.TakeDrained()) // nobody else looks
+        m_settings.m_options.drained(m_settings.m_options.drainedContext);
     m_registry.RemoveLeftFiles();
     if (m_bBuriesDead)
         m_registry.UnregisterDead();
@@ -260,6 +262,6 @@ void CRequestListener::TakeFile(const CString& name)
     const CString path = platform::JoinPath(m_settings.m_paths.m_strRequestDir, name);
     if (Protocol::GetFileKind(name) == Protocol::eFileKind_Command)
         m_commands.HandleCommandFile(path);
-    else
+    else if (!m_requests.IsDraining())
         m_taker.AddRequestToQueue(path);
 }

@@ -32,6 +32,7 @@ void CRequestQueue::Clear(bool takesTurns, bool isFair)
     const platform::CMutexLock lock(m_cs);
     m_queue = std::make_unique<CTurnList>(takesTurns, isFair);
     m_later = {};
+    m_drain = eDrain_No;
     m_paused = std::make_unique<CTurnList>(false, isFair); // which keeps whose client's it is
 }
 
@@ -60,6 +61,30 @@ void CRequestQueue::SetHeld(bool held)
     const platform::CMutexLock lock(m_cs);
     if (std::exchange(m_bHeld, held) && !held)
         m_evQueue->Set();
+}
+
+void CRequestQueue::Drain(bool isAllRun)
+{
+    const platform::CMutexLock lock(m_cs);
+    if (m_drain == eDrain_No)
+        m_drain = isAllRun ? eDrain_All : eDrain_Running;
+    m_evQueue->Set();
+}
+
+bool CRequestQueue::IsDraining() const
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_drain != eDrain_No;
+}
+
+bool CRequestQueue::TakeDrained()
+{
+    const platform::CMutexLock lock(m_cs);
+    if (m_drain == eDrain_No || m_drain == eDrain_Done || !m_strRunning.empty() ||
+        (m_drain == eDrain_All && !m_queue->IsEmpty()))
+        return false;
+    m_drain = eDrain_Done;
+    return true;
 }
 
 void CRequestQueue::Pause(TSRequestItem item)
@@ -93,8 +118,9 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
         for (TSRequestItem due; m_later.TakeDue(platform::Clock().UtcSeconds(), due);)
             m_queue->Append(std::move(due));
     }
-    if (m_bHeld || !m_queue->TakeNext(item)) {
-        if (!m_bHeld)
+    const bool isClosed = m_bHeld || m_drain == eDrain_Running || m_drain == eDrain_Done;
+    if (isClosed || !m_queue->TakeNext(item)) {
+        if (!isClosed)
             onEmpty();
         // A stop set the event for good; taking that back would leave who takes requests waiting for ever.
         if (m_bRunning)

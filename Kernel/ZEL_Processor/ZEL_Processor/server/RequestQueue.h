@@ -37,6 +37,11 @@ public:
     void Unpause(TSRequestItem item);
     /// While it is held, nothing can be taken to run; all else goes on.
     void SetHeld(bool held);
+    /// From now on what runs is the last one, or with isAllRun what waits for its turn runs as well. Until Clear.
+    void Drain(bool isAllRun);
+    [[nodiscard]] bool IsDraining() const;
+    /// True once, when it drains and nothing is left to run.
+    bool TakeDrained();
     /// What was taken out of the queue, or never was in it.
     void Pause(TSRequestItem item);
     /// Also one whose time has not come.
@@ -46,7 +51,7 @@ public:
     CTurnList::eMoved Move(const CString& path, eRequestPlace place, const CString& otherPath);
 
     /// The next one runs, uncancelled; bLast: nothing waits behind it. False when nothing waits, and after onEmpty;
-    /// false without that when the queue is held.
+    /// false without that when the queue is held, or what runs was the last one.
     bool TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty);
     /// What runs waits again, behind all others. False, and it does not, when it was cancelled.
     bool PutBack(TSRequestItem item);
@@ -81,6 +86,8 @@ private:
     CString m_strRunning ZEL_GUARDED_BY(m_cs);                ///< what runs, empty when nothing does
     bool m_bCanceled ZEL_GUARDED_BY(m_cs) = false;            ///< what runs is to stop
     bool m_bHeld ZEL_GUARDED_BY(m_cs) = false;
+    enum eDrain { eDrain_No, eDrain_All, eDrain_Running, eDrain_Done };
+    eDrain m_drain ZEL_GUARDED_BY(m_cs) = eDrain_No;
     CZelProcessorContext* m_pContext ZEL_GUARDED_BY(m_cs) = nullptr;
     const std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< reset under m_cs alone
 };

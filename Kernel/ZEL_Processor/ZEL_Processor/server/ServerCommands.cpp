@@ -44,6 +44,7 @@ CString WhatIsAsked(const CommandFile::SContent& command)
     case eCommandType_HoldQueue: return L"hold the queue";
     case eCommandType_ReleaseQueue: return L"release the queue";
     case eCommandType_MoveRequest: return L"move " + command.name;
+    case eCommandType_DrainServer: return L"drain the server";
     default: return L"of an unknown type, for " + command.name;
     }
 }
@@ -166,7 +167,7 @@ bool CServerCommands::ReadCommand(const CString& queuePath, CZelProcessorProgres
     case CommandFile::eRead_Incomplete: return fail(TextOf(StringCodes::kInvalidCommandFile));
     case CommandFile::eRead_Ok: break;
     }
-    if (!m_settings.m_options.operatorCommands && COperatorCommands::IsOne(command.type))
+    if (COperatorCommands::IsOne(command.type) && !COperatorCommands::Takes(m_settings.m_options, command.type))
         command.type = eCommandType_NotInitialized; // as any word that is not known
     m_strAsked = WhatIsAsked(command);
     return true;
@@ -279,6 +280,8 @@ bool CServerCommands::TakeNotQueued(const CString& name, TSRequestItem& item)
     const CString path = m_settings.m_paths.InRequestDir(name);
     item.m_strFile = m_settings.m_paths.InQueue(name);
     if (m_settings.m_options.requestsOnly && Protocol::GetFileKind(name) != Protocol::eFileKind_Request)
+        return false;
+    if (m_requests.IsDraining()) // it is the next server's
         return false;
     if (!platform::PathExists(path) ||
         (m_settings.m_options.tellRefused && !m_refusals.WhyRefused(path, platform::eNameKind_Missing).empty()))
