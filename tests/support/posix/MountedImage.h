@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/FileSystem.h"
 #include "platform/Path.h"
 #include "tests/support/Accounts.h"
 #include "tests/support/TemporaryDirectory.h"
