@@ -1,6 +1,7 @@
 #include "protocol/RequestAttributes.h"
 
 #include "fuzz/Fuzz.h"
+#include "platform/Seconds.h"
 
 /// Whatever stands there, what is kept of it is bounded, and only the first bytes count.
 void TryBytes(const std::string& bytes)
@@ -8,5 +9,6 @@ void TryBytes(const std::string& bytes)
     const SRequestAttributes found = SRequestAttributes::Parse(bytes);
     Require(found.priority >= -SRequestAttributes::kHighest && found.priority <= SRequestAttributes::kHighest);
     Require(found.client.size() <= SRequestAttributes::kMaxClientBytes);
+    Require(found.timeLimit.count() >= 0 && found.timeLimit <= kMostSeconds);
     Require(found == SRequestAttributes::Parse(std::string_view(bytes).substr(0, SRequestAttributes::kMaxBytes)));
 }

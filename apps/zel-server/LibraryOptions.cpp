@@ -1,7 +1,7 @@
 #include "apps/zel-server/LibraryOptions.h"
 
+#include "platform/Seconds.h"
 #include "platform/Text.h"
-#include "plugins/common/Seconds.h"
 
 using namespace std::chrono_literals;
 
@@ -51,6 +51,8 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
         options.patience = asked.patience.value_or(0ms);
     options.keep = 24h * asked.keepDays;
     options.busyWarning = asked.busyWarning.value_or(options.busyWarning);
+    options.timeLimit = asked.timeLimit.value_or(options.timeLimit);
+    options.grace = asked.grace.value_or(options.grace);
     return options;
 }
 
@@ -64,6 +66,8 @@ SServerOptions OptionsInForce(const SServerOptions& asked, const std::wstring& v
     options.patience = chosen.patience;
     options.resume = chosen.resume;
     options.busyWarning = chosen.busyWarning;
+    options.timeLimit = chosen.timeLimit;
+    options.grace = chosen.grace;
     options.stopTimeout = asked.stopTimeout.value_or(0ms);
     if (std::chrono::milliseconds limit{}; ParseSeconds(platform::ToUtf8(QueryTimeLimit(asked, variable)), limit))
         options.queryTimeLimit = limit;

@@ -1,6 +1,6 @@
 #include "apps/zel-server/OptionWords.h"
+#include "platform/Seconds.h"
 #include "platform/Text.h"
-#include "plugins/common/Seconds.h"
 
 SServerOptions ServiceOptions(const SServerOptions& options)
 {
@@ -67,6 +67,8 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addSeconds(L"--query-time-limit", options.queryTimeLimit);
     addSeconds(L"--patience", options.patience);
     addSeconds(L"--busy-warning", options.busyWarning);
+    addSeconds(L"--time-limit", options.timeLimit);
+    addSeconds(L"--grace", options.grace);
     addSeconds(L"--stop-timeout", options.stopTimeout);
     if (options.keepDays != 0)
         add(L"--keep", std::to_wstring(options.keepDays));

@@ -6,9 +6,9 @@
 #include "apps/zel-server/OptionWords.h"
 #include "apps/zel-server/ServerDirectories.h"
 #include "platform/Path.h"
+#include "platform/Seconds.h"
 #include "platform/Text.h"
 #include "platform/Version.h"
-#include "plugins/common/Seconds.h"
 
 #include "CommonTexts.h"
 #include "ServerTexts.h"
@@ -153,6 +153,8 @@ void DefineBehaviour(CLI::App& app, SRawOptions& raw, SServerOptions& options)
     DefineSeconds(app, "--query-time-limit", options.queryTimeLimit, ServerTexts::IDS_HELP_QUERY_TIME_LIMIT);
     DefineSeconds(app, "--patience", options.patience, ServerTexts::IDS_HELP_PATIENCE);
     DefineSeconds(app, "--busy-warning", options.busyWarning, ServerTexts::IDS_HELP_BUSY_WARNING);
+    DefineSeconds(app, "--time-limit", options.timeLimit, ServerTexts::IDS_HELP_TIME_LIMIT);
+    DefineSeconds(app, "--grace", options.grace, ServerTexts::IDS_HELP_GRACE);
     DefineSeconds(app, "--stop-timeout", options.stopTimeout, ServerTexts::IDS_HELP_STOP_TIMEOUT);
     const auto addLimit = [&app](const char* name, std::optional<unsigned>& limit, const STextCode& text) {
         app.add_option(name, limit, HelpText(text))

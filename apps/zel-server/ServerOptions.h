@@ -39,6 +39,8 @@ struct SServerOptions {
     /// with who keeps a file open; empty: none, or, when strict, any
     std::optional<std::chrono::milliseconds> patience;
     std::optional<std::chrono::milliseconds> busyWarning; ///< 0 for none
+    std::optional<std::chrono::milliseconds> timeLimit;   ///< of a run; 0 or empty: none
+    std::optional<std::chrono::milliseconds> grace;       ///< after that, before the log warns
     std::optional<std::chrono::milliseconds> stopTimeout; ///< 0 or empty: none
     unsigned keepDays = 0;                                ///< 0: for ever
     bool privateFiles = false;

@@ -128,9 +128,10 @@ struct SZelServerOptions {
     void* failedContext = nullptr;
     /// What the document element of a request says of its turn counts: Priority, a whole number from -100 to 100, 0
     /// without it (the higher one runs first; with takeTurns, of the requests of its owner), Client, see fair, and
-    /// NotBefore, a time of ISO 8601 with its zone, until which it waits (paused and resumed it waits on). Read when it
-    /// is queued, from the first 4 KiB of a document without a type declaration, which costs each request the
-    /// opening of its file; whatever else stands there, it is an ordinary request. Off: nobody reads them.
+    /// NotBefore, a time of ISO 8601 with its zone, until which it waits (paused and resumed it waits on), and
+    /// TimeLimit, see timeLimit. Read when it is queued, from the first 4 KiB of a document without a type declaration,
+    /// which costs each request the opening of its file; whatever else stands there, it is an ordinary request. Off:
+    /// nobody reads them.
     bool requestAttributes = false;
     /// Among requests of equal priority the clients take turns, so that nobody's batch holds up another one's single
     /// request: those that the attribute Client names, else the owners of the files. Off: first come, first served.
@@ -148,6 +149,14 @@ struct SZelServerOptions {
     /// must not throw, stop or destroy the server, but wakes whoever does. Null: DrainServer is an unknown word.
     void (*drained)(void* context) = nullptr;
     void* drainedContext = nullptr;
+    /// How long a run may take, by a clock that nobody sets; a task that declines has a new run each time. Then the run
+    /// is cancelled, it alone, and what ends it, if not its success or a cancel of a client, is a server error that
+    /// says so. The TimeLimit of a request (requestAttributes), in seconds, counts where it is the smaller one. Looked
+    /// at each second and at the limit of what runs: a limit below a second may come that much later. 0: none.
+    std::chrono::milliseconds timeLimit{0};
+    /// A task that does not look whether it is cancelled runs on, for nothing can end it but the end of the process.
+    /// The log warns of it so long after its limit, and then each minute.
+    std::chrono::milliseconds grace = std::chrono::seconds(5);
 
     bool operator==(const SZelServerOptions&) const = default;
 };

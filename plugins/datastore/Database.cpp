@@ -1,9 +1,9 @@
 #include "plugins/datastore/Database.h"
 
 #include "platform/Path.h"
+#include "platform/Seconds.h"
 #include "platform/Text.h"
 #include "plugins/common/PluginOs.h"
-#include "plugins/common/Seconds.h"
 #include "plugins/datastore/AllowedSql.h"
 #include "plugins/datastore/SqlFunctions.h"
 #include "plugins/datastore/SqliteLimits.h"

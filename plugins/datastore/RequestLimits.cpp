@@ -1,8 +1,8 @@
 #include "plugins/datastore/RequestLimits.h"
 
 #include "platform/Module.h"
+#include "platform/Seconds.h"
 #include "platform/Text.h"
-#include "plugins/common/Seconds.h"
 #include "plugins/datastore/TemporarySpace.h"
 #include "plugins/datastore/Value.h"
 

@@ -47,6 +47,8 @@ TEST(LibraryOptionsTest, TheUsualServerProtectsItsUsers)
     EXPECT_EQ(options.patience, std::chrono::milliseconds(0));
     EXPECT_EQ(options.busyWarning, std::chrono::seconds(30));
     EXPECT_EQ(options.keep, std::chrono::seconds(0)) << "for ever";
+    EXPECT_EQ(options.timeLimit, std::chrono::milliseconds(0)) << "none";
+    EXPECT_EQ(options.grace, std::chrono::seconds(5));
 }
 
 TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
@@ -61,6 +63,8 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     named.patience = std::chrono::milliseconds(500);
     named.busyWarning = std::chrono::milliseconds(0);
     named.keepDays = 3;
+    named.timeLimit = std::chrono::milliseconds(1500);
+    named.grace = std::chrono::milliseconds(0);
     named.privateFiles = true;
     named.followLinks = true;
     named.pollMs = 20;
@@ -73,6 +77,8 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     expected.maxClients = 6;
     expected.patience = named.patience;
     expected.keep = std::chrono::hours(72);
+    expected.timeLimit = std::chrono::milliseconds(1500);
+    expected.grace = std::chrono::milliseconds(0);
     expected.busyWarning = std::chrono::milliseconds(0);
     expected.privateFiles = true;
     expected.poll = std::chrono::milliseconds(20);
@@ -132,6 +138,8 @@ TEST(LibraryOptionsTest, WhatIsInForceSaysWhatNobodyAskedFor)
     EXPECT_EQ(options.maxClients, 1'000U);
     EXPECT_EQ(options.patience, std::chrono::milliseconds(0));
     EXPECT_EQ(options.busyWarning, std::chrono::seconds(30));
+    EXPECT_EQ(options.timeLimit, std::chrono::milliseconds(0));
+    EXPECT_EQ(options.grace, std::chrono::seconds(5));
     EXPECT_EQ(options.stopTimeout, std::chrono::milliseconds(0));
     EXPECT_EQ(options.queryTimeLimit, std::chrono::seconds(300));
     EXPECT_EQ(OptionsInForce({}, L"7").queryTimeLimit, std::chrono::seconds(7));

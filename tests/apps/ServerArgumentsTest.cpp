@@ -38,6 +38,8 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.keepDays = 30;
     options.patience = std::chrono::milliseconds(0);
     options.busyWarning = std::chrono::milliseconds(1500);
+    options.timeLimit = std::chrono::milliseconds(600'250);
+    options.grace = std::chrono::milliseconds(0);
     options.maxQueued = 0;
     options.maxClients = 7;
     options.pollMs = 20;

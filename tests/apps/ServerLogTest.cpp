@@ -55,8 +55,8 @@ TEST_F(ServerLogTest, TellsTheServersWayFromItsStartToTheCauseOfItsStop)
     ExpectOne(log, "output to '" + platform::ToUtf8(m_strOutput) + "' (");
     ExpectOne(
         log,
-        "--log-level info --events-limit 16 --query-time-limit 300 --patience 0 --busy-warning 30 --stop-timeout 0 "
-        "--keep 3 --max-queued 10000 --max-clients 1000");
+        "--log-level info --events-limit 16 --query-time-limit 300 --patience 0 --busy-warning 30 --time-limit 0 --grace 5 "
+        "--stop-timeout 0 --keep 3 --max-queued 10000 --max-clients 1000");
     ExpectOne(log, "Plug-in 'Tasks for tests and the bench' (");
     ExpectOne(log, "Echo, Sleep, Gate");
     ExpectOne(log, "Plug-in 'Data store' (");

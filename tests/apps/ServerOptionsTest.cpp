@@ -32,7 +32,8 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
                              "--resume",           "--interrupted", "--attempts",
                              "--no-presence",      "--poll",        "--patience",
                              "--stop-timeout",     "--check",       "--busy-warning",
-                             "--one-list",         "--keep",        "--fair"})
+                             "--one-list",         "--keep",        "--fair",
+                             "--time-limit",       "--grace"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 

@@ -81,6 +81,20 @@ TEST(RequestAttributesTest, ATimeWithItsZoneIsNotBeforeWhichItRuns)
         EXPECT_EQ(notBefore(value), 0) << value;
 }
 
+TEST(RequestAttributesTest, SecondsAreATimeLimitAndWhatIsNoneSetsNone)
+{
+    using std::chrono::milliseconds;
+    const auto limit = [](const std::string& value) {
+        return SRequestAttributes::Parse("<R TimeLimit='" + value + "'/>").timeLimit;
+    };
+    EXPECT_EQ(limit("3600"), milliseconds(3'600'000));
+    EXPECT_EQ(limit("0.25"), milliseconds(250));
+    EXPECT_EQ(limit("1000000000"), milliseconds(1'000'000'000'000));
+    for (const char* value : {"", "0", "-1", "1e9", "NaN", "inf", "1000000000.001", "99999999999999999999", "5 ", "5s",
+                              "1,5", "0.0001", "1.", ".5", "0x10"})
+        EXPECT_EQ(limit(value), milliseconds(0)) << value;
+}
+
 TEST(RequestAttributesTest, TheNamesAreThoseAndNoOthers)
 {
     EXPECT_EQ(SRequestAttributes::Parse(

@@ -208,4 +208,50 @@ TEST_F(ContainedRunTest, AFailedRequestThatSomebodyHoldsIsNamedAfterASecond)
     m_host.ExpectLogLine(L"Unable to delete the failed request " + Queued(L"a.drq"));
 }
 
+TEST_F(ContainedRunTest, OneThatItsLimitHasEndedSaysSoWhateverItsTaskMakesOfThat)
+{
+    m_item.m_timeLimit = 1500ms;
+    const CString said = FormatText(RootApp_RSC_CStr(156, "IDS_TIME_LIMIT"), {L"1.5"});
+    const auto endsWith = [&](eZelProcRequestStatus status, const CString& comment, bool retry) {
+        Queue(L"a.drq");
+        bool bLast = false;
+        TSRequestItem item;
+        EXPECT_TRUE(m_requests.TakeRequest(item, bLast, [] {}));
+        m_runner.m_run = [&, retry](CZelProcessorProgress& progress, bool& bRetry) {
+            EXPECT_TRUE(m_requests.EndAtLimit(m_requests.Running()->number));
+            progress.SetStatusAndComment(status, comment.c_str());
+            bRetry = retry;
+            return false;
+        };
+        EXPECT_TRUE(Run());
+        EXPECT_FALSE(HasFile(L"a.drq") || m_requests.IsRequestInQueue(Queued(L"a.drq")));
+        EXPECT_EQ(Status(L"a.drq").status, eRequestStatus_ServerError);
+        return Status(L"a.drq").comment;
+    };
+    EXPECT_EQ(endsWith(eRequestStatus_Canceled, L"canceled", false), said);
+    EXPECT_EQ(endsWith(eRequestStatus_GettingData, L"declined", true), said);
+    EXPECT_EQ(
+        endsWith(eRequestStatus_ServerError, RootApp_RSC_CStr(111, "IDS_SERVER_ERROR_CAN_NOT_OBTAIN_DATA"), false),
+        said);
+    EXPECT_EQ(endsWith(eRequestStatus_ServerError, L"no more rows", false), said + L"\nno more rows");
+}
+
+TEST_F(ContainedRunTest, OneThatIsDoneAllTheSameOrWasCancelledByAClientEndsAsEver)
+{
+    for (const bool done : {true, false}) {
+        const eZelProcRequestStatus end = done ? eRequestStatus_Done : eRequestStatus_Canceled;
+        m_runner.m_run = [&](CZelProcessorProgress& progress, bool&) {
+            EXPECT_TRUE(m_requests.EndAtLimit(m_requests.Running()->number));
+            if (!done) {
+                EXPECT_TRUE(m_requests.CancelRunningRequest(m_item.m_strFile, true));
+            }
+            progress.SetStatusAndComment(end, L"ended");
+            return done;
+        };
+        EXPECT_TRUE(Run());
+        EXPECT_EQ(Status(L"a.drq").status, end);
+        EXPECT_EQ(Status(L"a.drq").comment, L"ended");
+    }
+}
+
 } // namespace

@@ -286,4 +286,22 @@ TEST_F(ExecutiveTest, AFailedRequestLeavesNoPartOfAResponseToAServerThatResumes)
     }
 }
 
+TEST_F(ExecutiveTest, TheRecordOfARunThatReachedItsLimitGoesWithItsEnd)
+{
+    m_settings.m_options = {.syncing = false, .resume = true};
+    const CAttemptRecords records(m_settings);
+    Queue(L"a.drq");
+    m_runner.m_run = [&](CZelProcessorProgress& progress, bool&) {
+        EXPECT_TRUE(m_requests.EndAtLimit(m_requests.Running()->number));
+        EXPECT_EQ(records.ReachLimit(L"a.drq", {1, 2s}), platform::eOsError_None);
+        progress.SetStatusAndComment(eRequestStatus_Canceled, L"");
+        return false;
+    };
+    EXPECT_TRUE(m_executive.ExecuteRequest());
+    std::map<CString, SAttempts> left;
+    EXPECT_EQ(records.ReadAll(left), platform::eOsError_None);
+    EXPECT_TRUE(left.empty());
+    EXPECT_EQ(Status(L"a.drq").status, eRequestStatus_ServerError);
+}
+
 } // namespace

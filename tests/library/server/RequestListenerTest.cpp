@@ -274,4 +274,20 @@ TEST_F(RequestListenerTest, AStopEndsAScanAndLeavesTheRest)
     EXPECT_NE(IsWaiting(L"a.drq"), IsWaiting(L"b.drq"));
 }
 
+TEST_F(RequestListenerTest, AStepWaitsNoLongerThanUntilTheLimitOfWhatRuns)
+{
+    m_listener.Start();
+    TSRequestItem item;
+    bool isLast = false;
+    m_requests.Add({.m_strFile = Queued(L"a.drq"), .m_timeLimit = 150ms});
+    ASSERT_TRUE(m_requests.TakeRequest(item, isLast, [] {}));
+    const std::chrono::nanoseconds start = platform::Clock().Steady();
+    for (int step = 0; step < 10 && !m_requests.IsEndedByLimit(); ++step)
+        EXPECT_TRUE(m_listener.ListenStep());
+    EXPECT_TRUE(m_requests.IsEndedByLimit());
+    EXPECT_GE(platform::Clock().Steady() - start, 150ms);
+    EXPECT_TRUE(m_context.m_canceled);
+    m_host.AcceptWarnings();
+}
+
 } // namespace

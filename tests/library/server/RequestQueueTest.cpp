@@ -343,4 +343,65 @@ TEST_F(RequestQueueTest, AClearedQueueIsEmptyAndTakesTurnsFromThenOn)
     EXPECT_EQ(TakeAll(), L"12x");
 }
 
+TEST_F(RequestQueueTest, OnlyTheRunThatHasReachedItsLimitIsCancelled)
+{
+    testsupport::CManualClock clock;
+    const platform::CScopedOs os(nullptr, &clock);
+    EXPECT_FALSE(m_queue.Running());
+    m_queue.Add({.m_strFile = L"a", .m_timeLimit = 2s});
+    ASSERT_EQ(TakeRequest(), L"a");
+    const std::optional<SRunningRequest> first = m_queue.Running();
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->path, L"a");
+    EXPECT_EQ(first->start, clock.Steady());
+    EXPECT_EQ(first->limit, 2s);
+    EXPECT_FALSE(m_queue.EndRunning());
+    EXPECT_FALSE(m_queue.Running());
+    EXPECT_FALSE(m_queue.EndAtLimit(first->number)) << "it has ended";
+    m_queue.Add({.m_strFile = L"a", .m_timeLimit = 2s});
+    ASSERT_EQ(TakeRequest(), L"a");
+    EXPECT_FALSE(m_queue.EndAtLimit(first->number)) << "this is another run";
+    EXPECT_FALSE(m_context.m_canceled || m_queue.IsEndedByLimit());
+    EXPECT_TRUE(m_queue.EndAtLimit(m_queue.Running()->number));
+    EXPECT_TRUE(m_context.m_canceled && m_queue.IsEndedByLimit());
+    EXPECT_FALSE(m_queue.PutBack({L"a"})) << "it would begin anew";
+    EXPECT_TRUE(m_queue.EndRunning());
+    Add({L"b"});
+    ASSERT_EQ(TakeRequest(), L"b");
+    EXPECT_FALSE(m_context.m_canceled || m_queue.IsEndedByLimit());
+    EXPECT_FALSE(m_queue.EndRunning());
+}
+
+TEST_F(RequestQueueTest, WhoCancelsARunAtItsLimitIsTheOneWhoEndedIt)
+{
+    for (const bool isFirst : {true, false}) {
+        Add({L"a"});
+        ASSERT_EQ(TakeRequest(), L"a");
+        if (isFirst) {
+            EXPECT_TRUE(m_queue.CancelRunningRequest(L"a", true));
+        }
+        EXPECT_TRUE(m_queue.EndAtLimit(m_queue.Running()->number));
+        if (!isFirst) {
+            EXPECT_TRUE(m_queue.CancelRunningRequest(L"a", true));
+        }
+        EXPECT_FALSE(m_queue.IsEndedByLimit());
+        EXPECT_TRUE(m_queue.EndRunning()) << "it has reached its limit all the same";
+    }
+}
+
+TEST_F(RequestQueueTest, ALimitIsKeptWhileItsRequestIsPausedOrDeclined)
+{
+    m_queue.Add({.m_strFile = L"a", .m_timeLimit = 2s});
+    TSRequestItem item;
+    ASSERT_TRUE(m_queue.TakeWaiting(L"a", item));
+    m_queue.Pause(item);
+    ASSERT_TRUE(m_queue.TakePaused(L"a", item));
+    m_queue.Unpause(item);
+    ASSERT_TRUE(m_queue.TakeRequest(item, m_bLast, [] {}));
+    EXPECT_TRUE(m_queue.PutBack(item));
+    m_queue.EndRunning();
+    ASSERT_TRUE(m_queue.TakeRequest(item, m_bLast, [] {}));
+    EXPECT_EQ(m_queue.Running()->limit, 2s);
+}
+
 } // namespace

@@ -279,3 +279,19 @@ TEST_F(ResumeTest, ADirectoryThatCannotBeReadIsAFailureAndChangesNothing)
     EXPECT_EQ(CResume(m_settings, m_requests, m_statuses, m_registry).Run(), platform::eOsError_IoError);
     EXPECT_TRUE(HasFile(L"a.drq"));
 }
+
+TEST_F(ResumeTest, WhatWasInterruptedBeyondItsLimitIsNotRunAgain)
+{
+    m_settings.m_options.attempts = 0;
+    Arrive(L"a.drq");
+    WriteStatus(L"a.drq", eRequestStatus_GettingData);
+    Write(Output(L"a.drq"), "a part of the resp");
+    WriteRecord(L"a.drq", ""); // makes the folders
+    EXPECT_EQ(CAttemptRecords(m_settings).ReachLimit(L"a.drq", {1, 2500ms}), platform::eOsError_None);
+    Resume(L"0 waiting, 1 interrupted, 0 paused, 0 answered, 0 clients, 0 moved aside");
+    EXPECT_TRUE(TakeAll().empty());
+    EXPECT_EQ(Status(L"a.drq").status, eRequestStatus_ServerError);
+    EXPECT_EQ(Status(L"a.drq").comment, FormatText(RootApp_RSC_CStr(156, "IDS_TIME_LIMIT"), {L"2.5"}));
+    EXPECT_FALSE(HasFile(L"a.drq") || platform::PathExists(Output(L"a.drq")) || platform::PathExists(Record(L"a.drq")));
+    m_host.AcceptWarnings();
+}

@@ -76,6 +76,27 @@ TEST_F(ServerSettingsTest, WhatARequestAsksForIsReadWhenTheHostWantsThat)
     EXPECT_EQ(item.m_strFile, path);
 }
 
+TEST_F(ServerSettingsTest, TheSmallerLimitOfTimeCounts)
+{
+    const std::wstring path = m_dir / L"a.drq";
+    ASSERT_EQ(platform::WriteWholeFile(path, "<Request TimeLimit='3'/>"), platform::eOsError_None);
+    const auto limit = [&](std::chrono::milliseconds ofHost, bool readsAttributes = true) {
+        m_settings.m_options.timeLimit = ofHost;
+        m_settings.m_options.requestAttributes = readsAttributes;
+        return m_settings.ItemOf(path).m_timeLimit;
+    };
+    EXPECT_EQ(limit(0ms), 3s);
+    EXPECT_EQ(limit(2s), 2s);
+    EXPECT_EQ(limit(4s), 3s);
+    EXPECT_EQ(limit(4s, false), 4s);
+    EXPECT_EQ(limit(0ms, false), 0ms);
+    EXPECT_EQ(limit(-1ms, false), 0ms) << "no time is no limit";
+    EXPECT_EQ(limit(std::chrono::milliseconds::max(), false), 1'000'000'000s);
+    EXPECT_EQ(limit(std::chrono::milliseconds::max()), 3s);
+    ASSERT_EQ(platform::WriteWholeFile(path, "<Request TimeLimit='soon'/>"), platform::eOsError_None);
+    EXPECT_EQ(limit(2s), 2s);
+}
+
 TEST_F(ServerSettingsTest, WhatConcernsNobodyKnownIsForTheServerAlone)
 {
     EXPECT_EQ(m_settings.PrivateFor("somebody"), "") << "everybody reads it";

@@ -1,6 +1,7 @@
 #include "RequestAttributes.h"
 #include "IsoTime.h"
 #include "platform/Os.h"
+#include "platform/Seconds.h"
 #include "platform/Text.h"
 
 #include <algorithm>
@@ -122,6 +123,8 @@ SRequestAttributes SRequestAttributes::Parse(std::string_view bytes)
             found.client = value.substr(0, kMaxClientBytes);
         else if (name == "NotBefore")
             found.notBefore = Protocol::ParseIsoTime(value).value_or(0);
+        else if (name == "TimeLimit" && !ParseSeconds(value, found.timeLimit))
+            found.timeLimit = {};
     }
     return isWhole ? found : SRequestAttributes();
 }

@@ -2,11 +2,12 @@
 
 #include "ZEL_Processor/ZelTypes.h"
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-/// What the document element of a request says of when it is to run. Read before anything runs, from a file that may
+/// What the document element of a request says of its run. Read before anything runs, from a file that may
 /// hold anything: from its first bytes alone, without a parser that could be given work by it.
 struct SRequestAttributes {
     static constexpr int kHighest = 100;
@@ -18,6 +19,8 @@ struct SRequestAttributes {
     std::string client; ///< "Client", as it stands there, in UTF-8, cut after kMaxClientBytes
     /// "NotBefore", in seconds since 1970-01-01 UTC: Protocol::ParseIsoTime of it, 0 for what that does not read.
     std::int64_t notBefore = 0;
+    /// "TimeLimit", as ParseSeconds reads it; 0, no limit, for what that does not read.
+    std::chrono::milliseconds timeLimit{0};
 
     bool operator==(const SRequestAttributes&) const = default;
 

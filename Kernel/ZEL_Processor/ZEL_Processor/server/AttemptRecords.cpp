@@ -7,14 +7,35 @@
 
 #include <algorithm>
 #include <charconv>
+#include <string>
+#include <string_view>
 
-platform::eOsError CAttemptRecords::ReadAll(std::map<CString, unsigned>& attempts) const
+namespace {
+
+/// Between the number of runs and the limit, in milliseconds.
+constexpr std::string_view kLimit = " limit ";
+
+} // namespace
+
+platform::eOsError CAttemptRecords::ReadAll(std::map<CString, SAttempts>& attempts) const
 {
     return Folder().Visit([&](const CString& name, const std::string& bytes) {
-        unsigned number = 0;
-        static_cast<void>(std::from_chars(bytes.data(), bytes.data() + bytes.size(), number));
-        attempts[name] = std::max(number, 1U);
+        const char* const end = bytes.data() + bytes.size();
+        SAttempts read{.runs = 0};
+        std::string_view rest(std::from_chars(bytes.data(), end, read.runs).ptr, end);
+        std::chrono::milliseconds::rep limit = 0;
+        if (rest.starts_with(kLimit))
+            static_cast<void>(std::from_chars(rest.data() + kLimit.size(), end, limit));
+        read.runs = std::max(read.runs, 1U);
+        read.limit = std::chrono::milliseconds(std::max<std::chrono::milliseconds::rep>(limit, 0));
+        attempts[name] = read;
     });
+}
+
+platform::eOsError CAttemptRecords::ReachLimit(const CString& name, const SAttempts& attempts) const
+{
+    return Folder().Write(name,
+                          std::to_string(attempts.runs) + std::string(kLimit) + std::to_string(attempts.limit.count()));
 }
 
 platform::eOsError CAttemptRecords::Begin(const TSRequestItem& item) const

@@ -10,6 +10,7 @@
 #include "platform/FaultDeadline.h"
 #include "platform/Os.h"
 #include "platform/PrivateFiles.h"
+#include "platform/Seconds.h"
 #include "platform/Text.h"
 #include "processor/IRequestRunner.h"
 #include "protocol/HandOver.h"
@@ -56,6 +57,14 @@ public:
         if (m_eStatus != eRequestStatus_NotIntialized)
             m_progress.SetStatusAndComment(std::exchange(m_eStatus, eRequestStatus_NotIntialized),
                                            m_strComment.c_str());
+    }
+    /// In place of a failure that was kept back; what it says of itself stands behind.
+    void TellInstead(CString text)
+    {
+        if (m_eStatus == eRequestStatus_ServerError && m_strComment != TextOf(StringCodes::kCanNotObtainData))
+            text += L"\n" + m_strComment;
+        m_eStatus = eRequestStatus_NotIntialized;
+        m_progress.SetStatusAndComment(eRequestStatus_ServerError, text.c_str());
     }
     void SetRange(std::uint64_t low, std::uint64_t high) override
     {
@@ -129,15 +138,19 @@ bool CContainedRun::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgre
     if (retry == eRetry_TooSoon)
         return true;
     if (retry == eRetry_Canceled)
-        EndFailedRequest(item, [&] {
-            CZelProcessor::SetStatus(&statusFile, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
-        });
+        CZelProcessor::SetStatus(&progress, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
     if (!done && !bRetry) {
         const bool isToldWithReason = m_settings.m_options.tellStory;
         if (!isToldWithReason && (!m_settings.m_pContext || !m_settings.m_pContext->IsCanceled()))
             ReportFailed(item, {});
-        EndFailedRequest(item, [&] { progress.Tell(); });
     }
+    if (retry == eRetry_Canceled || (!done && !bRetry))
+        EndFailedRequest(item, [&] {
+            if (m_requests.IsEndedByLimit())
+                progress.TellInstead(FormatText(TextOf(StringCodes::kTimeLimit), {SecondsText(item.m_timeLimit)}));
+            else
+                progress.Tell();
+        });
     m_retries.EndRun();
     return true;
 }

@@ -8,6 +8,7 @@
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
+#include "platform/Path.h"
 #include "platform/PrivateFiles.h"
 #include "platform/Text.h"
 #include "processor/IRequestRunner.h"
@@ -112,8 +113,10 @@ bool CExecutive::ExecuteRequest()
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
     m_bTellsStart = m_settings.m_options.tellStory && isNews;
     RunRequest(item, bLast, isNews);
+    // In this order: who writes a record of a run that reached its limit looks afterwards whether it has ended.
+    if (m_requests.EndRunning())
+        m_attempts.Forget(platform::FileNameOf(item.m_strFile));
     m_attempts.End(item);
-    m_requests.EndRunning();
     return true;
 }
 

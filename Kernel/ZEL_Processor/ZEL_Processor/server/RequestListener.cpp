@@ -53,7 +53,8 @@ CRequestListener::CRequestListener(const CServerSettings& settings, CRequestQueu
       m_refusals(settings, requests, statuses),
       m_taker(settings, requests, statuses, m_refusals, isRunning, m_nTurns),
       m_commands(settings, requests, statuses, m_refusals, m_taker, registry, isRunning, m_nTurns),
-      m_housekeeping(settings, requests, isRunning)
+      m_housekeeping(settings, requests, isRunning),
+      m_limits(settings, requests)
 {}
 
 CRequestListener::~CRequestListener() = default;
@@ -124,10 +125,12 @@ bool CRequestListener::ListenStep()
     m_housekeeping.RemoveSome();
     m_commands.TryAgain();
     m_statuses.Left().TryAgain();
+    m_limits.Check();
     const std::chrono::milliseconds due = UntilLook();
     std::chrono::milliseconds pause = isMailWaiting ? kScanRetry : kListenTimeout;
     if (!m_statuses.Left().IsEmpty())
         pause = std::min(pause, m_statuses.Left().UntilNextTry());
+    pause = std::min(pause, m_limits.UntilCheck());
     const platform::eWaitResult result = Watch().Wait(std::min(due, pause));
     if (result == platform::eWaitResult_Woken ||
         (result == platform::eWaitResult_Timeout && due > pause && !m_taker.HasFailed()))

@@ -4,6 +4,7 @@
 #include "RequestRefusals.h"
 #include "RequestTaker.h"
 #include "ServerCommands.h"
+#include "TimeLimits.h"
 #include "platform/Mutex.h"
 #include "platform/Thread.h"
 
@@ -48,6 +49,8 @@ public:
     [[nodiscard]] CRequestRefusals& Refusals() { return m_refusals; }
     [[nodiscard]] CRequestTaker& Taker() { return m_taker; }
     [[nodiscard]] CServerCommands& Commands() { return m_commands; }
+    /// For whoever waits for what runs when the listener has ended.
+    [[nodiscard]] CTimeLimits& Limits() { return m_limits; }
 
 private:
     [[nodiscard]] platform::IDirectoryWatch& Watch();
@@ -70,6 +73,7 @@ private:
     CRequestTaker m_taker;
     CServerCommands m_commands;
     CHousekeeping m_housekeeping;
+    CTimeLimits m_limits;
     bool m_bScanPending = false; ///< a scan failed
     bool m_bRearmFailed = false; ///< the last time
     bool m_bBuriesDead = false;  ///< since its start

@@ -129,7 +129,11 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
     }
     bLast = m_queue->IsEmpty();
     // Under the lock: a cancel finds the request either in the queue or ready to be flagged, and never in between.
-    m_strRunning = item.m_strFile;
+    m_running = {.number = m_running.number + 1,
+                 .path = item.m_strFile,
+                 .attempts = item.m_nAttempts,
+                 .start = platform::Clock().Steady(),
+                 .limit = item.m_timeLimit};
     m_bCanceled = false;
     if (m_pContext)
         m_pContext->SetCanceled(false);
@@ -140,17 +144,18 @@ bool CRequestQueue::PutBack(TSRequestItem item)
 {
     const platform::CMutexLock lock(m_cs);
     // The host's own flag is not asked here: a fault in it would leave the lock taken.
-    if (m_bCanceled)
+    if (m_bCanceled || m_running.hasReachedLimit)
         return false;
     m_queue->PutBack(std::move(item));
     m_evQueue->Set();
     return true;
 }
 
-void CRequestQueue::EndRunning()
+bool CRequestQueue::EndRunning()
 {
     const platform::CMutexLock lock(m_cs);
-    m_strRunning.clear();
+    m_running.path.clear();
+    return m_running.hasReachedLimit;
 }
 
 bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
@@ -159,12 +164,35 @@ bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
     const platform::CMutexLock lock(m_cs);
     if (m_queue->Contains(path) || m_later.Contains(path))
         return false;
-    if (onlyThis && m_strRunning != path)
+    if (onlyThis && m_running.path != path)
         return true;
     m_bCanceled = true;
     if (m_pContext)
         m_pContext->SetCanceled(true);
     return true;
+}
+
+std::optional<SRunningRequest> CRequestQueue::Running() const
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_running.path.empty() ? std::nullopt : std::optional(m_running);
+}
+
+bool CRequestQueue::EndAtLimit(std::uint64_t number)
+{
+    const platform::CMutexLock lock(m_cs);
+    if (m_running.path.empty() || m_running.number != number)
+        return false;
+    m_running.hasReachedLimit = true;
+    if (m_pContext)
+        m_pContext->SetCanceled(true);
+    return true;
+}
+
+bool CRequestQueue::IsEndedByLimit() const
+{
+    const platform::CMutexLock lock(m_cs);
+    return m_running.hasReachedLimit && !m_bCanceled;
 }
 
 bool CRequestQueue::IsRequestInQueue(const CString& path) const
@@ -182,7 +210,7 @@ bool CRequestQueue::IsRequestPaused(const CString& path) const
 bool CRequestQueue::IsKnown(const CString& path) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->Contains(path) || m_later.Contains(path) || m_paused->Contains(path) || m_strRunning == path;
+    return m_queue->Contains(path) || m_later.Contains(path) || m_paused->Contains(path) || m_running.path == path;
 }
 
 std::size_t CRequestQueue::CountOf(const std::string& owner) const

@@ -6,14 +6,26 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 class CZelProcessorContext;
 namespace platform {
 class CManualResetEvent;
 }
+
+/// What runs, as who watches its time sees it.
+struct SRunningRequest {
+    std::uint64_t number = 0; ///< of this run, no other has it
+    CString path;
+    unsigned attempts = 0; ///< TSRequestItem::m_nAttempts
+    std::chrono::nanoseconds start{};
+    std::chrono::milliseconds limit{0}; ///< 0 for none
+    bool hasReachedLimit = false;       ///< EndAtLimit was told so
+};
 
 /// The requests of a server: which wait, which are paused and which one runs. Paths are those of the files in the queue
 /// directory. Safe from any thread; no operation touches a file, shows a box or waits under its lock. Nor may what it
@@ -55,10 +67,17 @@ public:
     bool TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty);
     /// What runs waits again, behind all others. False, and it does not, when it was cancelled.
     bool PutBack(TSRequestItem item);
-    void EndRunning();
+    /// True when it had reached its limit.
+    bool EndRunning();
     /// Cancels whatever runs, or with onlyThis only the request of this path. False, with nothing cancelled, when that
     /// request waits.
     bool CancelRunningRequest(const CString& path, bool onlyThis);
+    /// Empty when nothing runs.
+    [[nodiscard]] std::optional<SRunningRequest> Running() const;
+    /// Cancels this run, which has reached its limit. False, with nothing cancelled, when it has ended.
+    bool EndAtLimit(std::uint64_t number);
+    /// That what runs was cancelled for its limit, and by nobody else.
+    [[nodiscard]] bool IsEndedByLimit() const;
 
     [[nodiscard]] bool IsRequestInQueue(const CString& path) const;
     [[nodiscard]] bool IsRequestPaused(const CString& path) const;
@@ -83,8 +102,8 @@ private:
     std::unique_ptr<CTurnList> m_queue ZEL_GUARDED_BY(m_cs);  ///< never null
     CLaterList m_later ZEL_GUARDED_BY(m_cs);                  ///< their time has not come
     std::unique_ptr<CTurnList> m_paused ZEL_GUARDED_BY(m_cs); ///< never null
-    CString m_strRunning ZEL_GUARDED_BY(m_cs);                ///< what runs, empty when nothing does
-    bool m_bCanceled ZEL_GUARDED_BY(m_cs) = false;            ///< what runs is to stop
+    SRunningRequest m_running ZEL_GUARDED_BY(m_cs);           ///< without a path when nothing runs
+    bool m_bCanceled ZEL_GUARDED_BY(m_cs) = false;            ///< somebody wants what runs to stop
     bool m_bHeld ZEL_GUARDED_BY(m_cs) = false;
     enum eDrain { eDrain_No, eDrain_All, eDrain_Running, eDrain_Done };
     eDrain m_drain ZEL_GUARDED_BY(m_cs) = eDrain_No;

@@ -10,6 +10,7 @@
 #include "platform/NameKind.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Seconds.h"
 #include "platform/SourceLocation.h"
 #include "platform/Text.h"
 #include "protocol/HandOver.h"
@@ -21,6 +22,8 @@
 #include <chrono>
 #include <string_view>
 #include <tuple>
+
+using namespace std::chrono_literals;
 
 CResume::CResume(const CServerSettings& settings, CRequestQueue& requests, CRequestStatuses& statuses,
                  CClientRegistry& registry)
@@ -293,9 +296,10 @@ void CResume::QueueAgain(TSRequestItem item, const CString& name)
     const SZelServerOptions& options = m_settings.m_options;
     const auto found = m_begun.find(name);
     if (!item.m_bTakenBack)
-        item.m_nAttempts = found == m_begun.end() ? 1 : found->second;
-    const bool isToFail =
-        options.interrupted == eInterrupted_Fail || (options.attempts != 0 && item.m_nAttempts >= options.attempts);
+        item.m_nAttempts = found == m_begun.end() ? 1 : found->second.runs;
+    const std::chrono::milliseconds limit(found == m_begun.end() || item.m_bTakenBack ? 0ms : found->second.limit);
+    const bool isToFail = options.interrupted == eInterrupted_Fail || limit != 0ms ||
+                          (options.attempts != 0 && item.m_nAttempts >= options.attempts);
     // Also of one that runs again: it may be cancelled first, and its part of a response then be taken for a whole one.
     static_cast<void>(Protocol::RemoveWhenFree(m_settings.m_paths.Output(name), m_patience));
     if (!isToFail && item.m_bTakenBack)
@@ -306,9 +310,11 @@ void CResume::QueueAgain(TSRequestItem item, const CString& name)
     // status of the run may be in parts, or undone by a power cut, and who looks while the file is gone must find one.
     m_statuses.SetRequestStatus(name, item.m_strOwner, eRequestStatus_ProcessingStarted,
                                 TextOf(StringCodes::kProcessingStarted));
-    const CString text =
-        item.m_bTakenBack ? TextOf(StringCodes::kEndUndone)
-                          : FormatText(TextOf(StringCodes::kRequestInterrupted), {std::to_wstring(item.m_nAttempts)});
+    CString text = FormatText(TextOf(StringCodes::kRequestInterrupted), {std::to_wstring(item.m_nAttempts)});
+    if (item.m_bTakenBack)
+        text = TextOf(StringCodes::kEndUndone);
+    else if (limit != 0ms)
+        text = FormatText(TextOf(StringCodes::kTimeLimit), {SecondsText(limit)});
     static_cast<void>(m_ended.EndWithoutResponse(
         item.m_strFile, [&] { m_statuses.SetRequestStatus(name, item.m_strOwner, eRequestStatus_ServerError, text); }));
     if (m_ended.IsFull())

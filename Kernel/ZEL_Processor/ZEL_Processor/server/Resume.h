@@ -73,7 +73,7 @@ private:
     bool m_bMayBeTorn = false;              ///< responses that were not synced
     const std::function<bool()> m_patience; ///< with all together who hold files
     std::map<CString, eTold> m_told;        ///< of requests in the queue that have a status
-    std::map<CString, unsigned> m_begun;    ///< runs of requests, as far as they were recorded
+    std::map<CString, SAttempts> m_begun;   ///< runs of requests, as far as they were recorded
     std::vector<CString> m_responses;       ///< without a status
     std::vector<CString> m_unexplained;     ///< of the output directory
     std::deque<SQueued> m_queued;           ///< goes piece by piece, for there may be a million

@@ -2,12 +2,15 @@
 #include "TurnList.h"
 #include "platform/NameKind.h"
 #include "platform/Os.h"
+#include "platform/Seconds.h"
 #include "platform/Trust.h"
 #include "protocol/RequestAttributes.h"
 
 #include <algorithm>
 #include <chrono>
 #include <utility>
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -39,6 +42,7 @@ bool CServerSettings::IsOperators(const CString& path)
 TSRequestItem CServerSettings::ItemOf(const CString& queuedPath) const
 {
     TSRequestItem item{queuedPath, 0, OwnerOf(queuedPath)};
+    item.m_timeLimit = std::clamp<std::chrono::milliseconds>(m_options.timeLimit, 0ms, kMostSeconds);
     // Whoever may be waited for behind a link, the listener's thread is not to.
     const auto isLink = [&] { return platform::NameKind(queuedPath) == platform::eNameKind_Link; };
     if (m_options.requestAttributes && !(m_options.followLinks && isLink())) {
@@ -46,6 +50,8 @@ TSRequestItem CServerSettings::ItemOf(const CString& queuedPath) const
         item.m_nPriority = attributes.priority;
         item.m_strClient = std::move(attributes.client);
         item.m_nNotBefore = attributes.notBefore;
+        if (const auto own = attributes.timeLimit; own.count() != 0)
+            item.m_timeLimit = item.m_timeLimit.count() == 0 ? own : std::min(item.m_timeLimit, own);
     }
     return item;
 }

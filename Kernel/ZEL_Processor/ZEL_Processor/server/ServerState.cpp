@@ -30,6 +30,9 @@ namespace {
 constexpr std::uint32_t kStartTimeoutMs = 10001;
 constexpr auto kStartPoll = 200ms;
 
+/// Whose thread this is, if a server's.
+thread_local const CServerState* t_pServer = nullptr;
+
 /// The directory without one separator at its end; a second one stays.
 CString WithoutSeparator(const CString& dir)
 {
@@ -198,6 +201,9 @@ void CServerState::Stop(bool bWait)
     if (bWait) {
         if (!m_pMHThread->Wait())
             WQ_MessageBox(L"Something went wrong with m_pMHThread thread!", eMessageStyle_Error);
+        // The listener, which has ended, has watched how long what runs takes.
+        while (m_pEThread && t_pServer != this && !m_pEThread->WaitFor(m_listener.Limits().UntilCheck()))
+            m_listener.Limits().Check();
         if (m_pEThread && !m_pEThread->Wait())
             WQ_MessageBox(L"Something went wrong with m_pEThread thread!", eMessageStyle_Error);
         m_pMHThread.reset();
@@ -238,6 +244,7 @@ void CServerState::OnChangedDs(IWQ_DsEventsData* events)
 unsigned CServerState::RunThread(const char* name, const std::function<bool()>& body)
 {
     platform::SetCurrentThreadName(name);
+    t_pServer = this;
     SetXmlLimitsOfThread(m_settings.m_options.xmlLimits);
     const CComThread com(CComThread::eEnd_WhenFresh);
     try {

@@ -59,7 +59,7 @@ void CTurnList::Insert(TSRequestItem item, int priority)
     const Items::iterator place =
         client->items.insert(isNext ? client->items.begin() : client->items.end(),
                              {PackedText::Pack(item.m_strFile), item.m_nRetries, item.m_nAttempts, item.m_nPriority,
-                              item.m_bTold, item.m_bTakenBack, &count->first});
+                              item.m_bTold, item.m_bTakenBack, &count->first, item.m_timeLimit});
     m_places.insert({turn, equals, client, place});
 }
 
@@ -136,14 +136,15 @@ TSRequestItem CTurnList::Remove(SPlace place)
 {
     m_places.erase(place);
     const auto [turn, equals, client, item] = place;
-    TSRequestItem taken{PackedText::Unpack(item->path),
-                        item->retries,
-                        *item->owner,
-                        item->attempts,
-                        item->isTold,
-                        item->isTakenBack,
-                        item->priority,
-                        client->name};
+    TSRequestItem taken{.m_strFile = PackedText::Unpack(item->path),
+                        .m_nRetries = item->retries,
+                        .m_strOwner = *item->owner,
+                        .m_nAttempts = item->attempts,
+                        .m_bTold = item->isTold,
+                        .m_bTakenBack = item->isTakenBack,
+                        .m_nPriority = item->priority,
+                        .m_strClient = client->name,
+                        .m_timeLimit = item->timeLimit};
     if (const auto count = m_counts.find(taken.m_strOwner); --count->second == 0)
         m_counts.erase(count);
     client->items.erase(item);

@@ -3,6 +3,7 @@
 #include "ZEL_Processor/ZelProcessorEnums.h"
 #include "ZEL_Processor/ZelTypes.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -25,6 +26,7 @@ struct TSRequestItem {
     int m_nPriority = 0;           ///< higher ones first
     std::string m_strClient = {};  ///< for whom of its owner it is, as its sender says; empty when no option asks
     std::int64_t m_nNotBefore = 0; ///< seconds since 1970-01-01 UTC; kept while it has to wait for that alone
+    std::chrono::milliseconds m_timeLimit{0}; ///< of each run; 0 for none
 };
 
 /// The requests that wait, or the paused ones. Every operation costs the same for one request as for ten thousand, for
@@ -70,6 +72,7 @@ private:
         bool isTold = false;
         bool isTakenBack = false;
         const std::string* owner; ///< key of m_counts
+        std::chrono::milliseconds timeLimit{0};
     };
     using Items = std::list<SItem>; ///< the next in front
     struct SClient {

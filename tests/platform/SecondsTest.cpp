@@ -1,4 +1,4 @@
-#include "plugins/common/Seconds.h"
+#include "platform/Seconds.h"
 
 #include <gtest/gtest.h>
 
