@@ -52,6 +52,7 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
     options.keep = 24h * asked.keepDays;
     options.busyWarning = asked.busyWarning.value_or(options.busyWarning);
     options.timeLimit = asked.timeLimit.value_or(options.timeLimit);
+    options.retryBackOff = !asked.strict;
     options.grace = asked.grace.value_or(options.grace);
     return options;
 }

@@ -157,6 +157,10 @@ struct SZelServerOptions {
     /// A task that does not look whether it is cancelled runs on, for nothing can end it but the end of the process.
     /// The log warns of it so long after its limit, and then each minute.
     std::chrono::milliseconds grace = std::chrono::seconds(5);
+    /// A request whose task declines is asked for again after 10 ms, then after twice as long each time, to a good
+    /// second; others run meanwhile, and it waits behind them. Off: at once, which costs a processor while it waits
+    /// alone.
+    bool retryBackOff = false;
 
     bool operator==(const SZelServerOptions&) const = default;
 };

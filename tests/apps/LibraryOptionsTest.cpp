@@ -49,6 +49,7 @@ TEST(LibraryOptionsTest, TheUsualServerProtectsItsUsers)
     EXPECT_EQ(options.keep, std::chrono::seconds(0)) << "for ever";
     EXPECT_EQ(options.timeLimit, std::chrono::milliseconds(0)) << "none";
     EXPECT_EQ(options.grace, std::chrono::seconds(5));
+    EXPECT_TRUE(options.retryBackOff);
 }
 
 TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)

@@ -53,10 +53,9 @@ TEST_F(ServerLogTest, TellsTheServersWayFromItsStartToTheCauseOfItsStop)
     ExpectOne(log, "zel-server " ZEL_VERSION " starts as process " + std::to_string(server.Process().Id()) +
                        ": requests from '" + platform::ToUtf8(m_strRequests) + "' (");
     ExpectOne(log, "output to '" + platform::ToUtf8(m_strOutput) + "' (");
-    ExpectOne(
-        log,
-        "--log-level info --events-limit 16 --query-time-limit 300 --patience 0 --busy-warning 30 --time-limit 0 --grace 5 "
-        "--stop-timeout 0 --keep 3 --max-queued 10000 --max-clients 1000");
+    ExpectOne(log, "--log-level info --events-limit 16 --query-time-limit 300 --patience 0 --busy-warning 30 "
+                   "--time-limit 0 --grace 5 "
+                   "--stop-timeout 0 --keep 3 --max-queued 10000 --max-clients 1000");
     ExpectOne(log, "Plug-in 'Tasks for tests and the bench' (");
     ExpectOne(log, "Echo, Sleep, Gate");
     ExpectOne(log, "Plug-in 'Data store' (");
@@ -93,13 +92,13 @@ TEST_F(ServerLogTest, AFailureIsOneErrorWithItsReason)
     EXPECT_TRUE(errors[0].ends_with("the well is dry")) << errors[0];
 }
 
-TEST_F(ServerLogTest, ATaskThatDeclinesHundredsOfTimesIsOneLine)
+TEST_F(ServerLogTest, ATaskThatDeclinesAgainAndAgainIsOneLine)
 {
     const std::wstring record = InHome(L"record");
     const std::string log =
-        LogOf(MakeRequest(L"r.drq", L"Type='Retry' EvenForced='1' Times='300' RecordFile='" + record + L"'"), true);
+        LogOf(MakeRequest(L"r.drq", L"Type='Retry' EvenForced='1' Times='5' RecordFile='" + record + L"'"), true);
     const std::string asked = Read(record);
-    EXPECT_GE(std::count(asked.begin(), asked.end(), '\n'), 300);
+    EXPECT_GE(std::count(asked.begin(), asked.end(), '\n'), 5);
     std::vector<std::string> lines = Lines(log, "{r.drq}");
     // On a loaded machine a waiting client may look at the status for longer than the server waits for it.
     std::erase_if(lines,

@@ -304,4 +304,20 @@ TEST_F(ExecutiveTest, TheRecordOfARunThatReachedItsLimitGoesWithItsEnd)
     EXPECT_EQ(Status(L"a.drq").status, eRequestStatus_ServerError);
 }
 
+TEST_F(ExecutiveTest, ATaskThatDeclinesAloneIsAskedAFewTimesInASecond)
+{
+    m_requests.Clear(false, false, true);
+    Queue(L"a.drq");
+    const std::chrono::nanoseconds start = platform::Clock().Steady();
+    m_runner.m_run = [&](auto&, bool& retry) {
+        retry = platform::Clock().Steady() - start < 300ms;
+        return !retry;
+    };
+    for (int step = 0; step < 1000 && m_requests.IsKnown(Queued(L"a.drq")); ++step)
+        EXPECT_TRUE(m_executive.ProcessQueueStep());
+    EXPECT_FALSE(m_requests.IsKnown(Queued(L"a.drq")));
+    EXPECT_LE(m_runner.m_served.size(), 7U) << "after 0, 10, 30, 70, 150 and 310 ms";
+    EXPECT_LE(m_executive.Turns(), 3 * m_runner.m_served.size()) << "nor is its pause spent in turns";
+}
+
 } // namespace

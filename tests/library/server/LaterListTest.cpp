@@ -8,7 +8,7 @@ class LaterListTest : public testing::Test {
 protected:
     void Add(const wchar_t* path, std::int64_t time, const char* owner = "his")
     {
-        m_list.Add({.m_strFile = path, .m_strOwner = owner, .m_nNotBefore = time});
+        m_list.Add(time, {.m_strFile = path, .m_strOwner = owner, .m_nNotBefore = time});
     }
     [[nodiscard]] CString Due(std::int64_t now)
     {

@@ -93,7 +93,8 @@ void CExecutive::WaitForWork()
     std::chrono::milliseconds pause = isAnyLeft ? m_statuses.Left().UntilNextTry() : std::chrono::milliseconds::max();
     if (!m_ended.IsEmpty())
         pause = std::min(pause, m_ended.UntilFlush());
-    if (!m_requests.WaitFor(pause) && !m_ended.IsEmpty())
+    const std::chrono::milliseconds due = m_requests.UntilDue();
+    if (!m_requests.WaitFor(std::min(pause, due)) && pause <= due && !m_ended.IsEmpty())
         m_ended.Flush();
 }
 

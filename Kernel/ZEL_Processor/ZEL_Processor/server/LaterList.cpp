@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-void CLaterList::Add(TSRequestItem item)
+void CLaterList::Add(std::int64_t time, TSRequestItem item)
 {
     ++m_counts[item.m_strOwner];
-    const std::int64_t time = item.m_nNotBefore;
     const ByTime::iterator place = m_byTime.emplace(time, std::move(item));
     m_byPath.emplace(place->second.m_strFile, place);
 }

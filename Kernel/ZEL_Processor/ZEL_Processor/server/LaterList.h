@@ -11,13 +11,16 @@
 /// there are; a limit for each owner (SZelServerOptions::maxQueued) counts them with those that wait.
 class CLaterList {
 public:
-    void Add(TSRequestItem item);
-    /// The one whose time came first, of those whose time has come. now: seconds since 1970-01-01 UTC.
+    /// time: by whatever clock the caller has.
+    void Add(std::int64_t time, TSRequestItem item);
+    /// The one whose time came first, of those whose time has come.
     bool TakeDue(std::int64_t now, TSRequestItem& item);
     /// One of this path; the comparison is exact.
     bool Take(const CString& path, TSRequestItem& item);
 
     [[nodiscard]] bool Contains(const CString& path) const { return m_byPath.contains(path); }
+    /// Of the one whose time comes first; there must be one.
+    [[nodiscard]] std::int64_t NextTime() const { return m_byTime.begin()->first; }
     [[nodiscard]] bool IsEmpty() const { return m_byTime.empty(); }
     [[nodiscard]] std::size_t CountOf(const std::string& owner) const;
 

@@ -3,12 +3,16 @@
 #include "platform/Os.h"
 #include "platform/Thread.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
 
 /// Between two looks whether the time of a request has come. Not a wait until then: the clock may be set.
 constexpr std::chrono::milliseconds kClockPoll{500};
+constexpr std::chrono::milliseconds kFirstPause{10};
+/// A good second, or only every other try would be one that counts (CRetryRules).
+constexpr std::chrono::milliseconds kLongestPause{1100};
 
 } // namespace
 
@@ -27,11 +31,13 @@ void CRequestQueue::SetContext(CZelProcessorContext* context)
     m_pContext = context;
 }
 
-void CRequestQueue::Clear(bool takesTurns, bool isFair)
+void CRequestQueue::Clear(bool takesTurns, bool isFair, bool backsOff)
 {
     const platform::CMutexLock lock(m_cs);
     m_queue = std::make_unique<CTurnList>(takesTurns, isFair);
     m_later = {};
+    m_putBack = {};
+    m_bBacksOff = backsOff;
     m_drain = eDrain_No;
     m_paused = std::make_unique<CTurnList>(false, isFair); // which keeps whose client's it is
 }
@@ -80,8 +86,8 @@ bool CRequestQueue::IsDraining() const
 bool CRequestQueue::TakeDrained()
 {
     const platform::CMutexLock lock(m_cs);
-    if (m_drain == eDrain_No || m_drain == eDrain_Done || !m_strRunning.empty() ||
-        (m_drain == eDrain_All && !m_queue->IsEmpty()))
+    if (m_drain == eDrain_No || m_drain == eDrain_Done || !m_running.path.empty() ||
+        (m_drain == eDrain_All && (!m_queue->IsEmpty() || !m_putBack.IsEmpty())))
         return false;
     m_drain = eDrain_Done;
     return true;
@@ -96,7 +102,7 @@ void CRequestQueue::Pause(TSRequestItem item)
 bool CRequestQueue::TakeWaiting(const CString& path, TSRequestItem& item)
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->Take(path, item) || m_later.Take(path, item);
+    return m_queue->Take(path, item) || m_later.Take(path, item) || m_putBack.Take(path, item);
 }
 
 bool CRequestQueue::TakePaused(const CString& path, TSRequestItem& item)
@@ -114,20 +120,16 @@ CTurnList::eMoved CRequestQueue::Move(const CString& path, eRequestPlace place, 
 bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty)
 {
     const platform::CMutexLock lock(m_cs);
-    if (!m_later.IsEmpty()) {
-        for (TSRequestItem due; m_later.TakeDue(platform::Clock().UtcSeconds(), due);)
-            m_queue->Append(std::move(due));
-    }
-    const bool isClosed = m_bHeld || m_drain == eDrain_Running || m_drain == eDrain_Done;
-    if (isClosed || !m_queue->TakeNext(item)) {
-        if (!isClosed)
+    TakeWhatIsDue();
+    if (IsClosed() || !m_queue->TakeNext(item)) {
+        if (!IsClosed() && m_putBack.IsEmpty())
             onEmpty();
         // A stop set the event for good; taking that back would leave who takes requests waiting for ever.
         if (m_bRunning)
             m_evQueue->Reset();
         return false;
     }
-    bLast = m_queue->IsEmpty();
+    bLast = m_queue->IsEmpty() && m_putBack.IsEmpty();
     // Under the lock: a cancel finds the request either in the queue or ready to be flagged, and never in between.
     m_running = {.number = m_running.number + 1,
                  .path = item.m_strFile,
@@ -146,9 +148,34 @@ bool CRequestQueue::PutBack(TSRequestItem item)
     // The host's own flag is not asked here: a fault in it would leave the lock taken.
     if (m_bCanceled || m_running.hasReachedLimit)
         return false;
+    if (m_bBacksOff) {
+        item.m_pause = std::clamp(2 * item.m_pause, kFirstPause, kLongestPause);
+        const std::chrono::nanoseconds due = platform::Clock().Steady() + item.m_pause;
+        m_putBack.Add(due.count(), std::move(item));
+        return true;
+    }
     m_queue->PutBack(std::move(item));
     m_evQueue->Set();
     return true;
+}
+
+void CRequestQueue::TakeWhatIsDue()
+{
+    TSRequestItem due;
+    while (!m_later.IsEmpty() && m_later.TakeDue(platform::Clock().UtcSeconds(), due))
+        m_queue->Append(std::move(due));
+    while (!m_putBack.IsEmpty() && m_putBack.TakeDue(platform::Clock().Steady().count(), due))
+        m_queue->PutBack(std::move(due));
+}
+
+bool CRequestQueue::IsClosed() const
+{
+    return m_bHeld || m_drain == eDrain_Running || m_drain == eDrain_Done;
+}
+
+bool CRequestQueue::Waits(const CString& path) const
+{
+    return m_queue->Contains(path) || m_later.Contains(path) || m_putBack.Contains(path);
 }
 
 bool CRequestQueue::EndRunning()
@@ -162,7 +189,7 @@ bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
 {
     // Under the lock: the request that is meant is neither ended nor put back meanwhile.
     const platform::CMutexLock lock(m_cs);
-    if (m_queue->Contains(path) || m_later.Contains(path))
+    if (Waits(path))
         return false;
     if (onlyThis && m_running.path != path)
         return true;
@@ -198,7 +225,7 @@ bool CRequestQueue::IsEndedByLimit() const
 bool CRequestQueue::IsRequestInQueue(const CString& path) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->Contains(path) || m_later.Contains(path);
+    return Waits(path);
 }
 
 bool CRequestQueue::IsRequestPaused(const CString& path) const
@@ -210,13 +237,13 @@ bool CRequestQueue::IsRequestPaused(const CString& path) const
 bool CRequestQueue::IsKnown(const CString& path) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->Contains(path) || m_later.Contains(path) || m_paused->Contains(path) || m_running.path == path;
+    return Waits(path) || m_paused->Contains(path) || m_running.path == path;
 }
 
 std::size_t CRequestQueue::CountOf(const std::string& owner) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->CountOf(owner) + m_later.CountOf(owner) + m_paused->CountOf(owner);
+    return m_queue->CountOf(owner) + m_later.CountOf(owner) + m_putBack.CountOf(owner) + m_paused->CountOf(owner);
 }
 
 void CRequestQueue::Wake()
@@ -227,23 +254,33 @@ void CRequestQueue::Wake()
 
 void CRequestQueue::Wait()
 {
-    bool isAnyLater = false;
-    {
-        const platform::CMutexLock lock(m_cs);
-        isAnyLater = !m_later.IsEmpty() && !m_bHeld; // a release wakes
-    }
     // One that comes meanwhile sets the event, whenever its time is.
-    if (isAnyLater)
-        static_cast<void>(WaitFor(kClockPoll));
+    if (const std::chrono::milliseconds due = UntilDue(); due != std::chrono::milliseconds::max())
+        static_cast<void>(WaitFor(due));
     else
         m_evQueue->Wait();
+}
+
+std::chrono::milliseconds CRequestQueue::UntilDue() const
+{
+    const platform::CMutexLock lock(m_cs);
+    if (IsClosed()) // a release wakes
+        return std::chrono::milliseconds::max();
+    std::chrono::milliseconds due = m_later.IsEmpty() ? std::chrono::milliseconds::max() : kClockPoll;
+    if (!m_putBack.IsEmpty()) {
+        const std::chrono::nanoseconds left =
+            std::chrono::nanoseconds(m_putBack.NextTime()) - platform::Clock().Steady();
+        due = std::min(due, std::max(std::chrono::ceil<std::chrono::milliseconds>(left), std::chrono::milliseconds(0)));
+    }
+    return due;
 }
 
 bool CRequestQueue::PutOff(TSRequestItem& item)
 {
     if (item.m_nNotBefore == 0 || item.m_nNotBefore <= platform::Clock().UtcSeconds())
         return false;
-    m_later.Add(std::move(item));
+    const std::int64_t time = item.m_nNotBefore;
+    m_later.Add(time, std::move(item));
     return true;
 }
 

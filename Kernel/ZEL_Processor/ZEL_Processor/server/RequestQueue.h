@@ -40,8 +40,9 @@ public:
 
     /// Whose cancel flag is set and cleared for what runs; null for none.
     void SetContext(CZelProcessorContext* context);
-    /// Nothing waits and nothing is paused from now on. For both see CTurnList.
-    void Clear(bool takesTurns, bool isFair = false);
+    /// Nothing waits and nothing is paused from now on. For the first two see CTurnList. backsOff: what is put back has
+    /// a pause, from 10 ms, twice as long each time, to a good second.
+    void Clear(bool takesTurns, bool isFair = false, bool backsOff = false);
 
     /// Behind all that wait, at once or when its time has come.
     void Add(TSRequestItem item);
@@ -65,7 +66,7 @@ public:
     /// The next one runs, uncancelled; bLast: nothing waits behind it. False when nothing waits, and after onEmpty;
     /// false without that when the queue is held, or what runs was the last one.
     bool TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty);
-    /// What runs waits again, behind all others. False, and it does not, when it was cancelled.
+    /// What runs waits again, behind all others, after its pause. False, and it does not, when it was cancelled.
     bool PutBack(TSRequestItem item);
     /// True when it had reached its limit.
     bool EndRunning();
@@ -88,19 +89,28 @@ public:
 
     /// Ends the wait of the executive, as a request that comes does.
     void Wake();
-    /// For something to come; not for long when the time of a request may come.
+    /// For something to come, or for the time of a request.
     void Wait();
+    /// How long that may take, if nothing comes: the time of a request, or a look whether it has come. The longest time
+    /// there is when only something that comes can be run.
+    [[nodiscard]] std::chrono::milliseconds UntilDue() const;
     /// False when the time is over before anything comes.
     bool WaitFor(std::chrono::milliseconds timeout);
 
 private:
     /// False when its time has come.
     bool PutOff(TSRequestItem& item) ZEL_REQUIRES(m_cs);
+    void TakeWhatIsDue() ZEL_REQUIRES(m_cs);
+    /// Whether nothing can be taken to run.
+    [[nodiscard]] bool IsClosed() const ZEL_REQUIRES(m_cs);
+    [[nodiscard]] bool Waits(const CString& path) const ZEL_REQUIRES(m_cs);
 
     const std::atomic<bool>& m_bRunning;
     mutable platform::CMutex m_cs;
-    std::unique_ptr<CTurnList> m_queue ZEL_GUARDED_BY(m_cs);  ///< never null
-    CLaterList m_later ZEL_GUARDED_BY(m_cs);                  ///< their time has not come
+    std::unique_ptr<CTurnList> m_queue ZEL_GUARDED_BY(m_cs); ///< never null
+    CLaterList m_later ZEL_GUARDED_BY(m_cs);                 ///< their time has not come, in seconds since 1970
+    CLaterList m_putBack ZEL_GUARDED_BY(m_cs);               ///< their pause goes on, in steady nanoseconds
+    bool m_bBacksOff ZEL_GUARDED_BY(m_cs) = false;
     std::unique_ptr<CTurnList> m_paused ZEL_GUARDED_BY(m_cs); ///< never null
     SRunningRequest m_running ZEL_GUARDED_BY(m_cs);           ///< without a path when nothing runs
     bool m_bCanceled ZEL_GUARDED_BY(m_cs) = false;            ///< somebody wants what runs to stop

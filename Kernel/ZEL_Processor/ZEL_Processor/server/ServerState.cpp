@@ -108,7 +108,7 @@ bool CServerState::SetDirs(const CString& requestDir, const CString& outputDir)
         Protocol::DeleteAllFilesInDir(m_settings.m_paths.m_strOutputDir);
         Protocol::DeleteAllFilesInDir(m_settings.m_paths.m_strQueueDir);
     }
-    m_requests.Clear(m_settings.m_options.takeTurns, m_settings.m_options.fair);
+    m_requests.Clear(m_settings.m_options.takeTurns, m_settings.m_options.fair, m_settings.m_options.retryBackOff);
     CQueueHold(m_settings, m_requests).TakeOver();
     m_listener.Refusals().Clear();
     m_statuses.Left().ForgetAll();

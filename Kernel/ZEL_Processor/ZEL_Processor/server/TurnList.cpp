@@ -59,7 +59,7 @@ void CTurnList::Insert(TSRequestItem item, int priority)
     const Items::iterator place =
         client->items.insert(isNext ? client->items.begin() : client->items.end(),
                              {PackedText::Pack(item.m_strFile), item.m_nRetries, item.m_nAttempts, item.m_nPriority,
-                              item.m_bTold, item.m_bTakenBack, &count->first, item.m_timeLimit});
+                              item.m_bTold, item.m_bTakenBack, &count->first, item.m_timeLimit, item.m_pause});
     m_places.insert({turn, equals, client, place});
 }
 
@@ -144,7 +144,8 @@ TSRequestItem CTurnList::Remove(SPlace place)
                         .m_bTakenBack = item->isTakenBack,
                         .m_nPriority = item->priority,
                         .m_strClient = client->name,
-                        .m_timeLimit = item->timeLimit};
+                        .m_timeLimit = item->timeLimit,
+                        .m_pause = item->pause};
     if (const auto count = m_counts.find(taken.m_strOwner); --count->second == 0)
         m_counts.erase(count);
     client->items.erase(item);

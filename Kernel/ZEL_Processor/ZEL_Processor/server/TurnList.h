@@ -27,6 +27,7 @@ struct TSRequestItem {
     std::string m_strClient = {};  ///< for whom of its owner it is, as its sender says; empty when no option asks
     std::int64_t m_nNotBefore = 0; ///< seconds since 1970-01-01 UTC; kept while it has to wait for that alone
     std::chrono::milliseconds m_timeLimit{0}; ///< of each run; 0 for none
+    std::chrono::milliseconds m_pause{0};     ///< before it was asked for again the last time
 };
 
 /// The requests that wait, or the paused ones. Every operation costs the same for one request as for ten thousand, for
@@ -73,6 +74,7 @@ private:
         bool isTakenBack = false;
         const std::string* owner; ///< key of m_counts
         std::chrono::milliseconds timeLimit{0};
+        std::chrono::milliseconds pause{0};
     };
     using Items = std::list<SItem>; ///< the next in front
     struct SClient {
