@@ -10,5 +10,6 @@ void TryBytes(const std::string& bytes)
     Require(found.priority >= -SRequestAttributes::kHighest && found.priority <= SRequestAttributes::kHighest);
     Require(found.client.size() <= SRequestAttributes::kMaxClientBytes);
     Require(found.timeLimit.count() >= 0 && found.timeLimit <= kMostSeconds);
+    Require(found.attempts >= 1 && found.attempts <= SRequestAttributes::kMostAttempts);
     Require(found == SRequestAttributes::Parse(std::string_view(bytes).substr(0, SRequestAttributes::kMaxBytes)));
 }

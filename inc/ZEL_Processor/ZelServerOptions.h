@@ -129,9 +129,10 @@ struct SZelServerOptions {
     /// What the document element of a request says of its turn counts: Priority, a whole number from -100 to 100, 0
     /// without it (the higher one runs first; with takeTurns, of the requests of its owner), Client, see fair, and
     /// NotBefore, a time of ISO 8601 with its zone, until which it waits (paused and resumed it waits on), and
-    /// TimeLimit, see timeLimit. Read when it is queued, from the first 4 KiB of a document without a type declaration,
-    /// which costs each request the opening of its file; whatever else stands there, it is an ordinary request. Off:
-    /// nobody reads them.
+    /// TimeLimit, see timeLimit, and Attempts, a whole number from 1 to 100, how often it is run in all when its task
+    /// crashes or takes too long, after pauses of 1 s, 2 s, 4 s to a minute. Read when it is queued, from the first 4
+    /// KiB of a document without a type declaration, which costs each request the opening of its file; whatever else
+    /// stands there, it is an ordinary request. Off: nobody reads them.
     bool requestAttributes = false;
     /// Among requests of equal priority the clients take turns, so that nobody's batch holds up another one's single
     /// request: those that the attribute Client names, else the owners of the files. Off: first come, first served.

@@ -120,4 +120,25 @@ TEST_F(TimeLimitTest, OnlySecondsWithinReasonAreALimit)
     }
 }
 
+TEST_F(TimeLimitTest, ACrashedRequestIsRunAgainAsOftenAsItAsks)
+{
+    platform::SProcessOptions options;
+    options.environment = {{L"LSAN_OPTIONS", L"detect_leaks=0"}, {L"ZEL_CRASH_DIR", m_strHome}};
+    CRunningProgram server = StartServer({}, options);
+    Write(InHome(L"c.drq"), "<Request Attempts='2'><Task Type=\"Crash\" Kind=\"Exception\"/></Request>");
+    CRunningProgram client = StartZel({L"send", InHome(L"c.drq"), L"--wait"});
+    ASSERT_TRUE(server.WaitForErrors("attempt 1 of 2 has failed, "));
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0) << "others run meanwhile";
+    const SProgramResult result = client.Finish();
+    EXPECT_EQ(result.code, 3) << result.errors;
+    EXPECT_TRUE(Contains(result.output + result.errors, "was ended by an exception")) << result.output << result.errors;
+    StopServer(server);
+    const std::string log = server.Errors();
+    EXPECT_TRUE(Contains(log, "; the next one begins in 1 s")) << log;
+    EXPECT_FALSE(Contains(log, "attempt 2 of 2 has failed")) << "that is told by its end: " << log;
+    const std::size_t first = log.find("{c.drq} Started: type Crash");
+    ASSERT_NE(first, std::string::npos) << log;
+    EXPECT_NE(log.find("{c.drq} Started: type Crash", first + 1), std::string::npos) << log;
+}
+
 } // namespace

@@ -95,6 +95,20 @@ TEST(RequestAttributesTest, SecondsAreATimeLimitAndWhatIsNoneSetsNone)
         EXPECT_EQ(limit(value), milliseconds(0)) << value;
 }
 
+TEST(RequestAttributesTest, FromOneToAHundredAttemptsCanBeAskedFor)
+{
+    const auto attempts = [](const std::string& value) {
+        return SRequestAttributes::Parse("<R Attempts='" + value + "'/>").attempts;
+    };
+    EXPECT_EQ(attempts("1"), 1);
+    EXPECT_EQ(attempts("3"), 3);
+    EXPECT_EQ(attempts("100"), 100);
+    EXPECT_EQ(attempts("101"), 100);
+    EXPECT_EQ(attempts("99999999999999999999"), 100);
+    for (const char* value : {"", "0", "-1", "-99999999999999999999", "two", "2.5", " 2", "2 ", "NaN", "1e1"})
+        EXPECT_EQ(attempts(value), 1) << value;
+}
+
 TEST(RequestAttributesTest, TheNamesAreThoseAndNoOthers)
 {
     EXPECT_EQ(SRequestAttributes::Parse(

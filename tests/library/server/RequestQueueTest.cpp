@@ -404,4 +404,36 @@ TEST_F(RequestQueueTest, ALimitIsKeptWhileItsRequestIsPausedOrDeclined)
     EXPECT_EQ(m_queue.Running()->limit, 2s);
 }
 
+TEST_F(RequestQueueTest, WhatIsToRunAgainWaitsForItsTimeUnlessSomebodyCancelsIt)
+{
+    testsupport::CManualClock clock(0ms);
+    const platform::CScopedOs os(nullptr, &clock);
+    Add({L"a"});
+    TSRequestItem item;
+    ASSERT_TRUE(m_queue.TakeRequest(item, m_bLast, [] {}));
+    EXPECT_TRUE(m_queue.Running()->isLastAttempt);
+    item.m_nMaxRuns = 3;
+    item.m_nFailedRuns = 1;
+    EXPECT_TRUE(m_queue.RunAgain(item, 2s));
+    m_queue.EndRunning();
+    EXPECT_EQ(m_queue.UntilDue(), 2s);
+    Add({L"b"});
+    EXPECT_EQ(TakeAll(), L"b");
+    ASSERT_TRUE(m_queue.TakeWaiting(L"a", item));
+    m_queue.Pause(item);
+    ASSERT_TRUE(m_queue.TakePaused(L"a", item));
+    m_queue.Unpause(item);
+    ASSERT_TRUE(m_queue.TakeRequest(item, m_bLast, [] {}));
+    EXPECT_FALSE(m_queue.Running()->isLastAttempt) << "it is counted over a pause";
+    ++item.m_nFailedRuns;
+    EXPECT_TRUE(m_queue.RunAgain(item, 1s));
+    clock.Advance(1s);
+    ASSERT_TRUE(m_queue.TakeRequest(item, m_bLast, [] {}));
+    EXPECT_TRUE(m_queue.Running()->isLastAttempt);
+    EXPECT_TRUE(m_queue.CancelRunningRequest(L"a", true));
+    EXPECT_FALSE(m_queue.RunAgain(item, 1s));
+    m_queue.EndRunning();
+    EXPECT_FALSE(m_queue.IsKnown(L"a"));
+}
+
 } // namespace

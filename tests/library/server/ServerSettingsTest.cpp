@@ -65,7 +65,8 @@ TEST_F(ServerSettingsTest, AnOperatorIsWhoeverTheServerRunsAsAndEverybodyWhereFi
 TEST_F(ServerSettingsTest, WhatARequestAsksForIsReadWhenTheHostWantsThat)
 {
     const std::wstring path = m_dir / L"a.drq";
-    ASSERT_EQ(platform::WriteWholeFile(path, "<Request Priority='7' Client='me'/>"), platform::eOsError_None);
+    ASSERT_EQ(platform::WriteWholeFile(path, "<Request Priority='7' Client='me' Attempts='100'/>"),
+              platform::eOsError_None);
     const unsigned opens = m_files.Count(testsupport::eFileCall_Open);
     EXPECT_EQ(m_settings.ItemOf(path).m_nPriority, 0);
     EXPECT_EQ(m_files.Count(testsupport::eFileCall_Open), opens) << "nobody pays for what nobody wants";
@@ -73,6 +74,7 @@ TEST_F(ServerSettingsTest, WhatARequestAsksForIsReadWhenTheHostWantsThat)
     const TSRequestItem item = m_settings.ItemOf(path);
     EXPECT_EQ(item.m_nPriority, 7);
     EXPECT_EQ(item.m_strClient, "me");
+    EXPECT_EQ(item.m_nMaxRuns, 100);
     EXPECT_EQ(item.m_strFile, path);
 }
 

@@ -11,9 +11,10 @@ class TimeLimitsTest : public CRunFixture {
 protected:
     TimeLimitsTest() { m_settings.m_options = {.syncing = false, .resume = true}; }
 
-    void Begin(std::chrono::milliseconds limit, unsigned attempts = 0)
+    void Begin(std::chrono::milliseconds limit, unsigned attempts = 0, std::uint8_t maxRuns = 1)
     {
-        m_requests.Add({.m_strFile = Queued(L"a.drq"), .m_nAttempts = attempts, .m_timeLimit = limit});
+        m_requests.Add(
+            {.m_strFile = Queued(L"a.drq"), .m_nAttempts = attempts, .m_timeLimit = limit, .m_nMaxRuns = maxRuns});
         TSRequestItem item;
         bool bLast = false;
         ASSERT_TRUE(m_requests.TakeRequest(item, bLast, [] {}));
@@ -162,6 +163,14 @@ TEST_F(TimeLimitsTest, ARecordThatCannotBeWrittenIsToldAndTheRunCancelledAllTheS
     EXPECT_EQ(Check(), (Texts{m_cancelled, L"if the server is ended now, the next one runs it again: " +
                                                platform::OsErrorText(platform::eOsError_DiskFull)}));
     EXPECT_TRUE(m_context.m_canceled);
+}
+
+TEST_F(TimeLimitsTest, WhatWillBeRunAgainIsNotEndedForGood)
+{
+    Begin(2s, 0, 2);
+    m_clock.Advance(2s);
+    EXPECT_EQ(Check(), Texts{m_cancelled});
+    EXPECT_TRUE(Records().empty());
 }
 
 } // namespace

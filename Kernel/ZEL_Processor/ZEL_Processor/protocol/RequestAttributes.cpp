@@ -93,17 +93,18 @@ std::string ToUtf8(std::string_view bytes)
     return platform::ToUtf8(platform::FromUtf16Le(units));
 }
 
-std::optional<int> ParsePriority(std::string_view text)
+/// What is beyond the range counts as its end. Empty for what is no whole number.
+std::optional<int> ParseNumber(std::string_view text, int lowest, int highest)
 {
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (end != text.data() + text.size())
         return std::nullopt;
     if (error == std::errc::result_out_of_range)
-        value = text.starts_with('-') ? -SRequestAttributes::kHighest : SRequestAttributes::kHighest;
+        value = text.starts_with('-') ? lowest : highest;
     else if (error != std::errc())
         return std::nullopt;
-    return std::clamp(value, -SRequestAttributes::kHighest, SRequestAttributes::kHighest);
+    return std::clamp(value, lowest, highest);
 }
 
 } // namespace
@@ -118,13 +119,15 @@ SRequestAttributes SRequestAttributes::Parse(std::string_view bytes)
         return {};
     for (std::string_view name, value; start.TakeAttribute(name, value, isWhole);) {
         if (name == "Priority")
-            found.priority = ParsePriority(value).value_or(0);
+            found.priority = ParseNumber(value, -kHighest, kHighest).value_or(0);
         else if (name == "Client")
             found.client = value.substr(0, kMaxClientBytes);
         else if (name == "NotBefore")
             found.notBefore = Protocol::ParseIsoTime(value).value_or(0);
         else if (name == "TimeLimit" && !ParseSeconds(value, found.timeLimit))
             found.timeLimit = {};
+        else if (name == "Attempts")
+            found.attempts = ParseNumber(value, 1, kMostAttempts).value_or(1);
     }
     return isWhole ? found : SRequestAttributes();
 }

@@ -11,6 +11,7 @@
 /// hold anything: from its first bytes alone, without a parser that could be given work by it.
 struct SRequestAttributes {
     static constexpr int kHighest = 100;
+    static constexpr int kMostAttempts = 100;
     /// The element begins and ends within so many bytes, or says nothing.
     static constexpr std::size_t kMaxBytes = 4096;
     static constexpr std::size_t kMaxClientBytes = 64;
@@ -21,6 +22,7 @@ struct SRequestAttributes {
     std::int64_t notBefore = 0;
     /// "TimeLimit", as ParseSeconds reads it; 0, no limit, for what that does not read.
     std::chrono::milliseconds timeLimit{0};
+    int attempts = 1; ///< "Attempts", from 1 to kMostAttempts; what is beyond counts as these
 
     bool operator==(const SRequestAttributes&) const = default;
 

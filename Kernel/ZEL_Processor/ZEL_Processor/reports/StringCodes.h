@@ -60,6 +60,7 @@ constexpr SStringCode kCommandLost{153, "IDS_COMMAND_LOST"};
 constexpr SStringCode kEndedAgain{154, "IDS_ENDED_AGAIN"};
 constexpr SStringCode kEndUndone{155, "IDS_END_UNDONE"};
 constexpr SStringCode kTimeLimit{156, "IDS_TIME_LIMIT"};
+constexpr SStringCode kProcessingAttempt{157, "IDS_PROCESSING_ATTEMPT"};
 constexpr SStringCode kReasonEmpty{160, "IDS_REASON_EMPTY"};
 constexpr SStringCode kReasonType{161, "IDS_REASON_TYPE"};
 constexpr SStringCode kReasonServed{162, "IDS_REASON_SERVED"};

@@ -19,10 +19,15 @@
 #include "reports/SourceNames.h"
 #include "reports/StringCodes.h"
 
+#include <algorithm>
+#include <chrono>
 #include <functional>
+#include <string>
 #include <utility>
 
 namespace {
+
+constexpr std::chrono::seconds kLongestPause{60};
 
 /// What left the run: nothing, a C++ exception, or a fault with its record.
 bool LeftByException(const std::function<void()>& body, platform::SFaultRecord& fault)
@@ -115,6 +120,7 @@ bool CContainedRun::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgres
 {
     platform::SFaultRecord fault;
     platform::CFaultDeadline deadline(m_settings.m_options.crashReportTime);
+    m_bRunAgain = false;
     m_bInTask = true;
     bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
     m_bInTask = false;
@@ -144,7 +150,8 @@ bool CContainedRun::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgre
         if (!isToldWithReason && (!m_settings.m_pContext || !m_settings.m_pContext->IsCanceled()))
             ReportFailed(item, {});
     }
-    if (retry == eRetry_Canceled || (!done && !bRetry))
+    const bool hasFailed = retry == eRetry_Canceled || (!done && !bRetry);
+    if (hasFailed && !(m_requests.IsEndedByLimit() && RunAgain(item, statusFile)))
         EndFailedRequest(item, [&] {
             if (m_requests.IsEndedByLimit())
                 progress.TellInstead(FormatText(TextOf(StringCodes::kTimeLimit), {SecondsText(item.m_timeLimit)}));
@@ -169,6 +176,31 @@ CContainedRun::eRetry CContainedRun::PutBack(TSRequestItem& item, CZelProcessorP
         return eRetry_Canceled;
     }
     return counted ? eRetry_Counted : eRetry_TooSoon;
+}
+
+bool CContainedRun::RunAgain(TSRequestItem item, CZelProcessorProgressStatusFile& statusFile)
+{
+    if (item.m_nFailedRuns + 1 >= item.m_nMaxRuns)
+        return false;
+    const std::chrono::seconds pause =
+        std::min(std::chrono::seconds(1 << std::min<int>(item.m_nFailedRuns, 6)), kLongestPause);
+    ++item.m_nFailedRuns;
+    item.m_bTold = false; // each attempt has its story
+    const CString text = item.m_strFile + L": attempt " + std::to_wstring(item.m_nFailedRuns) + L" of " +
+                         std::to_wstring(item.m_nMaxRuns) + L" has failed, " +
+                         (m_requests.IsEndedByLimit() ? CString(L"for it ran longer than its limit") : m_strFault) +
+                         L"; the next one begins in " + SecondsText(pause) + L" s";
+    // No client takes a part of a response for a whole one, and to a start that takes over what lies there a status
+    // that is not final tells of a run.
+    for (const CString& path : {m_settings.m_paths.Output(item.m_strFile), m_settings.m_paths.Status(item.m_strFile)})
+        static_cast<void>(Protocol::RemoveWhenFree(path, m_settings.BriefPatience()));
+    m_bRunAgain = m_requests.RunAgain(std::move(item), pause);
+    if (m_bRunAgain)
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION, text);
+    else // or its name would look unknown when its file goes
+        CZelProcessor::SetStatus(&statusFile, eRequestStatus_ProcessingStarted,
+                                 TextOf(StringCodes::kProcessingStarted));
+    return m_bRunAgain;
 }
 
 void CContainedRun::RefuseRequest(const TSRequestItem& item, const CString& reason,

@@ -34,6 +34,11 @@ public:
                             bool& bException);
     /// What left the last run that something left: the type and text of an exception, or the kind of fault.
     [[nodiscard]] const CString& LastFault() const { return m_strFault; }
+    /// After a run that crashed, or that its limit has ended: the request waits for its next attempt, as if it had not
+    /// been run. False, with nothing changed, after the last one, and when somebody cancelled it.
+    bool RunAgain(TSRequestItem item, CZelProcessorProgressStatusFile& statusFile);
+    /// Whether the last run was one of these.
+    [[nodiscard]] bool IsRunAgain() const { return m_bRunAgain; }
     /// Ends a request that is not to be run with a report. tell writes its last status.
     void RefuseRequest(const TSRequestItem& item, const CString& reason, const std::function<void()>& tell) const;
     /// Takes the file away, and then has the last status written.
@@ -54,4 +59,5 @@ private:
     IRequestRunner* m_pRunner = nullptr;
     CRetryRules m_retries;
     CString m_strFault;
+    bool m_bRunAgain = false;
 };

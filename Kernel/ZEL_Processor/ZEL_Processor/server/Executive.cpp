@@ -134,7 +134,7 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
         return;
     bool bException = false;
     m_run.Try_ExecuteRequest(item, statusFile, bLast, bException);
-    if (bException && !m_pRunner->HasToldDone()) {
+    if (bException && !m_pRunner->HasToldDone() && !m_run.RunAgain(item, statusFile)) {
         const platform::CPrivateFiles again(m_settings.PrivateFor(item.m_strOwner)); // whatever the fault jumped over
         CString comment = TextOf(StringCodes::kExceptionDuringRequest);
         if (m_settings.m_options.tellReasons)
@@ -142,6 +142,8 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
         m_run.EndFailedRequest(item,
                                [&] { statusFile.SetStatusAndComment(eRequestStatus_ServerError, comment.c_str()); });
     }
+    if (m_run.IsRunAgain())
+        return;
     m_statuses.KeepUnwritten(statusFile, statusPath);
     if (m_settings.m_options.tellStory)
         TellRun(item, statusFile, platform::Clock().Steady() - start, isNews);
@@ -163,14 +165,17 @@ void CExecutive::TellRun(const TSRequestItem& item, const CZelProcessorProgressS
     }
 }
 
-/// Where it may have run before, that is said.
+/// Where it may have run before, or may be run again, that is said.
 CString CExecutive::StartText(const TSRequestItem& item)
 {
-    if (item.m_bTakenBack)
+    if (item.m_bTakenBack && item.m_nFailedRuns == 0)
         return TextOf(StringCodes::kEndedAgain);
-    return item.m_nAttempts == 0
+    if (item.m_nAttempts != 0 && item.m_nFailedRuns == 0)
+        return FormatText(TextOf(StringCodes::kProcessingAgain), {std::to_wstring(item.m_nAttempts)});
+    return item.m_nMaxRuns <= 1
                ? TextOf(StringCodes::kProcessingStarted)
-               : FormatText(TextOf(StringCodes::kProcessingAgain), {std::to_wstring(item.m_nAttempts)});
+               : FormatText(TextOf(StringCodes::kProcessingAttempt),
+                            {std::to_wstring(item.m_nFailedRuns + 1), std::to_wstring(item.m_nMaxRuns)});
 }
 
 /// The first status. False, with the request refused, when it must not be run.

@@ -135,7 +135,8 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
                  .path = item.m_strFile,
                  .attempts = item.m_nAttempts,
                  .start = platform::Clock().Steady(),
-                 .limit = item.m_timeLimit};
+                 .limit = item.m_timeLimit,
+                 .isLastAttempt = item.m_nFailedRuns + 1 >= item.m_nMaxRuns};
     m_bCanceled = false;
     if (m_pContext)
         m_pContext->SetCanceled(false);
@@ -150,13 +151,28 @@ bool CRequestQueue::PutBack(TSRequestItem item)
         return false;
     if (m_bBacksOff) {
         item.m_pause = std::clamp(2 * item.m_pause, kFirstPause, kLongestPause);
-        const std::chrono::nanoseconds due = platform::Clock().Steady() + item.m_pause;
-        m_putBack.Add(due.count(), std::move(item));
+        const std::chrono::milliseconds pause = item.m_pause;
+        PutBackLater(std::move(item), pause);
         return true;
     }
     m_queue->PutBack(std::move(item));
     m_evQueue->Set();
     return true;
+}
+
+bool CRequestQueue::RunAgain(TSRequestItem item, std::chrono::milliseconds pause)
+{
+    const platform::CMutexLock lock(m_cs);
+    if (m_bCanceled)
+        return false;
+    PutBackLater(std::move(item), pause);
+    return true;
+}
+
+void CRequestQueue::PutBackLater(TSRequestItem item, std::chrono::milliseconds pause)
+{
+    const std::chrono::nanoseconds due = platform::Clock().Steady() + pause;
+    m_putBack.Add(due.count(), std::move(item));
 }
 
 void CRequestQueue::TakeWhatIsDue()

@@ -24,6 +24,7 @@ struct SRunningRequest {
     unsigned attempts = 0; ///< TSRequestItem::m_nAttempts
     std::chrono::nanoseconds start{};
     std::chrono::milliseconds limit{0}; ///< 0 for none
+    bool isLastAttempt = true;          ///< whatever becomes of it, the request is not run again
     bool hasReachedLimit = false;       ///< EndAtLimit was told so
 };
 
@@ -68,6 +69,8 @@ public:
     bool TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty);
     /// What runs waits again, behind all others, after its pause. False, and it does not, when it was cancelled.
     bool PutBack(TSRequestItem item);
+    /// What runs waits again for so long, behind all others. False, and it does not, when somebody cancelled it.
+    bool RunAgain(TSRequestItem item, std::chrono::milliseconds pause);
     /// True when it had reached its limit.
     bool EndRunning();
     /// Cancels whatever runs, or with onlyThis only the request of this path. False, with nothing cancelled, when that
@@ -103,6 +106,7 @@ private:
     void TakeWhatIsDue() ZEL_REQUIRES(m_cs);
     /// Whether nothing can be taken to run.
     [[nodiscard]] bool IsClosed() const ZEL_REQUIRES(m_cs);
+    void PutBackLater(TSRequestItem item, std::chrono::milliseconds pause) ZEL_REQUIRES(m_cs);
     [[nodiscard]] bool Waits(const CString& path) const ZEL_REQUIRES(m_cs);
 
     const std::atomic<bool>& m_bRunning;

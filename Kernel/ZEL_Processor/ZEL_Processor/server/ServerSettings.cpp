@@ -50,6 +50,7 @@ TSRequestItem CServerSettings::ItemOf(const CString& queuedPath) const
         item.m_nPriority = attributes.priority;
         item.m_strClient = std::move(attributes.client);
         item.m_nNotBefore = attributes.notBefore;
+        item.m_nMaxRuns = static_cast<std::uint8_t>(attributes.attempts);
         if (const auto own = attributes.timeLimit; own.count() != 0)
             item.m_timeLimit = item.m_timeLimit.count() == 0 ? own : std::min(item.m_timeLimit, own);
     }

@@ -59,7 +59,7 @@ std::chrono::milliseconds CTimeLimits::UntilCheck() const
 void CTimeLimits::Reach(const SRunningRequest& running)
 {
     Warn(running, L"it has run for its limit of " + SecondsText(running.limit) + L" seconds and is cancelled");
-    if (!m_settings.m_options.resume)
+    if (!m_settings.m_options.resume || !running.isLastAttempt)
         return;
     const CString name = platform::FileNameOf(running.path);
     const platform::eOsError error = m_attempts.ReachLimit(name, {running.attempts + 1, running.limit});

@@ -56,10 +56,10 @@ void CTurnList::Insert(TSRequestItem item, int priority)
         PlaceOf(equals->second.clients, equals->second.clientOf, m_isFair ? name : std::string(), isNext);
     const auto count = m_counts.try_emplace(item.m_strOwner).first;
     ++count->second;
-    const Items::iterator place =
-        client->items.insert(isNext ? client->items.begin() : client->items.end(),
-                             {PackedText::Pack(item.m_strFile), item.m_nRetries, item.m_nAttempts, item.m_nPriority,
-                              item.m_bTold, item.m_bTakenBack, &count->first, item.m_timeLimit, item.m_pause});
+    const Items::iterator place = client->items.insert(
+        isNext ? client->items.begin() : client->items.end(),
+        {PackedText::Pack(item.m_strFile), item.m_nRetries, item.m_nAttempts, item.m_nPriority, item.m_bTold,
+         item.m_bTakenBack, item.m_nMaxRuns, item.m_nFailedRuns, &count->first, item.m_timeLimit, item.m_pause});
     m_places.insert({turn, equals, client, place});
 }
 
@@ -145,7 +145,9 @@ TSRequestItem CTurnList::Remove(SPlace place)
                         .m_nPriority = item->priority,
                         .m_strClient = client->name,
                         .m_timeLimit = item->timeLimit,
-                        .m_pause = item->pause};
+                        .m_pause = item->pause,
+                        .m_nMaxRuns = item->maxRuns,
+                        .m_nFailedRuns = item->failedRuns};
     if (const auto count = m_counts.find(taken.m_strOwner); --count->second == 0)
         m_counts.erase(count);
     client->items.erase(item);

@@ -28,6 +28,8 @@ struct TSRequestItem {
     std::int64_t m_nNotBefore = 0; ///< seconds since 1970-01-01 UTC; kept while it has to wait for that alone
     std::chrono::milliseconds m_timeLimit{0}; ///< of each run; 0 for none
     std::chrono::milliseconds m_pause{0};     ///< before it was asked for again the last time
+    std::uint8_t m_nMaxRuns = 1;              ///< how often it is run when its runs crash or take too long
+    std::uint8_t m_nFailedRuns = 0;           ///< how many did
 };
 
 /// The requests that wait, or the paused ones. Every operation costs the same for one request as for ten thousand, for
@@ -72,6 +74,8 @@ private:
         int priority = 0;
         bool isTold = false;
         bool isTakenBack = false;
+        std::uint8_t maxRuns = 1;
+        std::uint8_t failedRuns = 0;
         const std::string* owner; ///< key of m_counts
         std::chrono::milliseconds timeLimit{0};
         std::chrono::milliseconds pause{0};
