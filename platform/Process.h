@@ -44,6 +44,8 @@ public:
     void Kill();
     /// Asks it to stop: SIGTERM, or a Ctrl-Break event on Windows.
     void RequestStop();
+    /// Asks a server to read again what it was configured by: SIGHUP, on Windows an event. It must listen already.
+    void RequestReload();
     [[nodiscard]] std::uint32_t Id() const;
     /// Processor time used so far by the child, user and system.
     [[nodiscard]] std::chrono::nanoseconds CpuTime() const;
@@ -72,15 +74,16 @@ ZEL_FRAMEWORK_API bool WriteConsoleText(eStream stream, const std::wstring& text
 /// Width in characters; 80 when unknown.
 [[nodiscard]] ZEL_FRAMEWORK_API int TerminalWidth(eStream stream);
 
-enum eProgramSignal { eProgramSignal_Stop, eProgramSignal_Step, eProgramSignal_Reopen };
+enum eProgramSignal { eProgramSignal_Stop, eProgramSignal_Step, eProgramSignal_Reload };
 /// Of a tool: Stop alone. Of a server: all, but standard input is left alone. Of one that is stepped by hand: that,
 /// too.
 enum eSignalSet { eSignalSet_Tool, eSignalSet_Server, eSignalSet_SteppedServer };
 /// Receives the signals of a program: Stop for SIGTERM, SIGINT, SIGHUP and their console events on Windows; Step for
-/// SIGUSR1, on Windows for a line on standard input; Reopen for a SIGHUP that a server gets while it has the terminal
-/// that it began with, or none: somebody has moved its log. Windows has nothing like that. SIGHUP is no second Stop: a
-/// terminal that goes may send several. Where it is ignored, as nohup has it, it stays so. While it lives, SIGXFSZ is
-/// ignored. Constructed once, in main, before other threads start.
+/// SIGUSR1, on Windows for a line on standard input; Reload for a SIGHUP that a server gets while it has the terminal
+/// that it began with, or none, on Windows for a service that is told of changed parameters: somebody has moved its log
+/// or changed its options. SIGHUP is no second Stop: a terminal that goes may send several. Where it is ignored, as
+/// nohup has it, it stays so. While it lives, SIGXFSZ is ignored. Constructed once, in main, before other threads
+/// start.
 class ZEL_FRAMEWORK_API CProgramSignals {
 public:
     explicit CProgramSignals(eSignalSet set);

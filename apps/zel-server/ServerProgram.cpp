@@ -227,7 +227,7 @@ void CServerProgram::ServeUntilStop()
 
 void CServerProgram::CarryOut(platform::eProgramSignal received)
 {
-    if (received == platform::eProgramSignal_Reopen)
+    if (received == platform::eProgramSignal_Reload)
         m_messages.Reopen();
     else if (m_options.manual)
         m_pServer->ProceedQueue();

@@ -88,7 +88,7 @@ CStopSupervisor::eWaited CStopSupervisor::WaitUntil(Time end)
             continue;
         if (received == platform::eProgramSignal_Stop)
             return eWaited_Signal;
-        if (received == platform::eProgramSignal_Reopen)
+        if (received == platform::eProgramSignal_Reload)
             m_messages.Reopen();
     }
     return eWaited_Stopped;

@@ -225,6 +225,12 @@ void CProcess::RequestStop()
         kill(m_pState->id, SIGTERM);
 }
 
+void CProcess::RequestReload()
+{
+    if (m_pState != nullptr && !m_pState->ended)
+        kill(m_pState->id, SIGHUP);
+}
+
 std::uint32_t CProcess::Id() const
 {
     return m_pState != nullptr ? static_cast<std::uint32_t>(m_pState->id) : 0;

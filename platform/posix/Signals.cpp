@@ -55,7 +55,7 @@ struct CProgramSignals::SState {
         if (number == SIGUSR1)
             return eProgramSignal_Step;
         const bool isTerminalGone = hadTerminal && !HasTerminal();
-        return number == SIGHUP && isServer && !isTerminalGone ? eProgramSignal_Reopen : eProgramSignal_Stop;
+        return number == SIGHUP && isServer && !isTerminalGone ? eProgramSignal_Reload : eProgramSignal_Stop;
     }
 };
 

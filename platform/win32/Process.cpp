@@ -277,6 +277,13 @@ void CProcess::RequestStop()
     }
 }
 
+void CProcess::RequestReload()
+{
+    if (m_pState) {
+        SetEvent(win32::MakeReloadEvent(m_pState->id).Get());
+    }
+}
+
 std::uint32_t CProcess::Id() const
 {
     return m_pState ? m_pState->id : 0;

@@ -89,6 +89,7 @@ DWORD WINAPI CServiceStatus::OnControl(DWORD control, DWORD /*eventType*/, void*
     switch (control) {
     case SERVICE_CONTROL_STOP: status.Stop(kPatience); return NO_ERROR;
     case SERVICE_CONTROL_SHUTDOWN: status.Stop(kPatienceAtShutdown); return NO_ERROR;
+    case SERVICE_CONTROL_PARAMCHANGE: SignalOwnReload(); return NO_ERROR;
     case SERVICE_CONTROL_INTERROGATE: return NO_ERROR; // the system answers by what it was told last
     default: return ERROR_CALL_NOT_IMPLEMENTED;
     }
@@ -111,14 +112,20 @@ void CServiceStatus::Tell(DWORD state)
     m_status.dwCheckPoint = isPending && state == m_status.dwCurrentState ? m_status.dwCheckPoint + 1 : 0;
     m_status.dwCurrentState = state;
     m_status.dwWaitHint = isPending ? kWaitHintMs : 0;
-    // While it starts there is nobody yet who could hear of a stop.
-    m_status.dwControlsAccepted = state == SERVICE_RUNNING ? SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN : 0;
+    // While it starts there is nobody yet who could hear of anything.
+    constexpr DWORD controls = SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN | SERVICE_ACCEPT_PARAMCHANGE;
+    m_status.dwControlsAccepted = state == SERVICE_RUNNING ? controls : 0;
     SetServiceStatus(m_handle, &m_status);
 }
 
 void SignalOwnStop()
 {
     SetEvent(MakeStopEvent(CurrentProcessId()).Get());
+}
+
+void SignalOwnReload()
+{
+    SetEvent(MakeReloadEvent(CurrentProcessId()).Get());
 }
 
 } // namespace win32

@@ -40,5 +40,7 @@ private:
 
 /// Asks this process to stop in the way in which other processes do.
 void SignalOwnStop();
+/// The same for reading again what it was configured by.
+void SignalOwnReload();
 
 } // namespace platform::win32

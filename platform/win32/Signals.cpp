@@ -53,8 +53,10 @@ BOOL WINAPI OnConsoleEvent(DWORD event)
 struct CProgramSignals::SState {
     const win32::CHandle consoleStop{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     const win32::CHandle requestedStop{win32::MakeStopEvent(CurrentProcessId())};
+    const win32::CHandle requestedReload{win32::MakeReloadEvent(CurrentProcessId())};
     const win32::CHandle listening{win32::MakeListeningEvent(CurrentProcessId())};
     const win32::CHandle steps{CreateSemaphoreW(nullptr, 0, MAXLONG, nullptr)};
+    bool isServer = false;
     std::atomic<bool> ending{false};
     win32::CHandle reader;
     const wchar_t* cause = L"";
@@ -96,7 +98,8 @@ struct CProgramSignals::SState {
 CProgramSignals::CProgramSignals(eSignalSet set) : m_pState(std::make_unique<SState>())
 {
     SState& state = *m_pState;
-    if (!state.consoleStop || !state.requestedStop || !state.listening || !state.steps) {
+    state.isServer = set != eSignalSet_Tool;
+    if (!state.consoleStop || !state.requestedStop || !state.requestedReload || !state.listening || !state.steps) {
         throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "CProgramSignals");
     }
     g_consoleStop.store(state.consoleStop.Get());
@@ -118,8 +121,11 @@ CProgramSignals::~CProgramSignals()
 bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal& received)
 {
     SState& state = *m_pState;
-    const HANDLE handles[] = {state.consoleStop.Get(), state.requestedStop.Get(), state.steps.Get()};
-    switch (WaitForMultipleObjects(3, handles, FALSE, win32::ToWaitTime(timeout))) {
+    const HANDLE handles[] = {state.consoleStop.Get(), state.requestedStop.Get(), state.steps.Get(),
+                              state.requestedReload.Get()};
+    // A tool has nothing to read again.
+    const DWORD count = state.isServer ? 4 : 3;
+    switch (WaitForMultipleObjects(count, handles, FALSE, win32::ToWaitTime(timeout))) {
     case WAIT_OBJECT_0:
         received = eProgramSignal_Stop;
         state.cause = NameOfConsoleEvent(g_consoleEvent.load());
@@ -129,6 +135,7 @@ bool CProgramSignals::WaitFor(std::chrono::milliseconds timeout, eProgramSignal&
         state.cause = L"asked to by another process or the service manager";
         return true;
     case WAIT_OBJECT_0 + 2: received = eProgramSignal_Step; return true;
+    case WAIT_OBJECT_0 + 3: received = eProgramSignal_Reload; return true;
     default: return false;
     }
 }

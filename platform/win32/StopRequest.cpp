@@ -20,6 +20,11 @@ CHandle MakeStopEvent(std::uint32_t processId)
     return MakeNamedEvent(L"Stop", processId, false);
 }
 
+CHandle MakeReloadEvent(std::uint32_t processId)
+{
+    return MakeNamedEvent(L"Reload", processId, false);
+}
+
 CHandle MakeListeningEvent(std::uint32_t processId)
 {
     return MakeNamedEvent(L"Listening", processId, true);

@@ -11,6 +11,9 @@ namespace platform::win32 {
 /// before the process runs, thus a request that comes before the process listens is not lost.
 [[nodiscard]] CHandle MakeStopEvent(std::uint32_t processId);
 
+/// In the same way a process is asked to read again what it was configured by.
+[[nodiscard]] CHandle MakeReloadEvent(std::uint32_t processId);
+
 /// Set by a process that listens to its stop event, so that nobody sends it a Ctrl-Break as well.
 [[nodiscard]] CHandle MakeListeningEvent(std::uint32_t processId);
 

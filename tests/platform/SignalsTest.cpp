@@ -41,5 +41,26 @@ TEST(SignalsTest, ARequestToStopIsReceivedAndDoesNotEndTheProgramByItself)
     EXPECT_EQ(testsupport::FinishChild(child), 21);
 }
 
+int ServeAndReload(const std::vector<std::wstring>&)
+{
+    CProgramSignals signals(eSignalSet_Server);
+    testsupport::TellParent(L"serving");
+    eProgramSignal received = eProgramSignal_Step;
+    const bool reloads = signals.WaitFor(kSignalTime, received) && received == eProgramSignal_Reload;
+    testsupport::TellParent(L"reloading");
+    return reloads && signals.WaitFor(kSignalTime, received) && received == eProgramSignal_Stop ? 22 : 3;
+}
+const testsupport::CChildPart reloadPart(L"signals-reload", &ServeAndReload);
+
+TEST(SignalsTest, ARequestToReloadIsReceivedByAServer)
+{
+    auto child = testsupport::StartChild(L"signals-reload", {});
+    ASSERT_TRUE(testsupport::WaitForChild(child, L"serving"));
+    child.RequestReload();
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"reloading"));
+    child.RequestStop();
+    EXPECT_EQ(testsupport::FinishChild(child), 22);
+}
+
 } // namespace
 } // namespace platform
