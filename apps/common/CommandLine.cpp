@@ -57,6 +57,14 @@ std::wstring MistakeOf(const CLI::App& app, const CLI::ParseError& error)
                          : WQ_ModuleText(CommonTexts::IDS_DID_YOU_MEAN, {ShownWord(word), meant});
 }
 
+/// As the parser wants them.
+std::vector<std::string> Reversed(const std::vector<std::wstring>& arguments)
+{
+    std::vector<std::string> reversed;
+    std::ranges::transform(arguments.rbegin(), arguments.rend(), std::back_inserter(reversed), platform::ToUtf8);
+    return reversed;
+}
+
 } // namespace
 
 std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstring>& arguments)
@@ -72,10 +80,8 @@ std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstrin
             return eExitCode_Usage;
         }
     }
-    std::vector<std::string> reversed; // as the parser wants it
-    std::ranges::transform(arguments.rbegin(), arguments.rend(), std::back_inserter(reversed), platform::ToUtf8);
     try {
-        app.parse(reversed);
+        app.parse(Reversed(arguments));
         return std::nullopt;
     } catch (const CLI::CallForHelp&) {
         platform::WriteConsoleText(platform::eStream_Output, platform::FromUtf8(HelpOf(app)));
@@ -86,6 +92,20 @@ std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstrin
     } catch (const CLI::ParseError& error) {
         PrintUsageError(platform::FromUtf8(app.get_name()), MistakeOf(app, error));
         return eExitCode_Usage;
+    }
+}
+
+std::optional<SArgumentMistake> FindArgumentMistake(CLI::App& app, const std::vector<std::wstring>& arguments)
+{
+    try {
+        app.parse(Reversed(arguments));
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        // What the parser says of an option begins with it.
+        const std::string_view said = error.what();
+        const bool isOfOption = said.starts_with("--");
+        return SArgumentMistake{MistakeOf(app, error),
+                                std::string(isOfOption ? said.substr(2, said.find_first_of(": ") - 2) : "")};
     }
 }
 

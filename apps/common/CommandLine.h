@@ -15,6 +15,15 @@ class App;
 /// standard output with code 0, a mistake to standard error with code 2.
 [[nodiscard]] std::optional<int> ParseCommandLine(CLI::App& app, const std::vector<std::wstring>& arguments);
 
+/// A mistake in arguments, in the user's language.
+struct SArgumentMistake {
+    std::wstring text;
+    std::string option; ///< that it is about, without dashes, as far as known
+};
+/// The same for arguments that no user gives as they are: nothing is printed. Help and version are mistakes here.
+[[nodiscard]] std::optional<SArgumentMistake> FindArgumentMistake(CLI::App& app,
+                                                                  const std::vector<std::wstring>& arguments);
+
 /// What all programs have: the words of the help in the user's language, -h, --help and --version. Before other options
 /// and commands are added, which inherit it.
 void DefineCommonParts(CLI::App& app);

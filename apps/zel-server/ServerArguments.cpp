@@ -2,12 +2,57 @@
 #include "platform/Seconds.h"
 #include "platform/Text.h"
 
-SServerOptions ServiceOptions(const SServerOptions& options)
+#include <algorithm>
+#include <iterator>
+#include <map>
+
+namespace {
+
+/// The values that each option has, by its name.
+std::map<std::wstring, std::vector<std::wstring>> ByName(const SServerOptions& options)
+{
+    std::map<std::wstring, std::vector<std::wstring>> values;
+    std::vector<std::wstring>* last = nullptr;
+    for (const std::wstring& argument : ServerArguments(options)) {
+        if (argument.starts_with(L"--"))
+            last = &values[argument];
+        else if (last != nullptr)
+            last->push_back(argument);
+    }
+    return values;
+}
+
+} // namespace
+
+std::vector<std::wstring> ServiceArguments(const SServerOptions& options)
 {
     SServerOptions started = options;
     started.service = eServiceAction_Run;
     started.resume = !options.strict; // nobody is there to send again what a restart of the system would lose
-    return started;
+    if (options.configFile.empty())
+        return ServerArguments(started);
+    std::vector<std::wstring> arguments = {L"--service", L"run"};
+    std::ranges::copy_if(options.arguments, std::back_inserter(arguments),
+                         [](const std::wstring& argument) { return !argument.starts_with(L"--service="); });
+    if (started.resume && !options.resume)
+        arguments.emplace_back(L"--resume");
+    return arguments;
+}
+
+std::vector<std::wstring> DifferentOptions(const SServerOptions& left, const SServerOptions& right)
+{
+    auto before = ByName(left);
+    std::vector<std::wstring> names;
+    for (const auto& [name, values] : ByName(right)) {
+        const auto same = before.find(name);
+        if (same == before.end() || same->second != values)
+            names.push_back(name);
+        before.erase(name);
+    }
+    for (const auto& [name, values] : before)
+        names.push_back(name);
+    std::ranges::sort(names);
+    return names;
 }
 
 std::vector<std::wstring> ServerArguments(const SServerOptions& options)
@@ -29,6 +74,7 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     };
     addNamed(L"--service", ServiceActions(), options.service);
     add(L"--service-name", options.serviceName);
+    add(L"--config", options.configFile);
     add(L"--request-dir", options.requestDir);
     add(L"--output-dir", options.outputDir);
     for (const std::wstring& folder : options.componentFolders)

@@ -7,10 +7,7 @@
 #include "ServerTexts.h"
 
 CServerHost::CServerHost(const CServerMessages& messages, const SServerOptions& options)
-    : m_messages(messages),
-      m_bTellsQuestions(options.strict),
-      m_bTellsFunctions(CServerMessages::TellsPlaces(options)),
-      m_pPrevious(SetWQ_Host(this))
+    : m_messages(messages), m_bTellsQuestions(options.strict), m_pPrevious(SetWQ_Host(this))
 {}
 
 CServerHost::~CServerHost()
@@ -21,7 +18,7 @@ CServerHost::~CServerHost()
 void CServerHost::ReportError(const SWQ_ErrorReport& report)
 {
     SWQ_ErrorReport told = report;
-    if (!m_bTellsFunctions) {
+    if (!m_messages.TellsPlaces()) {
         told.function.clear();
         told.message = OperatorText(report.function, report.message);
     }
@@ -30,7 +27,7 @@ void CServerHost::ReportError(const SWQ_ErrorReport& report)
 
 int CServerHost::ShowMessage(const std::wstring& text, unsigned style, unsigned flags)
 {
-    return CWQ_DefaultHost::ShowMessage(m_bTellsFunctions ? text : OperatorText({}, text), style, flags);
+    return CWQ_DefaultHost::ShowMessage(m_messages.TellsPlaces() ? text : OperatorText({}, text), style, flags);
 }
 
 int CServerHost::AskMessage(const std::wstring& text, unsigned style, int defaultAnswer, unsigned flags)

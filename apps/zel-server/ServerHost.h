@@ -29,6 +29,5 @@ public:
 private:
     const CServerMessages& m_messages;
     const bool m_bTellsQuestions;
-    const bool m_bTellsFunctions;
     IWQ_Host* const m_pPrevious;
 };

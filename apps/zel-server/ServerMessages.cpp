@@ -7,27 +7,37 @@
 
 bool CServerMessages::Open(const SServerOptions& options)
 {
-    m_log.level = options.logLevel;
-    m_log.console = options.logFile.empty();
-    m_log.file = options.logFile;
-    m_log.maxFileSize = std::uint64_t{options.logSizeMiB} << 20;
-    m_log.format = options.logJson ? Brel::Log::eLogFormat_Json : Brel::Log::eLogFormat_Text;
-    m_log.places = TellsPlaces(options);
     m_bJournal = !options.strict && platform::IsJournal(platform::eStream_Error);
-    m_log.journal = m_bJournal;
-    std::wstring error;
-    if (!Brel::Log::Configure(m_log, &error)) {
-        Error(error);
+    Brel::Log::SLogOptions log;
+    log.console = options.logFile.empty();
+    log.file = options.logFile;
+    log.format = options.logJson ? Brel::Log::eLogFormat_Json : Brel::Log::eLogFormat_Text;
+    log.journal = m_bJournal;
+    if (!Configure(log, options))
         return false;
-    }
     m_bHasLogFile = !options.logFile.empty();
     m_bJson = options.logJson;
     return true;
 }
 
-bool CServerMessages::TellsPlaces(const SServerOptions& options)
+bool CServerMessages::Change(const SServerOptions& options)
 {
-    return options.strict || options.logLevel <= Brel::Log::eLogLevel_Debug;
+    return Configure(m_log, options);
+}
+
+bool CServerMessages::Configure(Brel::Log::SLogOptions log, const SServerOptions& options)
+{
+    log.level = options.logLevel;
+    log.places = options.strict || options.logLevel <= Brel::Log::eLogLevel_Debug;
+    log.maxFileSize = std::uint64_t{options.logSizeMiB} << 20;
+    std::wstring error;
+    if (!Brel::Log::Configure(log, &error)) {
+        Error(error);
+        return false;
+    }
+    m_log = log;
+    m_bPlaces = log.places;
+    return true;
 }
 
 void CServerMessages::Reopen() const

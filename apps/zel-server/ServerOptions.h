@@ -12,6 +12,8 @@
 enum eServiceAction { eServiceAction_None, eServiceAction_Install, eServiceAction_Remove, eServiceAction_Run };
 
 struct SServerOptions {
+    std::wstring configFile;             ///< from which these are as well; empty: none
+    std::vector<std::wstring> arguments; ///< with a file: those that were named beside it, and it
     std::wstring requestDir;
     std::wstring outputDir;
     bool createDirs = false;
@@ -59,12 +61,18 @@ struct SServerOptions {
 [[nodiscard]] std::optional<int> ParseServerOptions(const std::vector<std::wstring>& arguments,
                                                     SServerOptions& options);
 
+/// Reads the file of these options again. Empty, or what is wrong: then nothing was read.
+[[nodiscard]] std::wstring ReadServerOptionsAgain(const SServerOptions& options, SServerOptions& read);
+
 /// The bytes of events that may wait for a client, 0 without a limit: what was named, else 16 MiB, or, when strict, no
 /// limit.
 [[nodiscard]] std::uint64_t EventsLimit(const SServerOptions& options);
 
-/// What an installed service is started with.
-[[nodiscard]] SServerOptions ServiceOptions(const SServerOptions& options);
+/// What an installed service is started with; with a file, whatever then stands in it.
+[[nodiscard]] std::vector<std::wstring> ServiceArguments(const SServerOptions& options);
 
 /// Arguments that are parsed to these options again, in whatever directory the program then is.
 [[nodiscard]] std::vector<std::wstring> ServerArguments(const SServerOptions& options);
+
+/// The options, as "--name", that are not the same in both.
+[[nodiscard]] std::vector<std::wstring> DifferentOptions(const SServerOptions& left, const SServerOptions& right);

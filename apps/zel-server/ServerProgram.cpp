@@ -28,6 +28,7 @@ constexpr auto kShowAlive = 10s;
 
 CServerProgram::CServerProgram(const SServerOptions& options)
     : m_options(options),
+      m_inForce(options),
       m_signals(options.manual ? platform::eSignalSet_SteppedServer : platform::eSignalSet_Server),
       m_started(platform::Clock().UtcSeconds())
 {}
@@ -160,7 +161,7 @@ void CServerProgram::Publish(std::int64_t ended)
     info.started = m_started;
     info.ended = ended;
     info.version = platform::FromUtf8(ZEL_VERSION);
-    SServerOptions options = OptionsInForce(m_options, platform::Environment(kQueryTimeVariable));
+    SServerOptions options = OptionsInForce(InForce(), platform::Environment(kQueryTimeVariable));
     if (options.service == eServiceAction_None)
         options.serviceName.clear(); // means nothing then
     info.options = ServerArguments(options);
@@ -228,7 +229,7 @@ void CServerProgram::ServeUntilStop()
 void CServerProgram::CarryOut(platform::eProgramSignal received)
 {
     if (received == platform::eProgramSignal_Reload)
-        m_messages.Reopen();
+        Reload();
     else if (m_options.manual)
         m_pServer->ProceedQueue();
     else
@@ -270,8 +271,10 @@ void CServerProgram::LookAndRemake(eDirectoriesState& state)
         // What lies in the request directory was looked at in vain meanwhile.
         if (!CServerDirectories::Touch(m_options.requestDir, text))
             m_messages.Error(text);
-        Publish();
+        m_bPublishes = true;
     }
+    if (m_bPublishes.exchange(false))
+        Publish();
     if (const auto now = platform::Clock().Steady(); now - m_shownAlive >= kShowAlive) {
         m_directories.ShowAlive();
         m_shownAlive = now;
@@ -293,7 +296,7 @@ void CServerProgram::Stop()
     if (platform::WatchdogInterval().count() > 0)
         static_cast<void>(platform::NotifyServiceManager("WATCHDOG=1")); // the last: a stop has a time of its own
     static_cast<void>(platform::NotifyServiceManager("STOPPING=1"));
-    m_pStopSupervisor = std::make_unique<CStopSupervisor>(m_signals, m_context, m_messages, m_options);
+    m_pStopSupervisor = std::make_unique<CStopSupervisor>(m_signals, m_context, m_messages, InForce());
     // First, so that a notification which waits for a stranger gives up: stopping the feed waits for it.
     m_pServer->Stop(false);
     m_pFeed->Stop();

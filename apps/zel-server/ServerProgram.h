@@ -9,6 +9,7 @@
 #include "apps/zel-server/ServerHost.h"
 #include "apps/zel-server/ServerOptions.h"
 #include "apps/zel-server/StopSupervisor.h"
+#include "platform/Mutex.h"
 #include "platform/Process.h"
 #include "platform/StrayFaults.h"
 
@@ -39,6 +40,9 @@ private:
     void TellReady();
     void ServeUntilStop();
     void CarryOut(platform::eProgramSignal received);
+    void Reload();
+    void TakeOver(const SServerOptions& read);
+    [[nodiscard]] SServerOptions InForce();
     [[nodiscard]] bool StartLooking();
     /// False, after a message, when the server cannot work in its directories any more. As below, on a thread of its
     /// own.
@@ -53,7 +57,10 @@ private:
     [[nodiscard]] bool FeedWatchdog();
     void Stop();
 
-    const SServerOptions m_options;
+    const SServerOptions m_options; ///< of the start
+    platform::CMutex m_mutex;       ///< guards what the main thread changes and the look's thread tells
+    SServerOptions m_inForce ZEL_GUARDED_BY(m_mutex); ///< the same, but for what was changed since
+    std::atomic<bool> m_bPublishes = false;           ///< something is to be told that is not yet
     CServerMessages m_messages;
     CServerHost m_host{m_messages, m_options};
     platform::CProgramSignals m_signals; ///< before anything that starts a thread

@@ -12,8 +12,7 @@ namespace {
 platform::SServiceDefinition Definition(const SServerOptions& options)
 {
     return {options.serviceName, L"ZEL_Processor server (" + options.serviceName + L")",
-            WQ_ModuleText(ServerTexts::IDS_SERVICE_DESCRIPTION, {options.requestDir}),
-            ServerArguments(ServiceOptions(options))};
+            WQ_ModuleText(ServerTexts::IDS_SERVICE_DESCRIPTION, {options.requestDir}), ServiceArguments(options)};
 }
 
 int Conclude(platform::eOsError error, const std::wstring& name, const STextCode& success, const STextCode& failure)

@@ -70,10 +70,31 @@ TEST(ServerArgumentsTest, TheLimitOfEventsIsTheNamedOneAndWithoutOneNotThatOfASt
 TEST(ServerArgumentsTest, AServiceResumesUnlessItIsStrict)
 {
     SServerOptions options;
-    EXPECT_TRUE(ServiceOptions(options).resume);
-    EXPECT_EQ(ServiceOptions(options).service, eServiceAction_Run);
+    options.requestDir = L"/a";
+    options.outputDir = L"/b";
+    options.logFile = L"/c";
+    EXPECT_TRUE(Parsed(ServiceArguments(options)).resume);
+    EXPECT_EQ(Parsed(ServiceArguments(options)).service, eServiceAction_Run);
     options.strict = true;
-    EXPECT_FALSE(ServiceOptions(options).resume);
+    EXPECT_FALSE(Parsed(ServiceArguments(options)).resume);
+}
+
+TEST(ServerArgumentsTest, OptionsAreDifferentThatOneLacksOrThatHaveOtherValues)
+{
+    SServerOptions left;
+    left.keepDays = 7;
+    left.fair = true;
+    left.componentFolders = {L"/a", L"/b"};
+    left.maxQueued = 3;
+    SServerOptions right = left;
+    EXPECT_EQ(DifferentOptions(left, right), std::vector<std::wstring>());
+    right.fair = false;
+    right.keepDays = 8;
+    right.componentFolders = {L"/b", L"/a"};
+    right.stopTimeout = std::chrono::milliseconds(1);
+    const std::vector<std::wstring> different = {L"--components", L"--fair", L"--keep", L"--stop-timeout"};
+    EXPECT_EQ(DifferentOptions(left, right), different);
+    EXPECT_EQ(DifferentOptions(right, left), different);
 }
 
 TEST(ServerArgumentsTest, WhatWasNotGivenStaysAsItIs)

@@ -33,7 +33,8 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
                              "--no-presence",      "--poll",        "--patience",
                              "--stop-timeout",     "--check",       "--busy-warning",
                              "--one-list",         "--keep",        "--fair",
-                             "--time-limit",       "--grace"})
+                             "--time-limit",       "--grace",       "--config",
+                             "--check-config"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 

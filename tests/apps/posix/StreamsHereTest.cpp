@@ -176,6 +176,23 @@ TEST_F(StreamsHereTest, ARequestThatIsNoFileIsToldAsSuch)
     EXPECT_TRUE(Contains(input.errors, "'/dev/stdin' is no ordinary file; - reads")) << input.errors;
 }
 
+TEST_F(StreamsHereTest, AFileOfOptionsThatIsAPipeOrADeviceIsRefusedAndNobodyWaits)
+{
+    const std::wstring pipe = m_root / L"options";
+    const std::wstring link = m_root / L"link";
+    ASSERT_EQ(mkfifo(platform::NarrowPath(pipe).c_str(), 0600), 0);
+    ASSERT_EQ(symlink(platform::NarrowPath(pipe).c_str(), platform::NarrowPath(link).c_str()), 0);
+    for (const std::wstring& file : {pipe, std::wstring(L"/dev/zero"), link}) {
+        std::vector<std::wstring> arguments = DirectoryArguments();
+        arguments.insert(arguments.end(), {L"--config", file});
+        const SProgramResult result = ServerResult(arguments);
+        EXPECT_EQ(result.code, 2);
+        EXPECT_TRUE(Contains(result.errors, "zel-server: the file of options '" + platform::NarrowPath(file) + "' "))
+            << result.errors;
+        EXPECT_EQ(Contains(result.errors, "is a directory, a pipe or a device"), file != link) << result.errors;
+    }
+}
+
 TEST_F(StreamsHereTest, WhatIsReceivedHasTheModeOfTheReceiversMask)
 {
     for (const auto& [mask, mode] : {std::pair{L"022", 0644U}, {L"077", 0600U}}) {

@@ -149,6 +149,30 @@ TEST_F(ServerServiceTest, CanBeStartedAgainAndIsStoppedBeforeItIsRemoved)
     StopServer(server);
 }
 
+TEST_F(ServerServiceTest, ReadsItsFileOfOptionsAgainWhenItsParametersChange)
+{
+    const std::wstring file = m_root / L"zel-server.conf";
+    Write(file, "keep = 7\n");
+    ASSERT_EQ(Install({L"--config", file}).code, 0);
+    DWORD startType = 0;
+    std::wstring account;
+    const std::string commandLine = platform::ToUtf8(CommandLine(startType, account));
+    EXPECT_TRUE(Contains(commandLine, platform::ToUtf8(L"--config=" + file))) << commandLine;
+    EXPECT_FALSE(Contains(commandLine, "--keep")) << commandLine;
+    Control(L"start");
+    ASSERT_TRUE(WaitForState(SERVICE_RUNNING)) << Read(m_strLog);
+    Write(file, "keep = 9\n");
+    {
+        const CManagerHandle service = Open(SERVICE_PAUSE_CONTINUE);
+        SERVICE_STATUS status{};
+        ASSERT_TRUE(ControlService(service.Get(), SERVICE_CONTROL_PARAMCHANGE, &status)) << GetLastError();
+    }
+    EXPECT_TRUE(WaitUntil([&] { return Contains(Read(m_strLog), "--keep has changed, which takes effect"); }))
+        << Read(m_strLog);
+    Control(L"stop");
+    ASSERT_TRUE(WaitForState(SERVICE_STOPPED)) << Read(m_strLog);
+}
+
 TEST_F(ServerServiceTest, IsInstalledWithWholePathsUnderTheLeastAccount)
 {
     ASSERT_EQ(Install().code, 0);
