@@ -9,6 +9,7 @@ endif()
 if(zel_component STREQUAL "tools")
     set(ZEL_BINDIR "${CMAKE_INSTALL_PREFIX}/${zel_bin}")
     set(ZEL_ENVIRONMENT_FILE "${etc}/default/zel-server")
+    set(ZEL_OPTIONS_FILE "${etc}/zel-processor/zel-server.conf")
     set(systemd "${zel_source}/packaging/systemd")
     configure_file("${systemd}/zel-server.service.in" "${zel_binary}/zel-server.service" @ONLY)
     file(INSTALL "${zel_binary}/zel-server.service" DESTINATION "${CMAKE_INSTALL_PREFIX}/lib/systemd/system")
@@ -17,6 +18,7 @@ if(zel_component STREQUAL "tools")
     file(INSTALL "${systemd}/zel-processor.tmpfiles.conf" DESTINATION "${CMAKE_INSTALL_PREFIX}/lib/tmpfiles.d"
         RENAME zel-processor.conf)
     file(INSTALL "${systemd}/zel-server.default" DESTINATION "${etc}/default" RENAME zel-server)
+    file(INSTALL "${systemd}/zel-server.conf" DESTINATION "${etc}/zel-processor")
 endif()
 
 # The folder that every server looks into belongs to the system: only what is installed for the system writes there.
