@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <utility>
 
 namespace {
 
@@ -84,15 +85,13 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     if (options.logSizeMiB != 0)
         add(L"--log-size", std::to_wstring(options.logSizeMiB));
     addFlag(L"--log-json", options.logJson);
-    addFlag(L"--create-dirs", options.createDirs);
-    addFlag(L"--adopt", options.adopt);
-    addFlag(L"--share-requests", options.shareRequests);
-    addFlag(L"--manual", options.manual);
-    addFlag(L"--no-executive", options.noExecutive);
-    addFlag(L"--no-sync", options.noSync);
-    addFlag(L"--follow-links", options.followLinks);
-    addFlag(L"--strict", options.strict);
-    addFlag(L"--resume", options.resume);
+    for (const auto& [name, isSet] :
+         {std::pair(L"--create-dirs", options.createDirs), std::pair(L"--adopt", options.adopt),
+          std::pair(L"--share-requests", options.shareRequests), std::pair(L"--manual", options.manual),
+          std::pair(L"--no-executive", options.noExecutive), std::pair(L"--no-sync", options.noSync),
+          std::pair(L"--follow-links", options.followLinks), std::pair(L"--strict", options.strict),
+          std::pair(L"--resume", options.resume)})
+        addFlag(name, isSet);
     if (options.interrupted != SServerOptions().interrupted)
         addNamed(L"--interrupted", InterruptedWords(), options.interrupted);
     if (options.attempts != SServerOptions().attempts)

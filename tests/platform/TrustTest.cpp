@@ -3,6 +3,7 @@
 #include "platform/FileSystem.h"
 #include "platform/Installation.h"
 #include "platform/Module.h"
+#include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/support/TemporaryDirectory.h"

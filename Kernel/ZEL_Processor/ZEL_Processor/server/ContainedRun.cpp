@@ -27,7 +27,7 @@
 
 namespace {
 
-constexpr std::chrono::seconds kLongestPause{60};
+constexpr std::chrono::seconds kLongestPauseBeforeAttempt{60};
 
 /// What left the run: nothing, a C++ exception, or a fault with its record.
 bool LeftByException(const std::function<void()>& body, platform::SFaultRecord& fault)
@@ -183,7 +183,7 @@ bool CContainedRun::RunAgain(TSRequestItem item, CZelProcessorProgressStatusFile
     if (item.m_nFailedRuns + 1 >= item.m_nMaxRuns)
         return false;
     const std::chrono::seconds pause =
-        std::min(std::chrono::seconds(1 << std::min<int>(item.m_nFailedRuns, 6)), kLongestPause);
+        std::min(std::chrono::seconds(1 << std::min<int>(item.m_nFailedRuns, 6)), kLongestPauseBeforeAttempt);
     ++item.m_nFailedRuns;
     item.m_bTold = false; // each attempt has its story
     const CString text = item.m_strFile + L": attempt " + std::to_wstring(item.m_nFailedRuns) + L" of " +

@@ -10,9 +10,9 @@ namespace {
 
 /// Between two looks whether the time of a request has come. Not a wait until then: the clock may be set.
 constexpr std::chrono::milliseconds kClockPoll{500};
-constexpr std::chrono::milliseconds kFirstPause{10};
+constexpr std::chrono::milliseconds kFirstRetryPause{10};
 /// A good second, or only every other try would be one that counts (CRetryRules).
-constexpr std::chrono::milliseconds kLongestPause{1100};
+constexpr std::chrono::milliseconds kLongestRetryPause{1100};
 
 } // namespace
 
@@ -150,7 +150,7 @@ bool CRequestQueue::PutBack(TSRequestItem item)
     if (m_bCanceled || m_running.hasReachedLimit)
         return false;
     if (m_bBacksOff) {
-        item.m_pause = std::clamp(2 * item.m_pause, kFirstPause, kLongestPause);
+        item.m_pause = std::clamp(2 * item.m_pause, kFirstRetryPause, kLongestRetryPause);
         const std::chrono::milliseconds pause = item.m_pause;
         PutBackLater(std::move(item), pause);
         return true;

@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::milliseconds kLongestPause = 1s;
+constexpr std::chrono::milliseconds kLongestPauseOfChecks = 1s;
 constexpr std::chrono::nanoseconds kBetweenWarnings = 1min;
 
 void Warn(const SRunningRequest& running, const CString& text)
@@ -49,10 +49,10 @@ std::chrono::milliseconds CTimeLimits::UntilCheck() const
 {
     const std::optional<SRunningRequest> running = m_requests.Running();
     if (!running || running->limit == 0ms)
-        return kLongestPause;
+        return kLongestPauseOfChecks;
     const std::chrono::nanoseconds next = running->hasReachedLimit ? m_nextWarning : running->start + running->limit;
     const std::chrono::nanoseconds left = next - platform::Clock().Steady();
-    return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(left), 0ms, kLongestPause);
+    return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(left), 0ms, kLongestPauseOfChecks);
 }
 
 /// The run may have ended meanwhile. Its record is then removed by whoever of the two comes last.
