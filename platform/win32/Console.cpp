@@ -65,7 +65,7 @@ bool WriteConsoleText(eStream stream, const std::wstring& text)
         return false;
     }
     const bool isWritten = IsConsole(handle) ? WriteToConsole(handle, text) : WriteToFile(handle, ToUtf8(text));
-    const eOsError error = isWritten ? eOsError_None : LastOsError();
+    const eOsError error = isWritten ? eOsError_None : win32::LastOsError();
     if (!isWritten && stream == eStream_Output && error != eOsError_BrokenPipe) {
         eOsError none = eOsError_None;
         g_outputError.compare_exchange_strong(none, error);

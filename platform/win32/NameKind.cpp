@@ -1,45 +1,14 @@
 #include "platform/win32/NameKind.h"
 
-#include "platform/win32/Handle.h"
+#include "platform/win32/AccessList.h"
 #include "platform/win32/SystemError.h"
 #include "platform/win32/SystemPath.h"
 
 #include <aclapi.h>
-#include <cstddef>
 #include <vector>
 
 namespace platform {
 namespace win32 {
-namespace {
-
-/// Of the user for whom this process runs. Empty when the system does not tell.
-std::vector<std::byte> UserOfThisProcess()
-{
-    HANDLE opened = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) {
-        return {};
-    }
-    const CHandle token(opened);
-    DWORD length = 0;
-    GetTokenInformation(token.Get(), TokenUser, nullptr, 0, &length);
-    std::vector<std::byte> user(length);
-    if (!GetTokenInformation(token.Get(), TokenUser, user.data(), length, &length)) {
-        return {};
-    }
-    return user;
-}
-
-bool IsTrusted(PSID owner)
-{
-    const std::vector<std::byte> user = UserOfThisProcess();
-    if (!user.empty() && EqualSid(owner, reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid)) {
-        return true;
-    }
-    // The system gives what an administrator makes to all of them.
-    return IsWellKnownSid(owner, WinBuiltinAdministratorsSid) || IsWellKnownSid(owner, WinLocalSystemSid);
-}
-
-} // namespace
 
 eNameKind KindOf(const WIN32_FIND_DATAW& found)
 {
@@ -88,8 +57,9 @@ eOsError CheckOwnDirectory(const std::wstring& path)
     if (error != ERROR_SUCCESS) {
         return static_cast<eOsError>(error);
     }
+    std::vector<BYTE> self = win32::OwnAccount();
     // A volume without owners has none to tell.
-    const bool isTrusted = owner == nullptr || win32::IsTrusted(owner);
+    const bool isTrusted = owner == nullptr || win32::IsTrusted(owner, self.empty() ? nullptr : self.data());
     LocalFree(descriptor);
     return isTrusted ? eOsError_None : eOsError_ForeignOwner;
 }
