@@ -31,8 +31,10 @@ namespace platform {
 /// True for a file, and no link to one, that this user has made.
 [[nodiscard]] ZEL_FRAMEWORK_API bool IsFileOfThisUser(const std::wstring& path);
 
-/// True for the owner of a file who is the user that this process runs as, or trusted as the system is (above).
-[[nodiscard]] ZEL_FRAMEWORK_API bool IsTrustedOwner(const FileOwner& owner);
+/// True for the owner of a file who is an administrator of the system: root; on Windows the administrators and the
+/// system. False for whom the files of this very process belong to, whoever that is: who may move these could say that
+/// an administrator had made them.
+[[nodiscard]] ZEL_FRAMEWORK_API bool IsAdministrator(const FileOwner& owner);
 
 /// Names this user, for names of files that each user has his own of.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring UserTag();

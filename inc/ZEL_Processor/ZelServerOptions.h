@@ -140,9 +140,10 @@ struct SZelServerOptions {
     /// Commands for the queue as a whole are taken: HoldQueue, after which nothing is started, and ReleaseQueue;
     /// MoveRequest, which changes the order of what waits; DrainServer, see drained. What runs goes on while the queue
     /// is held, and what comes waits. A queue that is held stays so over restarts, with resume or without it, by a
-    /// file of the server's own folder (ZelProtocol::kHeldFile). They are for the account that the server runs as, and
-    /// for administrators: the owner of the command's file says who asks, and others get a server error. Where files
-    /// have no owners everybody may. Off: these words are unknown, and a queue that an earlier server held runs.
+    /// file of the server's own folder (ZelProtocol::kHeldFile). They are for administrators, by the owner
+    /// of the command's file, and others get a server error; where nobody but the server's account may write into the
+    /// request directory, for whoever does, and for everybody where files have no owners. Off: these words are unknown,
+    /// and a queue that an earlier server held runs.
     bool operatorCommands = false;
     /// With operatorCommands: called with drainedContext, once, when the server was told to drain (DrainServer) and has
     /// done so: it takes nothing more, and what ran has ended; without resume also what waited for its turn, for which

@@ -153,9 +153,9 @@ bool IsFileOfThisUser(const std::wstring& path)
     return lstat(NarrowPath(path).c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
-bool IsTrustedOwner(const FileOwner& owner)
+bool IsAdministrator(const FileOwner& owner)
 {
-    return owner == std::to_string(geteuid()) || owner == "0";
+    return owner == "0" && geteuid() != 0;
 }
 
 std::wstring UserTag()

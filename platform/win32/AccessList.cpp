@@ -65,6 +65,25 @@ bool Allows(ACE_HEADER* entry, PSID self, ACCESS_MASK guarded)
     return (allowed->Mask & guarded) != 0 && !IsTrusted(account, self) && !IsOwnersStandIn(account);
 }
 
+/// Of a kind whose information begins with an account. Empty when the system does not tell.
+std::vector<BYTE> SidOfToken(TOKEN_INFORMATION_CLASS kind)
+{
+    HANDLE opened = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) {
+        return {};
+    }
+    const CHandle token(opened);
+    alignas(TOKEN_USER) std::array<BYTE, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> information{};
+    DWORD used = 0;
+    if (!GetTokenInformation(token.Get(), kind, information.data(), static_cast<DWORD>(information.size()), &used)) {
+        return {};
+    }
+    // Both TOKEN_USER and TOKEN_OWNER begin so.
+    const auto* const account =
+        static_cast<const BYTE*>(reinterpret_cast<const TOKEN_OWNER*>(information.data())->Owner);
+    return {account, account + GetLengthSid(const_cast<BYTE*>(account))};
+}
+
 } // namespace
 
 bool IsTrusted(PSID account, PSID self)
@@ -81,18 +100,12 @@ bool IsTrusted(PSID account, PSID self)
 
 std::vector<BYTE> OwnAccount()
 {
-    HANDLE opened = nullptr;
-    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) {
-        return {};
-    }
-    const CHandle token(opened);
-    alignas(TOKEN_USER) std::array<BYTE, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user{};
-    DWORD used = 0;
-    if (!GetTokenInformation(token.Get(), TokenUser, user.data(), static_cast<DWORD>(user.size()), &used)) {
-        return {};
-    }
-    const auto* const account = static_cast<const BYTE*>(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid);
-    return {account, account + GetLengthSid(const_cast<BYTE*>(account))};
+    return SidOfToken(TokenUser);
+}
+
+std::vector<BYTE> OwnerOfNewFiles()
+{
+    return SidOfToken(TokenOwner);
 }
 
 eAccessFault FaultOfAccess(PSECURITY_DESCRIPTOR descriptor, PSID self, eGuard guard)

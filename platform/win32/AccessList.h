@@ -18,6 +18,9 @@ enum eAccessFault { eAccessFault_None, eAccessFault_Owner, eAccessFault_Writable
 
 /// The account that this process runs as; empty when the system does not tell.
 [[nodiscard]] std::vector<BYTE> OwnAccount();
+/// To whom the system gives what this process makes: of an administrator's often all of them. Empty when it does not
+/// tell.
+[[nodiscard]] std::vector<BYTE> OwnerOfNewFiles();
 
 /// The account self, Administrators, SYSTEM and TrustedInstaller; self may be null.
 [[nodiscard]] bool IsTrusted(PSID account, PSID self);

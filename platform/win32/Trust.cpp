@@ -253,11 +253,12 @@ bool IsFileOfThisUser(const std::wstring& path)
     return !account.empty() && CPlace(path).IsFileOf(account.data());
 }
 
-bool IsTrustedOwner(const FileOwner& owner)
+bool IsAdministrator(const FileOwner& owner)
 {
-    std::vector<BYTE> self = win32::OwnAccount();
+    std::vector<BYTE> own = win32::OwnerOfNewFiles();
     std::string account = owner;
-    return !account.empty() && win32::IsTrusted(account.data(), self.empty() ? nullptr : self.data());
+    return !account.empty() && !own.empty() && win32::IsTrusted(account.data(), nullptr) &&
+           !EqualSid(account.data(), own.data());
 }
 
 std::wstring UserTag()

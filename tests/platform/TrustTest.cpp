@@ -31,14 +31,14 @@ TEST(TrustTest, TheProgramsOfTheSystemAreTrusted)
     EXPECT_EQ(DistrustOf(ProgramPath()), L"");
 }
 
-TEST(TrustTest, TheOwnerOfWhatThisUserHasMadeIsTrustedAndNobodyIsNot)
+TEST(TrustTest, WhomTheFilesOfThisProcessBelongToIsNoAdministratorToItNorIsNobody)
 {
     const CTemporaryDirectory directory;
     ASSERT_EQ(WriteWholeFile(directory / L"file", "x"), eOsError_None);
     FileOwner owner;
     ASSERT_EQ(Files().GetOwner(directory / L"file", owner), eOsError_None);
-    EXPECT_TRUE(IsTrustedOwner(owner));
-    EXPECT_FALSE(IsTrustedOwner({}));
+    EXPECT_FALSE(IsAdministrator(owner));
+    EXPECT_FALSE(IsAdministrator({}));
 }
 
 TEST(TrustTest, WhatIsNotThereIsNotTrusted)

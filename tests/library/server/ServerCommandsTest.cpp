@@ -245,7 +245,7 @@ TEST_F(ServerCommandsTest, AnUnknownCommandIsNotCarriedOut)
 TEST_F(ServerCommandsTest, AHeldQueueStartsNothingAndItsCommandsGoOn)
 {
     m_settings.m_options.operatorCommands = true;
-    Command(eCommandType_HoldQueue, L"Queue");
+    Command(CommandFile::kHoldQueue, L"Queue");
     ExpectDone();
     for (const wchar_t* name : {L"a.drq", L"b.drq"})
         Queue(name);
@@ -260,7 +260,7 @@ TEST_F(ServerCommandsTest, AHeldQueueStartsNothingAndItsCommandsGoOn)
     EXPECT_TRUE(IsPaused(L"b.drq"));
     Command(eCommandType_PauseRequest, L"b.drq");
     EXPECT_FALSE(m_requests.TakeRequest(item, bLast, [] {}));
-    Command(eCommandType_ReleaseQueue, L"Queue");
+    Command(CommandFile::kReleaseQueue, L"Queue");
     ExpectDone();
     EXPECT_TRUE(m_requests.TakeRequest(item, bLast, [] {}));
     EXPECT_EQ(item.m_strFile, Queued(L"b.drq"));
@@ -269,12 +269,10 @@ TEST_F(ServerCommandsTest, AHeldQueueStartsNothingAndItsCommandsGoOn)
 TEST_F(ServerCommandsTest, WhatOthersAskOfTheQueueIsRefusedWithoutAFailure)
 {
     m_settings.m_options.operatorCommands = true;
-    SendCommand(L"c.command", eCommandType_HoldQueue, L"Queue");
-    m_files.FailAlways(testsupport::eFileCall_GetOwner, platform::eOsError_AccessDenied);
-    {
-        const platform::CScopedOs os(&m_files, nullptr);
-        m_commands.HandleCommandFile(Sent(L"c.command"));
-    }
+    SendCommand(L"c.command", CommandFile::kHoldQueue, L"Queue");
+    const CString sent = Sent(L"c.command");
+    m_settings.m_paths.m_strRequestDir = m_dir / L"none"; // of which nobody knows who may write there
+    m_commands.HandleCommandFile(sent);
     EXPECT_EQ(Status(L"c.command").status, eRequestStatus_ServerError);
     EXPECT_EQ(Status(L"c.command").comment, TextOf(StringCodes::kOperatorsOnly));
     m_host.ExpectLogLine(L"Refused (1 since the last such line): ");
@@ -289,7 +287,7 @@ TEST_F(ServerCommandsTest, WhoseHostWantsNoneTheWordsOfAnOperatorAreUnknownTo)
     m_host.ExpectLogLine(L"Command: of an unknown type, for Queue: ");
     ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(Queued(L"c.command"))));
     for (const eCommandType type :
-         {eCommandType_HoldQueue, eCommandType_ReleaseQueue, eCommandType_MoveRequest, eCommandType_DrainServer}) {
+         {CommandFile::kHoldQueue, CommandFile::kReleaseQueue, CommandFile::kMoveRequest, CommandFile::kDrainServer}) {
         Command(type, L"Queue");
         m_host.ExpectLogLine(L"Command: of an unknown type, for Queue: ");
         EXPECT_EQ(Status(L"c.command").status, unknown.status);

@@ -51,15 +51,18 @@ TEST_F(ServerSettingsTest, NobodyAsksWhoseFilesAreWithoutAnOptionThatNeedsIt)
     EXPECT_EQ(m_settings.OwnerOf(m_dir / L"none"), "");
 }
 
-TEST_F(ServerSettingsTest, AnOperatorIsWhoeverTheServerRunsAsAndEverybodyWhereFilesHaveNoOwners)
+TEST_F(ServerSettingsTest, AnOperatorIsWhoMayWriteAloneOrAnAdministratorOrAnybodyWhereFilesHaveNoOwners)
 {
     const std::wstring path = m_dir / L"a.command";
     ASSERT_EQ(platform::WriteWholeFile(path, "x"), platform::eOsError_None);
-    EXPECT_TRUE(CServerSettings::IsOperators(path));
+    m_settings.m_paths.m_strRequestDir = m_dir.Path();
+    EXPECT_TRUE(m_settings.IsOperators(path));
+    m_settings.m_paths.m_strRequestDir = m_dir / L"none"; // of which nobody knows who may write there
+    EXPECT_FALSE(m_settings.IsOperators(path)) << "the server's responses belong to this account, too";
     m_files.FailCall(testsupport::eFileCall_GetOwner, 1, platform::eOsError_NotSupported);
-    EXPECT_TRUE(CServerSettings::IsOperators(path));
+    EXPECT_TRUE(m_settings.IsOperators(path));
     m_files.FailCall(testsupport::eFileCall_GetOwner, 1, platform::eOsError_AccessDenied);
-    EXPECT_FALSE(CServerSettings::IsOperators(path)) << "who may take the right to ask away is no operator";
+    EXPECT_FALSE(m_settings.IsOperators(path)) << "who may take the right to ask away is no operator";
 }
 
 TEST_F(ServerSettingsTest, WhatARequestAsksForIsReadWhenTheHostWantsThat)

@@ -205,10 +205,10 @@ TEST_F(WayTest, AFolderOfSomebodyElseIsNotTakenForAPrivateOne)
     EXPECT_FALSE(IsFileOfThisUser(m_module));
 }
 
-TEST(TrustedOwnerTest, TheSuperuserIsOneAndAnotherUserIsNot)
+TEST(AdministratorTest, TheSuperuserIsOneToOthersAndAnotherUserIsNot)
 {
-    EXPECT_TRUE(IsTrustedOwner("0"));
-    EXPECT_FALSE(IsTrustedOwner(std::to_string(kStranger)));
+    EXPECT_EQ(IsAdministrator("0"), geteuid() != 0);
+    EXPECT_FALSE(IsAdministrator(std::to_string(kStranger)));
 }
 
 TEST_F(WayTest, APipeIsNoModule)

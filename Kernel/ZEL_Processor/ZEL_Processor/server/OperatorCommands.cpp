@@ -17,20 +17,20 @@ bool COperatorCommands::IsOne(eCommandType type)
 
 bool COperatorCommands::Takes(const SZelServerOptions& options, eCommandType type)
 {
-    return options.operatorCommands && (type != eCommandType_DrainServer || options.drained != nullptr);
+    return options.operatorCommands && (type != CommandFile::kDrainServer || options.drained != nullptr);
 }
 
 CString COperatorCommands::CarryOut(const CommandFile::SContent& command, const CString& path)
 {
-    if (!CServerSettings::IsOperators(path))
+    if (!m_settings.IsOperators(path))
         return TextOf(StringCodes::kOperatorsOnly);
-    if (command.type == eCommandType_MoveRequest)
+    if (command.type == CommandFile::kMoveRequest)
         return Move(command.name, command.where);
-    if (command.type == eCommandType_DrainServer) {
+    if (command.type == CommandFile::kDrainServer) {
         Drain();
         return {};
     }
-    const platform::eOsError error = command.type == eCommandType_HoldQueue ? m_hold.Hold() : m_hold.Release();
+    const platform::eOsError error = command.type == CommandFile::kHoldQueue ? m_hold.Hold() : m_hold.Release();
     if (platform::Succeeded(error))
         return {};
     return TextOf(StringCodes::kServerError) + m_settings.m_paths.InOwnFolder(Protocol::kHeldFile) + L": " +

@@ -18,7 +18,7 @@ struct CServerSettings {
     /// Whose file it is; empty when no option asks, which takes a call of the system for each.
     [[nodiscard]] std::string OwnerOf(const CString& path) const;
     /// Whether a command of an operator's, whose file this is, may be carried out. The owner is asked for always.
-    [[nodiscard]] static bool IsOperators(const CString& path);
+    [[nodiscard]] bool IsOperators(const CString& path) const;
     /// What waits from now on: a file of the queue directory, whose it is and what it asks for.
     [[nodiscard]] TSRequestItem ItemOf(const CString& queuedPath) const;
     /// For whom files are made that concern this owner; empty for everybody. What concerns nobody known is for the
