@@ -33,10 +33,6 @@ enum eCommandType : std::int32_t {
     eCommandType_PauseRequest = 1, ///< pauses a request, and unpauses one that is paused
     eCommandType_RegisterClient = 2,
     eCommandType_UnregisterClient = 3,
-    eCommandType_HoldQueue = 4,    ///< this one and those that follow: of an operator, for a server that wants them
-    eCommandType_ReleaseQueue = 5, ///< (SZelServerOptions::operatorCommands); unknown to others
-    eCommandType_MoveRequest = 6,
-    eCommandType_DrainServer = 7,
 };
 
 /// Where a waiting request is moved to: CZelProcessorClient::MoveRequest.

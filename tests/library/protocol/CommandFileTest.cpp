@@ -61,12 +61,12 @@ TEST_F(CommandFiles, AMoveSaysWhereAndAnyNameBeforeWhich)
     HRESULT result = E_FAIL;
     CommandFile::SContent content;
     for (const eRequestPlace place : {eRequestPlace_First, eRequestPlace_Last}) {
-        ASSERT_TRUE(CommandFile::Write(m_path, eCommandType_MoveRequest, L"a.drq", result, nullptr, {place, {}}));
+        ASSERT_TRUE(CommandFile::Write(m_path, CommandFile::kMoveRequest, L"a.drq", result, nullptr, {place, {}}));
         ASSERT_EQ(CommandFile::Read(m_path, content), CommandFile::eRead_Ok);
         EXPECT_EQ(content.where.place, place);
         EXPECT_EQ(content.where.other, L"");
     }
-    ASSERT_TRUE(CommandFile::Write(m_path, eCommandType_MoveRequest, L"a.drq", result, nullptr,
+    ASSERT_TRUE(CommandFile::Write(m_path, CommandFile::kMoveRequest, L"a.drq", result, nullptr,
                                    {eRequestPlace_Before, L"b\n.drq"}));
     ASSERT_EQ(CommandFile::Read(m_path, content), CommandFile::eRead_Ok);
     EXPECT_EQ(content.name, L"a.drq");

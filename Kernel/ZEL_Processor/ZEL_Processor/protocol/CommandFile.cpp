@@ -167,24 +167,24 @@ void Fill(IXMLDOMDocument& document, const wchar_t* word, const CString& request
 
 const wchar_t* WordOf(eCommandType type)
 {
-    switch (type) {
+    switch (static_cast<std::int32_t>(type)) { // of which there are more than the protocol's
     case eCommandType_CancelRequest: return L"CancelRequest";
     case eCommandType_PauseRequest: return L"PauseRequest";
     case eCommandType_RegisterClient: return L"RegisterClient";
     case eCommandType_UnregisterClient: return L"UnregisterClient";
-    case eCommandType_HoldQueue: return L"HoldQueue";
-    case eCommandType_ReleaseQueue: return L"ReleaseQueue";
-    case eCommandType_MoveRequest: return L"MoveRequest";
-    case eCommandType_DrainServer: return L"DrainServer";
+    case kHoldQueue: return L"HoldQueue";
+    case kReleaseQueue: return L"ReleaseQueue";
+    case kMoveRequest: return L"MoveRequest";
+    case kDrainServer: return L"DrainServer";
     default: return nullptr;
     }
 }
 
 eCommandType TypeOf(const CString& word)
 {
-    for (const eCommandType type : {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
-                                    eCommandType_UnregisterClient, eCommandType_HoldQueue, eCommandType_ReleaseQueue,
-                                    eCommandType_MoveRequest, eCommandType_DrainServer}) {
+    for (const eCommandType type :
+         {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
+          eCommandType_UnregisterClient, kHoldQueue, kReleaseQueue, kMoveRequest, kDrainServer}) {
         if (platform::EqualsNoCase(word, WordOf(type)))
             return type;
     }
@@ -203,7 +203,7 @@ eRead Read(const CString& path, SContent& content)
         !ReadName(command.Get(), kRequestName, content.name))
         return eRead_Incomplete;
     content.type = TypeOf(word);
-    if (content.type == eCommandType_MoveRequest)
+    if (content.type == kMoveRequest)
         content.where = ReadWhere(command.Get());
     return eRead_Ok;
 }

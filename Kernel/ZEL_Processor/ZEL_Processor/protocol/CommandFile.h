@@ -11,9 +11,13 @@
 /// control characters or bytes that are no text, is escaped in the file.
 namespace CommandFile {
 
-/// Those that only a server takes whose host wants them (SZelServerOptions::operatorCommands).
-inline constexpr std::array kOperatorCommands = {eCommandType_HoldQueue, eCommandType_ReleaseQueue,
-                                                 eCommandType_MoveRequest, eCommandType_DrainServer};
+/// Those of an operator, that only a server takes whose host wants them (SZelServerOptions::operatorCommands). Their
+/// numbers are in no file and in no table of the protocol's.
+inline constexpr auto kHoldQueue = static_cast<eCommandType>(1000);
+inline constexpr auto kReleaseQueue = static_cast<eCommandType>(1001);
+inline constexpr auto kMoveRequest = static_cast<eCommandType>(1002);
+inline constexpr auto kDrainServer = static_cast<eCommandType>(1003);
+inline constexpr std::array kOperatorCommands = {kHoldQueue, kReleaseQueue, kMoveRequest, kDrainServer};
 
 /// The word of a command; null for a type that is none.
 [[nodiscard]] const wchar_t* WordOf(eCommandType type);

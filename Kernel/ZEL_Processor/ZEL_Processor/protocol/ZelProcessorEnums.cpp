@@ -31,10 +31,6 @@ const CCommandTypeNames& GetCommandTypeNames()
         {eCommandType_PauseRequest, L"eCommandType_PauseRequest"},
         {eCommandType_RegisterClient, L"eCommandType_RegisterClient"},
         {eCommandType_UnregisterClient, L"eCommandType_UnregisterClient"},
-        {eCommandType_HoldQueue, L"eCommandType_HoldQueue"},
-        {eCommandType_ReleaseQueue, L"eCommandType_ReleaseQueue"},
-        {eCommandType_MoveRequest, L"eCommandType_MoveRequest"},
-        {eCommandType_DrainServer, L"eCommandType_DrainServer"},
     };
     return names;
 }

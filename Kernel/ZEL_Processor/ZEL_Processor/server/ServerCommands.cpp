@@ -36,15 +36,15 @@ constexpr std::size_t kMaxReason = 520;
 
 CString WhatIsAsked(const CommandFile::SContent& command)
 {
-    switch (command.type) {
+    switch (static_cast<std::int32_t>(command.type)) { // those of an operator as well
     case eCommandType_CancelRequest: return L"cancel " + command.name;
     case eCommandType_PauseRequest: return L"pause or resume " + command.name;
     case eCommandType_RegisterClient: return L"register a client, answer in " + command.name;
     case eCommandType_UnregisterClient: return L"unregister the client " + command.name;
-    case eCommandType_HoldQueue: return L"hold the queue";
-    case eCommandType_ReleaseQueue: return L"release the queue";
-    case eCommandType_MoveRequest: return L"move " + command.name;
-    case eCommandType_DrainServer: return L"drain the server";
+    case CommandFile::kHoldQueue: return L"hold the queue";
+    case CommandFile::kReleaseQueue: return L"release the queue";
+    case CommandFile::kMoveRequest: return L"move " + command.name;
+    case CommandFile::kDrainServer: return L"drain the server";
     default: return L"of an unknown type, for " + command.name;
     }
 }
