@@ -8,6 +8,7 @@ CCommandClient::CCommandClient(CToolSession& session)
 {
     m_pClient->Init(session.Options().requestDir, session.Options().outputDir, m_folder.Path());
     session.SetUp(*m_pClient);
+    m_pClient->SetYields(true);
     m_pClient->SetWithdrawsCommands(true); // who is told that nobody carried it out relies on that
 }
 

@@ -108,8 +108,12 @@ public:
     /// a registration is left: a server that took the registration over ends it. Off unless set: commands lie there
     /// until a server takes them.
     void SetWithdrawsCommands(bool withdraws);
-    /// False also of a command that was answered, or that a server may still carry out. With commands on several
-    /// threads, of the one that began or was taken back last.
+    /// Whether who waits for the answer to a command looks less often where a look takes long, as on a machine with
+    /// nothing to spare: three times as long as the last look he is away, half a second at most, for the server cannot
+    /// write an answer that somebody reads. Off unless set: 10 ms.
+    void SetYields(bool yields);
+    /// Of SetWithdrawsCommands. False also of a command that was answered, or that a server may still carry out. With
+    /// commands on several threads, of the one that began or was taken back last.
     [[nodiscard]] bool IsCommandWithdrawn() const;
 
     /// Moves a finished request file into the request directory, replacing one of that name: the file leaves its place.
@@ -141,10 +145,10 @@ public:
     [[nodiscard]] eZelProcRequestStatus PauseRequest(const CString& requestPath);
 
     /// Has the server start nothing until ReleaseQueue, over restarts; what runs goes on, and what comes waits. For the
-    /// account that the server runs as, and administrators: others get a server error, as everybody does when the
-    /// server cannot note it down. Only a server whose SZelServerInfo::commands have the word takes it
-    /// (SZelServerOptions::operatorCommands), as zel-server does; another one gives no answer. Results as of
-    /// CancelRequest.
+    /// server's account where nobody else may write into the request directory, else for administrators: others get a
+    /// server error, as everybody does when the server cannot note it down. Only a server whose
+    /// SZelServerInfo::commands have the word takes it (SZelServerOptions::operatorCommands), as zel-server does;
+    /// another one gives no answer. Results as of CancelRequest.
     [[nodiscard]] eZelProcRequestStatus HoldQueue();
     /// Lets a queue that is held go on. For whom, and results, as above.
     [[nodiscard]] eZelProcRequestStatus ReleaseQueue();

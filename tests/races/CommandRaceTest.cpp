@@ -20,6 +20,7 @@ int Steer(const std::vector<std::wstring>& arguments)
     CZelProcessorClient client;
     client.Init(arguments.at(0), arguments.at(1), arguments.at(2));
     client.SetSyncing(false);
+    client.SetYields(true);
     // Some commands of these tests are never answered.
     if (!testsupport::IsWine())
         client.SetCommandTimeout(std::chrono::seconds(4));

@@ -42,12 +42,13 @@ TEST_F(ClientCommands, EveryTypeHasItsWordAndOthersMakeNoFile)
     for (const auto& [type, word] :
          {std::pair(eCommandType_CancelRequest, "CancelRequest"), std::pair(eCommandType_PauseRequest, "PauseRequest"),
           std::pair(eCommandType_RegisterClient, "RegisterClient"),
-          std::pair(eCommandType_UnregisterClient, "UnregisterClient"), std::pair(eCommandType_HoldQueue, "HoldQueue"),
-          std::pair(eCommandType_ReleaseQueue, "ReleaseQueue")})
+          std::pair(eCommandType_UnregisterClient, "UnregisterClient"), std::pair(CommandFile::kHoldQueue, "HoldQueue"),
+          std::pair(CommandFile::kReleaseQueue, "ReleaseQueue"), std::pair(CommandFile::kMoveRequest, "MoveRequest"),
+          std::pair(CommandFile::kDrainServer, "DrainServer")})
         EXPECT_NE(Read(Create(type, L"a")).find(std::string("Type=\"") + word + "\""), std::string::npos);
     const std::size_t files = FilesIn(m_clientDir).size();
     EXPECT_TRUE(Create(eCommandType_NotInitialized, L"a").empty());
-    EXPECT_TRUE(Create(static_cast<eCommandType>(99), L"a").empty());
+    EXPECT_TRUE(Create(static_cast<eCommandType>(4), L"a").empty());
     EXPECT_EQ(FilesIn(m_clientDir).size(), files);
 }
 
@@ -146,7 +147,12 @@ TEST_F(ClientCommands, WhoTakesLongToLookLeavesTheServerTimeToAnswer)
     });
     const platform::CScopedOs os(&m_files, &m_clock);
     EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_ServerTimeout);
-    EXPECT_NEAR(m_clock.Sleeps(), 10'000 / (30 + 90), 2);
+    EXPECT_NEAR(m_clock.Sleeps(), 10'000 / (30 + 10), 2) << "unless it is told to";
+    m_host.ExpectReport(345, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) TIMEOUT");
+    const unsigned before = m_clock.Sleeps();
+    m_client.SetYields(true);
+    EXPECT_EQ(m_client.CancelRequest(L"a.drq"), eRequestStatus_ServerTimeout);
+    EXPECT_NEAR(m_clock.Sleeps() - before, 10'000 / (30 + 90), 2);
     m_host.ExpectReport(345, L"SendMessageToServer(eCommType=eCommandType_CancelRequest) TIMEOUT");
 }
 

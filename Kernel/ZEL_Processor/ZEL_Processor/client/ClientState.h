@@ -105,6 +105,7 @@ struct CClientState {
     bool m_bPresence = false;
     bool m_bRegistersAgain = false;
     bool m_bWithdraws = false;
+    bool m_bYields = false;
     std::atomic<bool> m_bWithdrawn = false;           ///< the last command, of whichever thread
     bool m_bLost = false;                             ///< the registration, and it was tried in vain to register again
     std::unique_ptr<platform::ILockFile> m_pPresence; ///< of the id above

@@ -53,6 +53,11 @@ void CZelProcessorClient::SetWithdrawsCommands(bool withdraws)
     m_pState->m_bWithdraws = withdraws;
 }
 
+void CZelProcessorClient::SetYields(bool yields)
+{
+    m_pState->m_bYields = yields;
+}
+
 bool CZelProcessorClient::IsCommandWithdrawn() const
 {
     return m_pState->m_bWithdrawn;

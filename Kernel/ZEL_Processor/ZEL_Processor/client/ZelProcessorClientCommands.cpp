@@ -42,7 +42,9 @@ CString TextOf(HRESULT result)
 /// What a report of a command says of its outcome.
 std::vector<CString> Outcome(eCommandType type, eZelProcRequestStatus status)
 {
-    return {EnumToName(type, GetCommandTypeNames()), EnumToName(status, GetRequestStatusNames())};
+    const bool isOfOperator = type >= CommandFile::kHoldQueue;
+    return {isOfOperator ? CommandFile::WordOf(type) : EnumToName(type, GetCommandTypeNames()),
+            EnumToName(status, GetRequestStatusNames())};
 }
 
 } // namespace
@@ -59,23 +61,23 @@ eZelProcRequestStatus CClientState::PauseRequest(const CString& requestPath)
 
 eZelProcRequestStatus CClientState::HoldQueue()
 {
-    return SendCommand(Protocol::kQueueDirectory, eCommandType_HoldQueue);
+    return SendCommand(Protocol::kQueueDirectory, CommandFile::kHoldQueue);
 }
 
 eZelProcRequestStatus CClientState::ReleaseQueue()
 {
-    return SendCommand(Protocol::kQueueDirectory, eCommandType_ReleaseQueue);
+    return SendCommand(Protocol::kQueueDirectory, CommandFile::kReleaseQueue);
 }
 
 eZelProcRequestStatus CClientState::DrainServer()
 {
-    return SendCommand(Protocol::kQueueDirectory, eCommandType_DrainServer);
+    return SendCommand(Protocol::kQueueDirectory, CommandFile::kDrainServer);
 }
 
 eZelProcRequestStatus CClientState::MoveRequest(const CString& requestPath, eRequestPlace place,
                                                 const CString& otherPath)
 {
-    return SendCommand(requestPath, eCommandType_MoveRequest, {place, platform::FileNameOf(otherPath)});
+    return SendCommand(requestPath, CommandFile::kMoveRequest, {place, platform::FileNameOf(otherPath)});
 }
 
 CString CClientState::CreateCommandFile(eCommandType type, const CString& requestPath,
@@ -183,7 +185,7 @@ eZelProcRequestStatus CClientState::FollowCommand(const CString& commandFile, eC
             return fail(ReportLines::kCommandTimeout, L"CZelProcessorClient::SendCommand TIMEOUT",
                         L"SendMessageToServer(eCommType=%s) TIMEOUT , eStatus=%s %s\n  %s",
                         eRequestStatus_ServerTimeout);
-        platform::Clock().SleepFor(PauseAfter(look));
+        platform::Clock().SleepFor(PauseAfter(m_bYields ? look : std::chrono::nanoseconds::zero()));
         status = lookForAnswer();
     }
 }

@@ -53,6 +53,7 @@ struct Place {
         client.SetSyncing(options.syncing);
         client.SetAllowReading(options.allowReading);
         client.SetCommandTimeout(options.commandTimeout);
+        client.SetYields(true);
         client.SetCheckedWatch(options.checkedWatch, options.poll);
     }
 
