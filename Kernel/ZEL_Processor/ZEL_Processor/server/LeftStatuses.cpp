@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 
 using namespace std::chrono_literals;
 
@@ -65,23 +66,20 @@ void CLeftStatuses::Leave(const CString& path, const std::string& bytes, bool is
 
 void CLeftStatuses::Forget(const CString& path)
 {
-    for (;; platform::Clock().YieldThread()) {
+    for (const std::chrono::nanoseconds end = platform::Clock().Steady() + kLastPatience;;
+         platform::Clock().YieldThread()) {
         const platform::CMutexLock lock(m_cs);
         if (const auto found = Find(m_statuses, path); found != m_statuses.end())
             m_statuses.erase(found);
-        if (m_strTried != path)
+        if (m_strTried != path || platform::Clock().Steady() >= end)
             return;
     }
 }
 
 void CLeftStatuses::ForgetAll()
 {
-    for (;; platform::Clock().YieldThread()) {
-        const platform::CMutexLock lock(m_cs);
-        m_statuses.clear();
-        if (m_strTried.empty())
-            return;
-    }
+    const platform::CMutexLock lock(m_cs);
+    m_statuses.clear();
 }
 
 bool CLeftStatuses::IsEmpty() const
@@ -110,10 +108,15 @@ bool CLeftStatuses::BeginTryAfter(std::uint64_t number, std::chrono::nanoseconds
     return true;
 }
 
-void CLeftStatuses::EndTry()
+platform::eOsError CLeftStatuses::Try(const SStatus& status)
 {
-    const platform::CMutexLock lock(m_cs);
-    m_strTried.clear();
+    // However it ends, or who forgets the status would wait for it in vain.
+    const auto end = [](CLeftStatuses* statuses) {
+        const platform::CMutexLock lock(statuses->m_cs);
+        statuses->m_strTried.clear();
+    };
+    const std::unique_ptr<CLeftStatuses, decltype(end)> tried(this, end);
+    return platform::WriteWholeFile(status.path, status.bytes);
 }
 
 /// A newer one of the same file stays.
@@ -180,8 +183,7 @@ bool CLeftStatuses::TryAll(std::chrono::nanoseconds now, std::chrono::nanosecond
     for (std::uint64_t last = 0; platform::Clock().Steady() < end && BeginTryAfter(last, now, status);
          last = status.number) {
         const platform::CPrivateFiles files(status.owner);
-        const platform::eOsError error = platform::WriteWholeFile(status.path, status.bytes);
-        EndTry();
+        const platform::eOsError error = Try(status);
         if (MayPass(error)) {
             mayAnyPass = true;
             PutOff(status, isLast ? 0ns : HeldPause(platform::Clock().Steady() - status.left));

@@ -38,7 +38,8 @@ public:
     /// isInsisted: a try that fails for another reason is not the last; the pauses grow.
     void Leave(const CString& path, const std::string& bytes, bool isInsisted = false);
     /// Another status is about to be written, or the file to be removed. A try of it that is under way is waited for,
-    /// or an older status would be written over the last one: it is one write, which waits for nobody.
+    /// or an older status would be written over the last one: it is one write, which waits for nobody. For a second: a
+    /// device that hangs is waited for by others.
     void Forget(const CString& path);
     void ForgetAll();
     [[nodiscard]] bool IsEmpty() const;
@@ -68,7 +69,7 @@ private:
     /// The first that is due then.
     [[nodiscard]] bool BeginTryAfter(std::uint64_t number, std::chrono::nanoseconds now, SStatus& status);
     void Erase(const SStatus& status);
-    void EndTry();
+    [[nodiscard]] platform::eOsError Try(const SStatus& status);
     void PutOff(const SStatus& status, std::chrono::nanoseconds pause);
     /// Those that are due then. Whether any is left that may pass.
     bool TryAll(std::chrono::nanoseconds now, std::chrono::nanoseconds end, bool isLast = false);
