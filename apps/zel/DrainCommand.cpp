@@ -14,7 +14,8 @@ constexpr auto kLookPause = 100ms;
 /// Where locks of other machines are not seen, a server that has ended says so by what it publishes.
 bool IsStillThere(const SZelServerInfo& before, const SZelServerInfo& now)
 {
-    if (now.process != before.process || now.presence == eServerPresence_None)
+    if (now.process != before.process || (before.started != 0 && now.started != 0 && now.started != before.started) ||
+        now.presence == eServerPresence_None)
         return false;
     return now.presence == eServerPresence_Serves || now.started != 0;
 }

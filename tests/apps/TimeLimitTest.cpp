@@ -24,10 +24,10 @@ protected:
     }
 };
 
-TEST_F(TimeLimitTest, ARequestEndsAtTheServersLimitAndTheNextOneIsServed)
+TEST_F(TimeLimitTest, ARequestEndsAtItsLimitAndTheNextOneIsServed)
 {
-    CRunningProgram server = StartServer({L"--time-limit", L"0.2"});
-    ASSERT_EQ(Zel({L"send", MakeGate(L"g.drq")}).code, 0);
+    CRunningProgram server = StartServer({L"--time-limit", L"3600"});
+    ASSERT_EQ(Zel({L"send", MakeGateOf(L"g.drq", "TimeLimit='0.2'", false)}).code, 0);
     const std::string told = WaitForFailure(L"g.drq");
     EXPECT_TRUE(Contains(told, "The request was ended: it ran longer than its limit of 0.2 seconds.")) << told;
     EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
@@ -77,6 +77,7 @@ TEST_F(TimeLimitTest, WhatRanBeyondItIsNotRunAgainByAServerThatResumes)
         ASSERT_EQ(Zel({L"send", MakeGateOf(L"g.drq", "", true)}).code, 0);
         const std::wstring record =
             InOutput(L".zel-server") + platform::kPathSeparator + L"attempts" + platform::kPathSeparator + L"g.drq";
+        ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
         ASSERT_TRUE(WaitUntil([&] {
             std::string bytes; // which may be on its way
             return platform::Succeeded(platform::ReadWholeFile(record, platform::eOpenMode_ReadShared, bytes, 100)) &&
@@ -99,6 +100,8 @@ TEST_F(TimeLimitTest, ALimitHoldsWhileTheServerStops)
     ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
     server.Process().RequestStop();
     EXPECT_EQ(server.Finish().code, 0);
+    const std::string log = server.Errors();
+    EXPECT_LT(log.find("server stops"), log.find("and is cancelled")) << log;
     EXPECT_TRUE(Contains(WaitForFailure(L"g.drq"), "than its limit of 2 seconds."));
 }
 

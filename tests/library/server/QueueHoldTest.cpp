@@ -87,6 +87,7 @@ TEST_F(QueueHoldTest, AFolderOfSomebodyElsesIsNeitherBelievedNorUsed)
         GTEST_SKIP() << "MakeLink: this user may make no links";
     m_hold.TakeOver();
     EXPECT_FALSE(IsHeld());
+    m_host.ExpectLogLine(L"The queue is not held, although there is a file that says so");
 }
 
 } // namespace

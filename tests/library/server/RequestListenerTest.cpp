@@ -282,6 +282,7 @@ TEST_F(RequestListenerTest, AStepWaitsNoLongerThanUntilTheLimitOfWhatRuns)
     m_requests.Add({.m_strFile = Queued(L"a.drq"), .m_timeLimit = 150ms});
     ASSERT_TRUE(m_requests.TakeRequest(item, isLast, [] {}));
     const std::chrono::nanoseconds start = platform::Clock().Steady();
+    m_requests.BeginRunning();
     for (int step = 0; step < 10 && !m_requests.IsEndedByLimit(); ++step)
         EXPECT_TRUE(m_listener.ListenStep());
     EXPECT_TRUE(m_requests.IsEndedByLimit());

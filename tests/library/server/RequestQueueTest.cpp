@@ -114,6 +114,30 @@ TEST_F(RequestQueueTest, WhatDrainsWithAllThatWaitsRunsThatFirstAlsoWhenItIsHeld
     EXPECT_TRUE(m_queue.TakeDrained());
 }
 
+TEST_F(RequestQueueTest, WhoTakesRequestsIsAwakeForWhatIsDrainedWheneverThatIsAskedFor)
+{
+    m_queue.Drain(false);
+    EXPECT_EQ(TakeRequest(), L"") << "between the look whether it is drained and this one";
+    EXPECT_TRUE(IsAwake());
+    EXPECT_TRUE(m_queue.TakeDrained());
+    EXPECT_EQ(TakeRequest(), L"");
+    EXPECT_FALSE(IsAwake());
+}
+
+TEST_F(RequestQueueTest, TheLastOneThatIsTakenOutOfAHeldQueueEndsADrain)
+{
+    Add({L"a", L"b"});
+    m_queue.SetHeld(true);
+    m_queue.Drain(true);
+    EXPECT_EQ(TakeRequest(), L"");
+    TSRequestItem item;
+    ASSERT_TRUE(m_queue.TakeWaiting(L"a", item));
+    EXPECT_FALSE(IsAwake());
+    ASSERT_TRUE(m_queue.TakeWaiting(L"b", item));
+    EXPECT_TRUE(IsAwake());
+    EXPECT_TRUE(m_queue.TakeDrained());
+}
+
 TEST_F(RequestQueueTest, AStopEndsTheWaitOfAQueueThatIsHeld)
 {
     Add({L"a"});
@@ -350,6 +374,8 @@ TEST_F(RequestQueueTest, OnlyTheRunThatHasReachedItsLimitIsCancelled)
     EXPECT_FALSE(m_queue.Running());
     m_queue.Add({.m_strFile = L"a", .m_timeLimit = 2s});
     ASSERT_EQ(TakeRequest(), L"a");
+    EXPECT_EQ(m_queue.Running()->start, 0s);
+    m_queue.BeginRunning();
     const std::optional<SRunningRequest> first = m_queue.Running();
     ASSERT_TRUE(first);
     EXPECT_EQ(first->path, L"a");

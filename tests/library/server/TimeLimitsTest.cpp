@@ -18,6 +18,9 @@ protected:
         TSRequestItem item;
         bool bLast = false;
         ASSERT_TRUE(m_requests.TakeRequest(item, bLast, [] {}));
+        m_clock.Advance(1h); // while its run is recorded
+        m_limits.Check();
+        m_requests.BeginRunning();
     }
     /// The warnings that a check told.
     std::vector<std::wstring> Check()

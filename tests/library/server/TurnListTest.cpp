@@ -100,16 +100,16 @@ TEST(TurnListTest, AMoveKeepsWhatTheRequestIs)
     EXPECT_EQ(item.m_nPriority, 7);
 }
 
-TEST(TurnListTest, AMoveStaysInItsTurn)
+TEST(TurnListTest, AMoveStaysInItsTurnUnlessItIsBeforeAll)
 {
     CTurnList list(true);
     for (const wchar_t* file : {L"1", L"2", L"3"})
         list.Append({file, 0, "many"});
     list.Append({L"a", 0, "few"});
-    EXPECT_EQ(list.Move(L"3", eRequestPlace_First, {}), CTurnList::eMoved_Yes);
-    EXPECT_EQ(list.Move(L"a", eRequestPlace_First, {}), CTurnList::eMoved_Yes) << "its user's turn stays the second";
     EXPECT_EQ(list.Move(L"a", eRequestPlace_Before, L"1"), CTurnList::eMoved_OtherTurn);
-    EXPECT_EQ(Order(list), L"3a12");
+    EXPECT_EQ(list.Move(L"1", eRequestPlace_Last, {}), CTurnList::eMoved_Yes);
+    EXPECT_EQ(list.Move(L"a", eRequestPlace_First, {}), CTurnList::eMoved_Yes);
+    EXPECT_EQ(Order(list), L"a231") << "who is first is so among all";
 }
 
 TEST(TurnListTest, WhereItIsFairAMoveStaysWithItsClient)

@@ -20,10 +20,15 @@ void Tell(Brel::Log::eLogLevel level, const wchar_t* text)
 
 void CQueueHold::TakeOver()
 {
+    bool isHeld = m_settings.m_options.operatorCommands &&
+                  platform::PathExists(m_settings.m_paths.InOwnFolder(Protocol::kHeldFile));
     // Whoever may create names in the output directory could have put the folder there.
-    const bool isHeld = m_settings.m_options.operatorCommands &&
-                        platform::PathExists(m_settings.m_paths.InOwnFolder(Protocol::kHeldFile)) &&
-                        platform::Succeeded(platform::CheckOwnDirectory(m_settings.m_paths.InOwnFolder({})));
+    if (isHeld && !platform::Succeeded(platform::CheckOwnDirectory(m_settings.m_paths.InOwnFolder({})))) {
+        isHeld = false;
+        Tell(Brel::Log::eLogLevel_Warning,
+             L"The queue is not held, although there is a file that says so: its folder is "
+             L"not this server's own");
+    }
     m_requests.SetHeld(isHeld);
     if (isHeld)
         Tell(Brel::Log::eLogLevel_Warning, L"The queue is held since an earlier server: nothing is started until it is "
@@ -61,6 +66,8 @@ platform::eOsError CQueueHold::Release()
         return error;
     m_requests.SetHeld(false);
     Tell(Brel::Log::eLogLevel_Info, L"The queue is released");
-    return m_settings.m_options.syncing ? platform::SyncDirectory(m_settings.m_paths.InOwnFolder({}))
-                                        : platform::eOsError_None;
+    if (m_settings.m_options.syncing &&
+        !platform::Succeeded(platform::SyncDirectory(m_settings.m_paths.InOwnFolder({}))))
+        Tell(Brel::Log::eLogLevel_Warning, L"After a power cut the queue may be held again");
+    return platform::eOsError_None;
 }

@@ -132,8 +132,7 @@ bool CRequestListener::ListenStep()
         pause = std::min(pause, m_statuses.Left().UntilNextTry());
     pause = std::min(pause, m_limits.UntilCheck());
     const platform::eWaitResult result = Watch().Wait(std::min(due, pause));
-    if (result == platform::eWaitResult_Woken ||
-        (result == platform::eWaitResult_Timeout && due > pause && !m_taker.HasFailed()))
+    if (result == platform::eWaitResult_Woken || (result == platform::eWaitResult_Timeout && due > pause))
         return true;
     if (result != platform::eWaitResult_Timeout && !RearmWatch())
         return true;
@@ -147,7 +146,10 @@ std::chrono::milliseconds CRequestListener::UntilLook()
     const CPassedOver& held = m_taker.PassedOver();
     if (m_bMoreToTake && !held.IsFull())
         return 0ms;
-    return m_bScanPending ? kScanRetry : std::chrono::ceil<std::chrono::milliseconds>(held.UntilNextLook());
+    std::chrono::nanoseconds due = m_bScanPending ? kScanRetry : held.UntilNextLook();
+    if (m_taker.HasFailed())
+        due = std::min(due, std::max(m_lastScan + kListenTimeout - platform::Clock().Steady(), 0ns));
+    return std::chrono::ceil<std::chrono::milliseconds>(due);
 }
 
 bool CRequestListener::RearmWatch()
@@ -207,6 +209,7 @@ bool CRequestListener::ScanRequestDir()
     m_refusals.StartLook();
     m_taker.StartLook();
     const std::chrono::nanoseconds start = platform::Clock().Steady();
+    m_lastScan = start;
     CRequestIntake putOff;
     // Whoever handed the requests over synced them. The moves of one scan share one sync of the queue directory.
     platform::CDeferredDirectorySync deferred;
@@ -214,8 +217,7 @@ bool CRequestListener::ScanRequestDir()
     const platform::eOsError error =
         platform::Files().Visit(m_settings.m_paths.m_strRequestDir, [&](const platform::SDirectoryEntry& entry) {
             ++m_nTurns;
-            if (m_taker.PassedOver().IsToBeLeft(entry.name) ||
-                Protocol::GetFileKind(entry.name) == Protocol::eFileKind_Other)
+            if (m_taker.PassedOver().IsToBeLeft(entry.name) || !IsToBeTaken(entry.name))
                 return m_bRunning.load();
             const CString path = platform::JoinPath(m_settings.m_paths.m_strRequestDir, entry.name);
             if (!m_refusals.RefuseWhatCannotBeServed(path, entry.kind) && !entry.isDirectory) {
@@ -243,6 +245,13 @@ bool CRequestListener::ScanRequestDir()
     return true;
 }
 
+/// A server that drains leaves requests for the next one.
+bool CRequestListener::IsToBeTaken(const CString& name) const
+{
+    const Protocol::eFileKind kind = Protocol::GetFileKind(name);
+    return kind == Protocol::eFileKind_Command || (kind == Protocol::eFileKind_Request && !m_requests.IsDraining());
+}
+
 /// Somebody put in more than could be taken at once. Each owner of files gets his turn, for as long as finding them
 /// took or a little longer: then it is time to look who came meanwhile, and looking stays the smaller part of the work.
 void CRequestListener::TakeInTurns(CRequestIntake& putOff, std::chrono::nanoseconds start)
@@ -265,6 +274,6 @@ void CRequestListener::TakeFile(const CString& name)
     const CString path = platform::JoinPath(m_settings.m_paths.m_strRequestDir, name);
     if (Protocol::GetFileKind(name) == Protocol::eFileKind_Command)
         m_commands.HandleCommandFile(path);
-    else if (!m_requests.IsDraining())
+    else
         m_taker.AddRequestToQueue(path);
 }

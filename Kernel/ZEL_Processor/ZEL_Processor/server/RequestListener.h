@@ -61,6 +61,7 @@ private:
     bool RearmWatch();
     void TakeInTurns(CRequestIntake& putOff, std::chrono::nanoseconds start);
     void TakeFile(const CString& name);
+    [[nodiscard]] bool IsToBeTaken(const CString& name) const;
 
     const CServerSettings& m_settings;
     CRequestQueue& m_requests;
@@ -74,6 +75,7 @@ private:
     CServerCommands m_commands;
     CHousekeeping m_housekeeping;
     CTimeLimits m_limits;
+    std::chrono::nanoseconds m_lastScan{};
     bool m_bScanPending = false; ///< a scan failed
     bool m_bRearmFailed = false; ///< the last time
     bool m_bBuriesDead = false;  ///< since its start

@@ -86,11 +86,16 @@ bool CRequestQueue::IsDraining() const
 bool CRequestQueue::TakeDrained()
 {
     const platform::CMutexLock lock(m_cs);
-    if (m_drain == eDrain_No || m_drain == eDrain_Done || !m_running.path.empty() ||
-        (m_drain == eDrain_All && (!m_queue->IsEmpty() || !m_putBack.IsEmpty())))
+    if (!IsDrained())
         return false;
     m_drain = eDrain_Done;
     return true;
+}
+
+bool CRequestQueue::IsDrained() const
+{
+    return m_running.path.empty() &&
+           (m_drain == eDrain_Running || (m_drain == eDrain_All && m_queue->IsEmpty() && m_putBack.IsEmpty()));
 }
 
 void CRequestQueue::Pause(TSRequestItem item)
@@ -102,7 +107,10 @@ void CRequestQueue::Pause(TSRequestItem item)
 bool CRequestQueue::TakeWaiting(const CString& path, TSRequestItem& item)
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->Take(path, item) || m_later.Take(path, item) || m_putBack.Take(path, item);
+    const bool isTaken = m_queue->Take(path, item) || m_later.Take(path, item) || m_putBack.Take(path, item);
+    if (isTaken && IsDrained()) // it was the last one
+        m_evQueue->Set();
+    return isTaken;
 }
 
 bool CRequestQueue::TakePaused(const CString& path, TSRequestItem& item)
@@ -124,8 +132,9 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
     if (IsClosed() || !m_queue->TakeNext(item)) {
         if (!IsClosed() && m_putBack.IsEmpty())
             onEmpty();
-        // A stop set the event for good; taking that back would leave who takes requests waiting for ever.
-        if (m_bRunning)
+        // A stop set the event for good; taking that back would leave who takes requests waiting for ever. Nor is
+        // anybody else there to wake him for what is drained.
+        if (m_bRunning && !IsDrained())
             m_evQueue->Reset();
         return false;
     }
@@ -134,7 +143,6 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
     m_running = {.number = m_running.number + 1,
                  .path = item.m_strFile,
                  .attempts = item.m_nAttempts,
-                 .start = platform::Clock().Steady(),
                  .limit = item.m_timeLimit,
                  .isLastAttempt = item.m_nFailedRuns + 1 >= item.m_nMaxRuns};
     m_bCanceled = false;
@@ -192,6 +200,12 @@ bool CRequestQueue::IsClosed() const
 bool CRequestQueue::Waits(const CString& path) const
 {
     return m_queue->Contains(path) || m_later.Contains(path) || m_putBack.Contains(path);
+}
+
+void CRequestQueue::BeginRunning()
+{
+    const platform::CMutexLock lock(m_cs);
+    m_running.start = platform::Clock().Steady();
 }
 
 bool CRequestQueue::EndRunning()

@@ -71,6 +71,8 @@ public:
     bool PutBack(TSRequestItem item);
     /// What runs waits again for so long, behind all others. False, and it does not, when somebody cancelled it.
     bool RunAgain(TSRequestItem item, std::chrono::milliseconds pause);
+    /// From now on its time counts.
+    void BeginRunning();
     /// True when it had reached its limit.
     bool EndRunning();
     /// Cancels whatever runs, or with onlyThis only the request of this path. False, with nothing cancelled, when that
@@ -106,6 +108,7 @@ private:
     void TakeWhatIsDue() ZEL_REQUIRES(m_cs);
     /// Whether nothing can be taken to run.
     [[nodiscard]] bool IsClosed() const ZEL_REQUIRES(m_cs);
+    [[nodiscard]] bool IsDrained() const ZEL_REQUIRES(m_cs);
     void PutBackLater(TSRequestItem item, std::chrono::milliseconds pause) ZEL_REQUIRES(m_cs);
     [[nodiscard]] bool Waits(const CString& path) const ZEL_REQUIRES(m_cs);
 

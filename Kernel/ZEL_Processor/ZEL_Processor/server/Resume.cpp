@@ -297,7 +297,9 @@ void CResume::QueueAgain(TSRequestItem item, const CString& name)
     const auto found = m_begun.find(name);
     if (!item.m_bTakenBack)
         item.m_nAttempts = found == m_begun.end() ? 1 : found->second.runs;
-    const std::chrono::milliseconds limit(found == m_begun.end() || item.m_bTakenBack ? 0ms : found->second.limit);
+    // A record may be left over, or come back with a power cut: only beside the status of a run it tells of one.
+    const bool hasLimit = found != m_begun.end() && !item.m_bTakenBack && m_told.contains(name);
+    const std::chrono::milliseconds limit = hasLimit ? found->second.limit : 0ms;
     const bool isToFail = options.interrupted == eInterrupted_Fail || limit != 0ms ||
                           (options.attempts != 0 && item.m_nAttempts >= options.attempts);
     // Also of one that runs again: it may be cancelled first, and its part of a response then be taken for a whole one.

@@ -30,7 +30,7 @@ void Warn(const SRunningRequest& running, const CString& text)
 void CTimeLimits::Check()
 {
     const std::optional<SRunningRequest> running = m_requests.Running();
-    if (!running || running->limit == 0ms)
+    if (!running || running->limit == 0ms || running->start == 0ns)
         return;
     const std::chrono::nanoseconds now = platform::Clock().Steady();
     if (!running->hasReachedLimit) {
@@ -48,7 +48,7 @@ void CTimeLimits::Check()
 std::chrono::milliseconds CTimeLimits::UntilCheck() const
 {
     const std::optional<SRunningRequest> running = m_requests.Running();
-    if (!running || running->limit == 0ms)
+    if (!running || running->limit == 0ms || running->start == 0ns)
         return kLongestPauseOfChecks;
     const std::chrono::nanoseconds next = running->hasReachedLimit ? m_nextWarning : running->start + running->limit;
     const std::chrono::nanoseconds left = next - platform::Clock().Steady();

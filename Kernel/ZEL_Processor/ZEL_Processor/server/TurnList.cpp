@@ -91,6 +91,10 @@ CTurnList::eMoved CTurnList::Move(const CString& path, eRequestPlace place, cons
     const Places::const_iterator found = Find(path);
     if (found == m_places.end())
         return eMoved_NotThere;
+    if (place == eRequestPlace_First) {
+        PutNext(Remove(SPlace(*found)));
+        return eMoved_Yes;
+    }
     const SPlace from = *found;
     SPlace to = from;
     Items::iterator before;
@@ -105,11 +109,9 @@ CTurnList::eMoved CTurnList::Move(const CString& path, eRequestPlace place, cons
             return eMoved_OtherTurn;
         before = to.item;
     } else {
-        const bool isFirst = place == eRequestPlace_First;
-        ByPriority& priorities = from.turn->priorities;
-        to.equals = isFirst ? priorities.try_emplace(kNext).first : std::prev(priorities.end());
-        to.client = PlaceOf(to.equals->second.clients, to.equals->second.clientOf, from.client->name, isFirst);
-        before = isFirst ? to.client->items.begin() : to.client->items.end();
+        to.equals = std::prev(from.turn->priorities.end());
+        to.client = PlaceOf(to.equals->second.clients, to.equals->second.clientOf, from.client->name, false);
+        before = to.client->items.end();
     }
     m_places.erase(found);
     to.item = from.item;

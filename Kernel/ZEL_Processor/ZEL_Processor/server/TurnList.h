@@ -48,8 +48,8 @@ public:
     void PutBack(TSRequestItem item);
     /// Before all that wait.
     void PutNext(TSRequestItem item) { Insert(std::move(item), kNext); }
-    /// Moves one that waits, as the same request of the same priority: before or behind all that wait now, or before
-    /// another one; with turns, of its owner, whose turn stays, and when it is fair, of its client.
+    /// Moves one that waits, as the same request of the same priority: before all that wait now; behind all, or before
+    /// another one, with turns of its owner, whose turn stays, and when it is fair, of its client.
     enum eMoved { eMoved_Yes, eMoved_NotThere, eMoved_NoOther, eMoved_OtherTurn };
     eMoved Move(const CString& path, eRequestPlace place, const CString& otherPath);
     /// False when nothing waits.
