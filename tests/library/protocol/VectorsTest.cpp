@@ -96,7 +96,10 @@ Said ReadCommand(const std::wstring& path)
     CommandFile::SContent content;
     if (CommandFile::Read(path, content) != CommandFile::eRead_Ok || content.type == eCommandType_NotInitialized)
         return {};
-    return std::to_string(content.type) + "\t" + Shown(platform::ToUtf8(content.name));
+    const std::string type = content.type < CommandFile::kHoldQueue
+                                 ? std::to_string(content.type)
+                                 : platform::ToUtf8(CommandFile::WordOf(content.type));
+    return type + "\t" + Shown(platform::ToUtf8(content.name));
 }
 
 Said ReadAnswer(const std::wstring& path)
