@@ -166,9 +166,10 @@ TEST_F(FileArgumentsTest, WhatIsMissingInBothIsToldAsEver)
 
 TEST_F(FileArgumentsTest, AFileThatCanNotBeReadIsNamedWithTheReason)
 {
-    const std::pair<std::wstring, std::string> files[] = {{m_root / L"none.conf", "none.conf' cannot be read: "},
-                                                          {m_root / L"no/none.conf", "none.conf' cannot be read: "},
-                                                          {m_strHome, "is a directory, a pipe or a device"}};
+    const std::pair<std::wstring, std::string> files[] = {
+        {m_root / L"none.conf", "none.conf' cannot be read: "},
+        {m_root / L"no" + platform::kPathSeparator + L"none.conf", "none.conf' cannot be read: "},
+        {m_strHome, "is a directory, a pipe or a device"}};
     for (const auto& [file, reason] : files) {
         std::vector<std::wstring> arguments = DirectoryArguments();
         arguments.insert(arguments.end(), {L"--config", file});
