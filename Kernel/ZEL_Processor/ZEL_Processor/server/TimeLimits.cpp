@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kLongestPauseOfChecks = 1s;
 constexpr std::chrono::nanoseconds kBetweenWarnings = 1min;
+constexpr std::chrono::milliseconds kLongestGrace = 1h;
 
 void Warn(const SRunningRequest& running, const CString& text)
 {
@@ -36,8 +37,8 @@ void CTimeLimits::Check()
     if (!running->hasReachedLimit) {
         if (now - running->start < running->limit || !m_requests.EndAtLimit(running->number))
             return;
-        m_nextWarning =
-            now + std::clamp<std::chrono::nanoseconds>(m_settings.m_options.grace, 0ns, kBetweenWarnings * 60);
+        // In the host's own unit, of which the largest number fits into no finer one.
+        m_nextWarning = now + std::clamp(m_settings.m_options.grace, 0ms, kLongestGrace);
         Reach(*running);
     } else if (now >= m_nextWarning) {
         m_nextWarning = now + kBetweenWarnings;
