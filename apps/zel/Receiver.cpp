@@ -77,8 +77,9 @@ bool CReceiver::Receive(const std::wstring& name, const std::wstring& target, st
     }
     if (!CopyTo(m_session, response, target, error))
         return false;
-    RemoveOrTell(response);
-    RemoveOrTell(m_session.StatusPath(name));
+    // A response that stays keeps its status: without it the name looks free to others.
+    if (RemoveOrTell(response))
+        RemoveOrTell(m_session.StatusPath(name));
     return true;
 }
 
@@ -140,9 +141,10 @@ void CReceiver::Forget(const SRequestState& state)
         RemoveOrTell(m_session.StatusPath(state.name));
 }
 
-void CReceiver::RemoveOrTell(const std::wstring& path)
+bool CReceiver::RemoveOrTell(const std::wstring& path)
 {
     const platform::eOsError error = RemoveWhenFree(path);
     if (!platform::Succeeded(error))
         PrintError(L"zel", ShownText(ToolTexts::IDS_CANNOT_BE_DELETED, {path, platform::OsErrorText(error)}));
+    return platform::Succeeded(error);
 }

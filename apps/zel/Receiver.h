@@ -37,7 +37,7 @@ private:
     [[nodiscard]] bool IsFree(const std::wstring& path);
     [[nodiscard]] static bool CopyBeside(IPatience& patience, const std::wstring& response, const std::wstring& target,
                                          std::wstring& error);
-    void RemoveOrTell(const std::wstring& path);
+    bool RemoveOrTell(const std::wstring& path);
 
     CToolSession& m_session;
 };

@@ -28,7 +28,16 @@ check_that_it_sees() {
     grep -q -- '--case killed:executive:unlink:2$' "$work/said" || complain "the command that repeats it is missing"
 }
 
+# A response that cannot be removed keeps its status, as nobody else's name.
+answered_but_kept() {
+    TMPDIR=$work "$root/scripts/certify" --build "$build" --case failing:receive:unlink:1:EACCES >"$work/said" || {
+        cat "$work/said"
+        complain "a response that cannot be removed loses its status"
+    }
+}
+
 check_that_it_sees
+answered_but_kept
 TMPDIR=$work "$root/scripts/certify" --quick --seed 5 --build "$build" || complain "the certificate fails"
 ((failures == 0)) || cat "$work/said"
 ((failures == 0))
