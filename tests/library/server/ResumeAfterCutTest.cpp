@@ -96,3 +96,37 @@ TEST_F(ResumeTest, WhatIsTakenBackSaysSoWhereNothingIsToRunAgain)
     EXPECT_FALSE(HasFile(L"a.drq"));
     m_host.AcceptWarnings();
 }
+
+TEST_F(ResumeTest, APauseThatAPowerCutHasBroughtBackDoesNotHideThatARunWasBegun)
+{
+    m_settings.m_options.syncing = true;
+    for (const bool isToFail : {false, true}) {
+        m_settings.m_options.interrupted = isToFail ? eInterrupted_Fail : eInterrupted_Rerun;
+        Arrive(L"run.drq");
+        WriteRecord(L"run.drq", "1");
+        Arrive(L"paused.drq");
+        for (const wchar_t* name : {L"run.drq", L"paused.drq"})
+            WriteStatus(name, eRequestStatus_Paused);
+        Write(m_settings.m_paths.InOwnFolder(L"started"), "12345");
+        Resume(isToFail ? L"0 waiting, 1 interrupted, 1 paused, 0 answered, 0 clients, 0 moved aside"
+                        : L"0 waiting, 0 interrupted, 2 paused, 0 answered, 0 clients, 0 moved aside");
+        EXPECT_EQ(Status(L"run.drq").status, isToFail ? eRequestStatus_ServerError : eRequestStatus_Paused);
+        EXPECT_EQ(Status(L"paused.drq").status, eRequestStatus_Paused);
+        EXPECT_TRUE(TakeAll().empty());
+        m_requests.Clear(false);
+    }
+    m_host.AcceptWarnings();
+}
+
+TEST_F(ResumeTest, WithoutAPowerCutAPauseIsTheLastThatHappened)
+{
+    m_settings.m_options.syncing = true;
+    m_settings.m_options.interrupted = eInterrupted_Fail;
+    ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(m_settings.m_paths.InOwnFolder({}))));
+    Resume(L"0 waiting, 0 interrupted, 0 paused, 0 answered, 0 clients, 0 moved aside");
+    Arrive(L"declined.drq");
+    WriteRecord(L"declined.drq", "1");
+    WriteStatus(L"declined.drq", eRequestStatus_Paused);
+    Resume(L"0 waiting, 0 interrupted, 1 paused, 0 answered, 0 clients, 0 moved aside");
+    EXPECT_TRUE(IsPaused(L"declined.drq"));
+}

@@ -239,7 +239,9 @@ void CResume::LookAtRequest(const CString& path, const CString& name)
     const bool hasTime = platform::Succeeded(platform::Files().GetChangeTime(path, arrived)) && arrived != 0;
     const auto found = m_told.find(name);
     const bool hasStatus = found != m_told.end();
-    if (hasStatus && found->second == eTold_Paused) {
+    // A power cut may have undone that it went on: where no run is to be begun twice, the record of one says so.
+    const bool hasRun = m_bMayBeTorn && m_settings.m_options.interrupted == eInterrupted_Fail && m_begun.contains(name);
+    if (hasStatus && found->second == eTold_Paused && !hasRun) {
         ++m_nPaused;
         return m_requests.Pause(m_settings.ItemOf(path));
     }
