@@ -242,4 +242,11 @@ bool EqualsNoCase(std::wstring_view left, std::wstring_view right)
                       [](wchar_t a, wchar_t b) { return a == b || FoldUnit(a) == FoldUnit(b); });
 }
 
+bool IsControl(wchar_t character)
+{
+    const auto isIn = [character](wchar_t first, wchar_t last) { return character >= first && character <= last; };
+    return character < L' ' || isIn(L'\x7f', L'\x9f') || character == L'\x061c' || isIn(L'\x200e', L'\x200f') ||
+           isIn(L'\x2028', L'\x202e') || isIn(L'\x2066', L'\x2069');
+}
+
 } // namespace platform

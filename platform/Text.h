@@ -29,4 +29,8 @@ namespace platform {
 /// Case-insensitive comparison of whole texts, by simple case folding of each code unit and independent of the locale.
 [[nodiscard]] ZEL_FRAMEWORK_API bool EqualsNoCase(std::wstring_view left, std::wstring_view right);
 
+/// Whether a character does something to what stands beside it where it is printed: the control characters, the line
+/// ends of Unicode, and the marks that turn the direction of text, with which "gpj.exe" reads as "exe.jpg".
+[[nodiscard]] ZEL_FRAMEWORK_API bool IsControl(wchar_t character);
+
 } // namespace platform

@@ -1,18 +1,15 @@
 #include "apps/common/ShownText.h"
 
+#include "platform/Text.h"
+
 #include <algorithm>
 #include <fmt/xchar.h>
 
 namespace {
 
-bool IsControl(wchar_t character)
-{
-    return character < L' ' || (character >= L'\x7f' && character < L'\xa0');
-}
-
 bool HasControls(const std::wstring& text)
 {
-    return std::ranges::any_of(text, IsControl);
+    return std::ranges::any_of(text, platform::IsControl);
 }
 
 std::wstring Hex(wchar_t character)
@@ -28,7 +25,7 @@ std::wstring Escaped(const std::wstring& name)
         if (character == L'"' || character == L'\\')
             escaped += {L'\\', character};
         else
-            escaped += IsControl(character) ? Hex(character) : std::wstring(1, character);
+            escaped += platform::IsControl(character) ? Hex(character) : std::wstring(1, character);
     }
     return escaped;
 }
@@ -51,7 +48,7 @@ std::wstring ShownText(const STextCode& code, std::vector<std::wstring> argument
 
 std::wstring OneLine(std::wstring text)
 {
-    std::ranges::replace_if(text, IsControl, L' ');
+    std::ranges::replace_if(text, platform::IsControl, L' ');
     return text;
 }
 
@@ -59,7 +56,7 @@ std::wstring Printable(const std::wstring& text)
 {
     std::wstring printable;
     for (const wchar_t character : text) {
-        const bool isKept = character == L'\n' || character == L'\t' || !IsControl(character);
+        const bool isKept = character == L'\n' || character == L'\t' || !platform::IsControl(character);
         printable += isKept ? std::wstring(1, character) : Hex(character);
     }
     return printable;

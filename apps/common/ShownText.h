@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-/// A name as people see it: with control characters, which file names may have, in quotes and as \x0a.
+/// A name as people see it: with control characters (platform::IsControl), which file names may have, in quotes and as
+/// \x0a.
 [[nodiscard]] std::wstring ShownName(const std::wstring& name);
 
 /// A text with arguments such as names, whose control characters are \x0a and the like: the text has the quotes.

@@ -22,11 +22,6 @@ constexpr bool IsLowSurrogate(wchar_t unit)
     return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-constexpr bool IsControl(wchar_t unit)
-{
-    return unit < 0x20 || (unit >= 0x7F && unit <= 0x9F);
-}
-
 std::wstring Escape(wchar_t unit)
 {
     // A lone low surrogate stands for a byte that is no text; the byte is what whoever reads the log can search for.
@@ -67,7 +62,7 @@ std::string PrintableLogText(std::string_view text)
         const bool beforeLineFeed = i + 1 < wide.size() && wide[i + 1] == L'\n';
         if (unit == L'\n')
             result += L"\n    | ";
-        else if (unit == L'\t' || !IsControl(unit))
+        else if (unit == L'\t' || !platform::IsControl(unit))
             result += unit;
         else if (unit != L'\r' || !beforeLineFeed)
             result += Escape(unit);
@@ -78,7 +73,7 @@ std::string PrintableLogName(std::wstring_view name)
 {
     return Converted(name, [&name](std::wstring& result, std::size_t i) {
         const wchar_t unit = name[i];
-        if (IsControl(unit) || unit == L'{' || unit == L'}')
+        if (platform::IsControl(unit) || unit == L'{' || unit == L'}')
             result += Escape(unit);
         else
             result += unit;

@@ -9,6 +9,7 @@ TEST(ShownTextTest, NamesWithControlCharactersAreQuoted)
     EXPECT_EQ(ShownName(L"a \"b\".drq"), L"a \"b\".drq");
     EXPECT_EQ(ShownName(L"a\n\"b\\.drq"), L"\"a\\x0a\\\"b\\\\.drq\"");
     EXPECT_EQ(ShownName(L"\x1b[2J\x9b.drq"), L"\"\\x1b[2J\\x9b.drq\"");
+    EXPECT_EQ(ShownName(L"a\u202eqrd.exe"), L"\"a\\x202eqrd.exe\"") << "or it reads as another one";
 }
 
 TEST(ShownTextTest, ATextShowsTheControlCharactersOfItsArgumentsAlone)

@@ -89,6 +89,15 @@ TEST(TextTest, Utf16LeKeepsLoneSurrogates)
     EXPECT_EQ(ToUtf16Le(FromUtf16Le(bytes)), bytes);
 }
 
+TEST(TextTest, WhatMovesTheCursorOrTurnsTheTextIsAControl)
+{
+    for (const wchar_t control :
+         std::wstring(L"\0\n\x1b\x1f\x7f\x9f\u061c\u200e\u200f\u2028\u2029\u202a\u202e\u2066\u2069", 15))
+        EXPECT_TRUE(IsControl(control)) << std::hex << static_cast<unsigned>(control);
+    for (const wchar_t plain : std::wstring(L" ~\u00a0\u00e4\u061b\u200d\u2010\u2027\u202f\u2065\u206a\u4e2d"))
+        EXPECT_FALSE(IsControl(plain)) << std::hex << static_cast<unsigned>(plain);
+}
+
 TEST(TextTest, ComparisonWithoutCaseGoesBeyondAscii)
 {
     EXPECT_TRUE(EqualsNoCase(L"Request.XML", L"rEQUEST.xml"));

@@ -72,6 +72,7 @@ TEST_F(LogFormatterTest, NoNameOfARequestPassesForAnythingElse)
 {
     EXPECT_NE(TextLine(L"a\n2024 critical\r\x1b[31m\t.drq").find("{a\\x0A2024 critical\\x0D\\x1B[31m\\x09.drq} text"),
               std::string::npos);
+    EXPECT_NE(TextLine(L"a\u202eqrd.exe").find("{a\\x202Eqrd.exe} text"), std::string::npos);
     EXPECT_NE(TextLine(L"a} forged {b.drq").find("{a\\x7D forged \\x7Bb.drq} text"), std::string::npos);
     EXPECT_NE(TextLine(platform::FromUtf8("\xC4\x8D\xFF.drq")).find("{\xC4\x8D\\xFF.drq} text"), std::string::npos);
     EXPECT_NE(TextLine(L"\"quoted\" %v {0.drq").find("{\"quoted\" %v \\x7B0.drq} text"), std::string::npos);
