@@ -8,6 +8,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "tests/simulation/Listener.h"
 
 #include <atomic>
 #include <memory>
@@ -24,6 +25,7 @@ constexpr std::chrono::minutes kPatience{5};
 constexpr std::chrono::seconds kBetweenLooks{20};
 /// Then the server is left alone, so that a history has an end.
 constexpr std::size_t kMostDeaths = 4;
+constexpr std::chrono::seconds kBetweenEvents{2};
 /// A status that cannot be read may be so because of a call of this very client that failed.
 constexpr int kOwnErrors = 3;
 
@@ -107,6 +109,7 @@ void CServerActor::Serve()
     CLateResponses late(m_stage);
     server.SetZelProcessorContext(&context);
     server.SetZelProcessorEvent(&late);
+    server.SetPalette(MakePalette().Get());
     if (!server.SetDirs(kRequestDir, kOutputDir) || !server.Run()) {
         if (!Process().isDead && m_stage.world.m_failures == 0)
             m_stage.checker.Blame("the server does not start");
@@ -115,8 +118,23 @@ void CServerActor::Serve()
     if (m_stage.plan.failsInServer)
         Process().failsAt = Process().calls + 1 + random.Below(someCalls);
     m_isUp = true;
-    m_stage.world.m_scheduler.WaitFor(kForever, [this] { return m_isStopAsked || Process().isDead; });
+    CScheduler& scheduler = m_stage.world.m_scheduler;
+    const auto isOver = [this] { return m_isStopAsked || Process().isDead; };
+    std::thread teller; // who tells an event may have to wait until the server stops
+    if (m_stage.hasListener) {
+        const auto tell = [&] {
+            const CComThread com;
+            while (!scheduler.WaitFor(kBetweenEvents, isOver)) {
+                if (m_stage.tellsEvents)
+                    server.OnChangedDs(NextEvent(m_stage).Get());
+            }
+        };
+        static_cast<void>(scheduler.Start(Process(), tell, teller));
+    }
+    scheduler.WaitFor(kForever, isOver);
     server.Stop(true);
+    if (teller.joinable())
+        scheduler.Join(teller);
 }
 
 CClientActor::CClientActor(SStage& stage, std::size_t number, std::size_t requests)

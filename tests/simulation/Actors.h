@@ -2,6 +2,7 @@
 
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "ZEL_Processor/ZelServerOptions.h"
+#include "com/Com.h"
 #include "tests/simulation/Checker.h"
 #include "tests/simulation/World.h"
 
@@ -33,6 +34,9 @@ struct SStage {
     SPlan plan;
     bool writesInPlace = false;              ///< some requests are written in the request directory, slowly
     std::function<void()> lateResponse = {}; ///< what is still to be written, where that is planted
+    bool hasListener = false;
+    bool tellsEvents = false; ///< somebody listens
+    LONG events = 0;          ///< that the server was to tell
 };
 
 /// A process whose main thread runs a part of the history.

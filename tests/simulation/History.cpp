@@ -4,6 +4,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/simulation/Actors.h"
+#include "tests/simulation/Listener.h"
 #include "tests/simulation/Threads.h"
 
 #include <cstdio>
@@ -129,6 +130,13 @@ void AddCrowd(SStage& stage)
     stage.writesInPlace = !stage.plan.killsClient && !stage.plan.failsInClient && !stage.plan.cutsPower;
 }
 
+void AddListener(SStage& stage)
+{
+    stage.hasListener = true;
+    stage.options.ownLists = stage.world.m_random.OneIn(2);
+    stage.options.presence = stage.world.m_random.OneIn(2);
+}
+
 /// For people who look at a history.
 std::string Described(const SStage& stage)
 {
@@ -143,6 +151,8 @@ std::string Described(const SStage& stage)
     text += stage.options.resume ? ", resumed" : "";
     text += stage.options.keep != std::chrono::seconds(0) ? ", looking for old files" : "";
     text += stage.options.patience ? ", with patience" : "";
+    text += !stage.hasListener ? "" : stage.options.ownLists ? ", lists of their own" : ", one list";
+    text += stage.options.presence ? ", presence" : "";
     return text + (stage.options.interrupted == eInterrupted_Fail ? ", interrupted ones fail" : "");
 }
 
@@ -211,8 +221,12 @@ void Play(SStage& stage)
         clients.push_back(std::make_unique<CClientActor>(stage, number, 1 + random.Below(2)));
     if (stage.plan.cutsPower)
         stage.world.m_cutAt = stage.world.m_calls + 1 + random.Below(kCallsBeforeCut);
+    const std::unique_ptr<CListenerActor> listener =
+        stage.hasListener ? std::make_unique<CListenerActor>(stage) : nullptr;
     for (const auto& client : clients)
         service.KeepUpFor(*client);
+    if (listener)
+        service.KeepUpFor(*listener);
     stage.world.m_cutAt = 0;
     if (stage.world.m_cuts != 0)
         service.PutRightAfterCut();
@@ -228,6 +242,7 @@ std::string CommandOf(const SSettings& settings)
     command += settings.manner == eManner_Linux ? "linux" : "windows";
     command += settings.hasPowerCuts ? " --power" : "";
     command += settings.hasCrowd ? " --crowd" : "";
+    command += settings.hasListener ? " --listener" : "";
     if (settings.planted != ePlanted_None)
         command.append(" --planted ").append(kPlantedNames[settings.planted]);
     return command + " --seed " + std::to_string(settings.seed);
@@ -243,6 +258,8 @@ SResult RunHistory(const SSettings& settings)
     stage.options = MakeOptions(stage.plan, world.m_random);
     if (settings.hasCrowd)
         AddCrowd(stage);
+    if (settings.hasListener)
+        AddListener(stage);
     world.Trace(Described(stage));
     SetStage(&stage);
     MakeDirectories(world.m_disk);

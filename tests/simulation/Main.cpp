@@ -32,12 +32,11 @@ struct SArguments {
 };
 
 constexpr const char* kUsage =
-    "simulation [--histories N] [--seed S] [--manner linux|windows] [--power] [--crowd]\n"
+    "simulation [--histories N] [--seed S] [--manner linux|windows] [--power] [--crowd] [--listener]\n"
     "           [--planted FAULT] [--trace]\n"
     "  Plays N histories, the first with the seed S, and tells what broke a promise in them.\n"
-    "  --power: in some the power is cut. --crowd: files are held, and old ones looked for. --planted: with a fault "
-    "built in, until that shows. --trace: tells each "
-    "call.\n"
+    "  --power: in some the power is cut. --crowd: files are held, and old ones looked for. --listener: a client is\n"
+    "  registered. --planted: with a fault built in, until that shows. --trace: tells each call.\n"
     "  Faults:";
 
 void ShowUsage()
@@ -61,6 +60,8 @@ bool* FlagOf(std::string_view option, sim::SSettings& settings)
         return &settings.hasPowerCuts;
     if (option == "--crowd")
         return &settings.hasCrowd;
+    if (option == "--listener")
+        return &settings.hasListener;
     return option == "--trace" ? &settings.isTraced : nullptr;
 }
 

@@ -20,8 +20,9 @@ struct SSettings {
     eManner manner = eManner_Linux;
     ePlanted planted = ePlanted_None;
     bool hasPowerCuts = false;
-    bool hasCrowd = false; ///< others beside: who holds files, who looks for what nobody takes
-    bool isTraced = false; ///< each call is written to standard output
+    bool hasCrowd = false;    ///< others beside: who holds files, who looks for what nobody takes
+    bool hasListener = false; ///< a registered client, whom the server tells of events
+    bool isTraced = false;    ///< each call is written to standard output
 };
 
 /// What a history runs in: one machine with its disk, clock and processes.
