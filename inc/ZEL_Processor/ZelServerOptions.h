@@ -163,6 +163,13 @@ struct SZelServerOptions {
     /// second; others run meanwhile, and it waits behind them. Off: at once, which costs a processor while it waits
     /// alone.
     bool retryBackOff = false;
+    /// How many requests run at once, each on a thread of its own with plug-in objects of its own; at most kMostSlots
+    /// count. With more than one, a request has a context of its own, which forwards to the host's what a task asks but
+    /// keeps the cancel flag: the server sets none of the host's, and what the host sets itself cancels all requests. A
+    /// cancel then means the request of its name alone, as with cancelByName. OnRequestDone is called by one thread at
+    /// a time, and plug-ins are called on several threads at once.
+    unsigned slots = 1;
+    static constexpr unsigned kMostSlots = 64;
 
     bool operator==(const SZelServerOptions&) const = default;
 };

@@ -66,8 +66,8 @@ struct SServerParts {
     std::vector<GUID> Clients() { return server.m_registry.All(); }
     std::size_t PendingEvents() { return server.m_notifier.CountWaitingEvents(); }
     std::size_t PendingGroups() { return server.m_notifier.CountWaitingGroups(); }
-    [[nodiscard]] bool HasThreads() const { return server.m_pMHThread || server.m_pEThread; }
-    [[nodiscard]] bool HasExecutiveThread() const { return server.m_pEThread != nullptr; }
+    [[nodiscard]] bool HasThreads() const { return server.m_pMHThread || server.HasExecutiveThread(); }
+    [[nodiscard]] bool HasExecutiveThread() const { return server.HasExecutiveThread(); }
     [[nodiscard]] bool IsRunning() const { return server.m_bRunning; }
     /// Whether the listener has come so far that it accepts, unless it is stopped.
     [[nodiscard]] bool IsListening() const { return server.m_listener.IsListening(); }

@@ -121,6 +121,24 @@ TEST_F(ServerState, ProgressIsATurnOfEachThreadSinceTheLastQuestion)
     EXPECT_FALSE(m_state.MakesProgress()) << "that turn has been counted";
 }
 
+TEST_F(ServerState, ProgressIsOfAllSlots)
+{
+    m_state.m_settings.m_options.slots = 2;
+    m_state.m_settings.m_options.manual = true; // or a turn would wait for a request
+    Listen();
+    ASSERT_TRUE(m_state.PrepareSlots());
+    for (const bool isBoth : {false, true}) {
+        Write(In(m_requestDir, isBoth ? L"both.txt" : L"one.txt"));
+        EXPECT_TRUE(m_state.m_listener.ListenStep());
+        for (const auto& slot : m_state.m_slots) {
+            if (slot->m_nNumber == 0 || isBoth) {
+                EXPECT_TRUE(slot->m_executive.ProcessQueueStep());
+            }
+        }
+        EXPECT_EQ(m_state.MakesProgress(), isBoth);
+    }
+}
+
 TEST_F(ServerState, WithoutAPaletteAChangeIsThePointerError)
 {
     ASSERT_FALSE(m_state.m_pPalette);
@@ -141,7 +159,7 @@ TEST_F(ServerState, ItRunsOnceAndAgainAfterItsThreadsHaveEnded)
     EXPECT_TRUE(m_state.m_pMHThread) << "it may still use what the server is made of";
     ASSERT_TRUE(m_state.EndEarlierRun());
     EXPECT_FALSE(m_state.m_pMHThread);
-    EXPECT_FALSE(m_state.m_pEThread);
+    EXPECT_FALSE(m_state.HasExecutiveThread());
     EXPECT_TRUE(m_state.Run());
     m_state.Stop(true);
     EXPECT_FALSE(m_state.m_pMHThread);

@@ -18,6 +18,8 @@ public:
     virtual bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
                                 bool& bRetry) = 0;
     [[nodiscard]] virtual bool HasToldDone() const = 0;
+    /// After each run, however it was left: a fault may have kept it from giving back what others wait for.
+    virtual void EndRun() {}
     /// The type of task that the last request asked for; empty when it did not come so far.
     [[nodiscard]] virtual CString TaskType() const { return {}; }
     /// Called with that type as soon as it is known, before any code of the task, on the thread that runs the request.

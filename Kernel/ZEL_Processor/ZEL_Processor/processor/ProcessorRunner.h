@@ -19,11 +19,19 @@ public:
         m_processor.m_pState->m_removeRequest = std::move(removeRequest);
     }
 
+    /// Through which all processors go that tell the same host of what is done.
+    void SetEventGate(CCallGate* gate) { m_processor.m_pState->m_pEventGate = gate; }
+
     [[nodiscard]] bool CanProceedQueue() const override { return m_processor.CanProceedQueue(); }
     void ProceedQueue(bool proceed) override { m_processor.ProceedQueue(proceed); }
     bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce, bool& bRetry) override
     {
         return m_processor.ProcessRequest(requestPath, progress, bForce, bRetry);
+    }
+    void EndRun() override
+    {
+        if (CCallGate* const gate = m_processor.m_pState->m_pEventGate)
+            gate->Leave(m_processor.m_pState.get());
     }
     [[nodiscard]] bool HasToldDone() const override { return m_processor.HasToldDone(); }
     [[nodiscard]] CString TaskType() const override { return m_processor.m_pState->m_strTaskType; }

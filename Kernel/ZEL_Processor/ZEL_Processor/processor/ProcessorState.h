@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CallGate.h"
 #include "RequestReasons.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZelProcessorFactories.h"
@@ -13,6 +14,7 @@
 struct CZelProcessor::SState {
     CString m_strOutputDir = L"invalid";
     std::atomic<CZelProcessorEvent*> m_pEvent = nullptr; ///< a server that stops takes it away while a request runs
+    CCallGate* m_pEventGate = nullptr;                   ///< of all processors that tell this event; null for one
     CZelProcessorContext* m_pContext = nullptr;
     bool m_bToldDone = false;
     CString m_strTaskType; ///< of the last request

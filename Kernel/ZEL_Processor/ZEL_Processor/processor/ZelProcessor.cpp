@@ -132,8 +132,14 @@ bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProg
              .Run(bForce, bRetry))
         return false;
     m_pState->m_bToldDone = true;
+    CCallGate* const gate = m_pState->m_pEventGate;
+    // A server that stops within the call of another thread takes the event away.
+    if (gate && !gate->Enter(m_pState.get(), [this] { return m_pState->m_pEvent != nullptr; }))
+        return true;
     if (CZelProcessorEvent* const event = m_pState->m_pEvent)
         TellRequestDone(*event);
+    if (gate)
+        gate->Leave(m_pState.get());
     return true;
 }
 

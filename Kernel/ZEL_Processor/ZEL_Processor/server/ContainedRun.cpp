@@ -123,6 +123,7 @@ bool CContainedRun::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgres
     m_bRunAgain = false;
     m_bInTask = true;
     bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
+    m_pRunner->EndRun();
     m_bInTask = false;
     // The crash report is the operator's.
     const platform::CPrivateFiles asUsual({});
@@ -139,7 +140,8 @@ bool CContainedRun::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgre
 {
     bool bRetry = false;
     CHeldFailure progress(statusFile);
-    const bool done = m_pRunner->ProcessRequest(item.m_strFile, &progress, m_retries.IsForced(item, bForce), bRetry);
+    const bool done =
+        m_pRunner->ProcessRequest(item.m_strFile, &progress, m_requests.Retries().IsForced(item, bForce), bRetry);
     const eRetry retry = bRetry ? PutBack(item, statusFile) : eRetry_None;
     if (retry == eRetry_TooSoon)
         return true;
@@ -151,25 +153,25 @@ bool CContainedRun::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgre
             ReportFailed(item, {});
     }
     const bool hasFailed = retry == eRetry_Canceled || (!done && !bRetry);
-    if (hasFailed && !(m_requests.IsEndedByLimit() && RunAgain(item, statusFile)))
+    if (hasFailed && !(m_requests.IsEndedByLimit(m_nSlot) && RunAgain(item, statusFile)))
         EndFailedRequest(item, [&] {
-            if (m_requests.IsEndedByLimit())
+            if (m_requests.IsEndedByLimit(m_nSlot))
                 progress.TellInstead(FormatText(TextOf(StringCodes::kTimeLimit), {SecondsText(item.m_timeLimit)}));
             else
                 progress.Tell();
         });
-    m_retries.EndRun();
+    m_requests.Retries().EndRun();
     return true;
 }
 
 CContainedRun::eRetry CContainedRun::PutBack(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile)
 {
-    const bool counted = m_retries.Count(item);
+    const bool counted = m_requests.Retries().Count(item);
     // To a start that takes over what lies there a status that is not final tells of a run.
     const bool isHidden = m_settings.m_options.resume &&
                           platform::Succeeded(Protocol::RemoveWhenFree(m_settings.m_paths.Status(item.m_strFile),
                                                                        m_settings.BriefPatience()));
-    if (!m_requests.PutBack(item)) {
+    if (!m_requests.PutBack(item, m_nSlot)) {
         if (isHidden) // or its name would look unknown when its file goes
             CZelProcessor::SetStatus(&statusFile, eRequestStatus_ProcessingStarted,
                                      TextOf(StringCodes::kProcessingStarted));
@@ -186,15 +188,16 @@ bool CContainedRun::RunAgain(TSRequestItem item, CZelProcessorProgressStatusFile
         std::min(std::chrono::seconds(1 << std::min<int>(item.m_nFailedRuns, 6)), kLongestPauseBeforeAttempt);
     ++item.m_nFailedRuns;
     item.m_bTold = false; // each attempt has its story
-    const CString text = item.m_strFile + L": attempt " + std::to_wstring(item.m_nFailedRuns) + L" of " +
-                         std::to_wstring(item.m_nMaxRuns) + L" has failed, " +
-                         (m_requests.IsEndedByLimit() ? CString(L"for it ran longer than its limit") : m_strFault) +
-                         L"; the next one begins in " + SecondsText(pause) + L" s";
+    const CString text =
+        item.m_strFile + L": attempt " + std::to_wstring(item.m_nFailedRuns) + L" of " +
+        std::to_wstring(item.m_nMaxRuns) + L" has failed, " +
+        (m_requests.IsEndedByLimit(m_nSlot) ? CString(L"for it ran longer than its limit") : m_strFault) +
+        L"; the next one begins in " + SecondsText(pause) + L" s";
     // No client takes a part of a response for a whole one, and to a start that takes over what lies there a status
     // that is not final tells of a run.
     for (const CString& path : {m_settings.m_paths.Output(item.m_strFile), m_settings.m_paths.Status(item.m_strFile)})
         static_cast<void>(Protocol::RemoveWhenFree(path, m_settings.BriefPatience()));
-    m_bRunAgain = m_requests.RunAgain(std::move(item), pause);
+    m_bRunAgain = m_requests.RunAgain(std::move(item), pause, m_nSlot);
     if (m_bRunAgain)
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION, text);
     else // or its name would look unknown when its file goes

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "RetryRules.h"
 #include "ZEL_Processor/ZelTypes.h"
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 
 class CEndedRequests;
@@ -20,10 +20,10 @@ struct SFaultRecord;
 /// the host wants one. What the run held then leaks: docs/architecture.md, "Faults". For one thread.
 class CContainedRun {
 public:
-    /// isInTask is true while a task may take as long as it likes.
+    /// isInTask is true while a task may take as long as it likes. slot: in which the requests run.
     CContainedRun(const CServerSettings& settings, CRequestQueue& requests, CEndedRequests& ended,
-                  std::atomic<bool>& isInTask)
-        : m_settings(settings), m_requests(requests), m_ended(ended), m_bInTask(isInTask)
+                  std::atomic<bool>& isInTask, std::size_t slot = 0)
+        : m_settings(settings), m_requests(requests), m_ended(ended), m_bInTask(isInTask), m_nSlot(slot)
     {}
 
     void SetRunner(IRequestRunner* runner) { m_pRunner = runner; }
@@ -56,8 +56,8 @@ private:
     CRequestQueue& m_requests;
     CEndedRequests& m_ended;
     std::atomic<bool>& m_bInTask;
+    const std::size_t m_nSlot;
     IRequestRunner* m_pRunner = nullptr;
-    CRetryRules m_retries;
     CString m_strFault;
     bool m_bRunAgain = false;
 };

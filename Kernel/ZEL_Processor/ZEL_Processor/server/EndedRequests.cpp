@@ -48,6 +48,36 @@ bool IsOtherSystemStart(const CString& recordPath)
 
 } // namespace
 
+void CKeptNames::Hold(const CString& name)
+{
+    const platform::CMutexLock lock(m_cs);
+    ++m_holders[name];
+}
+
+void CKeptNames::Release(const CString& name)
+{
+    Release(name, [] {});
+}
+
+void CKeptNames::Release(const CString& name, const std::function<void()>& remove)
+{
+    const platform::CMutexLock lock(m_cs);
+    if (IsLast(name))
+        remove();
+}
+
+/// Also of a name that nobody held: an earlier server has kept its file.
+bool CKeptNames::IsLast(const CString& name)
+{
+    const auto held = m_holders.find(name);
+    if (held == m_holders.end())
+        return true;
+    if (--held->second != 0)
+        return false;
+    m_holders.erase(held);
+    return true;
+}
+
 bool CEndedRequests::IsWanted() const
 {
     return m_settings.m_options.resume && m_settings.m_options.syncing;
@@ -77,10 +107,14 @@ platform::eOsError CEndedRequests::TakeAway(const CString& queuedPath, eEnd end)
     if (!IsWanted())
         return platform::Files().Remove(queuedPath);
     const CString name = platform::FileNameOf(queuedPath);
+    if (m_pNames)
+        m_pNames->Hold(name);
     const platform::eOsError moved = MoveAway(queuedPath, name);
     const platform::eOsError error = platform::HasMoved(moved) ? platform::eOsError_None : moved;
     if (platform::Succeeded(error))
         m_ended.push_back({name, end});
+    else if (m_pNames)
+        m_pNames->Release(name);
     // A fault came after the file was kept, and before its request was told to be done.
     for (SEnded& ended : m_ended)
         ended.end = platform::IsAbsent(error) && ended.name == name ? end : ended.end;
@@ -136,11 +170,23 @@ void CEndedRequests::Flush()
     if (isAny || !platform::Succeeded(error))
         Tell(error);
     for (const SEnded& ended : group)
-        static_cast<void>(platform::Files().Remove(PathOf(ended.name)));
-    if (m_ended.size() > kMostLeft)
-        m_ended.erase(m_ended.begin(), m_ended.end() - kMostLeft); // they are there for the next start
+        LetGo(ended.name);
+    while (m_ended.size() > kMostLeft) { // it is there for the next start
+        if (m_pNames)
+            m_pNames->Release(m_ended.front().name);
+        m_ended.erase(m_ended.begin());
+    }
     m_nSinceFlush = 0;
     m_pause = IsEmpty() ? kPause : std::min(2 * m_pause, kLongestPause);
+}
+
+void CEndedRequests::LetGo(const CString& name)
+{
+    const auto remove = [&] { static_cast<void>(platform::Files().Remove(PathOf(name))); };
+    if (m_pNames)
+        m_pNames->Release(name, remove);
+    else
+        remove();
 }
 
 /// Once for a device that goes on failing.

@@ -1,15 +1,34 @@
 #pragma once
 
 #include "ZEL_Processor/ZelTypes.h"
+#include "platform/Mutex.h"
 #include "platform/OsError.h"
 #include "protocol/HandOver.h"
 
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <vector>
 
 struct CServerSettings;
+
+/// How many hold the kept file of a name. A name is used again while the file of the request before is kept still, and
+/// another thread may keep the new one in its place: the last of them lets the file go. Safe from any thread.
+class CKeptNames {
+public:
+    /// Before the file is there.
+    void Hold(const CString& name);
+    void Release(const CString& name);
+    /// remove: called when nobody else holds the name, and nobody does before it returns.
+    void Release(const CString& name, const std::function<void()>& remove);
+
+private:
+    [[nodiscard]] bool IsLast(const CString& name) ZEL_REQUIRES(m_cs);
+
+    platform::CMutex m_cs;
+    std::map<CString, std::size_t> m_holders ZEL_GUARDED_BY(m_cs); ///< never 0
+};
 
 /// Takes the queued files of ended requests away, for a server that resumes. With syncing such a file must outlast a
 /// power cut that its response, or the last status of a request without one, does not. It is kept in a folder of the
@@ -31,7 +50,10 @@ public:
     /// What is to be on the device before the file goes. Of what an earlier server left nobody knows.
     enum eEnd { eEnd_Response, eEnd_Status, eEnd_Either };
 
-    explicit CEndedRequests(const CServerSettings& settings) : m_settings(settings) {}
+    /// names: shared by all that keep files of this server; null when it is the only one.
+    explicit CEndedRequests(const CServerSettings& settings, CKeptNames* names = nullptr)
+        : m_settings(settings), m_pNames(names)
+    {}
 
     /// Whether ends are synced.
     [[nodiscard]] bool IsWanted() const;
@@ -79,7 +101,10 @@ private:
     void Hold(SEnded ended, platform::eOsError error);
     [[nodiscard]] platform::eOsError SyncEnd(const SEnded& ended) const;
 
+    void LetGo(const CString& name);
+
     const CServerSettings& m_settings;
+    CKeptNames* const m_pNames;
     std::vector<SEnded> m_ended;
     std::vector<SLeft> m_left; ///< in the queue still
     std::size_t m_nSinceFlush = 0;

@@ -29,19 +29,21 @@ constexpr auto kManualPoll = 200ms;
 } // namespace
 
 CExecutive::CExecutive(const CServerSettings& settings, CRequestQueue& requests, CRequestStatuses& statuses,
-                       const std::atomic<bool>& isRunning)
+                       const std::atomic<bool>& isRunning, std::size_t slot, CKeptNames* keptNames)
     : m_settings(settings),
       m_requests(requests),
       m_statuses(statuses),
       m_bRunning(isRunning),
       m_attempts(settings),
-      m_ended(settings),
-      m_run(settings, requests, m_ended, m_bMayTakeLong)
+      m_ended(settings, keptNames),
+      m_nSlot(slot),
+      m_run(settings, requests, m_ended, m_bMayTakeLong, slot)
 {}
 
-void CExecutive::SetRunner(IRequestRunner* runner)
+void CExecutive::SetRunner(IRequestRunner* runner, IRequestRunner* stepping)
 {
     m_pRunner = runner;
+    m_pStepping = stepping ? stepping : runner;
     m_run.SetRunner(runner);
     runner->SetOnTask([this](const CString& type) {
         if (std::exchange(m_bTellsStart, false))
@@ -68,7 +70,7 @@ bool CExecutive::ProcessQueueStep()
     m_statuses.Left().TryAgain();
     if (m_ended.IsFull())
         m_ended.Flush();
-    if (!m_pRunner->CanProceedQueue()) {
+    if (!m_pStepping->CanProceedQueue()) {
         platform::Clock().SleepFor(kManualPoll);
     } else if (!ExecuteRequest()) {
         m_bMayTakeLong = true;
@@ -105,7 +107,8 @@ bool CExecutive::ExecuteRequest()
     TSRequestItem item;
     bool bLast = false;
     // A granted manual step ends when the queue runs dry.
-    if (!m_requests.TakeRequest(item, bLast, [this] { m_pRunner->ProceedQueue(false); }))
+    if (!m_requests.TakeRequest(
+            item, bLast, [this] { m_pStepping->ProceedQueue(false); }, m_nSlot))
         return false;
     const MOXCrashRpt::CScopedSubject subject(item.m_strFile);
     const platform::CPrivateFiles files(m_settings.PrivateFor(item.m_strOwner));
@@ -115,7 +118,7 @@ bool CExecutive::ExecuteRequest()
     m_bTellsStart = m_settings.m_options.tellStory && isNews;
     RunRequest(item, bLast, isNews);
     // In this order: who writes a record of a run that reached its limit looks afterwards whether it has ended.
-    if (m_requests.EndRunning())
+    if (m_requests.EndRunning(m_nSlot))
         m_attempts.Forget(platform::FileNameOf(item.m_strFile));
     m_attempts.End(item);
     return true;
@@ -132,7 +135,7 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
     statusFile.SetTurns(&m_nTurns);
     if (!BeginRun(item, statusFile, isNews))
         return;
-    m_requests.BeginRunning(); // not before: what a limit records is in the file that the begin writes
+    m_requests.BeginRunning(m_nSlot); // not before: what a limit records is in the file that the begin writes
     bool bException = false;
     m_run.Try_ExecuteRequest(item, statusFile, bLast, bException);
     if (bException && !m_pRunner->HasToldDone() && !m_run.RunAgain(item, statusFile)) {

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 
@@ -14,15 +15,17 @@ class CRequestStatuses;
 class IRequestRunner;
 struct CServerSettings;
 
-/// Takes the requests out of the queue and has them run, one after the other, and writes statuses that had to wait. For
-/// one thread, but for what MakesProgress asks.
+/// Takes the requests out of the queue and has them run in its slot, one after the other, and writes statuses that had
+/// to wait. For one thread, but for what MakesProgress asks.
 class CExecutive {
 public:
+    /// keptNames: see CEndedRequests.
     CExecutive(const CServerSettings& settings, CRequestQueue& requests, CRequestStatuses& statuses,
-               const std::atomic<bool>& isRunning);
+               const std::atomic<bool>& isRunning, std::size_t slot = 0, CKeptNames* keptNames = nullptr);
 
-    /// Borrowed; before ProcessQueue.
-    void SetRunner(IRequestRunner* runner);
+    /// Borrowed; before ProcessQueue. stepping: the one that is asked whether the queue may go on, in place of runner:
+    /// that of the first slot, for it goes on in all of them.
+    void SetRunner(IRequestRunner* runner, IRequestRunner* stepping = nullptr);
     /// For whoever runs requests: takes the file of one that is done away. Empty when it is to be deleted.
     [[nodiscard]] std::function<platform::eOsError(const CString&)> Remover();
     /// Returns true when the server stops.
@@ -53,7 +56,9 @@ private:
     std::atomic<bool> m_bMayTakeLong = false;
     const CAttemptRecords m_attempts;
     CEndedRequests m_ended;
+    const std::size_t m_nSlot;
     CContainedRun m_run;
     IRequestRunner* m_pRunner = nullptr;
+    IRequestRunner* m_pStepping = nullptr;
     bool m_bTellsStart = false; ///< of the request that runs: the story has not told it yet
 };

@@ -43,7 +43,8 @@ void ReportWatchError(long line, const wchar_t* what, platform::eOsError error)
 } // namespace
 
 CRequestListener::CRequestListener(const CServerSettings& settings, CRequestQueue& requests, CRequestStatuses& statuses,
-                                   CClientRegistry& registry, CClientMail& mail, std::atomic<bool>& isRunning)
+                                   CClientRegistry& registry, CClientMail& mail, std::atomic<bool>& isRunning,
+                                   CKeptNames* keptNames)
     : m_settings(settings),
       m_requests(requests),
       m_statuses(statuses),
@@ -52,7 +53,7 @@ CRequestListener::CRequestListener(const CServerSettings& settings, CRequestQueu
       m_bRunning(isRunning),
       m_refusals(settings, requests, statuses),
       m_taker(settings, requests, statuses, m_refusals, isRunning, m_nTurns),
-      m_commands(settings, requests, statuses, m_refusals, m_taker, registry, isRunning, m_nTurns),
+      m_commands(settings, requests, statuses, m_refusals, m_taker, registry, isRunning, m_nTurns, keptNames),
       m_housekeeping(settings, requests, isRunning),
       m_limits(settings, requests)
 {}

@@ -23,7 +23,8 @@ class CRequestListener {
 public:
     /// isRunning is set when it accepts and cleared by whoever ends it.
     CRequestListener(const CServerSettings& settings, CRequestQueue& requests, CRequestStatuses& statuses,
-                     CClientRegistry& registry, CClientMail& mail, std::atomic<bool>& isRunning);
+                     CClientRegistry& registry, CClientMail& mail, std::atomic<bool>& isRunning,
+                     CKeptNames* keptNames = nullptr);
     ~CRequestListener();
     CRequestListener(const CRequestListener&) = delete;
     CRequestListener& operator=(const CRequestListener&) = delete;

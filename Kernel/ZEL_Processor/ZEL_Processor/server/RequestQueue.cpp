@@ -28,7 +28,16 @@ CRequestQueue::~CRequestQueue() = default;
 void CRequestQueue::SetContext(CZelProcessorContext* context)
 {
     const platform::CMutexLock lock(m_cs);
-    m_pContext = context;
+    m_runs.front().context = context;
+}
+
+void CRequestQueue::SetSlots(const std::vector<CZelProcessorContext*>& contexts)
+{
+    const platform::CMutexLock lock(m_cs);
+    m_runs.assign(contexts.size(), {});
+    std::ranges::transform(contexts, m_runs.begin(), [](CZelProcessorContext* context) {
+        return SRun{{}, false, context};
+    });
 }
 
 void CRequestQueue::Clear(bool takesTurns, bool isFair, bool backsOff)
@@ -37,6 +46,7 @@ void CRequestQueue::Clear(bool takesTurns, bool isFair, bool backsOff)
     m_queue = std::make_unique<CTurnList>(takesTurns, isFair);
     m_later = {};
     m_putBack = {};
+    m_runsStill = {};
     m_bBacksOff = backsOff;
     m_drain = eDrain_No;
     m_paused = std::make_unique<CTurnList>(false, isFair); // which keeps whose client's it is
@@ -94,7 +104,7 @@ bool CRequestQueue::TakeDrained()
 
 bool CRequestQueue::IsDrained() const
 {
-    return m_running.path.empty() &&
+    return !RunsAny() &&
            (m_drain == eDrain_Running || (m_drain == eDrain_All && m_queue->IsEmpty() && m_putBack.IsEmpty()));
 }
 
@@ -107,7 +117,8 @@ void CRequestQueue::Pause(TSRequestItem item)
 bool CRequestQueue::TakeWaiting(const CString& path, TSRequestItem& item)
 {
     const platform::CMutexLock lock(m_cs);
-    const bool isTaken = m_queue->Take(path, item) || m_later.Take(path, item) || m_putBack.Take(path, item);
+    const bool isTaken = m_queue->Take(path, item) || m_later.Take(path, item) || m_putBack.Take(path, item) ||
+                         m_runsStill.Take(path, item);
     if (isTaken && IsDrained()) // it was the last one
         m_evQueue->Set();
     return isTaken;
@@ -125,12 +136,13 @@ CTurnList::eMoved CRequestQueue::Move(const CString& path, eRequestPlace place, 
     return m_queue->Move(path, place, otherPath);
 }
 
-bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty)
+bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty,
+                                std::size_t slot)
 {
     const platform::CMutexLock lock(m_cs);
     TakeWhatIsDue();
-    if (IsClosed() || !m_queue->TakeNext(item)) {
-        if (!IsClosed() && m_putBack.IsEmpty())
+    if (IsClosed() || !TakeNext(item, slot)) {
+        if (!IsClosed() && m_putBack.IsEmpty() && !RunsAny(slot)) // for what runs may wait again
             onEmpty();
         // A stop set the event for good; taking that back would leave who takes requests waiting for ever. Nor is
         // anybody else there to wake him for what is drained.
@@ -138,24 +150,35 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
             m_evQueue->Reset();
         return false;
     }
-    bLast = m_queue->IsEmpty() && m_putBack.IsEmpty();
+    bLast = m_queue->IsEmpty() && m_putBack.IsEmpty() && m_runsStill.IsEmpty();
     // Under the lock: a cancel finds the request either in the queue or ready to be flagged, and never in between.
-    m_running = {.number = m_running.number + 1,
-                 .path = item.m_strFile,
-                 .attempts = item.m_nAttempts,
-                 .limit = item.m_timeLimit,
-                 .isLastAttempt = item.m_nFailedRuns + 1 >= item.m_nMaxRuns};
-    m_bCanceled = false;
-    if (m_pContext)
-        m_pContext->SetCanceled(false);
+    SRun& run = m_runs[slot];
+    run.request = {.number = ++m_nRuns,
+                   .path = item.m_strFile,
+                   .attempts = item.m_nAttempts,
+                   .limit = item.m_timeLimit,
+                   .isLastAttempt = item.m_nFailedRuns + 1 >= item.m_nMaxRuns};
+    run.isCanceled = false;
+    if (run.context)
+        run.context->SetCanceled(false);
     return true;
 }
 
-bool CRequestQueue::PutBack(TSRequestItem item)
+bool CRequestQueue::TakeNext(TSRequestItem& item, std::size_t slot)
+{
+    while (m_queue->TakeNext(item)) {
+        if (!Runs(item.m_strFile, slot))
+            return true;
+        m_runsStill.Add(0, std::move(item));
+    }
+    return false;
+}
+
+bool CRequestQueue::PutBack(TSRequestItem item, std::size_t slot)
 {
     const platform::CMutexLock lock(m_cs);
     // The host's own flag is not asked here: a fault in it would leave the lock taken.
-    if (m_bCanceled || m_running.hasReachedLimit)
+    if (m_runs[slot].isCanceled || m_runs[slot].request.hasReachedLimit)
         return false;
     if (m_bBacksOff) {
         item.m_pause = std::clamp(2 * item.m_pause, kFirstRetryPause, kLongestRetryPause);
@@ -168,10 +191,10 @@ bool CRequestQueue::PutBack(TSRequestItem item)
     return true;
 }
 
-bool CRequestQueue::RunAgain(TSRequestItem item, std::chrono::milliseconds pause)
+bool CRequestQueue::RunAgain(TSRequestItem item, std::chrono::milliseconds pause, std::size_t slot)
 {
     const platform::CMutexLock lock(m_cs);
-    if (m_bCanceled)
+    if (m_runs[slot].isCanceled)
         return false;
     PutBackLater(std::move(item), pause);
     return true;
@@ -199,20 +222,49 @@ bool CRequestQueue::IsClosed() const
 
 bool CRequestQueue::Waits(const CString& path) const
 {
-    return m_queue->Contains(path) || m_later.Contains(path) || m_putBack.Contains(path);
+    return m_queue->Contains(path) || m_later.Contains(path) || m_putBack.Contains(path) || m_runsStill.Contains(path);
 }
 
-void CRequestQueue::BeginRunning()
+bool CRequestQueue::Runs(const CString& path, std::size_t butSlot) const
 {
-    const platform::CMutexLock lock(m_cs);
-    m_running.start = platform::Clock().Steady();
+    for (std::size_t slot = 0; slot < m_runs.size(); ++slot) {
+        if (slot != butSlot && m_runs[slot].request.path == path)
+            return true;
+    }
+    return false;
 }
 
-bool CRequestQueue::EndRunning()
+bool CRequestQueue::RunsAny(std::size_t butSlot) const
+{
+    for (std::size_t slot = 0; slot < m_runs.size(); ++slot) {
+        if (slot != butSlot && !m_runs[slot].request.path.empty())
+            return true;
+    }
+    return false;
+}
+
+void CRequestQueue::SRun::Cancel()
+{
+    if (context)
+        context->SetCanceled(true);
+}
+
+void CRequestQueue::BeginRunning(std::size_t slot)
 {
     const platform::CMutexLock lock(m_cs);
-    m_running.path.clear();
-    return m_running.hasReachedLimit;
+    m_runs[slot].request.start = platform::Clock().Steady();
+}
+
+bool CRequestQueue::EndRunning(std::size_t slot)
+{
+    const platform::CMutexLock lock(m_cs);
+    SRunningRequest& ended = m_runs[slot].request;
+    if (TSRequestItem next; m_runsStill.Take(ended.path, next)) {
+        m_queue->PutNext(std::move(next)); // whose turn it was
+        m_evQueue->Set();
+    }
+    ended.path.clear();
+    return ended.hasReachedLimit;
 }
 
 bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
@@ -221,35 +273,49 @@ bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
     const platform::CMutexLock lock(m_cs);
     if (Waits(path))
         return false;
-    if (onlyThis && m_running.path != path)
-        return true;
-    m_bCanceled = true;
-    if (m_pContext)
-        m_pContext->SetCanceled(true);
+    for (SRun& run : m_runs) {
+        if (onlyThis && run.request.path != path)
+            continue;
+        run.isCanceled = true;
+        run.Cancel();
+    }
     return true;
 }
 
-std::optional<SRunningRequest> CRequestQueue::Running() const
+std::optional<SRunningRequest> CRequestQueue::Running(std::size_t slot) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_running.path.empty() ? std::nullopt : std::optional(m_running);
+    const SRunningRequest& running = m_runs[slot].request;
+    return running.path.empty() ? std::nullopt : std::optional(running);
+}
+
+std::vector<SRunningRequest> CRequestQueue::AllRunning() const
+{
+    const platform::CMutexLock lock(m_cs);
+    std::vector<SRunningRequest> running;
+    for (const SRun& run : m_runs) {
+        if (!run.request.path.empty())
+            running.push_back(run.request);
+    }
+    return running;
 }
 
 bool CRequestQueue::EndAtLimit(std::uint64_t number)
 {
     const platform::CMutexLock lock(m_cs);
-    if (m_running.path.empty() || m_running.number != number)
+    const auto run = std::ranges::find_if(
+        m_runs, [&](const SRun& any) { return !any.request.path.empty() && any.request.number == number; });
+    if (run == m_runs.end())
         return false;
-    m_running.hasReachedLimit = true;
-    if (m_pContext)
-        m_pContext->SetCanceled(true);
+    run->request.hasReachedLimit = true;
+    run->Cancel();
     return true;
 }
 
-bool CRequestQueue::IsEndedByLimit() const
+bool CRequestQueue::IsEndedByLimit(std::size_t slot) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_running.hasReachedLimit && !m_bCanceled;
+    return m_runs[slot].request.hasReachedLimit && !m_runs[slot].isCanceled;
 }
 
 bool CRequestQueue::IsRequestInQueue(const CString& path) const
@@ -267,13 +333,14 @@ bool CRequestQueue::IsRequestPaused(const CString& path) const
 bool CRequestQueue::IsKnown(const CString& path) const
 {
     const platform::CMutexLock lock(m_cs);
-    return Waits(path) || m_paused->Contains(path) || m_running.path == path;
+    return Waits(path) || m_paused->Contains(path) || Runs(path);
 }
 
 std::size_t CRequestQueue::CountOf(const std::string& owner) const
 {
     const platform::CMutexLock lock(m_cs);
-    return m_queue->CountOf(owner) + m_later.CountOf(owner) + m_putBack.CountOf(owner) + m_paused->CountOf(owner);
+    return m_queue->CountOf(owner) + m_later.CountOf(owner) + m_putBack.CountOf(owner) + m_runsStill.CountOf(owner) +
+           m_paused->CountOf(owner);
 }
 
 void CRequestQueue::Wake()

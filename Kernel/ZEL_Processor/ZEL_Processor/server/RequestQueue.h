@@ -1,16 +1,20 @@
 #pragma once
 
 #include "LaterList.h"
+#include "RetryRules.h"
 #include "TurnList.h"
 #include "platform/Mutex.h"
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 class CZelProcessorContext;
 namespace platform {
@@ -28,9 +32,9 @@ struct SRunningRequest {
     bool hasReachedLimit = false;       ///< EndAtLimit was told so
 };
 
-/// The requests of a server: which wait, which are paused and which one runs. Paths are those of the files in the queue
-/// directory. Safe from any thread; no operation touches a file, shows a box or waits under its lock. Nor may what it
-/// calls there, SetCanceled of the host's context and onEmpty.
+/// The requests of a server: which wait, which are paused and which run, one in each slot. Paths are those of the files
+/// in the queue directory. Safe from any thread; no operation touches a file, shows a box or waits under its lock. Nor
+/// may what it calls there, SetCanceled of the slots' contexts and onEmpty.
 class CRequestQueue {
 public:
     /// isRunning: the server's; once it is false, what wakes the executive stays set.
@@ -39,8 +43,12 @@ public:
     CRequestQueue(const CRequestQueue&) = delete;
     CRequestQueue& operator=(const CRequestQueue&) = delete;
 
-    /// Whose cancel flag is set and cleared for what runs; null for none.
+    /// Whose cancel flag is set and cleared for what runs in the first slot; null for none.
     void SetContext(CZelProcessorContext* context);
+    /// So many slots, each with its context. While nothing runs; there is one at first.
+    void SetSlots(const std::vector<CZelProcessorContext*>& contexts);
+    /// One set for all slots.
+    [[nodiscard]] CRetryRules& Retries() { return m_retries; }
     /// Nothing waits and nothing is paused from now on. For the first two see CTurnList. backsOff: what is put back has
     /// a pause, from 10 ms, twice as long each time, to a good second.
     void Clear(bool takesTurns, bool isFair = false, bool backsOff = false);
@@ -64,26 +72,29 @@ public:
     /// Changes the order of what waits; one whose time has not come has no place in it. See CTurnList.
     CTurnList::eMoved Move(const CString& path, eRequestPlace place, const CString& otherPath);
 
-    /// The next one runs, uncancelled; bLast: nothing waits behind it. False when nothing waits, and after onEmpty;
+    /// The next one runs in this slot, uncancelled; bLast: nothing waits behind it. One whose name runs still, in
+    /// another slot, waits for the end of that. False when nothing waits, and when nothing runs either, after onEmpty;
     /// false without that when the queue is held, or what runs was the last one.
-    bool TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty);
+    bool TakeRequest(TSRequestItem& item, bool& bLast, const std::function<void()>& onEmpty, std::size_t slot = 0);
     /// What runs waits again, behind all others, after its pause. False, and it does not, when it was cancelled.
-    bool PutBack(TSRequestItem item);
+    bool PutBack(TSRequestItem item, std::size_t slot = 0);
     /// What runs waits again for so long, behind all others. False, and it does not, when somebody cancelled it.
-    bool RunAgain(TSRequestItem item, std::chrono::milliseconds pause);
+    bool RunAgain(TSRequestItem item, std::chrono::milliseconds pause, std::size_t slot = 0);
     /// From now on its time counts.
-    void BeginRunning();
+    void BeginRunning(std::size_t slot = 0);
     /// True when it had reached its limit.
-    bool EndRunning();
+    bool EndRunning(std::size_t slot = 0);
     /// Cancels whatever runs, or with onlyThis only the request of this path. False, with nothing cancelled, when that
     /// request waits.
     bool CancelRunningRequest(const CString& path, bool onlyThis);
-    /// Empty when nothing runs.
-    [[nodiscard]] std::optional<SRunningRequest> Running() const;
+    /// Empty when nothing runs there.
+    [[nodiscard]] std::optional<SRunningRequest> Running(std::size_t slot = 0) const;
+    /// In all slots.
+    [[nodiscard]] std::vector<SRunningRequest> AllRunning() const;
     /// Cancels this run, which has reached its limit. False, with nothing cancelled, when it has ended.
     bool EndAtLimit(std::uint64_t number);
     /// That what runs was cancelled for its limit, and by nobody else.
-    [[nodiscard]] bool IsEndedByLimit() const;
+    [[nodiscard]] bool IsEndedByLimit(std::size_t slot = 0) const;
 
     [[nodiscard]] bool IsRequestInQueue(const CString& path) const;
     [[nodiscard]] bool IsRequestPaused(const CString& path) const;
@@ -103,6 +114,8 @@ public:
     bool WaitFor(std::chrono::milliseconds timeout);
 
 private:
+    static constexpr std::size_t kNoSlot = std::numeric_limits<std::size_t>::max();
+
     /// False when its time has come.
     bool PutOff(TSRequestItem& item) ZEL_REQUIRES(m_cs);
     void TakeWhatIsDue() ZEL_REQUIRES(m_cs);
@@ -111,6 +124,20 @@ private:
     [[nodiscard]] bool IsDrained() const ZEL_REQUIRES(m_cs);
     void PutBackLater(TSRequestItem item, std::chrono::milliseconds pause) ZEL_REQUIRES(m_cs);
     [[nodiscard]] bool Waits(const CString& path) const ZEL_REQUIRES(m_cs);
+    /// In one of the slots, or in another one than this.
+    [[nodiscard]] bool Runs(const CString& path, std::size_t butSlot = kNoSlot) const ZEL_REQUIRES(m_cs);
+    [[nodiscard]] bool RunsAny(std::size_t butSlot = kNoSlot) const ZEL_REQUIRES(m_cs);
+    /// The next one that no other slot runs still.
+    bool TakeNext(TSRequestItem& item, std::size_t slot) ZEL_REQUIRES(m_cs);
+
+    /// What runs in a slot.
+    struct SRun {
+        SRunningRequest request; ///< without a path when nothing runs
+        bool isCanceled = false; ///< somebody wants it to stop
+        CZelProcessorContext* context = nullptr;
+
+        void Cancel();
+    };
 
     const std::atomic<bool>& m_bRunning;
     mutable platform::CMutex m_cs;
@@ -119,11 +146,12 @@ private:
     CLaterList m_putBack ZEL_GUARDED_BY(m_cs);               ///< their pause goes on, in steady nanoseconds
     bool m_bBacksOff ZEL_GUARDED_BY(m_cs) = false;
     std::unique_ptr<CTurnList> m_paused ZEL_GUARDED_BY(m_cs); ///< never null
-    SRunningRequest m_running ZEL_GUARDED_BY(m_cs);           ///< without a path when nothing runs
-    bool m_bCanceled ZEL_GUARDED_BY(m_cs) = false;            ///< somebody wants what runs to stop
+    CLaterList m_runsStill ZEL_GUARDED_BY(m_cs);              ///< sent again; the run before has not ended yet
+    std::vector<SRun> m_runs ZEL_GUARDED_BY(m_cs) = std::vector<SRun>(1);
+    std::uint64_t m_nRuns ZEL_GUARDED_BY(m_cs) = 0;
     bool m_bHeld ZEL_GUARDED_BY(m_cs) = false;
     enum eDrain { eDrain_No, eDrain_All, eDrain_Running, eDrain_Done };
     eDrain m_drain ZEL_GUARDED_BY(m_cs) = eDrain_No;
-    CZelProcessorContext* m_pContext ZEL_GUARDED_BY(m_cs) = nullptr;
+    CRetryRules m_retries;
     const std::unique_ptr<platform::CManualResetEvent> m_evQueue; ///< reset under m_cs alone
 };

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 struct TSRequestItem;
 
-/// When a request whose task declines it counts as declined once more, and when its task has to take it. For one
-/// thread.
+/// When a request whose task declines it counts as declined once more, and when its task has to take it. Safe from
+/// any thread: there is one set for all that run requests.
 class CRetryRules {
 public:
     /// bLast: nothing waits behind it.
@@ -17,5 +18,5 @@ public:
     void EndRun();
 
 private:
-    std::uint32_t m_dwLastRequestTick = 0;
+    std::atomic<std::uint32_t> m_dwLastRequestTick = 0;
 };

@@ -228,7 +228,7 @@ void CServerCommands::CancelRequest(const CString& name, CZelProcessorProgress* 
     // Once more when its task declined it between the two looks. Whatever runs is meant when the name does not wait,
     // unless the host wants names to count.
     while (!RemoveRequestFromQueue(name)) {
-        if (m_requests.CancelRunningRequest(m_settings.m_paths.InQueue(name), m_settings.m_options.cancelByName))
+        if (m_requests.CancelRunningRequest(m_settings.m_paths.InQueue(name), m_settings.CancelsByName()))
             return;
     }
     CZelProcessor::SetStatus(progress, eRequestStatus_Canceled, TextOf(StringCodes::kCanceled));
@@ -304,7 +304,7 @@ bool CServerCommands::RemoveRequestFromQueue(const CString& name)
     TSRequestItem item;
     const CString queuePath = m_settings.m_paths.InQueue(name);
     // Whoever is told that a request is paused may count on a cancel that means it.
-    const bool takesPaused = m_settings.m_options.cancelByName || m_settings.m_options.pausedStatus;
+    const bool takesPaused = m_settings.CancelsByName() || m_settings.m_options.pausedStatus;
     if (!m_requests.TakeWaiting(queuePath, item) && !(takesPaused && m_requests.TakePaused(queuePath, item)))
         return false;
     // Before the file is gone, or the name would look unknown in between. It is free before anybody can use it again:
@@ -312,7 +312,7 @@ bool CServerCommands::RemoveRequestFromQueue(const CString& name)
     // read of the end and removed the status, so there the end comes last.
     const SZelServerOptions& options = m_settings.m_options;
     const auto tell = [&](eZelProcRequestStatus status, const SStringCode& text) {
-        if (options.cancelByName)
+        if (m_settings.CancelsByName())
             m_statuses.SetRequestStatus(name, item.m_strOwner, status, TextOf(text));
     };
     tell(options.resume ? eRequestStatus_ProcessingStarted : eRequestStatus_Canceled,
@@ -325,7 +325,7 @@ bool CServerCommands::RemoveRequestFromQueue(const CString& name)
         WQ_MessageBox(L"Unable to delete request file from the queue directory.\nFile:" + item.m_strFile,
                       eMessageStyle_Warning);
     // One that its task declined has a status of that run, which nobody would ever bring to an end.
-    if (!options.cancelByName)
+    if (!m_settings.CancelsByName())
         m_statuses.RemoveStatus(name);
     m_ended.Flush(); // who is told that his cancel was carried out has nobody else's sync to wait for
     return true;

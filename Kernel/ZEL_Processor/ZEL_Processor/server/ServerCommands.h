@@ -17,10 +17,11 @@ struct SContent;
 /// Reads and carries out commands. For the listener's thread.
 class CServerCommands {
 public:
-    /// turns: counts each try while somebody is waited for.
+    /// turns: counts each try while somebody is waited for. keptNames: see CEndedRequests.
     CServerCommands(const CServerSettings& settings, CRequestQueue& requests, CRequestStatuses& statuses,
                     CRequestRefusals& refusals, CRequestTaker& taker, CClientRegistry& registry,
-                    const std::atomic<bool>& isRunning, std::atomic<std::uint32_t>& turns)
+                    const std::atomic<bool>& isRunning, std::atomic<std::uint32_t>& turns,
+                    CKeptNames* keptNames = nullptr)
         : m_settings(settings),
           m_requests(requests),
           m_statuses(statuses),
@@ -29,7 +30,7 @@ public:
           m_registry(registry),
           m_bRunning(isRunning),
           m_nTurns(turns),
-          m_ended(settings),
+          m_ended(settings, keptNames),
           m_operator(settings, requests)
     {}
 

@@ -68,6 +68,11 @@ std::string CServerSettings::PrivateFor(const std::string& owner) const
     return owner.empty() ? OwnerOf(m_paths.m_strQueueDir) : owner;
 }
 
+std::size_t CServerSettings::Slots() const
+{
+    return std::clamp(m_options.slots, 1U, SZelServerOptions::kMostSlots);
+}
+
 unsigned CServerSettings::MoveFlags() const
 {
     return Protocol::MoveFlags(m_options.syncing, false);

@@ -25,6 +25,10 @@ struct CServerSettings {
     /// server.
     [[nodiscard]] std::string PrivateFor(const std::string& owner) const;
     [[nodiscard]] unsigned MoveFlags() const;
+    /// Whether a cancel means the request of its name only: among several that run there is no other one to be meant.
+    [[nodiscard]] bool CancelsByName() const { return m_options.cancelByName || m_options.slots > 1; }
+    /// How many requests run at once.
+    [[nodiscard]] std::size_t Slots() const;
     /// Whether it is on the device that a run has begun, before it begins: no power cut may have it run again.
     [[nodiscard]] bool MarksRuns() const;
     /// With who holds a file of the output directory; 0: without limit. Its readers need microseconds, and what is not

@@ -14,14 +14,15 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
-#include "processor/ProcessorRunner.h"
 #include "processor/ZelProcessorFactories.h"
 #include "protocol/HandOver.h"
 #include "reports/ReportLines.h"
 #include "reports/SourceNames.h"
 
+#include <algorithm>
 #include <chrono>
-#include <new>
+#include <string>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -141,21 +142,8 @@ bool CServerState::Run()
 {
     if (m_bRunning || !EndEarlierRun())
         return false;
-    try {
-        m_pProcessor = std::make_unique<CZelProcessor>();
-    } catch (const std::bad_alloc&) {
-        AfxThrowMemoryException();
-    }
-    m_pRunner = std::make_unique<CProcessorRunner>(*m_pProcessor, m_executive.Remover(), m_settings.m_options.leftOut);
-    m_executive.SetRunner(m_pRunner.get());
-    if (!m_pProcessor->SetOutputDir(m_settings.m_paths.m_strOutputDir))
+    if (!PrepareSlots())
         return false;
-    // Before the threads start, or a request that arrives at once would meet a processor without its context.
-    m_pProcessor->SetEvent(m_settings.m_pEvent);
-    m_pProcessor->SetContext(m_settings.m_pContext);
-    m_pProcessor->SetTellReasons(m_settings.m_options.tellReasons);
-    m_pProcessor->SetManualProceedQueue(m_settings.m_options.manual);
-
     m_listener.Prepare();
     m_bFailed = false;
     const std::uint32_t start = platform::Clock().TickCount();
@@ -167,7 +155,23 @@ bool CServerState::Run()
         if (platform::Clock().TickCount() - start >= kStartTimeoutMs)
             return false;
     }
-    return m_settings.m_bNoExecutiveThread || StartExecutiveThread();
+    return m_settings.m_bNoExecutiveThread || StartExecutiveThreads();
+}
+
+bool CServerState::PrepareSlots()
+{
+    const std::size_t count = m_settings.Slots();
+    while (m_slots.size() < count)
+        m_slots.push_back(std::make_unique<CExecutiveSlot>(*this, m_slots.size()));
+    std::vector<CZelProcessorContext*> contexts;
+    for (std::size_t number = 0; number < count; ++number) {
+        if (!m_slots[number]->Prepare(m_settings, number == 0 ? nullptr : m_slots.front()->m_pRunner.get(),
+                                      count == 1 ? nullptr : &m_eventGate))
+            return false;
+        contexts.push_back(m_slots[number]->Context());
+    }
+    m_requests.SetSlots(contexts);
+    return true;
 }
 
 /// A run that was stopped without waiting, or gave up, may have its threads still, and they use what Run makes anew.
@@ -176,21 +180,34 @@ bool CServerState::EndEarlierRun()
     if (!m_pMHThread)
         return true;
     m_listener.EndListener();
-    for (std::unique_ptr<CWQ_Thread>* thread : {&m_pMHThread, &m_pEThread}) {
+    std::vector<std::unique_ptr<CWQ_Thread>*> threads{&m_pMHThread};
+    for (const auto& slot : m_slots)
+        threads.push_back(&slot->m_pThread);
+    for (const auto* thread : threads) {
         if (*thread && !(*thread)->WaitFor(std::chrono::milliseconds(kStartTimeoutMs)))
             return false;
     }
-    m_pMHThread.reset();
-    m_pEThread.reset();
+    for (auto* thread : threads)
+        thread->reset();
     return true;
 }
 
-bool CServerState::StartExecutiveThread()
+bool CServerState::StartExecutiveThreads()
 {
-    m_pEThread = AfxBeginThread(&CServerState::ExecutiveThread, this);
-    if (!m_pEThread)
-        m_listener.EndListener(); // nobody would take what it queues
-    return m_pEThread != nullptr;
+    for (std::size_t number = 0; number < m_settings.Slots(); ++number) {
+        CExecutiveSlot& slot = *m_slots[number];
+        slot.m_pThread = AfxBeginThread(&CServerState::ExecutiveThread, &slot);
+        if (!slot.m_pThread) {
+            m_listener.EndListener(); // nobody would take what it queues
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CServerState::HasExecutiveThread() const
+{
+    return std::ranges::any_of(m_slots, [](const auto& slot) { return slot->m_pThread != nullptr; });
 }
 
 void CServerState::Stop(bool bWait)
@@ -201,19 +218,37 @@ void CServerState::Stop(bool bWait)
     if (bWait) {
         if (!m_pMHThread->Wait())
             WQ_MessageBox(L"Something went wrong with m_pMHThread thread!", eMessageStyle_Error);
-        // The listener, which has ended, has watched how long what runs takes.
-        while (m_pEThread && t_pServer != this && !m_pEThread->WaitFor(m_listener.Limits().UntilCheck()))
-            m_listener.Limits().Check();
-        if (m_pEThread && !m_pEThread->Wait())
-            WQ_MessageBox(L"Something went wrong with m_pEThread thread!", eMessageStyle_Error);
+        WaitForExecutives();
         m_pMHThread.reset();
-        m_pEThread.reset();
+        for (const auto& slot : m_slots)
+            slot->m_pThread.reset();
         // Nobody would tell who waits for them any more.
         if (m_settings.m_options.retryLastStatus)
             TryLastStatuses();
     }
-    if (m_pProcessor)
-        m_pProcessor->SetEvent(nullptr);
+    TakeEventAway();
+}
+
+void CServerState::TakeEventAway()
+{
+    for (const auto& slot : m_slots) {
+        if (slot->m_pProcessor)
+            slot->m_pProcessor->SetEvent(nullptr);
+    }
+}
+
+void CServerState::WaitForExecutives()
+{
+    const bool isOwnThread = t_pServer == this;
+    if (isOwnThread && m_settings.Slots() > 1)
+        TakeEventAway(); // others may wait until this very call of the host's is over
+    for (const auto& slot : m_slots) {
+        // The listener, which has ended, has watched how long what runs takes.
+        while (slot->m_pThread && !isOwnThread && !slot->m_pThread->WaitFor(m_listener.Limits().UntilCheck()))
+            m_listener.Limits().Check();
+        if (slot->m_pThread && !slot->m_pThread->Wait())
+            WQ_MessageBox(L"Something went wrong with m_pEThread thread!", eMessageStyle_Error);
+    }
 }
 
 void CServerState::TryLastStatuses()
@@ -227,10 +262,11 @@ void CServerState::TryLastStatuses()
 bool CServerState::MakesProgress()
 {
     const std::uint32_t listener = m_listener.Turns();
-    const std::uint32_t executive = m_executive.Turns();
     const bool listens = std::exchange(m_nListenerTurnsSeen, listener) != listener;
-    const bool executes = std::exchange(m_nExecutiveTurnsSeen, executive) != executive;
-    return !m_bRunning || (listens && (executes || m_executive.MayTakeLong() || m_settings.m_bNoExecutiveThread));
+    bool executes = m_slots.size() >= m_settings.Slots();
+    for (std::size_t number = 0; executes && number < m_settings.Slots(); ++number)
+        executes = m_slots[number]->MakesProgress();
+    return !m_bRunning || (listens && (executes || m_settings.m_bNoExecutiveThread));
 }
 
 void CServerState::OnChangedDs(IWQ_DsEventsData* events)
@@ -276,12 +312,14 @@ void CServerState::TellFailed()
 unsigned CServerState::MessageHandlingThread(void* server)
 {
     auto* const self = static_cast<CServerState*>(server);
-    return self->RunThread("ZelProcessorServer::MessageHandling",
-                           [self] { return self->m_pProcessor && self->m_listener.Listen(); });
+    return self->RunThread("ZelProcessorServer::MessageHandling", [self] { return self->m_listener.Listen(); });
 }
 
-unsigned CServerState::ExecutiveThread(void* server)
+unsigned CServerState::ExecutiveThread(void* slot)
 {
-    auto* const self = static_cast<CServerState*>(server);
-    return self->RunThread("ZelProcessorServer::Executive", [self] { return self->m_executive.ProcessQueue(); });
+    auto* const self = static_cast<CExecutiveSlot*>(slot);
+    std::string name = "ZelProcessorServer::Executive";
+    if (self->m_nNumber != 0)
+        name += std::to_string(self->m_nNumber + 1);
+    return self->m_server.RunThread(name.c_str(), [self] { return self->m_executive.ProcessQueue(); });
 }

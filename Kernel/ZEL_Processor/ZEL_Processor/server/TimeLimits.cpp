@@ -10,6 +10,7 @@
 #include "reports/SourceNames.h"
 
 #include <algorithm>
+#include <vector>
 
 using namespace std::chrono_literals;
 
@@ -26,34 +27,54 @@ void Warn(const SRunningRequest& running, const CString& text)
                      running.path + L": " + text);
 }
 
+bool IsLimited(const SRunningRequest& running)
+{
+    return running.limit != 0ms && running.start != 0ns;
+}
+
 } // namespace
 
 void CTimeLimits::Check()
 {
-    const std::optional<SRunningRequest> running = m_requests.Running();
-    if (!running || running->limit == 0ms || running->start == 0ns)
-        return;
+    const std::vector<SRunningRequest> all = m_requests.AllRunning();
+    std::erase_if(m_nextWarnings, [&](const auto& warning) {
+        return std::ranges::find(all, warning.first, &SRunningRequest::number) == all.end();
+    });
+    for (const SRunningRequest& running : all) {
+        if (IsLimited(running))
+            CheckRun(running);
+    }
+}
+
+void CTimeLimits::CheckRun(const SRunningRequest& running)
+{
     const std::chrono::nanoseconds now = platform::Clock().Steady();
-    if (!running->hasReachedLimit) {
-        if (now - running->start < running->limit || !m_requests.EndAtLimit(running->number))
+    if (!running.hasReachedLimit) {
+        if (now - running.start < running.limit || !m_requests.EndAtLimit(running.number))
             return;
         // In the host's own unit, of which the largest number fits into no finer one.
-        m_nextWarning = now + std::clamp(m_settings.m_options.grace, 0ms, kLongestGrace);
-        Reach(*running);
-    } else if (now >= m_nextWarning) {
-        m_nextWarning = now + kBetweenWarnings;
-        TellDeaf(*running);
+        m_nextWarnings[running.number] = now + std::clamp(m_settings.m_options.grace, 0ms, kLongestGrace);
+        Reach(running);
+    } else if (std::chrono::nanoseconds& next = m_nextWarnings[running.number]; now >= next) {
+        next = now + kBetweenWarnings;
+        TellDeaf(running);
     }
 }
 
 std::chrono::milliseconds CTimeLimits::UntilCheck() const
 {
-    const std::optional<SRunningRequest> running = m_requests.Running();
-    if (!running || running->limit == 0ms || running->start == 0ns)
-        return kLongestPauseOfChecks;
-    const std::chrono::nanoseconds next = running->hasReachedLimit ? m_nextWarning : running->start + running->limit;
-    const std::chrono::nanoseconds left = next - platform::Clock().Steady();
-    return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(left), 0ms, kLongestPauseOfChecks);
+    std::chrono::milliseconds pause = kLongestPauseOfChecks;
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    for (const SRunningRequest& running : m_requests.AllRunning()) {
+        if (!IsLimited(running))
+            continue;
+        const auto warning = m_nextWarnings.find(running.number);
+        const std::chrono::nanoseconds next = running.hasReachedLimit && warning != m_nextWarnings.end()
+                                                  ? warning->second
+                                                  : running.start + running.limit;
+        pause = std::min(pause, std::max(std::chrono::ceil<std::chrono::milliseconds>(next - now), 0ms));
+    }
+    return pause;
 }
 
 /// The run may have ended meanwhile. Its record is then removed by whoever of the two comes last.
@@ -66,7 +87,8 @@ void CTimeLimits::Reach(const SRunningRequest& running)
     const platform::eOsError error = m_attempts.ReachLimit(name, {running.attempts + 1, running.limit});
     if (!platform::Succeeded(error))
         Warn(running, L"if the server is ended now, the next one runs it again: " + platform::OsErrorText(error));
-    if (const auto now = m_requests.Running(); !now || now->number != running.number)
+    const std::vector<SRunningRequest> now = m_requests.AllRunning();
+    if (std::ranges::find(now, running.number, &SRunningRequest::number) == now.end())
         m_attempts.Forget(name);
 }
 

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 
 class CRequestQueue;
 struct CServerSettings;
@@ -22,11 +23,12 @@ public:
     [[nodiscard]] std::chrono::milliseconds UntilCheck() const;
 
 private:
+    void CheckRun(const SRunningRequest& running);
     void Reach(const SRunningRequest& running);
     void TellDeaf(const SRunningRequest& running) const;
 
     const CServerSettings& m_settings;
     CRequestQueue& m_requests;
     const CAttemptRecords m_attempts;
-    std::chrono::nanoseconds m_nextWarning{}; ///< of what runs, once it has reached its limit
+    std::map<std::uint64_t, std::chrono::nanoseconds> m_nextWarnings; ///< of runs that have reached their limit
 };

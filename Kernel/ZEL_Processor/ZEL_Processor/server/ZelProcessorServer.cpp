@@ -80,19 +80,20 @@ bool CZelProcessorServer::MakesProgress()
 
 void CZelProcessorServer::SetManualProceedQueue(bool manual)
 {
-    if (m_pState->m_pProcessor)
-        m_pState->m_pProcessor->SetManualProceedQueue(manual);
+    if (CZelProcessor* const processor = m_pState->Stepping())
+        processor->SetManualProceedQueue(manual);
 }
 
 void CZelProcessorServer::ProceedQueue()
 {
-    if (m_pState->m_pProcessor)
-        m_pState->m_pProcessor->ProceedQueue(true);
+    if (CZelProcessor* const processor = m_pState->Stepping())
+        processor->ProceedQueue(true);
 }
 
 bool CZelProcessorServer::CanProceedQueue() const
 {
-    return m_pState->m_pProcessor && m_pState->m_pProcessor->CanProceedQueue();
+    const CZelProcessor* const processor = m_pState->Stepping();
+    return processor && processor->CanProceedQueue();
 }
 
 void CZelProcessorServer::OnChangedDs(IWQ_DsEventsData* events)

@@ -1,0 +1,50 @@
+#include "ExecutiveSlot.h"
+#include "ServerState.h"
+#include "ZEL_Processor/ZelProcessor.h"
+#include "framework/Exceptions.h"
+#include "framework/WorkerThread.h"
+#include "processor/ProcessorRunner.h"
+
+#include <new>
+#include <utility>
+
+CExecutiveSlot::CExecutiveSlot(CServerState& server, std::size_t number)
+    : m_server(server),
+      m_nNumber(number),
+      m_executive(m_settings, server.m_requests, server.m_statuses, server.m_bRunning, number, &server.m_keptNames)
+{}
+
+CExecutiveSlot::~CExecutiveSlot() = default;
+
+bool CExecutiveSlot::Prepare(const CServerSettings& settings, IRequestRunner* stepping, CCallGate* eventGate)
+{
+    m_settings = settings;
+    if (settings.Slots() > 1 && settings.m_pContext) {
+        m_context.SetHost(settings.m_pContext);
+        m_settings.m_pContext = &m_context;
+    }
+    try {
+        m_pProcessor = std::make_unique<CZelProcessor>();
+    } catch (const std::bad_alloc&) {
+        AfxThrowMemoryException();
+    }
+    auto runner =
+        std::make_unique<CProcessorRunner>(*m_pProcessor, m_executive.Remover(), m_settings.m_options.leftOut);
+    runner->SetEventGate(eventGate);
+    m_pRunner = std::move(runner);
+    m_executive.SetRunner(m_pRunner.get(), stepping);
+    if (!m_pProcessor->SetOutputDir(m_settings.m_paths.m_strOutputDir))
+        return false;
+    // Before the threads start, or a request that arrives at once would meet a processor without its context.
+    m_pProcessor->SetEvent(m_settings.m_pEvent);
+    m_pProcessor->SetContext(m_settings.m_pContext);
+    m_pProcessor->SetTellReasons(m_settings.m_options.tellReasons);
+    m_pProcessor->SetManualProceedQueue(m_settings.m_options.manual);
+    return true;
+}
+
+bool CExecutiveSlot::MakesProgress()
+{
+    const std::uint32_t turns = m_executive.Turns();
+    return std::exchange(m_nTurnsSeen, turns) != turns || m_executive.MayTakeLong();
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Executive.h"
+#include "ServerSettings.h"
+#include "SlotContext.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+class CCallGate;
+class CWQ_Thread;
+class CZelProcessor;
+class IRequestRunner;
+struct CServerState;
+
+/// One of those that run requests at the same time: a thread, what it runs them with, and whom a task asks.
+struct CExecutiveSlot {
+    CExecutiveSlot(CServerState& server, std::size_t number);
+    ~CExecutiveSlot();
+    CExecutiveSlot(const CExecutiveSlot&) = delete;
+    CExecutiveSlot& operator=(const CExecutiveSlot&) = delete;
+
+    /// Anew for each run of the server, while there is no thread. stepping: see CExecutive; null in the first slot.
+    /// False when the output directory is gone.
+    bool Prepare(const CServerSettings& settings, IRequestRunner* stepping, CCallGate* eventGate);
+    /// The context of what runs here.
+    [[nodiscard]] CZelProcessorContext* Context() { return m_settings.m_pContext; }
+    /// Since it was asked the last time it has gone on, or may have nothing to do.
+    bool MakesProgress();
+
+    CServerState& m_server;
+    const std::size_t m_nNumber;
+    CServerSettings m_settings; ///< the server's, with its own context where there are several slots
+    CSlotContext m_context;
+    std::unique_ptr<CZelProcessor> m_pProcessor;
+    std::unique_ptr<IRequestRunner> m_pRunner; ///< over the processor, made with it
+    CExecutive m_executive;
+    std::uint32_t m_nTurnsSeen = 0; ///< by MakesProgress the last time
+    std::unique_ptr<CWQ_Thread> m_pThread;
+};
