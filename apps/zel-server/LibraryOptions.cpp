@@ -3,6 +3,9 @@
 #include "platform/Seconds.h"
 #include "platform/Text.h"
 
+#include <algorithm>
+#include <thread>
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -54,6 +57,9 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
     options.timeLimit = asked.timeLimit.value_or(options.timeLimit);
     options.retryBackOff = !asked.strict;
     options.grace = asked.grace.value_or(options.grace);
+    options.slots = asked.slots != 0
+                        ? asked.slots
+                        : std::clamp(std::thread::hardware_concurrency(), 1U, SZelServerOptions::kMostSlots);
     return options;
 }
 
@@ -69,6 +75,7 @@ SServerOptions OptionsInForce(const SServerOptions& asked, const std::wstring& v
     options.busyWarning = chosen.busyWarning;
     options.timeLimit = chosen.timeLimit;
     options.grace = chosen.grace;
+    options.slots = chosen.slots;
     options.stopTimeout = asked.stopTimeout.value_or(0ms);
     if (std::chrono::milliseconds limit{}; ParseSeconds(platform::ToUtf8(QueryTimeLimit(asked, variable)), limit))
         options.queryTimeLimit = limit;

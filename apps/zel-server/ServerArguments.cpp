@@ -101,6 +101,8 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addFlag(L"--one-list", options.oneList);
     addFlag(L"--no-presence", options.noPresence);
     addFlag(L"--fair", options.fair);
+    if (options.slots != SServerOptions().slots)
+        add(L"--slots", options.slots == 0 ? L"auto" : std::to_wstring(options.slots));
     for (const SXmlLimit& limit : kXmlLimits) {
         if (const std::uint64_t value = options.xmlLimits.*limit.value; value != SXmlLimits().*limit.value)
             add(L"--xml-limit", platform::FromUtf8(limit.name) + L"=" + std::to_wstring(value));

@@ -32,6 +32,7 @@ struct SServerOptions {
     bool oneList = false;
     bool noPresence = false;
     bool fair = false;
+    unsigned slots = 1; ///< how many requests run at once; 0: as many as there are processors
     SXmlLimits xmlLimits;
     /// 0 for any time; empty: the variable's, or the usual one
     std::optional<std::chrono::milliseconds> queryTimeLimit;

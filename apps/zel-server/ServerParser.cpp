@@ -114,6 +114,27 @@ void DefineSeconds(CLI::App& app, const char* name, std::optional<std::chrono::m
             ""));
 }
 
+/// A number, or the word for one that is found out at the start.
+void DefineSlots(CLI::App& app, unsigned& slots)
+{
+    app.add_option_function<std::string>(
+           "--slots", [](const std::string&) {}, HelpText(ServerTexts::IDS_HELP_SLOTS))
+        ->type_name("N|auto")
+        ->check(CLI::Validator(
+            [&slots](const std::string& text) {
+                constexpr unsigned kMost = SZelServerOptions::kMostSlots;
+                slots = 0;
+                if (text == "auto")
+                    return std::string();
+                const char* const end = text.data() + text.size();
+                const auto [last, error] = std::from_chars(text.data(), end, slots);
+                return error == std::errc() && last == end && slots >= 1 && slots <= kMost
+                           ? std::string()
+                           : HelpText(ServerTexts::IDS_SLOTS_RANGE, {std::to_wstring(kMost)});
+            },
+            ""));
+}
+
 void DefineFile(CLI::App& app, SParsedTexts& raw, bool& checksFile)
 {
     auto* const file = app.add_option("--config", raw.configFile, HelpText(ServerTexts::IDS_HELP_CONFIG));
@@ -135,6 +156,7 @@ void DefineBehaviour(CLI::App& app, SParsedTexts& raw, SServerOptions& options)
     app.add_flag("--one-list", options.oneList, HelpText(ServerTexts::IDS_HELP_ONE_LIST));
     app.add_flag("--no-presence", options.noPresence, HelpText(ServerTexts::IDS_HELP_NO_PRESENCE));
     app.add_flag("--fair", options.fair, HelpText(ServerTexts::IDS_HELP_FAIR));
+    DefineSlots(app, options.slots);
     app.add_option("--xml-limit", raw.xmlLimits,
                    HelpText(ServerTexts::IDS_HELP_XML_LIMIT, {platform::FromUtf8(XmlLimitNames())}))
         ->type_name("NAME=NUMBER")

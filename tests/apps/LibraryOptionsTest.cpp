@@ -64,6 +64,7 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     named.patience = std::chrono::milliseconds(500);
     named.busyWarning = std::chrono::milliseconds(0);
     named.keepDays = 3;
+    named.slots = 4;
     named.timeLimit = std::chrono::milliseconds(1500);
     named.grace = std::chrono::milliseconds(0);
     named.privateFiles = true;
@@ -78,6 +79,7 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     expected.maxClients = 6;
     expected.patience = named.patience;
     expected.keep = std::chrono::hours(72);
+    expected.slots = 4;
     expected.timeLimit = std::chrono::milliseconds(1500);
     expected.grace = std::chrono::milliseconds(0);
     expected.busyWarning = std::chrono::milliseconds(0);

@@ -32,6 +32,7 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.eventsLimitMiB = 0;
     options.oneList = true;
     options.noPresence = true;
+    options.slots = 4;
     options.xmlLimits.bytes = 5000;
     options.xmlLimits.textLength = 100;
     options.queryTimeLimit = std::chrono::milliseconds(1050);
@@ -51,6 +52,8 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.service = eServiceAction_Run;
     options.serviceName = L"another";
     EXPECT_TRUE(Parsed(ServerArguments(options)) == options);
+    options.slots = 0;
+    EXPECT_TRUE(Parsed(ServerArguments(options)) == options) << "as many as there are processors wherever it starts";
 }
 
 TEST(ServerArgumentsTest, TheLimitOfEventsIsTheNamedOneAndWithoutOneNotThatOfAStrictServer)

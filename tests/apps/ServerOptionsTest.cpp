@@ -34,7 +34,7 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
                              "--stop-timeout",     "--check",       "--busy-warning",
                              "--one-list",         "--keep",        "--fair",
                              "--time-limit",       "--grace",       "--config",
-                             "--check-config"})
+                             "--check-config",     "--slots"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 
@@ -92,6 +92,10 @@ TEST_F(ServerOptionsTest, MistakesEndWithCode2)
          "from 1 to 2000"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--query-time-limit", L"0.0001"},
          "--query-time-limit: must be a number from 0 to 1000000000 with at most three places behind the point"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--slots", L"0"},
+         "--slots: must be a whole number from 1 to 64, or auto"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--slots", L"4x"}, "--slots: must be"},
+        {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--slots", L"65"}, "--slots: must be"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--interrupted", L"again"},
          "'again' is none of rerun, fail"},
         {{L"--request-dir", m_strRequests, L"--output-dir", m_strOutput, L"--poll", L"3600001"}, "--poll"},
