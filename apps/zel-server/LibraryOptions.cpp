@@ -53,6 +53,7 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
     if (asked.patience || !asked.strict)
         options.patience = asked.patience.value_or(0ms);
     options.keep = 24h * asked.keepDays;
+    options.keepFailed = 24h * asked.keepFailedDays;
     options.busyWarning = asked.busyWarning.value_or(options.busyWarning);
     options.timeLimit = asked.timeLimit.value_or(options.timeLimit);
     options.retryBackOff = !asked.strict;

@@ -119,6 +119,8 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addSeconds(L"--stop-timeout", options.stopTimeout);
     if (options.keepDays != 0)
         add(L"--keep", std::to_wstring(options.keepDays));
+    if (options.keepFailedDays != 0)
+        add(L"--keep-failed", std::to_wstring(options.keepFailedDays));
     addFlag(L"--private", options.privateFiles);
     if (options.maxQueued)
         add(L"--max-queued", std::to_wstring(*options.maxQueued));

@@ -46,6 +46,7 @@ struct SServerOptions {
     std::optional<std::chrono::milliseconds> grace;       ///< after that, before the log warns
     std::optional<std::chrono::milliseconds> stopTimeout; ///< 0 or empty: none
     unsigned keepDays = 0;                                ///< 0: for ever
+    unsigned keepFailedDays = 0;                          ///< 0: not at all
     bool privateFiles = false;
     bool followLinks = false;
     Brel::Log::eLogLevel logLevel = Brel::Log::eLogLevel_Info;

@@ -180,9 +180,13 @@ void DefineBehaviour(CLI::App& app, SParsedTexts& raw, SServerOptions& options)
     app.add_option("--poll", options.pollMs, HelpText(ServerTexts::IDS_HELP_POLL))
         ->type_name("MS")
         ->check(CLI::Validator(CLI::Range(0U, kLongestPollMs)).description(""));
-    app.add_option("--keep", options.keepDays, HelpText(ServerTexts::IDS_HELP_KEEP))
-        ->type_name("DAYS")
-        ->check(CLI::Validator(CLI::Range(0U, kMostDays)).description(""));
+    const auto addDays = [&app](const char* name, unsigned& days, const STextCode& text) {
+        app.add_option(name, days, HelpText(text))
+            ->type_name("DAYS")
+            ->check(CLI::Validator(CLI::Range(0U, kMostDays)).description(""));
+    };
+    addDays("--keep", options.keepDays, ServerTexts::IDS_HELP_KEEP);
+    addDays("--keep-failed", options.keepFailedDays, ServerTexts::IDS_HELP_KEEP_FAILED);
     app.add_flag("--private", options.privateFiles, HelpText(ServerTexts::IDS_HELP_PRIVATE));
     std::string names;
     for (const auto* name : {"trace", "debug", "info", "warning", "error", "critical"})

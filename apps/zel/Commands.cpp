@@ -1,7 +1,9 @@
 #include "apps/zel/Commands.h"
 
 #include "apps/zel/CancelCommand.h"
+#include "apps/zel/DiscardCommand.h"
 #include "apps/zel/DrainCommand.h"
+#include "apps/zel/FailedCommand.h"
 #include "apps/zel/ForgetCommand.h"
 #include "apps/zel/HoldCommand.h"
 #include "apps/zel/ListCommand.h"
@@ -13,6 +15,7 @@
 #include "apps/zel/ReceiveCommand.h"
 #include "apps/zel/ReleaseCommand.h"
 #include "apps/zel/ResumeCommand.h"
+#include "apps/zel/RetryCommand.h"
 #include "apps/zel/RunTaskCommand.h"
 #include "apps/zel/SendCommand.h"
 #include "apps/zel/ServerCommand.h"
@@ -38,6 +41,9 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
     commands.push_back(std::make_unique<CHoldCommand>());
     commands.push_back(std::make_unique<CReleaseCommand>());
     commands.push_back(std::make_unique<CDrainCommand>());
+    commands.push_back(std::make_unique<CFailedCommand>());
+    commands.push_back(std::make_unique<CRetryCommand>());
+    commands.push_back(std::make_unique<CDiscardCommand>());
     commands.push_back(std::make_unique<CListenCommand>());
     commands.push_back(std::make_unique<CPropertiesCommand>());
     commands.push_back(std::make_unique<CNewPluginCommand>());

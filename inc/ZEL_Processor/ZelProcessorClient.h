@@ -162,6 +162,11 @@ public:
     /// waits. What was sent and not taken stays for the next one. Done once the server has begun with it. For whom, and
     /// results, as above.
     [[nodiscard]] eZelProcRequestStatus DrainServer();
+    /// Has a request that failed and is kept (SZelServerOptions::keepFailed) wait for its turn again, or removes it.
+    /// One that is not kept, and for RetryFailed one whose name is in use, is a server error. For whom, and results, as
+    /// above.
+    [[nodiscard]] eZelProcRequestStatus RetryFailed(const CString& requestPath);
+    [[nodiscard]] eZelProcRequestStatus DiscardFailed(const CString& requestPath);
 
     /// Whether a server serves the output directory, and what it tells of itself. Touches nothing but a few small files
     /// of the server's own folder, and waits for nobody; for the moment of the look it holds the lock that a dead

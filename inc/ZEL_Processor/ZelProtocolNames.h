@@ -17,6 +17,10 @@ inline constexpr const wchar_t* kClaimProcessFile = L"process";
 inline constexpr const wchar_t* kServerInfoFile = L"server";
 /// In it, too: there for as long as the queue is held (SZelServerOptions::operatorCommands).
 inline constexpr const wchar_t* kHeldFile = L"held";
+/// In it, too: the directory of requests that have failed and are kept (SZelServerOptions::keepFailed), each under its
+/// name, and behind the whole name the extension of what is told of it.
+inline constexpr const wchar_t* kFailedDirectory = L"failed";
+inline constexpr const wchar_t* kFailedExtension = L".failed";
 
 /// Extensions of what a client puts into the request directory, in any letter case. Other files are left alone there.
 inline constexpr const wchar_t* kRequestExtension = L".drq";

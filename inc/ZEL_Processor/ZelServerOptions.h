@@ -138,7 +138,8 @@ struct SZelServerOptions {
     /// request: those that the attribute Client names, else the owners of the files. Off: first come, first served.
     bool fair = false;
     /// Commands for the queue as a whole are taken: HoldQueue, after which nothing is started, and ReleaseQueue;
-    /// MoveRequest, which changes the order of what waits; DrainServer, see drained. What runs goes on while the queue
+    /// MoveRequest, which changes the order of what waits; DrainServer, see drained; RetryFailed and DiscardFailed, see
+    /// keepFailed. What runs goes on while the queue
     /// is held, and what comes waits. A queue that is held stays so over restarts, with resume or without it, by a
     /// file of the server's own folder (ZelProtocol::kHeldFile). They are for administrators, by the owner
     /// of the command's file, and others get a server error; where nobody but the server's account may write into the
@@ -170,6 +171,12 @@ struct SZelServerOptions {
     /// a time, and plug-ins are called on several threads at once.
     unsigned slots = 1;
     static constexpr unsigned kMostSlots = 64;
+    /// A request that failed, which is neither refused nor cancelled, is kept for so long in a directory of the
+    /// server's own (ZelProtocol::kFailedDirectory), with the reason, the attempt and the path of a crash report beside
+    /// it; of more than a thousand the oldest go first. It is gone for its client as any that failed; for an operator
+    /// it can be run again or discarded (operatorCommands: RetryFailed, DiscardFailed). One of the same name that fails
+    /// later takes its place. 0: its file is deleted.
+    std::chrono::seconds keepFailed{0};
 
     bool operator==(const SZelServerOptions&) const = default;
 };

@@ -65,7 +65,7 @@ _zel() {
     fi
     case ${program##*/}:$command in
         zel:) _zel_reply <<<"$commands" ;;
-        zel:status | zel:wait | zel:forget | zel:cancel | zel:pause | zel:resume | zel:move) _zel_reply < <(_zel_requests "$program") ;;
+        zel:status | zel:wait | zel:forget | zel:cancel | zel:pause | zel:resume | zel:move | zel:retry | zel:discard) _zel_reply < <(_zel_requests "$program") ;;
         zel:receive)
             _zel_reply < <(_zel_requests "$program")
             ((${#COMPREPLY[@]})) || { compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur"); }

@@ -75,7 +75,7 @@ function __zel_complete
     switch "$name:$command"
         case 'zel:'
             __zel_commands
-        case zel:status zel:wait zel:forget zel:cancel zel:pause zel:resume zel:move
+        case zel:status zel:wait zel:forget zel:cancel zel:pause zel:resume zel:move zel:retry zel:discard
             __zel_requests
         case zel:receive
             __zel_requests

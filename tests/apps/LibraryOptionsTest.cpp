@@ -65,6 +65,7 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     named.busyWarning = std::chrono::milliseconds(0);
     named.keepDays = 3;
     named.slots = 4;
+    named.keepFailedDays = 4;
     named.timeLimit = std::chrono::milliseconds(1500);
     named.grace = std::chrono::milliseconds(0);
     named.privateFiles = true;
@@ -80,6 +81,7 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     expected.patience = named.patience;
     expected.keep = std::chrono::hours(72);
     expected.slots = 4;
+    expected.keepFailed = std::chrono::hours(96);
     expected.timeLimit = std::chrono::milliseconds(1500);
     expected.grace = std::chrono::milliseconds(0);
     expected.busyWarning = std::chrono::milliseconds(0);

@@ -37,6 +37,7 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.xmlLimits.textLength = 100;
     options.queryTimeLimit = std::chrono::milliseconds(1050);
     options.keepDays = 30;
+    options.keepFailedDays = 7;
     options.patience = std::chrono::milliseconds(0);
     options.busyWarning = std::chrono::milliseconds(1500);
     options.timeLimit = std::chrono::milliseconds(600'250);

@@ -1,3 +1,4 @@
+#include "platform/Os.h"
 #include "tests/apps/ProgramFixture.h"
 
 namespace {

@@ -135,6 +135,7 @@ TEST_F(TimeLimitTest, ACrashedRequestIsRunAgainAsOftenAsItAsks)
     const SProgramResult result = client.Finish();
     EXPECT_EQ(result.code, 3) << result.errors;
     EXPECT_TRUE(Contains(result.output + result.errors, "was ended by an exception")) << result.output << result.errors;
+    EXPECT_TRUE(Contains(result.output, "This was attempt 2 of 2.")) << result.output;
     StopServer(server);
     const std::string log = server.Errors();
     EXPECT_TRUE(Contains(log, "; the next one begins in 1 s")) << log;

@@ -44,7 +44,8 @@ TEST_F(ClientCommands, EveryTypeHasItsWordAndOthersMakeNoFile)
           std::pair(eCommandType_RegisterClient, "RegisterClient"),
           std::pair(eCommandType_UnregisterClient, "UnregisterClient"), std::pair(CommandFile::kHoldQueue, "HoldQueue"),
           std::pair(CommandFile::kReleaseQueue, "ReleaseQueue"), std::pair(CommandFile::kMoveRequest, "MoveRequest"),
-          std::pair(CommandFile::kDrainServer, "DrainServer")})
+          std::pair(CommandFile::kDrainServer, "DrainServer"), std::pair(CommandFile::kRetryFailed, "RetryFailed"),
+          std::pair(CommandFile::kDiscardFailed, "DiscardFailed")})
         EXPECT_NE(Read(Create(type, L"a")).find(std::string("Type=\"") + word + "\""), std::string::npos);
     const std::size_t files = FilesIn(m_clientDir).size();
     EXPECT_TRUE(Create(eCommandType_NotInitialized, L"a").empty());

@@ -2,6 +2,8 @@
 
 #include "protocol/CommandFile.h"
 #include "reports/StringCodes.h"
+#include "server/FailedRequests.h"
+#include "server/RequestStatuses.h"
 #include "tests/library/server/RunFixture.h"
 
 namespace {
@@ -15,12 +17,27 @@ protected:
         Write(Queued(L"c.command"));
     }
     CString CarryOut(eCommandType type) { return m_commands.CarryOut({type, L"Queue", {}}, Queued(L"c.command")); }
+    /// A request that failed.
+    void Keep(const std::wstring& name)
+    {
+        m_settings.m_options.keepFailed = std::chrono::hours(1);
+        CFailedRequests failed(m_settings);
+        Write(Queued(name));
+        ASSERT_TRUE(failed.Begin({Queued(name)}, {.when = 5, .reason = L"why"}));
+        ASSERT_EQ(failed.Take(Queued(name)), platform::eOsError_None);
+    }
+    [[nodiscard]] bool IsKept(const std::wstring& name) const
+    {
+        const std::wstring path = platform::JoinPath(FailedRecord::FolderIn(m_outputDir), name);
+        return platform::PathExists(path) && platform::PathExists(FailedRecord::PathOf(path));
+    }
     [[nodiscard]] bool IsHeld() const
     {
         return platform::PathExists(m_settings.m_paths.InOwnFolder(Protocol::kHeldFile));
     }
 
-    COperatorCommands m_commands{m_settings, m_requests};
+    CRequestStatuses m_statuses{m_settings, m_requests};
+    COperatorCommands m_commands{m_settings, m_requests, m_statuses};
 };
 
 TEST_F(OperatorCommandsTest, TheWordsOfAnOperatorAreNotThoseOfEverybody)
@@ -28,6 +45,8 @@ TEST_F(OperatorCommandsTest, TheWordsOfAnOperatorAreNotThoseOfEverybody)
     EXPECT_TRUE(COperatorCommands::IsOne(CommandFile::kHoldQueue));
     EXPECT_TRUE(COperatorCommands::IsOne(CommandFile::kReleaseQueue));
     EXPECT_TRUE(COperatorCommands::IsOne(CommandFile::kMoveRequest));
+    EXPECT_TRUE(COperatorCommands::IsOne(CommandFile::kRetryFailed));
+    EXPECT_TRUE(COperatorCommands::IsOne(CommandFile::kDiscardFailed));
     EXPECT_FALSE(COperatorCommands::IsOne(eCommandType_PauseRequest));
     EXPECT_FALSE(COperatorCommands::IsOne(eCommandType_NotInitialized));
 }
@@ -96,6 +115,58 @@ TEST_F(OperatorCommandsTest, WhatTheNextServerTakesOverIsNotWaitedFor)
     Queue(L"a.drq");
     EXPECT_EQ(CarryOut(CommandFile::kDrainServer), L"");
     EXPECT_TRUE(m_requests.TakeDrained());
+}
+
+TEST_F(OperatorCommandsTest, AFailedRequestThatIsKeptWaitsAgain)
+{
+    Keep(L"a.drq");
+    Write(m_settings.m_paths.Status(L"a.drq"));
+    EXPECT_EQ(m_commands.CarryOut({CommandFile::kRetryFailed, L"a.drq", {}}, Queued(L"c.command")), L"");
+    EXPECT_TRUE(m_requests.IsRequestInQueue(Queued(L"a.drq")));
+    EXPECT_TRUE(HasFile(L"a.drq"));
+    EXPECT_FALSE(platform::PathExists(m_settings.m_paths.Status(L"a.drq"))) << "its client would read of the old end";
+    EXPECT_FALSE(IsKept(L"a.drq"));
+    EXPECT_EQ(m_commands.CarryOut({CommandFile::kRetryFailed, L"a.drq", {}}, Queued(L"c.command")),
+              FormatText(TextOf(StringCodes::kNameInUse), {L"a.drq"}));
+}
+
+TEST_F(OperatorCommandsTest, AFailedRequestWhoseNameIsInUseStaysKept)
+{
+    Keep(L"a.drq");
+    const auto retry = [this] {
+        return m_commands.CarryOut({CommandFile::kRetryFailed, L"a.drq", {}}, Queued(L"c.command"));
+    };
+    const CString inUse = FormatText(TextOf(StringCodes::kNameInUse), {L"a.drq"});
+    Write(m_settings.m_paths.InRequestDir(L"a.drq"));
+    EXPECT_EQ(retry(), inUse) << "sent";
+    ASSERT_EQ(platform::Files().Remove(m_settings.m_paths.InRequestDir(L"a.drq")), platform::eOsError_None);
+    m_requests.Pause({Queued(L"a.drq")});
+    EXPECT_EQ(retry(), inUse) << "paused";
+    TSRequestItem item;
+    ASSERT_TRUE(m_requests.TakePaused(Queued(L"a.drq"), item));
+    Write(Queued(L"a.drq"));
+    EXPECT_EQ(retry(), inUse) << "left in the queue";
+    ASSERT_EQ(platform::Files().Remove(Queued(L"a.drq")), platform::eOsError_None);
+    m_requests.Drain(false);
+    EXPECT_EQ(retry(), TextOf(StringCodes::kServerDrains));
+    EXPECT_TRUE(IsKept(L"a.drq"));
+}
+
+TEST_F(OperatorCommandsTest, AFailedRequestIsDiscardedAndWhatIsNotKeptIsToldSo)
+{
+    const auto carryOut = [this](eCommandType type, const CString& name) {
+        return m_commands.CarryOut({type, name, {}}, Queued(L"c.command"));
+    };
+    Keep(L"a.drq");
+    for (const wchar_t* name : {L"b.drq", L"a.drq.failed", L"../Queue/c.command"}) {
+        for (const eCommandType type : {CommandFile::kDiscardFailed, CommandFile::kRetryFailed}) {
+            EXPECT_EQ(carryOut(type, name), FormatText(TextOf(StringCodes::kNotKept), {name}));
+        }
+    }
+    EXPECT_TRUE(IsKept(L"a.drq"));
+    EXPECT_EQ(carryOut(CommandFile::kDiscardFailed, L"a.drq"), L"");
+    EXPECT_TRUE(FilesIn(FailedRecord::FolderIn(m_outputDir)).empty());
+    EXPECT_EQ(carryOut(CommandFile::kDiscardFailed, L"a.drq"), FormatText(TextOf(StringCodes::kNotKept), {L"a.drq"}));
 }
 
 TEST_F(OperatorCommandsTest, WhatFailsIsToldWithTheFileAndTheReason)

@@ -37,11 +37,14 @@ TEST_F(PublishedInfoTest, AServerThatTakesTheCommandsOfAnOperatorSaysWhich)
     m_settings.m_options.operatorCommands = true;
     ASSERT_TRUE(PublishServerInfo(m_settings, Ended()));
     ASSERT_TRUE(ServerInfoFile::Read(Path(), info));
-    EXPECT_EQ(info.commands, (std::vector<std::wstring>{L"HoldQueue", L"ReleaseQueue", L"MoveRequest"}));
+    std::vector<std::wstring> commands = {L"HoldQueue", L"ReleaseQueue", L"MoveRequest", L"RetryFailed",
+                                          L"DiscardFailed"};
+    EXPECT_EQ(info.commands, commands);
     m_settings.m_options.drained = [](void*) {};
     ASSERT_TRUE(PublishServerInfo(m_settings, Ended()));
     ASSERT_TRUE(ServerInfoFile::Read(Path(), info));
-    EXPECT_EQ(info.commands.back(), L"DrainServer");
+    commands.insert(commands.begin() + 3, L"DrainServer");
+    EXPECT_EQ(info.commands, commands);
 }
 
 TEST_F(PublishedInfoTest, AnOutputDirectoryThatIsGoneIsNotMade)

@@ -1,6 +1,8 @@
 #include "server/Resume.h"
 #include "tests/library/server/ResumeFixture.h"
 
+#include <tuple>
+
 using namespace std::chrono_literals;
 
 TEST_F(ResumeTest, AnEmptyDirectoryGivesAnEmptyQueue)

@@ -286,8 +286,7 @@ TEST_F(ServerCommandsTest, WhoseHostWantsNoneTheWordsOfAnOperatorAreUnknownTo)
     const CZelProcessorRequestStatusFile::SContent unknown = Status(L"c.command");
     m_host.ExpectLogLine(L"Command: of an unknown type, for Queue: ");
     ASSERT_TRUE(platform::Succeeded(platform::Files().Remove(Queued(L"c.command"))));
-    for (const eCommandType type :
-         {CommandFile::kHoldQueue, CommandFile::kReleaseQueue, CommandFile::kMoveRequest, CommandFile::kDrainServer}) {
+    for (const eCommandType type : CommandFile::kOperatorCommands) {
         Command(type, L"Queue");
         m_host.ExpectLogLine(L"Command: of an unknown type, for Queue: ");
         EXPECT_EQ(Status(L"c.command").status, unknown.status);

@@ -38,6 +38,8 @@ struct CClientState {
     [[nodiscard]] eZelProcRequestStatus HoldQueue();
     [[nodiscard]] eZelProcRequestStatus ReleaseQueue();
     [[nodiscard]] eZelProcRequestStatus DrainServer();
+    [[nodiscard]] eZelProcRequestStatus RetryFailed(const CString& requestPath);
+    [[nodiscard]] eZelProcRequestStatus DiscardFailed(const CString& requestPath);
     [[nodiscard]] eZelProcRequestStatus MoveRequest(const CString& requestPath, eRequestPlace place,
                                                     const CString& otherPath);
     [[nodiscard]] SZelServerInfo GetServerInfo() const;

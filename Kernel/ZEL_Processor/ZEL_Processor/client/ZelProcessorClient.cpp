@@ -119,6 +119,16 @@ eZelProcRequestStatus CZelProcessorClient::DrainServer()
     return m_pState->DrainServer();
 }
 
+eZelProcRequestStatus CZelProcessorClient::RetryFailed(const CString& requestPath)
+{
+    return m_pState->RetryFailed(requestPath);
+}
+
+eZelProcRequestStatus CZelProcessorClient::DiscardFailed(const CString& requestPath)
+{
+    return m_pState->DiscardFailed(requestPath);
+}
+
 SZelServerInfo CZelProcessorClient::GetServerInfo() const
 {
     return m_pState->GetServerInfo();

@@ -74,6 +74,16 @@ eZelProcRequestStatus CClientState::DrainServer()
     return SendCommand(Protocol::kQueueDirectory, CommandFile::kDrainServer);
 }
 
+eZelProcRequestStatus CClientState::RetryFailed(const CString& requestPath)
+{
+    return SendCommand(requestPath, CommandFile::kRetryFailed);
+}
+
+eZelProcRequestStatus CClientState::DiscardFailed(const CString& requestPath)
+{
+    return SendCommand(requestPath, CommandFile::kDiscardFailed);
+}
+
 eZelProcRequestStatus CClientState::MoveRequest(const CString& requestPath, eRequestPlace place,
                                                 const CString& otherPath)
 {

@@ -176,15 +176,17 @@ const wchar_t* WordOf(eCommandType type)
     case kReleaseQueue: return L"ReleaseQueue";
     case kMoveRequest: return L"MoveRequest";
     case kDrainServer: return L"DrainServer";
+    case kRetryFailed: return L"RetryFailed";
+    case kDiscardFailed: return L"DiscardFailed";
     default: return nullptr;
     }
 }
 
 eCommandType TypeOf(const CString& word)
 {
-    for (const eCommandType type :
-         {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
-          eCommandType_UnregisterClient, kHoldQueue, kReleaseQueue, kMoveRequest, kDrainServer}) {
+    for (const eCommandType type : {eCommandType_CancelRequest, eCommandType_PauseRequest, eCommandType_RegisterClient,
+                                    eCommandType_UnregisterClient, kHoldQueue, kReleaseQueue, kMoveRequest,
+                                    kDrainServer, kRetryFailed, kDiscardFailed}) {
         if (platform::EqualsNoCase(word, WordOf(type)))
             return type;
     }

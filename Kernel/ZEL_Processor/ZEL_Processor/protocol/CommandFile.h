@@ -17,7 +17,10 @@ inline constexpr auto kHoldQueue = static_cast<eCommandType>(1000);
 inline constexpr auto kReleaseQueue = static_cast<eCommandType>(1001);
 inline constexpr auto kMoveRequest = static_cast<eCommandType>(1002);
 inline constexpr auto kDrainServer = static_cast<eCommandType>(1003);
-inline constexpr std::array kOperatorCommands = {kHoldQueue, kReleaseQueue, kMoveRequest, kDrainServer};
+inline constexpr auto kRetryFailed = static_cast<eCommandType>(1004);
+inline constexpr auto kDiscardFailed = static_cast<eCommandType>(1005);
+inline constexpr std::array kOperatorCommands = {kHoldQueue,   kReleaseQueue, kMoveRequest,
+                                                 kDrainServer, kRetryFailed,  kDiscardFailed};
 
 /// The word of a command; null for a type that is none.
 [[nodiscard]] const wchar_t* WordOf(eCommandType type);

@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 
-/// What a server tells of itself, in a file of its own folder: lines of a key, a tabulator and a value in UTF-8, where
-/// \n, \t and \\ stand for a line end, a tabulator and a backslash. Keys that are not known are passed over.
+/// What a server tells of itself, in a file of its own folder, of KeyedLines. Keys that are not known are passed over.
 namespace ServerInfoFile {
 
 /// A longer one is not read; one that is written ends with the last line before the first that does not fit.

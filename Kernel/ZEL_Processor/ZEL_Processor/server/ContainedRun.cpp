@@ -9,6 +9,7 @@
 #include "platform/Fault.h"
 #include "platform/FaultDeadline.h"
 #include "platform/Os.h"
+#include "platform/Path.h"
 #include "platform/PrivateFiles.h"
 #include "platform/Seconds.h"
 #include "platform/Text.h"
@@ -50,10 +51,12 @@ CString FaultText(const platform::SFaultRecord& fault)
     return fault.exception[0] != '\0' ? platform::FromUtf8(fault.exception) : platform::FaultKindName(fault.kind);
 }
 
+} // namespace
+
 /// Passes the progress of a run on, but keeps a failure back until the request's file is gone: a client that sends the
 /// same name again as soon as it reads of the failure must not meet the old file. The run may go on after a failure
 /// that was the task's own; then nothing is kept.
-class CHeldFailure final : public CZelProcessorProgress {
+class CContainedRun::CHeldFailure final : public CZelProcessorProgress {
 public:
     explicit CHeldFailure(CZelProcessorProgress& progress) : m_progress(progress) {}
 
@@ -63,14 +66,17 @@ public:
             m_progress.SetStatusAndComment(std::exchange(m_eStatus, eRequestStatus_NotIntialized),
                                            m_strComment.c_str());
     }
-    /// In place of a failure that was kept back; what it says of itself stands behind.
-    void TellInstead(CString text)
+    /// In place of a failure that is kept back; what it says of itself stands behind.
+    void Replace(CString text)
     {
         if (m_eStatus == eRequestStatus_ServerError && m_strComment != TextOf(StringCodes::kCanNotObtainData))
             text += L"\n" + m_strComment;
-        m_eStatus = eRequestStatus_NotIntialized;
-        m_progress.SetStatusAndComment(eRequestStatus_ServerError, text.c_str());
+        m_eStatus = eRequestStatus_ServerError;
+        m_strComment = text;
     }
+    void Add(const CString& text) { m_strComment += text; }
+    /// The reason that is kept back; empty when none is.
+    [[nodiscard]] CString Failure() const { return m_eStatus == eRequestStatus_ServerError ? m_strComment : CString(); }
     void SetRange(std::uint64_t low, std::uint64_t high) override
     {
         Tell();
@@ -107,6 +113,8 @@ private:
     CString m_strComment;
 };
 
+namespace {
+
 void ReportFailed(const TSRequestItem& item, const CString& reason)
 {
     WQ_ReportErrorNow(SourceNames::kZelProcessorServer, ReportLines::kRequestFailed,
@@ -121,6 +129,7 @@ bool CContainedRun::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgres
     platform::SFaultRecord fault;
     platform::CFaultDeadline deadline(m_settings.m_options.crashReportTime);
     m_bRunAgain = false;
+    m_strReport.clear();
     m_bInTask = true;
     bException = LeftByException([&] { SEH__ExecuteRequest(item, statusFile, bForce); }, fault);
     m_pRunner->EndRun();
@@ -131,7 +140,7 @@ bool CContainedRun::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgres
         deadline.Start(fault);
         m_strFault = FaultText(fault);
         HandleCatchAll(L"CZelProcessorServer::ExecuteRequest", &fault, SourceNames::kZelProcessorServer,
-                       ReportLines::kExceptionFilter);
+                       ReportLines::kExceptionFilter, m_strReport);
     }
     return !bException;
 }
@@ -154,14 +163,30 @@ bool CContainedRun::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgre
     }
     const bool hasFailed = retry == eRetry_Canceled || (!done && !bRetry);
     if (hasFailed && !(m_requests.IsEndedByLimit(m_nSlot) && RunAgain(item, statusFile)))
-        EndFailedRequest(item, [&] {
-            if (m_requests.IsEndedByLimit(m_nSlot))
-                progress.TellInstead(FormatText(TextOf(StringCodes::kTimeLimit), {SecondsText(item.m_timeLimit)}));
-            else
-                progress.Tell();
-        });
+        EndRun(item, progress);
     m_requests.Retries().EndRun();
     return true;
+}
+
+void CContainedRun::EndRun(const TSRequestItem& item, CHeldFailure& progress)
+{
+    const bool isEndedByLimit = m_requests.IsEndedByLimit(m_nSlot);
+    if (isEndedByLimit)
+        progress.Replace(FormatText(TextOf(StringCodes::kTimeLimit), {SecondsText(item.m_timeLimit)}));
+    if (!progress.Failure().empty())
+        progress.Add(WhichAttempt(item));
+    // Some tasks fail when they are cancelled.
+    const bool isCanceled = !isEndedByLimit && m_settings.m_pContext && m_settings.m_pContext->IsCanceled();
+    EndFailedRequest(
+        item, [&] { progress.Tell(); }, isCanceled ? CString() : progress.Failure());
+}
+
+CString CContainedRun::WhichAttempt(const TSRequestItem& item) const
+{
+    if (!m_settings.m_options.tellReasons || item.m_nMaxRuns <= 1)
+        return {};
+    return L"\n" + FormatText(TextOf(StringCodes::kAttemptFailed),
+                              {std::to_wstring(item.m_nFailedRuns + 1), std::to_wstring(item.m_nMaxRuns)});
 }
 
 CContainedRun::eRetry CContainedRun::PutBack(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile)
@@ -206,30 +231,53 @@ bool CContainedRun::RunAgain(TSRequestItem item, CZelProcessorProgressStatusFile
     return m_bRunAgain;
 }
 
-void CContainedRun::RefuseRequest(const TSRequestItem& item, const CString& reason,
-                                  const std::function<void()>& tell) const
+void CContainedRun::RefuseRequest(const TSRequestItem& item, const CString& reason, const std::function<void()>& tell)
 {
     ReportFailed(item, L"\n" + reason);
-    EndFailedRequest(item, tell);
+    EndFailedRequest(item, tell, {});
 }
 
-void CContainedRun::EndFailedRequest(const TSRequestItem& item, const std::function<void()>& tell) const
+void CContainedRun::EndFailedRequest(const TSRequestItem& item, const std::function<void()>& tell,
+                                     const CString& reason)
 {
+    const bool isKept = !reason.empty() && m_failed.Begin(item, {.when = platform::Clock().UtcSeconds(),
+                                                                 .reason = reason,
+                                                                 .crashReport = m_strReport,
+                                                                 .attempt = item.m_nFailedRuns + 1U,
+                                                                 .attempts = item.m_nMaxRuns});
     // A file that stayed in the queue directory would make the request look as if it still waited, once its status has
     // been taken away, and would keep its name from being used again.
     const bool resumes = m_settings.m_options.resume;
-    const platform::eOsError error = resumes ? m_ended.EndWithoutResponse(item.m_strFile, tell)
-                                             : Protocol::RemoveWhenFree(item.m_strFile, m_settings.BriefPatience());
+    platform::eOsError error = platform::eOsError_None;
+    if (resumes)
+        error = m_ended.EndWithoutResponse(item.m_strFile, tell,
+                                           isKept ? CEndedRequests::eEnd_Failed : CEndedRequests::eEnd_Status);
+    else if (!isKept || !KeepFile(item.m_strFile))
+        error = Protocol::RemoveWhenFree(item.m_strFile, m_settings.BriefPatience());
     if (!platform::Succeeded(error) && !platform::IsAbsent(error))
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
                          L"Unable to delete the failed request " + item.m_strFile + L": " +
                              platform::OsErrorText(error));
     if (!resumes)
         tell();
+    else if (isKept)
+        m_ended.Flush(); // an operator who looks for it finds it
+}
+
+bool CContainedRun::KeepFile(const CString& path)
+{
+    const platform::eOsError error =
+        Protocol::RetryWhileShared([&] { return m_failed.Take(path); }, m_settings.BriefPatience());
+    if (platform::Succeeded(error) || platform::IsAbsent(error))
+        return true;
+    m_failed.Forget(platform::FileNameOf(path));
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                     L"The failed request " + path + L" cannot be kept: " + platform::OsErrorText(error));
+    return false;
 }
 
 int CContainedRun::HandleCatchAll(const wchar_t* context, const platform::SFaultRecord* exceptionPointers,
-                                  const wchar_t* file, long line)
+                                  const wchar_t* file, long line, CString& report)
 {
     constexpr int kExecuteHandler = 1;
     const CWQ_SetResource resource(kResourceModule);
@@ -247,7 +295,8 @@ int CContainedRun::HandleCatchAll(const wchar_t* context, const platform::SFault
             record.size = sizeof(record);
             record.exceptionPointers = exceptionPointers;
             // Whether a report could be written changes nothing for the server.
-            static_cast<void>(MOXCrashRpt::GenerateErrorReport(record));
+            if (MOXCrashRpt::GenerateErrorReport(record) == 1)
+                report = MOXCrashRpt::LastReportPath();
         }
     }
     if (!heapWarning.empty())

@@ -105,7 +105,7 @@ platform::eOsError CEndedRequests::Keep(const CString& queuedPath, eEnd end, con
 platform::eOsError CEndedRequests::TakeAway(const CString& queuedPath, eEnd end)
 {
     if (!IsWanted())
-        return platform::Files().Remove(queuedPath);
+        return end == eEnd_Failed ? m_failed.Take(queuedPath) : platform::Files().Remove(queuedPath);
     const CString name = platform::FileNameOf(queuedPath);
     if (m_pNames)
         m_pNames->Hold(name);
@@ -131,7 +131,8 @@ platform::eOsError CEndedRequests::MoveAway(const CString& queuedPath, const CSt
     return isFirst && platform::Succeeded(platform::MakeDirectories(Folder())) ? move() : error;
 }
 
-platform::eOsError CEndedRequests::EndWithoutResponse(const CString& queuedPath, const std::function<void()>& tell)
+platform::eOsError CEndedRequests::EndWithoutResponse(const CString& queuedPath, const std::function<void()>& tell,
+                                                      eEnd end)
 {
     const auto remove = [&] {
         return Protocol::RemoveWhenFree(m_settings.m_paths.Output(queuedPath), m_settings.BriefPatience());
@@ -143,7 +144,7 @@ platform::eOsError CEndedRequests::EndWithoutResponse(const CString& queuedPath,
     const bool isToldFirst = !isGone(remove()) && !isGone(remove());
     if (isToldFirst)
         tell();
-    const platform::eOsError error = Keep(queuedPath, eEnd_Status, m_settings.BriefPatience());
+    const platform::eOsError error = Keep(queuedPath, end, m_settings.BriefPatience());
     if (!isToldFirst)
         tell();
     return error;
@@ -169,8 +170,14 @@ void CEndedRequests::Flush()
     const platform::eOsError error = SyncGroup(group, isAny);
     if (isAny || !platform::Succeeded(error))
         Tell(error);
-    for (const SEnded& ended : group)
-        LetGo(ended.name);
+    for (const SEnded& ended : group) {
+        const platform::eOsError gone = LetGo(ended.name, ended.end == eEnd_Failed);
+        if (ended.end != eEnd_Failed || platform::Succeeded(gone) || platform::IsAbsent(gone))
+            continue;
+        if (m_pNames)
+            m_pNames->Hold(ended.name);
+        m_ended.push_back(ended); // somebody has it open
+    }
     while (m_ended.size() > kMostLeft) { // it is there for the next start
         if (m_pNames)
             m_pNames->Release(m_ended.front().name);
@@ -180,13 +187,19 @@ void CEndedRequests::Flush()
     m_pause = IsEmpty() ? kPause : std::min(2 * m_pause, kLongestPause);
 }
 
-void CEndedRequests::LetGo(const CString& name)
+/// Absent when another thread keeps a newer one of this name.
+platform::eOsError CEndedRequests::LetGo(const CString& name, bool hasFailed)
 {
-    const auto remove = [&] { static_cast<void>(platform::Files().Remove(PathOf(name))); };
+    platform::eOsError error = platform::eOsError_FileNotFound;
+    const auto letGo = [&] {
+        const CString path = PathOf(name);
+        error = hasFailed ? m_failed.Take(path) : platform::Files().Remove(path);
+    };
     if (m_pNames)
-        m_pNames->Release(name, remove);
+        m_pNames->Release(name, letGo);
     else
-        remove();
+        letGo();
+    return error;
 }
 
 /// Once for a device that goes on failing.
@@ -244,7 +257,7 @@ platform::eOsError CEndedRequests::SyncEnd(const SEnded& ended) const
         return platform::PathExists(path) ? platform::eOsError_SharingViolation : platform::eOsError_FileNotFound;
     };
     platform::eOsError error = platform::eOsError_FileNotFound;
-    if (ended.end != eEnd_Status)
+    if (ended.end != eEnd_Status && ended.end != eEnd_Failed)
         error = sync(m_settings.m_paths.Output(ended.name));
     if (platform::IsAbsent(error) && ended.end != eEnd_Response)
         error = sync(m_settings.m_paths.Status(ended.name));
@@ -255,7 +268,7 @@ platform::eOsError CEndedRequests::TakeOver()
 {
     const platform::eOsError error = platform::Files().Visit(Folder(), [this](const platform::SDirectoryEntry& entry) {
         if (!entry.isDirectory)
-            m_ended.push_back({entry.name, eEnd_Either});
+            m_ended.push_back({entry.name, m_failed.IsBegun(entry.name) ? eEnd_Failed : eEnd_Either});
         return true;
     });
     return platform::IsAbsent(error) ? platform::eOsError_None : error;
@@ -283,6 +296,11 @@ std::vector<CString> CEndedRequests::TakeNames()
     return names;
 }
 
+platform::eOsError CEndedRequests::LetGo(const CString& name)
+{
+    return LetGo(name, m_failed.IsBegun(name));
+}
+
 CString CEndedRequests::PathOf(const CString& name) const
 {
     return platform::JoinPath(Folder(), name);
@@ -291,5 +309,5 @@ CString CEndedRequests::PathOf(const CString& name) const
 /// Without a separator at its end, which would lead through a link.
 CString CEndedRequests::Folder() const
 {
-    return m_settings.m_paths.InOwnFolder(L"ended");
+    return m_settings.m_paths.InOwnFolder(kFolder);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FailedRequests.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "platform/Mutex.h"
 #include "platform/OsError.h"
@@ -47,12 +48,16 @@ public:
     static constexpr std::chrono::milliseconds kPause{50};
     static constexpr std::chrono::milliseconds kLongestPause{64'000};
 
-    /// What is to be on the device before the file goes. Of what an earlier server left nobody knows.
-    enum eEnd { eEnd_Response, eEnd_Status, eEnd_Either };
+    /// In the folder of the server's own.
+    static constexpr const wchar_t* kFolder = L"ended";
+
+    /// What is to be on the device before the file goes. Of what an earlier server left nobody knows. Failed: as
+    /// Status, and then it is kept (CFailedRequests).
+    enum eEnd { eEnd_Response, eEnd_Status, eEnd_Either, eEnd_Failed };
 
     /// names: shared by all that keep files of this server; null when it is the only one.
     explicit CEndedRequests(const CServerSettings& settings, CKeptNames* names = nullptr)
-        : m_settings(settings), m_pNames(names)
+        : m_settings(settings), m_failed(settings), m_pNames(names)
     {}
 
     /// Whether ends are synced.
@@ -60,8 +65,9 @@ public:
     /// In place of deleting the queued file of a request that has ended. goOn: asked while somebody holds the file.
     platform::eOsError Keep(const CString& queuedPath, eEnd end = eEnd_Response, const Protocol::GoOn& goOn = Once);
     /// Ends a request that has no response: no part of one, no file, and then tell, which writes its last status. None
-    /// when the file is gone.
-    platform::eOsError EndWithoutResponse(const CString& queuedPath, const std::function<void()>& tell);
+    /// when the file is gone. end: Status, or Failed of one that CFailedRequests::Begin was called for.
+    platform::eOsError EndWithoutResponse(const CString& queuedPath, const std::function<void()>& tell,
+                                          eEnd end = eEnd_Status);
     [[nodiscard]] bool IsEmpty() const { return m_ended.empty() && m_left.empty(); }
     [[nodiscard]] bool IsFull() const { return m_nSinceFlush >= kMost && !IsEmpty(); }
     /// Syncs the ends that nobody has taken yet, and lets the files go. One that somebody has open, or that cannot be
@@ -80,6 +86,8 @@ public:
     /// What is kept. It is not synced any more.
     [[nodiscard]] std::vector<CString> TakeNames();
     [[nodiscard]] CString PathOf(const CString& name) const;
+    /// What is kept of this name goes, as one that failed if it was to be one.
+    platform::eOsError LetGo(const CString& name);
 
 private:
     struct SEnded {
@@ -101,9 +109,10 @@ private:
     void Hold(SEnded ended, platform::eOsError error);
     [[nodiscard]] platform::eOsError SyncEnd(const SEnded& ended) const;
 
-    void LetGo(const CString& name);
+    platform::eOsError LetGo(const CString& name, bool hasFailed);
 
     const CServerSettings& m_settings;
+    CFailedRequests m_failed;
     CKeptNames* const m_pNames;
     std::vector<SEnded> m_ended;
     std::vector<SLeft> m_left; ///< in the queue still

@@ -142,9 +142,9 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
         const platform::CPrivateFiles again(m_settings.PrivateFor(item.m_strOwner)); // whatever the fault jumped over
         CString comment = TextOf(StringCodes::kExceptionDuringRequest);
         if (m_settings.m_options.tellReasons)
-            comment += L"\n" + m_run.LastFault();
-        m_run.EndFailedRequest(item,
-                               [&] { statusFile.SetStatusAndComment(eRequestStatus_ServerError, comment.c_str()); });
+            comment += L"\n" + m_run.LastFault() + m_run.WhichAttempt(item);
+        m_run.EndFailedRequest(
+            item, [&] { statusFile.SetStatusAndComment(eRequestStatus_ServerError, comment.c_str()); }, comment);
     }
     if (m_run.IsRunAgain())
         return;

@@ -45,7 +45,7 @@ bool IsFinal(std::int32_t status)
 
 CHousekeeping::CHousekeeping(const CServerSettings& settings, const CRequestQueue& requests,
                              const std::atomic<bool>& isRunning)
-    : m_settings(settings), m_requests(requests), m_isRunning(isRunning)
+    : m_settings(settings), m_requests(requests), m_isRunning(isRunning), m_failed(settings)
 {}
 
 CHousekeeping::~CHousekeeping()
@@ -56,7 +56,7 @@ CHousekeeping::~CHousekeeping()
 void CHousekeeping::Start()
 {
     Stop();
-    if (m_settings.m_options.keep == 0s)
+    if (m_settings.m_options.keep == 0s && m_settings.m_options.keepFailed == 0s)
         return;
     m_evStop.Reset();
     m_pThread = AfxBeginThread(&CHousekeeping::Thread, this);
@@ -78,7 +78,9 @@ unsigned CHousekeeping::Thread(void* housekeeping)
 
 bool CHousekeeping::Step()
 {
-    Find();
+    m_failed.RemoveOld([this] { return !IsStopping(); });
+    if (m_settings.m_options.keep != 0s)
+        Find();
     if (!WaitUntilFewerThan(1))
         return false;
     TellRemoved();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FailedRequests.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "platform/Mutex.h"
 #include "platform/Thread.h"
@@ -16,7 +17,7 @@ struct CServerSettings;
 
 /// Removes responses and final statuses that nobody took for as long as the host keeps them. A thread of its own finds
 /// them, once an hour, for there may be a million. Removed they are by the listener's: while it does that, no request
-/// of the same name can begin.
+/// of the same name can begin. Failed requests that are kept for so long are removed by its own thread.
 class CHousekeeping {
 public:
     /// The finding waits for the removing when there are so many.
@@ -54,6 +55,7 @@ private:
     const CRequestQueue& m_requests;
     const std::atomic<bool>& m_isRunning;
     platform::CManualResetEvent m_evStop;
+    const CFailedRequests m_failed;
     std::unique_ptr<CWQ_Thread> m_pThread;
     std::atomic<bool> m_hasFound = false;
     std::atomic<std::uint64_t> m_nRemoved = 0;

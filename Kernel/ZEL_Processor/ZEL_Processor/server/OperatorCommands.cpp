@@ -1,14 +1,17 @@
 #include "OperatorCommands.h"
 #include "RequestQueue.h"
+#include "RequestStatuses.h"
 #include "ServerSettings.h"
+#include "Story.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
-#include "platform/OsError.h"
+#include "platform/Os.h"
 #include "protocol/CommandFile.h"
 #include "reports/SourceNames.h"
 #include "reports/StringCodes.h"
 
 #include <algorithm>
+#include <utility>
 
 bool COperatorCommands::IsOne(eCommandType type)
 {
@@ -26,6 +29,10 @@ CString COperatorCommands::CarryOut(const CommandFile::SContent& command, const 
         return TextOf(StringCodes::kOperatorsOnly);
     if (command.type == CommandFile::kMoveRequest)
         return Move(command.name, command.where);
+    if (command.type == CommandFile::kRetryFailed)
+        return Retry(command.name);
+    if (command.type == CommandFile::kDiscardFailed)
+        return Discard(command.name);
     if (command.type == CommandFile::kDrainServer) {
         Drain();
         return {};
@@ -45,6 +52,42 @@ void COperatorCommands::Drain()
     m_requests.Drain(!m_settings.m_options.resume && !m_settings.m_bNoExecutiveThread);
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION,
                      L"The server takes nothing more, and ends when what it has to run has ended");
+}
+
+/// The file is moved first, and what is told of it removed last: killed in between, a start that takes over what lies
+/// there finds an end that is older than the file, which waits then.
+CString COperatorCommands::Retry(const CString& name)
+{
+    if (m_requests.IsDraining())
+        return TextOf(StringCodes::kServerDrains);
+    const CString queued = m_settings.m_paths.InQueue(name);
+    if (m_requests.IsKnown(queued) || platform::PathExists(m_settings.m_paths.InRequestDir(name)))
+        return FormatText(TextOf(StringCodes::kNameInUse), {name});
+    const platform::eOsError error = m_failed.PutIntoQueue(name);
+    if (!platform::HasMoved(error))
+        return error == platform::eOsError_AlreadyExists ? FormatText(TextOf(StringCodes::kNameInUse), {name})
+                                                         : Failure(name, error);
+    m_statuses.RemoveStatus(name);
+    m_failed.Forgive(name);
+    TSRequestItem item = m_settings.ItemOf(queued);
+    if (m_settings.m_options.tellStory)
+        Story::TellReceived(item.m_strFile);
+    m_requests.Add(std::move(item));
+    return {};
+}
+
+CString COperatorCommands::Discard(const CString& name)
+{
+    const platform::eOsError error = m_failed.Discard(name);
+    return platform::Succeeded(error) ? CString() : Failure(name, error);
+}
+
+CString COperatorCommands::Failure(const CString& name, platform::eOsError error) const
+{
+    if (platform::IsAbsent(error))
+        return FormatText(TextOf(StringCodes::kNotKept), {name});
+    return TextOf(StringCodes::kServerError) + FailedRecord::FolderIn(m_settings.m_paths.m_strOutputDir) + L": " +
+           name + L": " + platform::OsErrorText(error);
 }
 
 CString COperatorCommands::Move(const CString& name, const CommandFile::SWhere& where)

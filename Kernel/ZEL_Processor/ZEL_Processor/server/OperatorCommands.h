@@ -1,10 +1,12 @@
 #pragma once
 
+#include "FailedRequests.h"
 #include "QueueHold.h"
 #include "ZEL_Processor/ZelProcessorEnums.h"
 #include "ZEL_Processor/ZelServerOptions.h"
 #include "ZEL_Processor/ZelTypes.h"
 
+class CRequestStatuses;
 namespace CommandFile {
 struct SContent;
 struct SWhere;
@@ -13,8 +15,12 @@ struct SWhere;
 /// What an operator wants of the queue as a whole (SZelServerOptions::operatorCommands). For the listener's thread.
 class COperatorCommands {
 public:
-    COperatorCommands(const CServerSettings& settings, CRequestQueue& requests)
-        : m_settings(settings), m_requests(requests), m_hold(settings, requests)
+    COperatorCommands(const CServerSettings& settings, CRequestQueue& requests, CRequestStatuses& statuses)
+        : m_settings(settings),
+          m_requests(requests),
+          m_statuses(statuses),
+          m_hold(settings, requests),
+          m_failed(settings)
     {}
 
     [[nodiscard]] static bool IsOne(eCommandType type);
@@ -25,9 +31,14 @@ public:
 
 private:
     void Drain();
+    [[nodiscard]] CString Retry(const CString& name);
+    [[nodiscard]] CString Discard(const CString& name);
+    [[nodiscard]] CString Failure(const CString& name, platform::eOsError error) const;
     [[nodiscard]] CString Move(const CString& name, const CommandFile::SWhere& where);
 
     const CServerSettings& m_settings;
     CRequestQueue& m_requests;
+    CRequestStatuses& m_statuses;
     CQueueHold m_hold;
+    const CFailedRequests m_failed;
 };

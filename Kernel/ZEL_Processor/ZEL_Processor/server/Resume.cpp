@@ -35,6 +35,7 @@ CResume::CResume(const CServerSettings& settings, CRequestQueue& requests, CRequ
       m_clients(settings),
       m_lost(settings),
       m_ended(settings),
+      m_failed(settings),
       m_patience(settings.BriefPatience())
 {}
 
@@ -78,10 +79,11 @@ platform::eOsError CResume::LookAtEnded()
         // Who uses the name again has had the end.
         const bool isOld = platform::PathExists(queued) || platform::PathExists(m_settings.m_paths.InRequestDir(name));
         if (isOld || HasFailed(name)) {
-            static_cast<void>(platform::Files().Remove(kept));
+            static_cast<void>(m_ended.LetGo(name));
             continue;
         }
         TakeBack(name);
+        m_failed.Forget(name);
         if (platform::Succeeded(error))
             error = platform::Files().Move(kept, queued, platform::eMoveFlag_None);
     }
@@ -319,8 +321,10 @@ void CResume::QueueAgain(TSRequestItem item, const CString& name)
         text = TextOf(StringCodes::kEndUndone);
     else if (limit != 0ms)
         text = FormatText(TextOf(StringCodes::kTimeLimit), {SecondsText(limit)});
+    const bool isKept = m_failed.Begin(item, {.when = platform::Clock().UtcSeconds(), .reason = text});
     static_cast<void>(m_ended.EndWithoutResponse(
-        item.m_strFile, [&] { m_statuses.SetRequestStatus(name, item.m_strOwner, eRequestStatus_ServerError, text); }));
+        item.m_strFile, [&] { m_statuses.SetRequestStatus(name, item.m_strOwner, eRequestStatus_ServerError, text); },
+        isKept ? CEndedRequests::eEnd_Failed : CEndedRequests::eEnd_Status));
     if (m_ended.IsFull())
         m_ended.Flush(); // there may be many
     m_attempts.Forget(name);

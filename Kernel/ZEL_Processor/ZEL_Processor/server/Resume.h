@@ -70,6 +70,7 @@ private:
     CResumedClients m_clients;
     CLostAndFound m_lost;
     CEndedRequests m_ended;
+    CFailedRequests m_failed;
     bool m_bMayBeTorn = false;              ///< responses that were not synced
     const std::function<bool()> m_patience; ///< with all together who hold files
     std::map<CString, eTold> m_told;        ///< of requests in the queue that have a status

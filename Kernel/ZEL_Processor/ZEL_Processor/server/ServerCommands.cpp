@@ -45,6 +45,8 @@ CString WhatIsAsked(const CommandFile::SContent& command)
     case CommandFile::kReleaseQueue: return L"release the queue";
     case CommandFile::kMoveRequest: return L"move " + command.name;
     case CommandFile::kDrainServer: return L"drain the server";
+    case CommandFile::kRetryFailed: return L"run again the failed request " + command.name;
+    case CommandFile::kDiscardFailed: return L"discard the failed request " + command.name;
     default: return L"of an unknown type, for " + command.name;
     }
 }

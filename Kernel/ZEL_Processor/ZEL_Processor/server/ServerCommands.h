@@ -31,7 +31,7 @@ public:
           m_bRunning(isRunning),
           m_nTurns(turns),
           m_ended(settings, keptNames),
-          m_operator(settings, requests)
+          m_operator(settings, requests, statuses)
     {}
 
     /// A command file of the request directory, from its first status to its last.

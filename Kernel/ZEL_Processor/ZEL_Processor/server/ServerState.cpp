@@ -1,4 +1,5 @@
 #include "ServerState.h"
+#include "FailedRequests.h"
 #include "QueueHold.h"
 #include "RecordFolder.h"
 #include "Resume.h"
@@ -111,6 +112,7 @@ bool CServerState::SetDirs(const CString& requestDir, const CString& outputDir)
     }
     m_requests.Clear(m_settings.m_options.takeTurns, m_settings.m_options.fair, m_settings.m_options.retryBackOff);
     CQueueHold(m_settings, m_requests).TakeOver();
+    CFailedRequests(m_settings).TakeOver();
     m_listener.Refusals().Clear();
     m_statuses.Left().ForgetAll();
     m_registry.Clear();
