@@ -20,7 +20,7 @@
 namespace {
 
 /// What is done once, by whoever calls the program.
-constexpr std::string_view kNotInFiles[] = {"check", "check-config", "config",       "help",
+constexpr std::string_view kNotInFiles[] = {"check", "check-config", "config",       "drain",  "help",
                                             "json",  "service",      "service-name", "version"};
 constexpr std::string_view kPaths[] = {"components", "log-file", "output-dir", "request-dir"};
 

@@ -90,7 +90,7 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
           std::pair(L"--share-requests", options.shareRequests), std::pair(L"--manual", options.manual),
           std::pair(L"--no-executive", options.noExecutive), std::pair(L"--no-sync", options.noSync),
           std::pair(L"--follow-links", options.followLinks), std::pair(L"--strict", options.strict),
-          std::pair(L"--resume", options.resume)})
+          std::pair(L"--resume", options.resume), std::pair(L"--take-over", options.takeOver)})
         addFlag(name, isSet);
     if (options.interrupted != SServerOptions().interrupted)
         addNamed(L"--interrupted", InterruptedWords(), options.interrupted);

@@ -94,16 +94,24 @@ bool HasClaim(platform::eOsError result, const std::wstring& directory, const SC
 
 } // namespace
 
-bool CServerDirectories::Prepare(const SServerOptions& options, std::wstring& error)
+bool CServerDirectories::Prepare(const SServerOptions& options, std::wstring& error,
+                                 const std::function<bool()>& mayWait)
 {
+    const auto hasClaim = [&](CDirectoryClaim& claim, const std::wstring& directory, const SClaimTexts& texts) {
+        platform::eOsError taken = claim.Take(directory);
+        while (taken == platform::eOsError_SharingViolation && mayWait())
+            taken = claim.Take(directory);
+        return HasClaim(taken, directory, texts, error);
+    };
     m_strRequestDir = options.requestDir;
     m_strOutputDir = options.outputDir;
     return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, platform::MakeDirectories, error) &&
            ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, platform::MakeDirectories, error) &&
            CheckApart(options, error) && CheckOwn(options.outputDir, error) &&
            (options.adopt || CheckNothingForeign(options.outputDir, error)) &&
-           HasClaim(m_outputClaim.Take(options.outputDir), options.outputDir, kOutputClaimTexts, error) &&
-           ClaimRequestDir(options, error);
+           hasClaim(m_outputClaim, options.outputDir, kOutputClaimTexts) &&
+           (options.shareRequests || options.strict ||
+            hasClaim(m_requestClaim, options.requestDir, kRequestClaimTexts));
 }
 
 void CServerDirectories::Tidy() const
@@ -131,12 +139,6 @@ bool CServerDirectories::CheckClaims(const SServerOptions& options, std::wstring
     };
     return mayClaim(options.outputDir, kOutputClaimTexts) &&
            (options.shareRequests || options.strict || mayClaim(options.requestDir, kRequestClaimTexts));
-}
-
-bool CServerDirectories::ClaimRequestDir(const SServerOptions& options, std::wstring& error)
-{
-    return options.shareRequests || options.strict ||
-           HasClaim(m_requestClaim.Take(options.requestDir), options.requestDir, kRequestClaimTexts, error);
 }
 
 eDirectoriesState CServerDirectories::Look(std::wstring& text)

@@ -3,6 +3,7 @@
 #include "apps/zel-server/DirectoryClaim.h"
 #include "apps/zel-server/ServerOptions.h"
 
+#include <functional>
 #include <string>
 
 enum eDirectoriesState {
@@ -22,8 +23,10 @@ public:
 
     /// Creates what is missing when the options say so, refuses what must not be served, and claims the directories for
     /// the life of this object. False with the reason; the directories are then as they were, but for
-    /// created ones.
-    [[nodiscard]] bool Prepare(const SServerOptions& options, std::wstring& error);
+    /// created ones. mayWait: asked again and again while another server has a claim; false ends the waiting.
+    [[nodiscard]] bool Prepare(
+        const SServerOptions& options, std::wstring& error,
+        const std::function<bool()>& mayWait = [] { return false; });
 
     /// After Prepare: removes what was left there of trials, which a start that takes over what it finds would keep.
     void Tidy() const;
@@ -56,7 +59,6 @@ private:
     [[nodiscard]] static bool CheckNothingForeign(const std::wstring& outputDir, std::wstring& error);
     [[nodiscard]] static bool CheckClaims(const SServerOptions& options, std::wstring& error);
     [[nodiscard]] static bool TryRequestDir(const std::wstring& requestDir, std::wstring& error);
-    [[nodiscard]] bool ClaimRequestDir(const SServerOptions& options, std::wstring& error);
 
     [[nodiscard]] bool RemakeClaims(std::wstring& error);
 

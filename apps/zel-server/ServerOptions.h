@@ -25,6 +25,8 @@ struct SServerOptions {
     bool noExecutive = false;
     bool noSync = false;
     bool strict = false;
+    bool drain = false;    ///< have the server end that has the directories, and do nothing else
+    bool takeOver = false; ///< have it end, and serve in its place
     bool resume = false;
     eInterrupted interrupted = eInterrupted_Rerun;
     unsigned attempts = SZelServerOptions().attempts;

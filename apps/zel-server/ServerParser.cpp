@@ -85,6 +85,8 @@ std::string SetXmlLimit(const std::string& text, SXmlLimits& limits)
 void DefineResume(CLI::App& app, SParsedTexts& raw, SServerOptions& options)
 {
     app.add_flag("--resume", options.resume, HelpText(ServerTexts::IDS_HELP_RESUME));
+    app.add_flag("--take-over", options.takeOver, HelpText(ServerTexts::IDS_HELP_TAKE_OVER));
+    app.add_flag("--drain", options.drain, HelpText(ServerTexts::IDS_HELP_DRAIN));
     app.add_option("--interrupted", raw.interrupted, HelpText(ServerTexts::IDS_HELP_INTERRUPTED))
         ->type_name("rerun|fail")
         ->check(CLI::Validator(
@@ -269,6 +271,8 @@ void CServerParser::DemandAll(bool isForStart)
     for (const char* const directory : {"--request-dir", "--output-dir"})
         m_pApp->get_option(directory)->required(isForStart);
     m_pApp->get_option("--log-size")->needs(m_pApp->get_option("--log-file"));
+    // A start that does not resume deletes the responses that nobody has taken yet.
+    m_pApp->get_option("--take-over")->needs(m_pApp->get_option("--resume"))->excludes(m_pApp->get_option("--strict"));
 }
 
 bool CServerParser::IsForStart() const

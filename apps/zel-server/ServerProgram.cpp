@@ -4,6 +4,7 @@
 #include "apps/zel-server/LibraryOptions.h"
 #include "apps/zel-server/ServerPlugins.h"
 #include "apps/zel-server/ServerStory.h"
+#include "apps/zel-server/TakeOver.h"
 #include "framework/Exceptions.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
@@ -48,9 +49,11 @@ int CServerProgram::Run()
     if (!m_options.strict)
         m_pStrayFaults = std::make_unique<platform::CStrayFaults>(tellEnd, CServerHost::kReportTime);
     LimitQueries();
+    if (m_options.drain)
+        return DrainOther();
     AddComponents();
     if (!Start())
-        return eExitCode_ClientError;
+        return m_bStoppedEarly ? eExitCode_Done : eExitCode_ClientError;
     if (!m_options.strict)
         m_pExitGuard = std::make_unique<CExitGuard>(tellEnd, CServerHost::kReportTime, eExitCode_ClientError);
     if (!m_options.strict && !StartLooking())
@@ -106,10 +109,8 @@ void CServerProgram::AddComponents()
 bool CServerProgram::Start()
 {
     std::wstring error;
-    if (!m_directories.Prepare(m_options, error)) {
-        m_messages.Error(error);
+    if (!TakeDirectories())
         return false;
-    }
     // Before the directories are cleared comes whatever can fail: a start that fails must not delete anything.
     if (!MakeServer() || !ProvideProject())
         return false;
@@ -150,6 +151,47 @@ bool CServerProgram::Start()
         m_messages.Error(error);
     Publish();
     return true;
+}
+
+bool CServerProgram::TakeDirectories()
+{
+    std::wstring error;
+    const auto goOn = [this] { return GoesOn(); };
+    const bool hasOther = m_options.takeOver && TakeOver::HasOther(m_options);
+    if (hasOther)
+        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_TAKES_OVER, {m_options.outputDir}));
+    if (hasOther && !TakeOver::Drain(m_options, goOn, error)) {
+        if (!m_bStoppedEarly)
+            m_messages.Error(error);
+        return false;
+    }
+    const bool isPrepared =
+        hasOther ? m_directories.Prepare(m_options, error, goOn) : m_directories.Prepare(m_options, error);
+    if (!isPrepared && !m_bStoppedEarly)
+        m_messages.Error(error);
+    return isPrepared;
+}
+
+int CServerProgram::DrainOther()
+{
+    std::wstring error;
+    if (!TakeOver::Drain(
+            m_options, [this] { return GoesOn(); }, error) &&
+        !m_bStoppedEarly) {
+        m_messages.Error(error);
+        return eExitCode_ClientError;
+    }
+    while (GoesOn() && TakeOver::HasOther(m_options)) {
+    }
+    return m_bStoppedEarly ? eExitCode_Interrupted : eExitCode_Done;
+}
+
+bool CServerProgram::GoesOn()
+{
+    platform::eProgramSignal received = platform::eProgramSignal_Reload;
+    if (m_signals.WaitFor(1ms, received) && received == platform::eProgramSignal_Stop)
+        m_bStoppedEarly = true;
+    return !m_bStoppedEarly;
 }
 
 void CServerProgram::Publish(std::int64_t ended)

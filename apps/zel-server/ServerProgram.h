@@ -35,6 +35,12 @@ private:
     void LimitQueries();
     void AddComponents();
     [[nodiscard]] bool Start();
+    /// The directories, checked and claimed. False after a message, and without one when somebody wants this server to
+    /// stop while it waits for another one.
+    [[nodiscard]] bool TakeDirectories();
+    [[nodiscard]] int DrainOther();
+    /// False after a signal to stop; at the start, before anybody serves.
+    [[nodiscard]] bool GoesOn();
     [[nodiscard]] bool MakeServer();
     [[nodiscard]] bool ProvideProject();
     void TellReady();
@@ -74,6 +80,7 @@ private:
     const std::int64_t m_started;
     std::vector<std::wstring> m_leftOut; ///< manifests that are not used, with the reasons
     bool m_bToldFailure = false;
+    bool m_bStoppedEarly = false; ///< while it waited for another server
     std::atomic<bool> m_bLostDirectories = false;
     std::atomic<bool> m_bDrained = false;
     std::chrono::nanoseconds m_shownAlive{}; ///< of the look's thread
