@@ -85,3 +85,20 @@ TEST_F(AttemptRecordsTest, OfALimitThatCannotBeReadTheRunsCount)
         EXPECT_EQ(All(), (std::map<CString, SAttempts>{{L"a.drq", {2}}})) << text;
     }
 }
+
+TEST_F(AttemptRecordsTest, AFailedAttemptIsRememberedUntilTheNextOneHasEnded)
+{
+    const TSRequestItem first{.m_strFile = Queued(L"a.drq"), .m_nMaxRuns = 3};
+    EXPECT_EQ(m_records.Begin(first), platform::eOsError_None);
+    EXPECT_TRUE(All().empty());
+    EXPECT_EQ(m_records.Fail(first), platform::eOsError_None);
+    EXPECT_EQ(All(), (std::map<CString, SAttempts>{{L"a.drq", {.runs = 0, .failed = 1}}}));
+    const TSRequestItem second{.m_strFile = Queued(L"a.drq"), .m_nMaxRuns = 3, .m_nFailedRuns = 1};
+    EXPECT_EQ(m_records.Begin(second), platform::eOsError_None);
+    EXPECT_EQ(All(), (std::map<CString, SAttempts>{{L"a.drq", {.runs = 1, .failed = 1}}}));
+    m_records.End(second);
+    EXPECT_TRUE(All().empty());
+    m_settings.m_options.resume = false;
+    EXPECT_EQ(m_records.Fail(first), platform::eOsError_None);
+    EXPECT_TRUE(All().empty()) << "nobody would read it";
+}

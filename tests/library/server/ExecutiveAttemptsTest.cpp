@@ -101,6 +101,30 @@ TEST_F(ExecutiveAttemptsTest, OneThatReachesItsLimitIsRunAgainAndDoneWhenThatSuc
     EXPECT_EQ(texts, (std::vector<std::wstring>{L"Started:", L"Started:", L"Ended:"}));
 }
 
+TEST_F(ExecutiveAttemptsTest, AServerThatResumesWritesDownHowManyHaveFailed)
+{
+    m_settings.m_options.resume = true;
+    m_settings.m_options.syncing = false;
+    m_settings.m_options.tellReasons = true;
+    QueueOf(2);
+    const CAttemptRecords records(m_settings);
+    const auto all = [&] {
+        std::map<CString, SAttempts> attempts;
+        EXPECT_EQ(records.ReadAll(attempts), platform::eOsError_None);
+        return attempts;
+    };
+    m_runner.m_run = [](auto&, bool&) -> bool { throw std::runtime_error("broken"); };
+    EXPECT_TRUE(m_executive.ExecuteRequest());
+    EXPECT_EQ(all(), (std::map<CString, SAttempts>{{L"a.drq", {.runs = 0, .failed = 1}}}));
+    m_still.Advance(1s);
+    EXPECT_TRUE(m_executive.ExecuteRequest());
+    EXPECT_TRUE(all().empty());
+    EXPECT_TRUE(
+        Status(L"a.drq").comment.ends_with(FormatText(RootApp_RSC_CStr(158, "IDS_ATTEMPT_FAILED"), {L"2", L"2"})));
+    EXPECT_EQ(m_host.TakeBoxes().size(), 2U);
+    m_host.AcceptWarnings();
+}
+
 TEST_F(ExecutiveAttemptsTest, WhatEndsInAnotherWayIsNotRunAgain)
 {
     for (const bool done : {true, false}) {

@@ -197,6 +197,24 @@ TEST_F(ResumeTest, ARequestThatEndedAsManyServersAsMayEndFails)
     m_host.AcceptWarnings();
 }
 
+TEST_F(ResumeTest, OneThatWaitsForItsNextAttemptHasNoMoreOfThemThanBefore)
+{
+    m_settings.m_options.requestAttributes = true;
+    for (const auto& [record, told, failed] : {std::tuple("0 failed 1", L"1 waiting, 0 interrupted", 1),
+                                               std::tuple("0 failed 9", L"1 waiting, 0 interrupted", 2),
+                                               std::tuple("1 failed 2", L"0 waiting, 1 interrupted", 2)}) {
+        Write(Queued(L"a.drq"), "<Request Attempts='3'/>");
+        WriteRecord(L"a.drq", record);
+        Resume(told + std::wstring(L", 0 paused, 0 answered, 0 clients, 0 moved aside"));
+        TSRequestItem item;
+        bool isLast = false;
+        ASSERT_TRUE(m_requests.TakeRequest(item, isLast, [] {}));
+        EXPECT_EQ(item.m_nFailedRuns, failed);
+        EXPECT_EQ(item.m_nMaxRuns, 3);
+    }
+    m_host.AcceptWarnings();
+}
+
 TEST_F(ResumeTest, TheRecordOfARequestThatIsGoneGoes)
 {
     WriteRecord(L"gone.drq", "2");

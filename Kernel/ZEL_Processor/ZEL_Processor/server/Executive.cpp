@@ -121,6 +121,9 @@ bool CExecutive::ExecuteRequest()
     if (m_requests.EndRunning(m_nSlot))
         m_attempts.Forget(platform::FileNameOf(item.m_strFile));
     m_attempts.End(item);
+    // Lost, it costs one attempt more after a restart.
+    if (m_run.IsRunAgain())
+        static_cast<void>(m_attempts.Fail(item));
     return true;
 }
 

@@ -240,6 +240,7 @@ void CResume::LookAtRequest(const CString& path, const CString& name)
     // Without its time it is the first, and no status is taken for its end: rather answered twice than never.
     const bool hasTime = platform::Succeeded(platform::Files().GetChangeTime(path, arrived)) && arrived != 0;
     const auto found = m_told.find(name);
+    const auto begun = m_begun.find(name);
     const bool hasStatus = found != m_told.end();
     // A power cut may have undone that it went on: where no run is to be begun twice, the record of one says so.
     const bool hasRun = m_bMayBeTorn && m_settings.m_options.interrupted == eInterrupted_Fail && m_begun.contains(name);
@@ -261,7 +262,7 @@ void CResume::LookAtRequest(const CString& path, const CString& name)
     eQueued state = eQueued_Waiting;
     if (isTakenBack || (hasStatus && found->second == eTold_Waiting))
         state = eQueued_TakenBack;
-    else if (!isOfAnother && (hasStatus || m_begun.contains(name)))
+    else if (!isOfAnother && (hasStatus || (begun != m_begun.end() && begun->second.runs != 0)))
         state = eQueued_Interrupted;
     m_queued.push_back({state, arrived, PackedText::Pack(name)});
 }
@@ -285,6 +286,8 @@ void CResume::QueueAll()
         const CString name = PackedText::Unpack(queued.name);
         TSRequestItem item = m_settings.ItemOf(m_settings.m_paths.InQueue(name));
         item.m_bTakenBack = queued.state == eQueued_TakenBack;
+        if (const auto begun = m_begun.find(name); begun != m_begun.end() && !item.m_bTakenBack)
+            item.m_nFailedRuns = static_cast<std::uint8_t>(std::min(begun->second.failed, item.m_nMaxRuns - 1U));
         if (queued.state != eQueued_Waiting) {
             ++(item.m_bTakenBack ? m_nTakenBack : m_nInterrupted);
             QueueAgain(std::move(item), name);
@@ -300,7 +303,7 @@ void CResume::QueueAgain(TSRequestItem item, const CString& name)
     const SZelServerOptions& options = m_settings.m_options;
     const auto found = m_begun.find(name);
     if (!item.m_bTakenBack)
-        item.m_nAttempts = found == m_begun.end() ? 1 : found->second.runs;
+        item.m_nAttempts = found == m_begun.end() ? 1 : std::max(found->second.runs, 1U);
     // A record may be left over, or come back with a power cut: only beside the status of a run it tells of one.
     const bool hasLimit = found != m_begun.end() && !item.m_bTakenBack && m_told.contains(name);
     const std::chrono::milliseconds limit = hasLimit ? found->second.limit : 0ms;
@@ -321,7 +324,10 @@ void CResume::QueueAgain(TSRequestItem item, const CString& name)
         text = TextOf(StringCodes::kEndUndone);
     else if (limit != 0ms)
         text = FormatText(TextOf(StringCodes::kTimeLimit), {SecondsText(limit)});
-    const bool isKept = m_failed.Begin(item, {.when = platform::Clock().UtcSeconds(), .reason = text});
+    const bool isKept = m_failed.Begin(item, {.when = platform::Clock().UtcSeconds(),
+                                              .reason = text,
+                                              .attempt = item.m_nFailedRuns + 1U,
+                                              .attempts = item.m_nMaxRuns});
     static_cast<void>(m_ended.EndWithoutResponse(
         item.m_strFile, [&] { m_statuses.SetRequestStatus(name, item.m_strOwner, eRequestStatus_ServerError, text); },
         isKept ? CEndedRequests::eEnd_Failed : CEndedRequests::eEnd_Status));

@@ -1,4 +1,5 @@
 #include "ServerCommands.h"
+#include "AttemptRecords.h"
 #include "ClientRegistry.h"
 #include "RequestQueue.h"
 #include "RequestRefusals.h"
@@ -329,6 +330,8 @@ bool CServerCommands::RemoveRequestFromQueue(const CString& name)
     // One that its task declined has a status of that run, which nobody would ever bring to an end.
     if (!m_settings.CancelsByName())
         m_statuses.RemoveStatus(name);
+    if (options.resume && item.m_nFailedRuns != 0)
+        CAttemptRecords(m_settings).Forget(name); // or it would count for the next one of this name
     m_ended.Flush(); // who is told that his cancel was carried out has nobody else's sync to wait for
     return true;
 }
