@@ -1,15 +1,22 @@
-# zel_add_plugin(NAME name CLASS_ID {guid} [CLASS_NAME name] [FOLDER folder] SOURCES a.cpp ... [LIBS target ...])
+# zel_add_plugin(NAME name CLASS_ID {guid} [CLASS_NAME name] [THREADING model] [FOLDER folder] SOURCES a.cpp ... [LIBS target ...])
 #   A component module, with the manifest that makes its factory known beside it, in the folder or else in the current
 #   build folder. The class id stands nowhere else: the source has ZEL_PLUGIN_FACTORY(CMyFactory). Also for projects that found the installed package.
 include_guard(GLOBAL)
 
 function(zel_add_plugin)
-    cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;FOLDER;CLASS_ID;CLASS_NAME" "SOURCES;LIBS")
+    cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME;FOLDER;CLASS_ID;CLASS_NAME;THREADING" "SOURCES;LIBS")
     if(NOT arg_NAME OR NOT arg_CLASS_ID OR NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "zel_add_plugin needs NAME, CLASS_ID and SOURCES; not understood: '${arg_UNPARSED_ARGUMENTS}'")
     endif()
     if(NOT arg_FOLDER)
         set(arg_FOLDER "${CMAKE_CURRENT_BINARY_DIR}")
+    endif()
+
+    # Apartment, Both or Free: several threads at once may use objects of it, each its own. Else it serves one request at
+    # a time.
+    set(threading "")
+    if(arg_THREADING)
+        set(threading " threadingModel=\"${arg_THREADING}\"")
     endif()
 
     # Every factory of the request processor is in this category. Set in here: a guarded include reaches one folder only.
@@ -39,7 +46,7 @@ function(zel_add_plugin)
     file(GENERATE OUTPUT "${manifest}" CONTENT
 "<component>
   <module>$<TARGET_FILE_NAME:${arg_NAME}></module>
-  <class id=\"${arg_CLASS_ID}\" name=\"${arg_CLASS_NAME}\">
+  <class id=\"${arg_CLASS_ID}\" name=\"${arg_CLASS_NAME}\"${threading}>
     <category id=\"${category}\"/>
   </class>
 </component>

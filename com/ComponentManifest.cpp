@@ -101,8 +101,10 @@ SComponentClass ReadClass(IXMLDOMNode& element)
     read.id = IdOf(AttributeOf(element, L"id"), L"class");
     read.name = AttributeOf(element, L"name");
     read.appId = AttributeOf(element, L"appId");
-    if (std::wstring model = AttributeOf(element, L"threadingModel"); !model.empty())
+    if (std::wstring model = AttributeOf(element, L"threadingModel"); !model.empty()) {
         read.threadingModel = std::move(model);
+        read.isThreadingTold = true;
+    }
     ForEachChild(element, [&](IXMLDOMNode& child, const std::wstring& name) {
         if (name == L"category")
             read.categories.push_back(IdOf(AttributeOf(child, L"id"), L"category"));
@@ -206,7 +208,8 @@ std::wstring ManifestText(const SComponentManifest& manifest)
     for (const SComponentClass& component : manifest.classes) {
         text += L"  <class" + ManifestAttribute(L"id", GuidToText(component.id)) +
                 ManifestAttribute(L"name", component.name);
-        if (component.threadingModel != SComponentClass().threadingModel)
+        if (manifest.isRegistered || component.isThreadingTold ||
+            component.threadingModel != SComponentClass().threadingModel)
             text += ManifestAttribute(L"threadingModel", component.threadingModel);
         if (!component.appId.empty())
             text += ManifestAttribute(L"appId", component.appId);

@@ -53,6 +53,13 @@ std::wstring RefusalOf(const std::wstring& path)
     return distrust.empty() ? distrust : path + L": " + distrust + L", so nothing in it is used";
 }
 
+/// The models by which the system makes objects on several threads.
+bool MayServeSeveral(const SComponentClass& component)
+{
+    return component.isThreadingTold && (component.threadingModel == L"Apartment" ||
+                                         component.threadingModel == L"Both" || component.threadingModel == L"Free");
+}
+
 void AddManifest(const std::wstring& path, std::vector<std::wstring>& errors)
 {
     SComponentManifest manifest;
@@ -68,7 +75,8 @@ void AddManifest(const std::wstring& path, std::vector<std::wstring>& errors)
     }
     for (SComponentClass& component : manifest.classes) {
         const std::wstring name = component.name;
-        SComponentInfo info = {component.id, name, std::move(component.categories), manifest.modulePath, path};
+        SComponentInfo info = {component.id,        name, std::move(component.categories),
+                               manifest.modulePath, path, MayServeSeveral(component)};
         if (!Table().Add({std::move(info), nullptr}))
             errors.push_back(path + L": the id of class \"" + name + L"\" is taken by another module");
     }

@@ -32,6 +32,8 @@ struct SComponentClass {
     std::vector<CATID> categories;
     std::wstring threadingModel = L"Both"; ///< what Windows is told; elsewhere every object is called on any thread
     std::wstring appId = {};               ///< of the process to run in; empty for a class that runs in its caller's
+    /// The model was named: who names none has not said that he expects several threads.
+    bool isThreadingTold = false;
 };
 
 /// What a manifest says.
@@ -78,6 +80,9 @@ struct SComponentInfo {
     std::vector<CATID> categories = {};
     std::wstring modulePath = {}; ///< empty for a class that lives in this process
     std::wstring source = {};     ///< the manifest, or what else names the class
+    /// Objects of it may be used on several threads at once, each on one: it says Apartment, Both or Free, is
+    /// registered or lives in this process.
+    bool mayServeSeveral = true;
 };
 
 /// Everything in the table in its order, which is the category order, then, on Windows, the classes of this category

@@ -19,6 +19,7 @@ find_package(ZEL_Processor %VERSION% REQUIRED)
 zel_add_plugin(NAME %TARGET%
     CLASS_ID "%ID%"
     CLASS_NAME "%NAME%"
+    THREADING Both # several threads at once make tasks, each its own; without it the server asks for one at a time
     SOURCES %TYPE%.cpp)
 
 if(NOT CMAKE_CROSSCOMPILING)

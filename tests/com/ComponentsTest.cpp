@@ -114,6 +114,30 @@ TEST_F(CComponentsTest, OrderIsThatOfTheManifestsNames)
     EXPECT_EQ(Category(kTestCategory), (std::vector<CLSID>{ClassNumber(1), ClassNumber(2), ClassNumber(3)}));
 }
 
+TEST_F(CComponentsTest, AClassMayServeSeveralWhenItSaysSo)
+{
+    const std::wstring module = ModulePath(L"com_test_component");
+    std::vector<SComponentClass> classes;
+    std::vector<bool> expected;
+    std::uint8_t number = 1;
+    for (const auto& [model, mayServe] :
+         {std::pair(L"Both", true), std::pair(L"Free", true), std::pair(L"Apartment", true), std::pair(L"", false),
+          std::pair(L"both", false), std::pair(L"Single", false)}) {
+        classes.push_back({ClassNumber(number++), L"", {kTestCategory}});
+        classes.back().threadingModel = model;
+        classes.back().isThreadingTold = true;
+        expected.push_back(mayServe);
+    }
+    classes.push_back({ClassNumber(number), L"", {kTestCategory}}); // says nothing
+    expected.push_back(false);
+    WriteManifest(L"a.component", module, classes);
+    EXPECT_TRUE(AddFolder().empty());
+    std::vector<bool> told;
+    for (const SComponentInfo& info : ListComponents(kTestCategory))
+        told.push_back(info.mayServeSeveral);
+    EXPECT_EQ(told, expected);
+}
+
 TEST_F(CComponentsTest, AddingAFolderAgainAddsOnlyWhatIsNew)
 {
     const std::wstring module = ModulePath(L"com_test_component");

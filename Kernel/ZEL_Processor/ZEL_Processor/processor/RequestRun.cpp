@@ -66,7 +66,7 @@ CString WhyRefused(const CString& path)
 
 bool CRequestRun::Run(bool bForce, bool& bRetry)
 {
-    if (!ReadRequest() || !ObtainData(bForce, bRetry) || !WriteResponse())
+    if (!ReadRequest(bRetry) || !ObtainData(bForce, bRetry) || !WriteResponse())
         return false;
     DeleteRequestFile();
     m_response.Reset();
@@ -76,7 +76,7 @@ bool CRequestRun::Run(bool bForce, bool& bRetry)
     return true;
 }
 
-bool CRequestRun::ReadRequest()
+bool CRequestRun::ReadRequest(bool& bRetry)
 {
     if (!m_pContext) {
         WQ_ReportErrorNow(SourceNames::kZelProcessor, ReportLines::kNoContext, L"CZelProcessor::ProcessRequest",
@@ -92,7 +92,7 @@ bool CRequestRun::ReadRequest()
         return static_cast<bool>(m_request);
     });
     if (!isKnown)
-        return FailUnknown();
+        return IsBusy(bRetry) ? false : FailUnknown();
 
     CBstr xml;
     if (!m_request->GetXml(xml.Put())) {
@@ -106,7 +106,7 @@ bool CRequestRun::ReadRequest()
         return false;
     Report(StringCodes::kGettingData, eRequestStatus_GettingData);
     if (!m_processor.CreateAndInitTask(xml.Text(), m_task.Put()))
-        return Fail(StringCodes::kCanNotInitializeTask, m_reasons.taskError);
+        return IsBusy(bRetry) ? false : Fail(StringCodes::kCanNotInitializeTask, m_reasons.taskError);
     return !IsCanceled();
 }
 
@@ -125,7 +125,7 @@ bool CRequestRun::ObtainData(bool bForce, bool& bRetry)
 bool CRequestRun::WriteResponse()
 {
     Report(StringCodes::kPreparingResponse, eRequestStatus_PreparingResponse);
-    m_response = m_factories.FindResponse(m_request.Get());
+    m_response = m_factories.FindResponse(m_request.Get(), [this] { return !m_pContext->IsCanceled(); });
     if (!m_response)
         return Fail(StringCodes::kCanNotInitializeResponse);
     if (!m_response->SetTask(m_task.Get()))
@@ -148,6 +148,13 @@ void CRequestRun::DeleteRequestFile()
     WQ_MessageBox(text, eMessageStyle_Warning);
     WQ_ReportErrorNow(SourceNames::kZelProcessor, ReportLines::kCantDeleteRequest, L"CZelProcessor::ProcessRequest",
                       text);
+}
+
+/// Whether it is to be asked again whose request or task it is.
+bool CRequestRun::IsBusy(bool& bRetry) const
+{
+    bRetry = m_factories.WasBusy();
+    return bRetry;
 }
 
 bool CRequestRun::IsCanceled()

@@ -29,10 +29,11 @@ public:
     bool Run(bool bForce, bool& bRetry);
 
 private:
-    bool ReadRequest();
+    bool ReadRequest(bool& bRetry);
     bool ObtainData(bool bForce, bool& bRetry);
     bool WriteResponse();
     void DeleteRequestFile();
+    bool IsBusy(bool& bRetry) const;
     bool IsCanceled();
     bool FailUnknown();
     bool FailToSave();

@@ -68,33 +68,22 @@ std::vector<CString> TaskTypesOf(const CComPtr<IWQ_ZELProcessorFactory>& factory
     return types;
 }
 
-/// The first result that a factory gives together with true. What a declining factory gave is released.
-template <class Result, class Ask>
-bool FindFirst(const CAutoInterfaceArray<IWQ_ZELProcessorFactory>& factories, const Ask& ask, CComPtr<Result>& result)
-{
-    for (std::size_t index = 0; index < factories.GetCount(); ++index) {
-        const CComPtr<IWQ_ZELProcessorFactory> factory(factories.GetAt(index));
-        CComPtr<Result> offered;
-        if (ask(*factory, offered.Put())) {
-            result = std::move(offered);
-            return true;
-        }
-    }
-    return false;
-}
-
 } // namespace
 
 bool CZelProcessorFactories::LoadFactories()
 {
     m_factories.RemoveAll();
     m_classes.clear();
+    m_isAlone.clear();
+    const std::vector<SComponentInfo> components = ListComponents(CATID_ZELProcessorFactory);
     for (const CMOX_RegistryCathegoryItem& item : CategoryItems()) {
         CComPtr<IWQ_ZELProcessorFactory> factory;
         std::wstring reason;
         if (SUCCEEDED(CreateComponent(item.GetClsid(), ComIid<IWQ_ZELProcessorFactory>(), factory.PutVoid(), reason))) {
             m_factories.Add(factory.Get());
             m_classes.push_back(item.GetClsid());
+            const auto info = std::ranges::find(components, item.GetClsid(), &SComponentInfo::id);
+            m_isAlone.push_back(info != components.end() && !info->mayServeSeveral);
         } else {
             TellLeftOut(item.GetClsid(), reason);
         }
@@ -110,25 +99,58 @@ void CZelProcessorFactories::ForgetCategory()
     known.leftOut.clear();
 }
 
+/// What a declining factory gave is released.
+template <class Result, class Ask>
+bool CZelProcessorFactories::AskOne(std::size_t index, const Ask& ask, CComPtr<Result>& result) const
+{
+    const CComPtr<IWQ_ZELProcessorFactory> factory(m_factories.GetAt(index));
+    CComPtr<Result> offered;
+    if (!ask(*factory, offered.Put()))
+        return false;
+    result = std::move(offered);
+    m_bUsed = m_bUsed || m_isAlone[index];
+    return true;
+}
+
+/// The first result that a factory gives together with true.
+template <class Result, class Ask>
+bool CZelProcessorFactories::FindFirst(const Ask& ask, CComPtr<Result>& result) const
+{
+    m_bBusy = false;
+    bool isFound = false;
+    for (std::size_t index = 0; !isFound && index < m_factories.GetCount(); ++index) {
+        if (m_pAlone && m_isAlone[index] && !m_pAlone->TryEnter(this))
+            m_bBusy = true;
+        else
+            isFound = AskOne(index, ask, result);
+    }
+    m_bBusy = m_bBusy && !isFound;
+    if (m_pAlone && !m_bUsed)
+        m_pAlone->Leave(this);
+    return isFound;
+}
+
 CComPtr<IWQ_ZELProcessorRequest> CZelProcessorFactories::FindRequest(const wchar_t* path) const
 {
     CComPtr<IWQ_ZELProcessorRequest> request;
-    FindFirst(
-        m_factories, [&](auto& factory, auto** out) { return factory.CreateRequest(path, out); }, request);
+    FindFirst([&](auto& factory, auto** out) { return factory.CreateRequest(path, out); }, request);
     return request;
 }
 
 bool CZelProcessorFactories::FindTask(const wchar_t* type, CComPtr<IWQ_ZELProcessorTask>& task) const
 {
-    return FindFirst(
-        m_factories, [&](auto& factory, auto** out) { return factory.CreateTask(type, out); }, task);
+    return FindFirst([&](auto& factory, auto** out) { return factory.CreateTask(type, out); }, task);
 }
 
-CComPtr<IWQ_ZELProcessorResponse> CZelProcessorFactories::FindResponse(IWQ_ZELProcessorRequest* request) const
+CComPtr<IWQ_ZELProcessorResponse> CZelProcessorFactories::FindResponse(IWQ_ZELProcessorRequest* request,
+                                                                       const std::function<bool()>& goOn) const
 {
     CComPtr<IWQ_ZELProcessorResponse> response;
-    FindFirst(
-        m_factories, [&](auto& factory, auto** out) { return factory.CreateResponse(request, out); }, response);
+    const auto find = [&] {
+        return FindFirst([&](auto& factory, auto** out) { return factory.CreateResponse(request, out); }, response);
+    };
+    if (!find() && m_bBusy && m_pAlone->Enter(this, goOn))
+        find();
     return response;
 }
 

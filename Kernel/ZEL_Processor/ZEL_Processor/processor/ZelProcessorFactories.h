@@ -1,11 +1,14 @@
 #pragma once
 
+#include "CallGate.h"
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
 #include "ZEL_Processor/ZelServerInfo.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "com/ComPtr.h"
 #include "framework/AutoInterfaceArray.h"
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,20 +18,36 @@ public:
     /// Fills the collection anew. A component that can't be created, or is no factory, is left out with a warning in
     /// the log that names it and the reason. True when there is at least one.
     bool LoadFactories();
-    /// Adds one behind those that are there.
-    void Add(IWQ_ZELProcessorFactory& factory)
+    /// Adds one behind those that are there. isAlone: it serves one request at a time.
+    void Add(IWQ_ZELProcessorFactory& factory, bool isAlone = false)
     {
         m_factories.Add(&factory);
         m_classes.push_back(GUID_NULL);
+        m_isAlone.push_back(isAlone);
+    }
+    /// Through which all go that use classes of which one object at a time may be used; null: nobody else uses them.
+    void SetGate(CCallGate* alone) { m_pAlone = alone; }
+    /// A class that may be what was looked for last could not be asked: others use such a one.
+    [[nodiscard]] bool WasBusy() const { return m_bBusy; }
+    /// Of whatever was found nothing is used any more.
+    void EndUse()
+    {
+        m_bUsed = false;
+        if (m_pAlone)
+            m_pAlone->Leave(this);
     }
     /// The next loading looks for components again, instead of taking those that the process found first.
     static void ForgetCategory();
 
     /// Each asks the factories in order; the first that accepts supplies the result, which is null when none does.
+    /// Those that serve one request at a time are passed over while another thread uses such a one, and by all others
+    /// from when one of them has accepted until EndUse.
     [[nodiscard]] CComPtr<IWQ_ZELProcessorRequest> FindRequest(const wchar_t* path) const;
     /// Tells whether a factory accepted, since one may accept and give nothing.
     [[nodiscard]] bool FindTask(const wchar_t* type, CComPtr<IWQ_ZELProcessorTask>& task) const;
-    [[nodiscard]] CComPtr<IWQ_ZELProcessorResponse> FindResponse(IWQ_ZELProcessorRequest* request) const;
+    /// Waits for those, for as long as goOn says: what the response is made of is there already.
+    [[nodiscard]] CComPtr<IWQ_ZELProcessorResponse> FindResponse(
+        IWQ_ZELProcessorRequest* request, const std::function<bool()>& goOn = [] { return true; }) const;
 
     /// The types of tasks that the factories serve, of those that tell.
     [[nodiscard]] std::vector<CString> TaskTypes() const;
@@ -40,8 +59,17 @@ public:
     [[nodiscard]] const CAutoInterfaceArray<IWQ_ZELProcessorFactory>& GetArray() const { return m_factories; }
 
 private:
+    template <class Result, class Ask>
+    bool FindFirst(const Ask& ask, CComPtr<Result>& result) const;
+    template <class Result, class Ask>
+    bool AskOne(std::size_t index, const Ask& ask, CComPtr<Result>& result) const;
+
     CAutoInterfaceArray<IWQ_ZELProcessorFactory> m_factories;
     std::vector<CLSID> m_classes; ///< of the same order; null for one that was added
+    std::vector<bool> m_isAlone;  ///< of the same order
+    CCallGate* m_pAlone = nullptr;
+    mutable bool m_bBusy = false; ///< the last time
+    mutable bool m_bUsed = false; ///< one that serves one request at a time has accepted
 };
 
 /// For objects that can't do without factories: shows the error box and throws CUserException.

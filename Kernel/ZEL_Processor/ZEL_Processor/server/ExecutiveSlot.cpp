@@ -16,7 +16,7 @@ CExecutiveSlot::CExecutiveSlot(CServerState& server, std::size_t number)
 
 CExecutiveSlot::~CExecutiveSlot() = default;
 
-bool CExecutiveSlot::Prepare(const CServerSettings& settings, IRequestRunner* stepping, CCallGate* eventGate)
+bool CExecutiveSlot::Prepare(const CServerSettings& settings, IRequestRunner* stepping, SSlotGates* gates)
 {
     m_settings = settings;
     if (settings.Slots() > 1 && settings.m_pContext) {
@@ -30,7 +30,8 @@ bool CExecutiveSlot::Prepare(const CServerSettings& settings, IRequestRunner* st
     }
     auto runner =
         std::make_unique<CProcessorRunner>(*m_pProcessor, m_executive.Remover(), m_settings.m_options.leftOut);
-    runner->SetEventGate(eventGate);
+    runner->SetEventGate(gates ? &gates->event : nullptr);
+    runner->SetPluginGate(gates ? &gates->plugins : nullptr);
     m_pRunner = std::move(runner);
     m_executive.SetRunner(m_pRunner.get(), stepping);
     if (!m_pProcessor->SetOutputDir(m_settings.m_paths.m_strOutputDir))

@@ -3,17 +3,23 @@
 #include "Executive.h"
 #include "ServerSettings.h"
 #include "SlotContext.h"
+#include "processor/CallGate.h"
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
-class CCallGate;
 class CWQ_Thread;
 class CZelProcessor;
 class IRequestRunner;
 struct CServerState;
+
+/// Where one at a time of several slots passes.
+struct SSlotGates {
+    CCallGate event;   ///< telling the host what is done
+    CCallGate plugins; ///< using those that serve one request at a time
+};
 
 /// One of those that run requests at the same time: a thread, what it runs them with, and whom a task asks.
 struct CExecutiveSlot {
@@ -23,8 +29,8 @@ struct CExecutiveSlot {
     CExecutiveSlot& operator=(const CExecutiveSlot&) = delete;
 
     /// Anew for each run of the server, while there is no thread. stepping: see CExecutive; null in the first slot.
-    /// False when the output directory is gone.
-    bool Prepare(const CServerSettings& settings, IRequestRunner* stepping, CCallGate* eventGate);
+    /// gates: null where there is one slot. False when the output directory is gone.
+    bool Prepare(const CServerSettings& settings, IRequestRunner* stepping, SSlotGates* gates);
     /// The context of what runs here.
     [[nodiscard]] CZelProcessorContext* Context() { return m_settings.m_pContext; }
     /// Since it was asked the last time it has gone on, or may have nothing to do.

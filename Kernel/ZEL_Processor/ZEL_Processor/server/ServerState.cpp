@@ -168,7 +168,7 @@ bool CServerState::PrepareSlots()
     std::vector<CZelProcessorContext*> contexts;
     for (std::size_t number = 0; number < count; ++number) {
         if (!m_slots[number]->Prepare(m_settings, number == 0 ? nullptr : m_slots.front()->m_pRunner.get(),
-                                      count == 1 ? nullptr : &m_eventGate))
+                                      count == 1 ? nullptr : &m_gates))
             return false;
         contexts.push_back(m_slots[number]->Context());
     }

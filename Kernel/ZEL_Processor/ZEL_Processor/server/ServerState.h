@@ -13,7 +13,6 @@
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "com/ComPtr.h"
-#include "processor/CallGate.h"
 
 #include <atomic>
 #include <cstdint>
@@ -63,7 +62,7 @@ struct CServerState {
     CRequestQueue m_requests{m_bRunning};
     CRequestStatuses m_statuses{m_settings, m_requests};
     CKeptNames m_keptNames;
-    CCallGate m_eventGate;
+    SSlotGates m_gates;
     /// Never fewer than before: what they have kept is theirs.
     std::vector<std::unique_ptr<CExecutiveSlot>> m_slots;
     const CClientRecords m_clientRecords{m_settings};

@@ -1,0 +1,67 @@
+#include "platform/Module.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
+#include "tests/apps/ProgramFixture.h"
+
+namespace {
+
+/// Servers that run several requests at once.
+class SlotsTest : public CProgramTest {
+protected:
+    void SendToGate(const wchar_t* name) const { ASSERT_EQ(Zel({L"send", MakeGate(name)}).code, 0); }
+    [[nodiscard]] bool IsAtGate(const wchar_t* name) const { return platform::PathExists(Gate(name) + L".entered"); }
+    void OpenGates(std::initializer_list<const wchar_t*> names) const
+    {
+        for (const wchar_t* name : names)
+            Write(Gate(name), "");
+        for (const wchar_t* name : names)
+            EXPECT_EQ(Zel({L"wait", name}).code, 0);
+    }
+};
+
+TEST_F(SlotsTest, RequestsRunAtOnceAndACancelOrACrashIsOnesOwn)
+{
+    CRunningProgram server = StartServer({L"--slots", L"4"});
+    for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq"}) {
+        SendToGate(name);
+        ASSERT_TRUE(WaitUntilAtGate(name));
+    }
+    EXPECT_EQ(Zel({L"send", MakeRequest(L"crash.drq", L"Type=\"Crash\" Kind=\"NullDereference\""), L"--wait"}).code, 3);
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"echo.drq", L"x"), L"--wait"}).code, 0);
+    EXPECT_EQ(Zel({L"cancel", L"b.drq"}).output, "b.drq: Canceled\n");
+    OpenGates({L"a.drq", L"c.drq"});
+    StopServer(server);
+    EXPECT_TRUE(Contains(server.Errors(), " --slots 4 ")) << server.Errors();
+}
+
+TEST_F(SlotsTest, APluginThatNamesNoThreadingModelServesOneRequestAtATime)
+{
+    const std::wstring folder = InHome(L"silent");
+    ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(folder)));
+    std::string manifest = Read(platform::JoinPath(TestPlugins(), L"zel_testtasks.component"));
+    const std::string model = " threadingModel=\"Both\"";
+    ASSERT_TRUE(Contains(manifest, model));
+    manifest.erase(manifest.find(model), model.size());
+    manifest.insert(manifest.find("<module>") + 8, platform::ToUtf8(TestPlugins()) + "/");
+    Write(platform::JoinPath(folder, L"silent.component"), manifest);
+
+    std::vector<std::wstring> arguments = DirectoryArguments();
+    arguments.insert(arguments.end(), {L"--components", folder, L"--slots", L"2"});
+    CRunningProgram server(L"zel-server", arguments);
+    std::wstring line;
+    ASSERT_TRUE(server.Process().ReadLine(line, kPatience)) << server.Errors();
+    SendToGate(L"a.drq");
+    ASSERT_TRUE(WaitUntilAtGate(L"a.drq"));
+    SendToGate(L"b.drq");
+    ASSERT_TRUE(server.WaitForErrors("{b.drq} Put off"));
+    EXPECT_FALSE(IsAtGate(L"b.drq"));
+    EXPECT_EQ(Zel({L"send", MakeGate(L"c.drq")}).code, 0);
+    EXPECT_EQ(Zel({L"cancel", L"c.drq"}).output, "c.drq: Canceled\n") << "it waits, and can be cancelled";
+    OpenGates({L"a.drq"});
+    ASSERT_TRUE(WaitUntilAtGate(L"b.drq"));
+    OpenGates({L"b.drq"});
+    StopServer(server);
+}
+
+} // namespace
