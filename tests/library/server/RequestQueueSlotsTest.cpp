@@ -145,6 +145,30 @@ TEST_F(RequestQueueSlots, ADrainIsOverWithTheLastRun)
     EXPECT_FALSE(m_queue.TakeDrained()) << "once";
 }
 
+TEST_F(RequestQueueSlots, OneThatHasNothingToDoLooksForWhatIsPutBack)
+{
+    Add({L"a", L"b", L"c"});
+    ASSERT_EQ(TakeRequest(0), L"a");
+    ASSERT_EQ(TakeRequest(1), L"b");
+    ASSERT_EQ(TakeRequest(1), L"c");
+    EXPECT_EQ(TakeRequest(2), L"");
+    ASSERT_FALSE(IsAwake());
+    EXPECT_TRUE(m_queue.RunAgain({L"a"}, 0ms, 0));
+    m_queue.EndRunning(0);
+    EXPECT_TRUE(IsAwake()) << "who has put it back may take another one";
+    Add({L"d"});
+    EXPECT_TRUE(m_queue.RunAgain({L"c"}, 1h, 1));
+    m_queue.EndRunning(1);
+    ASSERT_EQ(TakeRequest(1), L"d");
+    ASSERT_EQ(TakeRequest(0), L"a");
+    EXPECT_EQ(TakeRequest(2), L"");
+    EXPECT_FALSE(IsAwake());
+    EXPECT_LE(m_queue.UntilDue(), 1h) << "it waits no longer";
+    Add({L"e"});
+    ASSERT_EQ(TakeRequest(2), L"e");
+    EXPECT_TRUE(IsAwake()) << "somebody else has to wait for that now";
+}
+
 TEST(SlotContext, ForwardsWhatIsTheHostsAndKeepsItsOwnFlag)
 {
     CTestContext host;

@@ -161,7 +161,16 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
     run.isCanceled = false;
     if (run.context)
         run.context->SetCanceled(false);
+    WakeOther();
     return true;
+}
+
+/// Whoever waits for the time of a request may run another one when it has come: one that has nothing to do has to look
+/// for it then.
+void CRequestQueue::WakeOther()
+{
+    if (m_runs.size() > 1 && !(m_putBack.IsEmpty() && m_later.IsEmpty()))
+        m_evQueue->Set();
 }
 
 bool CRequestQueue::TakeNext(TSRequestItem& item, std::size_t slot)
@@ -204,6 +213,7 @@ void CRequestQueue::PutBackLater(TSRequestItem item, std::chrono::milliseconds p
 {
     const std::chrono::nanoseconds due = platform::Clock().Steady() + pause;
     m_putBack.Add(due.count(), std::move(item));
+    WakeOther();
 }
 
 void CRequestQueue::TakeWhatIsDue()

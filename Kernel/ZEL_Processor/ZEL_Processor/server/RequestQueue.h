@@ -119,6 +119,7 @@ private:
     /// False when its time has come.
     bool PutOff(TSRequestItem& item) ZEL_REQUIRES(m_cs);
     void TakeWhatIsDue() ZEL_REQUIRES(m_cs);
+    void WakeOther() ZEL_REQUIRES(m_cs);
     /// Whether nothing can be taken to run.
     [[nodiscard]] bool IsClosed() const ZEL_REQUIRES(m_cs);
     [[nodiscard]] bool IsDrained() const ZEL_REQUIRES(m_cs);
