@@ -168,8 +168,8 @@ struct SZelServerOptions {
     /// count. With more than one, a request has a context of its own, which forwards to the host's what a task asks but
     /// keeps the cancel flag: the server sets none of the host's, and what the host sets itself cancels all requests. A
     /// cancel then means the request of its name alone, as with cancelByName. OnRequestDone is called by one thread at
-    /// a time. Plug-ins are called on several threads at once, but those whose manifest names no threading model for one
-    /// request at a time.
+    /// a time. Plug-ins are called on several threads at once, but those whose manifest names no threading model serve
+    /// one request at a time.
     unsigned slots = 1;
     static constexpr unsigned kMostSlots = 64;
     /// A request that failed, which is neither refused nor cancelled, is kept for so long in a directory of the
