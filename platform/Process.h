@@ -1,11 +1,14 @@
 #pragma once
 
+#include "platform/Containment.h"
 #include "platform/Export.h"
 #include "platform/OsError.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +21,12 @@ struct SProcessOptions {
     bool pipeInput = false;                                         ///< WriteLine works
     bool pipeOutput = false; ///< ReadLine works; else output goes where ours goes
     std::wstring errorFile;  ///< standard error goes to this new file when not empty
+    /// For ReadLine, in bytes: for a child that sends more without an end of line it is the end of the output. 0: any
+    /// length.
+    std::size_t longestLine = 0;
+    /// The child ends with all that it starts, whatever ends it, and when this process ends; Kill ends them all, too.
+    /// It must call EnterContainment, and its input must be a pipe.
+    std::optional<SContainment> containment = std::nullopt;
 };
 
 /// A started child. The destructor kills and reaps one that still runs, so that a failing test leaves nothing behind.

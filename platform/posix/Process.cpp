@@ -3,6 +3,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/posix/Containment.h"
 #include "platform/posix/Output.h"
 #include "platform/posix/ProcessUsage.h"
 #include "platform/posix/Spawn.h"
@@ -62,13 +63,29 @@ struct CProcess::SState {
     std::chrono::nanoseconds cpuTime{};
     std::uint64_t peakMemory = 0; // highest that was seen
     std::uint64_t ownPeakAtStart = 0;
+    std::size_t longestLine = 0;
+    bool isContained = false;
 
     ~SState()
     {
         if (id < 0 || ended)
             return;
+        if (isContained && EndContained())
+            return;
         kill(id, SIGKILL);
         Reap(0);
+    }
+
+    /// Asks who guards the child and what it has started to end them all. False when he does not in time: then what
+    /// belongs to his session is ended, and he with it.
+    [[nodiscard]] bool EndContained()
+    {
+        input.Reset();
+        kill(id, SIGTERM);
+        const bool isDone = WaitForEnd(posix::EndOf(std::chrono::seconds(5)));
+        if (!isDone)
+            kill(-id, SIGKILL);
+        return isDone;
     }
 
     /// Fetches the end of the child when it has come; waits for it without the flag WNOHANG.
@@ -106,6 +123,7 @@ struct CProcess::SState {
     /// Waits for more output. False at its end or when the time is over.
     bool ReadMore(std::chrono::steady_clock::time_point end)
     {
+        outputEnded = outputEnded || (longestLine != 0 && buffer.size() > longestLine);
         if (outputEnded || !output || !posix::WaitReadable(output.Get(), end))
             return false;
         std::array<char, 4096> chunk = {};
@@ -138,6 +156,11 @@ eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wst
         setup.Redirect(output.write.Get(), STDOUT_FILENO);
     if (!options.errorFile.empty())
         setup.RedirectToFile(STDERR_FILENO, NarrowPath(options.errorFile));
+    SProcessOptions told = options;
+    if (options.containment) {
+        setup.BeginSession();
+        told.environment.emplace_back(posix::kContainmentVariable, posix::ContainmentText(*options.containment));
+    }
 
     const std::string path = NarrowPath(program);
     std::vector<std::string> narrow = {path};
@@ -146,8 +169,7 @@ eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wst
 
     auto state = std::make_unique<SState>();
     state->ownPeakAtStart = posix::OwnPeakMemory();
-    if (const int error = setup.Spawn(path, std::move(narrow), posix::MergedEnvironment(options), state->id);
-        error != 0) {
+    if (const int error = setup.Spawn(path, std::move(narrow), posix::MergedEnvironment(told), state->id); error != 0) {
         state->id = -1;
         return posix::PathError(error, path.c_str());
     }
@@ -155,6 +177,8 @@ eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wst
     state->process.Reset(static_cast<int>(syscall(SYS_pidfd_open, state->id, 0)));
     state->input = std::move(input.write);
     state->output = std::move(output.read);
+    state->longestLine = options.longestLine;
+    state->isContained = options.containment.has_value();
     m_pState = std::move(state);
     return eOsError_None;
 }
@@ -216,7 +240,7 @@ bool CProcess::Wait(std::chrono::milliseconds timeout, int& exitCode)
 void CProcess::Kill()
 {
     if (m_pState != nullptr && !m_pState->ended)
-        kill(m_pState->id, SIGKILL);
+        kill(m_pState->id, m_pState->isContained ? SIGTERM : SIGKILL); // who guards the child ends it
 }
 
 void CProcess::RequestStop()

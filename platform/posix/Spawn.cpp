@@ -84,6 +84,13 @@ void CSpawnSetup::RedirectToFile(int to, const std::string& path)
     posix_spawn_file_actions_addopen(&m_actions, to, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
 }
 
+void CSpawnSetup::BeginSession()
+{
+    short flags = 0;
+    posix_spawnattr_getflags(&m_attributes, &flags);
+    posix_spawnattr_setflags(&m_attributes, static_cast<short>(flags | POSIX_SPAWN_SETSID));
+}
+
 int CSpawnSetup::Spawn(const std::string& program, std::vector<std::string> arguments,
                        std::vector<std::string> environment, pid_t& id) const
 {

@@ -30,6 +30,8 @@ public:
 
     void Redirect(int from, int to);
     void RedirectToFile(int to, const std::string& path);
+    /// It gets a session of its own, and with it a group.
+    void BeginSession();
 
     /// 0 or an errno.
     [[nodiscard]] int Spawn(const std::string& program, std::vector<std::string> arguments,

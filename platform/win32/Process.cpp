@@ -3,6 +3,7 @@
 #include "platform/Text.h"
 #include "platform/win32/ChildStreams.h"
 #include "platform/win32/CommandLine.h"
+#include "platform/win32/Containment.h"
 #include "platform/win32/OutputPipe.h"
 #include "platform/win32/StopRequest.h"
 #include "platform/win32/SystemError.h"
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <span>
 
 namespace platform {
@@ -93,6 +95,9 @@ std::uint64_t TicksOf(const FILETIME& time)
 
 struct CProcess::SState {
     CHandle process;
+    CHandle job; ///< of a contained child
+    std::size_t longestLine = 0;
+    bool isTooLong = false; ///< a line was, and the output ends there
     CHandle input;
     CHandle stopEvent;
     win32::COutputPipe output;
@@ -105,8 +110,17 @@ struct CProcess::SState {
         if (!process || WaitForSingleObject(process.Get(), 0) == WAIT_OBJECT_0) {
             return;
         }
-        TerminateProcess(process.Get(), kKilledExitCode);
+        Kill();
         WaitForSingleObject(process.Get(), INFINITE);
+    }
+
+    void Kill() const
+    {
+        if (job) {
+            TerminateJobObject(job.Get(), kKilledExitCode);
+        } else {
+            TerminateProcess(process.Get(), kKilledExitCode);
+        }
     }
 
     [[nodiscard]] eOsError MakeStreams(const SProcessOptions& options, win32::SChildStreams& streams)
@@ -121,8 +135,14 @@ struct CProcess::SState {
     }
 
     [[nodiscard]] eOsError Launch(const std::wstring& program, std::wstring commandLine, std::wstring environment,
-                                  const win32::SChildStreams& streams)
+                                  const win32::SChildStreams& streams, const std::optional<SContainment>& containment)
     {
+        if (containment) {
+            job = win32::MakeJob(*containment);
+            if (!job) {
+                return LastOsError();
+            }
+        }
         HANDLE inherited[] = {streams.input.Get(), streams.output.Get(), streams.error.Get()};
         CInheritedHandles list;
         if (const eOsError error = list.Set(inherited); !Succeeded(error)) {
@@ -137,8 +157,8 @@ struct CProcess::SState {
         startup.lpAttributeList = list.Get();
 
         // In a group of its own, or a Ctrl-Break for it would be one for us. Suspended until its stop event is there.
-        constexpr DWORD flags =
-            CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT | EXTENDED_STARTUPINFO_PRESENT;
+        const DWORD flags = CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT |
+                            EXTENDED_STARTUPINFO_PRESENT | (containment ? win32::PriorityClassOf(*containment) : 0);
         PROCESS_INFORMATION made{};
         if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, flags, environment.data(),
                             nullptr, &startup.StartupInfo, &made)) {
@@ -148,7 +168,19 @@ struct CProcess::SState {
         process = CHandle(made.hProcess);
         id = made.dwProcessId;
         stopEvent = win32::MakeStopEvent(id);
+        if (job && !AssignProcessToJobObject(job.Get(), process.Get())) {
+            const eOsError error = LastOsError();
+            TerminateProcess(process.Get(), kKilledExitCode);
+            return error;
+        }
         return ResumeThread(thread.Get()) != static_cast<DWORD>(-1) ? eOsError_None : LastOsError();
+    }
+
+    /// Waits for more output.
+    [[nodiscard]] win32::eReceiveResult Receive(std::chrono::milliseconds timeout)
+    {
+        isTooLong = isTooLong || (longestLine != 0 && received.size() > longestLine);
+        return isTooLong ? win32::eReceiveResult_Ended : output.Receive(received, timeout);
     }
 
     /// Takes a line, or at the end of the output what is left, out of what was received.
@@ -188,9 +220,10 @@ eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wst
     eOsError error = state->MakeStreams(options, streams);
     if (Succeeded(error)) {
         error = state->Launch(file, win32::MakeCommandLine(file, arguments),
-                              win32::MakeEnvironmentBlock(options.environment), streams);
+                              win32::MakeEnvironmentBlock(options.environment), streams, options.containment);
     }
     if (Succeeded(error)) {
+        state->longestLine = options.longestLine;
         m_pState = std::move(state);
     }
     return error;
@@ -203,7 +236,7 @@ bool CProcess::ReadLine(std::wstring& line, std::chrono::milliseconds timeout)
     }
     const Deadline deadline = DeadlineIn(timeout);
     while (!m_pState->TakeLine(line, false)) {
-        const auto result = m_pState->output.Receive(m_pState->received, TimeLeft(deadline));
+        const auto result = m_pState->Receive(TimeLeft(deadline));
         if (result != win32::eReceiveResult_Data) {
             return m_pState->TakeLine(line, result == win32::eReceiveResult_Ended);
         }
@@ -217,7 +250,7 @@ std::string CProcess::ReadAll(std::chrono::milliseconds timeout)
         return {};
     }
     const Deadline deadline = DeadlineIn(timeout);
-    while (m_pState->output.Receive(m_pState->received, TimeLeft(deadline)) == win32::eReceiveResult_Data) {
+    while (m_pState->Receive(TimeLeft(deadline)) == win32::eReceiveResult_Data) {
     }
     return std::exchange(m_pState->received, {});
 }
@@ -260,7 +293,7 @@ bool CProcess::Wait(std::chrono::milliseconds timeout, int& exitCode)
 void CProcess::Kill()
 {
     if (m_pState) {
-        TerminateProcess(m_pState->process.Get(), kKilledExitCode);
+        m_pState->Kill();
     }
 }
 

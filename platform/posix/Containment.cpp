@@ -1,0 +1,158 @@
+#include "platform/posix/Containment.h"
+
+#include "platform/Module.h"
+#include "platform/posix/Descriptor.h"
+#include "platform/posix/SystemError.h"
+
+#include <array>
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <malloc.h>
+#include <poll.h>
+#include <sstream>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace platform {
+namespace posix {
+namespace {
+
+constexpr int kKilled = 128 + SIGKILL; // as CProcess tells it
+
+[[nodiscard]] int ExitCodeOf(int status)
+{
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+/// The children of a process with one thread, as far as the kernel tells.
+std::vector<pid_t> ChildrenOf(pid_t process)
+{
+    const std::string number = std::to_string(process);
+    std::ifstream file("/proc/" + number + "/task/" + number + "/children");
+    std::vector<pid_t> children;
+    for (pid_t child = 0; file >> child;)
+        children.push_back(child);
+    return children;
+}
+
+/// Ends all that descends from this process: whatever loses its parent becomes its child. Where the kernel does not
+/// tell which these are, those of its group, itself included.
+void EndDescendants()
+{
+    for (;;) {
+        const std::vector<pid_t> children = ChildrenOf(getpid());
+        for (const pid_t child : children)
+            kill(child, SIGKILL);
+        const int flags = children.empty() ? WNOHANG : 0;
+        const pid_t ended = Uninterrupted([&] { return waitpid(-1, nullptr, flags); });
+        if (ended < 0)
+            return;
+        if (ended == 0 && ChildrenOf(getpid()).empty())
+            kill(0, SIGKILL);
+    }
+}
+
+/// Fetches the ends of children. True, with the status, when that of the worker is among them.
+bool FetchEnds(pid_t worker, int& status)
+{
+    bool isEnded = false;
+    for (;;) {
+        int ended = 0;
+        const pid_t child = Uninterrupted([&] { return waitpid(-1, &ended, WNOHANG); });
+        if (child <= 0)
+            return isEnded;
+        isEnded = isEnded || child == worker;
+        status = child == worker ? ended : status;
+    }
+}
+
+/// Until the worker has ended, somebody has asked for that, or nobody is left who could.
+[[noreturn]] void Guard(pid_t worker, const CDescriptor& signals)
+{
+    close(STDOUT_FILENO); // its end is the worker's to tell
+    int code = kKilled;
+    std::array<pollfd, 2> waits = {{{STDIN_FILENO, 0, 0}, {signals.Get(), POLLIN, 0}}};
+    for (;;) {
+        if (Uninterrupted([&] { return poll(waits.data(), waits.size(), -1); }) < 0 || waits[0].revents != 0)
+            break;
+        signalfd_siginfo received = {};
+        if (Uninterrupted([&] { return read(signals.Get(), &received, sizeof received); }) != sizeof received)
+            break;
+        int status = 0;
+        if (FetchEnds(worker, status)) {
+            code = ExitCodeOf(status);
+            break;
+        }
+        if (received.ssi_signo == SIGTERM)
+            break;
+    }
+    kill(worker, SIGKILL);
+    EndDescendants();
+    _exit(code);
+}
+
+/// What the process that goes on may take.
+eOsError Limit(const SContainment& containment)
+{
+    if (containment.memory != 0) {
+        const rlimit limit = {containment.memory, containment.memory};
+        if (setrlimit(RLIMIT_AS, &limit) != 0)
+            return LastOsError();
+        // Each further arena reserves as much of it as many a task needs.
+        mallopt(M_ARENA_MAX, 1);
+    }
+    return containment.nice == 0 || setpriority(PRIO_PROCESS, 0, containment.nice) == 0 ? eOsError_None : LastOsError();
+}
+
+} // namespace
+
+std::wstring ContainmentText(const SContainment& containment)
+{
+    return std::to_wstring(containment.memory) + L" " + std::to_wstring(containment.nice);
+}
+
+} // namespace posix
+
+eOsError EnterContainment()
+{
+    std::wistringstream text(Environment(posix::kContainmentVariable));
+    SContainment containment;
+    if (!(text >> containment.memory >> containment.nice))
+        return eOsError_NotSupported;
+    SetEnvironment(posix::kContainmentVariable, {});
+    sigset_t watched;
+    sigset_t before;
+    sigemptyset(&watched);
+    sigaddset(&watched, SIGCHLD);
+    sigaddset(&watched, SIGTERM);
+    if (prctl(PR_SET_CHILD_SUBREAPER, 1) != 0 || sigprocmask(SIG_BLOCK, &watched, &before) != 0)
+        return posix::LastOsError();
+    posix::CDescriptor signals(signalfd(-1, &watched, SFD_CLOEXEC));
+    const pid_t guard = getpid();
+    const pid_t worker = signals ? fork() : -1;
+    if (worker < 0)
+        return posix::LastOsError();
+    if (worker > 0)
+        posix::Guard(worker, signals);
+    signals.Reset();
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0)
+        return posix::LastOsError();
+    if (getppid() != guard) // it ended before that
+        _exit(posix::kKilled);
+    return posix::Limit(containment);
+}
+
+bool HasLeftProcesses()
+{
+    siginfo_t info = {};
+    return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || posix::ChildrenOf(getppid()).size() > 1;
+}
+
+} // namespace platform

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/Containment.h"
+#include "platform/win32/Handle.h"
+
+namespace platform::win32 {
+
+/// A job for a process and all that it starts, which ends with its last handle, that of the caller. Empty, with the
+/// thread's last error, when it cannot be made.
+[[nodiscard]] CHandle MakeJob(const SContainment& containment);
+/// What the creation of the process takes for it.
+[[nodiscard]] DWORD PriorityClassOf(const SContainment& containment);
+
+} // namespace platform::win32

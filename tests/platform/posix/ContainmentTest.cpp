@@ -1,0 +1,136 @@
+#include "platform/Containment.h"
+
+#include "platform/FileSystem.h"
+#include "platform/Os.h"
+#include "platform/Process.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+using namespace std::chrono_literals;
+constexpr auto kHereTime = 60s;
+
+/// Leaves a process that has nothing to do with it any more: another session, another parent.
+int LeaveDaemon(const std::vector<std::wstring>& arguments)
+{
+    if (!Succeeded(EnterContainment()))
+        return 9;
+    CParentChannel channel;
+    if (fork() == 0) {
+        setsid();
+        if (fork() != 0)
+            _exit(0);
+        std::unique_ptr<ILockFile> lock;
+        while (!Succeeded(Files().OpenLockFile(arguments[0], {}, lock)))
+            usleep(1000);
+        for (;;)
+            pause();
+    }
+    std::unique_ptr<ILockFile> lock;
+    while (Succeeded(Files().OpenLockFile(arguments[0], {}, lock))) {
+        lock.reset();
+        usleep(1000);
+    }
+    channel.WriteLine(HasLeftProcesses() ? L"left" : L"alone");
+    std::wstring line;
+    static_cast<void>(channel.ReadLine(line, 100));
+    return 3;
+}
+const testsupport::CChildPart daemonPart(L"containment-daemon", &LeaveDaemon);
+
+int TellNice(const std::vector<std::wstring>&)
+{
+    return Succeeded(EnterContainment()) ? getpriority(PRIO_PROCESS, 0) : 99;
+}
+const testsupport::CChildPart nicePart(L"containment-nice", &TellNice);
+
+int EnterUnasked(const std::vector<std::wstring>&)
+{
+    return EnterContainment() == eOsError_NotSupported ? 0 : 1;
+}
+const testsupport::CChildPart enterPart(L"containment-enter", &EnterUnasked);
+
+int WriteFromCopy(const std::vector<std::wstring>&)
+{
+    if (!Succeeded(EnterContainment()))
+        return 9;
+    CParentChannel channel;
+    const pid_t copy = fork();
+    if (copy == 0) {
+        channel.WriteLine(L"from a copy");
+        _exit(0);
+    }
+    if (waitpid(copy, nullptr, 0) != copy)
+        return 8;
+    std::wstring line;
+    static_cast<void>(channel.ReadLine(line, 100));
+    channel.WriteLine(L"from itself");
+    return 0;
+}
+const testsupport::CChildPart copyPart(L"containment-copy", &WriteFromCopy);
+
+SProcessOptions ContainedHere(int nice = 0)
+{
+    SProcessOptions options;
+    options.containment = SContainment{0, nice};
+    return options;
+}
+
+TEST(ContainmentHereTest, ADaemonThatItHasLeftEndsWithIt)
+{
+    const testsupport::CTemporaryDirectory root;
+    const std::wstring path = root / L"held";
+    std::unique_ptr<ILockFile> lock;
+    for (const bool isKilled : {false, true}) {
+        CProcess child = testsupport::StartChild(L"containment-daemon", {path}, ContainedHere());
+        ASSERT_TRUE(testsupport::WaitForChild(child, L"left"));
+        EXPECT_FALSE(Succeeded(Files().OpenLockFile(path, {}, lock)));
+        if (isKilled)
+            child.Kill();
+        else
+            ASSERT_TRUE(child.WriteLine(L"go"));
+        int code = 0;
+        ASSERT_TRUE(child.Wait(kHereTime, code));
+        EXPECT_EQ(code, isKilled ? 128 + 9 : 3);
+        EXPECT_TRUE(Succeeded(Files().OpenLockFile(path, {}, lock))) << "it is gone before the end is told";
+        lock.reset();
+    }
+}
+
+TEST(ContainmentHereTest, ItIsAsNiceAsItIsTold)
+{
+    CProcess child = testsupport::StartChild(L"containment-nice", {}, ContainedHere(7));
+    int code = 0;
+    ASSERT_TRUE(child.Wait(kHereTime, code));
+    EXPECT_EQ(code, 7);
+}
+
+TEST(ContainmentHereTest, NobodyEntersOneThatWasNotAskedFor)
+{
+    CProcess child = testsupport::StartChild(L"containment-enter", {});
+    int code = -1;
+    ASSERT_TRUE(child.Wait(kHereTime, code));
+    EXPECT_EQ(code, 0);
+}
+
+TEST(ContainmentHereTest, ACopyOfTheProcessSaysNothing)
+{
+    CProcess child = testsupport::StartChild(L"containment-copy", {}, ContainedHere());
+    ASSERT_TRUE(child.WriteLine(L"go"));
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"from itself"));
+    int code = -1;
+    ASSERT_TRUE(child.Wait(kHereTime, code));
+    EXPECT_EQ(code, 0);
+}
+
+} // namespace
+} // namespace platform
