@@ -2,14 +2,25 @@
 
 #include "framework/Log.h"
 #include "platform/Export.h"
+#include "platform/SourceLocation.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace Brel::Log {
 
 /// Where the loggers of the default host write, and how much.
 enum eLogFormat { eLogFormat_Text, eLogFormat_Json };
+
+/// One line as it was written, valid for the call.
+struct SLogLine {
+    eLogLevel level = eLogLevel_Info;
+    std::string_view logger;
+    std::string_view text;
+    platform::SSourceLocation place;
+};
 
 struct SLogOptions {
     eLogLevel level = eLogLevel_Info;
@@ -25,6 +36,8 @@ struct SLogOptions {
     /// In bytes: a line that does not fit any more goes to a new file. The old ones are FILE.1, the newest, to FILE.5.
     /// 0: the file grows without limit.
     std::uint64_t maxFileSize = 0;
+    /// Called for each line as well when not empty: on the thread that writes it, without a lock. It must not throw.
+    std::function<void(const SLogLine&)> sink = {};
 };
 
 /// "<3>" for an error: what the journal takes for the priority of a line.

@@ -70,9 +70,24 @@ void CLogOutput::Redirect(CLogFile file, const Brel::Log::SLogOptions& options)
     m_bConsole = options.console;
     m_bJournal = options.journal;
     m_bFileFailed = false;
+    m_pSink = options.sink ? std::make_shared<const Sink>(options.sink) : nullptr;
 }
 
 void CLogOutput::log(const spdlog::details::log_msg& message)
+{
+    const std::shared_ptr<const Sink> more = Show(message);
+    if (more == nullptr)
+        return;
+    const spdlog::source_loc& source = message.source;
+    const auto text = [](const char* part) { return part != nullptr ? part : ""; };
+    (*more)({static_cast<Brel::Log::eLogLevel>(message.level),
+             {message.logger_name.data(), message.logger_name.size()},
+             {message.payload.data(), message.payload.size()},
+             {text(source.filename), source.line, text(source.funcname)}});
+}
+
+/// What is to be called behind it.
+std::shared_ptr<const CLogOutput::Sink> CLogOutput::Show(const spdlog::details::log_msg& message)
 {
     const platform::CFaultLock lock(m_mutex);
     spdlog::memory_buf_t buffer;
@@ -80,14 +95,17 @@ void CLogOutput::log(const spdlog::details::log_msg& message)
         // A fault struck in here, and file and formatter are as it left them. What is said of it still gets out.
         MakeTextLogFormatter()->format(message, buffer);
         (void)platform::WriteConsoleText(platform::eStream_Error, platform::FromUtf8({buffer.data(), buffer.size()}));
-        return;
+        return nullptr;
     }
+    if (!m_bConsole && !m_file.IsSet())
+        return m_pSink;
     m_pFormatter->format(message, buffer);
     const std::string_view line(buffer.data(), buffer.size());
     if (m_bConsole)
         WriteToConsole(message, line);
     if (m_file.IsSet())
         WriteToFile(line);
+    return m_pSink;
 }
 
 void CLogOutput::flush()

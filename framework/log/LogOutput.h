@@ -8,6 +8,7 @@
 #include <spdlog/formatter.h>
 #include <spdlog/sinks/sink.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -30,6 +31,9 @@ public:
     void Redirect(CLogFile file, const Brel::Log::SLogOptions& options);
 
 private:
+    using Sink = std::function<void(const Brel::Log::SLogLine&)>;
+
+    [[nodiscard]] std::shared_ptr<const Sink> Show(const spdlog::details::log_msg& message);
     void WriteToConsole(const spdlog::details::log_msg& message, std::string_view line) const ZEL_REQUIRES(m_mutex);
     void WriteToFile(std::string_view line) ZEL_REQUIRES(m_mutex);
 
@@ -39,5 +43,6 @@ private:
     CLogFile m_file ZEL_GUARDED_BY(m_mutex);
     bool m_bConsole ZEL_GUARDED_BY(m_mutex) = true;
     bool m_bJournal ZEL_GUARDED_BY(m_mutex) = false;
+    std::shared_ptr<const Sink> m_pSink ZEL_GUARDED_BY(m_mutex); ///< null for none
     bool m_bFileFailed ZEL_GUARDED_BY(m_mutex) = false;
 };

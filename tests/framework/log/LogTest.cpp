@@ -273,6 +273,25 @@ TEST_F(LogTest, LinesOfAKilledProcessAreInTheFile)
     EXPECT_TRUE(Content().ends_with(" the last words\n")) << Content();
 }
 
+TEST_F(LogTest, ASinkIsHandedEachLineOfItsLevel)
+{
+    std::vector<std::string> lines;
+    SLogOptions options;
+    options.console = false;
+    options.level = eLogLevel_Warning;
+    options.sink = [&lines](const Brel::Log::SLogLine& line) {
+        lines.push_back(std::to_string(line.level) + " " + std::string(line.logger) + " " + std::string(line.text) +
+                        " " + line.place.file + ":" + std::to_string(line.place.line));
+    };
+    ASSERT_TRUE(Configure(options));
+    Write(*Get("Mine"), eLogLevel_Info, {}, L"not this");
+    Write(*Get("Mine"), eLogLevel_Error, {"File.cpp", 17, "f"}, L"this {}");
+    EXPECT_EQ(lines, std::vector<std::string>{"4 Mine this {} File.cpp:17"});
+    ASSERT_TRUE(Configure({}));
+    Write(*Get("Mine"), eLogLevel_Error, {}, L"nor this");
+    EXPECT_EQ(lines.size(), 1U);
+}
+
 TEST(CallbackLoggerTest, HandsOverTheLineAsItIs)
 {
     std::vector<SLogLine> lines;
