@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -135,7 +136,16 @@ void CrashHeapUseAfterFree()
         g_pNeighbour = std::malloc(kBlock);
 }
 
-constexpr std::array<std::pair<const wchar_t*, void (*)()>, 15> kKinds = {{
+/// More than anybody has to give, but for who limits nothing.
+void CrashMemory()
+{
+    constexpr std::size_t kMiB = std::size_t{1} << 20U;
+    std::vector<std::vector<char>> taken;
+    while (taken.size() < 4096)
+        taken.emplace_back(kMiB, 'x');
+}
+
+constexpr std::array<std::pair<const wchar_t*, void (*)()>, 16> kKinds = {{
     {L"NullDereference", &CrashNullDereference},
     {L"StackOverflow", &CrashStackOverflow},
     {L"Division", &CrashDivision},
@@ -151,6 +161,7 @@ constexpr std::array<std::pair<const wchar_t*, void (*)()>, 15> kKinds = {{
     {L"HeapDoubleFree", &CrashHeapDoubleFree},
     {L"HeapWrongFree", &CrashHeapWrongFree},
     {L"HeapUseAfterFree", &CrashHeapUseAfterFree},
+    {L"Memory", &CrashMemory},
 }};
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "plugins/testtasks/CrashTask.h"
 #include "plugins/testtasks/FireEventsTask.h"
 #include "plugins/testtasks/GateTask.h"
+#include "plugins/testtasks/LeaveTask.h"
 #include "plugins/testtasks/RetryTask.h"
 #include "plugins/testtasks/SleepTask.h"
 #include "plugins/testtasks/TestEvents.h"
@@ -15,10 +16,10 @@
 
 namespace {
 
-constexpr std::array<std::wstring_view, 15> kTypes = {
+constexpr std::array<std::wstring_view, 16> kTypes = {
     L"Echo",         L"Sleep",       L"Gate",     L"Retry",    L"FailGetXml",  L"FailInit",          L"FailObtain",
     L"FailResponse", L"FailSetTask", L"FailSave", L"NullTask", L"UnknownTask", L"ThrowInCreateTask", L"Crash",
-    L"FireEvents"};
+    L"FireEvents",   L"Leave"};
 
 CComPtr<IWQ_CLSIDArray> MakeGroups(IWQ_DsGuidSet& sources)
 {
@@ -131,6 +132,8 @@ CComPtr<IWQ_ZELProcessorTask> CTestFactory::MakeTask(const CString& type)
         task.Attach(ZelMake<CGateTask>().Detach());
     else if (type == L"Retry")
         task.Attach(ZelMake<CRetryTask>().Detach());
+    else if (type == L"Leave")
+        task.Attach(ZelMake<CLeaveTask>().Detach());
     else if (type == L"FireEvents")
         task.Attach(ZelMake<CFireEventsTask>().Detach());
     else if (type == L"Crash")
