@@ -120,7 +120,7 @@ install(FILES "${PROJECT_BINARY_DIR}/install/zel_processor.pc"
 
 # What has to be built before it can be installed, and nothing else.
 add_custom_target(installed DEPENDS ZEL_Processor zel_datastore)
-foreach(program IN ITEMS zel zel-server zel-regsvr)
+foreach(program IN ITEMS zel zel-server zel-regsvr zel-task-host)
     if(TARGET ${program})
         add_dependencies(installed ${program})
         zel_install_run_path(${program} "${CMAKE_INSTALL_BINDIR}")

@@ -116,6 +116,13 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addSeconds(L"--busy-warning", options.busyWarning);
     addSeconds(L"--time-limit", options.timeLimit);
     addSeconds(L"--grace", options.grace);
+    addFlag(L"--isolate", options.isolate);
+    if (options.recycle != SServerOptions().recycle)
+        add(L"--recycle", std::to_wstring(options.recycle));
+    if (options.memoryLimitMiB != 0)
+        add(L"--memory-limit", std::to_wstring(options.memoryLimitMiB));
+    if (options.nice != 0)
+        add(L"--nice", std::to_wstring(options.nice));
     addSeconds(L"--stop-timeout", options.stopTimeout);
     if (options.keepDays != 0)
         add(L"--keep", std::to_wstring(options.keepDays));

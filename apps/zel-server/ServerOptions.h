@@ -47,6 +47,10 @@ struct SServerOptions {
     std::optional<std::chrono::milliseconds> timeLimit;   ///< of a run; 0 or empty: none
     std::optional<std::chrono::milliseconds> grace;       ///< after that, before the log warns
     std::optional<std::chrono::milliseconds> stopTimeout; ///< 0 or empty: none
+    bool isolate = false;
+    unsigned recycle = SZelIsolation().recycle; ///< of requests that a process of tasks runs; 0: any number
+    unsigned memoryLimitMiB = 0;                ///< of such a process; 0: none
+    unsigned nice = 0;                          ///< of such a process
     unsigned keepDays = 0;                                ///< 0: for ever
     unsigned keepFailedDays = 0;                          ///< 0: not at all
     bool privateFiles = false;

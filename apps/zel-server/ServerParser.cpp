@@ -25,6 +25,8 @@ constexpr unsigned kLargestEventsLimitMiB = SZelServerOptions::kLargestEventsLim
 constexpr unsigned kMostDays = 36'500;
 /// What nobody reaches.
 constexpr unsigned kMaxLimit = 1'000'000'000;
+constexpr unsigned kMostMemoryMiB = 1U << 24;
+constexpr unsigned kMostNice = 19;
 /// An hour: who waits longer wants no server.
 constexpr unsigned kLongestPollMs = 3'600'000;
 
@@ -144,6 +146,19 @@ void DefineFile(CLI::App& app, SParsedTexts& raw, bool& checksFile)
     app.add_flag("--check-config", checksFile, HelpText(ServerTexts::IDS_HELP_CHECK_CONFIG))->needs(file);
 }
 
+void DefineIsolation(CLI::App& app, SServerOptions& options)
+{
+    app.add_flag("--isolate", options.isolate, HelpText(ServerTexts::IDS_HELP_ISOLATE));
+    const auto add = [&app](const char* name, unsigned& value, const char* unit, unsigned most, const STextCode& text) {
+        app.add_option(name, value, HelpText(text))
+            ->type_name(unit)
+            ->check(CLI::Validator(CLI::Range(0U, most)).description(""));
+    };
+    add("--recycle", options.recycle, "N", kMaxLimit, ServerTexts::IDS_HELP_RECYCLE);
+    add("--memory-limit", options.memoryLimitMiB, "MIB", kMostMemoryMiB, ServerTexts::IDS_HELP_MEMORY_LIMIT);
+    add("--nice", options.nice, "N", kMostNice, ServerTexts::IDS_HELP_NICE);
+}
+
 void DefineBehaviour(CLI::App& app, SParsedTexts& raw, SServerOptions& options)
 {
     app.add_flag("--check", options.check, HelpText(ServerTexts::IDS_HELP_CHECK));
@@ -171,6 +186,7 @@ void DefineBehaviour(CLI::App& app, SParsedTexts& raw, SServerOptions& options)
     DefineSeconds(app, "--busy-warning", options.busyWarning, ServerTexts::IDS_HELP_BUSY_WARNING);
     DefineSeconds(app, "--time-limit", options.timeLimit, ServerTexts::IDS_HELP_TIME_LIMIT);
     DefineSeconds(app, "--grace", options.grace, ServerTexts::IDS_HELP_GRACE);
+    DefineIsolation(app, options);
     DefineSeconds(app, "--stop-timeout", options.stopTimeout, ServerTexts::IDS_HELP_STOP_TIMEOUT);
     const auto addLimit = [&app](const char* name, std::optional<unsigned>& limit, const STextCode& text) {
         app.add_option(name, limit, HelpText(text))
@@ -273,6 +289,8 @@ void CServerParser::DemandAll(bool isForStart)
     m_pApp->get_option("--log-size")->needs(m_pApp->get_option("--log-file"));
     // A start that does not resume deletes the responses that nobody has taken yet.
     m_pApp->get_option("--take-over")->needs(m_pApp->get_option("--resume"))->excludes(m_pApp->get_option("--strict"));
+    for (const char* const option : {"--recycle", "--memory-limit", "--nice"})
+        m_pApp->get_option(option)->needs(m_pApp->get_option("--isolate"));
 }
 
 bool CServerParser::IsForStart() const

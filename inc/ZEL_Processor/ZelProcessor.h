@@ -59,6 +59,7 @@ public:
     [[nodiscard]] bool HasToldDone() const;
 
 private:
+    friend class CIsolatedRunner;
     friend class CProcessorRunner;
     friend class CZelTaskHarness;
 

@@ -12,6 +12,24 @@
 /// What becomes of a request whose run the end of a server has interrupted.
 enum eInterrupted { eInterrupted_Rerun, eInterrupted_Fail };
 
+/// Whether tasks run in processes of their own, each of which runs one request after the other. What a task does there
+/// is the end of its request and never of the server: a fault, exit, abort, a damaged heap, a stack that overflows. A
+/// task has no services of the host then (CZelProcessorContext::GetHostService), a plug-in that lives in the process of
+/// the server serves no request, and what a task leaves in its process is not to be relied on. docs/isolation.md.
+struct SZelIsolation {
+    bool isOn = false;
+    /// So many requests later the process is replaced. 0: never.
+    unsigned recycle = 1000;
+    /// In bytes, of a process: see platform/Containment.h. 0: any amount.
+    std::uint64_t memoryLimit = 0;
+    /// 0 to 19: see there.
+    int nice = 0;
+    /// The program of the process. Empty: zel-task-host beside the running program.
+    CString program = {};
+
+    bool operator==(const SZelIsolation&) const = default;
+};
+
 /// What a host may choose beside the file protocol. Left as they are, all of them keep the protocol as its oldest
 /// clients know it; docs/server-options.md compares these defaults with those of zel-server.
 /// A plain value: copied when it is given to the server, which later changes to it do not reach.
@@ -158,7 +176,8 @@ struct SZelServerOptions {
     /// at each second and at the limit of what runs: a limit below a second may come that much later. 0: none.
     std::chrono::milliseconds timeLimit{0};
     /// A task that does not look whether it is cancelled runs on, for nothing can end it but the end of the process.
-    /// The log warns of it so long after its limit, and then each minute.
+    /// The log warns of it so long after its limit, and then each minute. With isolation its process is ended so long
+    /// after the cancel, whoever it is of.
     std::chrono::milliseconds grace = std::chrono::seconds(5);
     /// A request whose task declines is asked for again after 10 ms, then after twice as long each time, to a good
     /// second; others run meanwhile, and it waits behind them. Off: at once, which costs a processor while it waits
@@ -178,6 +197,9 @@ struct SZelServerOptions {
     /// it can be run again or discarded (operatorCommands: RetryFailed, DiscardFailed). One of the same name that fails
     /// later takes its place. 0: its file is deleted.
     std::chrono::seconds keepFailed{0};
+
+    /// Off: in the server's own process.
+    SZelIsolation isolation = {};
 
     bool operator==(const SZelServerOptions&) const = default;
 };

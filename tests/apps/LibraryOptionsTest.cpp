@@ -68,6 +68,10 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     named.keepFailedDays = 4;
     named.timeLimit = std::chrono::milliseconds(1500);
     named.grace = std::chrono::milliseconds(0);
+    named.isolate = true;
+    named.recycle = 7;
+    named.memoryLimitMiB = 8192;
+    named.nice = 3;
     named.privateFiles = true;
     named.followLinks = true;
     named.pollMs = 20;
@@ -84,6 +88,10 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     expected.keepFailed = std::chrono::hours(96);
     expected.timeLimit = std::chrono::milliseconds(1500);
     expected.grace = std::chrono::milliseconds(0);
+    expected.isolation.isOn = true;
+    expected.isolation.recycle = 7;
+    expected.isolation.memoryLimit = std::uint64_t{8} << 30U;
+    expected.isolation.nice = 3;
     expected.busyWarning = std::chrono::milliseconds(0);
     expected.privateFiles = true;
     expected.poll = std::chrono::milliseconds(20);

@@ -42,6 +42,10 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.busyWarning = std::chrono::milliseconds(1500);
     options.timeLimit = std::chrono::milliseconds(600'250);
     options.grace = std::chrono::milliseconds(0);
+    options.isolate = true;
+    options.recycle = 0;
+    options.memoryLimitMiB = 256;
+    options.nice = 19;
     options.maxQueued = 0;
     options.maxClients = 7;
     options.pollMs = 20;

@@ -21,20 +21,21 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
     const SProgramResult result = ServerResult({L"--help"});
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.errors, "");
-    for (const char* word : {"--request-dir",      "--output-dir",  "--create-dirs",
-                             "--components",       "--manual",      "--no-executive",
-                             "--no-sync",          "--strict",      "--events-limit",
-                             "--max-queued",       "--max-clients", "--private",
-                             "--query-time-limit", "--xml-limit",   "--log-level",
-                             "--log-file",         "--log-size",    "--log-json",
-                             "--service",          "--adopt",       "--version",
-                             "ZEL_COMPONENT_PATH", "Exit codes",    "DELETES",
-                             "--resume",           "--interrupted", "--attempts",
-                             "--no-presence",      "--poll",        "--patience",
-                             "--stop-timeout",     "--check",       "--busy-warning",
-                             "--one-list",         "--keep",        "--fair",
-                             "--time-limit",       "--grace",       "--config",
-                             "--check-config",     "--slots"})
+    for (const char* word : {"--request-dir",      "--output-dir",   "--create-dirs",
+                             "--components",       "--manual",       "--no-executive",
+                             "--no-sync",          "--strict",       "--events-limit",
+                             "--max-queued",       "--max-clients",  "--private",
+                             "--query-time-limit", "--xml-limit",    "--log-level",
+                             "--log-file",         "--log-size",     "--log-json",
+                             "--service",          "--adopt",        "--version",
+                             "ZEL_COMPONENT_PATH", "Exit codes",     "DELETES",
+                             "--resume",           "--interrupted",  "--attempts",
+                             "--no-presence",      "--poll",         "--patience",
+                             "--stop-timeout",     "--check",        "--busy-warning",
+                             "--one-list",         "--keep",         "--fair",
+                             "--time-limit",       "--grace",        "--config",
+                             "--check-config",     "--slots",        "--isolate",
+                             "--recycle",          "--memory-limit", "--nice"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 

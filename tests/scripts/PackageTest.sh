@@ -82,7 +82,7 @@ install_packages() { # root folder
 
 check_files() { # root folder
     local file manifest=$1/etc/zel-processor/components/zel_datastore.component unit=$1/usr/lib/systemd/system/zel-server.service
-    for file in usr/bin/zel usr/bin/zel-server usr/bin/zel-regsvr etc/default/zel-server etc/zel-processor/zel-server.conf \
+    for file in usr/bin/zel usr/bin/zel-server usr/bin/zel-regsvr usr/bin/zel-task-host etc/default/zel-server etc/zel-processor/zel-server.conf \
         usr/share/man/man1/zel.1.gz usr/share/man/man1/zel-regsvr.1.gz \
         usr/share/man/man8/zel-server.8.gz usr/share/bash-completion/completions/zel-server \
         usr/share/zsh/site-functions/_zel usr/share/fish/vendor_completions.d/zel.fish \

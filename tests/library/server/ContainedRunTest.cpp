@@ -188,6 +188,16 @@ TEST_F(ContainedRunTest, AnythingThatIsThrownIsContained)
     EXPECT_TRUE(Run()) << "the next one runs as ever";
 }
 
+TEST_F(ContainedRunTest, TheEndOfAnotherProcessIsNoCrashOfThisOne)
+{
+    m_runner.m_run = [](auto&, bool&) -> bool { throw std::runtime_error("gone"); };
+    m_runner.m_lostBy = L"the reason";
+    EXPECT_FALSE(Run());
+    EXPECT_EQ(m_run.LastFault(), L"the reason");
+    EXPECT_TRUE(m_host.TakeBoxes().empty()) << "nobody is asked";
+    EXPECT_TRUE(m_host.TakeCrashReports().empty());
+}
+
 TEST_F(ContainedRunTest, TheOperatorsNoWritesNoCrashReport)
 {
     m_host.AnswerQuestions(eMessageAnswer_No);

@@ -35,9 +35,12 @@ public:
     [[nodiscard]] CString TaskType() const override { return L"Scripted"; }
     void SetOnTask(std::function<void(const CString& type)> onTask) override { m_onTask = std::move(onTask); }
 
+    [[nodiscard]] CString LostBy() const override { return m_lostBy; }
+
     /// One run: true when it is done. The progress, and whether the task declines.
     std::function<bool(CZelProcessorProgress&, bool&)> m_run = [](auto&, bool&) { return true; };
     std::function<void(const CString& type)> m_onTask;
+    CString m_lostBy;
     bool m_mayProceed = true;
     bool m_hasToldDone = false;
     std::vector<std::wstring> m_served;

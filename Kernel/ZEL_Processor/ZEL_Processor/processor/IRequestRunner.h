@@ -11,6 +11,8 @@ class CZelProcessorProgress;
 class IRequestRunner {
 public:
     virtual ~IRequestRunner() = default;
+    /// Called on the thread that will run requests, before the first.
+    virtual void Prepare() {}
     /// Asked before each request; ProceedQueue(false) when nothing waits any more, under the lock of the queue.
     [[nodiscard]] virtual bool CanProceedQueue() const = 0;
     virtual void ProceedQueue(bool proceed) = 0;
@@ -26,4 +28,7 @@ public:
     [[nodiscard]] virtual CString TaskType() const { return {}; }
     /// Called with that type as soon as it is known, before any code of the task, on the thread that runs the request.
     virtual void SetOnTask(std::function<void(const CString& type)> onTask) = 0;
+    /// When an exception has left the last run: how the process that it ran in has ended, for the sender of the
+    /// request. Empty when it was this one.
+    [[nodiscard]] virtual CString LostBy() const { return {}; }
 };

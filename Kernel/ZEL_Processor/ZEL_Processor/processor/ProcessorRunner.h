@@ -32,8 +32,7 @@ public:
     }
     void EndRun() override
     {
-        if (CCallGate* const gate = m_processor.m_pState->m_pEventGate)
-            gate->Leave(m_processor.m_pState.get());
+        m_processor.m_pState->LeaveEvent();
         m_processor.m_pState->m_pFactories->EndUse();
     }
     [[nodiscard]] bool WasBusy() const override { return m_processor.m_pState->m_bBusy; }

@@ -12,6 +12,11 @@
 #include <memory>
 
 struct CZelProcessor::SState {
+    /// The request of this run is done: the host is told.
+    void TellDone();
+    /// After a fault in that.
+    void LeaveEvent();
+
     CString m_strOutputDir = L"invalid";
     std::atomic<CZelProcessorEvent*> m_pEvent = nullptr; ///< a server that stops takes it away while a request runs
     CCallGate* m_pEventGate = nullptr;                   ///< of all processors that tell this event; null for one

@@ -33,6 +33,23 @@ void TellRequestDone(CZelProcessorEvent& event)
 
 } // namespace
 
+void CZelProcessor::SState::TellDone()
+{
+    m_bToldDone = true;
+    // A server that stops within the call of another thread takes the event away.
+    if (m_pEventGate && !m_pEventGate->Enter(this, [this] { return m_pEvent != nullptr; }))
+        return;
+    if (CZelProcessorEvent* const event = m_pEvent)
+        TellRequestDone(*event);
+    LeaveEvent();
+}
+
+void CZelProcessor::SState::LeaveEvent()
+{
+    if (m_pEventGate)
+        m_pEventGate->Leave(this);
+}
+
 CZelProcessor::CZelProcessor() : m_pState(std::make_unique<SState>())
 {
     if (!m_pState->m_pFactories->LoadFactories()) {
@@ -135,15 +152,7 @@ bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProg
     m_pState->m_pFactories->EndUse();
     if (!done)
         return false;
-    m_pState->m_bToldDone = true;
-    CCallGate* const gate = m_pState->m_pEventGate;
-    // A server that stops within the call of another thread takes the event away.
-    if (gate && !gate->Enter(m_pState.get(), [this] { return m_pState->m_pEvent != nullptr; }))
-        return true;
-    if (CZelProcessorEvent* const event = m_pState->m_pEvent)
-        TellRequestDone(*event);
-    if (gate)
-        gate->Leave(m_pState.get());
+    m_pState->TellDone();
     return true;
 }
 

@@ -71,6 +71,14 @@ constexpr SStringCode kReasonServed{162, "IDS_REASON_SERVED"};
 constexpr SStringCode kReasonLeftOut{163, "IDS_REASON_LEFT_OUT"};
 constexpr SStringCode kReasonPlace{164, "IDS_REASON_PLACE"};
 constexpr SStringCode kCannotBeMoved{166, "IDS_CLIENT_CANNOT_BE_MOVED"};
+constexpr SStringCode kTaskProcessFault{167, "IDS_TASK_PROCESS_FAULT"};
+constexpr SStringCode kTaskProcessExit{168, "IDS_TASK_PROCESS_EXIT"};
+constexpr SStringCode kTaskProcessSignal{169, "IDS_TASK_PROCESS_SIGNAL"};
+constexpr SStringCode kTaskProcessNonsense{170, "IDS_TASK_PROCESS_NONSENSE"};
+constexpr SStringCode kTaskProcessKilled{171, "IDS_TASK_PROCESS_KILLED"};
+constexpr SStringCode kTaskProcessMemory{172, "IDS_TASK_PROCESS_MEMORY"};
+constexpr SStringCode kTaskProcessReport{173, "IDS_TASK_PROCESS_REPORT"};
+constexpr SStringCode kTaskProcessNotStarted{174, "IDS_TASK_PROCESS_NOT_STARTED"};
 
 /// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash
 /// report.

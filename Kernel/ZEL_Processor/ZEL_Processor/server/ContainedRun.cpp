@@ -138,7 +138,9 @@ bool CContainedRun::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgres
     m_bInTask = false;
     // The crash report is the operator's.
     const platform::CPrivateFiles asUsual({});
-    if (bException) {
+    if (bException && !m_pRunner->LostBy().empty()) {
+        m_strFault = m_pRunner->LostBy(); // which has been told, and whose crash report is the other process's
+    } else if (bException) {
         deadline.Start(fault);
         m_strFault = FaultText(fault);
         HandleCatchAll(L"CZelProcessorServer::ExecuteRequest", &fault, SourceNames::kZelProcessorServer,

@@ -54,6 +54,7 @@ void CExecutive::SetRunner(IRequestRunner* runner, IRequestRunner* stepping)
 bool CExecutive::ProcessQueue()
 {
     MOXCrashRpt::PrepareLastWords();
+    m_pRunner->Prepare();
     while (ProcessQueueStep()) {
     }
     m_ended.Flush();
@@ -145,7 +146,8 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
         const platform::CPrivateFiles again(m_settings.PrivateFor(item.m_strOwner)); // whatever the fault jumped over
         CString comment = TextOf(StringCodes::kExceptionDuringRequest);
         if (m_settings.m_options.tellReasons)
-            comment += L"\n" + m_run.LastFault() + m_run.WhichAttempt(item);
+            comment = (m_pRunner->LostBy().empty() ? comment + L"\n" + m_run.LastFault() : m_pRunner->LostBy()) +
+                      m_run.WhichAttempt(item);
         m_run.EndFailedRequest(
             item, [&] { statusFile.SetStatusAndComment(eRequestStatus_ServerError, comment.c_str()); }, comment);
     }

@@ -2,7 +2,9 @@
 #include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "framework/Exceptions.h"
+#include "framework/Services.h"
 #include "framework/WorkerThread.h"
+#include "processor/IsolatedRunner.h"
 #include "processor/ProcessorRunner.h"
 
 #include <new>
@@ -28,11 +30,8 @@ bool CExecutiveSlot::Prepare(const CServerSettings& settings, IRequestRunner* st
     } catch (const std::bad_alloc&) {
         AfxThrowMemoryException();
     }
-    auto runner =
-        std::make_unique<CProcessorRunner>(*m_pProcessor, m_executive.Remover(), m_settings.m_options.leftOut);
-    runner->SetEventGate(gates ? &gates->event : nullptr);
-    runner->SetPluginGate(gates ? &gates->plugins : nullptr);
-    m_pRunner = std::move(runner);
+    if (!MakeRunner(gates))
+        return false;
     m_executive.SetRunner(m_pRunner.get(), stepping);
     if (!m_pProcessor->SetOutputDir(m_settings.m_paths.m_strOutputDir))
         return false;
@@ -41,6 +40,31 @@ bool CExecutiveSlot::Prepare(const CServerSettings& settings, IRequestRunner* st
     m_pProcessor->SetContext(m_settings.m_pContext);
     m_pProcessor->SetTellReasons(m_settings.m_options.tellReasons);
     m_pProcessor->SetManualProceedQueue(m_settings.m_options.manual);
+    return true;
+}
+
+bool CExecutiveSlot::MakeRunner(SSlotGates* gates)
+{
+    const SZelServerOptions& options = m_settings.m_options;
+    CCallGate* const eventGate = gates ? &gates->event : nullptr;
+    if (!options.isolation.isOn) {
+        auto runner = std::make_unique<CProcessorRunner>(*m_pProcessor, m_executive.Remover(), options.leftOut);
+        runner->SetEventGate(eventGate);
+        runner->SetPluginGate(gates ? &gates->plugins : nullptr);
+        m_pRunner = std::move(runner);
+        return true;
+    }
+    if (CIsolatedRunner::FindProgram(options.isolation).empty()) {
+        WQ_MessageBox(L"CZelProcessorServer::Run - the program zel-task-host, which isolated tasks run in, is missing",
+                      eMessageStyle_Error);
+        return false;
+    }
+    m_pRunner = std::make_unique<CIsolatedRunner>(
+        *m_pProcessor,
+        SIsolatedRunnerSetup{options.isolation, m_settings.m_paths.m_strOutputDir, options.tellReasons, options.leftOut,
+                             options.privateFiles, options.xmlLimits, options.grace, m_settings.m_pContext,
+                             m_executive.Remover(), [this] { return m_server.m_requests.IsEndedByLimit(m_nNumber); },
+                             eventGate});
     return true;
 }
 

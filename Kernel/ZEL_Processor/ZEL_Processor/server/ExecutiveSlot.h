@@ -29,12 +29,15 @@ struct CExecutiveSlot {
     CExecutiveSlot& operator=(const CExecutiveSlot&) = delete;
 
     /// Anew for each run of the server, while there is no thread. stepping: see CExecutive; null in the first slot.
-    /// gates: null where there is one slot. False when the output directory is gone.
+    /// gates: null where there is one slot. False when the output directory is gone, and, after a
+    /// message, when there is no program to run tasks in.
     bool Prepare(const CServerSettings& settings, IRequestRunner* stepping, SSlotGates* gates);
     /// The context of what runs here.
     [[nodiscard]] CZelProcessorContext* Context() { return m_settings.m_pContext; }
     /// Since it was asked the last time it has gone on, or may have nothing to do.
     bool MakesProgress();
+
+    bool MakeRunner(SSlotGates* gates);
 
     CServerState& m_server;
     const std::size_t m_nNumber;

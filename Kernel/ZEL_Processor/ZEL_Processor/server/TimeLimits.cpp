@@ -94,6 +94,8 @@ void CTimeLimits::Reach(const SRunningRequest& running)
 
 void CTimeLimits::TellDeaf(const SRunningRequest& running) const
 {
+    if (m_settings.m_options.isolation.isOn)
+        return; // who runs it ends it
     const std::chrono::seconds since =
         std::chrono::duration_cast<std::chrono::seconds>(platform::Clock().Steady() - running.start - running.limit);
     Warn(running, L"it still runs " + SecondsText(since) +

@@ -1,0 +1,344 @@
+#include "IsolatedRunner.h"
+
+#include "HostMessages.h"
+#include "ProcessorState.h"
+#include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
+#include "ZEL_Processor/ZelProcessorContext.h"
+#include "ZEL_Processor/ZelProcessorProgress.h"
+#include "com/Components.h"
+#include "com/XmlLimits.h"
+#include "framework/Language.h"
+#include "framework/Log.h"
+#include "framework/Services.h"
+#include "platform/Module.h"
+#include "platform/Os.h"
+#include "platform/Path.h"
+#include "platform/PrivateFiles.h"
+#include "platform/Seconds.h"
+#include "platform/Text.h"
+#include "protocol/HandOver.h"
+#include "protocol/ProtocolPaths.h"
+#include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+using namespace std::chrono_literals;
+using TaskHostLine::NumberOf;
+
+namespace {
+
+/// A cancel is noticed that much later than in this process.
+constexpr std::chrono::milliseconds kStep = 10ms;
+/// To load the plug-ins, on a loaded machine.
+constexpr std::chrono::milliseconds kStartTime = 1min;
+/// In the host's own unit, of which the largest number fits into no finer one.
+constexpr std::chrono::milliseconds kLongestGrace = 1h;
+
+void Log(Brel::Log::eLogLevel level, const CString& text)
+{
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), level, ZEL_SOURCE_LOCATION, text);
+}
+
+} // namespace
+
+struct CIsolatedRunner::SRun {
+    const CString& path;
+    CZelProcessorProgress& progress;
+    std::chrono::nanoseconds killAt{}; ///< once it was told that it is cancelled
+    bool isToldCancel = false;
+    bool isToldClosing = false;
+    bool isKilled = false;
+    bool mayHaveResponse = false;
+    bool isSaved = false;     ///< its response
+    bool isTakenAway = false; ///< after that, its file
+    bool isDone = false;
+    bool isRetry = false;
+    bool hasEnded = false;
+    bool hasLeft = false; ///< processes
+};
+
+CIsolatedRunner::CIsolatedRunner(CZelProcessor& processor, SIsolatedRunnerSetup setup)
+    : m_processor(processor), m_setup(std::move(setup))
+{
+    m_processor.m_pState->m_pEventGate = m_setup.eventGate;
+    m_hostSetup.program = FindProgram(m_setup.isolation);
+    m_hostSetup.containment = {m_setup.isolation.memoryLimit, m_setup.isolation.nice};
+    MakeSetup();
+}
+
+CIsolatedRunner::~CIsolatedRunner()
+{
+    if (m_pHost)
+        m_pHost->Retire();
+}
+
+CString CIsolatedRunner::FindProgram(const SZelIsolation& isolation)
+{
+    const CString self = platform::ProgramPath();
+    const CString extension = platform::EqualsNoCase(platform::ExtensionOf(self), L".exe") ? L".exe" : L"";
+    const CString program = !isolation.program.empty()
+                                ? isolation.program
+                                : platform::JoinPath(platform::DirectoryOf(self), L"zel-task-host" + extension);
+    return platform::PathExists(program) ? program : CString();
+}
+
+/// What a process of tasks has to know before the first request. The folders of plug-ins in the order of their classes,
+/// which decides who serves what; those that the system's registry knows it finds itself.
+void CIsolatedRunner::MakeSetup()
+{
+    std::vector<std::vector<CString>>& lines = m_hostSetup.lines;
+    lines = {{L"output", m_setup.outputDir},
+             {L"reasons", m_setup.tellReasons ? L"1" : L"0"},
+             {L"private", m_setup.privateFiles ? L"1" : L"0"},
+             {L"language", WQ_FindLanguage()}};
+    std::vector<CString> limits = {L"limits"};
+    for (const SXmlLimit& limit : kXmlLimits)
+        limits.push_back(std::to_wstring(m_setup.xmlLimits.*limit.value));
+    lines.push_back(limits);
+    for (const CString& text : m_setup.leftOut)
+        lines.push_back({L"leftout", text});
+    std::vector<CString> folders;
+    for (const SComponentInfo& component : ListComponents(CATID_ZELProcessorFactory)) {
+        if (component.modulePath.empty())
+            Log(Brel::Log::eLogLevel_Warning,
+                L"A plug-in that lives in this process serves no isolated request: " + component.name);
+        const CString folder = platform::DirectoryOf(component.source);
+        if (component.modulePath.empty() || !platform::PathExists(component.source) ||
+            std::find(folders.begin(), folders.end(), folder) != folders.end())
+            continue;
+        folders.push_back(folder);
+        lines.push_back({L"folder", folder});
+    }
+    lines.push_back({L"begin"});
+}
+
+void CIsolatedRunner::Prepare()
+{
+    StartAnother();
+}
+
+void CIsolatedRunner::StartAnother()
+{
+    if (m_pHost && m_pHost->IsRunning()) {
+        m_pHost->Retire();
+        m_pRetired = std::move(m_pHost);
+    }
+    m_nRequests = 0;
+    m_pHost = std::make_unique<CTaskHostProcess>(m_hostSetup);
+    if (const platform::eOsError error = m_pHost->Start(); !platform::Succeeded(error))
+        Log(Brel::Log::eLogLevel_Error, m_hostSetup.program + L" cannot be started: " + platform::OsErrorText(error));
+    else
+        Log(Brel::Log::eLogLevel_Debug, L"A process for tasks was started");
+}
+
+/// One that ended while nothing was to be run is nobody's failure.
+bool CIsolatedRunner::GetReady(CString& reason)
+{
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (m_pHost && !m_pHost->IsRunning()) {
+            m_pHost->ReadToEnd();
+            Log(Brel::Log::eLogLevel_Warning, L"While nothing ran: " + m_pHost->EndText());
+        }
+        if (!m_pHost || !m_pHost->IsRunning())
+            StartAnother();
+        if (m_pHost->IsRunning() && m_pHost->WaitUntilReady(kStartTime) && m_pHost->IsRunning())
+            return true;
+        reason = m_pHost->EndText();
+        m_pHost.reset();
+    }
+    return false;
+}
+
+bool CIsolatedRunner::CanProceedQueue() const
+{
+    return m_processor.CanProceedQueue();
+}
+
+void CIsolatedRunner::ProceedQueue(bool proceed)
+{
+    m_processor.ProceedQueue(proceed);
+}
+
+bool CIsolatedRunner::HasToldDone() const
+{
+    return m_processor.HasToldDone();
+}
+
+CString CIsolatedRunner::TaskType() const
+{
+    return m_processor.m_pState->m_strTaskType;
+}
+
+bool CIsolatedRunner::ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
+                                     bool& bRetry)
+{
+    m_processor.m_pState->m_bToldDone = false;
+    m_processor.m_pState->m_strTaskType.clear();
+    m_strLostBy.clear();
+    bRetry = false;
+    SRun run{requestPath, *progress};
+    CString reason;
+    if (!GetReady(reason)) {
+        CZelProcessor::SetStatus(progress, eRequestStatus_ServerError,
+                                 FormatText(TextOf(StringCodes::kTaskProcessNotStarted), {reason}));
+        return false;
+    }
+    const platform::FileOwner* const owner = platform::CPrivateFiles::Current();
+    m_pHost->Send({L"run", requestPath, bForce ? L"1" : L"0", owner ? platform::FromUtf8(*owner) : CString(),
+                   TaskHostLine::TextOf(HostMessages::LowestLevel())});
+    ++m_nRequests;
+    std::vector<CString> words;
+    while (!run.hasEnded) {
+        if (!TellCancel(run))
+            return EndKilled(run);
+        const CTaskHostProcess::eRead read = m_pHost->Read(words, kStep);
+        if (read == CTaskHostProcess::eRead_Lost || (read == CTaskHostProcess::eRead_Line && !Understand(words, run)))
+            return EndLost(run);
+    }
+    return Conclude(run, bRetry);
+}
+
+/// False when it has been killed, for it has not ended within the grace.
+bool CIsolatedRunner::TellCancel(SRun& run)
+{
+    CZelProcessorContext* const context = m_setup.context;
+    if (context && !run.isToldClosing && context->IsClosing())
+        run.isToldClosing = m_pHost->Send({L"closing"});
+    const bool isCanceled = !context || context->IsCanceled();
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    if (isCanceled && !run.isToldCancel) {
+        run.isToldCancel = true;
+        run.killAt = now + std::clamp(m_setup.grace, 0ms, kLongestGrace);
+        m_pHost->Send({L"cancel"});
+    }
+    if (!run.isToldCancel || now < run.killAt)
+        return true;
+    m_pHost->Kill();
+    return false;
+}
+
+bool CIsolatedRunner::Understand(const std::vector<CString>& words, SRun& run)
+{
+    const CString& what = words[0];
+    const std::size_t count = words.size();
+    const auto number = [&](std::size_t index) { return count > index ? NumberOf(words[index]) : std::nullopt; };
+    if (what == L"status" && count == 3 && number(1) >= eRequestStatus_ServerError && number(1) < eRequestStatus_Last)
+        SetStatus(words, run);
+    else if (what == L"comment" && count == 2)
+        run.progress.SetComment(words[1].c_str());
+    else if (what == L"range" && number(1) && number(2))
+        run.progress.SetRange(static_cast<std::uint64_t>(*number(1)), static_cast<std::uint64_t>(*number(2)));
+    else if (what == L"position" && number(1))
+        run.progress.SetPos(static_cast<std::uint64_t>(*number(1)));
+    else if (what == L"step" && number(1))
+        run.progress.SetStep(static_cast<std::int32_t>(*number(1)));
+    else if (what == L"stepit" && count == 1)
+        run.progress.StepIt();
+    else if (what == L"task" && count == 2) {
+        m_processor.m_pState->m_strTaskType = words[1];
+        if (m_onTask)
+            m_onTask(words[1]);
+    } else if (what == L"remove" && count == 1)
+        TakeAway(run);
+    else if (what == L"fault" && count == 3)
+        m_pHost->SetFault(words[1], words[2]);
+    else if (what == L"end" && number(1) && number(2) && count == 3) {
+        run.hasEnded = true;
+        run.isRetry = *number(1) == 1;
+        run.hasLeft = *number(2) == 1;
+    } else if (!HostMessages::PassOn(words)) {
+        m_pHost->SetNonsense();
+        return false;
+    }
+    return true;
+}
+
+void CIsolatedRunner::SetStatus(const std::vector<CString>& words, SRun& run)
+{
+    const auto status = static_cast<eZelProcRequestStatus>(NumberOf(words[1]).value_or(eRequestStatus_ServerError));
+    run.mayHaveResponse = run.mayHaveResponse || status == eRequestStatus_PreparingResponse;
+    if (status == eRequestStatus_Done && run.isSaved)
+        TellDone(run, words[2]);
+    else
+        run.progress.SetStatusAndComment(status, words[2].c_str());
+}
+
+/// The last step of a request, before its sender is told: who asks has saved the response.
+void CIsolatedRunner::TakeAway(SRun& run)
+{
+    const platform::eOsError error =
+        m_setup.removeRequest ? m_setup.removeRequest(run.path) : platform::Files().Remove(run.path);
+    run.isSaved = true;
+    run.isTakenAway = run.isTakenAway || platform::Succeeded(error);
+    m_pHost->Send({L"removed", TaskHostLine::TextOf(error)});
+}
+
+void CIsolatedRunner::TellDone(SRun& run, const CString& text) const
+{
+    if (std::exchange(run.isDone, true))
+        return;
+    run.progress.SetStatusAndComment(eRequestStatus_Done, text.c_str());
+    m_processor.m_pState->TellDone();
+}
+
+void CIsolatedRunner::EndRun()
+{
+    m_processor.m_pState->LeaveEvent();
+}
+
+bool CIsolatedRunner::Conclude(const SRun& run, bool& bRetry)
+{
+    bRetry = run.isRetry && !run.isDone;
+    if (run.hasLeft)
+        Log(Brel::Log::eLogLevel_Warning, run.path + L": its task has left processes behind, which are ended");
+    if (run.hasLeft)
+        m_pHost->Kill();
+    if (run.hasLeft || (m_setup.isolation.recycle != 0 && m_nRequests >= m_setup.isolation.recycle))
+        StartAnother();
+    return run.isDone;
+}
+
+/// It was cancelled, by somebody or by its limit, and did not see it.
+bool CIsolatedRunner::EndKilled(const SRun& run)
+{
+    const CString seconds = SecondsText(std::clamp(m_setup.grace, 0ms, kLongestGrace));
+    Log(Brel::Log::eLogLevel_Warning,
+        run.path + L": its process was ended, for it still ran " + seconds + L" seconds after it was cancelled");
+    StartAnother();
+    if (run.isDone)
+        return true;
+    RemoveResponse(run);
+    if (m_setup.isEndedByLimit && m_setup.isEndedByLimit())
+        CZelProcessor::SetStatus(&run.progress, eRequestStatus_ServerError,
+                                 FormatText(TextOf(StringCodes::kTaskProcessKilled), {seconds}));
+    else
+        CZelProcessor::SetStatus(&run.progress, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
+    return false;
+}
+
+/// A request whose response is saved and whose file is gone is done, whatever becomes of the process that did it.
+bool CIsolatedRunner::EndLost(SRun& run)
+{
+    if (m_pHost->IsRunning())
+        m_pHost->Kill();
+    const CString reason = m_pHost->EndText();
+    Log(Brel::Log::eLogLevel_Error, run.path + L": " + reason);
+    StartAnother();
+    if (run.isTakenAway) {
+        TellDone(run, TextOf(StringCodes::kDone));
+        return true;
+    }
+    m_strLostBy = reason;
+    RemoveResponse(run);
+    throw std::runtime_error(platform::ToUtf8(reason));
+}
+
+/// Of one that may have been half written.
+void CIsolatedRunner::RemoveResponse(const SRun& run) const
+{
+    if (run.mayHaveResponse)
+        static_cast<void>(Protocol::RemoveFileWhenFree(m_processor.GetOutputFilePath(run.path)));
+}

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "IRequestRunner.h"
+#include "TaskHostProcess.h"
+#include "ZEL_Processor/ZelProcessor.h"
+#include "ZEL_Processor/ZelServerOptions.h"
+#include "platform/OsError.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+/// What a runner has to know of the server that it runs requests for.
+struct SIsolatedRunnerSetup {
+    SZelIsolation isolation;
+    CString outputDir;
+    bool tellReasons = false;
+    std::vector<CString> leftOut;
+    bool privateFiles = false;
+    SXmlLimits xmlLimits;
+    std::chrono::milliseconds grace{0};      ///< from a cancel on
+    CZelProcessorContext* context = nullptr; ///< borrowed
+    /// Takes the file of a request away whose response is saved; empty: it is deleted.
+    std::function<platform::eOsError(const CString&)> removeRequest;
+    std::function<bool()> isEndedByLimit; ///< of what runs: it is cancelled because of it
+    CCallGate* eventGate = nullptr;       ///< see CProcessorRunner
+};
+
+/// Runs requests in a process of their own, which is started ahead, runs one after the other, and is replaced when it
+/// has ended, has run so many, or has left processes behind. What it reports is passed on here, and the file of a
+/// request is taken away here: nothing that outlasts the run but the response is the other process's work, so one that
+/// is killed leaves nothing that this one does not know. For one thread.
+class CIsolatedRunner final : public IRequestRunner {
+public:
+    /// processor: borrowed; whose turns and whose events these are.
+    CIsolatedRunner(CZelProcessor& processor, SIsolatedRunnerSetup setup);
+    ~CIsolatedRunner() override;
+    CIsolatedRunner(const CIsolatedRunner&) = delete;
+    CIsolatedRunner& operator=(const CIsolatedRunner&) = delete;
+
+    /// The program beside the running one when no other is named. Empty when there is none.
+    [[nodiscard]] static CString FindProgram(const SZelIsolation& isolation);
+
+    void Prepare() override;
+    [[nodiscard]] bool CanProceedQueue() const override;
+    void ProceedQueue(bool proceed) override;
+    /// Throws std::runtime_error when the process has ended in the run.
+    bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
+                        bool& bRetry) override;
+    void EndRun() override;
+    [[nodiscard]] bool HasToldDone() const override;
+    [[nodiscard]] CString TaskType() const override;
+    void SetOnTask(std::function<void(const CString& type)> onTask) override { m_onTask = std::move(onTask); }
+    [[nodiscard]] CString LostBy() const override { return m_strLostBy; }
+
+private:
+    struct SRun;
+
+    void MakeSetup();
+    void StartAnother();
+    [[nodiscard]] bool GetReady(CString& reason);
+    [[nodiscard]] bool TellCancel(SRun& run);
+    /// False for what is no line of a run.
+    [[nodiscard]] bool Understand(const std::vector<CString>& words, SRun& run);
+    void SetStatus(const std::vector<CString>& words, SRun& run);
+    void TakeAway(SRun& run);
+    void TellDone(SRun& run, const CString& text) const;
+    bool Conclude(const SRun& run, bool& bRetry);
+    bool EndKilled(const SRun& run);
+    bool EndLost(SRun& run);
+    void RemoveResponse(const SRun& run) const;
+
+    CZelProcessor& m_processor;
+    const SIsolatedRunnerSetup m_setup;
+    STaskHostSetup m_hostSetup;
+    std::unique_ptr<CTaskHostProcess> m_pHost;
+    std::unique_ptr<CTaskHostProcess> m_pRetired; ///< ends by itself
+    unsigned m_nRequests = 0;                     ///< of the present process
+    std::function<void(const CString& type)> m_onTask;
+    CString m_strLostBy;
+};
