@@ -158,6 +158,8 @@ TEST_F(IsolationTest, ATaskGetsNoMoreMemoryThanItMayHave)
 {
     if (testsupport::IsAddressSanitized() || testsupport::IsThreadSanitized())
         GTEST_SKIP() << "IsAddressSanitized, IsThreadSanitized: the sanitizer takes terabytes of addresses";
+    if (testsupport::IsWine())
+        GTEST_SKIP() << "IsWine: it does not carry out a job's limit of memory";
     CRunningProgram server = StartIsolating({L"--memory-limit", L"256"});
     const std::string told = Crash(L"Memory");
     EXPECT_TRUE(Contains(told, "std::bad_alloc")) << told;
@@ -168,6 +170,8 @@ TEST_F(IsolationTest, ATaskGetsNoMoreMemoryThanItMayHave)
 
 TEST_F(IsolationTest, WhatATaskLeavesIsEndedAndTold)
 {
+    if (testsupport::IsWine())
+        GTEST_SKIP() << "IsWine: it does not tell a process how many are in its own job";
     CRunningProgram server = StartIsolating();
     ASSERT_EQ(Zel({L"send", MakeLeave(L"l.drq", false), L"--wait"}).code, 0);
     ExpectServes();

@@ -69,7 +69,9 @@ int LeaveContained(const std::vector<std::wstring>& arguments)
     options.pipeInput = true;
     static CProcess& left =
         *std::make_unique<CProcess>(testsupport::StartChild(L"containment-hold", {arguments[0]}, options)).release();
-    channel.WriteLine(testsupport::WaitForChild(left, L"held") && HasLeftProcesses() ? L"left" : L"failed");
+    const bool isHeld = static_cast<bool>(testsupport::WaitForChild(left, L"held"));
+    // IsWine: it does not tell a process how many are in its own job.
+    channel.WriteLine(isHeld && (HasLeftProcesses() || testsupport::IsWine()) ? L"left" : L"failed");
     std::wstring line;
     static_cast<void>(channel.ReadLine(line, 100));
     EndProcess(3);
@@ -198,6 +200,8 @@ TEST_F(ContainmentTest, ItGetsNoMoreMemoryThanItMayTake)
 {
     if (testsupport::IsAddressSanitized() || testsupport::IsThreadSanitized())
         GTEST_SKIP() << "IsAddressSanitized, IsThreadSanitized: the sanitizer takes terabytes of addresses";
+    if (testsupport::IsWine())
+        GTEST_SKIP() << "IsWine: it does not carry out a job's limit of memory";
     for (const auto& [memory, expected] : {std::pair(std::uint64_t{512} << 20U, 5), std::pair(std::uint64_t{0}, 6)}) {
         CProcess child = testsupport::StartChild(L"containment-memory", {}, Contained(memory));
         int code = 0;
