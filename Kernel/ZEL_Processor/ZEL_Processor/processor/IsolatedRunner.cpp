@@ -102,7 +102,9 @@ void CIsolatedRunner::MakeSetup()
         lines.push_back({L"leftout", text});
     std::vector<CString> folders;
     for (const SComponentInfo& component : ListComponents(CATID_ZELProcessorFactory)) {
-        if (component.modulePath.empty())
+        const auto& categories = component.categories;
+        if (component.modulePath.empty() &&
+            std::find(categories.begin(), categories.end(), CATID_ZELProcessorFactory) != categories.end())
             Log(Brel::Log::eLogLevel_Warning,
                 L"A plug-in that lives in this process serves no isolated request: " + component.name);
         const CString folder = platform::DirectoryOf(component.source);

@@ -12,6 +12,8 @@
 #include <optional>
 #include <vector>
 
+class CCallGate;
+
 /// What a runner has to know of the server that it runs requests for.
 struct SIsolatedRunnerSetup {
     SZelIsolation isolation;
