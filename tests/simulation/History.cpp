@@ -126,6 +126,7 @@ void AddCrowd(SStage& stage)
         stage.options.keep = kAges;
     if (random.OneIn(2))
         stage.options.patience = std::chrono::milliseconds(20);
+    stage.options.slots = static_cast<unsigned>(1 + random.Below(3));
     // Of who dies, or fails, while he writes in the place of all others nothing is promised.
     stage.writesInPlace = !stage.plan.killsClient && !stage.plan.failsInClient && !stage.plan.cutsPower;
 }
@@ -151,6 +152,7 @@ std::string Described(const SStage& stage)
     text += stage.options.resume ? ", resumed" : "";
     text += stage.options.keep != std::chrono::seconds(0) ? ", looking for old files" : "";
     text += stage.options.patience ? ", with patience" : "";
+    text += stage.options.slots != 1 ? ", " + std::to_string(stage.options.slots) + " at once" : "";
     text += !stage.hasListener ? "" : stage.options.ownLists ? ", lists of their own" : ", one list";
     text += stage.options.presence ? ", presence" : "";
     return text + (stage.options.interrupted == eInterrupted_Fail ? ", interrupted ones fail" : "");
