@@ -120,7 +120,8 @@ TEST_F(OperatorCommandsTest, WhatTheNextServerTakesOverIsNotWaitedFor)
 TEST_F(OperatorCommandsTest, AFailedRequestThatIsKeptWaitsAgain)
 {
     Keep(L"a.drq");
-    Write(m_settings.m_paths.Status(L"a.drq"));
+    m_statuses.SetRequestStatus(L"a.drq", {}, eRequestStatus_ServerError, L"why");
+    Write(m_settings.m_paths.Output(L"a.drq")); // a part that could not be removed
     EXPECT_EQ(m_commands.CarryOut({CommandFile::kRetryFailed, L"a.drq", {}}, Queued(L"c.command")), L"");
     EXPECT_TRUE(m_requests.IsRequestInQueue(Queued(L"a.drq")));
     EXPECT_TRUE(HasFile(L"a.drq"));
@@ -147,6 +148,13 @@ TEST_F(OperatorCommandsTest, AFailedRequestWhoseNameIsInUseStaysKept)
     Write(Queued(L"a.drq"));
     EXPECT_EQ(retry(), inUse) << "left in the queue";
     ASSERT_EQ(platform::Files().Remove(Queued(L"a.drq")), platform::eOsError_None);
+    Write(m_settings.m_paths.Output(L"a.drq"));
+    EXPECT_EQ(retry(), inUse) << "done, and not taken yet";
+    m_statuses.SetRequestStatus(L"a.drq", {}, eRequestStatus_Done, {});
+    ASSERT_EQ(platform::Files().Remove(m_settings.m_paths.Output(L"a.drq")), platform::eOsError_None);
+    EXPECT_EQ(retry(), inUse) << "its client has the response only";
+    m_statuses.SetRequestStatus(L"a.drq", {}, eRequestStatus_Canceled, {});
+    EXPECT_EQ(retry(), inUse) << "cancelled, and its client does not know yet";
     m_requests.Drain(false);
     EXPECT_EQ(retry(), TextOf(StringCodes::kServerDrains));
     EXPECT_TRUE(IsKept(L"a.drq"));

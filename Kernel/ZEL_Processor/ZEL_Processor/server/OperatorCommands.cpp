@@ -3,15 +3,28 @@
 #include "RequestStatuses.h"
 #include "ServerSettings.h"
 #include "Story.h"
+#include "ZEL_Processor/ZelProcessorEnums.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
 #include "platform/Os.h"
+#include "platform/Text.h"
 #include "protocol/CommandFile.h"
+#include "protocol/HandOver.h"
+#include "protocol/StatusFileText.h"
 #include "reports/SourceNames.h"
 #include "reports/StringCodes.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <string>
 #include <utility>
+
+namespace {
+
+/// A longer status is none of a server's.
+constexpr std::size_t kMaxStatusBytes = std::size_t{1} << 20;
+
+} // namespace
 
 bool COperatorCommands::IsOne(eCommandType type)
 {
@@ -61,7 +74,7 @@ CString COperatorCommands::Retry(const CString& name)
     if (m_requests.IsDraining())
         return TextOf(StringCodes::kServerDrains);
     const CString queued = m_settings.m_paths.InQueue(name);
-    if (m_requests.IsKnown(queued) || platform::PathExists(m_settings.m_paths.InRequestDir(name)))
+    if (m_requests.IsKnown(queued) || platform::PathExists(m_settings.m_paths.InRequestDir(name)) || HasOtherEnd(name))
         return FormatText(TextOf(StringCodes::kNameInUse), {name});
     const platform::eOsError error = m_failed.PutIntoQueue(name);
     if (!platform::HasMoved(error))
@@ -74,6 +87,24 @@ CString COperatorCommands::Retry(const CString& name)
         Story::TellReceived(item.m_strFile);
     m_requests.Add(std::move(item));
     return {};
+}
+
+/// Whether one that was sent under this name after the failure has ended otherwise, and nobody has taken that yet: the
+/// next run would delete it. What lies beside the status of a failure is no answer.
+bool COperatorCommands::HasOtherEnd(const CString& name) const
+{
+    std::string bytes;
+    std::int32_t status = eRequestStatus_NotIntialized;
+    const platform::eOsError error = Protocol::RetryWhileShared(
+        [&] {
+            return platform::ReadWholeFile(m_settings.m_paths.Status(name), platform::eOpenMode_ReadExclusive, bytes,
+                                           kMaxStatusBytes);
+        },
+        m_settings.BriefPatience());
+    const bool isTold = platform::Succeeded(error) && StatusFileText::FindStatus(platform::FromUtf16Le(bytes), status);
+    if (isTold && (status == eRequestStatus_Done || status == eRequestStatus_Canceled))
+        return true;
+    return status != eRequestStatus_ServerError && platform::PathExists(m_settings.m_paths.Output(name));
 }
 
 CString COperatorCommands::Discard(const CString& name)

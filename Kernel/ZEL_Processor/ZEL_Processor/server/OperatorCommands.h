@@ -32,6 +32,7 @@ public:
 private:
     void Drain();
     [[nodiscard]] CString Retry(const CString& name);
+    [[nodiscard]] bool HasOtherEnd(const CString& name) const;
     [[nodiscard]] CString Discard(const CString& name);
     [[nodiscard]] CString Failure(const CString& name, platform::eOsError error) const;
     [[nodiscard]] CString Move(const CString& name, const CommandFile::SWhere& where);
