@@ -48,34 +48,37 @@ bool IsOtherSystemStart(const CString& recordPath)
 
 } // namespace
 
-void CKeptNames::Hold(const CString& name)
+void CKeptNames::Hold(const CString& name, bool hasFailed)
 {
     const platform::CMutexLock lock(m_cs);
-    ++m_holders[name];
+    const auto [held, isNew] = m_names.try_emplace(name);
+    ++held->second.holders;
+    if (isNew)
+        held->second.hasFailed = hasFailed;
+}
+
+bool CKeptNames::SetFailed(const CString& name, bool hasFailed)
+{
+    const platform::CMutexLock lock(m_cs);
+    const auto held = m_names.find(name);
+    return held != m_names.end() && std::exchange(held->second.hasFailed, hasFailed);
 }
 
 void CKeptNames::Release(const CString& name)
 {
-    Release(name, [] {});
+    Release(name, false, [](bool) {});
 }
 
-void CKeptNames::Release(const CString& name, const std::function<void()>& remove)
+void CKeptNames::Release(const CString& name, bool hasFailed, const std::function<void(bool hasFailed)>& letGo)
 {
     const platform::CMutexLock lock(m_cs);
-    if (IsLast(name))
-        remove();
-}
-
-/// Also of a name that nobody held: an earlier server has kept its file.
-bool CKeptNames::IsLast(const CString& name)
-{
-    const auto held = m_holders.find(name);
-    if (held == m_holders.end())
-        return true;
-    if (--held->second != 0)
-        return false;
-    m_holders.erase(held);
-    return true;
+    if (const auto held = m_names.find(name); held != m_names.end()) {
+        if (--held->second.holders != 0)
+            return;
+        hasFailed = held->second.hasFailed;
+        m_names.erase(held);
+    }
+    letGo(hasFailed);
 }
 
 bool CEndedRequests::IsWanted() const
@@ -116,8 +119,17 @@ platform::eOsError CEndedRequests::TakeAway(const CString& queuedPath, eEnd end)
     else if (m_pNames)
         m_pNames->Release(name);
     // A fault came after the file was kept, and before its request was told to be done.
-    for (SEnded& ended : m_ended)
-        ended.end = platform::IsAbsent(error) && ended.name == name ? end : ended.end;
+    bool isKept = platform::Succeeded(error);
+    for (SEnded& ended : m_ended) {
+        if (!platform::IsAbsent(error) || ended.name != name)
+            continue;
+        ended.end = end;
+        isKept = true;
+    }
+    const bool hasFailed = end == eEnd_Failed;
+    // The record of the one before must not wait for the file of this one.
+    if (isKept && m_pNames && m_pNames->SetFailed(name, hasFailed) && !hasFailed)
+        m_failed.Forget(name);
     return error;
 }
 
@@ -170,12 +182,14 @@ void CEndedRequests::Flush()
     const platform::eOsError error = SyncGroup(group, isAny);
     if (isAny || !platform::Succeeded(error))
         Tell(error);
-    for (const SEnded& ended : group) {
-        const platform::eOsError gone = LetGo(ended.name, ended.end == eEnd_Failed);
-        if (ended.end != eEnd_Failed || platform::Succeeded(gone) || platform::IsAbsent(gone))
+    for (SEnded& ended : group) {
+        bool hasFailed = ended.end == eEnd_Failed;
+        const platform::eOsError gone = LetGo(ended.name, hasFailed);
+        if (!hasFailed || platform::Succeeded(gone) || platform::IsAbsent(gone))
             continue;
+        ended.end = eEnd_Failed;
         if (m_pNames)
-            m_pNames->Hold(ended.name);
+            m_pNames->Hold(ended.name, true);
         m_ended.push_back(ended); // somebody has it open
     }
     while (m_ended.size() > kMostLeft) { // it is there for the next start
@@ -187,19 +201,22 @@ void CEndedRequests::Flush()
     m_pause = IsEmpty() ? kPause : std::min(2 * m_pause, kLongestPause);
 }
 
-/// Absent when another thread keeps a newer one of this name.
-platform::eOsError CEndedRequests::LetGo(const CString& name, bool hasFailed)
+/// Absent when another thread keeps a newer one of this name. hasFailed: whether the request of the file that goes has.
+platform::eOsError CEndedRequests::LetGo(const CString& name, bool& hasFailed)
 {
     platform::eOsError error = platform::eOsError_FileNotFound;
-    const auto letGo = [&] {
+    bool isLast = false;
+    const auto letGo = [&](bool hasLastFailed) {
+        isLast = true;
+        hasFailed = hasLastFailed;
         const CString path = PathOf(name);
-        error = hasFailed ? m_failed.Take(path) : platform::Files().Remove(path);
+        error = hasFailed ? m_failed.MoveThere(path) : platform::Files().Remove(path);
     };
     if (m_pNames)
-        m_pNames->Release(name, letGo);
+        m_pNames->Release(name, hasFailed, letGo);
     else
-        letGo();
-    return error;
+        letGo(hasFailed);
+    return isLast && hasFailed ? m_failed.Finish(name, error) : error;
 }
 
 /// Once for a device that goes on failing.
@@ -298,7 +315,8 @@ std::vector<CString> CEndedRequests::TakeNames()
 
 platform::eOsError CEndedRequests::LetGo(const CString& name)
 {
-    return LetGo(name, m_failed.IsBegun(name));
+    bool hasFailed = m_failed.IsBegun(name);
+    return LetGo(name, hasFailed);
 }
 
 CString CEndedRequests::PathOf(const CString& name) const

@@ -85,19 +85,26 @@ bool CFailedRequests::Begin(const TSRequestItem& item, const SFailedRecord& reco
 
 platform::eOsError CFailedRequests::Take(const CString& path)
 {
-    const CString name = platform::FileNameOf(path);
-    const CString kept = PathOf(name);
-    const platform::eOsError error = platform::Files().Move(path, kept, platform::eMoveFlag_ReplaceExisting);
-    if (platform::HasMoved(error)) {
+    return Finish(platform::FileNameOf(path), MoveThere(path));
+}
+
+platform::eOsError CFailedRequests::MoveThere(const CString& path) const
+{
+    return platform::Files().Move(path, PathOf(platform::FileNameOf(path)), platform::eMoveFlag_ReplaceExisting);
+}
+
+platform::eOsError CFailedRequests::Finish(const CString& name, platform::eOsError moved)
+{
+    if (platform::HasMoved(moved)) {
         // In this order: whatever is killed between the two, the start finds a record to which there is a file.
         FinishRecord(name);
         if (m_nTaken++ >= kSlack)
             RemoveBeyondLimit();
         return platform::eOsError_None;
     }
-    if (platform::IsAbsent(error))
+    if (platform::IsAbsent(moved))
         Forget(name);
-    return error;
+    return moved;
 }
 
 /// Its readers have the one of before for microseconds; to replace what is in use is denied.

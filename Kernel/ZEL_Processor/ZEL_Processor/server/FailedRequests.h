@@ -20,7 +20,7 @@ struct TSRequestItem;
 class CFailedRequests {
 public:
     static constexpr std::size_t kMost = 1000;
-    /// So many more are counted before the oldest go.
+    /// So many more are taken, by each object, before the oldest go.
     static constexpr std::size_t kSlack = 100;
 
     explicit CFailedRequests(const CServerSettings& settings) : m_settings(settings) {}
@@ -29,6 +29,10 @@ public:
     [[nodiscard]] bool Begin(const TSRequestItem& item, const SFailedRecord& record);
     /// Moves the file there, wherever it is, in place of deleting it.
     [[nodiscard]] platform::eOsError Take(const CString& path);
+    /// The two halves of Take, for who must not wait while nobody else may have the file: the first moves it and does
+    /// no more, the second is told of its result, and may wait for readers and look for those beyond the limit.
+    [[nodiscard]] platform::eOsError MoveThere(const CString& path) const;
+    [[nodiscard]] platform::eOsError Finish(const CString& name, platform::eOsError moved);
     [[nodiscard]] bool IsBegun(const CString& name) const;
     /// Takes Begin back.
     void Forget(const CString& name) const;
