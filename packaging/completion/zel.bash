@@ -1,5 +1,5 @@
 # Completion of zel, zel-server and zel-regsvr for bash. Commands, options and what an option takes come from --help, the
-# names of requests from "zel list".
+# names of requests from "zel list" and "zel failed".
 
 _zel_help() { # program [command]
     LC_ALL=C "$@" --help 2>/dev/null </dev/null
@@ -20,14 +20,14 @@ _zel_value_of() { # option; reads a help text
 }
 
 # The directories that the line names so far; without them zel takes them from its variables.
-_zel_requests() { # program
+_zel_requests() { # program command
     local given=() i
     for ((i = 1; i + 1 < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
             --request-dir | --output-dir) given+=("${COMP_WORDS[i]}" "${COMP_WORDS[i + 1]}") ;;
         esac
     done
-    timeout 2 "$1" list --json "${given[@]}" 2>/dev/null </dev/null | sed -n 's/^{"name":"\([^"\\]*\)".*/\1/p'
+    timeout 2 "$1" "$2" --json "${given[@]}" 2>/dev/null </dev/null | sed -n 's/^{"name":"\([^"\\]*\)".*/\1/p'
 }
 
 # Whole words, each of which may have blanks in it.
@@ -65,9 +65,10 @@ _zel() {
     fi
     case ${program##*/}:$command in
         zel:) _zel_reply <<<"$commands" ;;
-        zel:status | zel:wait | zel:forget | zel:cancel | zel:pause | zel:resume | zel:move | zel:retry | zel:discard) _zel_reply < <(_zel_requests "$program") ;;
+        zel:status | zel:wait | zel:forget | zel:cancel | zel:pause | zel:resume | zel:move) _zel_reply < <(_zel_requests "$program" list) ;;
+        zel:retry | zel:discard) _zel_reply < <(_zel_requests "$program" failed) ;;
         zel:receive)
-            _zel_reply < <(_zel_requests "$program")
+            _zel_reply < <(_zel_requests "$program" list)
             ((${#COMPREPLY[@]})) || { compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur"); }
             ;;
         zel:send | zel:run-task | zel-regsvr:) compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur") ;;

@@ -1,5 +1,5 @@
 # Completion of zel, zel-server and zel-regsvr for fish. Commands and options come from --help, the names of requests
-# from "zel list".
+# from "zel list" and "zel failed".
 
 function __zel_help
     env LC_ALL=C $argv --help 2>/dev/null </dev/null
@@ -38,7 +38,7 @@ function __zel_options
         for (i = 1; i <= n; ++i) print names[i] "\t" text }'
 end
 
-function __zel_requests
+function __zel_requests # command
     set -l words (commandline -opc)
     set -l given
     for i in (seq 2 (math (count $words) - 1))
@@ -46,7 +46,7 @@ function __zel_requests
             set -a given $words[$i] $words[(math $i + 1)]
         end
     end
-    timeout 2 zel list --json $given 2>/dev/null </dev/null | sed -n 's/^{"name":"\([^"\\\\]*\)".*/\1/p'
+    timeout 2 zel $argv[1] --json $given 2>/dev/null </dev/null | sed -n 's/^{"name":"\([^"\\\\]*\)".*/\1/p'
 end
 
 function __zel_complete
@@ -75,10 +75,12 @@ function __zel_complete
     switch "$name:$command"
         case 'zel:'
             __zel_commands
-        case zel:status zel:wait zel:forget zel:cancel zel:pause zel:resume zel:move zel:retry zel:discard
-            __zel_requests
+        case zel:status zel:wait zel:forget zel:cancel zel:pause zel:resume zel:move
+            __zel_requests list
+        case zel:retry zel:discard
+            __zel_requests failed
         case zel:receive
-            __zel_requests
+            __zel_requests list
             __fish_complete_path $current
         case zel:send zel:run-task zel-regsvr:
             __fish_complete_path $current

@@ -74,6 +74,7 @@ check_shell() { # shell
     expect "$1" "zel send $work/" "$work/job.drq"
     expect "$1" "zel status $directories " first.drq second.drq
     expect_only "$1" "zel cancel $directories f" first.drq
+    expect_only "$1" "zel retry $directories " broken.drq
     expect_only "$1" 'zel send --timeout '
 }
 
@@ -83,6 +84,8 @@ if [[ ! -x $bin/zel || ! -x $bin/zel-server ]]; then
 fi
 mkdir "$work/in" "$work/out"
 touch "$work/job.drq" "$work/in/first.drq" "$work/in/second.drq"
+mkdir -p "$work/out/.zel-server/failed"
+touch "$work/out/.zel-server/failed/broken.drq"
 unset ZEL_REQUEST_DIR ZEL_OUTPUT_DIR ZEL_CLIENT_DIR
 # Whatever the programs speak, their help is read in English.
 export LANG=de_DE.UTF-8 LANGUAGE=de:fr
@@ -98,6 +101,7 @@ if command -v zsh >/dev/null; then
     completed_by_zsh 'zel send --na' '--name'
     completed_by_zsh 'zel-server --log-level w' 'warning'
     completed_by_zsh "zel status --request-dir $work/in --output-dir $work/out f" 'first.drq'
+    completed_by_zsh "zel retry --request-dir $work/in --output-dir $work/out br" 'broken.drq'
 else
     echo "not tried in zsh: it is not installed"
 fi
