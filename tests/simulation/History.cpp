@@ -50,10 +50,14 @@ std::vector<std::wstring> RequestFiles(const SStage& stage)
     return names;
 }
 
-void CheckNothingLeft(SStage& stage)
+/// mayComeBack: a power cut may have brought back what had its end.
+void CheckNothingLeft(SStage& stage, bool mayComeBack)
 {
-    for (const std::wstring& name : RequestFiles(stage))
-        stage.checker.Blame("left behind: " + platform::ToUtf8(name));
+    for (const std::wstring& name : RequestFiles(stage)) {
+        const SRequest* const request = stage.checker.Find(name);
+        if (!mayComeBack || (request && request->ends.empty()))
+            stage.checker.Blame("left behind: " + platform::ToUtf8(name));
+    }
 }
 
 /// Who comes after those that died: takes what they have not taken.
@@ -269,8 +273,8 @@ SResult RunHistory(const SSettings& settings)
     const CChecker::SExcuses excuses = ExcusesOf(stage);
     checker.CheckAll(excuses);
     // What a power cut has brought back of a request and of the command that paused it is nobody's any more.
-    if (world.m_failures == 0 && !excuses.mayLose)
-        CheckNothingLeft(stage);
+    if (world.m_failures == 0)
+        CheckNothingLeft(stage, excuses.mayLose);
     SetStage(nullptr);
     return {checker.Faults(), world.Sum(), world.m_calls};
 }
