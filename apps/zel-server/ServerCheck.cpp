@@ -6,6 +6,7 @@
 #include "apps/zel-server/ServerDirectories.h"
 #include "apps/zel-server/ServerPlugins.h"
 #include "apps/zel-server/ServerStory.h"
+#include "apps/zel-server/TakeOver.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Process.h"
@@ -45,6 +46,8 @@ bool CheckDirectories(const SServerOptions& options)
     }
     Say(WQ_ModuleText(ServerTexts::IDS_CHECK_DIRECTORIES,
                       {PlaceText(options.requestDir), PlaceText(options.outputDir)}));
+    if (options.takeOver && TakeOver::HasOther(options))
+        Say(WQ_ModuleText(ServerTexts::IDS_CHECK_TAKES_OVER, {options.outputDir}));
     const std::size_t files =
         FilesIn(options.outputDir) + FilesIn(platform::JoinPath(options.outputDir, ZelProtocol::kQueueDirectory));
     Say(WQ_ModuleText(options.resume && !options.strict ? ServerTexts::IDS_CHECK_RESUMES

@@ -123,12 +123,14 @@ void CServerDirectories::Tidy() const
 
 bool CServerDirectories::Check(const SServerOptions& options, std::wstring& error)
 {
+    const bool takesOver =
+        options.takeOver && CDirectoryClaim::Ask(options.outputDir) == platform::eOsError_SharingViolation;
     return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, TryFolder, error) &&
            ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, TryFolder, error) &&
            CheckApart(options, error) && CheckOwn(options.outputDir, error) &&
            (options.adopt || !platform::DirectoryExists(options.outputDir) ||
             CheckNothingForeign(options.outputDir, error)) &&
-           CheckClaims(options, error) && Try(options, error);
+           (takesOver || (CheckClaims(options, error) && Try(options, error)));
 }
 
 bool CServerDirectories::CheckClaims(const SServerOptions& options, std::wstring& error)

@@ -161,9 +161,11 @@ bool CServerProgram::TakeDirectories()
     if (hasOther)
         m_messages.Note(WQ_ModuleText(ServerTexts::IDS_TAKES_OVER, {m_options.outputDir}));
     if (hasOther && !TakeOver::Drain(m_options, goOn, error)) {
-        if (!m_bStoppedEarly)
-            m_messages.Error(error);
-        return false;
+        if (m_bStoppedEarly)
+            return false;
+        // It may drain already, or be asked by who may.
+        m_messages.Note(error);
+        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_WAITS_FOR_END));
     }
     const bool isPrepared =
         hasOther ? m_directories.Prepare(m_options, error, goOn) : m_directories.Prepare(m_options, error);

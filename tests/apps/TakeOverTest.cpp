@@ -55,11 +55,71 @@ TEST_F(TakeOverTest, EachOfManyRequestsIsAnsweredOnce)
     }
     for (std::size_t number = 0; number < kRequests; ++number)
         EXPECT_EQ(Read(InOutput(name(number))), EchoResponse(std::to_string(number)));
-    const std::string log = drained.errors + next.Errors();
+    next.Process().RequestStop();
+    const SProgramResult stopped = next.Finish(); // its log is whole
+    EXPECT_EQ(stopped.code, 0) << stopped.errors;
+    const std::string log = drained.errors + stopped.errors;
     for (std::size_t number = 0; number < kRequests; ++number)
         EXPECT_EQ(Count(log, "{" + platform::ToUtf8(name(number)) + "} Ended: Done"), 1U) << number;
     EXPECT_EQ(Count(drained.errors, "Ended: Done"), 1U) << "that at the gate";
+}
+
+TEST_F(TakeOverTest, EachIsAnsweredOnceWhenADrainComesBeforeTheStart)
+{
+    const std::vector<std::wstring> before = {L"a.drq", L"b.drq", L"c.drq"};
+    const std::vector<std::wstring> after = {L"d.drq", L"e.drq"};
+    const auto send = [this](const std::vector<std::wstring>& names) {
+        std::vector<std::wstring> arguments = {L"send", L"-q"};
+        for (const std::wstring& name : names)
+            arguments.push_back(MakeEcho(name, name));
+        EXPECT_EQ(Zel(arguments).code, 0);
+    };
+    CRunningProgram old = StartServer({L"--resume"});
+    ASSERT_EQ(Zel({L"send", MakeGate(L"g.drq")}).code, 0);
+    ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
+    send(before);
+    std::vector<std::wstring> arguments = DirectoryArguments();
+    arguments.push_back(L"--drain");
+    CRunningProgram drain(L"zel-server", arguments);
+    ASSERT_TRUE(old.WaitForErrors("The server takes nothing more")) << old.Errors();
+    send(after);
+    Write(Gate(L"g.drq"), "");
+    EXPECT_EQ(drain.Finish().code, 0);
+    const SProgramResult drained = old.Finish();
+    EXPECT_EQ(drained.code, 0) << drained.errors;
+    CRunningProgram next = StartServer({L"--resume"});
+    for (const auto& names : {before, after}) {
+        for (const std::wstring& name : names) {
+            EXPECT_EQ(Zel({L"wait", L"-q", name}).code, 0);
+            EXPECT_EQ(Read(InOutput(name)), EchoResponse(platform::ToUtf8(name)));
+        }
+    }
+    next.Process().RequestStop();
+    const SProgramResult stopped = next.Finish();
+    EXPECT_EQ(stopped.code, 0) << stopped.errors;
+    EXPECT_EQ(Count(drained.errors, "Ended: Done"), 1U) << "that at the gate";
+    EXPECT_EQ(Count(stopped.errors, "Ended: Done"), before.size() + after.size());
+}
+
+TEST_F(TakeOverTest, OneThatDoesNotDrainIsWaitedForAllTheSame)
+{
+    CRunningProgram old = StartServer({L"--strict"});
+    CRunningProgram next = StartWaiting();
+    ASSERT_TRUE(next.WaitForErrors("does not drain")) << next.Errors();
+    StopServer(old);
+    EXPECT_EQ(Zel({L"send", MakeEcho(L"a.drq", L"x"), L"--wait"}).code, 0);
     StopServer(next);
+}
+
+TEST_F(TakeOverTest, ACheckSaysThatItWouldTakeOver)
+{
+    CRunningProgram old = StartServer({L"--resume"});
+    std::vector<std::wstring> arguments = DirectoryArguments();
+    arguments.insert(arguments.end(), {L"--components", TestPlugins(), L"--resume", L"--take-over", L"--check"});
+    const SProgramResult result = ServerResult(arguments);
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_TRUE(Contains(result.output, "have the server that has '")) << result.output;
+    StopServer(old);
 }
 
 TEST_F(TakeOverTest, AStopEndsTheWaitingAndTheOldOneGoesOnWithItsRequest)
