@@ -4,6 +4,8 @@
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
+#include <memory>
+
 namespace {
 
 /// Servers that run several requests at once.
@@ -35,33 +37,70 @@ TEST_F(SlotsTest, RequestsRunAtOnceAndACancelOrACrashIsOnesOwn)
     EXPECT_TRUE(Contains(server.Errors(), " --slots 4 ")) << server.Errors();
 }
 
-TEST_F(SlotsTest, APluginThatNamesNoThreadingModelServesOneRequestAtATime)
-{
-    const std::wstring folder = InHome(L"silent");
-    ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(folder)));
-    std::string manifest = Read(platform::JoinPath(TestPlugins(), L"zel_testtasks.component"));
-    const std::string model = " threadingModel=\"Both\"";
-    ASSERT_TRUE(Contains(manifest, model));
-    manifest.erase(manifest.find(model), model.size());
-    manifest.insert(manifest.find("<module>") + 8, platform::ToUtf8(TestPlugins()) + "/");
-    Write(platform::JoinPath(folder, L"silent.component"), manifest);
+/// Their plug-in says nothing of threads.
+class SilentPluginTest : public SlotsTest {
+protected:
+    void SetUp() override
+    {
+        SlotsTest::SetUp();
+        const std::wstring folder = InHome(L"silent");
+        ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(folder)));
+        std::string manifest = Read(platform::JoinPath(TestPlugins(), L"zel_testtasks.component"));
+        const std::string model = " threadingModel=\"Both\"";
+        ASSERT_TRUE(Contains(manifest, model));
+        manifest.erase(manifest.find(model), model.size());
+        manifest.insert(manifest.find("<module>") + 8, platform::ToUtf8(TestPlugins()) + "/");
+        Write(platform::JoinPath(folder, L"silent.component"), manifest);
 
-    std::vector<std::wstring> arguments = DirectoryArguments();
-    arguments.insert(arguments.end(), {L"--components", folder, L"--slots", L"2"});
-    CRunningProgram server(L"zel-server", arguments);
-    std::wstring line;
-    ASSERT_TRUE(server.Process().ReadLine(line, kPatience)) << server.Errors();
-    SendToGate(L"a.drq");
-    ASSERT_TRUE(WaitUntilAtGate(L"a.drq"));
-    SendToGate(L"b.drq");
-    ASSERT_TRUE(server.WaitForErrors("{b.drq} Put off"));
+        std::vector<std::wstring> arguments = DirectoryArguments();
+        arguments.insert(arguments.end(), {L"--components", folder, L"--slots", L"2", L"--resume"});
+        m_pServer = std::make_unique<CRunningProgram>(L"zel-server", arguments);
+        std::wstring line;
+        ASSERT_TRUE(m_pServer->Process().ReadLine(line, kPatience)) << m_pServer->Errors();
+        SendToGate(L"a.drq");
+        ASSERT_TRUE(WaitUntilAtGate(L"a.drq"));
+        SendToGate(L"b.drq");
+        ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InOutput(L"b.drq.status")); })) << "it has a slot";
+    }
+
+    std::unique_ptr<CRunningProgram> m_pServer;
+};
+
+TEST_F(SilentPluginTest, ServesOneRequestAtATimeInTheirOrder)
+{
+    SendToGate(L"c.drq");
+    Write(InHome(L"urgent.drq"), platform::ToUtf8(L"<Request Priority=\"5\"><Task Type=\"Gate\" GateFile=\"" +
+                                                  Gate(L"urgent.drq") + L"\"/></Request>"));
+    EXPECT_EQ(Zel({L"send", InHome(L"urgent.drq")}).code, 0);
     EXPECT_FALSE(IsAtGate(L"b.drq"));
-    EXPECT_EQ(Zel({L"send", MakeGate(L"c.drq")}).code, 0);
-    EXPECT_EQ(Zel({L"cancel", L"c.drq"}).output, "c.drq: Canceled\n") << "it waits, and can be cancelled";
     OpenGates({L"a.drq"});
+    ASSERT_TRUE(WaitUntilAtGate(L"b.drq")) << "which was there first";
+    OpenGates({L"b.drq"});
+    ASSERT_TRUE(WaitUntilAtGate(L"urgent.drq"));
+    EXPECT_FALSE(IsAtGate(L"c.drq"));
+    OpenGates({L"urgent.drq", L"c.drq"});
+    StopServer(*m_pServer);
+}
+
+TEST_F(SilentPluginTest, WhatWaitsForItCanBeCancelled)
+{
+    EXPECT_EQ(Zel({L"cancel", L"b.drq"}).output, "b.drq: Canceled\n");
+    OpenGates({L"a.drq"});
+    EXPECT_FALSE(IsAtGate(L"b.drq"));
+    StopServer(*m_pServer);
+}
+
+TEST_F(SilentPluginTest, WhatWaitsForItWhenTheServerStopsIsRunByTheNext)
+{
+    m_pServer->Process().RequestStop();
+    ASSERT_TRUE(WaitUntil([&] { return !platform::PathExists(InOutput(L"b.drq.status")); })) << "it waits again";
+    Write(Gate(L"a.drq"), "");
+    EXPECT_EQ(m_pServer->Finish().code, 0);
+    EXPECT_FALSE(IsAtGate(L"b.drq"));
+    CRunningProgram next = StartServer({L"--resume"});
     ASSERT_TRUE(WaitUntilAtGate(L"b.drq"));
     OpenGates({L"b.drq"});
-    StopServer(server);
+    StopServer(next);
 }
 
 } // namespace

@@ -3,6 +3,9 @@
 #include "framework/Exceptions.h"
 #include "tests/library/processor/TasksFixture.h"
 
+#include <functional>
+#include <vector>
+
 namespace {
 
 using Factories = CTasksFixture;
@@ -63,51 +66,79 @@ TEST_F(Factories, OneThatWasAddedIsDescribedWithoutAName)
     EXPECT_EQ(factories.Describe().size(), 2U) << "and nothing of it stays";
 }
 
-TEST_F(Factories, OfThoseThatServeOneRequestAtATimeOneThreadUsesOne)
-{
-    CZelProcessorFactories loaded;
-    ASSERT_TRUE(loaded.LoadFactories());
-    const CComPtr<IWQ_ZELProcessorFactory> factory(loaded.GetArray().GetAt(0));
-    CCallGate gate;
-    CZelProcessorFactories one;
-    CZelProcessorFactories other;
-    for (CZelProcessorFactories* factories : {&one, &other}) {
-        factories->Add(*factory.Get(), true);
-        factories->SetGate(&gate);
+namespace {
+
+/// Two threads' factories, the first of which in their order serves one request at a time.
+class FactoriesAtAGate : public CTasksFixture {
+protected:
+    FactoriesAtAGate()
+    {
+        EXPECT_TRUE(m_loaded.LoadFactories());
+        for (CZelProcessorFactories* factories : {&m_one, &m_other}) {
+            factories->Add(*CComPtr<IWQ_ZELProcessorFactory>(m_loaded.GetArray().GetAt(0)), true);
+            factories->Add(*CComPtr<IWQ_ZELProcessorFactory>(m_loaded.GetArray().GetAt(1)));
+            factories->SetGate(&m_gate, [this](const void* who) {
+                ++m_waits;
+                return m_whileWaiting && (m_whileWaiting(), m_gate.TryEnter(who));
+            });
+        }
     }
-    CComPtr<IWQ_ZELProcessorRequest> request = one.FindRequest(L"a.drq");
+
+    CZelProcessorFactories m_loaded;
+    CCallGate m_gate;
+    CZelProcessorFactories m_one;
+    CZelProcessorFactories m_other;
+    std::function<void()> m_whileWaiting; ///< without one the wait is given up
+    int m_waits = 0;
+};
+
+} // namespace
+
+TEST_F(FactoriesAtAGate, OfThoseThatServeOneRequestAtATimeOneThreadUsesOne)
+{
+    const CComPtr<IWQ_ZELProcessorRequest> request = m_one.FindRequest(L"a.drq");
     EXPECT_TRUE(request);
     CComPtr<IWQ_ZELProcessorTask> task;
-    EXPECT_TRUE(one.FindTask(L"Scripted", task)) << "who uses it goes on";
-    EXPECT_FALSE(other.FindRequest(L"b.drq"));
-    EXPECT_TRUE(other.WasBusy());
-    EXPECT_FALSE(other.FindResponse(request.Get(), [] { return false; })) << "somebody wants it to stop";
-    other.EndUse();
-    EXPECT_FALSE(other.FindRequest(L"b.drq")) << "the one that uses it ends that alone";
-    one.EndUse();
-    EXPECT_TRUE(other.FindRequest(L"b.drq"));
-    EXPECT_FALSE(other.WasBusy());
-    EXPECT_FALSE(one.FindRequest(L"c.drq"));
-    other.EndUse();
+    EXPECT_TRUE(m_one.FindTask(L"Scripted", task)) << "who uses it goes on";
+    EXPECT_EQ(m_waits, 0);
+    EXPECT_FALSE(m_other.FindRequest(L"b.drq"));
+    EXPECT_TRUE(m_other.HasGivenUp());
+    EXPECT_EQ(m_waits, 1);
+    EXPECT_FALSE(m_other.FindResponse(request.Get(), [] { return false; })) << "somebody wants it to stop";
+    m_other.EndUse();
+    EXPECT_FALSE(m_other.FindRequest(L"b.drq")) << "the one that uses it ends that alone";
+    m_one.EndUse();
+    EXPECT_TRUE(m_other.FindRequest(L"b.drq"));
+    EXPECT_FALSE(m_other.HasGivenUp());
+    EXPECT_FALSE(m_one.FindRequest(L"c.drq"));
+    m_other.EndUse();
 }
 
-TEST_F(Factories, OneThatServesOneRequestAtATimeKeepsNobodyFromOthersAndIsFreeWhenItDeclines)
+TEST_F(FactoriesAtAGate, OneThatServesOneRequestAtATimeIsWaitedForAndKeepsItsPlaceBeforeOthers)
 {
-    CZelProcessorFactories loaded;
-    ASSERT_TRUE(loaded.LoadFactories());
-    const CComPtr<IWQ_ZELProcessorFactory> factory(loaded.GetArray().GetAt(0));
-    CCallGate gate;
-    ASSERT_TRUE(gate.TryEnter(&gate));
-    CZelProcessorFactories factories;
-    factories.Add(*factory.Get(), true);
-    factories.Add(*factory.Get());
-    factories.SetGate(&gate);
-    EXPECT_TRUE(factories.FindRequest(L"a.drq")) << "the second one takes it";
-    EXPECT_FALSE(factories.WasBusy());
-    gate.Leave(&gate);
+    std::vector<int> asked;
+    m_first.createTask = [&](const std::wstring&) {
+        asked.push_back(1);
+        return true;
+    };
+    m_second.createTask = [&](const std::wstring&) {
+        asked.push_back(2);
+        return true;
+    };
+    EXPECT_TRUE(m_one.FindRequest(L"a.drq"));
+    m_whileWaiting = [&] { m_one.EndUse(); };
+    CComPtr<IWQ_ZELProcessorTask> task;
+    EXPECT_TRUE(m_other.FindTask(L"Scripted", task));
+    EXPECT_EQ(asked, std::vector<int>{1}) << "whoever else would take it";
+    EXPECT_EQ(m_waits, 1);
+    m_other.EndUse();
+}
+
+TEST_F(FactoriesAtAGate, OneThatDeclinesIsFreeForAll)
+{
     m_first.createTask = [](const std::wstring&) { return false; };
     CComPtr<IWQ_ZELProcessorTask> task;
-    EXPECT_FALSE(factories.FindTask(L"unknown", task));
-    EXPECT_FALSE(factories.WasBusy());
-    EXPECT_TRUE(gate.TryEnter(&gate)) << "who declines is not used";
+    EXPECT_TRUE(m_one.FindTask(L"Scripted", task)) << "of the second one";
+    EXPECT_FALSE(m_one.HasGivenUp());
+    EXPECT_TRUE(m_gate.TryEnter(&m_gate));
 }

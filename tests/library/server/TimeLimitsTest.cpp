@@ -56,6 +56,19 @@ std::wstring DeafText(const wchar_t* seconds)
            L"and cannot be ended without it";
 }
 
+TEST_F(TimeLimitsTest, TheTimeThatARunIsKeptWaitingDoesNotCount)
+{
+    Begin(2s);
+    m_requests.HoldTime();
+    m_clock.Advance(1h);
+    EXPECT_EQ(Check(), Texts());
+    m_requests.BeginRunning();
+    m_clock.Advance(1999ms);
+    EXPECT_EQ(Check(), Texts());
+    m_clock.Advance(1ms);
+    EXPECT_EQ(Check(), Texts{m_cancelled});
+}
+
 TEST_F(TimeLimitsTest, ARunIsCancelledAtItsLimitAndNotBefore)
 {
     Begin(2s);

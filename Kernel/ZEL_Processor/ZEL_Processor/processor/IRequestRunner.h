@@ -22,8 +22,6 @@ public:
     [[nodiscard]] virtual bool HasToldDone() const = 0;
     /// After each run, however it was left: a fault may have kept it from giving back what others wait for.
     virtual void EndRun() {}
-    /// The last request was not run, for another one uses what serves one at a time; ProcessRequest told so by bRetry.
-    [[nodiscard]] virtual bool WasBusy() const { return false; }
     /// The type of task that the last request asked for; empty when it did not come so far.
     [[nodiscard]] virtual CString TaskType() const { return {}; }
     /// Called with that type as soon as it is known, before any code of the task, on the thread that runs the request.

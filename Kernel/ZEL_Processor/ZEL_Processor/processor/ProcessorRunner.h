@@ -21,8 +21,11 @@ public:
 
     /// Through which all processors go that tell the same host of what is done.
     void SetEventGate(CCallGate* gate) { m_processor.m_pState->m_pEventGate = gate; }
-    /// Through which all processors go that use plug-ins that serve one request at a time.
-    void SetPluginGate(CCallGate* gate) { m_processor.m_pState->m_pFactories->SetGate(gate); }
+    /// See CZelProcessorFactories::SetGate.
+    void SetPluginGate(CCallGate* gate, std::function<bool(const void* who)> wait)
+    {
+        m_processor.m_pState->m_pFactories->SetGate(gate, std::move(wait));
+    }
 
     [[nodiscard]] bool CanProceedQueue() const override { return m_processor.CanProceedQueue(); }
     void ProceedQueue(bool proceed) override { m_processor.ProceedQueue(proceed); }
@@ -35,7 +38,6 @@ public:
         m_processor.m_pState->LeaveEvent();
         m_processor.m_pState->m_pFactories->EndUse();
     }
-    [[nodiscard]] bool WasBusy() const override { return m_processor.m_pState->m_bBusy; }
     [[nodiscard]] bool HasToldDone() const override { return m_processor.HasToldDone(); }
     [[nodiscard]] CString TaskType() const override { return m_processor.m_pState->m_strTaskType; }
     void SetOnTask(std::function<void(const CString& type)> onTask) override

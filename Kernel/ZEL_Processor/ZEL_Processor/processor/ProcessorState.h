@@ -22,7 +22,6 @@ struct CZelProcessor::SState {
     CCallGate* m_pEventGate = nullptr;                   ///< of all processors that tell this event; null for one
     CZelProcessorContext* m_pContext = nullptr;
     bool m_bToldDone = false;
-    bool m_bBusy = false;  ///< the last request has met a plug-in that serves another one
     CString m_strTaskType; ///< of the last request
     std::function<void(const CString& type)> m_onTask;
     SRequestReasons m_reasons;

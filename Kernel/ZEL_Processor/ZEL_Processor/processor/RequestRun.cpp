@@ -92,7 +92,7 @@ bool CRequestRun::ReadRequest(bool& bRetry)
         return static_cast<bool>(m_request);
     });
     if (!isKnown)
-        return IsBusy(bRetry) ? false : FailUnknown();
+        return m_factories.HasGivenUp() ? GiveUp(bRetry) : FailUnknown();
 
     CBstr xml;
     if (!m_request->GetXml(xml.Put())) {
@@ -106,7 +106,8 @@ bool CRequestRun::ReadRequest(bool& bRetry)
         return false;
     Report(StringCodes::kGettingData, eRequestStatus_GettingData);
     if (!m_processor.CreateAndInitTask(xml.Text(), m_task.Put()))
-        return IsBusy(bRetry) ? false : Fail(StringCodes::kCanNotInitializeTask, m_reasons.taskError);
+        return m_factories.HasGivenUp() ? GiveUp(bRetry)
+                                        : Fail(StringCodes::kCanNotInitializeTask, m_reasons.taskError);
     return !IsCanceled();
 }
 
@@ -150,11 +151,11 @@ void CRequestRun::DeleteRequestFile()
                       text);
 }
 
-/// Whether it is to be asked again whose request or task it is.
-bool CRequestRun::IsBusy(bool& bRetry) const
+/// Somebody cancelled it while it waited for a plug-in, or the server ends: then the next one runs it.
+bool CRequestRun::GiveUp(bool& bRetry)
 {
-    bRetry = m_factories.WasBusy();
-    return bRetry;
+    bRetry = !IsCanceled();
+    return false;
 }
 
 bool CRequestRun::IsCanceled()

@@ -33,7 +33,7 @@ private:
     bool ObtainData(bool bForce, bool& bRetry);
     bool WriteResponse();
     void DeleteRequestFile();
-    bool IsBusy(bool& bRetry) const;
+    bool GiveUp(bool& bRetry);
     bool IsCanceled();
     bool FailUnknown();
     bool FailToSave();

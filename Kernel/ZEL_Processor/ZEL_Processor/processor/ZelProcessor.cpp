@@ -141,14 +141,12 @@ bool CZelProcessor::ProcessRequest(const CString& requestPath, CZelProcessorProg
                                    bool& bRetry)
 {
     m_pState->m_bToldDone = false;
-    m_pState->m_bBusy = false;
     m_pState->m_strTaskType.clear();
     const CWQ_SetResource resource(kResourceModule);
     bRetry = false;
     const bool done = CRequestRun(*this, *m_pState->m_pFactories, m_pState->m_reasons, m_pState->m_pContext,
                                   m_pState->m_removeRequest, requestPath, progress)
                           .Run(bForce, bRetry);
-    m_pState->m_bBusy = bRetry && m_pState->m_pFactories->WasBusy();
     m_pState->m_pFactories->EndUse();
     if (!done)
         return false;

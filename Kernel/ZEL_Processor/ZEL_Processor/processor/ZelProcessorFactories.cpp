@@ -113,18 +113,15 @@ bool CZelProcessorFactories::AskOne(std::size_t index, const Ask& ask, CComPtr<R
 }
 
 /// The first result that a factory gives together with true.
-template <class Result, class Ask>
-bool CZelProcessorFactories::FindFirst(const Ask& ask, CComPtr<Result>& result) const
+template <class Result, class Ask, class Wait>
+bool CZelProcessorFactories::FindFirst(const Ask& ask, CComPtr<Result>& result, const Wait& wait) const
 {
-    m_bBusy = false;
+    m_bGivenUp = false;
     bool isFound = false;
-    for (std::size_t index = 0; !isFound && index < m_factories.GetCount(); ++index) {
-        if (m_pAlone && m_isAlone[index] && !m_pAlone->TryEnter(this))
-            m_bBusy = true;
-        else
-            isFound = AskOne(index, ask, result);
+    for (std::size_t index = 0; !isFound && !m_bGivenUp && index < m_factories.GetCount(); ++index) {
+        m_bGivenUp = m_pAlone && m_isAlone[index] && !m_pAlone->TryEnter(this) && !wait(this);
+        isFound = !m_bGivenUp && AskOne(index, ask, result);
     }
-    m_bBusy = m_bBusy && !isFound;
     if (m_pAlone && !m_bUsed)
         m_pAlone->Leave(this);
     return isFound;
@@ -133,24 +130,21 @@ bool CZelProcessorFactories::FindFirst(const Ask& ask, CComPtr<Result>& result) 
 CComPtr<IWQ_ZELProcessorRequest> CZelProcessorFactories::FindRequest(const wchar_t* path) const
 {
     CComPtr<IWQ_ZELProcessorRequest> request;
-    FindFirst([&](auto& factory, auto** out) { return factory.CreateRequest(path, out); }, request);
+    FindFirst([&](auto& factory, auto** out) { return factory.CreateRequest(path, out); }, request, m_wait);
     return request;
 }
 
 bool CZelProcessorFactories::FindTask(const wchar_t* type, CComPtr<IWQ_ZELProcessorTask>& task) const
 {
-    return FindFirst([&](auto& factory, auto** out) { return factory.CreateTask(type, out); }, task);
+    return FindFirst([&](auto& factory, auto** out) { return factory.CreateTask(type, out); }, task, m_wait);
 }
 
 CComPtr<IWQ_ZELProcessorResponse> CZelProcessorFactories::FindResponse(IWQ_ZELProcessorRequest* request,
                                                                        const std::function<bool()>& goOn) const
 {
     CComPtr<IWQ_ZELProcessorResponse> response;
-    const auto find = [&] {
-        return FindFirst([&](auto& factory, auto** out) { return factory.CreateResponse(request, out); }, response);
-    };
-    if (!find() && m_bBusy && m_pAlone->Enter(this, goOn))
-        find();
+    FindFirst([&](auto& factory, auto** out) { return factory.CreateResponse(request, out); }, response,
+              [&](const void* who) { return m_pAlone->Enter(who, goOn); });
     return response;
 }
 

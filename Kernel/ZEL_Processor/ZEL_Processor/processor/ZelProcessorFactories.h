@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The plug-in factories of the component category, in category order, with one reference to each.
@@ -26,9 +27,14 @@ public:
         m_isAlone.push_back(isAlone);
     }
     /// Through which all go that use classes of which one object at a time may be used; null: nobody else uses them.
-    void SetGate(CCallGate* alone) { m_pAlone = alone; }
-    /// A class that may be what was looked for last could not be asked: others use such a one.
-    [[nodiscard]] bool WasBusy() const { return m_bBusy; }
+    /// wait: enters it for this one while others are in; false when there is no more sense in that.
+    void SetGate(CCallGate* alone, std::function<bool(const void* who)> wait = {})
+    {
+        m_pAlone = alone;
+        m_wait = std::move(wait);
+    }
+    /// What was looked for last was not found because the wait for a class that others use was given up.
+    [[nodiscard]] bool HasGivenUp() const { return m_bGivenUp; }
     /// Of whatever was found nothing is used any more.
     void EndUse()
     {
@@ -40,12 +46,12 @@ public:
     static void ForgetCategory();
 
     /// Each asks the factories in order; the first that accepts supplies the result, which is null when none does.
-    /// Those that serve one request at a time are passed over while another thread uses such a one, and by all others
-    /// from when one of them has accepted until EndUse.
+    /// One that serves one request at a time is waited for while another thread uses such a one, and used by nobody
+    /// else from when it has accepted until EndUse.
     [[nodiscard]] CComPtr<IWQ_ZELProcessorRequest> FindRequest(const wchar_t* path) const;
     /// Tells whether a factory accepted, since one may accept and give nothing.
     [[nodiscard]] bool FindTask(const wchar_t* type, CComPtr<IWQ_ZELProcessorTask>& task) const;
-    /// Waits for those, for as long as goOn says: what the response is made of is there already.
+    /// Waits for as long as goOn says instead: what the response is made of is there already.
     [[nodiscard]] CComPtr<IWQ_ZELProcessorResponse> FindResponse(
         IWQ_ZELProcessorRequest* request, const std::function<bool()>& goOn = [] { return true; }) const;
 
@@ -59,8 +65,8 @@ public:
     [[nodiscard]] const CAutoInterfaceArray<IWQ_ZELProcessorFactory>& GetArray() const { return m_factories; }
 
 private:
-    template <class Result, class Ask>
-    bool FindFirst(const Ask& ask, CComPtr<Result>& result) const;
+    template <class Result, class Ask, class Wait>
+    bool FindFirst(const Ask& ask, CComPtr<Result>& result, const Wait& wait) const;
     template <class Result, class Ask>
     bool AskOne(std::size_t index, const Ask& ask, CComPtr<Result>& result) const;
 
@@ -68,8 +74,9 @@ private:
     std::vector<CLSID> m_classes; ///< of the same order; null for one that was added
     std::vector<bool> m_isAlone;  ///< of the same order
     CCallGate* m_pAlone = nullptr;
-    mutable bool m_bBusy = false; ///< the last time
-    mutable bool m_bUsed = false; ///< one that serves one request at a time has accepted
+    std::function<bool(const void* who)> m_wait;
+    mutable bool m_bGivenUp = false; ///< the last time
+    mutable bool m_bUsed = false;    ///< one that serves one request at a time has accepted
 };
 
 /// For objects that can't do without factories: shows the error box and throws CUserException.

@@ -43,8 +43,8 @@ bool CZelProcessor::CreateAndInitTask(const CString& xml, IWQ_ZELProcessorTask**
 
     CComPtr<IWQ_ZELProcessorTask> found;
     if (!m_pState->m_pFactories->FindTask(type.c_str(), found)) {
-        if (m_pState->m_pFactories->WasBusy())
-            return false; // it is asked again
+        if (m_pState->m_pFactories->HasGivenUp())
+            return false; // whose it is nobody knows
         WQ_MessageBox(TextOf(StringCodes::kUnknownRequestType), eMessageStyle_Warning);
         return false;
     }

@@ -29,8 +29,6 @@
 namespace {
 
 constexpr std::chrono::seconds kLongestPauseBeforeAttempt{60};
-/// Nobody knows how long the other request takes.
-constexpr std::chrono::milliseconds kPauseWhenBusy{20};
 
 /// What left the run: nothing, a C++ exception, or a fault with its record.
 bool LeftByException(const std::function<void()>& body, platform::SFaultRecord& fault)
@@ -195,13 +193,12 @@ CString CContainedRun::WhichAttempt(const TSRequestItem& item) const
 
 CContainedRun::eRetry CContainedRun::PutBack(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile)
 {
-    const bool isBusy = m_pRunner->WasBusy(); // its task was not asked
-    const bool counted = !isBusy && m_requests.Retries().Count(item);
+    const bool counted = m_requests.Retries().Count(item);
     // To a start that takes over what lies there a status that is not final tells of a run.
     const bool isHidden = m_settings.m_options.resume &&
                           platform::Succeeded(Protocol::RemoveWhenFree(m_settings.m_paths.Status(item.m_strFile),
                                                                        m_settings.BriefPatience()));
-    if (!(isBusy ? m_requests.RunAgain(item, kPauseWhenBusy, m_nSlot) : m_requests.PutBack(item, m_nSlot))) {
+    if (!m_requests.PutBack(item, m_nSlot)) {
         if (isHidden) // or its name would look unknown when its file goes
             CZelProcessor::SetStatus(&statusFile, eRequestStatus_ProcessingStarted,
                                      TextOf(StringCodes::kProcessingStarted));

@@ -169,7 +169,7 @@ void CExecutive::TellRun(const TSRequestItem& item, const CZelProcessorProgressS
         Story::TellEnded(statusFile, m_pRunner->TaskType(), duration, m_settings.m_paths.Output(item.m_strFile));
         break;
     default:
-        if (isNews)
+        if (isNews && m_bRunning) // it may have waited for a plug-in
             Story::TellDeclined();
     }
 }

@@ -50,7 +50,9 @@ bool CExecutiveSlot::MakeRunner(SSlotGates* gates)
     if (!options.isolation.isOn) {
         auto runner = std::make_unique<CProcessorRunner>(*m_pProcessor, m_executive.Remover(), options.leftOut);
         runner->SetEventGate(eventGate);
-        runner->SetPluginGate(gates ? &gates->plugins : nullptr);
+        if (gates)
+            runner->SetPluginGate(&gates->plugins,
+                                  [this, gates](const void* who) { return WaitForPlugins(gates->plugins, who); });
         m_pRunner = std::move(runner);
         return true;
     }
@@ -66,6 +68,14 @@ bool CExecutiveSlot::MakeRunner(SSlotGates* gates)
                              m_executive.Remover(), [this] { return m_server.m_requests.IsEndedByLimit(m_nNumber); },
                              eventGate});
     return true;
+}
+
+bool CExecutiveSlot::WaitForPlugins(CCallGate& gate, const void* who)
+{
+    m_server.m_requests.HoldTime(m_nNumber);
+    const bool isIn = gate.Enter(who, [this] { return m_server.m_bRunning && !m_settings.m_pContext->IsCanceled(); });
+    m_server.m_requests.BeginRunning(m_nNumber);
+    return isIn;
 }
 
 bool CExecutiveSlot::MakesProgress()

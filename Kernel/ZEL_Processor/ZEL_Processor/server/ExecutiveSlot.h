@@ -38,6 +38,9 @@ struct CExecutiveSlot {
     bool MakesProgress();
 
     bool MakeRunner(SSlotGates* gates);
+    /// Keeps the request that runs here, and its turn, until it is let in. False when it was cancelled, or the server
+    /// stops.
+    bool WaitForPlugins(CCallGate& gate, const void* who);
 
     CServerState& m_server;
     const std::size_t m_nNumber;

@@ -82,6 +82,8 @@ public:
     bool RunAgain(TSRequestItem item, std::chrono::milliseconds pause, std::size_t slot = 0);
     /// From now on its time counts.
     void BeginRunning(std::size_t slot = 0);
+    /// Until it is begun again its time does not count.
+    void HoldTime(std::size_t slot = 0);
     /// True when it had reached its limit.
     bool EndRunning(std::size_t slot = 0);
     /// Cancels whatever runs, or with onlyThis only the request of this path. False, with nothing cancelled, when that

@@ -128,6 +128,12 @@ void CRequestQueue::BeginRunning(std::size_t slot)
     m_runs[slot].request.start = platform::Clock().Steady();
 }
 
+void CRequestQueue::HoldTime(std::size_t slot)
+{
+    const platform::CMutexLock lock(m_cs);
+    m_runs[slot].request.start = {};
+}
+
 bool CRequestQueue::EndRunning(std::size_t slot)
 {
     const platform::CMutexLock lock(m_cs);
