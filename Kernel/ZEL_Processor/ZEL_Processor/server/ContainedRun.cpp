@@ -235,6 +235,7 @@ bool CContainedRun::RunAgain(TSRequestItem item, CZelProcessorProgressStatusFile
 
 void CContainedRun::RefuseRequest(const TSRequestItem& item, const CString& reason, const std::function<void()>& tell)
 {
+    m_bRunAgain = false;
     ReportFailed(item, L"\n" + reason);
     EndFailedRequest(item, tell, {});
 }

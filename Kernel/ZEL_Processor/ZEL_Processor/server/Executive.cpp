@@ -118,13 +118,14 @@ bool CExecutive::ExecuteRequest()
         Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION, item.m_strFile);
     m_bTellsStart = m_settings.m_options.tellStory && isNews;
     RunRequest(item, bLast, isNews);
-    // In this order: who writes a record of a run that reached its limit looks afterwards whether it has ended.
-    if (m_requests.EndRunning(m_nSlot))
-        m_attempts.Forget(platform::FileNameOf(item.m_strFile));
     m_attempts.End(item);
     // Lost, it costs one attempt more after a restart.
     if (m_run.IsRunAgain())
         static_cast<void>(m_attempts.Fail(item));
+    // Not before: another slot may run the next attempt at once. Who writes a record of a run that reached its limit
+    // looks afterwards whether it has ended, and does so of a last attempt alone.
+    if (m_requests.EndRunning(m_nSlot) && !m_run.IsRunAgain())
+        m_attempts.Forget(platform::FileNameOf(item.m_strFile));
     return true;
 }
 
