@@ -53,7 +53,7 @@ private:
 /// report in the same place and on standard error. Called on the thread that runs tasks; once in a process, later calls
 /// do nothing.
 ZEL_FRAMEWORK_API void PrepareLastWords();
-/// Full path of the last report that this process wrote; empty when none.
+/// Full path of the last report that this thread wrote; empty when none.
 [[nodiscard]] ZEL_FRAMEWORK_API std::wstring LastReportPath();
 
 /// The current thread's subject where it lies, for last words.

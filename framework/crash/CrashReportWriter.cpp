@@ -6,8 +6,6 @@
 #include "platform/FileSystem.h"
 #include "platform/LastWords.h"
 #include "platform/Module.h"
-#include "platform/Mutex.h"
-#include "platform/NeverDestroyed.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
@@ -16,6 +14,7 @@
 #include "platform/Version.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <ctime>
@@ -31,16 +30,8 @@ constexpr wchar_t kTemporaryExtension[] = L".tmp";
 /// A task that crashes at every request must not fill the disk.
 constexpr std::size_t kReportsKept = 50;
 
-struct SLastReport {
-    platform::CMutex mutex;
-    std::wstring path ZEL_GUARDED_BY(mutex);
-};
-
-SLastReport& LastReport()
-{
-    static CNeverDestroyed<SLastReport> report;
-    return report.Get();
-}
+/// Of each thread that runs requests its own. Without a destructor: a fault may come at a thread's very end.
+thread_local std::array<wchar_t, 4096> lastReport{};
 
 std::string Hex(std::uintptr_t value)
 {
@@ -304,10 +295,7 @@ bool ComposeAndStore(const SMOXCrashRecord& record, std::wstring& path, std::wst
     const std::wstring directory = MOXCrashRpt::ReportDirectory();
     if (!StoreReport(directory, ComposeReport(record, time), time, path, error))
         return false;
-    {
-        const platform::CMutexLock guard(LastReport().mutex);
-        LastReport().path = path;
-    }
+    lastReport[path.copy(lastReport.data(), lastReport.size() - 1)] = L'\0';
     std::wstring ignored; // old reports that stay do no harm to the new one
     (void)RunGuarded([&] { RemoveOldReports(directory); }, ignored);
     return true;
@@ -338,6 +326,5 @@ void MOXCrashRpt::PrepareLastWords()
 
 std::wstring MOXCrashRpt::LastReportPath()
 {
-    const platform::CMutexLock guard(LastReport().mutex);
-    return LastReport().path;
+    return lastReport.data();
 }

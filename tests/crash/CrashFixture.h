@@ -21,8 +21,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <string>
 #include <utility>
+#include <vector>
 
 inline int* volatile g_pNull = nullptr; ///< volatile, or the optimiser might see the fault coming
 
@@ -144,8 +147,12 @@ protected:
         static_cast<void>(m_host.TakeBoxes());
         m_host.AcceptWarnings();
         std::string report;
-        EXPECT_TRUE(platform::Succeeded(platform::ReadWholeFile(
-            MOXCrashRpt::LastReportPath(), platform::eOpenMode_ReadShared, report, std::size_t{1} << 20)));
+        std::vector<std::wstring> reports = FilesIn(m_dir.Path());
+        std::erase_if(reports, [](const std::wstring& name) { return !name.starts_with(L"zel-crash-"); });
+        std::ranges::sort(reports); // by time
+        EXPECT_TRUE(
+            platform::Succeeded(platform::ReadWholeFile(In(m_dir.Path(), reports.empty() ? L"none" : reports.back()),
+                                                        platform::eOpenMode_ReadShared, report, std::size_t{1} << 20)));
         return report;
     }
 

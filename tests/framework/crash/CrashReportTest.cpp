@@ -133,6 +133,19 @@ TEST_F(CrashReportTest, TheFileIsNamedByTimeProcessAndNumber)
     EXPECT_EQ(MOXCrashRpt::LastReportPath(), m_folder.PathOf(names[0]));
 }
 
+TEST_F(CrashReportTest, TheLastOneIsThatOfTheThreadThatAsks)
+{
+    ASSERT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(nullptr)), 1);
+    const std::wstring own = MOXCrashRpt::LastReportPath();
+    std::thread([&] {
+        EXPECT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(nullptr)), 1);
+        EXPECT_NE(MOXCrashRpt::LastReportPath(), own);
+    }).join();
+    EXPECT_EQ(MOXCrashRpt::LastReportPath(), own);
+    for (int reports = 0; reports < 2; ++reports)
+        m_host.ExpectLogLine(L"A crash report was written");
+}
+
 TEST_F(CrashReportTest, IsWrittenWithoutAFaultRecordToo)
 {
     ASSERT_EQ(MOXCrashRpt::GenerateErrorReport(RecordOf(nullptr)), 1);
