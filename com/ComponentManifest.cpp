@@ -208,8 +208,7 @@ std::wstring ManifestText(const SComponentManifest& manifest)
     for (const SComponentClass& component : manifest.classes) {
         text += L"  <class" + ManifestAttribute(L"id", GuidToText(component.id)) +
                 ManifestAttribute(L"name", component.name);
-        if (manifest.isRegistered || component.isThreadingTold ||
-            component.threadingModel != SComponentClass().threadingModel)
+        if (component.isThreadingTold || component.threadingModel != SComponentClass().threadingModel)
             text += ManifestAttribute(L"threadingModel", component.threadingModel);
         if (!component.appId.empty())
             text += ManifestAttribute(L"appId", component.appId);

@@ -56,8 +56,10 @@ std::wstring RefusalOf(const std::wstring& path)
 /// The models by which the system makes objects on several threads.
 bool MayServeSeveral(const SComponentClass& component)
 {
-    return component.isThreadingTold && (component.threadingModel == L"Apartment" ||
-                                         component.threadingModel == L"Both" || component.threadingModel == L"Free");
+    const auto models = {L"Apartment", L"Both", L"Free"};
+    return component.isThreadingTold && std::ranges::any_of(models, [&](const wchar_t* model) {
+               return platform::EqualsNoCase(component.threadingModel, model);
+           });
 }
 
 void AddManifest(const std::wstring& path, std::vector<std::wstring>& errors)

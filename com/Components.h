@@ -81,7 +81,7 @@ struct SComponentInfo {
     std::wstring modulePath = {}; ///< empty for a class that lives in this process
     std::wstring source = {};     ///< the manifest, or what else names the class
     /// Objects of it may be used on several threads at once, each on one: it says Apartment, Both or Free, is
-    /// registered or lives in this process.
+    /// the system's alone or lives in this process.
     bool mayServeSeveral = true;
 };
 

@@ -5,6 +5,11 @@
 #include "com/Registration.h"
 #include "framework/module/AtlSupport.h"
 #include "platform/Module.h"
+#include "platform/Path.h"
+#include "platform/Trust.h"
+
+#include <algorithm>
+#include <cstddef>
 
 namespace {
 
@@ -20,9 +25,28 @@ private:
     const bool m_previous;
 };
 
-HRESULT UpdateOne(CWQ_ComModule& module, const SComponentClass& component, bool isRegistering)
+/// What its module's table cannot say stands in the manifest beside the module (cmake/ZelAddPlugin.cmake).
+void TakeThreadingFromBeside(const std::wstring& modulePath, SComponentClass& component)
+{
+    const std::size_t stem = modulePath.size() - platform::ExtensionOf(modulePath).size();
+    const std::wstring path = modulePath.substr(0, stem) + L".component";
+    SComponentManifest beside;
+    std::wstring error; // of a file that is nobody's business here
+    if (!platform::PathExists(path) || !platform::DistrustOf(path).empty() ||
+        !ReadComponentManifest(path, beside, error))
+        return;
+    const auto told = std::ranges::find(beside.classes, component.id, &SComponentClass::id);
+    if (told == beside.classes.end() || !told->isThreadingTold)
+        return;
+    component.threadingModel = told->threadingModel;
+    component.isThreadingTold = true;
+}
+
+HRESULT UpdateOne(CWQ_ComModule& module, SComponentClass component, bool isRegistering)
 {
     IComponentRegistry& registry = WQ_ComponentRegistry();
+    if (isRegistering && !component.isThreadingTold)
+        TakeThreadingFromBeside(module.Path(), component);
     return isRegistering ? registry.WriteComponent(module.Path(), component)
                          : registry.RemoveComponent(module.Path(), component.id);
 }

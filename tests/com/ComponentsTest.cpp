@@ -122,7 +122,7 @@ TEST_F(CComponentsTest, AClassMayServeSeveralWhenItSaysSo)
     std::uint8_t number = 1;
     for (const auto& [model, mayServe] :
          {std::pair(L"Both", true), std::pair(L"Free", true), std::pair(L"Apartment", true), std::pair(L"", false),
-          std::pair(L"both", false), std::pair(L"Single", false)}) {
+          std::pair(L"both", true), std::pair(L"Single", false)}) {
         classes.push_back({ClassNumber(number++), L"", {kTestCategory}});
         classes.back().threadingModel = model;
         classes.back().isThreadingTold = true;

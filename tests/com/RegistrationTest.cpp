@@ -100,6 +100,17 @@ TEST_F(RegistrationTest, AModulesClassesStandInOneManifest)
     EXPECT_EQ(platform::DistrustOf(ManifestPath()), L"");
 }
 
+TEST_F(RegistrationTest, WhoSaysNothingOfThreadsIsWrittenWithoutAModel)
+{
+    ASSERT_EQ(WriteOne(), S_OK);
+    SComponentClass told = {kTestClassTwo, L"Two", {}, L"Both"};
+    told.isThreadingTold = true;
+    ASSERT_EQ(m_registry.WriteComponent(m_module, told), S_OK);
+    ASSERT_EQ(Classes().size(), 2U);
+    EXPECT_FALSE(Classes()[0].isThreadingTold);
+    EXPECT_TRUE(Classes()[1].isThreadingTold);
+}
+
 TEST_F(RegistrationTest, RegisteringAgainReplacesTheClass)
 {
     ASSERT_EQ(WriteOne(), S_OK);

@@ -43,6 +43,20 @@ TEST_F(RefusedModulesTest, AModuleInAFolderThatOthersMayWriteTo)
     Allow(m_strHome, perms::none);
 }
 
+TEST_F(RefusedModulesTest, WhatIsSaidOfThreadsBesideAModuleIsRegisteredUnlessOthersMayWriteToIt)
+{
+    const std::wstring manifest = Module(L"test-plugins/zel_testtasks");
+    const std::wstring beside = InHome(L"own.component");
+    Write(beside, Read(manifest.substr(0, manifest.rfind(L'.')) + L".component"));
+    const std::wstring registered = m_root / L"user/zel-processor/components/own.component";
+    for (const bool isTrusted : {true, false}) {
+        Allow(beside, isTrusted ? perms::none : perms::others_write);
+        const SProgramResult result = Register(m_module, L"--user");
+        ASSERT_EQ(result.code, 0) << result.errors;
+        EXPECT_EQ(Contains(Read(registered), "threadingModel=\"Both\""), isTrusted);
+    }
+}
+
 TEST_F(RefusedModulesTest, AFolderOfRegistrationsThatOthersMayWriteTo)
 {
     const std::wstring folder = m_root / L"user/zel-processor/components";
