@@ -4,6 +4,7 @@
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/SystemError.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <fcntl.h>
@@ -97,17 +98,22 @@ bool FetchEnds(pid_t worker, int& status)
     _exit(code);
 }
 
-/// What the process that goes on may take.
+/// What the process that goes on may take; never more than it may already.
 eOsError Limit(const SContainment& containment)
 {
     if (containment.memory != 0) {
-        const rlimit limit = {containment.memory, containment.memory};
+        rlimit limit = {};
+        if (getrlimit(RLIMIT_AS, &limit) != 0)
+            return LastOsError();
+        limit.rlim_max = std::min<rlim_t>(limit.rlim_max, containment.memory);
+        limit.rlim_cur = limit.rlim_max;
         if (setrlimit(RLIMIT_AS, &limit) != 0)
             return LastOsError();
         // Each further arena reserves as much of it as many a task needs.
         mallopt(M_ARENA_MAX, 1);
     }
-    return containment.nice == 0 || setpriority(PRIO_PROCESS, 0, containment.nice) == 0 ? eOsError_None : LastOsError();
+    const int nice = std::max(getpriority(PRIO_PROCESS, 0), containment.nice);
+    return containment.nice == 0 || setpriority(PRIO_PROCESS, 0, nice) == 0 ? eOsError_None : LastOsError();
 }
 
 } // namespace

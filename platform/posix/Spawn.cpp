@@ -61,7 +61,7 @@ CSpawnSetup::CSpawnSetup()
     sigset_t none;
     sigemptyset(&none);
     sigset_t ordinary = none;
-    for (const int number : {SIGPIPE, SIGTERM, SIGINT, SIGUSR1, SIGXFSZ})
+    for (const int number : {SIGCHLD, SIGPIPE, SIGTERM, SIGINT, SIGUSR1, SIGXFSZ})
         sigaddset(&ordinary, number);
     posix_spawnattr_setsigmask(&m_attributes, &none);
     posix_spawnattr_setsigdefault(&m_attributes, &ordinary);

@@ -8,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <iostream>
 #include <memory>
+#include <string>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,7 +28,8 @@ int LeaveDaemon(const std::vector<std::wstring>& arguments)
     if (!Succeeded(EnterContainment()))
         return 9;
     CParentChannel channel;
-    if (fork() == 0) {
+    const pid_t middle = fork();
+    if (middle == 0) {
         setsid();
         if (fork() != 0)
             _exit(0);
@@ -35,6 +39,8 @@ int LeaveDaemon(const std::vector<std::wstring>& arguments)
         for (;;)
             pause();
     }
+    if (waitpid(middle, nullptr, 0) != middle) // unfetched it would count
+        return 8;
     std::unique_ptr<ILockFile> lock;
     while (Succeeded(Files().OpenLockFile(arguments[0], {}, lock))) {
         lock.reset();
@@ -52,6 +58,30 @@ int TellNice(const std::vector<std::wstring>&)
     return Succeeded(EnterContainment()) ? getpriority(PRIO_PROCESS, 0) : 99;
 }
 const testsupport::CChildPart nicePart(L"containment-nice", &TellNice);
+
+constexpr rlim_t kHardLimit = rlim_t{1} << 50U; // more than there is, so that no sanitizer minds
+
+/// Has less than it is asked to take already.
+int KeepLess(const std::vector<std::wstring>&)
+{
+    rlimit limit = {kHardLimit, kHardLimit};
+    if (setrlimit(RLIMIT_AS, &limit) != 0 || setpriority(PRIO_PROCESS, 0, 9) != 0)
+        return 98;
+    if (!Succeeded(EnterContainment()) || getrlimit(RLIMIT_AS, &limit) != 0)
+        return 99;
+    return limit.rlim_max == kHardLimit ? getpriority(PRIO_PROCESS, 0) : 97;
+}
+const testsupport::CChildPart lessPart(L"containment-less", &KeepLess);
+
+/// What it inherits of the signal of ended children; once it is told to, for somebody who ignores it fetches no end.
+int TellIgnored(const std::vector<std::wstring>&)
+{
+    const bool isIgnored = signal(SIGCHLD, SIG_DFL) == SIG_IGN;
+    std::string line;
+    std::getline(std::cin, line);
+    return isIgnored ? 1 : 0;
+}
+const testsupport::CChildPart ignoredPart(L"containment-ignored", &TellIgnored);
 
 int EnterUnasked(const std::vector<std::wstring>&)
 {
@@ -112,6 +142,27 @@ TEST(ContainmentHereTest, ItIsAsNiceAsItIsTold)
     int code = 0;
     ASSERT_TRUE(child.Wait(kHereTime, code));
     EXPECT_EQ(code, 7);
+}
+
+TEST(ContainmentHereTest, NobodyGetsMoreThanHeHad)
+{
+    SProcessOptions options;
+    options.containment = SContainment{2 * kHardLimit, 3};
+    CProcess child = testsupport::StartChild(L"containment-less", {}, options);
+    int code = 0;
+    ASSERT_TRUE(child.Wait(kHereTime, code));
+    EXPECT_EQ(code, 9);
+}
+
+TEST(ContainmentHereTest, AProcessWaitsForItsChildrenThoughItsParentIgnoresThem)
+{
+    const auto before = signal(SIGCHLD, SIG_IGN);
+    CProcess child = testsupport::StartChild(L"containment-ignored", {});
+    signal(SIGCHLD, before);
+    ASSERT_TRUE(child.WriteLine(L"go"));
+    int code = -1;
+    ASSERT_TRUE(child.Wait(kHereTime, code));
+    EXPECT_EQ(code, 0);
 }
 
 TEST(ContainmentHereTest, NobodyEntersOneThatWasNotAskedFor)
