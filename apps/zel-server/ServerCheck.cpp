@@ -7,6 +7,7 @@
 #include "apps/zel-server/ServerPlugins.h"
 #include "apps/zel-server/ServerStory.h"
 #include "apps/zel-server/TakeOver.h"
+#include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Process.h"
@@ -77,6 +78,18 @@ bool CheckLogFile(const SServerOptions& options)
     return false;
 }
 
+bool CheckTaskHost(const SServerOptions& options)
+{
+    const std::wstring self = platform::ProgramPath();
+    const bool isExe = platform::EqualsNoCase(platform::ExtensionOf(self), L".exe");
+    const std::wstring program =
+        platform::JoinPath(platform::DirectoryOf(self), isExe ? L"zel-task-host.exe" : L"zel-task-host");
+    if (!options.isolate || platform::PathExists(program))
+        return true;
+    PrintError(L"zel-server", WQ_ModuleText(ServerTexts::IDS_CHECK_NO_TASK_HOST, {program}));
+    return false;
+}
+
 } // namespace
 
 int CheckServer(const SServerOptions& options)
@@ -85,7 +98,8 @@ int CheckServer(const SServerOptions& options)
     const bool hasDirectories = CheckDirectories(options);
     const bool hasPlugins = CheckPlugins(options);
     const bool hasLog = CheckLogFile(options);
-    if (!hasDirectories || !hasPlugins || !hasLog)
+    const bool hasTaskHost = CheckTaskHost(options);
+    if (!hasDirectories || !hasPlugins || !hasLog || !hasTaskHost)
         return eExitCode_ClientError;
     Say(WQ_ModuleText(ServerTexts::IDS_CHECK_STARTS));
     return eExitCode_Done;
