@@ -110,6 +110,24 @@ TEST_F(CrashContainment, ARequestStaysDoneWhenTheHostCrashesAtIt)
     EXPECT_EQ(m_host.TakeBoxes().size(), 1U) << "the question before the report";
 }
 
+TEST_F(CrashContainment, WhatAnIsolatedTaskStillSaysAfterACrashOfTheHostIsNotOfTheNextRequest)
+{
+    m_pServer->Stop(true);
+    SZelServerOptions options{.syncing = false};
+    options.isolation.isOn = true;
+    m_pServer->SetOptions(options);
+    RunWithEvent();
+    EXPECT_EQ(Serve(L"a.drq", kEcho), eRequestStatus_Done);
+    EXPECT_EQ(Serve(L"b.drq", "<Task Type=\"Echo\"><Text>second</Text></Task>"), eRequestStatus_Done)
+        << platform::ToUtf8(m_additional.GetProgressComment());
+    EXPECT_TRUE(m_client.ReceiveOutput(L"b.drq", In(m_clientDir, L"b.xml")));
+    ASSERT_TRUE(m_event.m_told.WaitFor(std::chrono::seconds(60)));
+    m_pServer->Stop(true);
+    EXPECT_EQ(m_host.TakeCrashReports().size(), 1U);
+    EXPECT_EQ(m_host.TakeBoxes().size(), 1U) << "the question before the report";
+    m_host.AcceptWarnings();
+}
+
 TEST_F(CrashContainment, ANewerRequestOfTheNameOutlivesACrashOfTheHost)
 {
     m_event.m_before = [this] {

@@ -141,6 +141,26 @@ TEST_F(ExecutiveTest, AStopEndsTheLoopAfterTheRequestThatRuns)
     };
     EXPECT_TRUE(m_executive.ProcessQueue());
     EXPECT_EQ(m_runner.m_served, std::vector<std::wstring>{L"a.drq"});
+    EXPECT_EQ(m_runner.m_finished, 1) << "whatever it runs requests in ends with the loop";
+}
+
+TEST_F(ExecutiveTest, TheTimeOfARunBeginsWhenTheRunnerIsReady)
+{
+    Queue(L"a.drq");
+    bool wasReady = false;
+    m_runner.m_getReady = [&] {
+        EXPECT_TRUE(m_requests.Running().has_value());
+        EXPECT_EQ(m_requests.Running()->start, 0ns);
+        EXPECT_TRUE(m_executive.MayTakeLong());
+        wasReady = true;
+    };
+    m_runner.m_run = [&](auto&, bool&) {
+        EXPECT_TRUE(wasReady);
+        EXPECT_GT(m_requests.Running()->start, 0ns);
+        return true;
+    };
+    EXPECT_TRUE(m_executive.ExecuteRequest());
+    EXPECT_EQ(m_runner.m_served.size(), 1U);
 }
 
 TEST_F(ExecutiveTest, WithoutPermissionNothingIsTaken)

@@ -22,6 +22,7 @@ class CScriptedRunner final : public IRequestRunner {
 public:
     [[nodiscard]] bool CanProceedQueue() const override { return m_mayProceed; }
     void ProceedQueue(bool proceed) override { m_mayProceed = proceed; }
+    void GetReady() override { m_getReady(); }
     bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce, bool& bRetry) override
     {
         m_served.push_back(platform::FileNameOf(requestPath));
@@ -36,11 +37,14 @@ public:
     void SetOnTask(std::function<void(const CString& type)> onTask) override { m_onTask = std::move(onTask); }
 
     [[nodiscard]] CString LostBy() const override { return m_lostBy; }
+    void Finish() override { ++m_finished; }
 
     /// One run: true when it is done. The progress, and whether the task declines.
     std::function<bool(CZelProcessorProgress&, bool&)> m_run = [](auto&, bool&) { return true; };
+    std::function<void()> m_getReady = [] {};
     std::function<void(const CString& type)> m_onTask;
     CString m_lostBy;
+    int m_finished = 0;
     bool m_mayProceed = true;
     bool m_hasToldDone = false;
     std::vector<std::wstring> m_served;

@@ -13,10 +13,14 @@ public:
     virtual ~IRequestRunner() = default;
     /// Called on the thread that will run requests, before the first.
     virtual void Prepare() {}
+    /// Called on that thread after the last one.
+    virtual void Finish() {}
     /// Asked before each request; ProceedQueue(false) when nothing waits any more, under the lock of the queue.
     [[nodiscard]] virtual bool CanProceedQueue() const = 0;
     virtual void ProceedQueue(bool proceed) = 0;
 
+    /// Before each request, and before its time begins: whatever is no part of it, and may take long.
+    virtual void GetReady() {}
     virtual bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
                                 bool& bRetry) = 0;
     [[nodiscard]] virtual bool HasToldDone() const = 0;
@@ -29,4 +33,6 @@ public:
     /// When an exception has left the last run: how the process that it ran in has ended, for the sender of the
     /// request. Empty when it was this one.
     [[nodiscard]] virtual CString LostBy() const { return {}; }
+    /// The crash report of that process; empty without one.
+    [[nodiscard]] virtual CString LostReport() const { return {}; }
 };

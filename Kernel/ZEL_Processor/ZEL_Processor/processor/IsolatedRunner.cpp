@@ -136,20 +136,58 @@ void CIsolatedRunner::StartAnother()
         Log(Brel::Log::eLogLevel_Debug, L"A process for tasks was started");
 }
 
-/// One that ended while nothing was to be run is nobody's failure.
-bool CIsolatedRunner::GetReady(CString& reason)
+void CIsolatedRunner::Finish()
 {
-    for (int attempt = 0; attempt < 2; ++attempt) {
+    if (m_pHost)
+        m_pHost->Retire();
+    m_pRetired.reset();
+    m_pHost.reset();
+}
+
+bool CIsolatedRunner::GoesOn() const
+{
+    return m_setup.isRunning && m_setup.context && !m_setup.context->IsCanceled();
+}
+
+/// One that ended while nothing was to be run is nobody's failure.
+void CIsolatedRunner::GetReady()
+{
+    m_processor.m_pState->m_bToldDone = false;
+    m_processor.m_pState->m_strTaskType.clear();
+    m_strLostBy.clear();
+    m_strLostReport.clear();
+    m_bReady = false;
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kStartTime;
+    for (int attempt = 0; attempt < 2 && GoesOn(); ++attempt) {
         if (m_pHost && !m_pHost->IsRunning()) {
             m_pHost->ReadToEnd();
             Log(Brel::Log::eLogLevel_Warning, L"While nothing ran: " + m_pHost->EndText());
         }
         if (!m_pHost || !m_pHost->IsRunning())
             StartAnother();
-        if (m_pHost->IsRunning() && m_pHost->WaitUntilReady(kStartTime) && m_pHost->IsRunning())
-            return true;
-        reason = m_pHost->EndText();
+        m_bReady =
+            m_pHost->IsRunning() && m_pHost->WaitUntilReady(end, [this] { return GoesOn(); }) && m_pHost->IsRunning();
+        if (m_bReady || !GoesOn())
+            return;
+        if (m_pHost->IsRunning())
+            m_pHost->Kill(); // it had time enough
+        m_strNotReady = m_pHost->EndText();
         m_pHost.reset();
+    }
+}
+
+/// One that the server's stop has kept from being run waits for the next server.
+bool CIsolatedRunner::EndUnready(CZelProcessorProgress* progress, bool& bRetry)
+{
+    if (!m_setup.context || m_setup.context->IsCanceled()) {
+        CZelProcessor::SetStatus(progress, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
+    } else if (!m_setup.isRunning) {
+        bRetry = true;
+    } else {
+        const CString text = FormatText(TextOf(StringCodes::kTaskProcessNotStarted), {m_strNotReady});
+        Log(Brel::Log::eLogLevel_Error, text);
+        CZelProcessor::SetStatus(progress, eRequestStatus_ServerError,
+                                 m_setup.tellReasons ? text : TextOf(StringCodes::kExceptionDuringRequest));
     }
     return false;
 }
@@ -177,18 +215,12 @@ CString CIsolatedRunner::TaskType() const
 bool CIsolatedRunner::ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
                                      bool& bRetry)
 {
-    m_processor.m_pState->m_bToldDone = false;
-    m_processor.m_pState->m_strTaskType.clear();
-    m_strLostBy.clear();
     bRetry = false;
+    if (!std::exchange(m_bReady, false))
+        return EndUnready(progress, bRetry);
     SRun run{requestPath, *progress};
-    CString reason;
-    if (!GetReady(reason)) {
-        CZelProcessor::SetStatus(progress, eRequestStatus_ServerError,
-                                 FormatText(TextOf(StringCodes::kTaskProcessNotStarted), {reason}));
-        return false;
-    }
     const platform::FileOwner* const owner = platform::CPrivateFiles::Current();
+    m_bInRun = true;
     m_pHost->Send({L"run", requestPath, bForce ? L"1" : L"0", owner ? platform::FromUtf8(*owner) : CString(),
                    TaskHostLine::TextOf(HostMessages::LowestLevel())});
     ++m_nRequests;
@@ -289,6 +321,12 @@ void CIsolatedRunner::TellDone(SRun& run, const CString& text) const
 void CIsolatedRunner::EndRun()
 {
     m_processor.m_pState->LeaveEvent();
+    if (!std::exchange(m_bInRun, false))
+        return;
+    // Something has left the run, of the host it may be: what the process still says of it nobody is to take for the
+    // next one.
+    m_pHost->Kill();
+    StartAnother();
 }
 
 bool CIsolatedRunner::Conclude(const SRun& run, bool& bRetry)
@@ -300,22 +338,27 @@ bool CIsolatedRunner::Conclude(const SRun& run, bool& bRetry)
         m_pHost->Kill();
     if (run.hasLeft || (m_setup.isolation.recycle != 0 && m_nRequests >= m_setup.isolation.recycle))
         StartAnother();
+    m_bInRun = false;
     return run.isDone;
 }
 
 /// It was cancelled, by somebody or by its limit, and did not see it.
-bool CIsolatedRunner::EndKilled(const SRun& run)
+bool CIsolatedRunner::EndKilled(SRun& run)
 {
     const CString seconds = SecondsText(std::clamp(m_setup.grace, 0ms, kLongestGrace));
     Log(Brel::Log::eLogLevel_Warning,
         run.path + L": its process was ended, for it still ran " + seconds + L" seconds after it was cancelled");
     StartAnother();
-    if (run.isDone)
+    m_bInRun = false;
+    if (run.isDone || run.isTakenAway) {
+        TellDone(run, TextOf(StringCodes::kDone));
         return true;
+    }
     RemoveResponse(run);
     if (m_setup.isEndedByLimit && m_setup.isEndedByLimit())
         CZelProcessor::SetStatus(&run.progress, eRequestStatus_ServerError,
-                                 FormatText(TextOf(StringCodes::kTaskProcessKilled), {seconds}));
+                                 m_setup.tellReasons ? FormatText(TextOf(StringCodes::kTaskProcessKilled), {seconds})
+                                                     : TextOf(StringCodes::kCanNotObtainData));
     else
         CZelProcessor::SetStatus(&run.progress, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
     return false;
@@ -327,8 +370,10 @@ bool CIsolatedRunner::EndLost(SRun& run)
     if (m_pHost->IsRunning())
         m_pHost->Kill();
     const CString reason = m_pHost->EndText();
+    m_strLostReport = m_pHost->Report();
     Log(Brel::Log::eLogLevel_Error, run.path + L": " + reason);
     StartAnother();
+    m_bInRun = false;
     if (run.isTakenAway) {
         TellDone(run, TextOf(StringCodes::kDone));
         return true;

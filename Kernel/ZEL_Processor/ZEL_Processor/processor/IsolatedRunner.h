@@ -6,6 +6,7 @@
 #include "ZEL_Processor/ZelServerOptions.h"
 #include "platform/OsError.h"
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -24,6 +25,7 @@ struct SIsolatedRunnerSetup {
     SXmlLimits xmlLimits;
     std::chrono::milliseconds grace{0};      ///< from a cancel on
     CZelProcessorContext* context = nullptr; ///< borrowed
+    const std::atomic<bool>& isRunning;      ///< the server
     /// Takes the file of a request away whose response is saved; empty: it is deleted.
     std::function<platform::eOsError(const CString&)> removeRequest;
     std::function<bool()> isEndedByLimit; ///< of what runs: it is cancelled because of it
@@ -46,8 +48,11 @@ public:
     [[nodiscard]] static CString FindProgram(const SZelIsolation& isolation);
 
     void Prepare() override;
+    void Finish() override;
     [[nodiscard]] bool CanProceedQueue() const override;
     void ProceedQueue(bool proceed) override;
+    /// Waits for the process: not when the server stops, and not for a request that is cancelled.
+    void GetReady() override;
     /// Throws std::runtime_error when the process has ended in the run.
     bool ProcessRequest(const CString& requestPath, CZelProcessorProgress* progress, bool bForce,
                         bool& bRetry) override;
@@ -56,13 +61,15 @@ public:
     [[nodiscard]] CString TaskType() const override;
     void SetOnTask(std::function<void(const CString& type)> onTask) override { m_onTask = std::move(onTask); }
     [[nodiscard]] CString LostBy() const override { return m_strLostBy; }
+    [[nodiscard]] CString LostReport() const override { return m_strLostReport; }
 
 private:
     struct SRun;
 
     void MakeSetup();
     void StartAnother();
-    [[nodiscard]] bool GetReady(CString& reason);
+    [[nodiscard]] bool GoesOn() const;
+    bool EndUnready(CZelProcessorProgress* progress, bool& bRetry);
     [[nodiscard]] bool TellCancel(SRun& run);
     /// False for what is no line of a run.
     [[nodiscard]] bool Understand(const std::vector<CString>& words, SRun& run);
@@ -70,7 +77,7 @@ private:
     void TakeAway(SRun& run);
     void TellDone(SRun& run, const CString& text) const;
     bool Conclude(const SRun& run, bool& bRetry);
-    bool EndKilled(const SRun& run);
+    bool EndKilled(SRun& run);
     bool EndLost(SRun& run);
     void RemoveResponse(const SRun& run) const;
 
@@ -81,5 +88,9 @@ private:
     std::unique_ptr<CTaskHostProcess> m_pRetired; ///< ends by itself
     unsigned m_nRequests = 0;                     ///< of the present process
     std::function<void(const CString& type)> m_onTask;
+    bool m_bReady = false;   ///< by GetReady, for one request
+    bool m_bInRun = false;   ///< the process has been given a request, and has not told of its end
+    CString m_strNotReady;   ///< why
     CString m_strLostBy;
+    CString m_strLostReport;
 };

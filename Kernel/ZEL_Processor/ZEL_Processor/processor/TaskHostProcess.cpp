@@ -13,6 +13,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
+/// Between two looks whether the process is still to be waited for.
+constexpr std::chrono::milliseconds kStep = 50ms;
 /// Whoever has closed his output ends, or is made to.
 constexpr std::chrono::milliseconds kPatienceWithEnd = 5s;
 /// Above it an exit code is that of a signal, as CProcess has it.
@@ -50,13 +52,19 @@ bool CTaskHostProcess::IsRunning()
     return !m_bEnded;
 }
 
-bool CTaskHostProcess::WaitUntilReady(std::chrono::milliseconds timeout)
+bool CTaskHostProcess::WaitUntilReady(std::chrono::nanoseconds end, const std::function<bool()>& goesOn)
 {
     std::vector<CString> words;
-    while (!m_bReady && Read(words, timeout) == eRead_Line) {
+    while (!m_bReady && goesOn() && platform::Clock().Steady() < end) {
+        const eRead read = Read(words, kStep);
+        if (read == eRead_Lost)
+            break;
+        if (read == eRead_Time)
+            continue;
         if (words[0] == L"ready" && words.size() == 2) {
             m_bReady = true;
             m_nId = static_cast<std::uint32_t>(TaskHostLine::NumberOf(words[1]).value_or(0));
+            m_strOldReport = FindReport();
         } else {
             TakeIdle(words);
         }
@@ -66,8 +74,9 @@ bool CTaskHostProcess::WaitUntilReady(std::chrono::milliseconds timeout)
 
 void CTaskHostProcess::ReadToEnd()
 {
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kPatienceWithEnd;
     std::vector<CString> words;
-    while (Read(words, kPatienceWithEnd) == eRead_Line)
+    while (platform::Clock().Steady() < end && Read(words, kStep) == eRead_Line)
         TakeIdle(words);
 }
 
@@ -148,8 +157,14 @@ CString CTaskHostProcess::EndText() const
     if (m_setup.containment.memory != 0)
         text += L" " + FormatText(TextOf(StringCodes::kTaskProcessMemory),
                                   {std::to_wstring(m_setup.containment.memory >> 20U)});
-    const CString report = m_strReport.empty() ? FindReport() : m_strReport;
+    const CString report = Report();
     return report.empty() ? text : text + L" " + FormatText(TextOf(StringCodes::kTaskProcessReport), {report});
+}
+
+CString CTaskHostProcess::Report() const
+{
+    const CString report = m_strReport.empty() ? FindReport() : m_strReport;
+    return report == m_strOldReport ? CString() : report;
 }
 
 /// Last words are in a file that nobody has told of: its name ends with the process and a number.

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 /// How a process of tasks is started, and what it is told then.
@@ -25,8 +26,9 @@ public:
 
     [[nodiscard]] platform::eOsError Start();
     [[nodiscard]] bool IsRunning();
-    /// It has loaded its plug-ins. False when it has ended instead, or the time is over.
-    [[nodiscard]] bool WaitUntilReady(std::chrono::milliseconds timeout);
+    /// It has loaded its plug-ins. False when it has ended instead, at that time of the steady clock, and when it is
+    /// not to be waited for any more.
+    [[nodiscard]] bool WaitUntilReady(std::chrono::nanoseconds end, const std::function<bool()>& goesOn);
 
     /// Of one that has ended while nothing ran: what it had to say.
     void ReadToEnd();
@@ -46,6 +48,8 @@ public:
     void SetNonsense() { m_bNonsense = true; }
     /// Of one that is lost: how it has ended, for the sender of the request.
     [[nodiscard]] CString EndText() const;
+    /// The crash report of its end; empty without one.
+    [[nodiscard]] CString Report() const;
 
 private:
     [[nodiscard]] eRead Lose();
@@ -62,4 +66,5 @@ private:
     bool m_bRetired = false;
     CString m_strFault;
     CString m_strReport;
+    CString m_strOldReport; ///< of another process of the same number
 };

@@ -146,12 +146,14 @@ bool CZelTaskHost::Prepare()
 {
     SState& state = *m_pState;
     state.SetLogLevel(Brel::Log::eLogLevel_Warning);
-    std::vector<CString> words;
-    for (;;) {
-        if (!state.inbox.Read(words))
-            return false;
-        if (words[0] == L"begin")
-            break;
+    // All of it before any plug-in is loaded, for the server waits until it is read.
+    std::vector<std::vector<CString>> setup(1);
+    while (state.inbox.Read(setup.back()) && setup.back()[0] != L"begin")
+        setup.emplace_back();
+    if (setup.back().empty() || setup.back()[0] != L"begin")
+        return false;
+    setup.pop_back();
+    for (const std::vector<CString>& words : setup) {
         if (!state.Take(words))
             return false;
     }

@@ -137,7 +137,8 @@ bool CContainedRun::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgres
     // The crash report is the operator's.
     const platform::CPrivateFiles asUsual({});
     if (bException && !m_pRunner->LostBy().empty()) {
-        m_strFault = m_pRunner->LostBy(); // which has been told, and whose crash report is the other process's
+        m_strFault = m_pRunner->LostBy(); // which has been told
+        m_strReport = m_pRunner->LostReport();
     } else if (bException) {
         deadline.Start(fault);
         m_strFault = FaultText(fault);
@@ -149,6 +150,8 @@ bool CContainedRun::Try_ExecuteRequest(TSRequestItem& item, CZelProcessorProgres
 
 bool CContainedRun::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool bForce)
 {
+    m_pRunner->GetReady();
+    m_requests.BeginRunning(m_nSlot); // not before: what a limit records is in the file of the attempt
     bool bRetry = false;
     CHeldFailure progress(statusFile);
     const bool done =

@@ -58,6 +58,7 @@ bool CExecutive::ProcessQueue()
     while (ProcessQueueStep()) {
     }
     m_ended.Flush();
+    m_pRunner->Finish();
     return true;
 }
 
@@ -140,7 +141,6 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
     statusFile.SetTurns(&m_nTurns);
     if (!BeginRun(item, statusFile, isNews))
         return;
-    m_requests.BeginRunning(m_nSlot); // not before: what a limit records is in the file that the begin writes
     bool bException = false;
     m_run.Try_ExecuteRequest(item, statusFile, bLast, bException);
     if (bException && !m_pRunner->HasToldDone() && !m_run.RunAgain(item, statusFile)) {

@@ -65,8 +65,8 @@ bool CExecutiveSlot::MakeRunner(SSlotGates* gates)
         *m_pProcessor,
         SIsolatedRunnerSetup{options.isolation, m_settings.m_paths.m_strOutputDir, options.tellReasons, options.leftOut,
                              options.privateFiles, options.xmlLimits, options.grace, m_settings.m_pContext,
-                             m_executive.Remover(), [this] { return m_server.m_requests.IsEndedByLimit(m_nNumber); },
-                             eventGate});
+                             m_server.m_bRunning, m_executive.Remover(),
+                             [this] { return m_server.m_requests.IsEndedByLimit(m_nNumber); }, eventGate});
     return true;
 }
 
