@@ -20,9 +20,9 @@ struct SZelIsolation {
     bool isOn = false;
     /// So many requests later the process is replaced. 0: never.
     unsigned recycle = 1000;
-    /// In bytes, of a process: see platform/Containment.h. 0: any amount.
+    /// In bytes, of a process: of address space, on Windows of committed memory. 0: any amount.
     std::uint64_t memoryLimit = 0;
-    /// 0 to 19: see there.
+    /// 0 to 19: the higher, the more it yields a busy processor to others.
     int nice = 0;
     /// The program of the process. Empty: zel-task-host beside the running program.
     CString program = {};
