@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 namespace {
 
 /// Between two looks whether the process is still to be waited for.
-constexpr std::chrono::milliseconds kStep = 50ms;
+constexpr std::chrono::milliseconds kReadStep = 50ms;
 /// Whoever has closed his output ends, or is made to.
 constexpr std::chrono::milliseconds kPatienceWithEnd = 5s;
 /// Above it an exit code is that of a signal, as CProcess has it.
@@ -56,7 +56,7 @@ bool CTaskHostProcess::WaitUntilReady(std::chrono::nanoseconds end, const std::f
 {
     std::vector<CString> words;
     while (!m_bReady && goesOn() && platform::Clock().Steady() < end) {
-        const eRead read = Read(words, kStep);
+        const eRead read = Read(words, kReadStep);
         if (read == eRead_Lost)
             break;
         if (read == eRead_Time)
@@ -76,7 +76,7 @@ void CTaskHostProcess::ReadToEnd()
 {
     const std::chrono::nanoseconds end = platform::Clock().Steady() + kPatienceWithEnd;
     std::vector<CString> words;
-    while (platform::Clock().Steady() < end && Read(words, kStep) == eRead_Line)
+    while (platform::Clock().Steady() < end && Read(words, kReadStep) == eRead_Line)
         TakeIdle(words);
 }
 
