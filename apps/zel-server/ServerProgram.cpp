@@ -6,13 +6,12 @@
 #include "apps/zel-server/ServerStory.h"
 #include "apps/zel-server/TakeOver.h"
 #include "framework/Exceptions.h"
-#include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/PrivateFiles.h"
 #include "platform/Text.h"
 
 #include "ServerTexts.h"
-#include "platform/PrivateFiles.h"
 
 #include <algorithm>
 #include <exception>

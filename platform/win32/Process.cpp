@@ -74,8 +74,7 @@ private:
     bool m_bMade = false;
 };
 
-/// A batch file is run by an interpreter that reads its arguments as commands, in a language that no quoting is safe
-/// in.
+/// A batch file is run by an interpreter that reads its arguments as commands, which no quoting makes safe.
 bool IsBatchFile(const std::wstring& program)
 {
     for (const wchar_t* const extension : {L".bat", L".cmd"}) {
@@ -215,8 +214,7 @@ eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wst
         return eOsError_NotSupported;
     }
     auto state = std::make_unique<SState>();
-    win32::SChildStreams
-        streams; // our copies of the child's ends go with this function, or an end of output would never show
+    win32::SChildStreams streams; // ours: they go with this function, or an end of output would never show
     eOsError error = state->MakeStreams(options, streams);
     if (Succeeded(error)) {
         error = state->Launch(file, win32::MakeCommandLine(file, arguments),

@@ -88,9 +88,9 @@ private:
     std::unique_ptr<CTaskHostProcess> m_pRetired; ///< ends by itself
     unsigned m_nRequests = 0;                     ///< of the present process
     std::function<void(const CString& type)> m_onTask;
-    bool m_bReady = false;   ///< by GetReady, for one request
-    bool m_bInRun = false;   ///< the process has been given a request, and has not told of its end
-    CString m_strNotReady;   ///< why
+    bool m_bReady = false; ///< by GetReady, for one request
+    bool m_bInRun = false; ///< the process has been given a request, and has not told of its end
+    CString m_strNotReady; ///< why
     CString m_strLostBy;
     CString m_strLostReport;
 };
