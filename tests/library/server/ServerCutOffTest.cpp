@@ -12,12 +12,12 @@ constexpr const char* kResponse = "its response";
 /// looks when both were killed there. Afterwards another server takes over, and another client asks.
 class ServerCutOff : public CServerFixture {
 protected:
-    static constexpr SZelServerOptions kOptions{.syncing = true,
-                                                .cancelByName = true,
-                                                .pausedStatus = true,
-                                                .retryLastStatus = true,
-                                                .resume = true,
-                                                .patience = std::chrono::milliseconds(20)};
+    static inline const SZelServerOptions kOptions{.syncing = true,
+                                                   .cancelByName = true,
+                                                   .pausedStatus = true,
+                                                   .retryLastStatus = true,
+                                                   .resume = true,
+                                                   .patience = std::chrono::milliseconds(20)};
     /// Calls that are left out between two cases: processes of Wine take their time for each.
     static unsigned Step() { return testsupport::IsWine() ? 11 : 1; }
 

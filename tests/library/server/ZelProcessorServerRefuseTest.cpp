@@ -10,7 +10,7 @@ namespace {
 /// A server that tells strangers what it does not take, and waits for nobody who keeps its files open.
 class Refuse : public CServerFixture {
 protected:
-    static constexpr SZelServerOptions kOptions{
+    static inline const SZelServerOptions kOptions{
         .syncing = false, .followLinks = false, .tellRefused = true, .patience = std::chrono::milliseconds(50)};
 
     void SetUp() override

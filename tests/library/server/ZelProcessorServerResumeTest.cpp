@@ -5,7 +5,7 @@ namespace {
 /// A server after the other on the same directories.
 class ServerResume : public CServerFixture {
 protected:
-    static constexpr SZelServerOptions kOptions{.syncing = false, .pausedStatus = true, .resume = true};
+    static inline const SZelServerOptions kOptions{.syncing = false, .pausedStatus = true, .resume = true};
 
     void StartAgain(bool executes)
     {
