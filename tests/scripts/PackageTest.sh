@@ -161,6 +161,7 @@ try_programs() { # root folder
 # The calls that a unit's filter lets through, one per line.
 allowed_calls() { # reads the values of SystemCallFilter
     local words word names
+    : >"$work/allowed"
     while read -ra words; do
         if [[ ${words[0]} == '~'* ]]; then
             words[0]=${words[0]#'~'}
@@ -168,7 +169,7 @@ allowed_calls() { # reads the values of SystemCallFilter
             grep -vxF -e "$names" "$work/allowed" >"$work/fewer"
             mv "$work/fewer" "$work/allowed"
         else
-            for word in "${words[@]}"; do calls_of "$word"; done >"$work/allowed"
+            for word in "${words[@]}"; do calls_of "$word"; done >>"$work/allowed"
         fi
     done
     cat "$work/allowed"
