@@ -24,7 +24,9 @@ protected:
 
 TEST_F(SlotsTest, RequestsRunAtOnceAndACancelOrACrashIsOnesOwn)
 {
-    CRunningProgram server = StartServer({L"--slots", L"4"});
+    platform::SProcessOptions options;
+    options.environment = {{L"LSAN_OPTIONS", L"detect_leaks=0"}, {L"ZEL_CRASH_DIR", m_strHome}}; // of the crash
+    CRunningProgram server = StartServer({L"--slots", L"4"}, options);
     for (const wchar_t* name : {L"a.drq", L"b.drq", L"c.drq"}) {
         SendToGate(name);
         ASSERT_TRUE(WaitUntilAtGate(name));
