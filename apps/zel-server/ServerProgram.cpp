@@ -6,6 +6,7 @@
 #include "apps/zel-server/ServerStory.h"
 #include "apps/zel-server/TakeOver.h"
 #include "framework/Exceptions.h"
+#include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/PrivateFiles.h"
