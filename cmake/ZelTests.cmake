@@ -44,7 +44,7 @@ function(zel_add_tests)
         message(FATAL_ERROR "zel_add_tests needs NAME and SOURCES; not understood: '${arg_UNPARSED_ARGUMENTS}'")
     endif()
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 600)
+        set(arg_TIMEOUT 1200)
     endif()
     math(EXPR timeout "${arg_TIMEOUT} * ${ZEL_TEST_TIMEOUT_FACTOR}")
 
