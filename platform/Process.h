@@ -20,13 +20,21 @@ struct SProcessOptions {
     std::vector<std::pair<std::wstring, std::wstring>> environment; ///< set in addition to the inherited variables
     bool pipeInput = false;                                         ///< WriteLine works
     bool pipeOutput = false; ///< ReadLine works; else output goes where ours goes
+    std::wstring inputFile;  ///< standard input comes from this file when not empty; without pipeInput
     std::wstring errorFile;  ///< standard error goes to this new file when not empty
+    std::wstring folder;     ///< the child's working directory; ours when empty
     /// For ReadLine, in bytes: for a child that sends more without an end of line it is the end of the output. 0: any
     /// length.
     std::size_t longestLine = 0;
     /// The child ends with all that it starts, whatever ends it, and when this process ends; Kill ends them all, too.
     /// It must call EnterContainment, and its input must be a pipe.
     std::optional<SContainment> containment = std::nullopt;
+};
+
+enum eProcessOutput {
+    eProcessOutput_Data,
+    eProcessOutput_None, ///< the time is over
+    eProcessOutput_Ended
 };
 
 /// A started child. The destructor kills and reaps one that still runs, so that a failing test leaves nothing behind.
@@ -37,11 +45,14 @@ public:
     CProcess(CProcess&&) noexcept;
     CProcess& operator=(CProcess&&) noexcept;
 
+    /// The program by its full path, or by a name alone, which is looked for where the system looks for programs.
     [[nodiscard]] eOsError Start(const std::wstring& program, const std::vector<std::wstring>& arguments,
                                  const SProcessOptions& options = {});
     /// One line of the child's standard output without its line end, decoded as UTF-8. False at the end of the output
     /// or when the time is over.
     [[nodiscard]] bool ReadLine(std::wstring& line, std::chrono::milliseconds timeout);
+    /// Appends what there is of the output, some kilobytes at most; waits for the first of it.
+    [[nodiscard]] eProcessOutput ReadSome(std::string& bytes, std::chrono::milliseconds timeout);
     /// All that is left of the output, until the child closes it or the time is over.
     [[nodiscard]] std::string ReadAll(std::chrono::milliseconds timeout);
     [[nodiscard]] bool WriteLine(const std::wstring& line);

@@ -152,10 +152,14 @@ eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wst
     posix::CSpawnSetup setup;
     if (input.read)
         setup.Redirect(input.read.Get(), STDIN_FILENO);
+    else if (!options.inputFile.empty())
+        setup.ReadFromFile(STDIN_FILENO, NarrowPath(options.inputFile));
     if (output.write)
         setup.Redirect(output.write.Get(), STDOUT_FILENO);
     if (!options.errorFile.empty())
         setup.RedirectToFile(STDERR_FILENO, NarrowPath(options.errorFile));
+    if (!options.folder.empty())
+        setup.ChangeFolder(NarrowPath(options.folder));
     SProcessOptions told = options;
     if (options.containment) {
         setup.BeginSession();
@@ -204,6 +208,16 @@ bool CProcess::ReadLine(std::wstring& line, std::chrono::milliseconds timeout)
     line = FromUtf8(std::string_view(buffer).substr(0, newline - (carriageReturn ? 1 : 0)));
     buffer.erase(0, newline + 1);
     return true;
+}
+
+eProcessOutput CProcess::ReadSome(std::string& bytes, std::chrono::milliseconds timeout)
+{
+    if (m_pState == nullptr)
+        return eProcessOutput_Ended;
+    if (m_pState->buffer.empty() && !m_pState->ReadMore(posix::EndOf(timeout)))
+        return m_pState->outputEnded || !m_pState->output ? eProcessOutput_Ended : eProcessOutput_None;
+    bytes += std::exchange(m_pState->buffer, {});
+    return eProcessOutput_Data;
 }
 
 std::string CProcess::ReadAll(std::chrono::milliseconds timeout)

@@ -79,9 +79,19 @@ void CSpawnSetup::Redirect(int from, int to)
     posix_spawn_file_actions_adddup2(&m_actions, from, to);
 }
 
+void CSpawnSetup::ReadFromFile(int to, const std::string& path)
+{
+    posix_spawn_file_actions_addopen(&m_actions, to, path.c_str(), O_RDONLY, 0);
+}
+
 void CSpawnSetup::RedirectToFile(int to, const std::string& path)
 {
     posix_spawn_file_actions_addopen(&m_actions, to, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+}
+
+void CSpawnSetup::ChangeFolder(const std::string& path)
+{
+    posix_spawn_file_actions_addchdir_np(&m_actions, path.c_str());
 }
 
 void CSpawnSetup::BeginSession()
@@ -94,8 +104,8 @@ void CSpawnSetup::BeginSession()
 int CSpawnSetup::Spawn(const std::string& program, std::vector<std::string> arguments,
                        std::vector<std::string> environment, pid_t& id) const
 {
-    return posix_spawn(&id, program.c_str(), &m_actions, &m_attributes, Pointers(arguments).data(),
-                       Pointers(environment).data());
+    return posix_spawnp(&id, program.c_str(), &m_actions, &m_attributes, Pointers(arguments).data(),
+                        Pointers(environment).data());
 }
 
 } // namespace platform::posix

@@ -29,7 +29,9 @@ public:
     CSpawnSetup& operator=(const CSpawnSetup&) = delete;
 
     void Redirect(int from, int to);
+    void ReadFromFile(int to, const std::string& path);
     void RedirectToFile(int to, const std::string& path);
+    void ChangeFolder(const std::string& path);
     /// It gets a session of its own, and with it a group.
     void BeginSession();
 

@@ -25,10 +25,13 @@ CHandle ShareOwnStream(DWORD standardHandle)
     return done ? CHandle(shared) : OpenNull();
 }
 
-eOsError MakeInput(bool pipe, CHandle& childEnd, CHandle& ourEnd)
+eOsError MakeInput(bool pipe, const std::wstring& file, CHandle& childEnd, CHandle& ourEnd)
 {
     if (!pipe) {
-        childEnd = ShareOwnStream(STD_INPUT_HANDLE);
+        SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        childEnd = file.empty() ? ShareOwnStream(STD_INPUT_HANDLE)
+                                : CHandle(CreateFileW(ToSystemPath(file).c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                                      &inheritable, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         return childEnd ? eOsError_None : LastOsError();
     }
     HANDLE reading = nullptr;

@@ -4,6 +4,7 @@
 #include "platform/win32/ChildStreams.h"
 #include "platform/win32/CommandLine.h"
 #include "platform/win32/Containment.h"
+#include "platform/win32/InheritedHandles.h"
 #include "platform/win32/OutputPipe.h"
 #include "platform/win32/StopRequest.h"
 #include "platform/win32/SystemError.h"
@@ -11,9 +12,7 @@
 #include <psapi.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <optional>
-#include <span>
 
 namespace platform {
 
@@ -38,41 +37,6 @@ std::chrono::milliseconds TimeLeft(Deadline deadline)
     const auto left = deadline - std::chrono::steady_clock::now();
     return std::chrono::ceil<std::chrono::milliseconds>(left < left.zero() ? left.zero() : left);
 }
-
-/// The list of handles that a child inherits: these and no other, whatever other threads start meanwhile.
-class CInheritedHandles {
-public:
-    CInheritedHandles() = default;
-    ~CInheritedHandles()
-    {
-        if (m_bMade) {
-            DeleteProcThreadAttributeList(Get());
-        }
-    }
-    CInheritedHandles(const CInheritedHandles&) = delete;
-    CInheritedHandles& operator=(const CInheritedHandles&) = delete;
-
-    /// The handles must stay where they are until the process is made.
-    [[nodiscard]] eOsError Set(std::span<HANDLE> handles)
-    {
-        SIZE_T size = 0;
-        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
-        m_memory.resize(size);
-        m_bMade = InitializeProcThreadAttributeList(Get(), 1, 0, &size) != FALSE;
-        const bool done = m_bMade && UpdateProcThreadAttribute(Get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
-                                                               handles.data(), handles.size_bytes(), nullptr, nullptr);
-        return done ? eOsError_None : LastOsError();
-    }
-
-    [[nodiscard]] LPPROC_THREAD_ATTRIBUTE_LIST Get()
-    {
-        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_memory.data());
-    }
-
-private:
-    std::vector<std::byte> m_memory;
-    bool m_bMade = false;
-};
 
 /// A batch file is run by an interpreter that reads its arguments as commands, which no quoting makes safe.
 bool IsBatchFile(const std::wstring& program)
@@ -124,7 +88,7 @@ struct CProcess::SState {
 
     [[nodiscard]] eOsError MakeStreams(const SProcessOptions& options, win32::SChildStreams& streams)
     {
-        eOsError error = win32::MakeInput(options.pipeInput, streams.input, input);
+        eOsError error = win32::MakeInput(options.pipeInput, options.inputFile, streams.input, input);
         if (Succeeded(error) && options.pipeOutput) {
             error = output.Create(streams.output);
         } else if (Succeeded(error)) {
@@ -134,16 +98,16 @@ struct CProcess::SState {
     }
 
     [[nodiscard]] eOsError Launch(const std::wstring& program, std::wstring commandLine, std::wstring environment,
-                                  const win32::SChildStreams& streams, const std::optional<SContainment>& containment)
+                                  const win32::SChildStreams& streams, const SProcessOptions& options)
     {
-        if (containment) {
-            job = win32::MakeJob(*containment);
+        if (options.containment) {
+            job = win32::MakeJob(*options.containment);
             if (!job) {
                 return LastOsError();
             }
         }
         HANDLE inherited[] = {streams.input.Get(), streams.output.Get(), streams.error.Get()};
-        CInheritedHandles list;
+        win32::CInheritedHandles list;
         if (const eOsError error = list.Set(inherited); !Succeeded(error)) {
             return error;
         }
@@ -157,10 +121,11 @@ struct CProcess::SState {
 
         // In a group of its own, or a Ctrl-Break for it would be one for us. Suspended until its stop event is there.
         const DWORD flags = CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT |
-                            EXTENDED_STARTUPINFO_PRESENT | (containment ? win32::PriorityClassOf(*containment) : 0);
+                            EXTENDED_STARTUPINFO_PRESENT |
+                            (options.containment ? win32::PriorityClassOf(*options.containment) : 0);
         PROCESS_INFORMATION made{};
         if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, flags, environment.data(),
-                            nullptr, &startup.StartupInfo, &made)) {
+                            options.folder.empty() ? nullptr : options.folder.c_str(), &startup.StartupInfo, &made)) {
             return LastOsError();
         }
         const CHandle thread(made.hThread);
@@ -218,7 +183,7 @@ eOsError CProcess::Start(const std::wstring& program, const std::vector<std::wst
     eOsError error = state->MakeStreams(options, streams);
     if (Succeeded(error)) {
         error = state->Launch(file, win32::MakeCommandLine(file, arguments),
-                              win32::MakeEnvironmentBlock(options.environment), streams, options.containment);
+                              win32::MakeEnvironmentBlock(options.environment), streams, options);
     }
     if (Succeeded(error)) {
         state->longestLine = options.longestLine;
@@ -240,6 +205,21 @@ bool CProcess::ReadLine(std::wstring& line, std::chrono::milliseconds timeout)
         }
     }
     return true;
+}
+
+eProcessOutput CProcess::ReadSome(std::string& bytes, std::chrono::milliseconds timeout)
+{
+    if (!m_pState) {
+        return eProcessOutput_Ended;
+    }
+    if (m_pState->received.empty()) {
+        const auto result = m_pState->Receive(timeout);
+        if (result != win32::eReceiveResult_Data) {
+            return result == win32::eReceiveResult_Ended ? eProcessOutput_Ended : eProcessOutput_None;
+        }
+    }
+    bytes += std::exchange(m_pState->received, {});
+    return eProcessOutput_Data;
 }
 
 std::string CProcess::ReadAll(std::chrono::milliseconds timeout)

@@ -58,6 +58,16 @@ int UseMemory(const std::vector<std::wstring>& arguments)
 }
 const testsupport::CChildPart memoryPart(L"process-memory", &UseMemory);
 
+/// Tells its input, and where it works.
+int ReadInput(const std::vector<std::wstring>&)
+{
+    std::wstring line;
+    while (testsupport::ReadFromParent(line))
+        testsupport::TellParent(L"[" + line + L"]");
+    return WriteWholeFile(L"made here", "x") == eOsError_None ? 0 : 9;
+}
+const testsupport::CChildPart inputPart(L"process-input", &ReadInput);
+
 /// Writes to an output that nobody reads any more, and survives it.
 int WriteIntoTheVoid(const std::vector<std::wstring>&)
 {
@@ -147,6 +157,56 @@ TEST(ProcessTest, TheWholeOutputAtOnce)
     const std::string rest = child.ReadAll(kSoon);
     EXPECT_EQ(rest.find("[two]"), 0U) << rest;
     EXPECT_EQ(testsupport::FinishChild(child), 3);
+}
+
+TEST(ProcessTest, SomeOfTheOutputComesAsSoonAsItIsThere)
+{
+    auto child = testsupport::StartChild(L"process-wait", {});
+    std::string output;
+    const auto waitFor = [&](std::size_t length) {
+        while (output.size() < length)
+            ASSERT_EQ(child.ReadSome(output, kSoon), eProcessOutput_Data);
+    };
+    waitFor(6);
+    EXPECT_TRUE(output.starts_with("ready"));
+    EXPECT_EQ(child.ReadSome(output, 0ms), eProcessOutput_None);
+    EXPECT_TRUE(child.WriteLine(L"go on"));
+    waitFor(output.size() + 11);
+    EXPECT_NE(output.find("a line came"), std::string::npos);
+    child.CloseInput();
+    while (child.ReadSome(output, kSoon) == eProcessOutput_Data) {
+    }
+    EXPECT_EQ(child.ReadSome(output, 0ms), eProcessOutput_Ended);
+    EXPECT_EQ(testsupport::FinishChild(child), 5);
+}
+
+TEST(ProcessTest, AChildReadsTheFileAndWorksInTheFolderThatItIsTold)
+{
+    const testsupport::CTemporaryDirectory folder;
+    ASSERT_EQ(WriteWholeFile(folder / L"input", "one\ntwo\n"), eOsError_None);
+    ASSERT_EQ(Files().MakeDirectory(folder / L"work"), eOsError_None);
+    SProcessOptions options;
+    options.pipeOutput = true;
+    options.inputFile = folder / L"input";
+    options.folder = folder / L"work";
+    CProcess child;
+    ASSERT_EQ(child.Start(ProgramPath(), testsupport::ChildArguments(L"process-input", {}), options), eOsError_None);
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"[one]"));
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"[two]"));
+    EXPECT_EQ(testsupport::FinishChild(child), 0);
+    EXPECT_TRUE(PathExists(folder / L"work/made here"));
+}
+
+TEST(ProcessTest, WithoutItsInputOrFolderNothingStarts)
+{
+    const testsupport::CTemporaryDirectory folder;
+    SProcessOptions options;
+    options.inputFile = folder / L"missing";
+    CProcess child;
+    EXPECT_NE(child.Start(ProgramPath(), {}, options), eOsError_None);
+    options.inputFile.clear();
+    options.folder = folder / L"missing";
+    EXPECT_NE(child.Start(ProgramPath(), {}, options), eOsError_None);
 }
 
 TEST(ProcessTest, WhatDoesNotExistDoesNotStart)

@@ -5,6 +5,7 @@
 
 #include "platform/FileSystem.h"
 #include "platform/Module.h"
+#include "platform/Os.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,6 @@
 #include "ZEL_Processor/ZelTaskHarness.h"
 
 #include "FactoryModule.h"
-#include "ScratchFolder.h"
 #include "TaskProgress.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "com/ComThread.h"
@@ -9,6 +8,7 @@
 #include "framework/CrashReport.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/ScratchFolder.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ SZelTaskRun NotRun(const CString& reason)
 struct CZelTaskHarness::SState {
     [[nodiscard]] SZelTaskRun Run(const CString& name, const std::string& request)
     {
-        for (CScratchFolder* const folder : {&requests, &responses}) {
+        for (platform::CScratchFolder* const folder : {&requests, &responses}) {
             if (!platform::Succeeded(folder->Error()))
                 return NotRun(folder->Path() + L": " + platform::OsErrorText(folder->Error()));
             folder->Empty();
@@ -76,8 +76,8 @@ struct CZelTaskHarness::SState {
     }
 
     const CComThread com; // before everything that uses it
-    CScratchFolder requests;
-    CScratchFolder responses; // a response has the name of its request
+    platform::CScratchFolder requests;
+    platform::CScratchFolder responses; // a response has the name of its request
     std::unique_ptr<CZelProcessorFactories> factories = std::make_unique<CZelProcessorFactories>();
     std::vector<CFactoryModule> modules;
     std::function<void(const SZelTaskRun&)> onProgress;
