@@ -1,5 +1,6 @@
 # What "cmake --install" lays out, and find_package(ZEL_Processor) and pkg-config for those who link the library.
-# Components: runtime (the libraries), development, tools (the programs), plugin-datastore. Include it last.
+# Components: runtime (the libraries), development, tools (the programs), plugin-datastore, plugin-script.
+# Include it last.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -119,7 +120,7 @@ install(FILES "${PROJECT_BINARY_DIR}/install/zel_processor.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
 # What has to be built before it can be installed, and nothing else.
-add_custom_target(installed DEPENDS ZEL_Processor zel_datastore)
+add_custom_target(installed DEPENDS ZEL_Processor zel_datastore zel_script)
 foreach(program IN ITEMS zel zel-server zel-regsvr zel-task-host)
     if(TARGET ${program})
         add_dependencies(installed ${program})
@@ -129,12 +130,14 @@ foreach(program IN ITEMS zel zel-server zel-regsvr zel-task-host)
 endforeach()
 
 # The manifest that the build put beside the module names it without a folder.
-zel_install_run_path(zel_datastore "${zel_plugin_folder}")
-install(TARGETS zel_datastore
-    RUNTIME DESTINATION "${zel_plugin_folder}" COMPONENT plugin-datastore
-    LIBRARY DESTINATION "${zel_plugin_folder}" COMPONENT plugin-datastore)
-install(FILES "$<TARGET_FILE_DIR:zel_datastore>/zel_datastore.component"
-    DESTINATION "${zel_plugin_folder}" COMPONENT plugin-datastore)
+foreach(plugin IN ITEMS datastore script)
+    zel_install_run_path(zel_${plugin} "${zel_plugin_folder}")
+    install(TARGETS zel_${plugin}
+        RUNTIME DESTINATION "${zel_plugin_folder}" COMPONENT plugin-${plugin}
+        LIBRARY DESTINATION "${zel_plugin_folder}" COMPONENT plugin-${plugin})
+    install(FILES "$<TARGET_FILE_DIR:zel_${plugin}>/zel_${plugin}.component"
+        DESTINATION "${zel_plugin_folder}" COMPONENT plugin-${plugin})
+endforeach()
 
 foreach(page IN ITEMS README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE)
     install(FILES "${PROJECT_SOURCE_DIR}/${page}" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor"

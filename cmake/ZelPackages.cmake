@@ -1,4 +1,4 @@
-# Packages, made by "cpack" in a build folder or by scripts/package: four for Debian, one zip for Windows.
+# Packages, made by "cpack" in a build folder or by scripts/package: five for Debian, one zip for Windows.
 
 set(CPACK_PACKAGE_NAME zel-processor)
 set(CPACK_PACKAGE_VENDOR "ZEL_Processor authors")
@@ -7,7 +7,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # or it becomes the first line of ever
 set(CPACK_RESOURCE_FILE_LICENSE "${PROJECT_SOURCE_DIR}/LICENSE")
 set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}/packages")
 set(CPACK_VERBATIM_VARIABLES ON)
-set(CPACK_COMPONENTS_ALL runtime development tools plugin-datastore)
+set(CPACK_COMPONENTS_ALL runtime development tools plugin-datastore plugin-script)
 set(CPACK_THREADS 2) # not as many as there are: what comes out depends on it
 set(CPACK_ZEL_SOURCE "${PROJECT_SOURCE_DIR}")
 set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_LIST_DIR}/ZelPackTime.cmake")
@@ -76,5 +76,11 @@ Serves requests for queries, statistics and properties of SQLite databases.")
 set(CPACK_DEBIAN_PLUGIN-DATASTORE_PACKAGE_DEPENDS "${zel_runtime}")
 set(CPACK_DEBIAN_PLUGIN-DATASTORE_PACKAGE_ENHANCES "zel-tools")
 set(CPACK_DEBIAN_PLUGIN-DATASTORE_PACKAGE_CONTROL_EXTRA "${zel_debian}/zel-plugin-datastore/conffiles")
+
+zel_debian_package(PLUGIN-SCRIPT zel-plugin-script utils "request processing by files alone, programs as tasks
+Serves requests by programs in any language: the request on their standard input,
+the response on their standard output. Which ones is told in a file.")
+# The program that programs of tasks run in.
+set(CPACK_DEBIAN_PLUGIN-SCRIPT_PACKAGE_DEPENDS "${zel_runtime}, zel-tools (= ${PROJECT_VERSION})")
 
 include(CPack)

@@ -23,6 +23,8 @@ namespace {
 
 constexpr const wchar_t* kProgram = L"zel-task-host";
 constexpr std::chrono::milliseconds kReportTime = 30s;
+/// Of a program that cannot be run, as shells have it.
+constexpr int kNotStarted = 127;
 
 /// Of somebody who starts it by hand.
 int Explain(const std::vector<std::wstring>& arguments)
@@ -34,6 +36,27 @@ int Explain(const std::vector<std::wstring>& arguments)
         return *code;
     PrintUsageError(kProgram, WQ_ModuleText(TaskHostTexts::IDS_STARTED_BY_HAND));
     return eExitCode_Usage;
+}
+
+/// Runs a program in this process's containment: "--run INPUT FOLDER PROGRAM [ARGUMENT]...", with the program's standard
+/// input and its working directory. Standard input of this process is what it lives by.
+int RunProgram(const std::vector<std::wstring>& arguments)
+{
+    platform::SProcessOptions options;
+    options.inputFile = arguments[1];
+    options.folder = arguments[2];
+    platform::CProcess program;
+    const std::wstring& path = arguments[3];
+    const platform::eOsError error = program.Start(path, {arguments.begin() + 4, arguments.end()}, options);
+    if (!platform::Succeeded(error)) {
+        PrintError(kProgram, path + L": " + platform::OsErrorText(error));
+        return kNotStarted;
+    }
+    int code = 0;
+    while (!program.Wait(1h, code)) {
+        // The containment ends it, and this process, when nobody wants it any more.
+    }
+    return code;
 }
 
 int Serve()
@@ -71,6 +94,8 @@ int main(int argc, char** argv)
         // First, for a process that has threads cannot be divided.
         const platform::eOsError error = platform::EnterContainment();
         const std::vector<std::wstring> arguments = platform::ProgramArguments(argc, argv);
+        if (platform::Succeeded(error) && arguments.size() >= 4 && arguments[0] == L"--run")
+            return RunProgram(arguments);
         if (error == platform::eOsError_NotSupported || !arguments.empty())
             return Explain(arguments);
         if (platform::Succeeded(error))

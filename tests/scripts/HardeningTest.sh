@@ -25,7 +25,7 @@ check_installed() { # build folder, name
     done < <(find "$prefix" -type f \( -path '*/bin/*' -o -path '*/lib/*' \) -exec sh -c '
         for file; do case $(head -c 4 -- "$file" | od -An -tx1) in *7f\ 45\ 4c\ 46* | *4d\ 5a*) echo "$file" ;; esac; done' _ {} + |
         grep -Ev '/(libgcc_s_seh-1|libstdc\+\+-6|libwinpthread-1)\.dll$')
-    ((count == 7)) || complain "$2: $count programs and libraries, not the seven that there are"
+    ((count == 8)) || complain "$2: $count programs and libraries, not the eight that there are"
     # Not every file has a buffer that the compiler knows the size of.
     if [[ $(cached "$1" CMAKE_BUILD_TYPE) != Debug ]] && ((fortified == 0)); then
         complain "$2: optimised, but nothing calls checked functions"

@@ -15,7 +15,7 @@ expect_field() { # package field text
 
 check_control() {
     local package own
-    for package in libzel-processor0 libzel-processor-dev zel-tools zel-plugin-datastore; do
+    for package in libzel-processor0 libzel-processor-dev zel-tools zel-plugin-datastore zel-plugin-script; do
         compgen -G "$work/packages/${package}_*.deb" >/dev/null || stop "no package $package"
         [[ $(field "$package" Description | wc -l) -ge 2 ]] || complain "$package: no description"
         dpkg-deb --fsys-tarfile "$work/packages/${package}"_*.deb | tar -t >"$work/files"
@@ -28,7 +28,7 @@ check_control() {
         own="libzel-processor0 (= $(field "$package" Version))"
         [[ $package == libzel-processor0 ]] || expect_field "$package" Depends "$own"
     done
-    (($(find "$work/packages" -maxdepth 1 -name '*.deb' | wc -l) == 4)) || complain "there are other packages than the four"
+    (($(find "$work/packages" -maxdepth 1 -name '*.deb' | wc -l) == 5)) || complain "there are other packages than the five"
     dpkg-deb --fsys-tarfile "$work"/packages/libzel-processor0_*.deb |
         tar -xO ./usr/share/doc/zel-processor/third-party.json >"$work/third-party.json"
     grep -q '"name":"SQLite","version":"3' "$work/third-party.json" || complain "the list of others' versions lacks SQLite"
@@ -36,6 +36,7 @@ check_control() {
     expect_field libzel-processor0 Depends libc6
     expect_field zel-tools Depends libstdc++6
     expect_field zel-plugin-datastore Depends libsqlite3-0
+    expect_field zel-plugin-script Depends "zel-tools (= $(field zel-plugin-script Version))"
     for package in zel-tools zel-plugin-datastore; do
         dpkg-deb -I "$work"/packages/"$package"_*.deb conffiles | grep '^/etc/' >/dev/null || complain "$package: no conffiles"
     done
@@ -249,7 +250,7 @@ real_installation() { # inside the copy; folder with packages, data and request
     [[ -s $1/systemctl.log && $(<"$1/systemctl.log") != *restart* ]]
     [[ $(dpkg-query -W -f '${Status}' zel-tools) == "install ok installed" ]]
     rm -r /usr/local/bin/systemctl /run/systemd/system
-    dpkg -P zel-plugin-datastore zel-tools libzel-processor-dev libzel-processor0
+    dpkg -P zel-plugin-script zel-plugin-datastore zel-tools libzel-processor-dev libzel-processor0
     [[ ! -e /etc/zel-processor && ! -e /etc/default/zel-server && ! -e /usr/bin/zel ]]
     echo "installed, tried and removed"
 }
@@ -311,7 +312,7 @@ check_windows() {
     mkdir "$work/zip"
     (cd -- "$work/zip" && cmake -E tar xf "$archive")
     zip=$(echo "$work"/zip/*)
-    for file in bin/ZEL_Processor.dll bin/libstdc++-6.dll bin/plugins/zel_datastore.component lib/libZEL_Processor.dll.a \
+    for file in bin/ZEL_Processor.dll bin/libstdc++-6.dll bin/plugins/zel_datastore.component bin/plugins/zel_script.component lib/libZEL_Processor.dll.a \
         include/ZEL_Processor/ZelProcessorClient.h share/doc/zel-processor/LICENSE \
         share/doc/zel-processor/third-party.json \
         share/doc/zel-processor/notices/mingw-w64-common.txt share/doc/zel-processor/notices/libsqlite3-dev.txt; do
