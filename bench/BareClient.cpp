@@ -14,17 +14,15 @@ constexpr int kLooksAfterRemoval = 200;
 
 class CBareClient final : public IBenchClient {
 public:
-    CBareClient(const SBenchDirectories& directories, bool syncing)
-        : m_directories(directories), m_syncing(syncing), m_request(RequestText())
-    {}
+    CBareClient(const SBenchDirectories& directories, bool syncing) : m_directories(directories), m_syncing(syncing) {}
 
-    void Send(const std::wstring& name) override
+    void Send(const std::wstring& name, const std::string& request) override
     {
         if (!m_pWatch)
             Check(platform::Files().Watch(m_directories.queue, platform::eWatchFilter_FileNameGone, m_pWatch),
                   L"watch the queue");
         const std::wstring path = platform::JoinPath(m_directories.client, name);
-        Write(path);
+        Write(path, request);
         BareRename(path, platform::JoinPath(m_directories.request, name));
         if (m_syncing)
             Check(platform::SyncDirectory(m_directories.request), L"sync the request directory");
@@ -78,11 +76,11 @@ private:
         return platform::JoinPath(m_directories.output, name + ZelProtocol::kStatusExtension);
     }
 
-    void Write(const std::wstring& path) const
+    void Write(const std::wstring& path, const std::string& request) const
     {
         std::unique_ptr<platform::IFile> file;
         Check(platform::Files().Open(path, platform::eOpenMode_WriteExclusive, file), L"create " + path);
-        Check(file->Write(std::as_bytes(std::span(m_request))), L"write " + path);
+        Check(file->Write(std::as_bytes(std::span(request))), L"write " + path);
         if (m_syncing)
             Check(file->Sync(), L"sync " + path);
         Check(file->Close(), L"close " + path);
@@ -101,7 +99,6 @@ private:
 
     const SBenchDirectories& m_directories;
     const bool m_syncing;
-    const std::string m_request;
     std::unique_ptr<platform::IDirectoryWatch> m_pWatch;
 };
 

@@ -12,9 +12,14 @@
 
 namespace {
 
-const std::vector<std::string> kRows = {"round-trip",        "round-trip-resume", "burst-1000",
-                                        "burst-1000-resume", "burst-10000",       "burst-100000",
-                                        "status-write",      "status-read",       "idle"};
+/// Small counts are so many times smaller.
+constexpr std::size_t kQuickShare = 500;
+constexpr std::size_t kQuickLeast = 4;
+
+const std::vector<std::string> kRows = {"round-trip",  "round-trip-resume", "burst-1000",   "burst-1000-resume",
+                                        "burst-10000", "burst-100000",      "status-write", "status-read",
+                                        "slots-1",     "slots-2",           "slots-4",      "isolated",
+                                        "cancel-busy", "queue-100000",      "idle"};
 
 std::vector<bool> SyncingOf(const std::string& text)
 {
@@ -28,6 +33,11 @@ std::vector<bool> SyncingOf(const std::string& text)
 bool SBenchOptions::Wants(const std::string& row) const
 {
     return std::find(rows.begin(), rows.end(), row) != rows.end();
+}
+
+std::size_t SBenchOptions::Count(std::size_t full) const
+{
+    return quick ? std::max(full / kQuickShare, kQuickLeast) : full;
 }
 
 std::optional<int> ParseBenchOptions(const std::vector<std::wstring>& arguments, SBenchOptions& options)

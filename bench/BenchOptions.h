@@ -16,6 +16,8 @@ struct SBenchOptions {
     bool json = false;
 
     [[nodiscard]] bool Wants(const std::string& row) const;
+    /// So many requests, or the few of a quick run.
+    [[nodiscard]] std::size_t Count(std::size_t full) const;
 };
 
 /// An exit code when the program is to end: the help was asked for, or an argument is wrong.

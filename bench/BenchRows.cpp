@@ -2,7 +2,9 @@
 
 #include "bench/BenchDirectories.h"
 #include "bench/BenchError.h"
+#include "bench/PairRows.h"
 #include "bench/Part.h"
+#include "bench/Report.h"
 #include "bench/Side.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
@@ -16,15 +18,7 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-/// Small counts are so many times smaller.
-constexpr std::size_t kQuickShare = 500;
-constexpr std::size_t kQuickLeast = 4;
 constexpr std::size_t kQueuedForPeak = 100000;
-
-void Tell(const std::string& text)
-{
-    platform::WriteConsoleText(platform::eStream_Error, platform::FromUtf8("zel-bench: " + text + "\n"));
-}
 
 /// Percent of one core.
 double Percent(nanoseconds cpu, nanoseconds time)
@@ -46,7 +40,7 @@ CBenchRows::~CBenchRows()
     try {
         RemoveTree(m_root);
     } catch (const std::exception& exception) {
-        Tell(std::string("left behind: ") + exception.what());
+        TellProgress(std::string("left behind: ") + exception.what());
     }
 }
 
@@ -54,14 +48,14 @@ void CBenchRows::Run(SBenchResult& result)
 {
     // Short rounds that take turns: a machine that does something else meanwhile hits both sides.
     const SShape shapes[] = {
-        {"round-trip", "serial", Count(200), 10, kLibraryServer},
-        {"round-trip-resume", "serial", Count(200), 10, kResumingServer},
-        {"burst-1000", "burst", Count(1000), 5, kLibraryServer},
-        {"burst-1000-resume", "burst", Count(1000), 5, kResumingServer},
-        {"burst-10000", "burst", Count(10000), 2, kLibraryServer},
-        {"burst-100000", "burst", Count(100000), 1, kLibraryServer},
-        {"status-write", "status-write", Count(5000), 10, nullptr},
-        {"status-read", "status-read", Count(5000), 10, nullptr},
+        {"round-trip", "serial", m_options.Count(200), 10, kLibraryServer},
+        {"round-trip-resume", "serial", m_options.Count(200), 10, kResumingServer},
+        {"burst-1000", "burst", m_options.Count(1000), 5, kLibraryServer},
+        {"burst-1000-resume", "burst", m_options.Count(1000), 5, kResumingServer},
+        {"burst-10000", "burst", m_options.Count(10000), 2, kLibraryServer},
+        {"burst-100000", "burst", m_options.Count(100000), 1, kLibraryServer},
+        {"status-write", "status-write", m_options.Count(5000), 10, nullptr},
+        {"status-read", "status-read", m_options.Count(5000), 10, nullptr},
     };
     for (const bool syncing : m_options.syncing) {
         for (const SShape& shape : shapes) {
@@ -69,15 +63,16 @@ void CBenchRows::Run(SBenchResult& result)
                 RunRow(shape, syncing, result);
         }
     }
+    RunPairRows(m_options, m_root, result);
     if (m_options.Wants("burst-100000"))
-        MeasurePeak(Count(kQueuedForPeak), result);
+        MeasurePeak(m_options.Count(kQueuedForPeak), result);
     if (m_options.Wants("idle"))
         MeasureIdle(result);
 }
 
 void CBenchRows::RunRow(const SShape& shape, bool syncing, SBenchResult& result)
 {
-    Tell(std::string(shape.name) + (syncing ? ", syncing" : ""));
+    TellProgress(std::string(shape.name) + (syncing ? ", syncing" : ""));
     SBenchRow row;
     row.name = shape.name;
     row.syncing = syncing;
@@ -102,7 +97,7 @@ void CBenchRows::RunRow(const SShape& shape, bool syncing, SBenchResult& result)
 void CBenchRows::MeasurePeak(std::size_t requests, SBenchResult& result)
 {
     // A server that runs nothing: the requests are then all queued at once, whoever is faster.
-    Tell("memory");
+    TellProgress("memory");
     CSide side({Root(L"memory"), kHoldingServer, kLibraryClient, false, m_options.components});
     CSeries ignored;
     side.Measure("queue", requests, ignored);
@@ -111,7 +106,7 @@ void CBenchRows::MeasurePeak(std::size_t requests, SBenchResult& result)
 
 void CBenchRows::MeasureIdle(SBenchResult& result)
 {
-    Tell("idle");
+    TellProgress("idle");
     CSide idle({Root(L"idle"), kLibraryServer, nullptr, false, m_options.components});
     // The listener waits for a request that a server of its own keeps in the queue.
     CSide waiting({Root(L"waiting"), kHoldingServer, kLibraryClient, false, m_options.components});
@@ -125,11 +120,6 @@ void CBenchRows::MeasureIdle(SBenchResult& result)
     result.idleServerPercent = Percent(idle.Server().CpuTime() - server, time);
     result.idleClientPercent = Percent(waiting.Client().CpuTime() - client, time);
     waiting.FinishListening();
-}
-
-std::size_t CBenchRows::Count(std::size_t full) const
-{
-    return m_options.quick ? std::max(full / kQuickShare, kQuickLeast) : full;
 }
 
 std::wstring CBenchRows::Root(const std::wstring& name) const

@@ -2,12 +2,17 @@
 
 #include "ZEL_Processor/ZelProtocolNames.h"
 #include "bench/BenchError.h"
+#include "bench/RequestTask.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Process.h"
 
+#include <algorithm>
+#include <deque>
 #include <functional>
 #include <iostream>
+#include <iterator>
+#include <numeric>
 #include <sstream>
 #include <vector>
 
@@ -15,7 +20,8 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-constexpr std::size_t kRequestBytes = 1024;
+/// Of the server whose running requests are cancelled.
+constexpr std::size_t kBusySlots = 4;
 constexpr auto kQueuePoll = std::chrono::milliseconds(1);
 
 std::wstring Number(nanoseconds time)
@@ -35,12 +41,17 @@ public:
     CCommands(IBenchClient& client, const SBenchDirectories& directories) : m_client(client), m_directories(directories)
     {}
 
-    std::wstring Run(const std::string& command, std::size_t count)
+    std::wstring Run(const std::string& command, std::size_t count, const std::string& task)
     {
+        m_task = task;
         if (command == "serial")
             return Serial(count);
         if (command == "burst")
             return Burst(count);
+        if (command == "held-burst")
+            return HeldBurst(count);
+        if (command == "cancel")
+            return Cancel(count);
         if (command == "queue")
             return Queue(count);
         if (command == "listen")
@@ -77,7 +88,7 @@ private:
             count,
             [&](std::size_t) {
                 name = NewName();
-                m_client.Send(name);
+                Send(name, 0);
                 m_client.WaitForEnd(name);
                 m_client.Take(name);
             },
@@ -86,42 +97,111 @@ private:
 
     std::wstring Burst(std::size_t count)
     {
-        std::vector<std::wstring> names(count);
-        for (std::wstring& name : names)
-            name = NewName();
+        std::vector<std::wstring> names = NewNames(count);
         const nanoseconds time = TimeOf([&] {
-            for (const std::wstring& name : names)
-                m_client.Send(name);
-            for (const std::wstring& name : names) {
-                m_client.WaitForEnd(name);
-                m_client.Take(name);
-            }
+            SendAll(names);
+            TakeAll(names);
         });
         for (const std::wstring& name : names)
             RemoveResponse(name);
         return Number(time);
     }
 
+    /// All of them are queued before the first one runs.
+    std::wstring HeldBurst(std::size_t count)
+    {
+        const std::vector<std::wstring> names = NewNames(count);
+        std::vector<std::size_t> order(count);
+        std::iota(order.begin(), order.end(), 0U);
+        std::stable_sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+            return PriorityOf(m_task, left) > PriorityOf(m_task, right);
+        });
+        std::vector<std::wstring> asRun;
+        std::transform(order.begin(), order.end(), std::back_inserter(asRun),
+                       [&](std::size_t index) { return names[index]; });
+        m_client.HoldQueue(true);
+        const nanoseconds time = TimeOf([&] {
+            SendAll(names);
+            WaitUntilQueued();
+            m_client.HoldQueue(false);
+            TakeAll(asRun);
+        });
+        for (const std::wstring& name : names)
+            RemoveResponse(name);
+        return Number(time);
+    }
+
+    /// From the cancel of a request that runs in one of the slots, all of which are busy, until its sender knows of its
+    /// end.
+    std::wstring Cancel(std::size_t count)
+    {
+        std::deque<std::wstring> running;
+        const auto start = [&] {
+            running.push_back(NewName());
+            Send(running.back(), 0);
+            m_client.WaitUntilRuns(running.back());
+        };
+        const auto cancelFirst = [&] {
+            m_client.Cancel(running.front());
+            running.pop_front();
+        };
+        while (running.size() < kBusySlots)
+            start();
+        const std::wstring times = Each(
+            count, [&](std::size_t) { cancelFirst(); }, start);
+        while (!running.empty())
+            cancelFirst();
+        return times;
+    }
+
     /// Until the server has taken all of them over.
     std::wstring Queue(std::size_t count)
     {
         return Number(TimeOf([&] {
-            for (std::size_t sent = 0; sent < count; ++sent)
-                m_client.Send(NewName());
-            std::vector<platform::SDirectoryEntry> entries;
-            do {
-                platform::Clock().SleepFor(kQueuePoll);
-                Check(platform::Files().List(m_directories.request, entries), L"list the request directory");
-            } while (!entries.empty());
+            SendAll(NewNames(count));
+            WaitUntilQueued();
         }));
     }
 
     std::wstring Listen(std::chrono::milliseconds time)
     {
         const std::wstring name = NewName();
-        m_client.Send(name);
+        Send(name, 0);
         TellParent(L"listening");
         return Number(TimeOf([&] { m_client.Listen(name, time); }));
+    }
+
+    [[nodiscard]] std::vector<std::wstring> NewNames(std::size_t count)
+    {
+        std::vector<std::wstring> names(count);
+        for (std::wstring& name : names)
+            name = NewName();
+        return names;
+    }
+
+    void Send(const std::wstring& name, std::size_t index) { m_client.Send(name, RequestText(m_task, index)); }
+
+    void SendAll(const std::vector<std::wstring>& names)
+    {
+        for (std::size_t index = 0; index < names.size(); ++index)
+            Send(names[index], index);
+    }
+
+    void TakeAll(const std::vector<std::wstring>& names)
+    {
+        for (const std::wstring& name : names) {
+            m_client.WaitForEnd(name);
+            m_client.Take(name);
+        }
+    }
+
+    void WaitUntilQueued() const
+    {
+        std::vector<platform::SDirectoryEntry> entries;
+        do {
+            platform::Clock().SleepFor(kQueuePoll);
+            Check(platform::Files().List(m_directories.request, entries), L"list the request directory");
+        } while (!entries.empty());
     }
 
     /// A response that did not arrive ends the run.
@@ -132,6 +212,7 @@ private:
 
     IBenchClient& m_client;
     const SBenchDirectories& m_directories;
+    std::string m_task;
     std::size_t m_names = 0;
 };
 
@@ -145,17 +226,26 @@ int ServeParent(IBenchClient& client, const SBenchDirectories& directories)
         std::istringstream words(line);
         std::string command;
         std::size_t count = 0;
-        words >> command >> count;
-        TellParent(commands.Run(command, count));
+        std::string task;
+        words >> command >> count >> task;
+        TellParent(commands.Run(command, count, task.empty() ? kEchoTask : task));
     }
     return 0;
 }
 
-std::string RequestText()
+void IBenchClient::WaitUntilRuns(const std::wstring& name)
 {
-    const std::string before = "<Request><Task Type=\"Echo\"><Text>";
-    const std::string after = "</Text></Task></Request>";
-    return before + std::string(kRequestBytes - before.size() - after.size(), 'a') + after;
+    Fail(L"nobody knows whether " + name + L" runs");
+}
+
+void IBenchClient::Cancel(const std::wstring& name)
+{
+    Fail(L"nobody cancels " + name);
+}
+
+void IBenchClient::HoldQueue(bool)
+{
+    Fail(L"nobody holds the queue");
 }
 
 void TellParent(const std::wstring& line)

@@ -16,8 +16,8 @@ public:
     IBenchClient(const IBenchClient&) = delete;
     IBenchClient& operator=(const IBenchClient&) = delete;
 
-    /// Writes the request and hands it over.
-    virtual void Send(const std::wstring& name) = 0;
+    /// Writes the request with this text and hands it over.
+    virtual void Send(const std::wstring& name, const std::string& request) = 0;
     virtual void WaitForEnd(const std::wstring& name) = 0;
     /// Moves the response to the target directory and removes the status.
     virtual void Take(const std::wstring& name) = 0;
@@ -27,16 +27,21 @@ public:
     virtual void WriteStatus(unsigned percent) = 0;
     virtual void ReadStatus() = 0;
 
+    // Only the library has these; the others fail.
+    virtual void WaitUntilRuns(const std::wstring& name);
+    /// Until it has ended for that reason.
+    virtual void Cancel(const std::wstring& name);
+    /// Nothing is started until it is told so.
+    virtual void HoldQueue(bool isHeld);
+
 protected:
     IBenchClient() = default;
 };
 
-/// Obeys the parent: "<command> <count>" with serial, burst, queue, listen, status-write and status-read. Answers each
-/// with the nanoseconds of the whole, followed by those of each single one for the serial ones.
+/// Obeys the parent: "<command> <count> [<task>]" with serial, burst, held-burst, cancel, queue, listen, status-write
+/// and status-read. Answers each with the nanoseconds of the whole, followed by those of each single one for the serial
+/// ones. The task is one of RequestTask.h, an echo without it.
 int ServeParent(IBenchClient& client, const SBenchDirectories& directories);
-
-/// 1 KiB of XML that asks for an echo.
-[[nodiscard]] std::string RequestText();
 
 /// The request whose status file the status rows write and read.
 constexpr const wchar_t* kStatusRequest = L"status-row.drq";

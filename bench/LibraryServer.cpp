@@ -1,37 +1,17 @@
 #include "ZEL_Processor/ZelProcessorContext.h"
 #include "ZEL_Processor/ZelProcessorServer.h"
+#include "ZEL_Processor/ZelServerOptions.h"
 #include "bench/BenchDirectories.h"
 #include "bench/BenchError.h"
 #include "bench/Part.h"
+#include "bench/PartCom.h"
 #include "com/Components.h"
-#include "com/ZelCom.h"
 #include "framework/LogOptions.h"
 
 #include <atomic>
 #include <iostream>
 
 namespace {
-
-/// COM on the main thread.
-class CPartCom {
-public:
-    CPartCom() : m_isSystem(SUCCEEDED(CoInitializeSYS(nullptr))), m_isZel(SUCCEEDED(CoInitializeZEL(nullptr)))
-    {
-        if (!m_isSystem || !m_isZel)
-            Fail(L"COM could not be initialised");
-    }
-    ~CPartCom()
-    {
-        CoUninitializeZEL();
-        CoUninitializeSYS();
-    }
-    CPartCom(const CPartCom&) = delete;
-    CPartCom& operator=(const CPartCom&) = delete;
-
-private:
-    bool m_isSystem;
-    bool m_isZel;
-};
 
 class CBenchContext final : public CZelProcessorContext {
 public:
@@ -47,6 +27,19 @@ public:
 private:
     std::atomic<bool> m_canceled = false;
 };
+
+SZelServerOptions ServerOptionsOf(const SPartOptions& options, const std::wstring& part)
+{
+    SZelServerOptions server{.syncing = options.syncing, .resume = part == kResumingServer};
+    if (part == kTwoSlotsServer)
+        server.slots = 2;
+    if (part == kFourSlotsServer)
+        server.slots = 4;
+    server.isolation.isOn = part == kIsolatedServer;
+    server.requestAttributes = part == kQueueServer;
+    server.operatorCommands = part == kQueueServer;
+    return server;
+}
 
 } // namespace
 
@@ -65,7 +58,7 @@ int RunLibraryServer(const SPartOptions& options, const std::wstring& part)
     directories.Create();
     CBenchContext context;
     CZelProcessorServer server;
-    server.SetOptions({.syncing = options.syncing, .resume = part == kResumingServer});
+    server.SetOptions(ServerOptionsOf(options, part));
     if (!server.SetDirs(directories.request, directories.output))
         Fail(L"the server refused its directories");
     server.SetZelProcessorContext(&context);

@@ -15,15 +15,13 @@ int RunPart(const std::vector<std::wstring>& arguments)
 {
     const std::wstring& part = arguments[1];
     const SPartOptions options{arguments[2], arguments[3] == L"sync", arguments[4]};
-    if (part == kLibraryServer || part == kResumingServer || part == kHoldingServer)
-        return RunLibraryServer(options, part);
     if (part == kLibraryClient)
         return RunLibraryClient(options);
     if (part == kBareServer)
         return RunBareServer(options);
     if (part == kBareClient)
         return RunBareClient(options);
-    return 2;
+    return part.ends_with(L"-server") ? RunLibraryServer(options, part) : 2;
 }
 
 int RunBench(const std::vector<std::wstring>& arguments)

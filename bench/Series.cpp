@@ -21,6 +21,11 @@ void CSeries::Add(std::size_t requests, std::chrono::nanoseconds time, std::chro
     m_singles.insert(m_singles.end(), singles.begin(), singles.end());
 }
 
+void CSeries::Add(const CSeries& other)
+{
+    Add(other.m_requests, other.m_time, other.m_cpu, other.m_singles);
+}
+
 std::optional<double> CSeries::Percentile(double share) const
 {
     if (m_singles.empty())

@@ -85,10 +85,10 @@ std::wstring CSide::Answer()
     return line;
 }
 
-void CSide::Measure(const std::string& command, std::size_t count, CSeries& series)
+void CSide::Measure(const std::string& command, std::size_t count, CSeries& series, const std::string& task)
 {
     const nanoseconds before = m_hasServer ? m_server.CpuTime() : nanoseconds{};
-    Ask(platform::FromUtf8(command) + L" " + std::to_wstring(count));
+    Ask(platform::FromUtf8(command + " " + std::to_string(count) + " " + task));
     std::wistringstream numbers(Answer());
     const nanoseconds after = m_hasServer ? m_server.CpuTime() : nanoseconds{};
     std::vector<nanoseconds> times;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bench/RequestTask.h"
 #include "bench/Series.h"
 #include "platform/Process.h"
 
@@ -22,8 +23,8 @@ public:
     CSide(const CSide&) = delete;
     CSide& operator=(const CSide&) = delete;
 
-    /// Lets the client run a command and adds what it took to the series.
-    void Measure(const std::string& command, std::size_t count, CSeries& series);
+    /// Lets the client run a command and adds what it took to the series. task: see RequestTask.h.
+    void Measure(const std::string& command, std::size_t count, CSeries& series, const std::string& task = kEchoTask);
     /// Starts a command whose answer FinishListening waits for.
     void StartListening(std::chrono::seconds time);
     void FinishListening();

@@ -1,5 +1,6 @@
 #include "plugins/testtasks/TestFactory.h"
 
+#include "plugins/testtasks/ComputeTask.h"
 #include "plugins/testtasks/CrashTask.h"
 #include "plugins/testtasks/FireEventsTask.h"
 #include "plugins/testtasks/GateTask.h"
@@ -16,10 +17,10 @@
 
 namespace {
 
-constexpr std::array<std::wstring_view, 16> kTypes = {
+constexpr std::array<std::wstring_view, 17> kTypes = {
     L"Echo",         L"Sleep",       L"Gate",     L"Retry",    L"FailGetXml",  L"FailInit",          L"FailObtain",
     L"FailResponse", L"FailSetTask", L"FailSave", L"NullTask", L"UnknownTask", L"ThrowInCreateTask", L"Crash",
-    L"FireEvents",   L"Leave"};
+    L"FireEvents",   L"Leave",       L"Compute"};
 
 CComPtr<IWQ_CLSIDArray> MakeGroups(IWQ_DsGuidSet& sources)
 {
@@ -128,6 +129,8 @@ CComPtr<IWQ_ZELProcessorTask> CTestFactory::MakeTask(const CString& type)
         task.Attach(ZelMake<CEchoTask>().Detach());
     else if (type == L"Sleep")
         task.Attach(ZelMake<CSleepTask>().Detach());
+    else if (type == L"Compute")
+        task.Attach(ZelMake<CComputeTask>().Detach());
     else if (type == L"Gate")
         task.Attach(ZelMake<CGateTask>().Detach());
     else if (type == L"Retry")

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cmath>
 #include <map>
 #include <set>
 
@@ -39,11 +40,14 @@ bool IsPositive(const nlohmann::json& value)
     return value.is_number() && value.get<double>() > 0;
 }
 
-TEST(BenchTest, EveryRowIsMeasuredWithSyncingOffAndOn)
+TEST(BenchTest, EveryRowBesideBareOperationsIsMeasuredWithSyncingOffAndOn)
 {
     const testsupport::CTemporaryDirectory directory;
     const std::string output =
-        RunBench({L"--dir", directory.Path(), L"--quick", L"--json", L"--idle-seconds", L"1"}, 0);
+        RunBench({L"--dir", directory.Path(), L"--quick", L"--json", L"--idle-seconds", L"1", L"--rows",
+                  L"round-trip,round-trip-resume,burst-1000,burst-1000-resume,burst-10000,burst-100000,status-write,"
+                  L"status-read,idle"},
+                 0);
     const nlohmann::json result = nlohmann::json::parse(output);
 
     std::multiset<std::string> names;
@@ -68,9 +72,58 @@ TEST(BenchTest, EveryRowIsMeasuredWithSyncingOffAndOn)
     twice.insert(once.begin(), once.end());
     EXPECT_EQ(names, twice);
     EXPECT_EQ(rowsPerSyncing, (std::map<bool, int>{{false, 8}, {true, 8}}));
+    EXPECT_TRUE(result.at("pairs").empty());
     EXPECT_TRUE(result.at("idle_cpu_percent").is_number());
     EXPECT_TRUE(IsPositive(result.at("server_peak_mb")));
     EXPECT_TRUE(std::filesystem::is_empty(testsupport::StandardPath(directory.Path()))) << "left something behind";
+}
+
+TEST(BenchTest, ServersOfTheLibraryAreHeldAgainstEachOther)
+{
+    const testsupport::CTemporaryDirectory directory;
+    const std::string output = RunBench({L"--dir", directory.Path(), L"--quick", L"--json", L"--sync", L"off",
+                                         L"--rows", L"slots-1,slots-2,slots-4,isolated,cancel-busy,queue-100000"},
+                                        0);
+    const nlohmann::json result = nlohmann::json::parse(output);
+    EXPECT_TRUE(result.at("rows").empty());
+    std::map<std::string, std::string> figures;
+    for (const nlohmann::json& pair : result.at("pairs")) {
+        const std::string name = pair.at("name");
+        figures[name] = pair.at("figure");
+        const bool isAlone = name == "cancel-busy";
+        const bool isSerial = isAlone || name == "isolated-round-trip";
+        EXPECT_EQ(pair.at("sync"), false) << name;
+        EXPECT_TRUE(IsPositive(pair.at("requests"))) << name;
+        EXPECT_TRUE(IsPositive(pair.at("per_second"))) << name;
+        EXPECT_TRUE(isAlone ? pair.at("other_per_second").is_null() : IsPositive(pair.at("other_per_second"))) << name;
+        EXPECT_TRUE(isSerial ? IsPositive(pair.at("p99_us")) : pair.at("p99_us").is_null()) << name;
+        // What takes less processor time than the system counts has no ratio of it.
+        const nlohmann::json& value = pair.at("value");
+        EXPECT_TRUE(value.is_number() || name == "queue-100000") << name;
+        if (value.is_null() || pair.at("wanted").is_null())
+            continue;
+        const double above = value.get<double>() - pair.at("wanted").get<double>();
+        const bool isMet = pair.at("figure") == "rate_ratio" ? above >= 0 : above <= 0;
+        EXPECT_TRUE(pair.at("met").get<bool>() == isMet || std::abs(above) < 0.01) << name; // both are rounded
+    }
+    const std::map<std::string, std::string> expected = {
+        {"slots-1-compute", "rate_ratio"}, {"slots-1-sleep", "rate_ratio"},
+        {"slots-1-echo", "rate_ratio"},    {"slots-2-compute", "rate_ratio"},
+        {"slots-2-sleep", "rate_ratio"},   {"slots-2-echo", "rate_ratio"},
+        {"slots-4-compute", "rate_ratio"}, {"slots-4-sleep", "rate_ratio"},
+        {"slots-4-echo", "rate_ratio"},    {"isolated-round-trip", "added_p50_us"},
+        {"isolated-burst", "rate_ratio"},  {"cancel-busy", "p99_us"},
+        {"queue-100000", "cpu_ratio"}};
+    EXPECT_EQ(figures, expected);
+}
+
+TEST(BenchTest, TheTableTellsWhatIsWanted)
+{
+    const testsupport::CTemporaryDirectory directory;
+    const std::string output =
+        RunBench({L"--dir", directory.Path(), L"--quick", L"--sync", L"off", L"--rows", L"slots-4"}, 0);
+    EXPECT_NE(output.find("slots-4-sleep"), std::string::npos) << output;
+    EXPECT_NE(output.find(">= 3.8"), std::string::npos) << output;
 }
 
 TEST(BenchTest, WhatWasNotMeasuredIsNull)

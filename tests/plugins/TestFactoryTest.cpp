@@ -10,6 +10,7 @@
 #include "platform/Os.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "plugins/testtasks/Computing.h"
 
 #include <gtest/gtest.h>
 
@@ -102,6 +103,23 @@ TEST_F(TestTasks, SleepTakesNoBadNumbers)
     EXPECT_EQ(Run("<Task Type=\"Sleep\" Milliseconds=\"-1\"/>").stage, eStage_NotInited);
     EXPECT_EQ(Run("<Task Type=\"Sleep\" Milliseconds=\"99999999999999999999\"/>").stage, eStage_NotInited);
     EXPECT_EQ(Run("<Task Type=\"Sleep\" Milliseconds=\"\"/>").stage, eStage_NotInited);
+}
+
+TEST_F(TestTasks, ComputeAnswersWithANumberThatItsRoundsDecide)
+{
+    const SOutcome outcome = Run("<Task Type=\"Compute\" Rounds=\"3\"/>");
+    EXPECT_EQ(outcome.stage, eStage_Done);
+    std::uint64_t expected = 1;
+    for (int round = 0; round < 3; ++round)
+        expected = ComputeRound(expected);
+    EXPECT_EQ(ElementOf(outcome.response, "Response"), std::to_string(expected));
+    EXPECT_EQ(Run("<Task Type=\"Compute\" Rounds=\"many\"/>").stage, eStage_NotInited);
+}
+
+TEST_F(TestTasks, ComputeWithoutAnEndStopsWhenItIsCanceled)
+{
+    m_run.context.SetCanceled(true);
+    EXPECT_EQ(Run("<Task Type=\"Compute\" Rounds=\"0\"/>").stage, eStage_Canceled);
 }
 
 TEST_F(TestTasks, GateWaitsForItsFile)
