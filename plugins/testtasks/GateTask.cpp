@@ -2,10 +2,17 @@
 
 #include "plugins/common/PluginOs.h"
 
+CGateTask::~CGateTask()
+{
+    while (!m_strEndFile.empty() && !FileExists(m_strEndFile))
+        SleepFor(std::chrono::milliseconds(2));
+}
+
 bool STDMETHODCALLTYPE CGateTask::Init(IXMLDOMNode* task)
 {
     const CParameters parameters(task);
     m_strGateFile = parameters.Text(L"GateFile");
+    m_strEndFile = parameters.Text(L"EndFile");
     SetResponseText(L"passed");
     return !m_strGateFile.empty() && parameters.Number(L"Deaf", 0, m_nDeaf);
 }

@@ -245,6 +245,19 @@ TEST_F(IsolationTest, AStrictServerTellsTheReasonToItsLogAlone)
     EXPECT_TRUE(Contains(server.Errors(), "its process was ended")) << server.Errors();
 }
 
+TEST_F(IsolationTest, ARequestIsDoneBeforeItsTaskIsPutAway)
+{
+    CRunningProgram server = StartIsolating();
+    const std::wstring end = InHome(L"end");
+    Write(Gate(L"g.drq"), "");
+    const std::wstring request =
+        MakeRequest(L"g.drq", L"Type=\"Gate\" GateFile=\"" + Gate(L"g.drq") + L"\" EndFile=\"" + end + L"\"");
+    EXPECT_EQ(Zel({L"send", request, L"-o", InHome(L"g.xml")}).code, 0);
+    Write(end, "");
+    ExpectServes();
+    StopServer(server);
+}
+
 TEST_F(IsolationTest, TheProcessIsReplacedAfterSoManyRequests)
 {
     CRunningProgram server = StartIsolating({L"--recycle", L"2", L"--log-level", L"debug"});

@@ -16,7 +16,9 @@
 #include "reports/StringCodes.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -30,6 +32,8 @@ constexpr std::chrono::milliseconds kStep = 10ms;
 constexpr std::chrono::milliseconds kStartTime = 1min;
 /// In the host's own unit, of which the largest number fits into no finer one.
 constexpr std::chrono::milliseconds kLongestGrace = 1h;
+/// What a task reports.
+constexpr std::wstring_view kReports[] = {L"status", L"comment", L"range", L"position", L"step", L"stepit"};
 
 void Log(Brel::Log::eLogLevel level, const CString& text)
 {
@@ -211,6 +215,8 @@ bool CIsolatedRunner::Understand(const std::vector<CString>& words, SRun& run)
     const CString& what = words[0];
     const std::size_t count = words.size();
     const auto number = [&](std::size_t index) { return count > index ? NumberOf(words[index]) : std::nullopt; };
+    if (run.isDone && std::ranges::find(kReports, what) != std::end(kReports))
+        return true; // the status is its sender's now
     if (what == L"status" && count == 3 && number(1) >= eRequestStatus_ServerError && number(1) < eRequestStatus_Last)
         SetStatus(words, run);
     else if (what == L"comment" && count == 2)
@@ -260,6 +266,8 @@ void CIsolatedRunner::TakeAway(SRun& run)
     run.isSaved = true;
     run.isTakenAway = run.isTakenAway || platform::Succeeded(error);
     m_pHost->Send({L"removed", TaskHostLine::TextOf(error)});
+    if (run.isTakenAway) // nothing is missing: its sender need not wait until the process has put all away
+        TellDone(run, TextOf(StringCodes::kDone));
 }
 
 void CIsolatedRunner::TellDone(SRun& run, const CString& text) const
