@@ -16,10 +16,10 @@ namespace {
 constexpr std::size_t kQuickShare = 500;
 constexpr std::size_t kQuickLeast = 4;
 
-const std::vector<std::string> kRows = {"round-trip",  "round-trip-resume", "burst-1000",   "burst-1000-resume",
-                                        "burst-10000", "burst-100000",      "status-write", "status-read",
-                                        "slots-1",     "slots-2",           "slots-4",      "isolated",
-                                        "cancel-busy", "queue-100000",      "idle"};
+const std::vector<std::string> kRows = {
+    "round-trip",   "round-trip-resume", "burst-1000",  "burst-1000-resume", "burst-10000", "burst-100000",
+    "status-write", "status-read",       "slots-1",     "slots-2",           "slots-4",     "isolated",
+    "resume",       "resume-synced",     "cancel-busy", "queue-100000",      "idle"};
 
 std::vector<bool> SyncingOf(const std::string& text)
 {

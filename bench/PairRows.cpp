@@ -18,6 +18,9 @@ namespace {
 /// Requests before the first round.
 constexpr std::size_t kWarmUp = 20;
 
+/// With which syncing a row is measured. Once: without, whatever is asked for.
+enum eSyncing { eSyncing_Each, eSyncing_Once, eSyncing_Off, eSyncing_On };
+
 struct SPlan {
     const char* row; ///< as the options name it
     const char* name;
@@ -30,7 +33,7 @@ struct SPlan {
     std::size_t rounds;
     std::string subjectTask;
     std::string baseTask;
-    bool isSynced = true; ///< also measured with syncing
+    eSyncing syncing = eSyncing_Each;
 };
 
 /// Short rounds that take turns, as many as make a median that a busy moment does not move.
@@ -63,6 +66,10 @@ std::vector<SPlan> PlansOf(const SBenchOptions& options)
     plans.push_back({"isolated", "isolated-round-trip", eFigure_AddedP50, 80, kIsolatedServer, kLibraryServer, "serial",
                      options.Count(200), 9, kEchoTask, kEchoTask});
     burst("isolated", "isolated-burst", 0.7, kIsolatedServer, kLibraryServer, options.Count(1000), kEchoTask);
+    burst("resume", "resume", 0.95, kResumingServer, kLibraryServer, options.Count(1000), kEchoTask);
+    plans.back().syncing = eSyncing_Off;
+    burst("resume-synced", "resume-synced", 0.9, kResumingServer, kLibraryServer, options.Count(1000), kEchoTask);
+    plans.back().syncing = eSyncing_On;
     plans.push_back({"cancel-busy",
                      "cancel-busy",
                      eFigure_P99Of,
@@ -74,10 +81,21 @@ std::vector<SPlan> PlansOf(const SBenchOptions& options)
                      5,
                      std::string(kComputeTask) + "0",
                      {},
-                     false});
+                     eSyncing_Once});
     plans.push_back({"queue-100000", "queue-100000", eFigure_CpuRatio, 1.1, kQueueServer, kQueueServer, "held-burst",
-                     options.Count(100000), 1, kMixedTask, kEchoTask, false});
+                     options.Count(100000), 1, kMixedTask, kEchoTask, eSyncing_Once});
     return plans;
+}
+
+bool IsMeasuredWith(eSyncing syncing, bool isSyncing, const SBenchOptions& options)
+{
+    switch (syncing) {
+    case eSyncing_Each: return true;
+    case eSyncing_Once: return isSyncing == options.syncing.front();
+    case eSyncing_Off: return !isSyncing;
+    case eSyncing_On: return isSyncing;
+    }
+    return false;
 }
 
 double FigureOf(eFigure figure, const CSeries& subject, const CSeries& base)
@@ -136,11 +154,10 @@ void RunPairRows(const SBenchOptions& options, const std::wstring& directory, SB
     const std::vector<SPlan> plans = PlansOf(options);
     for (const bool syncing : options.syncing) {
         for (const SPlan& plan : plans) {
-            // What does not depend on it is measured once.
-            if (!options.Wants(plan.row) || (!plan.isSynced && syncing != options.syncing.front()))
+            if (!options.Wants(plan.row) || !IsMeasuredWith(plan.syncing, syncing, options))
                 continue;
             TellProgress(std::string(plan.name) + (syncing ? ", syncing" : ""));
-            result.pairs.push_back(RunPlan(plan, syncing && plan.isSynced, options, directory));
+            result.pairs.push_back(RunPlan(plan, syncing && plan.syncing != eSyncing_Once, options, directory));
         }
     }
 }

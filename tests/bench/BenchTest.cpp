@@ -81,9 +81,10 @@ TEST(BenchTest, EveryRowBesideBareOperationsIsMeasuredWithSyncingOffAndOn)
 TEST(BenchTest, ServersOfTheLibraryAreHeldAgainstEachOther)
 {
     const testsupport::CTemporaryDirectory directory;
-    const std::string output = RunBench({L"--dir", directory.Path(), L"--quick", L"--json", L"--sync", L"off",
-                                         L"--rows", L"slots-1,slots-2,slots-4,isolated,cancel-busy,queue-100000"},
-                                        0);
+    const std::string output =
+        RunBench({L"--dir", directory.Path(), L"--quick", L"--json", L"--sync", L"off", L"--rows",
+                  L"slots-1,slots-2,slots-4,isolated,resume,resume-synced,cancel-busy,queue-100000"},
+                 0);
     const nlohmann::json result = nlohmann::json::parse(output);
     EXPECT_TRUE(result.at("rows").empty());
     std::map<std::string, std::string> figures;
@@ -107,14 +108,24 @@ TEST(BenchTest, ServersOfTheLibraryAreHeldAgainstEachOther)
         EXPECT_TRUE(pair.at("met").get<bool>() == isMet || std::abs(above) < 0.01) << name; // both are rounded
     }
     const std::map<std::string, std::string> expected = {
-        {"slots-1-compute", "rate_ratio"}, {"slots-1-sleep", "rate_ratio"},
-        {"slots-1-echo", "rate_ratio"},    {"slots-2-compute", "rate_ratio"},
-        {"slots-2-sleep", "rate_ratio"},   {"slots-2-echo", "rate_ratio"},
-        {"slots-4-compute", "rate_ratio"}, {"slots-4-sleep", "rate_ratio"},
-        {"slots-4-echo", "rate_ratio"},    {"isolated-round-trip", "added_p50_us"},
-        {"isolated-burst", "rate_ratio"},  {"cancel-busy", "p99_us"},
-        {"queue-100000", "cpu_ratio"}};
+        {"slots-1-compute", "rate_ratio"},       {"slots-1-sleep", "rate_ratio"},  {"slots-1-echo", "rate_ratio"},
+        {"slots-2-compute", "rate_ratio"},       {"slots-2-sleep", "rate_ratio"},  {"slots-2-echo", "rate_ratio"},
+        {"slots-4-compute", "rate_ratio"},       {"slots-4-sleep", "rate_ratio"},  {"slots-4-echo", "rate_ratio"},
+        {"isolated-round-trip", "added_p50_us"}, {"isolated-burst", "rate_ratio"}, {"cancel-busy", "p99_us"},
+        {"queue-100000", "cpu_ratio"},           {"resume", "rate_ratio"}};
     EXPECT_EQ(figures, expected);
+}
+
+TEST(BenchTest, ResumingIsMeasuredOnceWithoutAndOnceWithSyncing)
+{
+    const testsupport::CTemporaryDirectory directory;
+    const std::string output =
+        RunBench({L"--dir", directory.Path(), L"--quick", L"--json", L"--rows", L"resume,resume-synced"}, 0);
+    const nlohmann::json result = nlohmann::json::parse(output);
+    std::map<std::string, bool> syncing;
+    for (const nlohmann::json& pair : result.at("pairs"))
+        EXPECT_TRUE(syncing.emplace(pair.at("name"), pair.at("sync")).second);
+    EXPECT_EQ(syncing, (std::map<std::string, bool>{{"resume", false}, {"resume-synced", true}}));
 }
 
 TEST(BenchTest, TheTableTellsWhatIsWanted)
