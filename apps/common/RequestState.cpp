@@ -144,7 +144,6 @@ nlohmann::ordered_json NumberOrNull(const std::optional<Number>& number)
 
 void AddFiles(nlohmann::ordered_json& object, const SRequestFiles& files)
 {
-    object["since"] = TimeOrNull(files.since);
     object["position"] = NumberOrNull(files.position);
     object["size"] = NumberOrNull(files.size);
     object["owner"] =
@@ -189,6 +188,10 @@ std::wstring ToJson(const SRequestState& state)
     object["modified"] = TimeOrNull(state.modified);
     if (state.age)
         object["age"] = *state.age;
+    if (state.stage) {
+        object["since"] = TimeOrNull(state.stage->since);
+        object["slot"] = NumberOrNull(state.stage->slot);
+    }
     if (state.files)
         AddFiles(object, *state.files);
     return platform::FromUtf8(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));

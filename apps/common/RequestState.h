@@ -12,9 +12,16 @@ struct SRequestFiles {
     std::optional<std::int64_t> position; ///< 0 runs, 1 runs next; of those that run or wait
     std::optional<std::uint64_t> size;    ///< of the request, or of the response of one that has ended, in bytes
     std::wstring owner;                   ///< of that file; empty when it is not known
-    std::optional<std::int64_t> since;    ///< when it began to wait or to run, or ended; seconds since 1970-01-01 UTC
 
     friend bool operator==(const SRequestFiles&, const SRequestFiles&) = default;
+};
+
+/// Where a request is on its way, where that is asked for.
+struct SRequestStage {
+    std::optional<std::int64_t> since; ///< when it began to wait or to run, or ended; seconds since 1970-01-01 UTC
+    std::optional<unsigned> slot;      ///< of the server, in which it runs, where that tells; from 1 on
+
+    friend bool operator==(const SRequestStage&, const SRequestStage&) = default;
 };
 
 /// What a program knows of a request, ready to be shown.
@@ -26,6 +33,7 @@ struct SRequestState {
     std::optional<std::int64_t> created; ///< of the status file; seconds since 1970-01-01 UTC
     std::optional<std::int64_t> modified;
     std::optional<std::int64_t> age; ///< seconds since it began to wait or to run, or ended; where it is asked for
+    std::optional<SRequestStage> stage;
     std::optional<SRequestFiles> files;
 
     friend bool operator==(const SRequestState&, const SRequestState&) = default;

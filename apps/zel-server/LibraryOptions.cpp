@@ -61,6 +61,7 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
     options.slots = asked.slots != 0
                         ? asked.slots
                         : std::clamp(std::thread::hardware_concurrency(), 1U, SZelServerOptions::kMostSlots);
+    options.tellSlots = !asked.strict;
     options.isolation.isOn = asked.isolate;
     options.isolation.recycle = asked.recycle;
     options.isolation.memoryLimit = std::uint64_t{asked.memoryLimitMiB} << 20U;

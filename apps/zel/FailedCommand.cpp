@@ -61,7 +61,7 @@ SRequestState StateOf(const SKeptRequest& request)
     files.size = request.size;
     files.owner = request.owner;
     if (request.record.when != 0) {
-        files.since = request.record.when;
+        state.stage = {.since = request.record.when, .slot = std::nullopt};
         state.age = std::max<std::int64_t>(platform::Clock().UtcSeconds() - request.record.when, 0);
     }
     return state;

@@ -1,10 +1,10 @@
 #include "apps/zel/ListCommand.h"
 
 #include "Kernel/ZEL_Processor/ZEL_Processor/protocol/RequestAttributes.h"
-#include "ZEL_Processor/ZelRequestWatch.h"
 #include "apps/zel/ListTable.h"
 #include "apps/zel/RequestNames.h"
 #include "apps/zel/RunningOrder.h"
+#include "apps/zel/RunningSlots.h"
 #include "apps/zel/ServerWatch.h"
 #include "platform/AccountName.h"
 #include "platform/Os.h"
@@ -27,11 +27,6 @@ std::optional<std::int64_t> ArrivalOf(const std::wstring& path)
 {
     platform::FileTimeNs time = 0;
     return platform::Succeeded(platform::Files().GetChangeTime(path, time)) ? std::optional(time) : std::nullopt;
-}
-
-bool IsAtWork(eZelProcRequestStatus status)
-{
-    return status != eRequestStatus_Waiting && status != eRequestStatus_Paused && !CZelRequestWatch::IsFinal(status);
 }
 
 /// Those of a directory that have no status of the server's.
@@ -123,6 +118,7 @@ int CListCommand::Run(CToolSession& session)
 
 eExitCode CListCommand::ListAll(CToolSession& session, const std::set<std::wstring>& names, const Positions& positions)
 {
+    CRunningSlots slots(session);
     for (const std::wstring& name : names) {
         eExitCode code = eExitCode_Done;
         std::optional<SRequestState> state = session.Look(session.Client(), name, code);
@@ -131,6 +127,7 @@ eExitCode CListCommand::ListAll(CToolSession& session, const std::set<std::wstri
         // One without any file by now was received while we looked.
         if (state->status == eRequestStatus_NotRequested && !platform::PathExists(session.OutputPath(name)))
             continue;
+        state->stage = slots.StageOf(*state);
         AddFileTexts(session, positions, *state);
         // What needs no order of its own is told as it is found: a status that somebody holds may take long.
         if (session.Options().json && m_sort.empty())
@@ -161,13 +158,13 @@ void CListCommand::AddFileTexts(const CToolSession& session, const Positions& po
         files.position = 0;
     else if (const auto found = positions.find(state.name); isWaiting && found != positions.end())
         files.position = found->second;
-    files.since = IsAtWork(state.status) ? state.created : state.modified;
-    if (!files.since && place != std::end(places)) {
+    std::optional<std::int64_t>& since = state.stage->since;
+    if (!since && place != std::end(places)) {
         if (const std::optional<std::int64_t> arrival = ArrivalOf(*place))
-            files.since = *arrival / kNanoseconds;
+            since = *arrival / kNanoseconds;
     }
-    if (files.since)
-        state.age = std::max<std::int64_t>(platform::Clock().UtcSeconds() - *files.since, 0);
+    if (since)
+        state.age = std::max<std::int64_t>(platform::Clock().UtcSeconds() - *since, 0);
 }
 
 /// Asked once for each, for the answer may come from another machine.

@@ -18,6 +18,7 @@ enum eColumn {
     eColumn_Status,
     eColumn_Percent,
     eColumn_Position,
+    eColumn_Slot,
     eColumn_Size,
     eColumn_Age,
     eColumn_Since,
@@ -34,7 +35,8 @@ constexpr std::size_t kLeastName = 12;
 
 bool IsNumber(std::size_t column)
 {
-    return column == eColumn_Percent || column == eColumn_Position || column == eColumn_Size || column == eColumn_Age;
+    return column == eColumn_Percent || column == eColumn_Position || column == eColumn_Slot ||
+           column == eColumn_Size || column == eColumn_Age;
 }
 
 /// In the user's time zone, to the minute.
@@ -49,10 +51,11 @@ std::wstring SinceText(std::int64_t time)
 
 Cells HeadCells()
 {
-    const STextCode* const codes[] = {
-        &ToolTexts::IDS_COLUMN_NAME,     &ToolTexts::IDS_COLUMN_STATUS, &ToolTexts::IDS_COLUMN_PERCENT,
-        &ToolTexts::IDS_COLUMN_POSITION, &ToolTexts::IDS_COLUMN_SIZE,   &ToolTexts::IDS_COLUMN_AGE,
-        &ToolTexts::IDS_COLUMN_SINCE,    &ToolTexts::IDS_COLUMN_OWNER,  &ToolTexts::IDS_COLUMN_COMMENT};
+    const STextCode* const codes[] = {&ToolTexts::IDS_COLUMN_NAME,    &ToolTexts::IDS_COLUMN_STATUS,
+                                      &ToolTexts::IDS_COLUMN_PERCENT, &ToolTexts::IDS_COLUMN_POSITION,
+                                      &ToolTexts::IDS_COLUMN_SLOT,    &ToolTexts::IDS_COLUMN_SIZE,
+                                      &ToolTexts::IDS_COLUMN_AGE,     &ToolTexts::IDS_COLUMN_SINCE,
+                                      &ToolTexts::IDS_COLUMN_OWNER,   &ToolTexts::IDS_COLUMN_COMMENT};
     Cells cells;
     std::ranges::transform(codes, cells.begin(), [](const STextCode* code) { return WQ_ModuleText(*code); });
     return cells;
@@ -68,14 +71,16 @@ Cells CellsOf(const SRequestState& state)
     cells[eColumn_Comment] = CommentText(state);
     if (state.age)
         cells[eColumn_Age] = AgeText(*state.age);
+    if (state.stage && state.stage->slot)
+        cells[eColumn_Slot] = std::to_wstring(*state.stage->slot);
+    if (state.stage && state.stage->since)
+        cells[eColumn_Since] = SinceText(*state.stage->since);
     if (!state.files)
         return cells;
     if (state.files->position)
         cells[eColumn_Position] = std::to_wstring(*state.files->position);
     if (state.files->size)
         cells[eColumn_Size] = ByteCountText(*state.files->size);
-    if (state.files->since)
-        cells[eColumn_Since] = SinceText(*state.files->since);
     cells[eColumn_Owner] = OneLine(state.files->owner);
     return cells;
 }

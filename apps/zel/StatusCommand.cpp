@@ -1,5 +1,6 @@
 #include "apps/zel/StatusCommand.h"
 
+#include "apps/zel/RunningSlots.h"
 #include "apps/zel/ServerWatch.h"
 
 #include <CLI/CLI.hpp>
@@ -18,10 +19,12 @@ bool CStatusCommand::Check()
 int CStatusCommand::Run(CToolSession& session)
 {
     eExitCode code = eExitCode_Done;
+    CRunningSlots slots(session);
     for (const std::wstring& name : m_names) {
-        const std::optional<SRequestState> state = session.Look(session.Client(), name, code);
+        std::optional<SRequestState> state = session.Look(session.Client(), name, code);
         if (!state)
             return code;
+        state->stage = slots.StageOf(*state);
         session.Print(*state);
         // Whatever the server said, the question was answered; only a status that can't be read is a failure.
         if (state->status == eRequestStatus_ClientError)

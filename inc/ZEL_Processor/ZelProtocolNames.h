@@ -23,6 +23,8 @@ inline constexpr const wchar_t* kFailedDirectory = L"failed";
 inline constexpr const wchar_t* kFailedExtension = L".failed";
 
 /// Extensions of what a client puts into the request directory, in any letter case. Other files are left alone there.
+/// In it, too: the directory of what runs in which slot (SZelServerOptions::tellSlots), a file for each.
+inline constexpr const wchar_t* kSlotsDirectory = L"slots";
 inline constexpr const wchar_t* kRequestExtension = L".drq";
 inline constexpr const wchar_t* kXmlRequestExtension = L".xml";
 inline constexpr const wchar_t* kCommandExtension = L".command";

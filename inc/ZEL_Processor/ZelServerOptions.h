@@ -191,6 +191,10 @@ struct SZelServerOptions {
     /// one request at a time.
     unsigned slots = 1;
     static constexpr unsigned kMostSlots = 64;
+    /// With more than one slot: which request runs in which of them, and since when, is written to a small file of the
+    /// server's own for each slot (ZelProtocol::kSlotsDirectory), once for each run, before it, for whoever lists what
+    /// runs. Nothing depends on it. Off: nobody is told.
+    bool tellSlots = false;
     /// A request that failed, which is neither refused nor cancelled, is kept for so long in a directory of the
     /// server's own (ZelProtocol::kFailedDirectory), with the reason, the attempt and the path of a crash report beside
     /// it; of more than a thousand the oldest go first. It is gone for its client as any that failed; for an operator

@@ -50,6 +50,7 @@ TEST(LibraryOptionsTest, TheUsualServerProtectsItsUsers)
     EXPECT_EQ(options.timeLimit, std::chrono::milliseconds(0)) << "none";
     EXPECT_EQ(options.grace, std::chrono::seconds(5));
     EXPECT_TRUE(options.retryBackOff);
+    EXPECT_TRUE(options.tellSlots);
 }
 
 TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)

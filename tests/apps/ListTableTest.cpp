@@ -21,7 +21,7 @@ protected:
         state.percent = 7;
         state.comment = comment;
         state.age = 240;
-        state.files = SRequestFiles{.position = 0, .size = 1234, .owner = L"ada", .since = std::nullopt};
+        state.files = SRequestFiles{.position = 0, .size = 1234, .owner = L"ada"};
         return state;
     }
     [[nodiscard]] static std::vector<std::wstring> Lines(const std::wstring& table)

@@ -39,6 +39,46 @@ TEST_F(SlotsTest, RequestsRunAtOnceAndACancelOrACrashIsOnesOwn)
     EXPECT_TRUE(Contains(server.Errors(), " --slots 4 ")) << server.Errors();
 }
 
+TEST_F(SlotsTest, ListAndStatusTellWhichSlotRunsARequestAndSinceWhen)
+{
+    CRunningProgram server = StartServer({L"--slots", L"2"});
+    for (const wchar_t* name : {L"a.drq", L"b.drq"}) {
+        SendToGate(name);
+        ASSERT_TRUE(WaitUntilAtGate(name));
+    }
+    SendToGate(L"c.drq");
+    const std::vector<nlohmann::json> listed = Zel({L"list", L"--json"}).Objects();
+    ASSERT_EQ(listed.size(), 3U);
+    EXPECT_EQ(listed[0].value("slot", 0) + listed[1].value("slot", 0), 3) << listed[0] << listed[1];
+    EXPECT_TRUE(listed[2]["slot"].is_null()) << listed[2];
+    EXPECT_TRUE(Contains(Zel({L"list"}).output, "  Slot  ")) << Zel({L"list"}).output;
+    const nlohmann::json status = Zel({L"status", L"b.drq", L"--json"}).Objects().at(0);
+    EXPECT_EQ(status["slot"], listed[1]["slot"]);
+    EXPECT_EQ(status["since"], listed[1]["since"]);
+    EXPECT_TRUE(status["since"].is_string()) << status;
+    OpenGates({L"a.drq", L"b.drq", L"c.drq"});
+    EXPECT_TRUE(Zel({L"status", L"a.drq", L"--json"}).Objects().at(0)["slot"].is_null()) << "it has ended";
+    StopServer(server);
+}
+
+TEST_F(SlotsTest, WhatAServerHasToldOfItsSlotsBeforeItDiedIsToldNoMore)
+{
+    CRunningProgram server = StartServer({L"--slots", L"2"});
+    SendToGate(L"a.drq");
+    ASSERT_TRUE(WaitUntilAtGate(L"a.drq"));
+    server.Process().Kill();
+    static_cast<void>(server.Finish());
+    const nlohmann::json left = Zel({L"status", L"a.drq", L"--json"}).Objects().at(0);
+    EXPECT_EQ(left["status"], 9) << "as it left it";
+    EXPECT_TRUE(left["slot"].is_null()) << left;
+    EXPECT_TRUE(left["since"].is_string()) << left;
+    CRunningProgram next = StartServer({L"--resume"});
+    ASSERT_TRUE(WaitUntil([&] { return Zel({L"status", L"a.drq", L"--json"}).Objects().at(0)["status"] == 9; }));
+    EXPECT_TRUE(Zel({L"status", L"a.drq", L"--json"}).Objects().at(0)["slot"].is_null()) << "it has one slot";
+    OpenGates({L"a.drq"});
+    StopServer(next);
+}
+
 /// Their plug-in says nothing of threads.
 class SilentPluginTest : public SlotsTest {
 protected:

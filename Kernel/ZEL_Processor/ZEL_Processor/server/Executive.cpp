@@ -35,6 +35,7 @@ CExecutive::CExecutive(const CServerSettings& settings, CRequestQueue& requests,
       m_statuses(statuses),
       m_bRunning(isRunning),
       m_attempts(settings),
+      m_slots(settings),
       m_ended(settings, keptNames),
       m_nSlot(slot),
       m_run(settings, requests, m_ended, m_bMayTakeLong, slot)
@@ -113,6 +114,7 @@ bool CExecutive::ExecuteRequest()
             item, bLast, [this] { m_pStepping->ProceedQueue(false); }, m_nSlot))
         return false;
     const MOXCrashRpt::CScopedSubject subject(item.m_strFile);
+    m_slots.Tell(m_nSlot, item.m_strFile); // before the status that has somebody ask
     const platform::CPrivateFiles files(m_settings.PrivateFor(item.m_strOwner));
     const bool isNews = !std::exchange(item.m_bTold, true);
     if (!m_settings.m_options.tellStory)

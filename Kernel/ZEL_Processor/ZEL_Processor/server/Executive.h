@@ -3,6 +3,7 @@
 #include "AttemptRecords.h"
 #include "ContainedRun.h"
 #include "EndedRequests.h"
+#include "SlotRecords.h"
 
 #include <atomic>
 #include <chrono>
@@ -55,6 +56,7 @@ private:
     std::atomic<std::uint32_t> m_nTurns = 0;
     std::atomic<bool> m_bMayTakeLong = false;
     const CAttemptRecords m_attempts;
+    const CSlotRecords m_slots;
     CEndedRequests m_ended;
     const std::size_t m_nSlot;
     CContainedRun m_run;

@@ -4,6 +4,7 @@
 #include "RecordFolder.h"
 #include "Resume.h"
 #include "ZEL_Processor/ZelProcessor.h"
+#include "SlotRecords.h"
 #include "com/ComError.h"
 #include "com/ComThread.h"
 #include "framework/Exceptions.h"
@@ -175,6 +176,7 @@ bool CServerState::PrepareSlots()
     m_requests.SetSlots(contexts);
     return true;
 }
+    CSlotRecords(m_settings).Clear();
 
 /// A run that was stopped without waiting, or gave up, may have its threads still, and they use what Run makes anew.
 bool CServerState::EndEarlierRun()
