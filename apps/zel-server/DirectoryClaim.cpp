@@ -26,6 +26,16 @@ std::wstring ProcessFileIn(const std::wstring& folder)
     return platform::JoinPath(folder, ZelProtocol::kClaimProcessFile);
 }
 
+/// Empty for what is no such file.
+std::wstring ReadProcess(const std::wstring& path)
+{
+    std::string text;
+    if (!platform::Succeeded(platform::ReadWholeFile(path, platform::eOpenMode_ReadShared, text, kMaxProcessText)))
+        return {};
+    const bool isNumber = std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
+    return isNumber ? platform::FromUtf8(text) : std::wstring();
+}
+
 } // namespace
 
 CDirectoryClaim::~CDirectoryClaim()
@@ -115,10 +125,14 @@ void CDirectoryClaim::ShowAlive() const
 
 std::wstring CDirectoryClaim::HolderOf(const std::wstring& directory)
 {
-    std::string text;
-    if (!platform::Succeeded(platform::ReadWholeFile(ProcessFileIn(OwnFolder(directory)),
-                                                     platform::eOpenMode_ReadShared, text, kMaxProcessText)))
-        return {};
-    const bool isNumber = std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
-    return isNumber ? platform::FromUtf8(text) : std::wstring();
+    return ReadProcess(ProcessFileIn(OwnFolder(directory)));
+}
+
+bool CDirectoryClaim::IsHolderDraining(const std::wstring& directory)
+{
+    const std::wstring draining = ReadProcess(platform::JoinPath(OwnFolder(directory), ZelProtocol::kDrainingFile));
+    const std::wstring holder = HolderOf(directory);
+    // One that ends takes its number away before it lets go, of one directory after the other.
+    return !draining.empty() &&
+           (holder.empty() || holder == draining || holder == std::to_wstring(platform::CurrentProcessId()));
 }

@@ -32,6 +32,8 @@ public:
     void ShowAlive() const;
     /// The number of the process that holds the claim on a directory; empty when it left none.
     [[nodiscard]] static std::wstring HolderOf(const std::wstring& directory);
+    /// Whether that process, or the one that held it until a moment ago, drains: it will let go by itself.
+    [[nodiscard]] static bool IsHolderDraining(const std::wstring& directory);
 
 private:
     [[nodiscard]] platform::eOsError TakeOnce();

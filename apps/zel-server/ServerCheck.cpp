@@ -49,6 +49,8 @@ bool CheckDirectories(const SServerOptions& options)
                       {PlaceText(options.requestDir), PlaceText(options.outputDir)}));
     if (options.takeOver && TakeOver::HasOther(options))
         Say(WQ_ModuleText(ServerTexts::IDS_CHECK_TAKES_OVER, {options.outputDir}));
+    else if (CServerDirectories::WaitsForOther(options))
+        Say(WQ_ModuleText(ServerTexts::IDS_CHECK_WAITS, {options.outputDir}));
     const std::size_t files =
         FilesIn(options.outputDir) + FilesIn(platform::JoinPath(options.outputDir, ZelProtocol::kQueueDirectory));
     Say(WQ_ModuleText(options.resume && !options.strict ? ServerTexts::IDS_CHECK_RESUMES

@@ -121,10 +121,16 @@ void CServerDirectories::Tidy() const
         RemoveLeftTrials(directory);
 }
 
+bool CServerDirectories::WaitsForOther(const SServerOptions& options)
+{
+    const bool waits =
+        options.takeOver || (options.resume && !options.strict && CDirectoryClaim::IsHolderDraining(options.outputDir));
+    return waits && CDirectoryClaim::Ask(options.outputDir) == platform::eOsError_SharingViolation;
+}
+
 bool CServerDirectories::Check(const SServerOptions& options, std::wstring& error)
 {
-    const bool takesOver =
-        options.takeOver && CDirectoryClaim::Ask(options.outputDir) == platform::eOsError_SharingViolation;
+    const bool takesOver = WaitsForOther(options);
     return ProvideDirectory(options.requestDir, kRequestTexts, options.createDirs, TryFolder, error) &&
            ProvideDirectory(options.outputDir, kOutputTexts, options.createDirs, TryFolder, error) &&
            CheckApart(options, error) && CheckOwn(options.outputDir, error) &&

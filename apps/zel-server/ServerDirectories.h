@@ -33,6 +33,8 @@ public:
 
     /// What Prepare and Try would say, without creating or claiming anything.
     [[nodiscard]] static bool Check(const SServerOptions& options, std::wstring& error);
+    /// Whether there is a server for whose end a start would wait.
+    [[nodiscard]] static bool WaitsForOther(const SServerOptions& options);
 
     /// For a server that runs: whether output directory, queue and claims are still there. What is not is made again,
     /// but for what it lay in; the text says what it was, or why it can't be.

@@ -4,7 +4,6 @@
 #include "apps/zel-server/LibraryOptions.h"
 #include "apps/zel-server/ServerPlugins.h"
 #include "apps/zel-server/ServerStory.h"
-#include "apps/zel-server/TakeOver.h"
 #include "framework/Exceptions.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
@@ -151,49 +150,6 @@ bool CServerProgram::Start()
         m_messages.Error(error);
     Publish();
     return true;
-}
-
-bool CServerProgram::TakeDirectories()
-{
-    std::wstring error;
-    const auto goOn = [this] { return GoesOn(); };
-    const bool hasOther = m_options.takeOver && TakeOver::HasOther(m_options);
-    if (hasOther)
-        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_TAKES_OVER, {m_options.outputDir}));
-    if (hasOther && !TakeOver::Drain(m_options, goOn, error)) {
-        if (m_bStoppedEarly)
-            return false;
-        // It may drain already, or be asked by who may.
-        m_messages.Note(error);
-        m_messages.Note(WQ_ModuleText(ServerTexts::IDS_WAITS_FOR_END));
-    }
-    const bool isPrepared =
-        hasOther ? m_directories.Prepare(m_options, error, goOn) : m_directories.Prepare(m_options, error);
-    if (!isPrepared && !m_bStoppedEarly)
-        m_messages.Error(error);
-    return isPrepared;
-}
-
-int CServerProgram::DrainOther()
-{
-    std::wstring error;
-    if (!TakeOver::Drain(
-            m_options, [this] { return GoesOn(); }, error) &&
-        !m_bStoppedEarly) {
-        m_messages.Error(error);
-        return eExitCode_ClientError;
-    }
-    while (GoesOn() && TakeOver::HasOther(m_options)) {
-    }
-    return m_bStoppedEarly ? eExitCode_Interrupted : eExitCode_Done;
-}
-
-bool CServerProgram::GoesOn()
-{
-    platform::eProgramSignal received = platform::eProgramSignal_Reload;
-    if (m_signals.WaitFor(1ms, received) && received == platform::eProgramSignal_Stop)
-        m_bStoppedEarly = true;
-    return !m_bStoppedEarly;
 }
 
 void CServerProgram::Publish(std::int64_t ended)

@@ -38,6 +38,7 @@ private:
     /// The directories, checked and claimed. False after a message, and without one when somebody wants this server to
     /// stop while it waits for another one.
     [[nodiscard]] bool TakeDirectories();
+    [[nodiscard]] bool WaitsForDrained();
     [[nodiscard]] int DrainOther();
     /// False after a signal to stop; at the start, before anybody serves.
     [[nodiscard]] bool GoesOn();
@@ -80,6 +81,7 @@ private:
     const std::int64_t m_started;
     std::vector<std::wstring> m_leftOut; ///< manifests that are not used, with the reasons
     bool m_bToldFailure = false;
+    bool m_bToldDraining = false;
     bool m_bStoppedEarly = false; ///< while it waited for another server
     std::atomic<bool> m_bLostDirectories = false;
     std::atomic<bool> m_bDrained = false;

@@ -17,14 +17,16 @@ inline constexpr const wchar_t* kClaimProcessFile = L"process";
 inline constexpr const wchar_t* kServerInfoFile = L"server";
 /// In it, too: there for as long as the queue is held (SZelServerOptions::operatorCommands).
 inline constexpr const wchar_t* kHeldFile = L"held";
+/// In it, too: the number of the process of a server that drains (SZelServerOptions::drained), like kClaimProcessFile.
+inline constexpr const wchar_t* kDrainingFile = L"draining";
 /// In it, too: the directory of requests that have failed and are kept (SZelServerOptions::keepFailed), each under its
 /// name, and behind the whole name the extension of what is told of it.
 inline constexpr const wchar_t* kFailedDirectory = L"failed";
 inline constexpr const wchar_t* kFailedExtension = L".failed";
-
-/// Extensions of what a client puts into the request directory, in any letter case. Other files are left alone there.
 /// In it, too: the directory of what runs in which slot (SZelServerOptions::tellSlots), a file for each.
 inline constexpr const wchar_t* kSlotsDirectory = L"slots";
+
+/// Extensions of what a client puts into the request directory, in any letter case. Other files are left alone there.
 inline constexpr const wchar_t* kRequestExtension = L".drq";
 inline constexpr const wchar_t* kXmlRequestExtension = L".xml";
 inline constexpr const wchar_t* kCommandExtension = L".command";

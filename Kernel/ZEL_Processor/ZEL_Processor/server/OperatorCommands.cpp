@@ -36,6 +36,12 @@ bool COperatorCommands::Takes(const SZelServerOptions& options, eCommandType typ
     return options.operatorCommands && (type != CommandFile::kDrainServer || options.drained != nullptr);
 }
 
+void COperatorCommands::ForgetDrain(const CServerSettings& settings)
+{
+    if (settings.m_options.operatorCommands)
+        static_cast<void>(platform::Files().Remove(settings.m_paths.InOwnFolder(Protocol::kDrainingFile)));
+}
+
 CString COperatorCommands::CarryOut(const CommandFile::SContent& command, const CString& path)
 {
     if (!m_settings.IsOperators(path))
@@ -63,6 +69,9 @@ void COperatorCommands::Drain()
         return;
     // What waits is lost with the next start, unless that takes it over; without an executive it would wait for ever.
     m_requests.Drain(!m_settings.m_options.resume && !m_settings.m_bNoExecutiveThread);
+    // For whoever starts beside it, who can do without. Another process does not drain because of it.
+    static_cast<void>(platform::WriteWholeFile(m_settings.m_paths.InOwnFolder(Protocol::kDrainingFile),
+                                               std::to_string(platform::CurrentProcessId())));
     Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Info, ZEL_SOURCE_LOCATION,
                      L"The server takes nothing more, and ends when what it has to run has ended");
 }

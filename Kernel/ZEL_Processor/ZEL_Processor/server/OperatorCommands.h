@@ -26,6 +26,8 @@ public:
     [[nodiscard]] static bool IsOne(eCommandType type);
     /// Whether the host wants this one of them; to others its word is unknown.
     [[nodiscard]] static bool Takes(const SZelServerOptions& options, eCommandType type);
+    /// At a start: that an earlier server was draining.
+    static void ForgetDrain(const CServerSettings& settings);
     /// Empty when it was carried out, else why not. path: of its file, whose owner says who asks.
     [[nodiscard]] CString CarryOut(const CommandFile::SContent& command, const CString& path);
 

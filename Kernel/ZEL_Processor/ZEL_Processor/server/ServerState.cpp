@@ -1,10 +1,11 @@
 #include "ServerState.h"
 #include "FailedRequests.h"
+#include "OperatorCommands.h"
 #include "QueueHold.h"
 #include "RecordFolder.h"
 #include "Resume.h"
-#include "ZEL_Processor/ZelProcessor.h"
 #include "SlotRecords.h"
+#include "ZEL_Processor/ZelProcessor.h"
 #include "com/ComError.h"
 #include "com/ComThread.h"
 #include "framework/Exceptions.h"
@@ -114,6 +115,7 @@ bool CServerState::SetDirs(const CString& requestDir, const CString& outputDir)
     m_requests.Clear(m_settings.m_options.takeTurns, m_settings.m_options.fair, m_settings.m_options.retryBackOff);
     CQueueHold(m_settings, m_requests).TakeOver();
     CFailedRequests(m_settings).TakeOver();
+    COperatorCommands::ForgetDrain(m_settings);
     m_listener.Refusals().Clear();
     m_statuses.Left().ForgetAll();
     m_registry.Clear();
@@ -174,9 +176,9 @@ bool CServerState::PrepareSlots()
         contexts.push_back(m_slots[number]->Context());
     }
     m_requests.SetSlots(contexts);
+    CSlotRecords(m_settings).Clear();
     return true;
 }
-    CSlotRecords(m_settings).Clear();
 
 /// A run that was stopped without waiting, or gave up, may have its threads still, and they use what Run makes anew.
 bool CServerState::EndEarlierRun()
