@@ -83,6 +83,7 @@ TEST_F(ExecutiveAttemptsTest, OneThatReachesItsLimitIsRunAgainAndDoneWhenThatSuc
         const bool isSlow = m_runner.m_served.size() == 1;
         if (isSlow) {
             EXPECT_TRUE(m_requests.EndAtLimit(m_requests.Running()->number));
+            m_requests.TellLimit(m_requests.Running()->number);
         }
         progress.SetStatusAndComment(isSlow ? eRequestStatus_Canceled : eRequestStatus_Done, L"");
         return !isSlow;

@@ -313,6 +313,7 @@ TEST_F(ExecutiveTest, TheRecordOfARunThatReachedItsLimitGoesWithItsEnd)
     Queue(L"a.drq");
     m_runner.m_run = [&](CZelProcessorProgress& progress, bool&) {
         EXPECT_TRUE(m_requests.EndAtLimit(m_requests.Running()->number));
+        m_requests.TellLimit(m_requests.Running()->number);
         EXPECT_EQ(records.ReachLimit(L"a.drq", {1, 2s}), platform::eOsError_None);
         progress.SetStatusAndComment(eRequestStatus_Canceled, L"");
         return false;

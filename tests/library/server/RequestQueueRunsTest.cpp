@@ -168,7 +168,9 @@ TEST_F(RequestQueueRunsTest, OnlyTheRunThatHasReachedItsLimitIsCancelled)
     EXPECT_EQ(first->path, L"a");
     EXPECT_EQ(first->start, clock.Steady());
     EXPECT_EQ(first->limit, 2s);
-    EXPECT_FALSE(m_queue.EndRunning());
+    EXPECT_EQ(m_queue.CloseLimit(), false);
+    EXPECT_FALSE(m_queue.EndAtLimit(first->number)) << "it is about to end";
+    m_queue.EndRunning();
     EXPECT_FALSE(m_queue.Running());
     EXPECT_FALSE(m_queue.EndAtLimit(first->number)) << "it has ended";
     m_queue.Add({.m_strFile = L"a", .m_timeLimit = 2s});
@@ -178,11 +180,15 @@ TEST_F(RequestQueueRunsTest, OnlyTheRunThatHasReachedItsLimitIsCancelled)
     EXPECT_TRUE(m_queue.EndAtLimit(m_queue.Running()->number));
     EXPECT_TRUE(m_context.m_canceled && m_queue.IsEndedByLimit());
     EXPECT_FALSE(m_queue.PutBack({L"a"})) << "it would begin anew";
-    EXPECT_TRUE(m_queue.EndRunning());
+    EXPECT_EQ(m_queue.CloseLimit(), std::nullopt) << "it is told of just now";
+    m_queue.TellLimit(m_queue.Running()->number);
+    EXPECT_EQ(m_queue.CloseLimit(), true);
+    m_queue.EndRunning();
     Add({L"b"});
     ASSERT_EQ(TakeRequest(), L"b");
     EXPECT_FALSE(m_context.m_canceled || m_queue.IsEndedByLimit());
-    EXPECT_FALSE(m_queue.EndRunning());
+    EXPECT_EQ(m_queue.CloseLimit(), false);
+    m_queue.EndRunning();
 }
 
 TEST_F(RequestQueueRunsTest, WhoCancelsARunAtItsLimitIsTheOneWhoEndedIt)
@@ -198,7 +204,9 @@ TEST_F(RequestQueueRunsTest, WhoCancelsARunAtItsLimitIsTheOneWhoEndedIt)
             EXPECT_TRUE(m_queue.CancelRunningRequest(L"a", true));
         }
         EXPECT_FALSE(m_queue.IsEndedByLimit());
-        EXPECT_TRUE(m_queue.EndRunning()) << "it has reached its limit all the same";
+        m_queue.TellLimit(m_queue.Running()->number);
+        EXPECT_EQ(m_queue.CloseLimit(), true) << "it has reached its limit all the same";
+        m_queue.EndRunning();
     }
 }
 

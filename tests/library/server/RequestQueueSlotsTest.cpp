@@ -87,8 +87,9 @@ TEST_F(RequestQueueSlots, ARunThatHasReachedItsLimitIsCancelledAlone)
     EXPECT_TRUE(m_queue.EndAtLimit(m_queue.Running(1)->number));
     EXPECT_TRUE(m_contexts[1].m_canceled && m_queue.IsEndedByLimit(1));
     EXPECT_FALSE(m_contexts[0].m_canceled || m_queue.IsEndedByLimit(0));
-    EXPECT_TRUE(m_queue.EndRunning(1));
-    EXPECT_FALSE(m_queue.EndRunning(0));
+    m_queue.TellLimit(m_queue.Running(1)->number);
+    EXPECT_EQ(m_queue.CloseLimit(1), true);
+    EXPECT_EQ(m_queue.CloseLimit(0), false);
 }
 
 TEST_F(RequestQueueSlots, OneThatIsSentAgainWaitsForTheEndOfItsRun)

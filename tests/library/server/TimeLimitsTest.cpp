@@ -158,16 +158,29 @@ TEST_F(TimeLimitsTest, ANextServerIsToldWhileTheRunGoesOn)
     EXPECT_TRUE(Records().empty()) << "nobody takes anything over";
 }
 
-TEST_F(TimeLimitsTest, OfARunThatEndedMeanwhileNothingIsLeftBehind)
+TEST_F(TimeLimitsTest, ARunIsNotOverBeforeTheNextServerHasBeenTold)
 {
     Begin(2s);
     m_clock.Advance(2s);
-    m_files.OnCall([this](const testsupport::SFileCall& call) {
-        if (call.call == testsupport::eFileCall_Write)
-            m_requests.EndRunning();
+    int writes = 0;
+    m_files.OnCall([&](const testsupport::SFileCall& call) {
+        if (call.call == testsupport::eFileCall_Write) {
+            ++writes;
+            EXPECT_FALSE(m_requests.CloseLimit()) << "or its record could be that of the next one of its name";
+        }
     });
     EXPECT_EQ(Check(), Texts{m_cancelled});
-    EXPECT_FALSE(m_requests.Running());
+    EXPECT_EQ(writes, 1);
+    EXPECT_EQ(m_requests.CloseLimit(), true);
+    m_requests.EndRunning();
+}
+
+TEST_F(TimeLimitsTest, ARunThatIsOverReachesNoLimit)
+{
+    Begin(2s);
+    m_clock.Advance(2s);
+    EXPECT_EQ(m_requests.CloseLimit(), false);
+    EXPECT_EQ(Check(), Texts());
     EXPECT_TRUE(Records().empty());
 }
 

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -25,6 +26,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kManualPoll = 200ms;
+constexpr auto kWhileLimitIsTold = 1ms;
 
 } // namespace
 
@@ -125,11 +127,20 @@ bool CExecutive::ExecuteRequest()
     // Lost, it costs one attempt more after a restart.
     if (m_run.IsRunAgain())
         static_cast<void>(m_attempts.Fail(item));
-    // Not before: another slot may run the next attempt at once. Who writes a record of a run that reached its limit
-    // looks afterwards whether it has ended, and does so of a last attempt alone.
-    if (m_requests.EndRunning(m_nSlot) && !m_run.IsRunAgain())
+    if (HasReachedLimit() && !m_run.IsRunAgain())
         m_attempts.Forget(platform::FileNameOf(item.m_strFile));
+    // Not before: another slot may run the next attempt, or what is sent under its name, and write a record of that.
+    m_requests.EndRunning(m_nSlot);
     return true;
+}
+
+/// For good. Who tells of that may just write the record, which takes him one file.
+bool CExecutive::HasReachedLimit()
+{
+    std::optional<bool> hasReached = m_requests.CloseLimit(m_nSlot);
+    for (; !hasReached; hasReached = m_requests.CloseLimit(m_nSlot))
+        platform::Clock().SleepFor(kWhileLimitIsTold);
+    return *hasReached;
 }
 
 void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)

@@ -43,6 +43,7 @@ public:
 
 private:
     void WaitForWork();
+    bool HasReachedLimit();
     void RunRequest(TSRequestItem& item, bool bLast, bool isNews);
     void TellRun(const TSRequestItem& item, const CZelProcessorProgressStatusFile& statusFile,
                  std::chrono::nanoseconds duration, bool isNews) const;

@@ -84,8 +84,10 @@ public:
     void BeginRunning(std::size_t slot = 0);
     /// Until it is begun again its time does not count.
     void HoldTime(std::size_t slot = 0);
-    /// True when it had reached its limit.
-    bool EndRunning(std::size_t slot = 0);
+    /// What runs can reach its limit no more. Whether it has; empty, and it can, until it is told that it has.
+    [[nodiscard]] std::optional<bool> CloseLimit(std::size_t slot = 0);
+    /// From here on the next one of its name can run.
+    void EndRunning(std::size_t slot = 0);
     /// Cancels whatever runs, or with onlyThis only the request of this path. False, with nothing cancelled, when that
     /// request waits.
     bool CancelRunningRequest(const CString& path, bool onlyThis);
@@ -93,8 +95,11 @@ public:
     [[nodiscard]] std::optional<SRunningRequest> Running(std::size_t slot = 0) const;
     /// In all slots.
     [[nodiscard]] std::vector<SRunningRequest> AllRunning() const;
-    /// Cancels this run, which has reached its limit. False, with nothing cancelled, when it has ended.
+    /// Cancels this run, which has reached its limit. False, with nothing cancelled, when it has ended. True is
+    /// followed by TellLimit.
     bool EndAtLimit(std::uint64_t number);
+    /// All is told of that limit that has to be told while it runs.
+    void TellLimit(std::uint64_t number);
     /// That what runs was cancelled for its limit, and by nobody else.
     [[nodiscard]] bool IsEndedByLimit(std::size_t slot = 0) const;
 
@@ -135,8 +140,10 @@ private:
 
     /// What runs in a slot.
     struct SRun {
-        SRunningRequest request; ///< without a path when nothing runs
-        bool isCanceled = false; ///< somebody wants it to stop
+        SRunningRequest request;  ///< without a path when nothing runs
+        bool isCanceled = false;  ///< somebody wants it to stop
+        bool isBeingTold = false; ///< between EndAtLimit and TellLimit
+        bool isClosed = false;    ///< CloseLimit was told so
         CZelProcessorContext* context = nullptr;
 
         void Cancel();

@@ -21,7 +21,9 @@ void CRequestQueue::SetSlots(const std::vector<CZelProcessorContext*>& contexts)
     const platform::CMutexLock lock(m_cs);
     m_runs.assign(contexts.size(), {});
     std::ranges::transform(contexts, m_runs.begin(), [](CZelProcessorContext* context) {
-        return SRun{{}, false, context};
+        SRun run;
+        run.context = context;
+        return run;
     });
 }
 
@@ -48,6 +50,8 @@ bool CRequestQueue::TakeRequest(TSRequestItem& item, bool& bLast, const std::fun
                    .limit = item.m_timeLimit,
                    .isLastAttempt = item.m_nFailedRuns + 1 >= item.m_nMaxRuns};
     run.isCanceled = false;
+    run.isBeingTold = false;
+    run.isClosed = false;
     if (run.context)
         run.context->SetCanceled(false);
     WakeOther();
@@ -134,7 +138,17 @@ void CRequestQueue::HoldTime(std::size_t slot)
     m_runs[slot].request.start = {};
 }
 
-bool CRequestQueue::EndRunning(std::size_t slot)
+std::optional<bool> CRequestQueue::CloseLimit(std::size_t slot)
+{
+    const platform::CMutexLock lock(m_cs);
+    SRun& run = m_runs[slot];
+    if (run.isBeingTold)
+        return std::nullopt;
+    run.isClosed = true;
+    return run.request.hasReachedLimit;
+}
+
+void CRequestQueue::EndRunning(std::size_t slot)
 {
     const platform::CMutexLock lock(m_cs);
     SRunningRequest& ended = m_runs[slot].request;
@@ -143,7 +157,6 @@ bool CRequestQueue::EndRunning(std::size_t slot)
         m_evQueue->Set();
     }
     ended.path.clear();
-    return ended.hasReachedLimit;
 }
 
 bool CRequestQueue::CancelRunningRequest(const CString& path, bool onlyThis)
@@ -184,11 +197,19 @@ bool CRequestQueue::EndAtLimit(std::uint64_t number)
     const platform::CMutexLock lock(m_cs);
     const auto run = std::ranges::find_if(
         m_runs, [&](const SRun& any) { return !any.request.path.empty() && any.request.number == number; });
-    if (run == m_runs.end())
+    if (run == m_runs.end() || run->isClosed)
         return false;
     run->request.hasReachedLimit = true;
+    run->isBeingTold = true;
     run->Cancel();
     return true;
+}
+
+void CRequestQueue::TellLimit(std::uint64_t number)
+{
+    const platform::CMutexLock lock(m_cs);
+    for (SRun& run : m_runs)
+        run.isBeingTold = run.isBeingTold && run.request.number != number;
 }
 
 bool CRequestQueue::IsEndedByLimit(std::size_t slot) const

@@ -77,9 +77,14 @@ std::chrono::milliseconds CTimeLimits::UntilCheck() const
     return pause;
 }
 
-/// The run may have ended meanwhile. Its record is then removed by whoever of the two comes last.
 void CTimeLimits::Reach(const SRunningRequest& running)
 {
+    struct STold { // whoever ends the run waits for it
+        ~STold() { requests.TellLimit(number); }
+        CRequestQueue& requests;
+        const std::uint64_t number;
+    };
+    const STold told{m_requests, running.number};
     Warn(running, L"it has run for its limit of " + SecondsText(running.limit) + L" seconds and is cancelled");
     if (!m_settings.m_options.resume || !running.isLastAttempt)
         return;
@@ -87,9 +92,6 @@ void CTimeLimits::Reach(const SRunningRequest& running)
     const platform::eOsError error = m_attempts.ReachLimit(name, {running.attempts + 1, running.limit});
     if (!platform::Succeeded(error))
         Warn(running, L"if the server is ended now, the next one runs it again: " + platform::OsErrorText(error));
-    const std::vector<SRunningRequest> now = m_requests.AllRunning();
-    if (std::ranges::find(now, running.number, &SRunningRequest::number) == now.end())
-        m_attempts.Forget(name);
 }
 
 void CTimeLimits::TellDeaf(const SRunningRequest& running) const
