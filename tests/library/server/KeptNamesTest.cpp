@@ -1,8 +1,13 @@
-#include "server/EndedRequests.h"
+#include "server/KeptNames.h"
 
 #include "protocol/FailedRecord.h"
+#include "server/EndedRequests.h"
 #include "server/FailedRequests.h"
 #include "tests/library/server/RunFixture.h"
+
+#include <atomic>
+#include <new>
+#include <thread>
 
 namespace {
 
@@ -61,6 +66,28 @@ TEST_F(KeptNames, WhoeverLetsItGoLastDoesSoAsTheLastRequestHasEnded)
     m_first.Flush();
     EXPECT_FALSE(IsKept());
     EXPECT_EQ(FilesOfFailed(), 0U) << "the last one was done";
+}
+
+TEST_F(KeptNames, WhoWantsANameWhoseFileGoesWaitsForThatAndWhoWantsAnotherDoesNot)
+{
+    std::atomic<bool> isGone = false;
+    std::thread next;
+    m_names.Release(L"a.drq", true, [&](bool hasFailed) {
+        EXPECT_TRUE(hasFailed) << "as who lets it go knows, for nobody has held it";
+        m_names.Hold(L"b.drq");
+        m_names.Release(L"b.drq");
+        next = std::thread([&] {
+            m_names.Hold(L"a.drq");
+            EXPECT_TRUE(isGone);
+        });
+        std::this_thread::yield();
+        isGone = true;
+    });
+    next.join();
+    bool isLetGo = false;
+    EXPECT_THROW(m_names.Release(L"a.drq", false, [](bool) { throw std::bad_alloc(); }), std::bad_alloc);
+    m_names.Release(L"a.drq", false, [&](bool) { isLetGo = true; });
+    EXPECT_TRUE(isLetGo) << "nobody holds it, and nobody is about to let it go";
 }
 
 TEST_F(KeptNames, WhatCouldNotBeKeptHoldsNothing)

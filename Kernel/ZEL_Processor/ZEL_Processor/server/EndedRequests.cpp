@@ -48,39 +48,6 @@ bool IsOtherSystemStart(const CString& recordPath)
 
 } // namespace
 
-void CKeptNames::Hold(const CString& name, bool hasFailed)
-{
-    const platform::CMutexLock lock(m_cs);
-    const auto [held, isNew] = m_names.try_emplace(name);
-    ++held->second.holders;
-    if (isNew)
-        held->second.hasFailed = hasFailed;
-}
-
-bool CKeptNames::SetFailed(const CString& name, bool hasFailed)
-{
-    const platform::CMutexLock lock(m_cs);
-    const auto held = m_names.find(name);
-    return held != m_names.end() && std::exchange(held->second.hasFailed, hasFailed);
-}
-
-void CKeptNames::Release(const CString& name)
-{
-    Release(name, false, [](bool) {});
-}
-
-void CKeptNames::Release(const CString& name, bool hasFailed, const std::function<void(bool hasFailed)>& letGo)
-{
-    const platform::CMutexLock lock(m_cs);
-    if (const auto held = m_names.find(name); held != m_names.end()) {
-        if (--held->second.holders != 0)
-            return;
-        hasFailed = held->second.hasFailed;
-        m_names.erase(held);
-    }
-    letGo(hasFailed);
-}
-
 bool CEndedRequests::IsWanted() const
 {
     return m_settings.m_options.resume && m_settings.m_options.syncing;

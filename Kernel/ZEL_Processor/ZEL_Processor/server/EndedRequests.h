@@ -1,42 +1,17 @@
 #pragma once
 
 #include "FailedRequests.h"
+#include "KeptNames.h"
 #include "ZEL_Processor/ZelTypes.h"
-#include "platform/Mutex.h"
 #include "platform/OsError.h"
 #include "protocol/HandOver.h"
 
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <vector>
 
 struct CServerSettings;
-
-/// How many hold the kept file of a name, and whether the request that it is of has failed. A name is used again while
-/// the file of the request before is kept still, and another thread may keep the new one in its place: the last of them
-/// lets the file go, as that of the last request. Safe from any thread.
-class CKeptNames {
-public:
-    /// Before the file is there. hasFailed: counts when nobody else holds the name.
-    void Hold(const CString& name, bool hasFailed = false);
-    /// By who holds it, when its file is there. Whether it counted as failed before.
-    bool SetFailed(const CString& name, bool hasFailed);
-    void Release(const CString& name);
-    /// letGo: called when nobody else holds the name, and nobody does before it returns: it must neither wait nor look
-    /// for more than this file. hasFailed: counts for a name that nobody held, as of a file that an earlier server has
-    /// kept.
-    void Release(const CString& name, bool hasFailed, const std::function<void(bool hasFailed)>& letGo);
-
-private:
-    struct SName {
-        std::size_t holders = 0; ///< never 0
-        bool hasFailed = false;
-    };
-    platform::CMutex m_cs;
-    std::map<CString, SName> m_names ZEL_GUARDED_BY(m_cs);
-};
 
 /// Takes the queued files of ended requests away, for a server that resumes. With syncing such a file must outlast a
 /// power cut that its response, or the last status of a request without one, does not. It is kept in a folder of the
