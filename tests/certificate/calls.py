@@ -1,10 +1,12 @@
 """Something happens at one system call: the process is killed before it, or the call fails.
 
 Each kind of call of a thread is counted. A kill before a thread's next call is one after this one. The server's first
-thread is traced from the start of the program on, its two others from the moment when it is ready."""
+thread is traced from the start of the program on, its others, and a process of tasks, from the moment when it is
+ready."""
 import collections
 import re
 import subprocess
+from pathlib import Path
 
 from place import Broken, Place
 from scenario import Scenario, live, restart
@@ -19,27 +21,38 @@ NO_CASES = {"exit", "exit_group", "rt_sigreturn", "restart_syscall"}
 NO_FAILURE = {"close"}
 THREADS = {"listener": "MessageHandling", "executive": "rver::Executive"}
 VERBS = ["send", "wait", "receive", "forget", "cancel", "pause", "resume", "listen"]
-#: What is killed or fails, in the order of the cases.
-TARGETS = ["main", *THREADS, *VERBS]
+#: What is killed or fails, in the order of the cases; of a server of another kind with that behind it.
+TARGETS = ["main", *THREADS, *VERBS, "main@slots", "listener@slots", "executive@slots", "main@isolated",
+           "executive@isolated", "host@isolated"]
 
 
 def strace(calls, output, injection, attach=None):
     """The tracer: of a command that follows, as a process beside it, or of a thread that runs."""
-    where = ["-D"] if attach is None else ["-p", str(attach)]
+    where = ["-D"] if attach is None else [word for task in attach for word in ("-p", str(task))]
     what = ["-e", f"inject={calls}:{injection}"] if injection else []
     return ["strace", *where, "-o", str(output), "-e", f"trace={calls}", *what]
 
 
-class Tracer:
-    """Traces one thread of the server from now on."""
+def tasks_of(place, target):
+    """The threads to be traced: of several slots all, each with a count of its own; of a process of tasks all it has."""
+    if target == "host":
+        return [int(task.name) for task in Path(f"/proc/{place.task_host()}/task").iterdir()]
+    more = range(2, place.slots + 1) if target == "executive" else ()
+    # The system keeps the last letters.
+    return place.threads([THREADS[target], *(f"{THREADS[target]}{number}"[-15:] for number in more)])
 
-    def __init__(self, place, thread, calls, injection):
+
+class Tracer:
+    """Traces threads of the server, or of a process of its tasks, from now on."""
+
+    def __init__(self, place, target, calls, injection):
         self.output = place.root / "strace"
-        task = place.thread(THREADS[thread])
-        self.process = subprocess.Popen(strace(calls, self.output, injection, task), stderr=subprocess.PIPE, text=True)
-        said = self.process.stderr.readline()
-        if "attached" not in said:
-            raise Broken(f"strace: {said}")
+        tasks = tasks_of(place, target)
+        self.process = subprocess.Popen(strace(calls, self.output, injection, tasks), stderr=subprocess.PIPE, text=True)
+        for _ in tasks:
+            said = self.process.stderr.readline()
+            if "attached" not in said:
+                raise Broken(f"strace: {said}")
 
     def stop(self):
         """Lets the thread go."""
@@ -80,7 +93,7 @@ def steer(place, scenario, target, injection, calls):
                 raise Broken("the server does not start after that")
     elif not place.start():
         raise Broken("the server does not start")
-    if target in THREADS:
+    if target in THREADS or target == "host":
         tracer = Tracer(place, target, calls, injection)
     place.guard()
     try:
@@ -96,16 +109,19 @@ def run(build, target, call, number, what, root=None):
     """One case: the target's call of this kind and number. What is "kill" or the name of an error. Whether there was such
     a call, and the traces."""
     injection = f"signal=KILL:when={number}" if what == "kill" else f"error={what}:when={number}"
-    with Place(build, root) as place:
+    target, _, kind = target.partition("@")
+    with Place(build, root, kind) as place:
         scenario = Scenario(place)
         happened = steer(place, scenario, target, injection, call)
-        scenario.check(may_fail=what != "kill")
+        # The end of a process of tasks is that of its request.
+        scenario.check(may_fail=what != "kill" or target == "host")
         return happened, place.traces()
 
 
 def count(build, target, calls=CHANGING, root=None):
     """What the target calls in the life cycle, and how often."""
-    with Place(build, root) as place:
+    target, _, kind = target.partition("@")
+    with Place(build, root, kind) as place:
         steer(place, Scenario(place), target, None, calls)
-        names = re.findall(r"^(\w+)\(", (place.root / "strace").read_text(errors="replace"), re.MULTILINE)
+        names = re.findall(r"^(?:\d+ +)?(\w+)\(", (place.root / "strace").read_text(errors="replace"), re.MULTILINE)
         return collections.Counter(names)

@@ -97,8 +97,8 @@ class Certificate:
         happened, traces = calls.run(self.build, target, call, int(number), what, self.root)
         return "as promised" if happened else None, traces
 
-    def _run_random(self, seed, count):
-        return kills.run(self.build, int(seed), int(count), self.root)
+    def _run_random(self, seed, count, kind=""):
+        return kills.run(self.build, int(seed), int(count), self.root, kind)
 
     def _run_volume(self, mebibytes):
         return volume.run(self.build, int(mebibytes))

@@ -1,4 +1,5 @@
 """Eight clients and a server that is started again whenever it ends, and somebody who kills one of them every now and then."""
+import functools
 import random
 import threading
 import time
@@ -34,16 +35,17 @@ class Client(threading.Thread):
 
 
 def victims(place):
-    """Whoever runs now: the server as often as all clients together."""
-    clients = place.running_clients()
-    return [place.server] * max(1, len(clients)) + clients
+    """How to kill each that runs now: the server as often as all clients together, and so its processes of tasks."""
+    clients = [client.kill for client in place.running_clients()]
+    hosts = [functools.partial(place.kill_task_host, host) for host in place.task_hosts()]
+    return [place.server.kill, *hosts] * max(1, len(clients)) + clients
 
 
-def run(build, seed, kills, root=None):
+def run(build, seed, kills, root=None, kind=""):
     """So many kills; what the seed chooses is when and, of those who run then, whom."""
     dice = random.Random(seed)
     stop = threading.Event()
-    with Place(build, root) as place:
+    with Place(build, root, kind) as place:
         if not place.start():
             raise Broken("the server does not start")
         place.guard()
@@ -52,7 +54,7 @@ def run(build, seed, kills, root=None):
             client.start()
         for _ in range(kills):
             time.sleep(dice.uniform(SHORTEST, LONGEST))
-            dice.choice(victims(place)).kill()
+            dice.choice(victims(place))()
             if any(client.problem for client in clients) or place.problems:
                 break
         stop.set()
@@ -63,7 +65,7 @@ def run(build, seed, kills, root=None):
             raise problem
         place.stop()
         for client in clients:
-            client.scenario.check()
+            client.scenario.check(may_fail=place.has_hosts)
         requests = [request for client in clients for request in client.scenario.requests]
         failed = [request for request in requests if request.end == "failed"]
         note = f"{place.kills} kills of the server, {len(requests)} requests, {len(failed)} ended {ATTEMPTS} servers"

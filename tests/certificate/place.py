@@ -1,4 +1,5 @@
 """A server and its clients as real processes, in a directory of their own."""
+import contextlib
 import os
 import shutil
 import signal
@@ -16,6 +17,10 @@ STOP_SECONDS = 30
 ATTEMPTS = 3
 
 
+#: The kinds of server that are tried: what each has beside what all have, and how many requests it runs at once.
+KINDS = {"": ([], 1), "slots": (["--slots", "4"], 4), "isolated": (["--isolate"], 1)}
+
+
 class Broken(Exception):
     """The promise is broken, or the certificate itself does not work."""
 
@@ -29,10 +34,11 @@ def environment():
 class Place:
     """Directories of a server. Leaving it ends what still runs; what failed stays to be looked at."""
 
-    def __init__(self, build, root=None, options=()):
+    def __init__(self, build, root=None, kind=""):
         self.bin = Path(build) / "bin"
         self.root = Path(tempfile.mkdtemp(prefix="zel-certify-", dir=root))
-        self.options = list(options)
+        self.options, self.slots = KINDS[kind]
+        self.has_hosts = "--isolate" in self.options
         self.requests, self.output, self.home = (self.root / name for name in ("requests", "output", "home"))
         for folder in (self.requests, self.output, self.output / "Queue", self.home):
             folder.mkdir()
@@ -94,18 +100,50 @@ class Place:
             time.sleep(0.005)
         raise Broken(f"the server is not ready after {START_SECONDS} s")
 
-    def thread(self, name):
-        """The number of the server's thread of this name, which the system cuts."""
+    def threads(self, names):
+        """The numbers of the server's threads of these names, which the system cuts."""
         tasks = Path(f"/proc/{self.server.pid}/task")
         found = []
 
-        def look(): # it gives itself its name
-            found[:] = [task.name for task in tasks.iterdir() if (task / "comm").read_text().strip() == name]
-            return len(found) == 1
+        def look(): # they give themselves their names
+            found[:] = [task.name for task in tasks.iterdir() if (task / "comm").read_text().strip() in names]
+            return len(found) == len(names)
 
         if not self.wait_for(look):
-            raise Broken(f"{len(found)} threads {name}")
-        return int(found[0])
+            raise Broken(f"{len(found)} threads {' '.join(names)}")
+        return [int(number) for number in found]
+
+    def task_hosts(self):
+        """The processes that run tasks for the server just now: one that looks after the other, and that other one."""
+        keepers = self._task_hosts_of(self.server.pid)
+        return keepers + [host for keeper in keepers for host in self._task_hosts_of(keeper)]
+
+    @classmethod
+    def _task_hosts_of(cls, process):
+        found = []
+        for task in Path(f"/proc/{process}/task").glob("*/children"):
+            with contextlib.suppress(OSError): # it has ended
+                found += [int(child) for child in task.read_text().split()]
+        return [child for child in found if cls._is_task_host(child)]
+
+    @staticmethod
+    def _is_task_host(process):
+        try:
+            return Path(f"/proc/{process}/comm").read_text().strip() == "zel-task-host"
+        except OSError:
+            return False
+
+    def kill_task_host(self, process):
+        """It may have ended."""
+        if self._is_task_host(process):
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(process, signal.SIGKILL)
+
+    def task_host(self):
+        """The one that is ready for the next request."""
+        if not self.wait_for(lambda: len(self.task_hosts()) == 2):
+            raise Broken(f"{len(self.task_hosts())} processes for tasks")
+        return self.task_hosts()[1]
 
     def guard(self):
         """From now on a server that was killed is started again, as a service manager would do it."""
