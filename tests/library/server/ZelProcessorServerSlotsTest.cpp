@@ -1,12 +1,10 @@
 #include "tests/support/ServerKit.h"
 
-#include "com/ComThread.h"
 #include "framework/CrashReport.h"
 
 #include <atomic>
 #include <cstdlib>
 #include <map>
-#include <random>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -238,50 +236,4 @@ TEST_F(Slots, AHostThatCrashesWhenItIsToldKeepsNobodyFromTellingIt)
     m_pServer->Stop(true);
     EXPECT_EQ(m_host.TakeCrashReports().size(), 1U);
     static_cast<void>(m_host.TakeBoxes());
-}
-
-TEST_F(Slots, EachOfThousandRequestsUnderRandomCancelsEndsOnce)
-{
-    constexpr int kClients = 4;
-    constexpr int kEach = 260;
-    m_script.obtainData = [this](CZelProcessorContext* context, CZelProcessorProgress*) {
-        Enter(Name());
-        for (int turn = 0; turn < 20 && !context->IsCanceled(); ++turn)
-            std::this_thread::yield();
-        return true;
-    };
-    Run();
-    std::atomic<int> done = 0;
-    std::atomic<int> canceled = 0;
-    const auto serve = [&](int number) {
-        const CComThread com(CComThread::eEnd_WhenFresh);
-        const std::wstring dir = In(m_clientDir, std::to_wstring(number));
-        ASSERT_TRUE(platform::Succeeded(platform::Files().MakeDirectory(dir)));
-        CZelProcessorClient client;
-        client.Init(m_requestDir, m_outputDir, dir);
-        client.SetSyncing(false);
-        CZelRequestWatch watch(client, m_outputDir);
-        std::mt19937 random(static_cast<unsigned>(number)); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same at each run
-        for (int count = 0; count < kEach; ++count) {
-            const std::wstring name = std::to_wstring(number) + L"-" + std::to_wstring(count) + L".drq";
-            Write(In(dir, name), "<Request/>");
-            EXPECT_EQ(client.SendRequest(In(dir, name)), eRequestStatus_Sent);
-            if (random() % 4 == 0) {
-                EXPECT_EQ(client.CancelRequest(name), eRequestStatus_Done);
-            }
-            const eZelProcRequestStatus status = watch.WaitForEnd(name, kPatience, nullptr);
-            EXPECT_TRUE(status == eRequestStatus_Done || status == eRequestStatus_Canceled) << status;
-            ++(status == eRequestStatus_Done ? done : canceled);
-            EXPECT_LE(Entered(name), 1);
-        }
-    };
-    std::vector<std::thread> clients;
-    for (int number = 0; number < kClients; ++number)
-        clients.emplace_back(serve, number);
-    for (std::thread& client : clients)
-        client.join();
-    m_pServer->Stop(true);
-    EXPECT_EQ(done + canceled, kClients * kEach);
-    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty());
-    EXPECT_TRUE(FilesIn(m_requestDir).empty());
 }
