@@ -1,5 +1,6 @@
 #include "tests/support/ServerKit.h"
 
+#include "platform/Text.h"
 #include "tests/support/FaultyThreads.h"
 
 #include <new>
@@ -19,7 +20,11 @@ protected:
                 throw std::bad_alloc();
         });
         m_pOs = std::make_unique<platform::CScopedOs>(&m_files, nullptr);
-        SZelServerOptions options{.syncing = false};
+        SetSlots(1);
+    }
+    void SetSlots(unsigned count)
+    {
+        SZelServerOptions options{.syncing = false, .slots = count};
         options.failed = [](void* host) { static_cast<FailedServer*>(host)->Failed(); };
         options.failedContext = this;
         m_pServer->SetOptions(options);
@@ -49,7 +54,7 @@ protected:
         EXPECT_EQ(m_told, 1);
         const auto reports = m_host.TakeReports();
         ASSERT_EQ(reports.size(), 1U);
-        EXPECT_EQ(reports[0].function, thread);
+        EXPECT_TRUE(reports[0].function.starts_with(thread)) << platform::ToUtf8(reports[0].function);
         EXPECT_EQ(reports[0].message, L"std::bad_alloc");
         m_bThrow = false;
         Run();
@@ -127,6 +132,27 @@ TEST_F(FailedServer, AnExceptionOutOfTheExecutiveEndsTheServerAndTellsTheHost)
     ThrowOn(testsupport::eFileCall_Open, L"a.drq.status");
     Send(L"a.drq");
     ExpectEndAndNewStart(L"CZelProcessorServer::Executive");
+}
+
+TEST_F(FailedServer, AnExceptionOutOfOneOfSeveralExecutivesEndsTheServerWhenWhatRunsBesideItHasEnded)
+{
+    SetSlots(3);
+    platform::CManualResetEvent entered;
+    platform::CManualResetEvent open;
+    m_script.obtainData = [&](CZelProcessorContext*, CZelProcessorProgress*) {
+        entered.Set();
+        return open.WaitFor(kPatience);
+    };
+    Run();
+    Send(L"beside.drq");
+    ASSERT_TRUE(entered.WaitFor(kPatience));
+    ThrowOn(testsupport::eFileCall_Open, L"a.drq.status");
+    Send(L"a.drq");
+    ASSERT_TRUE(m_failed.WaitFor(kPatience));
+    EXPECT_FALSE(Access().IsRunning());
+    open.Set();
+    ExpectEndAndNewStart(L"CZelProcessorServer::Executive"); // the second or the third
+    EXPECT_EQ(m_client.GetStatus(L"beside.drq", nullptr), eRequestStatus_Done);
 }
 
 TEST_F(FailedServer, AHostThatWantsNotToBeToldCanAsk)
