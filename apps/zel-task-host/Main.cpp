@@ -1,4 +1,4 @@
-#include "ZEL_Processor/ZelTaskHost.h"
+#include "Kernel/ZEL_Processor/ZEL_Processor/processor/ZelTaskHost.h"
 #include "apps/common/CommandLine.h"
 #include "apps/common/ExitCodes.h"
 #include "apps/common/ExitGuard.h"

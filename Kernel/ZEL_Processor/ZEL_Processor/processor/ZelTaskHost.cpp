@@ -1,4 +1,4 @@
-#include "ZEL_Processor/ZelTaskHost.h"
+#include "ZelTaskHost.h"
 
 #include "HostMessages.h"
 #include "ProcessorRunner.h"
