@@ -2,10 +2,12 @@
 
 #include "platform/Export.h"
 #include "platform/OsError.h"
+#include "platform/Sandbox.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// Processes for code that may do anything: each ends with all that it has started, and with its parent.
@@ -19,6 +21,8 @@ struct SContainment {
     /// 0 to 19, the higher the less of a busy processor it gets; on Windows from 1 on the class below the normal one,
     /// from 10 on that of an idle machine.
     int nice = 0;
+    /// See EnterSandbox. The guard of the process, which runs no code of others, is not in it.
+    std::optional<SSandbox> sandbox = std::nullopt;
 
     bool operator==(const SContainment&) const = default;
 };

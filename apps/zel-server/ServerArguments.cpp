@@ -123,6 +123,8 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
         add(L"--memory-limit", std::to_wstring(options.memoryLimitMiB));
     if (options.nice != 0)
         add(L"--nice", std::to_wstring(options.nice));
+    addFlag(L"--sandbox", options.sandbox);
+    addFlag(L"--allow-network", options.allowNetwork);
     addSeconds(L"--stop-timeout", options.stopTimeout);
     if (options.keepDays != 0)
         add(L"--keep", std::to_wstring(options.keepDays));

@@ -8,6 +8,7 @@
 #include "apps/zel-server/ServerParser.h"
 #include "platform/Path.h"
 #include "platform/Process.h"
+#include "platform/Sandbox.h"
 
 #include "ServerTexts.h"
 
@@ -22,6 +23,8 @@ std::optional<SArgumentMistake> MistakeOf(const SServerOptions& options)
         CServerDirectories::IsCleared(options.outputDir, platform::DirectoryOf(options.logFile)))
         return SArgumentMistake{WQ_ModuleText(ServerTexts::IDS_LOG_IN_OUTPUT_DIR, {options.logFile, options.outputDir}),
                                 "log-file"};
+    if (options.sandbox && !platform::SandboxSupport())
+        return SArgumentMistake{WQ_ModuleText(ServerTexts::IDS_NO_SANDBOX), "sandbox"};
     if (options.service != eServiceAction_Install && options.service != eServiceAction_Run)
         return std::nullopt;
     if (options.logFile.empty())

@@ -51,6 +51,8 @@ struct SServerOptions {
     unsigned recycle = SZelIsolation().recycle; ///< of requests that a process of tasks runs; 0: any number
     unsigned memoryLimitMiB = 0;                ///< of such a process; 0: none
     unsigned nice = 0;                          ///< of such a process
+    bool sandbox = false;                       ///< around such a process
+    bool allowNetwork = false;                  ///< in it
     unsigned keepDays = 0;                      ///< 0: for ever
     unsigned keepFailedDays = 0;                ///< 0: not at all
     bool privateFiles = false;

@@ -157,6 +157,9 @@ void DefineIsolation(CLI::App& app, SServerOptions& options)
     add("--recycle", options.recycle, "N", kMaxLimit, ServerTexts::IDS_HELP_RECYCLE);
     add("--memory-limit", options.memoryLimitMiB, "MIB", kMostMemoryMiB, ServerTexts::IDS_HELP_MEMORY_LIMIT);
     add("--nice", options.nice, "N", kMostNice, ServerTexts::IDS_HELP_NICE);
+    app.add_flag("--sandbox", options.sandbox, HelpText(ServerTexts::IDS_HELP_SANDBOX));
+    app.add_flag("--allow-network", options.allowNetwork, HelpText(ServerTexts::IDS_HELP_ALLOW_NETWORK))
+        ->needs(app.get_option("--sandbox"));
 }
 
 void DefineBehaviour(CLI::App& app, SParsedTexts& raw, SServerOptions& options)
@@ -289,7 +292,7 @@ void CServerParser::DemandAll(bool isForStart)
     m_pApp->get_option("--log-size")->needs(m_pApp->get_option("--log-file"));
     // A start that does not resume deletes the responses that nobody has taken yet.
     m_pApp->get_option("--take-over")->needs(m_pApp->get_option("--resume"))->excludes(m_pApp->get_option("--strict"));
-    for (const char* const option : {"--recycle", "--memory-limit", "--nice"})
+    for (const char* const option : {"--recycle", "--memory-limit", "--nice", "--sandbox"})
         m_pApp->get_option(option)->needs(m_pApp->get_option("--isolate"));
 }
 

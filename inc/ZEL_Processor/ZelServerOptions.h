@@ -24,6 +24,12 @@ struct SZelIsolation {
     std::uint64_t memoryLimit = 0;
     /// 0 to 19: the higher, the more it yields a busy processor to others.
     int nice = 0;
+    /// Tasks write files in the output directory alone, open no sockets of the network, and make none of the calls of
+    /// debuggers and administrators: as much of that as the kernel can, which the log tells. For Linux; elsewhere Run
+    /// fails.
+    bool sandbox = false;
+    /// With sandbox: sockets of the network are opened.
+    bool allowNetwork = false;
     /// The program of the process. Empty: zel-task-host beside the running program.
     CString program = {};
 

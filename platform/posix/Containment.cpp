@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <malloc.h>
+#include <optional>
 #include <poll.h>
 #include <sstream>
 #include <string>
@@ -120,16 +121,40 @@ eOsError Limit(const SContainment& containment)
 
 std::wstring ContainmentText(const SContainment& containment)
 {
-    return std::to_wstring(containment.memory) + L" " + std::to_wstring(containment.nice);
+    std::wostringstream text;
+    text << containment.memory << L" " << containment.nice << L" " << containment.sandbox.has_value();
+    if (containment.sandbox) {
+        text << L" " << containment.sandbox->mayUseNetwork << L" " << containment.sandbox->writable.size();
+        for (const std::wstring& directory : containment.sandbox->writable)
+            text << L" " << directory.size() << L" " << directory;
+    }
+    return text.str();
+}
+
+std::optional<SContainment> ParseContainment(const std::wstring& text)
+{
+    std::wistringstream parts(text);
+    SContainment containment;
+    bool isSandboxed = false;
+    if (!(parts >> containment.memory >> containment.nice >> isSandboxed))
+        return std::nullopt;
+    std::size_t directories = 0;
+    if (isSandboxed)
+        parts >> containment.sandbox.emplace().mayUseNetwork >> directories;
+    for (std::size_t length = 0; directories > 0 && parts >> length && length <= text.size(); --directories) {
+        parts.get(); // the blank
+        std::wstring& directory = containment.sandbox->writable.emplace_back(length, L' ');
+        parts.read(directory.data(), static_cast<std::streamsize>(length));
+    }
+    return parts && directories == 0 ? std::optional(containment) : std::nullopt;
 }
 
 } // namespace posix
 
 eOsError EnterContainment()
 {
-    std::wistringstream text(Environment(posix::kContainmentVariable));
-    SContainment containment;
-    if (!(text >> containment.memory >> containment.nice))
+    const std::optional<SContainment> containment = posix::ParseContainment(Environment(posix::kContainmentVariable));
+    if (!containment)
         return eOsError_NotSupported;
     SetEnvironment(posix::kContainmentVariable, {});
     sigset_t watched;
@@ -152,7 +177,9 @@ eOsError EnterContainment()
         return posix::LastOsError();
     if (getppid() != guard) // it ended before that
         _exit(posix::kKilled);
-    return posix::Limit(containment);
+    const eOsError error = posix::Limit(*containment);
+    // Here and now, before any code of others and any thread, which it would not change.
+    return Succeeded(error) && containment->sandbox ? EnterSandbox(*containment->sandbox) : error;
 }
 
 bool HasLeftProcesses()

@@ -2,6 +2,7 @@
 
 #include "platform/Containment.h"
 
+#include <optional>
 #include <string>
 
 namespace platform::posix {
@@ -10,5 +11,7 @@ namespace platform::posix {
 inline constexpr wchar_t kContainmentVariable[] = L"ZEL_CONTAINMENT";
 
 [[nodiscard]] std::wstring ContainmentText(const SContainment& containment);
+/// Empty for what is none.
+[[nodiscard]] std::optional<SContainment> ParseContainment(const std::wstring& text);
 
 } // namespace platform::posix

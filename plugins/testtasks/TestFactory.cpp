@@ -3,6 +3,7 @@
 #include "plugins/testtasks/ComputeTask.h"
 #include "plugins/testtasks/CrashTask.h"
 #include "plugins/testtasks/FireEventsTask.h"
+#include "plugins/testtasks/ForbiddenTask.h"
 #include "plugins/testtasks/GateTask.h"
 #include "plugins/testtasks/LeaveTask.h"
 #include "plugins/testtasks/RetryTask.h"
@@ -17,10 +18,10 @@
 
 namespace {
 
-constexpr std::array<std::wstring_view, 17> kTypes = {
+constexpr std::array<std::wstring_view, 18> kTypes = {
     L"Echo",         L"Sleep",       L"Gate",     L"Retry",    L"FailGetXml",  L"FailInit",          L"FailObtain",
     L"FailResponse", L"FailSetTask", L"FailSave", L"NullTask", L"UnknownTask", L"ThrowInCreateTask", L"Crash",
-    L"FireEvents",   L"Leave",       L"Compute"};
+    L"FireEvents",   L"Leave",       L"Compute",  L"Forbidden"};
 
 CComPtr<IWQ_CLSIDArray> MakeGroups(IWQ_DsGuidSet& sources)
 {
@@ -137,6 +138,8 @@ CComPtr<IWQ_ZELProcessorTask> CTestFactory::MakeTask(const CString& type)
         task.Attach(ZelMake<CRetryTask>().Detach());
     else if (type == L"Leave")
         task.Attach(ZelMake<CLeaveTask>().Detach());
+    else if (type == L"Forbidden")
+        task.Attach(ZelMake<CForbiddenTask>().Detach());
     else if (type == L"FireEvents")
         task.Attach(ZelMake<CFireEventsTask>().Detach());
     else if (type == L"Crash")

@@ -71,6 +71,8 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     named.grace = std::chrono::milliseconds(0);
     named.isolate = true;
     named.recycle = 7;
+    named.sandbox = true;
+    named.allowNetwork = true;
     named.memoryLimitMiB = 8192;
     named.nice = 3;
     named.privateFiles = true;
@@ -91,6 +93,8 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     expected.grace = std::chrono::milliseconds(0);
     expected.isolation.isOn = true;
     expected.isolation.recycle = 7;
+    expected.isolation.sandbox = true;
+    expected.isolation.allowNetwork = true;
     expected.isolation.memoryLimit = std::uint64_t{8} << 30U;
     expected.isolation.nice = 3;
     expected.busyWarning = std::chrono::milliseconds(0);

@@ -1,4 +1,5 @@
 #include "apps/zel-server/ServerOptions.h"
+#include "platform/Sandbox.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -44,6 +45,8 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.grace = std::chrono::milliseconds(0);
     options.isolate = true;
     options.recycle = 0;
+    options.sandbox = platform::SandboxSupport().has_value(); // elsewhere it is a mistake
+    options.allowNetwork = options.sandbox;
     options.memoryLimitMiB = 256;
     options.nice = 19;
     options.maxQueued = 0;

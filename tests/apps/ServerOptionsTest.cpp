@@ -35,7 +35,8 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
                              "--one-list",         "--keep",         "--fair",
                              "--time-limit",       "--grace",        "--config",
                              "--check-config",     "--slots",        "--isolate",
-                             "--recycle",          "--memory-limit", "--nice"})
+                             "--recycle",          "--memory-limit", "--nice",
+                             "--sandbox",          "--allow-network"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 

@@ -28,8 +28,6 @@ namespace {
 
 /// A cancel is noticed that much later than in this process.
 constexpr std::chrono::milliseconds kStep = 10ms;
-/// To load the plug-ins, on a loaded machine.
-constexpr std::chrono::milliseconds kStartTime = 1min;
 /// In the host's own unit, of which the largest number fits into no finer one.
 constexpr std::chrono::milliseconds kLongestGrace = 1h;
 /// What a task reports.
@@ -55,7 +53,8 @@ struct CIsolatedRunner::SRun {
     bool isDone = false;
     bool isRetry = false;
     bool hasEnded = false;
-    bool hasLeft = false; ///< processes
+    bool hasLeft = false;     ///< processes
+    CString refusedCall = {}; ///< by the sandbox
 };
 
 CIsolatedRunner::CIsolatedRunner(CZelProcessor& processor, SIsolatedRunnerSetup setup)
@@ -71,81 +70,6 @@ CIsolatedRunner::~CIsolatedRunner()
 {
     if (m_pHost)
         m_pHost->Retire();
-}
-
-void CIsolatedRunner::Prepare()
-{
-    StartAnother();
-}
-
-void CIsolatedRunner::StartAnother()
-{
-    if (m_pHost && m_pHost->IsRunning()) {
-        m_pHost->Retire();
-        m_pRetired = std::move(m_pHost);
-    }
-    m_nRequests = 0;
-    m_pHost = std::make_unique<CTaskHostProcess>(m_hostSetup);
-    if (const platform::eOsError error = m_pHost->Start(); !platform::Succeeded(error))
-        Log(Brel::Log::eLogLevel_Error, m_hostSetup.program + L" cannot be started: " + platform::OsErrorText(error));
-    else
-        Log(Brel::Log::eLogLevel_Debug, L"A process for tasks was started");
-}
-
-void CIsolatedRunner::Finish()
-{
-    if (m_pHost)
-        m_pHost->Retire();
-    m_pRetired.reset();
-    m_pHost.reset();
-}
-
-bool CIsolatedRunner::GoesOn() const
-{
-    return m_setup.isRunning && m_setup.context && !m_setup.context->IsCanceled();
-}
-
-/// One that ended while nothing was to be run is nobody's failure.
-void CIsolatedRunner::GetReady()
-{
-    m_processor.m_pState->m_bToldDone = false;
-    m_processor.m_pState->m_strTaskType.clear();
-    m_strLostBy.clear();
-    m_strLostReport.clear();
-    m_bReady = false;
-    const std::chrono::nanoseconds end = platform::Clock().Steady() + kStartTime;
-    for (int attempt = 0; attempt < 2 && GoesOn(); ++attempt) {
-        if (m_pHost && !m_pHost->IsRunning()) {
-            m_pHost->ReadToEnd();
-            Log(Brel::Log::eLogLevel_Warning, L"While nothing ran: " + m_pHost->EndText());
-        }
-        if (!m_pHost || !m_pHost->IsRunning())
-            StartAnother();
-        m_bReady =
-            m_pHost->IsRunning() && m_pHost->WaitUntilReady(end, [this] { return GoesOn(); }) && m_pHost->IsRunning();
-        if (m_bReady || !GoesOn())
-            return;
-        if (m_pHost->IsRunning())
-            m_pHost->Kill(); // it had time enough
-        m_strNotReady = m_pHost->EndText();
-        m_pHost.reset();
-    }
-}
-
-/// One that the server's stop has kept from being run waits for the next server.
-bool CIsolatedRunner::EndUnready(CZelProcessorProgress* progress, bool& bRetry)
-{
-    if (!m_setup.context || m_setup.context->IsCanceled()) {
-        CZelProcessor::SetStatus(progress, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
-    } else if (!m_setup.isRunning) {
-        bRetry = true;
-    } else {
-        const CString text = FormatText(TextOf(StringCodes::kTaskProcessNotStarted), {m_strNotReady});
-        Log(Brel::Log::eLogLevel_Error, text);
-        CZelProcessor::SetStatus(progress, eRequestStatus_ServerError,
-                                 m_setup.tellReasons ? text : TextOf(StringCodes::kExceptionDuringRequest));
-    }
-    return false;
 }
 
 bool CIsolatedRunner::CanProceedQueue() const
@@ -235,6 +159,8 @@ bool CIsolatedRunner::Understand(const std::vector<CString>& words, SRun& run)
             m_onTask(words[1]);
     } else if (what == L"remove" && count == 1)
         TakeAway(run);
+    else if (what == L"refused" && count == 2)
+        TakeRefusal(words[1], run);
     else if (what == L"fault" && count == 3)
         m_pHost->SetFault(words[1], words[2]);
     else if (what == L"end" && number(1) && number(2) && count == 3) {
@@ -255,7 +181,24 @@ void CIsolatedRunner::SetStatus(const std::vector<CString>& words, SRun& run)
     if (status == eRequestStatus_Done && run.isSaved)
         TellDone(run, words[2]);
     else
-        run.progress.SetStatusAndComment(status, words[2].c_str());
+        run.progress.SetStatusAndComment(
+            status, (status == eRequestStatus_ServerError ? words[2] + RefusalText(run) : words[2]).c_str());
+}
+
+/// The first one of a run; what comes after it may be what a task does without the call.
+void CIsolatedRunner::TakeRefusal(const CString& call, SRun& run)
+{
+    Log(Brel::Log::eLogLevel_Warning, run.path + L": the sandbox has refused its task the system call " + call);
+    if (run.refusedCall.empty())
+        run.refusedCall = call;
+}
+
+/// To stand behind the reason of a failure.
+CString CIsolatedRunner::RefusalText(const SRun& run) const
+{
+    return run.refusedCall.empty() || !m_setup.tellReasons
+               ? CString()
+               : L"\n" + FormatText(TextOf(StringCodes::kSandboxRefused), {run.refusedCall});
 }
 
 /// The last step of a request, before its sender is told: who asks has saved the response.
@@ -329,7 +272,7 @@ bool CIsolatedRunner::EndLost(SRun& run)
 {
     if (m_pHost->IsRunning())
         m_pHost->Kill();
-    const CString reason = m_pHost->EndText();
+    const CString reason = m_pHost->EndText() + RefusalText(run);
     m_strLostReport = m_pHost->Report();
     Log(Brel::Log::eLogLevel_Error, run.path + L": " + reason);
     StartAnother();

@@ -5,6 +5,7 @@
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelServerOptions.h"
 #include "platform/OsError.h"
+#include "platform/ScratchFolder.h"
 
 #include <atomic>
 #include <chrono>
@@ -46,6 +47,9 @@ public:
 
     /// The program beside the running one when no other is named. Empty when there is none.
     [[nodiscard]] static CString FindProgram(const SZelIsolation& isolation);
+    /// What the sandbox that is asked for keeps tasks from on this system, for the log; and whether that is all of it.
+    /// Empty where there is no sandbox.
+    [[nodiscard]] static CString SandboxText(const SZelIsolation& isolation, bool& isWhole);
 
     void Prepare() override;
     void Finish() override;
@@ -67,6 +71,7 @@ private:
     struct SRun;
 
     void MakeSetup();
+    void MakeSandbox();
     void StartAnother();
     [[nodiscard]] bool GoesOn() const;
     bool EndUnready(CZelProcessorProgress* progress, bool& bRetry);
@@ -74,6 +79,8 @@ private:
     /// False for what is no line of a run.
     [[nodiscard]] bool Understand(const std::vector<CString>& words, SRun& run);
     void SetStatus(const std::vector<CString>& words, SRun& run);
+    void TakeRefusal(const CString& call, SRun& run);
+    [[nodiscard]] CString RefusalText(const SRun& run) const;
     void TakeAway(SRun& run);
     void TellDone(SRun& run, const CString& text) const;
     bool Conclude(const SRun& run, bool& bRetry);
@@ -84,6 +91,7 @@ private:
     CZelProcessor& m_processor;
     const SIsolatedRunnerSetup m_setup;
     STaskHostSetup m_hostSetup;
+    std::unique_ptr<platform::CScratchFolder> m_pScratch; ///< the folder for temporary files of tasks in a sandbox
     std::unique_ptr<CTaskHostProcess> m_pHost;
     std::unique_ptr<CTaskHostProcess> m_pRetired; ///< ends by itself
     unsigned m_nRequests = 0;                     ///< of the present process

@@ -1,19 +1,46 @@
 #include "IsolatedRunner.h"
 
+#include "ProcessorState.h"
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
+#include "ZEL_Processor/ZelProcessorContext.h"
+#include "ZEL_Processor/ZelProcessorProgress.h"
 #include "com/Components.h"
 #include "com/XmlLimits.h"
+#include "framework/CrashReport.h"
 #include "framework/Language.h"
 #include "framework/Log.h"
+#include "framework/Services.h"
+#include "platform/FolderRemoval.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/Sandbox.h"
 #include "platform/Text.h"
 #include "reports/SourceNames.h"
+#include "reports/StringCodes.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <optional>
 
-// What a process of tasks is started with.
+// What a process of tasks is started with, and how it gets ready.
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// To load the plug-ins, on a loaded machine.
+constexpr std::chrono::milliseconds kStartTime = 1min;
+/// Of what tasks leave in their folder for temporary files.
+constexpr std::size_t kMostLeftByTasks = 100'000;
+
+void TellOfStart(Brel::Log::eLogLevel level, const CString& text)
+{
+    Brel::Log::Write(*Brel::Log::Get(kLoggerName), level, ZEL_SOURCE_LOCATION, text);
+}
+
+} // namespace
 
 CString CIsolatedRunner::FindProgram(const SZelIsolation& isolation)
 {
@@ -45,8 +72,8 @@ void CIsolatedRunner::MakeSetup()
         const auto& categories = component.categories;
         if (component.modulePath.empty() &&
             std::find(categories.begin(), categories.end(), CATID_ZELProcessorFactory) != categories.end())
-            Brel::Log::Write(*Brel::Log::Get(kLoggerName), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
-                             L"A plug-in that lives in this process serves no isolated request: " + component.name);
+            TellOfStart(Brel::Log::eLogLevel_Warning,
+                        L"A plug-in that lives in this process serves no isolated request: " + component.name);
         const CString folder = platform::DirectoryOf(component.source);
         if (component.modulePath.empty() || !platform::PathExists(component.source) ||
             std::find(folders.begin(), folders.end(), folder) != folders.end())
@@ -55,4 +82,127 @@ void CIsolatedRunner::MakeSetup()
         lines.push_back({L"folder", folder});
     }
     lines.push_back({L"begin"});
+}
+
+/// Before each start, for what is writable must exist: the responses, the reports of crashes, and a folder for
+/// temporary files, which is emptied between two processes and goes with this object.
+void CIsolatedRunner::MakeSandbox()
+{
+    if (!m_setup.isolation.sandbox)
+        return;
+    if (!m_pScratch)
+        m_pScratch = std::make_unique<platform::CScratchFolder>();
+    else if (!m_pRetired || !m_pRetired->IsRunning())
+        m_pScratch->Empty();
+    platform::SSandbox& sandbox = m_hostSetup.containment.sandbox.emplace();
+    sandbox.mayUseNetwork = m_setup.isolation.allowNetwork;
+    for (const CString& directory : {m_setup.outputDir, MOXCrashRpt::ReportDirectory(), m_pScratch->Path()}) {
+        if (platform::DirectoryExists(directory))
+            sandbox.writable.push_back(directory);
+    }
+    // The folder of reports would else lie in that of temporary files.
+    m_hostSetup.environment = {{L"TMPDIR", m_pScratch->Path()}, {L"ZEL_CRASH_DIR", MOXCrashRpt::ReportDirectory()}};
+}
+
+CString CIsolatedRunner::SandboxText(const SZelIsolation& isolation, bool& isWhole)
+{
+    const std::optional<platform::SSandboxSupport> support = platform::SandboxSupport();
+    if (!support)
+        return {};
+    // The first kernels with rules for files know none for those that are cut short.
+    constexpr int kAllRules = 3;
+    isWhole = support->refusesCalls && support->fileRules >= kAllRules;
+    CString text = L"Tasks run in a sandbox: no new privileges";
+    if (support->refusesCalls)
+        text += isolation.allowNetwork ? L"; seccomp, the network allowed" : L"; seccomp, no network";
+    if (support->fileRules > 0)
+        text += L"; Landlock, version " + std::to_wstring(support->fileRules);
+    if (!support->refusesCalls)
+        text += L"; without seccomp, which this kernel or the service manager does not give: any call is made";
+    if (support->fileRules <= 0)
+        text +=
+            L"; without Landlock, which this kernel or the service manager does not give: files are written anywhere";
+    else if (support->fileRules < kAllRules)
+        text += L", with which a file can still be cut short anywhere";
+    return text;
+}
+
+void CIsolatedRunner::Prepare()
+{
+    StartAnother();
+}
+
+void CIsolatedRunner::StartAnother()
+{
+    if (m_pHost && m_pHost->IsRunning()) {
+        m_pHost->Retire();
+        m_pRetired = std::move(m_pHost);
+    }
+    m_nRequests = 0;
+    MakeSandbox();
+    m_pHost = std::make_unique<CTaskHostProcess>(m_hostSetup);
+    if (const platform::eOsError error = m_pHost->Start(); !platform::Succeeded(error))
+        TellOfStart(Brel::Log::eLogLevel_Error,
+                    m_hostSetup.program + L" cannot be started: " + platform::OsErrorText(error));
+    else
+        TellOfStart(Brel::Log::eLogLevel_Debug, L"A process for tasks was started");
+}
+
+void CIsolatedRunner::Finish()
+{
+    if (m_pHost)
+        m_pHost->Retire();
+    m_pRetired.reset();
+    m_pHost.reset();
+    if (m_pScratch)
+        static_cast<void>(platform::RemoveFolder(m_pScratch->Path(), kMostLeftByTasks));
+    m_pScratch.reset();
+}
+
+bool CIsolatedRunner::GoesOn() const
+{
+    return m_setup.isRunning && m_setup.context && !m_setup.context->IsCanceled();
+}
+
+/// One that ended while nothing was to be run is nobody's failure.
+void CIsolatedRunner::GetReady()
+{
+    m_processor.m_pState->m_bToldDone = false;
+    m_processor.m_pState->m_strTaskType.clear();
+    m_strLostBy.clear();
+    m_strLostReport.clear();
+    m_bReady = false;
+    const std::chrono::nanoseconds end = platform::Clock().Steady() + kStartTime;
+    for (int attempt = 0; attempt < 2 && GoesOn(); ++attempt) {
+        if (m_pHost && !m_pHost->IsRunning()) {
+            m_pHost->ReadToEnd();
+            TellOfStart(Brel::Log::eLogLevel_Warning, L"While nothing ran: " + m_pHost->EndText());
+        }
+        if (!m_pHost || !m_pHost->IsRunning())
+            StartAnother();
+        m_bReady =
+            m_pHost->IsRunning() && m_pHost->WaitUntilReady(end, [this] { return GoesOn(); }) && m_pHost->IsRunning();
+        if (m_bReady || !GoesOn())
+            return;
+        if (m_pHost->IsRunning())
+            m_pHost->Kill(); // it had time enough
+        m_strNotReady = m_pHost->EndText();
+        m_pHost.reset();
+    }
+}
+
+/// One that the server's stop has kept from being run waits for the next server.
+bool CIsolatedRunner::EndUnready(CZelProcessorProgress* progress, bool& bRetry)
+{
+    if (!m_setup.context || m_setup.context->IsCanceled()) {
+        CZelProcessor::SetStatus(progress, eRequestStatus_Canceled, TextOf(StringCodes::kRequestCanceled));
+    } else if (!m_setup.isRunning) {
+        bRetry = true;
+    } else {
+        const CString text = FormatText(TextOf(StringCodes::kTaskProcessNotStarted), {m_strNotReady});
+        TellOfStart(Brel::Log::eLogLevel_Error, text);
+        CZelProcessor::SetStatus(progress, eRequestStatus_ServerError,
+                                 m_setup.tellReasons ? text : TextOf(StringCodes::kExceptionDuringRequest));
+    }
+    return false;
 }

@@ -37,6 +37,7 @@ platform::eOsError CTaskHostProcess::Start()
     options.pipeOutput = true;
     options.longestLine = TaskHostLine::kLongest;
     options.containment = m_setup.containment;
+    options.environment = m_setup.environment;
     const platform::eOsError error = m_process.Start(m_setup.program, {}, options);
     m_bEnded = !platform::Succeeded(error);
     for (const std::vector<CString>& line : m_setup.lines) {
@@ -154,6 +155,8 @@ CString CTaskHostProcess::EndText() const
         text = FormatText(TextOf(StringCodes::kTaskProcessSignal), {std::to_wstring(m_nExitCode - kSignals)});
     else
         text = FormatText(TextOf(StringCodes::kTaskProcessExit), {std::to_wstring(m_nExitCode)});
+    if (m_setup.containment.sandbox && m_nExitCode == platform::kSandboxKilled)
+        text += L" " + TextOf(StringCodes::kSandboxKilled);
     if (m_setup.containment.memory != 0)
         text += L" " + FormatText(TextOf(StringCodes::kTaskProcessMemory),
                                   {std::to_wstring(m_setup.containment.memory >> 20U)});

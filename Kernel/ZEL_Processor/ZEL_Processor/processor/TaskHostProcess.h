@@ -7,12 +7,14 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <utility>
 #include <vector>
 
 /// How a process of tasks is started, and what it is told then.
 struct STaskHostSetup {
     CString program;
     platform::SContainment containment;
+    std::vector<std::pair<CString, CString>> environment;
     std::vector<std::vector<CString>> lines;
 };
 

@@ -18,10 +18,12 @@
 #include "platform/Os.h"
 #include "platform/PrivateFiles.h"
 #include "platform/Process.h"
+#include "platform/Sandbox.h"
 #include "platform/Text.h"
 #include "reports/SourceNames.h"
 
 #include <chrono>
+#include <string>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -32,6 +34,13 @@ namespace {
 /// How long what follows a fault may take: a lock that the fault has left taken would have it wait for ever.
 constexpr std::chrono::milliseconds kReportTime = 30s;
 constexpr int kEndedByFault = 1;
+
+/// Before anything that could be the end of a run: which call the sandbox has refused it.
+void SendRefusal(const HostMessages::CSender::Send& send)
+{
+    if (const std::string call = platform::TakeRefusedCall(); !call.empty())
+        send({L"refused", platform::FromUtf8(call)});
+}
 
 /// What a task reports, on its way to the server.
 class CSentProgress final : public CZelProcessorProgress {
@@ -49,6 +58,7 @@ public:
     void SetStatusAndComment(eZelProcRequestStatus status, const wchar_t* comment) override
     {
         const CString text = Text(comment);
+        SendRefusal(m_send);
         MOXCrashRpt::CScopedSubject::SetState(EnumToName(status, GetRequestStatusNames()), text);
         m_send({L"status", TaskHostLine::TextOf(status), text});
     }
@@ -202,6 +212,7 @@ void CZelTaskHost::Serve()
             TellFault(fault);
             platform::EndProcess(kEndedByFault);
         }
+        SendRefusal(m_pState->send);
         m_pState->send({L"end", retry ? L"1" : L"0", platform::HasLeftProcesses() ? L"1" : L"0"});
     }
 }
@@ -213,5 +224,6 @@ void CZelTaskHost::TellFault(const platform::SFaultRecord& fault)
     record.size = sizeof record;
     record.exceptionPointers = &fault;
     const bool isWritten = m_pState->host.GenerateErrorReport(record) == 1;
+    SendRefusal(m_pState->send);
     m_pState->send({L"fault", FaultText(fault), isWritten ? MOXCrashRpt::LastReportPath() : CString()});
 }

@@ -79,6 +79,8 @@ constexpr SStringCode kTaskProcessKilled{171, "IDS_TASK_PROCESS_KILLED"};
 constexpr SStringCode kTaskProcessMemory{172, "IDS_TASK_PROCESS_MEMORY"};
 constexpr SStringCode kTaskProcessReport{173, "IDS_TASK_PROCESS_REPORT"};
 constexpr SStringCode kTaskProcessNotStarted{174, "IDS_TASK_PROCESS_NOT_STARTED"};
+constexpr SStringCode kSandboxRefused{175, "IDS_SANDBOX_REFUSED"};
+constexpr SStringCode kSandboxKilled{176, "IDS_SANDBOX_KILLED"};
 
 /// Fetched by number alone: the XML of a request, and of a command, can't be parsed; the question before a crash
 /// report.

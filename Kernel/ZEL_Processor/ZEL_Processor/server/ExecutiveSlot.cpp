@@ -2,10 +2,12 @@
 #include "ServerState.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "framework/Exceptions.h"
+#include "framework/Log.h"
 #include "framework/Services.h"
 #include "framework/WorkerThread.h"
 #include "processor/IsolatedRunner.h"
 #include "processor/ProcessorRunner.h"
+#include "reports/SourceNames.h"
 
 #include <new>
 #include <utility>
@@ -60,6 +62,18 @@ bool CExecutiveSlot::MakeRunner(SSlotGates* gates)
         WQ_MessageBox(L"CZelProcessorServer::Run - the program zel-task-host, which isolated tasks run in, is missing",
                       eMessageStyle_Error);
         return false;
+    }
+    if (options.isolation.sandbox && m_nNumber == 0) {
+        bool isWhole = false;
+        const CString sandbox = CIsolatedRunner::SandboxText(options.isolation, isWhole);
+        if (sandbox.empty()) {
+            WQ_MessageBox(L"CZelProcessorServer::Run - this system has no sandbox for isolated tasks; Linux has",
+                          eMessageStyle_Error);
+            return false;
+        }
+        Brel::Log::Write(*Brel::Log::Get(kLoggerName),
+                         isWhole ? Brel::Log::eLogLevel_Info : Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
+                         sandbox);
     }
     m_pRunner = std::make_unique<CIsolatedRunner>(
         *m_pProcessor,

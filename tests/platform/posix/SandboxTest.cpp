@@ -1,0 +1,229 @@
+#include "platform/Sandbox.h"
+
+#include "platform/FileSystem.h"
+#include "platform/Os.h"
+#include "platform/Process.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <fcntl.h>
+#include <linux/landlock.h>
+#include <pthread.h>
+#include <sched.h>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+int Answer(const std::string& what, bool isTrue)
+{
+    testsupport::TellParent(std::wstring(what.begin(), what.end()) + (isTrue ? L": yes" : L": no"));
+    return isTrue ? 0 : 1;
+}
+
+/// Each call with arguments that would have it fail in another way, were it not refused first.
+int CallAll(const std::vector<std::wstring>&)
+{
+    if (!Succeeded(EnterContainment()))
+        return 9;
+    constexpr std::array<std::pair<int, const char*>, 36> kCalls = {{{SYS_ptrace, "ptrace"},
+                                                                     {SYS_process_vm_readv, "process_vm_readv"},
+                                                                     {SYS_process_vm_writev, "process_vm_writev"},
+                                                                     {SYS_kcmp, "kcmp"},
+                                                                     {SYS_pidfd_getfd, "pidfd_getfd"},
+                                                                     {SYS_mount, "mount"},
+                                                                     {SYS_umount2, "umount2"},
+                                                                     {SYS_pivot_root, "pivot_root"},
+                                                                     {SYS_chroot, "chroot"},
+                                                                     {SYS_move_mount, "move_mount"},
+                                                                     {SYS_open_tree, "open_tree"},
+                                                                     {SYS_fsopen, "fsopen"},
+                                                                     {SYS_fsconfig, "fsconfig"},
+                                                                     {SYS_fsmount, "fsmount"},
+                                                                     {SYS_fspick, "fspick"},
+                                                                     {SYS_mount_setattr, "mount_setattr"},
+                                                                     {SYS_swapon, "swapon"},
+                                                                     {SYS_swapoff, "swapoff"},
+                                                                     {SYS_quotactl, "quotactl"},
+                                                                     {SYS_open_by_handle_at, "open_by_handle_at"},
+                                                                     {SYS_init_module, "init_module"},
+                                                                     {SYS_finit_module, "finit_module"},
+                                                                     {SYS_delete_module, "delete_module"},
+                                                                     {SYS_kexec_load, "kexec_load"},
+                                                                     {SYS_kexec_file_load, "kexec_file_load"},
+                                                                     {SYS_bpf, "bpf"},
+                                                                     {SYS_perf_event_open, "perf_event_open"},
+                                                                     {SYS_userfaultfd, "userfaultfd"},
+                                                                     {SYS_add_key, "add_key"},
+                                                                     {SYS_request_key, "request_key"},
+                                                                     {SYS_keyctl, "keyctl"},
+                                                                     {SYS_acct, "acct"},
+                                                                     {SYS_setns, "setns"},
+                                                                     {SYS_unshare, "unshare"},
+                                                                     {SYS_reboot, "reboot"},
+                                                                     {SYS_settimeofday, "settimeofday"}}};
+    int failures = 0;
+    for (const auto& [number, name] : kCalls) {
+        const bool isRefused = syscall(number, -1, -1, -1, -1, -1, -1) == -1 && errno == EPERM;
+        failures += isRefused && TakeRefusedCall() == name ? 0 : Answer(name, false);
+    }
+    return failures;
+}
+const testsupport::CChildPart callAllPart(L"sandbox-calls", &CallAll);
+
+/// What ordinary programs do, and what they must do without.
+int LiveOn(const std::vector<std::wstring>& arguments)
+{
+    if (!Succeeded(EnterContainment()))
+        return 9;
+    const bool mayUseNetwork = arguments[0] == L"1";
+    int failures = 0;
+    const auto opens = [](int family) {
+        const int made = socket(family, SOCK_STREAM, 0);
+        return made >= 0 && close(made) == 0;
+    };
+    failures += opens(AF_UNIX) ? 0 : Answer("a socket of this machine", false);
+    failures += opens(AF_INET) == mayUseNetwork ? 0 : Answer("a socket of the network", !mayUseNetwork);
+    failures += TakeRefusedCall() == (mayUseNetwork ? "" : "socket") ? 0 : Answer("told", false);
+    failures += TakeRefusedCall().empty() ? 0 : Answer("told once", false);
+    failures += syscall(SYS_clone, CLONE_NEWUSER | SIGCHLD, 0, 0, 0, 0) == -1 && errno == EPERM
+                    ? 0
+                    : Answer("a namespace", true);
+    failures += TakeRefusedCall() == "clone" ? 0 : Answer("clone", false);
+    failures += syscall(SYS_io_uring_setup, 1, nullptr) == -1 && errno == ENOSYS ? 0 : Answer("io_uring", true);
+    pthread_t thread{};
+    failures += pthread_create(
+                    &thread, nullptr, [](void*) -> void* { return nullptr; }, nullptr) == 0 &&
+                        pthread_join(thread, nullptr) == 0
+                    ? 0
+                    : Answer("a thread", false);
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(7);
+    int status = 0;
+    failures += waitpid(child, &status, 0) == child && WEXITSTATUS(status) == 7 ? 0 : Answer("a child", false);
+    failures += prctl(PR_GET_NO_NEW_PRIVS, 0, 0, 0, 0) == 1 ? 0 : Answer("new privileges", true);
+    return failures;
+}
+const testsupport::CChildPart liveOnPart(L"sandbox-live", &LiveOn);
+
+int WriteAround(const std::vector<std::wstring>& arguments)
+{
+    if (!Succeeded(EnterContainment()))
+        return 9;
+    const std::string allowed(arguments[0].begin(), arguments[0].end());
+    const std::string refused(arguments[1].begin(), arguments[1].end());
+    const int version = SandboxSupport()->fileRules;
+    int failures = 0;
+    const auto expect = [&failures](const std::string& what, bool isTrue) {
+        failures += isTrue ? 0 : Answer(what, false);
+    };
+    const auto opens = [](const std::string& path, int flags) {
+        const int file = open(path.c_str(), flags | O_CLOEXEC, 0600);
+        return file >= 0 && close(file) == 0;
+    };
+    const std::string there = refused + "/there";
+    expect("makes", opens(allowed + "/a", O_CREAT | O_WRONLY));
+    expect("truncates", truncate((allowed + "/a").c_str(), 0) == 0);
+    expect("makes a directory", mkdir((allowed + "/d").c_str(), 0700) == 0);
+    expect("moves", version < 2 || rename((allowed + "/a").c_str(), (allowed + "/d/a").c_str()) == 0);
+    expect("writes to /dev/null", opens("/dev/null", O_WRONLY));
+    expect("reads", opens(there, O_RDONLY));
+    expect("makes nothing elsewhere", !opens(refused + "/a", O_CREAT | O_WRONLY) && errno == EACCES);
+    expect("writes nothing elsewhere", !opens(there, O_WRONLY) && errno == EACCES);
+    expect("truncates nothing elsewhere", version < 3 || (truncate(there.c_str(), 0) != 0 && errno == EACCES));
+    expect("removes nothing elsewhere", unlink(there.c_str()) != 0 && errno == EACCES);
+    expect("makes no directory elsewhere", mkdir((refused + "/d").c_str(), 0700) != 0 && errno == EACCES);
+    expect("makes no link elsewhere", symlink("a", (refused + "/l").c_str()) != 0 && errno == EACCES);
+    expect("moves nothing away", rename(there.c_str(), (allowed + "/there").c_str()) != 0);
+    expect("signals nobody", version < 6 || (kill(getppid(), 0) != 0 && errno == EPERM));
+    expect("signals itself", kill(getpid(), 0) == 0);
+    return failures;
+}
+const testsupport::CChildPart writePart(L"sandbox-write", &WriteAround);
+
+/// With its signals blocked nobody can be told of a refusal.
+int CallDeaf(const std::vector<std::wstring>&)
+{
+    if (!Succeeded(EnterContainment()))
+        return 9;
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, nullptr);
+    syscall(SYS_ptrace, -1, -1, -1, -1);
+    return 0;
+}
+const testsupport::CChildPart deafPart(L"sandbox-deaf", &CallDeaf);
+
+class SandboxTest : public testing::Test {
+protected:
+    /// The exit code of a child in the sandbox, and what it had to say.
+    [[nodiscard]] int Run(const wchar_t* part, const SSandbox& sandbox, const std::vector<std::wstring>& arguments = {})
+    {
+        SProcessOptions options;
+        options.containment = SContainment{0, 0, sandbox};
+        // Its end would be looked at by a tracer.
+        options.environment = {{L"LSAN_OPTIONS", L"detect_leaks=0"}};
+        CProcess child = testsupport::StartChild(part, arguments, options);
+        m_strSaid = child.ReadAll(60s);
+        int code = -1;
+        EXPECT_TRUE(child.Wait(60s, code));
+        return code;
+    }
+
+    const testsupport::CTemporaryDirectory m_root;
+    std::string m_strSaid;
+};
+
+TEST_F(SandboxTest, WhatNoTaskNeedsIsRefused)
+{
+    if (!SandboxSupport()->refusesCalls)
+        GTEST_SKIP() << "SandboxSupport: the system refuses no calls";
+    EXPECT_EQ(Run(L"sandbox-calls", {{m_root.Path()}, false}), 0) << m_strSaid;
+    EXPECT_EQ(Run(L"sandbox-deaf", {{m_root.Path()}, false}), kSandboxKilled);
+}
+
+TEST_F(SandboxTest, WhatTasksNeedIsNot)
+{
+    if (!SandboxSupport()->refusesCalls)
+        GTEST_SKIP() << "SandboxSupport: the system refuses no calls";
+    for (const bool mayUseNetwork : {false, true})
+        EXPECT_EQ(Run(L"sandbox-live", {{m_root.Path()}, mayUseNetwork}, {mayUseNetwork ? L"1" : L"0"}), 0)
+            << m_strSaid;
+}
+
+TEST_F(SandboxTest, FilesAreWrittenInItsDirectoriesAlone)
+{
+    if (SandboxSupport()->fileRules == 0)
+        GTEST_SKIP() << "SandboxSupport: the system has no rules for files";
+    const std::wstring allowed = m_root / L"with a blank\nand an end of line";
+    const std::wstring refused = m_root / L"refused";
+    for (const std::wstring& folder : {allowed, refused})
+        ASSERT_TRUE(Succeeded(Files().MakeDirectory(folder)));
+    ASSERT_TRUE(Succeeded(WriteWholeFile(refused + L"/there", "x")));
+    EXPECT_EQ(Run(L"sandbox-write", {{allowed}, true}, {allowed, refused}), 0) << m_strSaid;
+}
+
+TEST_F(SandboxTest, OneThatCannotBeMadeIsNotEntered)
+{
+    if (SandboxSupport()->fileRules == 0)
+        GTEST_SKIP() << "SandboxSupport: the system has no rules for files";
+    EXPECT_EQ(Run(L"sandbox-deaf", {{m_root / L"missing"}, true}), 9);
+}
+
+} // namespace
+} // namespace platform
