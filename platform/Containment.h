@@ -37,6 +37,9 @@ struct SContainment {
 /// waited for is there; of what has left its parents a kernel that does not tell a process's children hides it.
 [[nodiscard]] ZEL_FRAMEWORK_API bool HasLeftProcesses();
 
+/// In bytes, of this process: what it has in memory now. 0 when the system does not tell.
+[[nodiscard]] ZEL_FRAMEWORK_API std::uint64_t MemoryInUse();
+
 /// The pipes to the process that started this one with SProcessOptions::pipeInput and pipeOutput. They are taken away
 /// from standard input and output, which are empty and where the errors go from then on, so that no code that reads or
 /// prints gets in between; nor does this process hand them on to others. A copy of this process that writes is ended.

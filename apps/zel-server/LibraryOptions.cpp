@@ -65,6 +65,7 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
     options.isolation.isOn = asked.isolate;
     options.isolation.recycle = asked.recycle;
     options.isolation.memoryLimit = std::uint64_t{asked.memoryLimitMiB} << 20U;
+    options.isolation.recycleMemory = std::uint64_t{asked.recycleMemoryMiB} << 20U;
     options.isolation.sandbox = asked.sandbox;
     options.isolation.allowNetwork = asked.allowNetwork;
     options.isolation.nice = static_cast<int>(asked.nice);

@@ -119,6 +119,8 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     addFlag(L"--isolate", options.isolate);
     if (options.recycle != SServerOptions().recycle)
         add(L"--recycle", std::to_wstring(options.recycle));
+    if (options.recycleMemoryMiB != 0)
+        add(L"--recycle-memory", std::to_wstring(options.recycleMemoryMiB));
     if (options.memoryLimitMiB != 0)
         add(L"--memory-limit", std::to_wstring(options.memoryLimitMiB));
     if (options.nice != 0)

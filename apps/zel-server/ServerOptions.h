@@ -49,6 +49,7 @@ struct SServerOptions {
     std::optional<std::chrono::milliseconds> stopTimeout; ///< 0 or empty: none
     bool isolate = false;
     unsigned recycle = SZelIsolation().recycle; ///< of requests that a process of tasks runs; 0: any number
+    unsigned recycleMemoryMiB = 0;              ///< in the memory of such a process; 0: half of its limit
     unsigned memoryLimitMiB = 0;                ///< of such a process; 0: none
     unsigned nice = 0;                          ///< of such a process
     bool sandbox = false;                       ///< around such a process

@@ -155,6 +155,7 @@ void DefineIsolation(CLI::App& app, SServerOptions& options)
             ->check(CLI::Validator(CLI::Range(0U, most)).description(""));
     };
     add("--recycle", options.recycle, "N", kMaxLimit, ServerTexts::IDS_HELP_RECYCLE);
+    add("--recycle-memory", options.recycleMemoryMiB, "MIB", kMostMemoryMiB, ServerTexts::IDS_HELP_RECYCLE_MEMORY);
     add("--memory-limit", options.memoryLimitMiB, "MIB", kMostMemoryMiB, ServerTexts::IDS_HELP_MEMORY_LIMIT);
     add("--nice", options.nice, "N", kMostNice, ServerTexts::IDS_HELP_NICE);
     app.add_flag("--sandbox", options.sandbox, HelpText(ServerTexts::IDS_HELP_SANDBOX));
@@ -292,7 +293,7 @@ void CServerParser::DemandAll(bool isForStart)
     m_pApp->get_option("--log-size")->needs(m_pApp->get_option("--log-file"));
     // A start that does not resume deletes the responses that nobody has taken yet.
     m_pApp->get_option("--take-over")->needs(m_pApp->get_option("--resume"))->excludes(m_pApp->get_option("--strict"));
-    for (const char* const option : {"--recycle", "--memory-limit", "--nice", "--sandbox"})
+    for (const char* const option : {"--recycle", "--recycle-memory", "--memory-limit", "--nice", "--sandbox"})
         m_pApp->get_option(option)->needs(m_pApp->get_option("--isolate"));
 }
 

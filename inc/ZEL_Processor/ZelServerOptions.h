@@ -20,6 +20,9 @@ struct SZelIsolation {
     bool isOn = false;
     /// So many requests later the process is replaced. 0: never.
     unsigned recycle = 1000;
+    /// In bytes: it is replaced, too, when it has more of it in memory after a request. 0: half of memoryLimit, if
+    /// there is one.
+    std::uint64_t recycleMemory = 0;
     /// In bytes, of a process: of address space, on Windows of committed memory. 0: any amount.
     std::uint64_t memoryLimit = 0;
     /// 0 to 19: the higher, the more it yields a busy processor to others.

@@ -182,6 +182,14 @@ eOsError EnterContainment()
     return Succeeded(error) && containment->sandbox ? EnterSandbox(*containment->sandbox) : error;
 }
 
+std::uint64_t MemoryInUse()
+{
+    std::ifstream file("/proc/self/statm"); // in pages: of addresses, in memory
+    std::uint64_t addresses = 0;
+    std::uint64_t pages = 0;
+    return file >> addresses >> pages ? pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)) : 0;
+}
+
 bool HasLeftProcesses()
 {
     siginfo_t info = {};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <psapi.h>
 
 namespace platform {
 namespace win32 {
@@ -58,6 +59,12 @@ eOsError EnterContainment()
     }
     g_processesAtStart = std::max<DWORD>(ProcessesOfJob(), 1);
     return isInJob ? eOsError_None : eOsError_NotSupported;
+}
+
+std::uint64_t MemoryInUse()
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) ? counters.WorkingSetSize : 0;
 }
 
 bool HasLeftProcesses()

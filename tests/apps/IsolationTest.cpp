@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -272,9 +273,21 @@ TEST_F(IsolationTest, TheProcessIsReplacedAfterSoManyRequests)
     EXPECT_TRUE(Contains(log, "Reading the request...")) << "what is logged there is logged here";
 }
 
+TEST_F(IsolationTest, TheProcessIsReplacedWhenItHasGrown)
+{
+    for (const auto& [most, isReplaced] : {std::pair{L"1", true}, {L"100000", false}}) {
+        CRunningProgram server = StartIsolating({L"--recycle-memory", most});
+        for (int i = 0; i < 2; ++i)
+            ExpectServes();
+        StopServer(server);
+        EXPECT_EQ(Contains(server.Errors(), "The process of the tasks has grown and is replaced"), isReplaced)
+            << server.Errors();
+    }
+}
+
 TEST_F(IsolationTest, ItsOptionsAreForAServerThatIsolates)
 {
-    for (const wchar_t* option : {L"--recycle", L"--memory-limit", L"--nice"}) {
+    for (const wchar_t* option : {L"--recycle", L"--recycle-memory", L"--memory-limit", L"--nice"}) {
         std::vector<std::wstring> arguments = DirectoryArguments();
         arguments.insert(arguments.end(), {option, L"5"});
         const SProgramResult result = ServerResult(arguments);

@@ -71,6 +71,7 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     named.grace = std::chrono::milliseconds(0);
     named.isolate = true;
     named.recycle = 7;
+    named.recycleMemoryMiB = 4096;
     named.sandbox = true;
     named.allowNetwork = true;
     named.memoryLimitMiB = 8192;
@@ -93,6 +94,7 @@ TEST(LibraryOptionsTest, WhatIsNamedComesBeforeStrict)
     expected.grace = std::chrono::milliseconds(0);
     expected.isolation.isOn = true;
     expected.isolation.recycle = 7;
+    expected.isolation.recycleMemory = std::uint64_t{4} << 30U;
     expected.isolation.sandbox = true;
     expected.isolation.allowNetwork = true;
     expected.isolation.memoryLimit = std::uint64_t{8} << 30U;

@@ -45,6 +45,7 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.grace = std::chrono::milliseconds(0);
     options.isolate = true;
     options.recycle = 0;
+    options.recycleMemoryMiB = 100;
     options.sandbox = platform::SandboxSupport().has_value(); // elsewhere it is a mistake
     options.allowNetwork = options.sandbox;
     options.memoryLimitMiB = 256;

@@ -36,7 +36,7 @@ TEST_F(ServerOptionsTest, HelpTellsOptionsExitCodesAndWhatIsDeleted)
                              "--time-limit",       "--grace",        "--config",
                              "--check-config",     "--slots",        "--isolate",
                              "--recycle",          "--memory-limit", "--nice",
-                             "--sandbox",          "--allow-network"})
+                             "--recycle-memory",   "--sandbox",      "--allow-network"})
         EXPECT_TRUE(Contains(result.output, word)) << word << "\n" << result.output;
 }
 

@@ -54,6 +54,7 @@ struct CIsolatedRunner::SRun {
     bool isRetry = false;
     bool hasEnded = false;
     bool hasLeft = false;     ///< processes
+    bool hasGrown = false;    ///< its process
     CString refusedCall = {}; ///< by the sandbox
 };
 
@@ -163,10 +164,11 @@ bool CIsolatedRunner::Understand(const std::vector<CString>& words, SRun& run)
         TakeRefusal(words[1], run);
     else if (what == L"fault" && count == 3)
         m_pHost->SetFault(words[1], words[2]);
-    else if (what == L"end" && number(1) && number(2) && count == 3) {
+    else if (what == L"end" && number(1) && number(2) && number(3) && count == 4) {
         run.hasEnded = true;
         run.isRetry = *number(1) == 1;
         run.hasLeft = *number(2) == 1;
+        run.hasGrown = *number(3) == 1;
     } else if (!HostMessages::PassOn(words)) {
         m_pHost->SetNonsense();
         return false;
@@ -239,7 +241,9 @@ bool CIsolatedRunner::Conclude(const SRun& run, bool& bRetry)
         Log(Brel::Log::eLogLevel_Warning, run.path + L": its task has left processes behind, which are ended");
     if (run.hasLeft)
         m_pHost->Kill();
-    if (run.hasLeft || (m_setup.isolation.recycle != 0 && m_nRequests >= m_setup.isolation.recycle))
+    if (run.hasGrown)
+        Log(Brel::Log::eLogLevel_Info, L"The process of the tasks has grown and is replaced");
+    if (run.hasLeft || run.hasGrown || (m_setup.isolation.recycle != 0 && m_nRequests >= m_setup.isolation.recycle))
         StartAnother();
     m_bInRun = false;
     return run.isDone;

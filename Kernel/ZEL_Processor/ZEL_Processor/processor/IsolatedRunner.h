@@ -34,9 +34,9 @@ struct SIsolatedRunnerSetup {
 };
 
 /// Runs requests in a process of their own, which is started ahead, runs one after the other, and is replaced when it
-/// has ended, has run so many, or has left processes behind. What it reports is passed on here, and the file of a
-/// request is taken away here: nothing that outlasts the run but the response is the other process's work, so one that
-/// is killed leaves nothing that this one does not know. For one thread.
+/// has ended, has run so many, has grown too much, or has left processes behind. What it reports is passed on here, and
+/// the file of a request is taken away here: nothing that outlasts the run but the response is the other process's
+/// work, so one that is killed leaves nothing that this one does not know. For one thread.
 class CIsolatedRunner final : public IRequestRunner {
 public:
     /// processor: borrowed; whose turns and whose events these are.

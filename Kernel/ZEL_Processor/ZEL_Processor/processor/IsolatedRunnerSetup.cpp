@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 
 // What a process of tasks is started with, and how it gets ready.
@@ -65,6 +66,9 @@ void CIsolatedRunner::MakeSetup()
     for (const SXmlLimit& limit : kXmlLimits)
         limits.push_back(std::to_wstring(m_setup.xmlLimits.*limit.value));
     lines.push_back(limits);
+    const std::uint64_t half = m_setup.isolation.memoryLimit / 2;
+    lines.push_back(
+        {L"recycle", std::to_wstring(m_setup.isolation.recycleMemory != 0 ? m_setup.isolation.recycleMemory : half)});
     for (const CString& text : m_setup.leftOut)
         lines.push_back({L"leftout", text});
     std::vector<CString> folders;

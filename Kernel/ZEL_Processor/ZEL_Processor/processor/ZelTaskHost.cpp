@@ -23,6 +23,7 @@
 #include "reports/SourceNames.h"
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <utility>
 
@@ -96,6 +97,7 @@ struct CZelTaskHost::SState {
     CString outputDir;
     bool tellReasons = false;
     std::int64_t logLevel = -1;
+    std::uint64_t mostMemory = 0; ///< with more of it the process has grown; 0: it never has
     CTaskHostInbox inbox;
     std::unique_ptr<CZelProcessor> processor;
     std::unique_ptr<CProcessorRunner> runner;
@@ -121,6 +123,8 @@ bool CZelTaskHost::SState::Take(const std::vector<CString>& words)
             platform::KeepNewFilesPrivate();
     } else if (words[0] == L"language") {
         WQ_SetLanguage(value);
+    } else if (words[0] == L"recycle") {
+        mostMemory = static_cast<std::uint64_t>(NumberOf(value).value_or(0));
     } else if (words[0] == L"leftout") {
         leftOut.push_back(value);
     } else if (words[0] == L"folder") {
@@ -213,7 +217,8 @@ void CZelTaskHost::Serve()
             platform::EndProcess(kEndedByFault);
         }
         SendRefusal(m_pState->send);
-        m_pState->send({L"end", retry ? L"1" : L"0", platform::HasLeftProcesses() ? L"1" : L"0"});
+        m_pState->send({L"end", retry ? L"1" : L"0", platform::HasLeftProcesses() ? L"1" : L"0",
+                        m_pState->mostMemory != 0 && platform::MemoryInUse() > m_pState->mostMemory ? L"1" : L"0"});
     }
 }
 
