@@ -83,60 +83,73 @@ CScriptRun::eEnd CScriptRun::Follow(platform::CProcess& host, CZelProcessorConte
                                     CZelProcessorProgress& progress, CString& error) const
 {
     CZelFileWriter response;
-    if (!m_task.writesFile && !response.Open(ResponsePath())) {
+    const auto keepsNothing = [&] {
         error = L"The response of the task can't be kept: " + platform::OsErrorText(response.Error()) + L".";
         return eEnd_Failed;
-    }
+    };
+    if (!m_task.writesFile && !response.Open(ResponsePath()))
+        return keepsNothing();
     CScriptOutput output(progress, m_task.writesFile ? nullptr : &response);
     platform::eProcessOutput got = platform::eProcessOutput_Data;
     std::string bytes;
     int exitCode = 0;
-    // Whatever it leaves behind may keep its output open, and no more than that is waited for.
-    for (bool hasEnded = false; !hasEnded || got == platform::eProcessOutput_Data;) {
+    // Whatever it leaves behind may keep its output open: what there is at its end is all that is waited for.
+    for (bool hasEnded = false;;) {
         bytes.clear();
         if (got != platform::eProcessOutput_Ended)
             got = host.ReadSome(bytes, hasEnded ? 0ms : kStep);
-        bool isTaken = output.Take(bytes);
-        if (!hasEnded && got != platform::eProcessOutput_Data)
-            hasEnded = host.Wait(got == platform::eProcessOutput_Ended ? kStep : 0ms, exitCode);
-        if (context.IsCanceled())
-            return eEnd_Canceled; // it goes with its object
+        if (!output.Take(bytes))
+            return keepsNothing();
+        if (context.IsCanceled()) {
+            LogErrors(); // it goes with its object
+            return eEnd_Canceled;
+        }
         if (!IsWithinLimits(output.ResponseLength(), error))
             return eEnd_Failed;
-        if (hasEnded && got != platform::eProcessOutput_Data)
-            isTaken = isTaken && output.Finish() && (m_task.writesFile || response.Close());
-        if (!isTaken) {
-            error = L"The response of the task can't be kept: " + platform::OsErrorText(response.Error()) + L".";
-            return eEnd_Failed;
-        }
+        if (got == platform::eProcessOutput_Data)
+            continue;
+        if (hasEnded)
+            break;
+        hasEnded = host.Wait(got == platform::eProcessOutput_Ended ? kStep : 0ms, exitCode);
     }
-    return Conclude(exitCode, error);
+    const bool isKept = output.Finish() && (m_task.writesFile || response.Close());
+    return isKept ? Conclude(exitCode, error) : keepsNothing();
 }
 
 bool CScriptRun::IsWithinLimits(std::uint64_t responseLength, CString& error) const
 {
     const std::uint64_t length = m_task.writesFile ? LengthOf(ResponsePath()) : responseLength;
     if (length > m_task.longestResponse)
-        error = L"The program of the task wrote a response of more than " +
-                std::to_wstring(m_task.longestResponse >> 20) + L" MiB.";
+        error = WithErrors(L"The program of the task wrote a response of more than " +
+                           std::to_wstring(m_task.longestResponse >> 20) + L" MiB");
     else if (LengthOf(ErrorPath()) > kLongestErrors)
-        error =
-            L"The program of the task wrote more than " + std::to_wstring(kLongestErrors >> 20) + L" MiB of errors.";
+        error = WithErrors(L"The program of the task wrote more than " + std::to_wstring(kLongestErrors >> 20) +
+                           L" MiB of errors");
     return error.empty();
 }
 
 CScriptRun::eEnd CScriptRun::Conclude(int exitCode, CString& error) const
 {
-    const CString errors = LastErrors();
     if (exitCode != 0)
-        error = L"The program of the task ended with exit code " + std::to_wstring(exitCode) +
-                (errors.empty() ? L"." : L": " + errors);
+        error = WithErrors(L"The program of the task ended with exit code " + std::to_wstring(exitCode));
     else if (LengthOf(ResponsePath()) == 0)
-        error = L"The program of the task ended without a response" + (errors.empty() ? L"." : L": " + errors);
-    else if (!errors.empty())
+        error = WithErrors(L"The program of the task ended without a response");
+    else
+        LogErrors();
+    return error.empty() ? eEnd_Done : eEnd_Failed;
+}
+
+CString CScriptRun::WithErrors(const CString& reason) const
+{
+    const CString errors = LastErrors();
+    return errors.empty() ? reason + L"." : reason + L": " + errors;
+}
+
+void CScriptRun::LogErrors() const
+{
+    if (const CString errors = LastErrors(); !errors.empty())
         Brel::Log::Write(*Brel::Log::Get("ZelProcessor"), Brel::Log::eLogLevel_Warning, ZEL_SOURCE_LOCATION,
                          L"The program of the task \"" + m_task.type + L"\" wrote: " + errors);
-    return error.empty() ? eEnd_Done : eEnd_Failed;
 }
 
 CString CScriptRun::LastErrors() const

@@ -32,6 +32,10 @@ private:
     [[nodiscard]] CString ErrorPath() const;
     /// The end of what the program wrote to its standard error.
     [[nodiscard]] CString LastErrors() const;
+    /// A reason without its full stop, as a sentence that ends with them.
+    [[nodiscard]] CString WithErrors(const CString& reason) const;
+    /// Where nobody else is told of them.
+    void LogErrors() const;
 
     const SScriptTask m_task;
     const platform::CScratchFolder m_folder;

@@ -10,6 +10,19 @@
 
 namespace {
 
+/// Complains, then holds a lock file until it is ended from outside.
+int HoldForScript(const std::vector<std::wstring>& arguments)
+{
+    platform::WriteConsoleText(platform::eStream_Error, L"no hurry here\n");
+    std::unique_ptr<platform::ILockFile> lock;
+    // The test may look just now whether it is held.
+    while (platform::Files().OpenLockFile(arguments[0], {}, lock) == platform::eOsError_SharingViolation)
+        platform::SystemClock().SleepFor(std::chrono::milliseconds(1));
+    platform::SystemClock().SleepFor(kPatience);
+    return 0;
+}
+const testsupport::CChildPart holdForScriptPart(L"script-hold", &HoldForScript);
+
 /// Tasks that are programs, in a server that was started as anybody would.
 class ScriptTasksTest : public CProgramTest {
 protected:
@@ -25,7 +38,7 @@ protected:
     [[nodiscard]] nlohmann::json Holding() const
     {
         nlohmann::json command = {platform::ToUtf8(platform::ProgramPath())};
-        for (const std::wstring& word : testsupport::ChildArguments(L"isolation-hold", {m_lock}))
+        for (const std::wstring& word : testsupport::ChildArguments(L"script-hold", {m_lock}))
             command.push_back(platform::ToUtf8(word));
         return {{"command", command}};
     }
@@ -58,6 +71,7 @@ TEST_F(ScriptTasksTest, ACancelAndALimitEndTheProgram)
     ASSERT_EQ(Zel({L"send", MakeRequest(L"a.drq", L"Type=\"Hold\"")}).code, 0);
     ASSERT_TRUE(WaitUntil([this] { return IsHeld(); }));
     EXPECT_EQ(Zel({L"cancel", L"a.drq"}).output, "a.drq: Canceled\n");
+    EXPECT_TRUE(server.WaitForErrors("The program of the task \"Hold\" wrote: no hurry here")) << server.Errors();
     EXPECT_TRUE(WaitUntil([this] { return !IsHeld(); }));
     Write(InHome(L"b.drq"), "<Request TimeLimit=\"1\"><Task Type=\"Hold\"/></Request>");
     EXPECT_EQ(Zel({L"send", InHome(L"b.drq"), L"--wait"}).code, 3);

@@ -193,7 +193,8 @@ TEST_F(ScriptTask, AProgramThatWritesNoResponseHasFailed)
 TEST_F(ScriptTask, WhatGrowsBeyondItsLimitIsTheEndOfTheProgram)
 {
     EXPECT_EQ(ReasonOf(Run("MuchOutput")), L"The program of the task wrote a response of more than 2 MiB.");
-    EXPECT_EQ(ReasonOf(Run("MuchErrors")), L"The program of the task wrote more than 16 MiB of errors.");
+    EXPECT_TRUE(
+        ReasonOf(Run("MuchErrors")).starts_with(L"The program of the task wrote more than 16 MiB of errors: x"));
 }
 
 TEST_F(ScriptTask, ACancelEndsTheProgram)
