@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 #include <system_error>
 #include <vector>
 
@@ -22,18 +23,44 @@ constexpr const wchar_t* kHeldFile = L".held";
 constexpr std::size_t kMostLooks = 10'000;
 constexpr std::size_t kMostLeft = 100;
 
-/// Nobody else can put anything in the way of what goes down into folders.
+namespace fs = std::filesystem;
+
+/// Removes what is in a folder of the root, but brings its folders up into the root. True when the folder went with it.
+bool RemoveOneLevel(const fs::path& root, const fs::path& folder, std::uint64_t& raised)
+{
+    std::error_code error;
+    fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add, error);
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+        std::error_code ignored;
+        if (fs::is_directory(at->symlink_status(ignored))) {
+            fs::permissions(at->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+            fs::path up = root / root.filename(); // a name that nothing in it has
+            up += std::to_string(raised++);
+            fs::rename(at->path(), up, ignored);
+        } else {
+            fs::remove(at->path(), ignored);
+        }
+    }
+    return fs::remove(folder, error);
+}
+
+/// One level at a time, so that no depth takes more than a few descriptors, which are the whole process's. Nobody else
+/// can put anything in the way.
 void RemoveContent(const std::wstring& folder)
 {
-    static_cast<void>(Files().Visit(folder, [&](const SDirectoryEntry& entry) {
-        const std::wstring path = JoinPath(folder, entry.name);
+    const fs::path root = StandardPath(folder);
+    std::uint64_t raised = 0;
+    for (bool isLess = true; isLess;) {
+        isLess = false;
         std::error_code error;
-        if (entry.isDirectory)
-            std::filesystem::remove_all(StandardPath(path), error);
-        else if (entry.name != kHeldFile)
-            static_cast<void>(Files().Remove(path));
-        return true;
-    }));
+        for (fs::directory_iterator at(root, error), end; !error && at != end; at.increment(error)) {
+            std::error_code ignored;
+            if (fs::is_directory(at->symlink_status(ignored)))
+                isLess = RemoveOneLevel(root, at->path(), raised) || isLess;
+            else if (at->path().filename() != StandardPath(kHeldFile))
+                fs::remove(at->path(), ignored);
+        }
+    }
 }
 
 void RemoveScratch(const std::wstring& folder)

@@ -38,8 +38,8 @@ int Explain(const std::vector<std::wstring>& arguments)
     return eExitCode_Usage;
 }
 
-/// Runs a program in this process's containment: "--run INPUT FOLDER PROGRAM [ARGUMENT]...", with the program's standard
-/// input and its working directory. Standard input of this process is what it lives by.
+/// Runs a program in this process's containment: "--run INPUT FOLDER PROGRAM [ARGUMENT]...", with the program's
+/// standard input and its working directory. Standard input of this process is what it lives by.
 int RunProgram(const std::vector<std::wstring>& arguments)
 {
     platform::SProcessOptions options;

@@ -1,5 +1,6 @@
 #include "platform/win32/CommandLine.h"
 
+#include "platform/Module.h"
 #include "platform/Path.h"
 #include "platform/win32/SystemPath.h"
 #include "platform/win32/WindowsHeader.h"
@@ -92,8 +93,10 @@ std::wstring MakeEnvironmentBlock(const std::vector<std::pair<std::wstring, std:
 std::wstring FindProgram(const std::wstring& program)
 {
     if (std::ranges::none_of(program, IsPathSeparator)) {
+        // Not where the system looks besides: in the working directory anybody may have left a program.
+        const std::wstring path = Environment(L"PATH");
         wchar_t found[MAX_PATH] = {};
-        const DWORD length = SearchPathW(nullptr, program.c_str(), L".exe", MAX_PATH, found, nullptr);
+        const DWORD length = SearchPathW(path.c_str(), program.c_str(), L".exe", MAX_PATH, found, nullptr);
         if (length != 0 && length < MAX_PATH) {
             return found;
         }

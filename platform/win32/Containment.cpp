@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <psapi.h>
 
 namespace platform {
@@ -23,6 +24,18 @@ CHandle MakeJob(const SContainment& containment)
         job.Close();
     }
     return job;
+}
+
+void EndJob(const CHandle& job, UINT exitCode)
+{
+    constexpr auto kLongest = std::chrono::seconds(5);
+    TerminateJobObject(job.Get(), exitCode);
+    const auto end = std::chrono::steady_clock::now() + kLongest;
+    JOBOBJECT_BASIC_ACCOUNTING_INFORMATION counts{};
+    while (QueryInformationJobObject(job.Get(), JobObjectBasicAccountingInformation, &counts, sizeof counts, nullptr) &&
+           counts.ActiveProcesses != 0 && std::chrono::steady_clock::now() < end) {
+        Sleep(1);
+    }
 }
 
 DWORD PriorityClassOf(const SContainment& containment)

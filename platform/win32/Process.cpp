@@ -70,11 +70,13 @@ struct CProcess::SState {
 
     ~SState()
     {
-        if (!process || WaitForSingleObject(process.Get(), 0) == WAIT_OBJECT_0) {
-            return;
+        if (process && WaitForSingleObject(process.Get(), 0) != WAIT_OBJECT_0) {
+            Kill();
+            WaitForSingleObject(process.Get(), INFINITE);
         }
-        Kill();
-        WaitForSingleObject(process.Get(), INFINITE);
+        if (process && job) {
+            win32::EndJob(job, kKilledExitCode); // what it has left, too
+        }
     }
 
     void Kill() const

@@ -20,6 +20,7 @@ TEST(ScratchFolderTest, GoesWithAllThatIsInIt)
             deep = JoinPath(deep, L"folder");
             ASSERT_EQ(Files().MakeDirectory(deep), eOsError_None);
             ASSERT_EQ(WriteWholeFile(JoinPath(deep, L"file"), "x"), eOsError_None);
+            ASSERT_EQ(Files().MakeDirectory(JoinPath(deep, L"empty")), eOsError_None);
         }
         const CScratchFolder other;
         EXPECT_NE(other.Path(), path);

@@ -9,6 +9,7 @@
 #include "tests/plugins/PluginHarness.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -40,6 +41,18 @@ int Answer(const std::vector<std::wstring>& arguments)
     return 0;
 }
 const testsupport::CChildPart answerPart(L"script-answer", &Answer);
+
+/// Goes on when somebody has seen how far it is.
+int WaitAtGate(const std::vector<std::wstring>& arguments)
+{
+    testsupport::TellParent(L"progress 25 reading");
+    if (!testsupport::WaitUntil([&] { return platform::PathExists(arguments[0]); }))
+        return 9;
+    testsupport::TellParent(L"progress 75");
+    testsupport::TellParent(L"<Response/>");
+    return 0;
+}
+const testsupport::CChildPart gatePart(L"script-gate", &WaitAtGate);
 
 int Complain(const std::vector<std::wstring>&)
 {
@@ -86,6 +99,7 @@ protected:
         add("Output", L"script-answer", {L"output"});
         add("File", L"script-answer", {L"file"});
         tasks["File"]["response"] = "file";
+        add("Gate", L"script-gate", {GatePath()});
         add("Complain", L"script-complain", {});
         add("MuchOutput", L"script-much", {L"output"});
         tasks["MuchOutput"]["responseLimit"] = 2;
@@ -111,6 +125,7 @@ protected:
         ASSERT_TRUE(m_harness.LoadModule(
             platform::JoinPath(folder, std::wstring(L"zel_script") + platform::ModuleExtension()), error));
     }
+    [[nodiscard]] static std::wstring GatePath() { return *s_pFolder / L"gate"; }
     [[nodiscard]] static std::wstring LockPath() { return *s_pFolder / L"held"; }
     [[nodiscard]] SZelTaskRun Run(const std::string& type)
     {
@@ -154,14 +169,15 @@ TEST_F(ScriptTask, TheRequestIsTheProgramsInputAndWhatItWritesIsTheResponse)
 
 TEST_F(ScriptTask, TheProgressOfTheProgramIsToldWhileItRuns)
 {
-    std::vector<std::pair<std::int32_t, CString>> told;
-    m_harness.SetOnProgress([&](const SZelTaskRun& now) { told.emplace_back(now.percent, now.comment); });
-    EXPECT_EQ(Run("File").status, eRequestStatus_Done);
-    const auto has = [&](std::int32_t percent, const CString& comment) {
-        return std::ranges::find(told, std::pair(percent, comment)) != told.end();
-    };
-    EXPECT_TRUE(has(25, L"reading"));
-    EXPECT_TRUE(has(75, L"reading"));
+    bool isTold = false;
+    m_harness.SetOnProgress([&](const SZelTaskRun& now) {
+        if (now.percent == 25 && now.comment == L"reading") {
+            EXPECT_EQ(platform::WriteWholeFile(GatePath(), ""), platform::eOsError_None);
+        }
+        isTold = isTold || (now.percent == 75 && now.comment == L"reading");
+    });
+    EXPECT_EQ(Run("Gate").status, eRequestStatus_Done);
+    EXPECT_TRUE(isTold);
 }
 
 TEST_F(ScriptTask, TheProgramWorksInAFolderOfItsOwnThatGoesWithIt)
