@@ -173,6 +173,48 @@ TEST(TurnListTest, TheClientsOfEqualRequestsTakeTurnsWhenItIsFair)
     }
 }
 
+/// How many are taken before this one.
+int TakenBefore(CTurnList& list, const std::wstring& file)
+{
+    int count = 0;
+    for (TSRequestItem item; list.TakeNext(item) && item.m_strFile != file;)
+        ++count;
+    return count;
+}
+
+constexpr int kMany = 5'000;
+
+CTurnList WithMany(bool takesTurns, bool isFair)
+{
+    CTurnList list(takesTurns, isFair);
+    for (int index = 0; index < kMany; ++index)
+        list.Append(Item(std::to_wstring(index).c_str(), "x", 0, "batch"));
+    return list;
+}
+
+TEST(TurnListTest, TheMoreUrgentIsNextHoweverManyWait)
+{
+    for (const bool takesTurns : {false, true}) {
+        CTurnList list = WithMany(takesTurns, false);
+        list.Append(Item(L"plain", "x", 0));
+        list.Append(Item(L"urgent", "x", 10));
+        EXPECT_EQ(TakenBefore(list, L"urgent"), 0);
+        EXPECT_EQ(TakenBefore(list, L"plain"), kMany);
+    }
+}
+
+TEST(TurnListTest, WhereItIsFairAClientWaitsForOneOfAnotherHoweverManyThatOneHas)
+{
+    for (const bool takesTurns : {false, true}) {
+        CTurnList list = WithMany(takesTurns, true);
+        for (const wchar_t* file : {L"a", L"b"}) {
+            list.Append(Item(file, "x", 0, "person"));
+            EXPECT_LE(TakenBefore(list, file), 1);
+        }
+        EXPECT_TRUE(list.Contains(L"2"));
+    }
+}
+
 TEST(TurnListTest, WithoutANameTheOwnerIsTheClient)
 {
     CTurnList fair(false, true);
