@@ -83,7 +83,7 @@ TEST_F(SandboxTest, WhatItRefusesIsToldByItsName)
     for (const auto& [call, name] : {std::pair{L"socket", "socket"}, {L"ptrace", "ptrace"}}) {
         const std::string told = Try(L"Call=\"" + std::wstring(call) + L"\"");
         EXPECT_TRUE(Contains(told, "Operation not permitted")) << told;
-        EXPECT_TRUE(Contains(told, "The sandbox has refused it the system call \"" + std::string(name) + "\"."))
+        EXPECT_TRUE(Contains(told, "The sandbox has refused the task the system call \"" + std::string(name) + "\"."))
             << told;
     }
     const std::string ended = Try(L"Call=\"ptrace, deaf\"");
@@ -100,7 +100,7 @@ TEST_F(SandboxTest, ACrashBehindARefusalIsReportedWithIt)
     CRunningProgram server = StartSandboxed();
     const std::string told = Try(L"Call=\"socket\" Crash=\"Abort\"");
     EXPECT_TRUE(Contains(told, "The process of the task has ended: abort.")) << told;
-    EXPECT_TRUE(Contains(told, "The sandbox has refused it the system call \"socket\".")) << told;
+    EXPECT_TRUE(Contains(told, "The sandbox has refused the task the system call \"socket\".")) << told;
     EXPECT_TRUE(Contains(told, "Crash report: " + platform::ToUtf8(m_strHome))) << told;
     StopServer(server);
     std::vector<std::wstring> folders;
