@@ -3,17 +3,19 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 std::atomic<std::size_t> g_largest{0};
+thread_local bool g_failsNext = false;
 
 void* Allocate(std::size_t size)
 {
     std::size_t largest = g_largest.load();
     while (size > largest && !g_largest.compare_exchange_weak(largest, size)) {
     }
-    void* memory = std::malloc(size == 0 ? 1 : size);
+    void* memory = std::exchange(g_failsNext, false) ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr)
         throw std::bad_alloc();
     return memory;
@@ -29,6 +31,11 @@ CAllocationWatch::CAllocationWatch()
 std::size_t CAllocationWatch::Largest() const
 {
     return g_largest;
+}
+
+void CAllocationWatch::FailNext()
+{
+    g_failsNext = true;
 }
 
 void* operator new(std::size_t size)

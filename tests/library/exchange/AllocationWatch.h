@@ -9,4 +9,6 @@ class CAllocationWatch {
 public:
     CAllocationWatch();
     [[nodiscard]] std::size_t Largest() const;
+    /// What this thread asks for next it does not get.
+    static void FailNext();
 };

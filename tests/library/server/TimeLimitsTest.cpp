@@ -1,7 +1,9 @@
 #include "server/TimeLimits.h"
+#include "tests/library/exchange/AllocationWatch.h"
 #include "tests/library/server/RunFixture.h"
 
 #include <map>
+#include <new>
 
 using namespace std::chrono_literals;
 
@@ -46,6 +48,19 @@ protected:
     const std::wstring m_cancelled = L"it has run for its limit of 2 seconds and is cancelled";
     const platform::CScopedOs m_os{&m_files, &m_clock};
     CTimeLimits m_limits{m_settings, m_requests};
+};
+
+/// After the cancel of a run there is no memory left for what comes next.
+class CLastContext final : public CZelProcessorContext {
+public:
+    HRESULT GetHostService(REFIID, void**) override { return E_NOINTERFACE; }
+    bool IsClosing() override { return false; }
+    void SetCanceled(bool canceled) override
+    {
+        if (canceled)
+            CAllocationWatch::FailNext();
+    }
+    bool IsCanceled() override { return false; }
 };
 
 std::wstring DeafText(const wchar_t* seconds)
@@ -173,6 +188,16 @@ TEST_F(TimeLimitsTest, ARunIsNotOverBeforeTheNextServerHasBeenTold)
     EXPECT_EQ(writes, 1);
     EXPECT_EQ(m_requests.CloseLimit(), true);
     m_requests.EndRunning();
+}
+
+TEST_F(TimeLimitsTest, WhoeverEndsTheRunDoesNotWaitForEverWhenThereIsNoMemoryToTellOfIt)
+{
+    CLastContext context;
+    m_requests.SetContext(&context);
+    Begin(2s);
+    m_clock.Advance(2s);
+    EXPECT_THROW(m_limits.Check(), std::bad_alloc);
+    EXPECT_EQ(m_requests.CloseLimit(), true);
 }
 
 TEST_F(TimeLimitsTest, ARunThatIsOverReachesNoLimit)

@@ -6,7 +6,8 @@
 
 namespace {
 
-/// One move or removal by another thread.
+/// One move or removal by another thread. A wait for it has an end: that thread waits for nobody meanwhile, and forgets
+/// the name whether its call comes back or throws.
 constexpr std::chrono::milliseconds kWhileAFileGoes{1};
 
 } // namespace

@@ -200,8 +200,8 @@ bool CRequestQueue::EndAtLimit(std::uint64_t number)
     if (run == m_runs.end() || run->isClosed)
         return false;
     run->request.hasReachedLimit = true;
+    run->Cancel(); // the host's own code
     run->isBeingTold = true;
-    run->Cancel();
     return true;
 }
 

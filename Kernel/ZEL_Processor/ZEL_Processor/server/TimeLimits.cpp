@@ -50,11 +50,8 @@ void CTimeLimits::CheckRun(const SRunningRequest& running)
 {
     const std::chrono::nanoseconds now = platform::Clock().Steady();
     if (!running.hasReachedLimit) {
-        if (now - running.start < running.limit || !m_requests.EndAtLimit(running.number))
-            return;
-        // In the host's own unit, of which the largest number fits into no finer one.
-        m_nextWarnings[running.number] = now + std::clamp(m_settings.m_options.grace, 0ms, kLongestGrace);
-        Reach(running);
+        if (now - running.start >= running.limit)
+            Reach(running, now);
     } else if (std::chrono::nanoseconds& next = m_nextWarnings[running.number]; now >= next) {
         next = now + kBetweenWarnings;
         TellDeaf(running);
@@ -77,14 +74,18 @@ std::chrono::milliseconds CTimeLimits::UntilCheck() const
     return pause;
 }
 
-void CTimeLimits::Reach(const SRunningRequest& running)
+void CTimeLimits::Reach(const SRunningRequest& running, std::chrono::nanoseconds now)
 {
-    struct STold { // whoever ends the run waits for it
+    if (!m_requests.EndAtLimit(running.number))
+        return;
+    struct STold { // whoever ends the run waits for it, so nothing that may throw stands before it
         ~STold() { requests.TellLimit(number); }
         CRequestQueue& requests;
         const std::uint64_t number;
     };
     const STold told{m_requests, running.number};
+    // In the host's own unit, of which the largest number fits into no finer one.
+    m_nextWarnings[running.number] = now + std::clamp(m_settings.m_options.grace, 0ms, kLongestGrace);
     Warn(running, L"it has run for its limit of " + SecondsText(running.limit) + L" seconds and is cancelled");
     if (!m_settings.m_options.resume || !running.isLastAttempt)
         return;

@@ -24,7 +24,7 @@ public:
 
 private:
     void CheckRun(const SRunningRequest& running);
-    void Reach(const SRunningRequest& running);
+    void Reach(const SRunningRequest& running, std::chrono::nanoseconds now);
     void TellDeaf(const SRunningRequest& running) const;
 
     const CServerSettings& m_settings;
