@@ -1,9 +1,11 @@
 #include "server/SlotRecords.h"
 
+#include "platform/Installation.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "protocol/SlotRecord.h"
 #include "server/ServerSettings.h"
+#include "tests/support/Links.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -66,6 +68,46 @@ TEST_F(SlotRecordsTest, AnOutputDirectoryThatIsGoneIsNotMade)
     m_records.Clear();
     m_records.Tell(0, m_root / L"a.drq");
     EXPECT_FALSE(platform::PathExists(m_root / L"gone"));
+}
+
+TEST_F(SlotRecordsTest, InAFolderThatSomebodyPutThereNothingIsWrittenOrRemoved)
+{
+    const std::wstring elsewhere = m_root / L"elsewhere";
+    const std::wstring slots = platform::JoinPath(elsewhere, Protocol::kSlotsDirectory);
+    ASSERT_EQ(platform::MakeDirectories(slots), platform::eOsError_None);
+    for (const std::wstring& folder : {elsewhere, slots})
+        ASSERT_EQ(platform::WriteWholeFile(platform::JoinPath(folder, L"2"), "mine"), platform::eOsError_None);
+    const auto expectUntouched = [&] {
+        m_records.Clear();
+        m_records.Tell(0, m_root / L"a.drq");
+        for (const std::wstring& folder : {elsewhere, slots}) {
+            EXPECT_TRUE(platform::PathExists(platform::JoinPath(folder, L"2")));
+            EXPECT_FALSE(platform::PathExists(platform::JoinPath(folder, L"1")));
+        }
+    };
+    if (!testsupport::MakeLink(elsewhere, m_settings.m_paths.InOwnFolder({})))
+        GTEST_SKIP() << "there are no links";
+    expectUntouched();
+    m_settings.m_paths.m_strOutputDir = m_root / L"other";
+    ASSERT_EQ(platform::MakeDirectories(m_settings.m_paths.InOwnFolder({})), platform::eOsError_None);
+    ASSERT_TRUE(testsupport::MakeLink(slots, SlotRecord::FolderIn(m_settings.m_paths.m_strOutputDir)));
+    expectUntouched();
+}
+
+TEST_F(SlotRecordsTest, OnlyFilesOfSlotsAreRemoved)
+{
+    m_records.Tell(0, m_root / L"a.drq");
+    const std::wstring folder = SlotRecord::FolderIn(m_root.Path());
+    const auto write = [&](const wchar_t* name) {
+        ASSERT_EQ(platform::WriteWholeFile(platform::JoinPath(folder, name), "x"), platform::eOsError_None);
+    };
+    for (const wchar_t* name : {L"64", L"65", L"0", L"01", L"1.txt"})
+        write(name);
+    m_records.Clear();
+    for (const wchar_t* name : {L"65", L"0", L"01", L"1.txt"})
+        EXPECT_TRUE(platform::PathExists(platform::JoinPath(folder, name))) << testing::PrintToString(name);
+    for (const wchar_t* name : {L"1", L"64"})
+        EXPECT_FALSE(platform::PathExists(platform::JoinPath(folder, name))) << testing::PrintToString(name);
 }
 
 TEST_F(SlotRecordsTest, WhoKeepsOneOpenHoldsUpNoRun)

@@ -32,8 +32,9 @@ platform::eOsError MakeOwnFolder(const CString& folder)
     platform::eOsError error = platform::MakeDirectories(folder);
     if (platform::Succeeded(error))
         error = platform::CheckOwnDirectory(folder);
-    // Where this fails it belongs to an administrator, who knows.
-    static_cast<void>(platform::KeepOthersFromWriting(folder));
+    // Where this fails it belongs to an administrator, who knows. Through a link it would change another folder.
+    if (platform::Succeeded(error))
+        static_cast<void>(platform::KeepOthersFromWriting(folder));
     return error;
 }
 

@@ -18,5 +18,9 @@ public:
     void Tell(std::size_t slot, const CString& requestPath) const;
 
 private:
+    [[nodiscard]] CString Folder() const;
+    [[nodiscard]] bool IsOurs() const;
+    [[nodiscard]] bool MakeFolder() const;
+
     const CServerSettings& m_settings;
 };
