@@ -20,6 +20,8 @@ NO_CASES = {"exit", "exit_group", "rt_sigreturn", "restart_syscall"}
 #: strace makes a call fail by leaving it out; a close that fails has closed all the same.
 NO_FAILURE = {"close"}
 THREADS = {"listener": "MessageHandling", "executive": "rver::Executive"}
+#: How often threads are listed of which some end before the tracer has them.
+TRIES = 5
 VERBS = ["send", "wait", "receive", "forget", "cancel", "pause", "resume", "listen"]
 #: What is killed or fails, in the order of the cases; of a server of another kind with that behind it.
 TARGETS = ["main", *THREADS, *VERBS, "main@slots", "listener@slots", "executive@slots", "main@isolated",
@@ -47,12 +49,23 @@ class Tracer:
 
     def __init__(self, place, target, calls, injection):
         self.output = place.root / "strace"
-        tasks = tasks_of(place, target)
+        for _ in range(TRIES):
+            said = self._attach(tasks_of(place, target), calls, injection)
+            if said is None:
+                return
+            self.stop()
+            if "No such process" not in said:
+                break
+        raise Broken(f"strace: {said}")
+
+    def _attach(self, tasks, calls, injection):
+        """What went wrong: a thread may end after it was listed."""
         self.process = subprocess.Popen(strace(calls, self.output, injection, tasks), stderr=subprocess.PIPE, text=True)
         for _ in tasks:
             said = self.process.stderr.readline()
             if "attached" not in said:
-                raise Broken(f"strace: {said}")
+                return said
+        return None
 
     def stop(self):
         """Lets the thread go."""

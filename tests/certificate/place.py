@@ -106,7 +106,10 @@ class Place:
         found = []
 
         def look(): # they give themselves their names
-            found[:] = [task.name for task in tasks.iterdir() if (task / "comm").read_text().strip() in names]
+            found.clear()
+            for task in tasks.iterdir():
+                with contextlib.suppress(OSError): # it has ended
+                    found.extend([task.name] if (task / "comm").read_text().strip() in names else [])
             return len(found) == len(names)
 
         if not self.wait_for(look):
