@@ -34,6 +34,7 @@ class Certificate:
         self.root = root
         self.calls = "all" if all_calls else calls.CHANGING
         self.traces = set()
+        self.numbers = {}
         self.lock = threading.Lock()
 
     # What there is to try
@@ -46,12 +47,12 @@ class Certificate:
     def call_cases(self, part, count, seed):
         """At every call of every target, or at so many, evenly and with the seed's shift. Errors take turns."""
         dice = random.Random(seed)
-        targets = calls.TARGETS
-        with ThreadPoolExecutor(os.cpu_count()) as pool:
-            numbers = dict(zip(targets, pool.map(self._count, targets)))
+        if not self.numbers: # once for all parts
+            with ThreadPoolExecutor(os.cpu_count()) as pool:
+                self.numbers = dict(zip(calls.TARGETS, pool.map(self._count, calls.TARGETS)))
         cases = []
         skipped = calls.NO_CASES | (calls.NO_FAILURE if part == "failing" else set())
-        for target, counts in numbers.items():
+        for target, counts in self.numbers.items():
             cases += [f"{target}:{call}:{number}" for call, most in sorted(counts.items())
                       for number in range(1, most + 1) if call not in skipped]
         if count:
