@@ -8,11 +8,20 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <fcntl.h>
 #include <iostream>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <memory>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -108,6 +117,32 @@ int WriteFromCopy(const std::vector<std::wstring>&)
 }
 const testsupport::CChildPart copyPart(L"containment-copy", &WriteFromCopy);
 
+/// As on a kernel that is older than it.
+bool HideCloseRange()
+{
+    std::array<sock_filter, 4> steps = {
+        {{BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
+         {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, static_cast<std::uint32_t>(SYS_close_range)},
+         {BPF_RET | BPF_K, 0, 0, static_cast<std::uint32_t>(SECCOMP_RET_ERRNO | ENOSYS)},
+         {BPF_RET | BPF_K, 0, 0, static_cast<std::uint32_t>(SECCOMP_RET_ALLOW)}}};
+    const sock_fprog program = {steps.size(), steps.data()};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+/// Whether what it was left with is still open when it is contained.
+int KeepDescriptor(const std::vector<std::wstring>& arguments)
+{
+    const int left = std::stoi(arguments[0]);
+    const bool isHidden = arguments[1] == L"1";
+    if (fcntl(left, F_GETFD) < 0 || (isHidden && !HideCloseRange()))
+        return 7;
+    if (!Succeeded(EnterContainment()))
+        return 9;
+    const bool isClosed = fcntl(left, F_GETFD) < 0 && errno == EBADF;
+    return isClosed && fcntl(STDERR_FILENO, F_GETFD) >= 0 && fcntl(STDIN_FILENO, F_GETFD) >= 0 ? 0 : 1;
+}
+const testsupport::CChildPart descriptorPart(L"containment-descriptor", &KeepDescriptor);
+
 SProcessOptions ContainedHere(int nice = 0)
 {
     SProcessOptions options;
@@ -171,6 +206,21 @@ TEST(ContainmentHereTest, NobodyEntersOneThatWasNotAskedFor)
     int code = -1;
     ASSERT_TRUE(child.Wait(kHereTime, code));
     EXPECT_EQ(code, 0);
+}
+
+TEST(ContainmentHereTest, ADescriptorThatItsParentHasLeakedIsClosed)
+{
+    constexpr int kHigh = 200; // which no file that the child opens itself has
+    const int leaked = fcntl(STDERR_FILENO, F_DUPFD, kHigh);
+    ASSERT_GE(leaked, kHigh);
+    for (const wchar_t* const isHidden : {L"0", L"1"}) {
+        CProcess child =
+            testsupport::StartChild(L"containment-descriptor", {std::to_wstring(leaked), isHidden}, ContainedHere());
+        int code = -1;
+        ASSERT_TRUE(child.Wait(kHereTime, code));
+        EXPECT_EQ(code, 0) << (isHidden[0] == L'1' ? "by its list" : "by the system");
+    }
+    close(leaked);
 }
 
 TEST(ContainmentHereTest, ACopyOfTheProcessSaysNothing)
