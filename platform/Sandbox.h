@@ -11,11 +11,13 @@
 namespace platform {
 
 struct SSandbox {
-    /// Existing directories in which it may make, change and remove files; elsewhere it only reads and runs them.
-    /// Beside these the devices that take anything, such as /dev/null.
+    /// Existing directories in which it may make, change and remove ordinary files, and make directories; elsewhere it
+    /// only reads and runs them. Beside these the devices that take anything, such as /dev/null.
     std::vector<std::wstring> writable;
     /// Sockets of other families than that of this machine's own files.
     bool mayUseNetwork = false;
+    /// Existing directories in which it may also make links, pipes and sockets, and remove directories.
+    std::vector<std::wstring> scratch = {};
 
     bool operator==(const SSandbox&) const = default;
 };
@@ -33,8 +35,9 @@ struct SSandboxSupport {
 /// Empty on a system without sandboxes, which Windows is.
 [[nodiscard]] ZEL_FRAMEWORK_API std::optional<SSandboxSupport> SandboxSupport();
 
-/// From here on, for this thread and all that it starts: no program gives more rights, files are written in the given
-/// directories alone (AccessDenied elsewhere), and calls to trace processes, to mount, to load modules, to enter
+/// From here on, for this thread and all that it starts: no program gives more rights, files are made, written, moved
+/// and removed in the given directories alone (AccessDenied elsewhere; their modes, owners, times and attributes the
+/// system has no rule for), and calls to trace processes, to limit others, to mount, to load modules, to enter
 /// namespaces, to stop the machine and the like are refused (EPERM), as is a socket of the network. As much of that as
 /// SandboxSupport tells; an error when that fails, after which some of it may hold. Before any other thread, for theirs
 /// is not changed. NotSupported where SandboxSupport is empty.

@@ -143,6 +143,26 @@ eOsError Limit(const SContainment& containment)
     return containment.nice == 0 || setpriority(PRIO_PROCESS, 0, nice) == 0 ? eOsError_None : LastOsError();
 }
 
+void WriteDirectories(const std::vector<std::wstring>& directories, std::wostream& text)
+{
+    text << L" " << directories.size();
+    for (const std::wstring& directory : directories)
+        text << L" " << directory.size() << L" " << directory;
+}
+
+/// False for what is no list, or one of names that are longer than that.
+bool ReadDirectories(std::wistream& text, std::size_t longest, std::vector<std::wstring>& directories)
+{
+    std::size_t left = 0;
+    text >> left;
+    for (std::size_t length = 0; left > 0 && text >> length && length <= longest; --left) {
+        text.get(); // the blank
+        std::wstring& directory = directories.emplace_back(length, L' ');
+        text.read(directory.data(), static_cast<std::streamsize>(length));
+    }
+    return text && left == 0;
+}
+
 } // namespace
 
 std::wstring ContainmentText(const SContainment& containment)
@@ -150,9 +170,9 @@ std::wstring ContainmentText(const SContainment& containment)
     std::wostringstream text;
     text << containment.memory << L" " << containment.nice << L" " << containment.sandbox.has_value();
     if (containment.sandbox) {
-        text << L" " << containment.sandbox->mayUseNetwork << L" " << containment.sandbox->writable.size();
-        for (const std::wstring& directory : containment.sandbox->writable)
-            text << L" " << directory.size() << L" " << directory;
+        text << L" " << containment.sandbox->mayUseNetwork;
+        WriteDirectories(containment.sandbox->writable, text);
+        WriteDirectories(containment.sandbox->scratch, text);
     }
     return text.str();
 }
@@ -164,15 +184,13 @@ std::optional<SContainment> ParseContainment(const std::wstring& text)
     bool isSandboxed = false;
     if (!(parts >> containment.memory >> containment.nice >> isSandboxed))
         return std::nullopt;
-    std::size_t directories = 0;
-    if (isSandboxed)
-        parts >> containment.sandbox.emplace().mayUseNetwork >> directories;
-    for (std::size_t length = 0; directories > 0 && parts >> length && length <= text.size(); --directories) {
-        parts.get(); // the blank
-        std::wstring& directory = containment.sandbox->writable.emplace_back(length, L' ');
-        parts.read(directory.data(), static_cast<std::streamsize>(length));
+    if (isSandboxed) {
+        SSandbox& sandbox = containment.sandbox.emplace();
+        if (!(parts >> sandbox.mayUseNetwork) || !ReadDirectories(parts, text.size(), sandbox.writable) ||
+            !ReadDirectories(parts, text.size(), sandbox.scratch))
+            return std::nullopt;
     }
-    return parts && directories == 0 ? std::optional(containment) : std::nullopt;
+    return containment;
 }
 
 } // namespace posix

@@ -15,6 +15,7 @@
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -50,6 +51,11 @@ std::uint64_t ChangesOfFiles(int version)
     return changes | (version >= kWithDevices ? kDevice : 0);
 }
 
+/// What a server's files never are. A link that leads elsewhere would be followed by others, who may write there.
+constexpr std::uint64_t kSpecialFiles = LANDLOCK_ACCESS_FS_MAKE_SYM | LANDLOCK_ACCESS_FS_MAKE_CHAR |
+                                        LANDLOCK_ACCESS_FS_MAKE_BLOCK | LANDLOCK_ACCESS_FS_MAKE_FIFO |
+                                        LANDLOCK_ACCESS_FS_MAKE_SOCK | LANDLOCK_ACCESS_FS_REMOVE_DIR;
+
 int VersionOfFileRules()
 {
     const long version = syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
@@ -82,9 +88,12 @@ eOsError RuleFiles(const SSandbox& sandbox, int version)
     const posix::CDescriptor rules(static_cast<int>(syscall(SYS_landlock_create_ruleset, &wanted, size, 0)));
     if (!rules)
         return posix::LastOsError();
-    for (const std::wstring& directory : sandbox.writable) {
-        if (const eOsError error = Allow(rules, ToUtf8(directory), changes & ~kDevice); !Succeeded(error))
-            return error;
+    for (const auto& [directories, kept] :
+         {std::pair{&sandbox.writable, kDevice | kSpecialFiles}, {&sandbox.scratch, kDevice}}) {
+        for (const std::wstring& directory : *directories) {
+            if (const eOsError error = Allow(rules, ToUtf8(directory), changes & ~kept); !Succeeded(error))
+                return error;
+        }
     }
     const std::uint64_t ofFile = changes & (LANDLOCK_ACCESS_FS_WRITE_FILE | kTruncate);
     for (const char* const device : {"/dev/null", "/dev/zero", "/dev/full", "/dev/random", "/dev/urandom"}) {

@@ -10,6 +10,8 @@ public:
 
 private:
     CString m_strFile;
+    CString m_strTemporary;
+    CString m_strLink;
     CString m_strCall;
     CString m_strCrash;
 };

@@ -5,7 +5,9 @@
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -66,6 +68,7 @@ TEST_F(SandboxTest, ATaskWritesInTheOutputDirectoryAndItsTemporaryFolderAlone)
     ZEL_NEEDS_SANDBOX(support->fileRules > 0);
     CRunningProgram server = StartSandboxed();
     EXPECT_EQ(Try(L"File=\"" + InOutput(L"x") + L"\""), "");
+    EXPECT_EQ(Try(L"Temporary=\"x\""), "");
     EXPECT_TRUE(Contains(Try(L"File=\"" + InHome(L"x") + L"\""), "Access denied"));
     EXPECT_TRUE(Contains(Try(L"File=\"" + InRequests(L"x") + L"\""), "Access denied"));
     StopServer(server);
@@ -74,6 +77,32 @@ TEST_F(SandboxTest, ATaskWritesInTheOutputDirectoryAndItsTemporaryFolderAlone)
     EXPECT_TRUE(Contains(server.Errors(), "Tasks run in a sandbox: no new privileges")) << server.Errors();
     EXPECT_TRUE(Contains(server.Errors(), "Landlock, version " + std::to_string(support->fileRules)))
         << server.Errors();
+}
+
+TEST_F(SandboxTest, ATaskMakesNoLinkInTheOutputDirectory)
+{
+    ZEL_NEEDS_SANDBOX(support->fileRules > 0);
+    CRunningProgram server = StartSandboxed();
+    const std::string told = Try(L"Link=\"" + InOutput(L"link") + L"\"");
+    EXPECT_TRUE(Contains(told, "Permission denied")) << told;
+    StopServer(server);
+}
+
+TEST_F(SandboxTest, EachProcessHasATemporaryFolderOfItsOwn)
+{
+    ZEL_NEEDS_SANDBOX(true);
+    CRunningProgram server = StartSandboxed({L"--recycle", L"2"});
+    EXPECT_EQ(Try(L"Temporary=\"x\""), "");
+    EXPECT_TRUE(Contains(Try(L"Temporary=\"x\""), "it is there already")) << "the same process";
+    EXPECT_EQ(Try(L"Temporary=\"x\""), "") << "the next one";
+    StopServer(server);
+    std::vector<std::wstring> left;
+    static_cast<void>(platform::Files().Visit(m_strHome, [&](const platform::SDirectoryEntry& entry) {
+        if (entry.name.starts_with(L"zel-task-"))
+            left.push_back(entry.name);
+        return true;
+    }));
+    EXPECT_TRUE(left.empty()) << platform::ToUtf8(left[0]);
 }
 
 TEST_F(SandboxTest, WhatItRefusesIsToldByItsName)

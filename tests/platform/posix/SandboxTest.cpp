@@ -137,6 +137,7 @@ int WriteAround(const std::vector<std::wstring>& arguments)
         return 9;
     const std::string allowed(arguments[0].begin(), arguments[0].end());
     const std::string refused(arguments[1].begin(), arguments[1].end());
+    const std::string scratch(arguments[2].begin(), arguments[2].end());
     const int version = SandboxSupport()->fileRules;
     int failures = 0;
     const auto expect = [&failures](const std::string& what, bool isTrue) {
@@ -153,6 +154,19 @@ int WriteAround(const std::vector<std::wstring>& arguments)
     expect("moves", version < 2 || rename((allowed + "/a").c_str(), (allowed + "/d/a").c_str()) == 0);
     expect("writes to /dev/null", opens("/dev/null", O_WRONLY));
     expect("reads", opens(there, O_RDONLY));
+    for (const std::string& folder : {allowed, scratch}) {
+        const bool isFree = folder == scratch;
+        const auto expectIf = [&](const std::string& what, int result) {
+            expect(what, isFree ? result == 0 : result != 0 && errno == EACCES);
+        };
+        expectIf("makes a link", symlink("elsewhere", (folder + "/link").c_str()));
+        expectIf("makes a pipe", mkfifo((folder + "/pipe").c_str(), 0600));
+        expect("makes a file", opens(folder + "/plain", O_CREAT | O_WRONLY));
+        expect("makes a folder", mkdir((folder + "/made").c_str(), 0700) == 0);
+        expectIf("removes a folder", rmdir((folder + "/made").c_str()));
+        expect("removes a file", unlink((folder + "/plain").c_str()) == 0);
+    }
+    expect("moves no link there", version < 2 || rename((scratch + "/link").c_str(), (allowed + "/link").c_str()) != 0);
     expect("makes nothing elsewhere", !opens(refused + "/a", O_CREAT | O_WRONLY) && errno == EACCES);
     expect("writes nothing elsewhere", !opens(there, O_WRONLY) && errno == EACCES);
     expect("truncates nothing elsewhere", version < 3 || (truncate(there.c_str(), 0) != 0 && errno == EACCES));
@@ -204,10 +218,11 @@ TEST_F(SandboxTest, FilesAreWrittenInItsDirectoriesAlone)
         GTEST_SKIP() << "SandboxSupport: the system has no rules for files";
     const std::wstring allowed = m_root / L"with a blank\nand an end of line";
     const std::wstring refused = m_root / L"refused";
-    for (const std::wstring& folder : {allowed, refused})
+    const std::wstring scratch = m_root / L"scratch 7";
+    for (const std::wstring& folder : {allowed, refused, scratch})
         ASSERT_TRUE(Succeeded(Files().MakeDirectory(folder)));
     ASSERT_TRUE(Succeeded(WriteWholeFile(refused + L"/there", "x")));
-    EXPECT_EQ(Run(L"sandbox-write", {{allowed}, true}, {allowed, refused}), 0) << m_strSaid;
+    EXPECT_EQ(Run(L"sandbox-write", {{allowed}, true, {scratch}}, {allowed, refused, scratch}), 0) << m_strSaid;
 }
 
 TEST_F(SandboxTest, OneThatCannotBeMadeIsNotEntered)

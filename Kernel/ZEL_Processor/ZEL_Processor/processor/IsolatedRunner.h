@@ -71,7 +71,7 @@ private:
     struct SRun;
 
     void MakeSetup();
-    void MakeSandbox();
+    [[nodiscard]] std::unique_ptr<platform::CScratchFolder> MakeSandbox();
     void StartAnother();
     [[nodiscard]] bool GoesOn() const;
     bool EndUnready(CZelProcessorProgress* progress, bool& bRetry);
@@ -91,7 +91,6 @@ private:
     CZelProcessor& m_processor;
     const SIsolatedRunnerSetup m_setup;
     STaskHostSetup m_hostSetup;
-    std::unique_ptr<platform::CScratchFolder> m_pScratch; ///< the folder for temporary files of tasks in a sandbox
     std::unique_ptr<CTaskHostProcess> m_pHost;
     std::unique_ptr<CTaskHostProcess> m_pRetired; ///< ends by itself
     unsigned m_nRequests = 0;                     ///< of the present process

@@ -10,7 +10,6 @@
 #include "framework/Language.h"
 #include "framework/Log.h"
 #include "framework/Services.h"
-#include "platform/FolderRemoval.h"
 #include "platform/Module.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
@@ -21,9 +20,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <utility>
 
 // What a process of tasks is started with, and how it gets ready.
 
@@ -33,8 +33,6 @@ namespace {
 
 /// To load the plug-ins, on a loaded machine.
 constexpr std::chrono::milliseconds kStartTime = 1min;
-/// Of what tasks leave in their folder for temporary files.
-constexpr std::size_t kMostLeftByTasks = 100'000;
 
 void TellOfStart(Brel::Log::eLogLevel level, const CString& text)
 {
@@ -89,23 +87,26 @@ void CIsolatedRunner::MakeSetup()
 }
 
 /// Before each start, for what is writable must exist: the responses, the reports of crashes, and a folder for
-/// temporary files, which is emptied between two processes and goes with this object.
-void CIsolatedRunner::MakeSandbox()
+/// temporary files, which is the next process's own.
+std::unique_ptr<platform::CScratchFolder> CIsolatedRunner::MakeSandbox()
 {
     if (!m_setup.isolation.sandbox)
-        return;
-    if (!m_pScratch)
-        m_pScratch = std::make_unique<platform::CScratchFolder>();
-    else if (!m_pRetired || !m_pRetired->IsRunning())
-        m_pScratch->Empty();
+        return nullptr;
+    auto scratch = std::make_unique<platform::CScratchFolder>();
+    if (!platform::Succeeded(scratch->Error()))
+        TellOfStart(Brel::Log::eLogLevel_Error, L"The folder for temporary files of tasks cannot be made: " +
+                                                    scratch->Path() + L": " + platform::OsErrorText(scratch->Error()));
     platform::SSandbox& sandbox = m_hostSetup.containment.sandbox.emplace();
     sandbox.mayUseNetwork = m_setup.isolation.allowNetwork;
-    for (const CString& directory : {m_setup.outputDir, MOXCrashRpt::ReportDirectory(), m_pScratch->Path()}) {
+    for (const CString& directory : {m_setup.outputDir, MOXCrashRpt::ReportDirectory()}) {
         if (platform::DirectoryExists(directory))
             sandbox.writable.push_back(directory);
     }
+    if (platform::Succeeded(scratch->Error()))
+        sandbox.scratch.push_back(scratch->Path());
     // The folder of reports would else lie in that of temporary files.
-    m_hostSetup.environment = {{L"TMPDIR", m_pScratch->Path()}, {L"ZEL_CRASH_DIR", MOXCrashRpt::ReportDirectory()}};
+    m_hostSetup.environment = {{L"TMPDIR", scratch->Path()}, {L"ZEL_CRASH_DIR", MOXCrashRpt::ReportDirectory()}};
+    return scratch;
 }
 
 CString CIsolatedRunner::SandboxText(const SZelIsolation& isolation, bool& isWhole)
@@ -143,8 +144,7 @@ void CIsolatedRunner::StartAnother()
         m_pRetired = std::move(m_pHost);
     }
     m_nRequests = 0;
-    MakeSandbox();
-    m_pHost = std::make_unique<CTaskHostProcess>(m_hostSetup);
+    m_pHost = std::make_unique<CTaskHostProcess>(m_hostSetup, MakeSandbox());
     if (const platform::eOsError error = m_pHost->Start(); !platform::Succeeded(error))
         TellOfStart(Brel::Log::eLogLevel_Error,
                     m_hostSetup.program + L" cannot be started: " + platform::OsErrorText(error));
@@ -158,9 +158,6 @@ void CIsolatedRunner::Finish()
         m_pHost->Retire();
     m_pRetired.reset();
     m_pHost.reset();
-    if (m_pScratch)
-        static_cast<void>(platform::RemoveFolder(m_pScratch->Path(), kMostLeftByTasks));
-    m_pScratch.reset();
 }
 
 bool CIsolatedRunner::GoesOn() const
@@ -176,6 +173,8 @@ void CIsolatedRunner::GetReady()
     m_strLostBy.clear();
     m_strLostReport.clear();
     m_bReady = false;
+    if (m_pRetired && !m_pRetired->IsRunning())
+        m_pRetired.reset(); // with its temporary files
     const std::chrono::nanoseconds end = platform::Clock().Steady() + kStartTime;
     for (int attempt = 0; attempt < 2 && GoesOn(); ++attempt) {
         if (m_pHost && !m_pHost->IsRunning()) {

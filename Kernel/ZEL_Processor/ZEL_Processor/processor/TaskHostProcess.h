@@ -3,10 +3,12 @@
 #include "TaskHostLine.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "platform/Process.h"
+#include "platform/ScratchFolder.h"
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -21,7 +23,10 @@ struct STaskHostSetup {
 /// A process that runs tasks, and how it ended. It gets ready by itself after its start. For one thread.
 class CTaskHostProcess {
 public:
-    explicit CTaskHostProcess(const STaskHostSetup& setup) : m_setup(setup) {}
+    /// scratch: what it is to have as long as it runs, and goes with it.
+    CTaskHostProcess(const STaskHostSetup& setup, std::unique_ptr<platform::CScratchFolder> scratch)
+        : m_setup(setup), m_pScratch(std::move(scratch))
+    {}
     ~CTaskHostProcess();
     CTaskHostProcess(const CTaskHostProcess&) = delete;
     CTaskHostProcess& operator=(const CTaskHostProcess&) = delete;
@@ -59,6 +64,7 @@ private:
     [[nodiscard]] CString FindReport() const;
 
     const STaskHostSetup& m_setup;
+    const std::unique_ptr<platform::CScratchFolder> m_pScratch; ///< outlives the process
     platform::CProcess m_process;
     std::uint32_t m_nId = 0; ///< of the process that runs the tasks, which on POSIX is a child of the started one
     int m_nExitCode = -1;
