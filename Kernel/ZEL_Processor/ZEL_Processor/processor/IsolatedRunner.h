@@ -5,6 +5,7 @@
 #include "ZEL_Processor/ZelProcessor.h"
 #include "ZEL_Processor/ZelServerOptions.h"
 #include "platform/OsError.h"
+#include "platform/Sandbox.h"
 #include "platform/ScratchFolder.h"
 
 #include <atomic>
@@ -50,6 +51,9 @@ public:
     /// What the sandbox that is asked for keeps tasks from on this system, for the log; and whether that is all of it.
     /// Empty where there is no sandbox.
     [[nodiscard]] static CString SandboxText(const SZelIsolation& isolation, bool& isWhole);
+    /// The same of a system that can do so much.
+    [[nodiscard]] static CString SandboxText(const SZelIsolation& isolation, const platform::SSandboxSupport& support,
+                                             bool& isWhole);
 
     void Prepare() override;
     void Finish() override;

@@ -112,23 +112,36 @@ std::unique_ptr<platform::CScratchFolder> CIsolatedRunner::MakeSandbox()
 CString CIsolatedRunner::SandboxText(const SZelIsolation& isolation, bool& isWhole)
 {
     const std::optional<platform::SSandboxSupport> support = platform::SandboxSupport();
-    if (!support)
-        return {};
-    // The first kernels with rules for files know none for those that are cut short.
-    constexpr int kAllRules = 3;
-    isWhole = support->refusesCalls && support->fileRules >= kAllRules;
+    return support ? SandboxText(isolation, *support, isWhole) : CString();
+}
+
+CString CIsolatedRunner::SandboxText(const SZelIsolation& isolation, const platform::SSandboxSupport& support,
+                                     bool& isWhole)
+{
+    struct SSince {
+        int version;
+        const wchar_t* without;
+    };
+    constexpr SSince kRules[] = {{2, L"; files cannot be moved between folders"},
+                                 {3, L"; a file can still be cut short anywhere"},
+                                 {6, L"; other processes can be sent signals"}};
     CString text = L"Tasks run in a sandbox: no new privileges";
-    if (support->refusesCalls)
+    if (support.refusesCalls)
         text += isolation.allowNetwork ? L"; seccomp, the network allowed" : L"; seccomp, no network";
-    if (support->fileRules > 0)
-        text += L"; Landlock, version " + std::to_wstring(support->fileRules);
-    if (!support->refusesCalls)
+    if (support.fileRules > 0)
+        text += L"; Landlock, version " + std::to_wstring(support.fileRules);
+    if (!support.refusesCalls)
         text += L"; without seccomp, which this kernel or the service manager does not give: any call is made";
-    if (support->fileRules <= 0)
+    isWhole = support.refusesCalls;
+    if (support.fileRules <= 0)
         text +=
             L"; without Landlock, which this kernel or the service manager does not give: files are written anywhere";
-    else if (support->fileRules < kAllRules)
-        text += L", with which a file can still be cut short anywhere";
+    for (const auto& [version, without] : kRules) {
+        isWhole = isWhole && support.fileRules >= version;
+        // Without rules all can be moved, and cut short is said of all that is written.
+        if (support.fileRules < version && (support.fileRules > 0 || version == 6))
+            text += without;
+    }
     return text;
 }
 
