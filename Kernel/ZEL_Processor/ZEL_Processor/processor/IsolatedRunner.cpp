@@ -206,10 +206,15 @@ CString CIsolatedRunner::RefusalText(const SRun& run) const
 /// The last step of a request, before its sender is told: who asks has saved the response.
 void CIsolatedRunner::TakeAway(SRun& run)
 {
+    if (run.isTakenAway) {
+        // Somebody may have sent another one by this name meanwhile.
+        m_pHost->Send({L"removed", TaskHostLine::TextOf(platform::eOsError_None)});
+        return;
+    }
     const platform::eOsError error =
         m_setup.removeRequest ? m_setup.removeRequest(run.path) : platform::Files().Remove(run.path);
     run.isSaved = true;
-    run.isTakenAway = run.isTakenAway || platform::Succeeded(error);
+    run.isTakenAway = platform::Succeeded(error);
     m_pHost->Send({L"removed", TaskHostLine::TextOf(error)});
     if (run.isTakenAway) // nothing is missing: its sender need not wait until the process has put all away
         TellDone(run, TextOf(StringCodes::kDone));
