@@ -10,12 +10,17 @@ namespace {
 std::atomic<std::size_t> g_largest{0};
 thread_local bool g_failsNext = false;
 
-void* Allocate(std::size_t size)
+void* AllocateOrNull(std::size_t size)
 {
     std::size_t largest = g_largest.load();
     while (size > largest && !g_largest.compare_exchange_weak(largest, size)) {
     }
-    void* memory = std::exchange(g_failsNext, false) ? nullptr : std::malloc(size == 0 ? 1 : size);
+    return std::exchange(g_failsNext, false) ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
+void* Allocate(std::size_t size)
+{
+    void* memory = AllocateOrNull(size);
     if (memory == nullptr)
         throw std::bad_alloc();
     return memory;
@@ -46,6 +51,17 @@ void* operator new(std::size_t size)
 void* operator new[](std::size_t size)
 {
     return Allocate(size);
+}
+
+// A sanitizer has these of its own, whose memory it does not want to see given to free.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return AllocateOrNull(size);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return AllocateOrNull(size);
 }
 
 void operator delete(void* memory) noexcept
