@@ -53,7 +53,7 @@ TEST(ScriptConfiguration, HasTheTasksOfItsFileWithTheFolderInPlaceOfItsWord)
 
 TEST(ScriptConfiguration, NamesWhatIsWrong)
 {
-    for (const auto& [json, part] : {
+    for (const auto& [json, told] : {
              std::pair<std::string, CString>{"", L"no JSON"},
              {"[]", L"the file is no object"},
              {"{}", L"no object \"tasks\""},
@@ -76,7 +76,7 @@ TEST(ScriptConfiguration, NamesWhatIsWrong)
              {OneTask(R"("command": ["x"], "responseLimit": 1000001)"), L"MiB from 1 to 1000000"},
              {OneTask(R"("command": ["x"], "responseLimit": "1")"), L"MiB from 1 to 1000000"},
          })
-        EXPECT_NE(ErrorOf(json).find(part), CString::npos) << json;
+        EXPECT_NE(ErrorOf(json).find(told), CString::npos) << json;
 }
 
 TEST(ScriptConfiguration, ErrorsNameTheFile)
