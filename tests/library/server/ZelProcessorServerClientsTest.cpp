@@ -244,7 +244,8 @@ TEST_F(Clients, ARegistrationBeyondTheLimitFailsWithTheReason)
               std::wstring::npos)
         << platform::ToUtf8(reports[0].message);
     EXPECT_EQ(Access().Clients().size(), 1U);
-    EXPECT_TRUE(FilesIn(In(m_outputDir, L"Queue")).empty()) << "a refusal is an answer: the command is done with";
+    EXPECT_TRUE(WaitUntil([this] { return FilesIn(In(m_outputDir, L"Queue")).empty(); }))
+        << "a refusal is an answer: the command is done with";
     EXPECT_TRUE(m_client.StopListeningDsEvents());
     EXPECT_TRUE(second.ListenDsEvents()) << "there is room again";
     m_host.ExpectLogLine(L"Refused (");
