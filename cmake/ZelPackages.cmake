@@ -78,8 +78,8 @@ set(CPACK_DEBIAN_PLUGIN-DATASTORE_PACKAGE_ENHANCES "zel-tools")
 set(CPACK_DEBIAN_PLUGIN-DATASTORE_PACKAGE_CONTROL_EXTRA "${zel_debian}/zel-plugin-datastore/conffiles")
 
 zel_debian_package(PLUGIN-SCRIPT zel-plugin-script utils "request processing by files alone, programs as tasks
-Serves requests by programs in any language: the request on their standard input,
-the response on their standard output. Which ones is told in a file.")
+Serves requests by programs in any language: the request on their standard
+input, the response on their standard output. Which ones is told in a file.")
 # The program that programs of tasks run in.
 set(CPACK_DEBIAN_PLUGIN-SCRIPT_PACKAGE_DEPENDS "${zel_runtime}, zel-tools (= ${PROJECT_VERSION})")
 
