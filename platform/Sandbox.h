@@ -16,7 +16,8 @@ struct SSandbox {
     std::vector<std::wstring> writable;
     /// Sockets of other families than that of this machine's own files.
     bool mayUseNetwork = false;
-    /// Existing directories in which it may also make links, pipes and sockets, and remove directories.
+    /// Existing directories in which it may also make symbolic links, pipes and sockets, and remove
+    /// directories.
     std::vector<std::wstring> scratch = {};
 
     bool operator==(const SSandbox&) const = default;
