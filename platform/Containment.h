@@ -54,6 +54,8 @@ public:
     /// One line, without its end, decoded as UTF-8. False at the end, and for a line of more than so many bytes. For
     /// one thread.
     [[nodiscard]] bool ReadLine(std::wstring& line, std::size_t longest);
+    /// Something has come, or the end has, so that ReadLine waits for no more than the rest of a line. For that thread.
+    [[nodiscard]] bool HasInput() const;
     /// False when the parent is gone. From any thread.
     bool WriteLine(const std::wstring& line);
 

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <fcntl.h>
+#include <poll.h>
 #include <string_view>
 #include <unistd.h>
 
@@ -59,6 +60,14 @@ bool CParentChannel::ReadLine(std::wstring& line, std::size_t longest)
     line = FromUtf8(std::string_view(buffer).substr(0, end));
     buffer.erase(0, end + 1);
     return end <= longest;
+}
+
+bool CParentChannel::HasInput() const
+{
+    pollfd look = {m_pState->input.Get(), POLLIN, 0};
+    if (getpid() != m_pState->process)
+        return false; // a copy of this process, for which nothing of it is
+    return !m_pState->buffer.empty() || posix::Uninterrupted([&] { return poll(&look, 1, 0); }) != 0;
 }
 
 bool CParentChannel::WriteLine(const std::wstring& line)

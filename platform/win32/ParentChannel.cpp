@@ -79,6 +79,13 @@ bool CParentChannel::ReadLine(std::wstring& line, std::size_t longest)
     return end <= longest;
 }
 
+bool CParentChannel::HasInput() const
+{
+    DWORD waiting = 0;
+    return !m_pState->buffer.empty() || !PeekNamedPipe(m_pState->input.Get(), nullptr, 0, nullptr, &waiting, nullptr) ||
+           waiting != 0;
+}
+
 bool CParentChannel::WriteLine(const std::wstring& line)
 {
     const std::string bytes = ToUtf8(line) + "\n";

@@ -45,6 +45,26 @@ int PrattleContained(const std::vector<std::wstring>&)
     static_cast<void>(channel.ReadLine(line, 100));
     return 0;
 }
+/// Reads only when something has come, and tells what that was.
+int LookContained(const std::vector<std::wstring>&)
+{
+    if (!Succeeded(EnterContainment()))
+        return 9;
+    CParentChannel channel;
+    channel.WriteLine(channel.HasInput() ? L"something" : L"nothing");
+    const auto end = SystemClock().Steady() + kEndTime;
+    std::wstring line;
+    do {
+        while (!channel.HasInput() && SystemClock().Steady() < end)
+            SystemClock().SleepFor(1ms);
+        if (!channel.HasInput())
+            return 8;
+    } while (channel.ReadLine(line, 100) && channel.WriteLine(L"got " + line));
+    channel.WriteLine(L"the end");
+    return 0;
+}
+const testsupport::CChildPart lookPart(L"containment-look", &LookContained);
+
 const testsupport::CChildPart prattlePart(L"containment-prattle", &PrattleContained);
 
 /// Holds a lock file until it is ended from outside.
@@ -147,6 +167,19 @@ TEST_F(ContainmentTest, TheChannelIsNobodysButTheProgramsWhoTakesIt)
     std::string errors;
     ASSERT_TRUE(Succeeded(ReadWholeFile(options.errorFile, eOpenMode_ReadShared, errors, 10000)));
     EXPECT_NE(errors.find("printed"), std::string::npos) << errors;
+}
+
+TEST_F(ContainmentTest, ItSeesWhetherItsParentHasWritten)
+{
+    SProcessOptions options = Contained();
+    options.pipeInput = true;
+    CProcess child = testsupport::StartChild(L"containment-look", {}, options);
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"nothing"));
+    ASSERT_TRUE(child.WriteLine(L"one\ntwo"));
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"got one"));
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"got two")) << "what has been read with the line before";
+    ASSERT_TRUE(child.WriteLine(std::wstring(200, L'x'))) << "more than it takes";
+    EXPECT_TRUE(testsupport::WaitForChild(child, L"the end"));
 }
 
 TEST_F(ContainmentTest, ALineThatIsTooLongIsTheEndOfTheOutput)

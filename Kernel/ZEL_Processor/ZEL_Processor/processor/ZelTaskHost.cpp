@@ -184,7 +184,7 @@ bool CZelTaskHost::Prepare()
     state.runner->SetOnTask([&state](const CString& type) { state.send({L"task", type}); });
     state.processor->SetContext(&state.inbox);
     state.processor->SetTellReasons(state.tellReasons);
-    if (!state.processor->SetOutputDir(state.outputDir) || !state.inbox.Start())
+    if (!state.processor->SetOutputDir(state.outputDir))
         return false;
     state.send({L"ready", std::to_wstring(platform::CurrentProcessId())});
     return true;
