@@ -42,6 +42,13 @@ grep -qx 'apt-get install -y -q --no-install-recommends sqlite3 wine64' "$work/c
 run native
 grep -qx 'apt-get install -y -q --no-install-recommends sqlite3' "$work/calls" || fail "native: asked for Wine, or nothing"
 
+export MISSING="chromium"
+run
+[[ $code == 0 && ! -s $work/calls ]] || fail "a browser was asked for that nobody wanted"
+run browser
+grep -qx 'apt-get install -y -q --no-install-recommends chromium' "$work/calls" || fail "browser: not asked for"
+
+export MISSING="sqlite3 wine64"
 APT_CODE=100 run
 [[ $code != 0 ]] || fail "a failed installation must be told"
 grep -q 'sqlite3 wine64' "$work/said" || fail "a failed installation does not name the packages"
