@@ -144,7 +144,7 @@ foreach(page IN ITEMS README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE
         COMPONENT development)
 endforeach()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/docs"
-    COMPONENT development FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
+    COMPONENT development FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN man EXCLUDE)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/zel-processor/examples"
     COMPONENT development)
 
