@@ -65,6 +65,7 @@ def busy(**changed):
         disk={"requests": {"free": 41 * 10**9, "total": 250 * 10**9}, "output": {"free": 9 * 10**9, "total": 250 * 10**9}},
         series=series())
     data["server"].update(slots=4, plugins=[{"name": "zel_datastore", "version": "2.0.0", "state": "loaded"},
-                                            {"name": "zel_script", "version": "2.0.0", "state": "failed"}])
+                                            {"name": "zel_script", "version": "2.0.0", "state": "failed"},
+                                            {"name": "hello", "version": "", "state": "used"}])
     data.update(changed)
     return data

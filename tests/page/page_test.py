@@ -119,7 +119,7 @@ class PageTest(unittest.TestCase):
                 "#paused": ["yearly.drq", "(1h"],
                 "#failed": ["broken.drq", "no such table: salse"],
                 "#answers": ["✗", "failed", "⊘", "cancelled", "2.3s", "140ms"],
-                "#plugins": ["zel_datastore", "✓", "loaded", "zel_script", "✗"],
+                "#plugins": ["zel_datastore", "✓", "loaded", "zel_script", "✗", "in use"],
                 "#clients": ["report", "night"],
                 "#tiles": ["3 of 4", "■■■□", "48,211", "137"],
                 "#facts": ["atlas", "4711", "2.0.0", "41 GB free of 250 GB", "⚠ 9 GB", "5.1 GB", "1d 1h"],
