@@ -1,5 +1,5 @@
 #!/bin/bash
-# The server's page in a browser.
+# The server's page in a browser: on made-up data, and that of a real server.
 set -euo pipefail
 
 root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -19,4 +19,6 @@ done
     echo "skipped: there is no selenium for Python; scripts/install-packages browser installs it"
     exit 77
 }
-PYTHONDONTWRITEBYTECODE=1 "$python" "$root/tests/page/page_test.py"
+export PYTHONDONTWRITEBYTECODE=1
+"$python" "$root/tests/page/page_test.py"
+"$python" "$root/tests/page/server_test.py"
