@@ -1,7 +1,7 @@
 // An application with an event loop that never waits for a file: client REQUESTS OUTPUT REQUEST RESPONSE
 // Hands the file REQUEST over, shows how it gets on, and takes the response. The exit code is 0 when it is there.
 
-#include <ZEL_Processor/zel.h>
+#include <ZEL_Processor/zel.hpp>
 
 #include <condition_variable>
 #include <deque>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ZEL_Processor/ZelProtocolNames.h"
-#include "ZEL_Processor/zel.h"
+#include "ZEL_Processor/zel.hpp"
 #include "tests/support/ServerKit.h"
 
 #include <filesystem>

@@ -25,8 +25,8 @@ check_headers_alone() { # prefix
     local flags=(-std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
         -I "$1/include" -I "$1/include/ZEL_Processor/base")
     # shellcheck disable=SC2016 # expanded by the inner shell
-    (cd -- "$1/include" && find . -name '*.h' ! -path './ZEL_Processor/base/*' -printf '%P\n' &&
-        cd ZEL_Processor/base && find . -name '*.h' -printf '%P\n') |
+    (cd -- "$1/include" && find . -name '*.h*' ! -path './ZEL_Processor/base/*' -printf '%P\n' &&
+        cd ZEL_Processor/base && find . -name '*.h*' -printf '%P\n') |
         xargs -P "$(nproc)" -I '{}' bash -c '
             echo "#include <$1>" | g++ "${@:2}" -fsyntax-only -x c++ - || { echo "does not compile alone: $1"; exit 1; }' \
             _ '{}' "${flags[@]}" || complain "not every installed header compiles alone"

@@ -19,7 +19,7 @@ check_list() {
     done
     while IFS= read -r header; do
         is_public "$header" || complain "$header is in inc/ and not public"
-    done < <(cd inc && find . -name '*.h' -printf '%P\n')
+    done < <(cd inc && find . -name '*.h' -o -name '*.hpp' | sed 's|^./||')
 }
 
 # A class that a header of inc/ only declares is somebody's to make or use, unless it is the library's own.

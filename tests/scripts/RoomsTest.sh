@@ -53,7 +53,7 @@ complain_of_arrows() { # folder
             # The layers below are everybody's.
             [[ " $rooms " != *" $from "* || " $layers " != *" $to "* ]] || continue
             [[ " ${arrows[$from]} " == *" $to "* ]] || echo "${file#"$1"/}: $from may not include $include"
-        done < <(grep -rHoP '^#include "\K[^"]+' --include='*.h' --include='*.cpp' "$1/$folder")
+        done < <(grep -rHoP '^#include "\K[^"]+' --include='*.h' --include='*.hpp' --include='*.cpp' "$1/$folder")
     done
     # Installed headers know none of the rooms.
     grep -rnP "^#include \"(${rooms// /|})/" "$1/inc" || true
