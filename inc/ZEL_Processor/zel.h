@@ -51,7 +51,7 @@ ZEL_C_API uint32_t zel_abi_version(void);
 /** "0.1.0". Never to be freed. */
 ZEL_C_API const char* zel_version(void);
 
-#define ZEL_FOREVER ((int64_t)-1)
+#define ZEL_FOREVER (-1)
 #define ZEL_MAX_PATH_BYTES 32767
 #define ZEL_MAX_NAMES 1000000
 #define ZEL_MAX_TEXT_BYTES 1073741824 /**< of a request that is sent, or a response that is read into memory */

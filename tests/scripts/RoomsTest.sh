@@ -18,9 +18,10 @@ declare -A arrows=(
     [processor]="protocol exchange reports"
     [server]="processor protocol exchange reports"
     [client]="processor protocol exchange reports"
+    [capi]="client server processor protocol exchange reports"
     [module]="client server processor protocol exchange reports"
 )
-rooms="reports exchange protocol processor server client module"
+rooms="reports exchange protocol processor server client capi module"
 layers="platform com framework"
 above="apps plugins bench tests fuzz"
 

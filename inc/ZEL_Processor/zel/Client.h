@@ -8,6 +8,10 @@
 
 namespace zel {
 
+namespace detail {
+struct Access; // of the library itself
+} // namespace detail
+
 /// The text of a request, UTF-8.
 struct Text {
     std::string xml;
@@ -102,6 +106,8 @@ private:
             return sent.error();
         return Request(m_parts, name);
     }
+
+    friend struct detail::Access;
 
     std::shared_ptr<detail::Parts> m_parts;
 };

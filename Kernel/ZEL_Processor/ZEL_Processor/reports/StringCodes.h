@@ -88,6 +88,33 @@ constexpr unsigned kCantParseRequest = 117;
 constexpr unsigned kCantParseCommand = 129;
 constexpr unsigned kCrashReportQuestion = 134;
 
+/// Of the codes of the C interface, in their order.
+constexpr SStringCode kCodes[] = {
+    {177, "IDS_CODE_OK"},
+    {178, "IDS_CODE_TIMEOUT"},
+    {179, "IDS_CODE_STOPPED"},
+    {180, "IDS_CODE_BAD_NAME"},
+    {181, "IDS_CODE_BAD_ARGUMENT"},
+    {182, "IDS_CODE_NAME_IN_USE"},
+    {183, "IDS_CODE_UNKNOWN_REQUEST"},
+    {184, "IDS_CODE_NOT_ENDED"},
+    {185, "IDS_CODE_HAS_ENDED"},
+    {186, "IDS_CODE_HAS_STARTED"},
+    {187, "IDS_CODE_NOT_PAUSED"},
+    {188, "IDS_CODE_REQUEST_WAS_CANCELED"},
+    {189, "IDS_CODE_REQUEST_FAILED"},
+    {190, "IDS_CODE_NO_ANSWER"},
+    {191, "IDS_CODE_REFUSED"},
+    {192, "IDS_CODE_FILE_ERROR"},
+    {193, "IDS_CODE_SYSTEM_ERROR"},
+    {194, "IDS_CODE_NO_SERVER"},
+    {195, "IDS_CODE_WOKEN"},
+    {196, "IDS_CODE_NO_MEMORY"},
+    {197, "IDS_CODE_WRONG_TIME"},
+    {198, "IDS_CODE_NO_PLUGIN"},
+    {199, "IDS_CODE_INTERNAL"},
+};
+
 } // namespace StringCodes
 
 [[nodiscard]] inline CString TextOf(const SStringCode& code)
