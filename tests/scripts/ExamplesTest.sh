@@ -27,7 +27,7 @@ build_example() { # name prefix options...
 try_native() {
     local prefix=$work/native plugins=$work/build/plugin-hello code=0
     logged install cmake --install "$build" --prefix "$prefix"
-    for name in plugin-hello host client; do
+    for name in plugin-hello host client client-c; do
         build_example "$name" "$prefix"
     done
     mkdir -p "$work/requests" "$work/output" "$work/home"
@@ -47,6 +47,17 @@ try_native() {
     ((code == 0)) || stop "the client ended with $code: $(cat "$work/client.txt")"
     grep -qF '<Greeting>Hello, Ada</Greeting>' "$work/home/hello.xml" || stop "not the response: $(cat "$work/home/hello.xml")"
     wait_for "request done" "$work/host.txt"
+    # The same from C.
+    code=0
+    timeout 60 "$work/build/client-c/client-c" "$work/requests" "$work/output" "$work/home/hello.drq" \
+        "$work/home/hello-c.xml" >"$work/client-c.txt" 2>&1 &
+    client=$!
+    wait_for "hello.drq: waiting" "$work/client-c.txt"
+    echo step >&7
+    wait "$client" || code=$?
+    ((code == 0)) || stop "the client in C ended with $code: $(cat "$work/client-c.txt")"
+    grep -qF 'hello.drq: done' "$work/client-c.txt" || stop "no end was shown: $(cat "$work/client-c.txt")"
+    cmp "$work/home/hello.xml" "$work/home/hello-c.xml" || stop "the client in C got another response"
     # The host shows boxes in its own way.
     echo '<Command Type="Dance"><RequestName>x</RequestName></Command>' >"$work/home/dance.command"
     mv "$work/home/dance.command" "$work/requests/"
@@ -60,8 +71,9 @@ try_windows() {
     local prefix=$work/windows
     logged install-windows cmake --install "$mingw" --prefix "$prefix"
     rm -rf "$work/build"
-    for name in plugin-hello host client; do
-        build_example "$name" "$prefix" -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix
+    for name in plugin-hello host client client-c; do
+        build_example "$name" "$prefix" -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix \
+            -DCMAKE_C_COMPILER=x86_64-w64-mingw32-gcc-posix
     done
     mkdir -p "$work/wine-requests" "$work/wine-output"
     export ZEL_WINE_BUILD=$mingw
@@ -70,10 +82,13 @@ try_windows() {
         --components "Z:$work/build/plugin-hello" >/dev/null 2>&1 </dev/null &
     wait_for "zel-server: ready" "$work/server.txt"
     cp "$root/examples/plugin-hello/hello.drq" "$work/home/"
-    cp "$work/build/client/client.exe" "$prefix/bin/"
+    cp "$work/build/client/client.exe" "$work/build/client-c/client-c.exe" "$prefix/bin/"
     logged wine-client env ZEL_WINE_OUTPUT="$work/wine-client.txt" timeout 60 "$root/cmake/wine-run" \
         "$prefix/bin/client.exe" "Z:$work/wine-requests" "Z:$work/wine-output" "Z:$work/home/hello.drq" "Z:$work/home/wine.xml"
     grep -qF '<Greeting>Hello, Ada</Greeting>' "$work/home/wine.xml" || stop "not the response: $(cat "$work/home/wine.xml")"
+    logged wine-client-c env ZEL_WINE_OUTPUT="$work/wine-client-c.txt" timeout 60 "$root/cmake/wine-run" \
+        "$prefix/bin/client-c.exe" "Z:$work/wine-requests" "Z:$work/wine-output" "Z:$work/home/hello.drq" "Z:$work/home/wine-c.xml"
+    cmp "$work/home/wine.xml" "$work/home/wine-c.xml" || stop "the client in C got another response"
 }
 
 try_native
