@@ -93,6 +93,9 @@ install(TARGETS ZEL_Framework ZEL_Processor EXPORT ZEL_ProcessorTargets
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
 if(MINGW)
     install(FILES ${zel_mingw_runtime} DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime)
+    get_property(zel_c_definition GLOBAL PROPERTY ZEL_C_DEFINITION)
+    get_property(zel_c_library GLOBAL PROPERTY ZEL_C_LIBRARY)
+    install(FILES ${zel_c_definition} ${zel_c_library} DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
 endif()
 
 set(zel_cmake_folder "${CMAKE_INSTALL_LIBDIR}/cmake/ZEL_Processor")

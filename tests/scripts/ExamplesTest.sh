@@ -1,7 +1,7 @@
 #!/bin/bash
 # The examples build outside the tree against an installed copy and work together: the client hands a request to the
 # host, which runs it in the plug-in when it is told to. The plug-in does the same in the Windows server under Wine, when
-# build/mingw is there.
+# build/mingw is there, and for a program of another compiler.
 set -euo pipefail
 
 source "$(dirname -- "${BASH_SOURCE[0]}")/lib/workplace.sh"
@@ -89,6 +89,28 @@ try_windows() {
     logged wine-client-c env ZEL_WINE_OUTPUT="$work/wine-client-c.txt" timeout 60 "$root/cmake/wine-run" \
         "$prefix/bin/client-c.exe" "Z:$work/wine-requests" "Z:$work/wine-output" "Z:$work/home/hello.drq" "Z:$work/home/wine-c.xml"
     cmp "$work/home/wine.xml" "$work/home/wine-c.xml" || stop "the client in C got another response"
+    try_foreign "$prefix"
+}
+
+# A program of the platform's own binary interface, with its linker, and no C runtime at all.
+try_foreign() { # prefix
+    local tool
+    for tool in clang-14 lld-link-14 llvm-dlltool-14; do
+        command -v "$tool" >/dev/null || { echo "not tried with a foreign compiler: there is no $tool"; return; }
+    done
+    printf 'LIBRARY kernel32.dll\nEXPORTS\n%s\n' "ExitProcess"$'\n'"GetEnvironmentVariableA"$'\n'"GetStdHandle"$'\n'"WriteFile" \
+        >"$work/kernel32.def"
+    logged foreign-kernel llvm-dlltool-14 -m i386:x86-64 -d "$work/kernel32.def" -l "$work/kernel32.lib"
+    logged foreign-compile clang-14 --target=x86_64-pc-windows-msvc -std=c99 -Wall -Wextra -Wpedantic -Werror -O1 \
+        -ffreestanding -I "$1/include" -c "$root/tests/scripts/foreign/main.c" -o "$work/foreign.obj"
+    logged foreign-link lld-link-14 /nodefaultlib /entry:mainCRTStartup /subsystem:console "/out:$1/bin/foreign.exe" \
+        "$work/foreign.obj" "$1/lib/ZEL_Processor.lib" "$work/kernel32.lib"
+    # What the platform's librarian makes of the definition is the same.
+    logged foreign-definition llvm-dlltool-14 -m i386:x86-64 -d "$1/lib/ZEL_Processor.def" -l "$work/again.lib"
+    cmp "$1/lib/ZEL_Processor.lib" "$work/again.lib" || complain "ZEL_Processor.lib is not that of ZEL_Processor.def"
+    logged foreign env FOREIGN_REQUESTS="Z:$work/wine-requests" FOREIGN_OUTPUT="Z:$work/wine-output" \
+        ZEL_WINE_OUTPUT="$work/foreign.txt" timeout 60 "$root/cmake/wine-run" "$1/bin/foreign.exe"
+    grep -qF '<Greeting>Hello, Ada</Greeting>' "$work/foreign.txt" || stop "not the response: $(cat "$work/foreign.txt")"
 }
 
 try_native

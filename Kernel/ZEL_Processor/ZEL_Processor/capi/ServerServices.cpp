@@ -44,17 +44,14 @@ CServerServices& CServerServices::Instance()
 void CServerServices::Use()
 {
     const platform::CMutexLock lock(m_cs);
-    if (m_nUsers++ == 0 && !m_bIsBelow && !IsOnTop())
+    if (m_nUsers++ == 0 && !IsOnTop())
         m_pPrevious = SetWQ_Host(this);
 }
 
 void CServerServices::Release()
 {
     const platform::CMutexLock lock(m_cs);
-    if (--m_nUsers != 0)
-        return;
-    m_bIsBelow = !IsOnTop();
-    if (!m_bIsBelow)
+    if (--m_nUsers == 0 && IsOnTop()) // else it stays, for who lies above may hand on to it
         SetWQ_Host(m_pPrevious);
 }
 

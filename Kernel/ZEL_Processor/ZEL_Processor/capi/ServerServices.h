@@ -46,8 +46,6 @@ private:
     platform::CMutex m_cs;
     platform::CCondition m_changed;
     unsigned m_nUsers ZEL_GUARDED_BY(m_cs) = 0;
-    /// Nobody uses it, but another host lies above and may hand on to it.
-    bool m_bIsBelow ZEL_GUARDED_BY(m_cs) = false;
     const zel_server_options* m_pOptions ZEL_GUARDED_BY(m_cs) = nullptr;
     unsigned m_nUses ZEL_GUARDED_BY(m_cs) = 0;
 };
