@@ -42,7 +42,9 @@ TEST_F(CListener, OneThreadAtATimeIsInACallAndAWakerEndsIt)
     zel_code code = ZEL_OK;
     std::thread waits([&] {
         CGiven<zel_changes> changes;
-        code = zel_listener_wait(m_listener, ZEL_FOREVER, waker, changes.Put());
+        do { // the other thread may be in a call just now
+            code = zel_listener_wait(m_listener, ZEL_FOREVER, waker, changes.Put());
+        } while (code == ZEL_WRONG_TIME);
     });
     EXPECT_TRUE(WaitUntil([&] {
         CGiven<zel_changes> changes;
@@ -50,6 +52,6 @@ TEST_F(CListener, OneThreadAtATimeIsInACallAndAWakerEndsIt)
     }));
     EXPECT_ZEL_OK(zel_waker_wake(waker));
     waits.join();
-    EXPECT_TRUE(code == ZEL_WOKEN || code == ZEL_WRONG_TIME) << code;
+    EXPECT_EQ(code, ZEL_WOKEN);
     EXPECT_ZEL_OK(zel_waker_close(waker));
 }
