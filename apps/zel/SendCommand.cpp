@@ -30,7 +30,8 @@ bool HasVanishingBar()
 
 void CSendCommand::Define(CLI::App& app)
 {
-    app.add_option("FILE", m_files, HelpText(ToolTexts::IDS_HELP_FILES))->required()->type_name("");
+    app.add_option("FILE", m_files, HelpText(ToolTexts::IDS_HELP_FILES))->type_name("");
+    m_task.Define(app);
     app.add_option("--name", m_name, HelpText(ToolTexts::IDS_HELP_SEND_NAME))->type_name("NAME");
     app.add_flag("--unique", m_bUnique, HelpText(ToolTexts::IDS_HELP_SEND_UNIQUE));
     app.add_flag("--move", m_bMove, HelpText(ToolTexts::IDS_HELP_SEND_MOVE));
@@ -43,7 +44,22 @@ void CSendCommand::Define(CLI::App& app)
 bool CSendCommand::Check()
 {
     m_bWait = m_bWait || !m_target.empty();
-    return MakeItems() && CheckTarget();
+    if (m_files.empty() != m_task.IsGiven())
+        return UsageError(ToolTexts::IDS_FILES_OR_TASK);
+    return (m_task.IsGiven() ? MakeTaskItem() : MakeItems()) && CheckTarget();
+}
+
+bool CSendCommand::MakeTaskItem()
+{
+    if (m_bMove)
+        return UsageError(ToolTexts::IDS_MOVE_NEEDS_FILES);
+    if (!m_task.Check())
+        return false;
+    const std::wstring name = m_name.empty() ? m_task.Name() : platform::FromUtf8(m_name);
+    if (const std::wstring why = WhyNoRequestName(name); !why.empty())
+        return UsageError(ToolTexts::IDS_CANNOT_BE_A_NAME, {name, why});
+    m_items.push_back({.source = {}, .name = m_bUnique && !m_name.empty() ? UniqueRequestName(name) : name});
+    return true;
 }
 
 bool CSendCommand::MakeItems()
@@ -118,7 +134,8 @@ eExitCode CSendCommand::TryTarget(CToolSession& session) const
     for (const SItem& item : m_items) {
         const std::wstring file = CReceiver::TargetFor(target, item.name);
         std::wstring error;
-        if (!m_bMove && item.source != kStandardStream && platform::IsSameFile(file, item.source))
+        if (!m_bMove && !item.source.empty() && item.source != kStandardStream &&
+            platform::IsSameFile(file, item.source))
             error = ShownText(ToolTexts::IDS_RESPONSE_OVER_REQUEST, {item.source});
         if (!error.empty() || !CReceiver::TryTarget(file, error))
             code = session.FailWithHint(item.name, error);
@@ -152,9 +169,12 @@ eFollowEnd CSendCommand::FinishItems(CToolSession& session)
 eExitCode CSendCommand::SendItem(CToolSession& session, SItem& item)
 {
     std::wstring error;
-    item.isSent = CSender(session).Send(item.source, item.name, error);
+    CSender sender(session);
+    item.isSent = m_task.IsGiven() ? sender.SendText(TaskRequestXml(m_task.Request()), item.name, error)
+                                   : sender.Send(item.source, item.name, error);
     if (!item.isSent) {
-        const bool isMissing = item.source != kStandardStream && !platform::PathExists(item.source);
+        const bool isMissing =
+            !m_task.IsGiven() && item.source != kStandardStream && !platform::PathExists(item.source);
         return isMissing ? session.FailWithHint(item.name, error) : session.Fail(item.name, error);
     }
     eExitCode code = eExitCode_Done;

@@ -2,6 +2,7 @@
 
 #include "apps/zel/Command.h"
 #include "apps/zel/Follower.h"
+#include "apps/zel/TaskRequest.h"
 
 /// Sends request files, and on demand waits for them and takes their responses.
 class CSendCommand : public ICommand {
@@ -14,13 +15,14 @@ public:
 
 private:
     struct SItem {
-        std::wstring source;
+        std::wstring source; ///< a file; empty for what the options say
         std::wstring name;
         bool isSent = false;
         eExitCode code = eExitCode_Done;
     };
 
     [[nodiscard]] bool MakeItems();
+    [[nodiscard]] bool MakeTaskItem();
     /// The name of the request from this file.
     [[nodiscard]] std::wstring NameFor(const std::wstring& file) const;
     [[nodiscard]] bool CheckTarget() const;
@@ -33,6 +35,7 @@ private:
     [[nodiscard]] eExitCode FailToReceive(CToolSession& session, const std::wstring& name, std::wstring error);
 
     std::vector<std::string> m_files;
+    CTaskOptions m_task;
     std::string m_name;
     std::string m_target;
     bool m_bMove = false;

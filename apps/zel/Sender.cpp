@@ -10,6 +10,26 @@
 
 bool CSender::Send(const std::wstring& source, const std::wstring& name, std::wstring& error)
 {
+    const auto copy = [&](const std::wstring& staged, std::wstring& why) {
+        return source == kStandardStream ? CopyInput(m_session, staged, why)
+                                         : CopyContent(m_session, source, staged, staged, why);
+    };
+    return SendStaged(name, copy, error);
+}
+
+bool CSender::SendText(const std::string& text, const std::wstring& name, std::wstring& error)
+{
+    const auto write = [&](const std::wstring& staged, std::wstring& why) {
+        const platform::eOsError result = platform::WriteWholeFile(staged, text);
+        if (!platform::Succeeded(result))
+            why = ShownText(ToolTexts::IDS_CANNOT_BE_WRITTEN, {staged, platform::OsErrorText(result)});
+        return platform::Succeeded(result);
+    };
+    return SendStaged(name, write, error);
+}
+
+bool CSender::SendStaged(const std::wstring& name, const Stage& stage, std::wstring& error)
+{
     m_session.ForgetGivenUp(); // what ended the one before says nothing of this one
     // Asked before the copying, too, which may take long.
     if (IsInUse(name, error))
@@ -17,11 +37,7 @@ bool CSender::Send(const std::wstring& source, const std::wstring& name, std::ws
     const SToolOptions& options = m_session.Options();
     CStagingFolder staging(options.clientDir.empty() ? options.requestDir : options.clientDir);
     const std::wstring staged = staging.FilePath(name);
-    if (!staging.Make(error))
-        return false;
-    const bool isCopied = source == kStandardStream ? CopyInput(m_session, staged, error)
-                                                    : CopyContent(m_session, source, staged, staged, error);
-    return isCopied && HandOver(staged, name, error);
+    return staging.Make(error) && stage(staged, error) && HandOver(staged, name, error);
 }
 
 bool CSender::HandOver(const std::wstring& staged, const std::wstring& name, std::wstring& error)

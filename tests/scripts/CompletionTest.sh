@@ -66,7 +66,7 @@ check_shell() { # shell
     local directories="--request-dir $work/in --output-dir $work/out"
     expect "$1" 'zel ' send status wait receive forget list cancel pause resume listen properties new-plugin run-task server help
     expect "$1" 'zel re' receive resume
-    expect "$1" 'zel send --' --name --move --wait --timeout --request-dir --json
+    expect "$1" 'zel send --' --task --set --parameter --priority --name --move --wait --timeout --request-dir --json
     expect_only "$1" 'zel send --na' --name
     expect_only "$1" 'zel-server --no-e' --no-executive
     expect_only "$1" 'zel-server --log-level w' warning
