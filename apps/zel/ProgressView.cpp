@@ -1,6 +1,9 @@
 #include "apps/zel/ProgressView.h"
 
+#include "platform/Os.h"
 #include "platform/Process.h"
+
+#include "ToolTexts.h"
 
 #include <algorithm>
 
@@ -28,11 +31,21 @@ std::wstring Bar(std::int32_t percent)
 
 } // namespace
 
-std::wstring ProgressBarLine(const SRequestState& state, std::size_t width)
+std::wstring LeftText(const std::optional<CExpectedEnd::SRange>& left)
+{
+    if (!left)
+        return {};
+    const std::wstring shortest = AgeText(left->shortest.count());
+    const std::wstring longest = AgeText(left->longest.count());
+    return shortest == longest ? WQ_ModuleText(ToolTexts::IDS_LEFT, {longest})
+                               : WQ_ModuleText(ToolTexts::IDS_LEFT_RANGE, {shortest, longest});
+}
+
+std::wstring ProgressBarLine(const SRequestState& state, std::size_t width, const std::wstring& left)
 {
     std::wstring line;
     if (state.percent && width >= kMinWidthForBar)
-        line = Bar(*state.percent);
+        line = Bar(*state.percent) + (left.empty() ? left : left + L"  ");
     SRequestState text = state;
     if (!line.empty())
         text.percent.reset();
@@ -56,16 +69,20 @@ CProgressView::~CProgressView()
 
 void CProgressView::Show(const SRequestState& state)
 {
-    if (m_shown && LooksLike(*m_shown, state))
+    const std::chrono::nanoseconds now = platform::Clock().Steady();
+    m_end.Report(state.percent, now);
+    const std::wstring left = m_isTerminal ? LeftText(m_end.Left(now)) : std::wstring();
+    if (m_shown && LooksLike(*m_shown, state) && left == m_strLeft)
         return;
     m_shown = state;
+    m_strLeft = left;
     if (!m_isTerminal) {
         platform::WriteConsoleText(platform::eStream_Error, ToText(state) + L"\n");
         return;
     }
     // The last column stays free: a terminal may wrap as soon as it is written to.
     const int width = std::max(platform::TerminalWidth(platform::eStream_Error) - 1, 1);
-    const std::wstring line = ProgressBarLine(state, static_cast<std::size_t>(width));
+    const std::wstring line = ProgressBarLine(state, static_cast<std::size_t>(width), left);
     const std::size_t blanks = m_shownLength > line.size() ? m_shownLength - line.size() : 0;
     platform::WriteConsoleText(platform::eStream_Error, L"\r" + line + std::wstring(blanks, L' '));
     m_shownLength = line.size();

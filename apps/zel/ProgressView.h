@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/common/RequestState.h"
+#include "apps/zel/ExpectedEnd.h"
 
 #include <optional>
 #include <string>
@@ -14,14 +15,20 @@ public:
     CProgressView(const CProgressView&) = delete;
     CProgressView& operator=(const CProgressView&) = delete;
 
-    /// Does nothing when this is what was shown last.
+    /// Does nothing when this is what was shown last. On a terminal it says what is left, as soon as that is known.
     void Show(const SRequestState& state);
 
 private:
     const bool m_isTerminal;
+    CExpectedEnd m_end;
+    std::wstring m_strLeft;
     std::optional<SRequestState> m_shown;
     std::size_t m_shownLength = 0;
 };
 
-/// The line of a terminal of this width: "[#####     ]  50 % name: status comment".
-[[nodiscard]] std::wstring ProgressBarLine(const SRequestState& state, std::size_t width);
+/// The line of a terminal of this width: "[#####     ]  50 % name: status comment", with "5 s to 8 s left" behind the
+/// percent.
+[[nodiscard]] std::wstring ProgressBarLine(const SRequestState& state, std::size_t width,
+                                           const std::wstring& left = {});
+/// "5 s to 8 s left", in the user's language; empty for what is not known.
+[[nodiscard]] std::wstring LeftText(const std::optional<CExpectedEnd::SRange>& left);
