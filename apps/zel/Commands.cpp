@@ -16,9 +16,11 @@
 #include "apps/zel/ReleaseCommand.h"
 #include "apps/zel/ResumeCommand.h"
 #include "apps/zel/RetryCommand.h"
+#include "apps/zel/RunCommand.h"
 #include "apps/zel/RunTaskCommand.h"
 #include "apps/zel/SendCommand.h"
 #include "apps/zel/ServerCommand.h"
+#include "apps/zel/ShowCommand.h"
 #include "apps/zel/StatusCommand.h"
 #include "apps/zel/WaitCommand.h"
 #include "platform/Path.h"
@@ -29,9 +31,11 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
 {
     std::vector<std::unique_ptr<IAnyCommand>> commands;
     commands.push_back(std::make_unique<CSendCommand>());
+    commands.push_back(std::make_unique<CRunCommand>());
     commands.push_back(std::make_unique<CStatusCommand>());
     commands.push_back(std::make_unique<CWaitCommand>());
     commands.push_back(std::make_unique<CReceiveCommand>());
+    commands.push_back(std::make_unique<CShowCommand>());
     commands.push_back(std::make_unique<CForgetCommand>());
     commands.push_back(std::make_unique<CListCommand>());
     commands.push_back(std::make_unique<CCancelCommand>());

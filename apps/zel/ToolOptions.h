@@ -29,6 +29,8 @@ public:
     /// The options, with what was not given taken from the environment. Empty, after a message, when a directory is
     /// missing.
     [[nodiscard]] std::optional<SToolOptions> Take() const;
+    /// For what needs no directories.
+    [[nodiscard]] bool IsJson() const { return m_bJson; }
 
 private:
     std::string m_strRequestDir;

@@ -57,6 +57,7 @@ _zel() {
         DIR) compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -d -- "$cur"); return ;;
         FILE | TARGET) compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur"); return ;;
         LEVEL) _zel_reply <<<$'trace\ndebug\ninfo\nwarning\nerror\ncritical'; return ;;
+        FORMAT) _zel_reply <<<$'table\ncsv\njson\nxml'; return ;;
         *) return ;;
     esac
     if [[ $cur == -* ]]; then
@@ -67,11 +68,11 @@ _zel() {
         zel:) _zel_reply <<<"$commands" ;;
         zel:status | zel:wait | zel:forget | zel:cancel | zel:pause | zel:resume | zel:move) _zel_reply < <(_zel_requests "$program" list) ;;
         zel:retry | zel:discard) _zel_reply < <(_zel_requests "$program" failed) ;;
-        zel:receive)
+        zel:receive | zel:show)
             _zel_reply < <(_zel_requests "$program" list)
             ((${#COMPREPLY[@]})) || { compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur"); }
             ;;
-        zel:send | zel:run-task | zel-regsvr:) compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur") ;;
+        zel:send | zel:run | zel:run-task | zel-regsvr:) compopt -o filenames 2>/dev/null; _zel_reply < <(compgen -f -- "$cur") ;;
     esac
 }
 

@@ -65,6 +65,9 @@ function __zel_complete
         case LEVEL
             printf '%s\n' trace debug info warning error critical
             return
+        case FORMAT
+            printf '%s\n' table csv json xml
+            return
         case '?*'
             return
     end
@@ -79,10 +82,10 @@ function __zel_complete
             __zel_requests list
         case zel:retry zel:discard
             __zel_requests failed
-        case zel:receive
+        case zel:receive zel:show
             __zel_requests list
             __fish_complete_path $current
-        case zel:send zel:run-task zel-regsvr:
+        case zel:send zel:run zel:run-task zel-regsvr:
             __fish_complete_path $current
     end
 end

@@ -64,12 +64,15 @@ completed_by_zsh() { # line word
 
 check_shell() { # shell
     local directories="--request-dir $work/in --output-dir $work/out"
-    expect "$1" 'zel ' send status wait receive forget list cancel pause resume listen properties new-plugin run-task server help
+    expect "$1" 'zel ' send run show status wait receive forget list cancel pause resume listen properties new-plugin run-task server help
     expect "$1" 'zel re' receive resume
     expect "$1" 'zel send --' --task --set --parameter --priority --name --move --wait --timeout --request-dir --json
     expect_only "$1" 'zel send --na' --name
     expect_only "$1" 'zel-server --no-e' --no-executive
     expect_only "$1" 'zel-server --log-level w' warning
+    expect_only "$1" 'zel run --format j' json
+    expect "$1" "zel show $directories " first.drq
+    expect "$1" "zel run $work/" "$work/job.drq"
     expect_only "$1" "zel-server --components $work/i" "$work/in"
     expect "$1" "zel send $work/" "$work/job.drq"
     expect "$1" "zel status $directories " first.drq second.drq
@@ -100,6 +103,7 @@ if command -v zsh >/dev/null; then
     completed_by_zsh 'zel rece' 'receive'
     completed_by_zsh 'zel send --na' '--name'
     completed_by_zsh 'zel-server --log-level w' 'warning'
+    completed_by_zsh 'zel show --format cs' 'csv'
     completed_by_zsh "zel status --request-dir $work/in --output-dir $work/out f" 'first.drq'
     completed_by_zsh "zel retry --request-dir $work/in --output-dir $work/out br" 'broken.drq'
 else
