@@ -1,7 +1,7 @@
 #include "apps/zel-server/DirectoryClaim.h"
 
 #include "ZEL_Processor/ZelProtocolNames.h"
-#include "apps/zel-server/DirectoryTrial.h"
+#include "apps/common/DirectoryTrial.h"
 #include "platform/Installation.h"
 #include "platform/Os.h"
 #include "platform/Path.h"

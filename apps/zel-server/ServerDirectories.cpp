@@ -2,7 +2,7 @@
 
 #include "ZEL_Processor/ZelProtocolNames.h"
 #include "apps/common/Directories.h"
-#include "apps/zel-server/DirectoryTrial.h"
+#include "apps/common/DirectoryTrial.h"
 #include "platform/Installation.h"
 #include "platform/NameKind.h"
 #include "platform/Os.h"

@@ -2,6 +2,7 @@
 
 #include "apps/zel/CancelCommand.h"
 #include "apps/zel/DiscardCommand.h"
+#include "apps/zel/DoctorCommand.h"
 #include "apps/zel/DrainCommand.h"
 #include "apps/zel/FailedCommand.h"
 #include "apps/zel/ForgetCommand.h"
@@ -53,6 +54,7 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
     commands.push_back(std::make_unique<CNewPluginCommand>());
     commands.push_back(std::make_unique<CRunTaskCommand>());
     commands.push_back(std::make_unique<CServerCommand>());
+    commands.push_back(std::make_unique<CDoctorCommand>());
     return commands;
 }
 

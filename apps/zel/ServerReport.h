@@ -5,6 +5,7 @@
 #include "platform/DiskSpace.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,5 +35,9 @@ struct SServerReport {
 
 /// One JSON object, on one line without line end.
 [[nodiscard]] std::wstring ToJson(const SServerReport& report);
+/// The line of it that says whether there is a server, and which.
+[[nodiscard]] std::wstring HeadLine(const SServerReport& report);
+/// "1.5 GiB".
+[[nodiscard]] std::wstring SizeText(std::uint64_t bytes);
 /// For people, in lines.
 [[nodiscard]] std::wstring ToText(const SServerReport& report);

@@ -76,16 +76,6 @@ const char* PresenceWord(eZelServerPresence presence)
     return "unknown";
 }
 
-std::wstring SizeText(std::uint64_t bytes)
-{
-    constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    double size = static_cast<double>(bytes) / 1024;
-    std::size_t unit = 0;
-    for (; size >= 1024 && unit + 1 < std::size(kUnits); ++unit)
-        size /= 1024;
-    return platform::FromUtf8(fmt::format("{:.1f} {}", size, kUnits[unit]));
-}
-
 std::wstring DirectoryLine(const STextCode& code, const SServerReport::SDirectory& directory)
 {
     std::wstring text = WQ_ModuleText(code, {directory.path});
@@ -95,6 +85,26 @@ std::wstring DirectoryLine(const STextCode& code, const SServerReport::SDirector
                               {SizeText(directory.space->available), SizeText(directory.space->total)}) +
                 L")";
     return text;
+}
+
+std::wstring Joined(const std::vector<std::wstring>& texts, const wchar_t* separator)
+{
+    std::wstring joined;
+    for (const std::wstring& text : texts)
+        joined += (joined.empty() ? L"" : separator) + text;
+    return joined;
+}
+
+} // namespace
+
+std::wstring SizeText(std::uint64_t bytes)
+{
+    constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    double size = static_cast<double>(bytes) / 1024;
+    std::size_t unit = 0;
+    for (; size >= 1024 && unit + 1 < std::size(kUnits); ++unit)
+        size /= 1024;
+    return platform::FromUtf8(fmt::format("{:.1f} {}", size, kUnits[unit]));
 }
 
 std::wstring HeadLine(const SServerReport& report)
@@ -113,16 +123,6 @@ std::wstring HeadLine(const SServerReport& report)
     return WQ_ModuleText(ToolTexts::IDS_SERVER_ALIVE,
                          {std::to_wstring(server.process), server.version, LocalTimeText(server.started), AgeText(up)});
 }
-
-std::wstring Joined(const std::vector<std::wstring>& texts, const wchar_t* separator)
-{
-    std::wstring joined;
-    for (const std::wstring& text : texts)
-        joined += (joined.empty() ? L"" : separator) + text;
-    return joined;
-}
-
-} // namespace
 
 std::wstring ToJson(const SServerReport& report)
 {

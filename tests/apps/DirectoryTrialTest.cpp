@@ -1,4 +1,4 @@
-#include "apps/zel-server/DirectoryTrial.h"
+#include "apps/common/DirectoryTrial.h"
 #include "apps/zel-server/ServerDirectories.h"
 #include "platform/Os.h"
 #include "platform/Path.h"

@@ -1,11 +1,13 @@
-#include "apps/zel-server/DirectoryTrial.h"
+#include "apps/common/DirectoryTrial.h"
 
 #include "ZEL_Processor/ZelProcessorClient.h"
 #include "platform/FileSystem.h"
 #include "platform/Os.h"
 #include "platform/Path.h"
+#include "platform/StandardPath.h"
 
 #include <chrono>
+#include <fstream>
 #include <string_view>
 
 using namespace std::chrono_literals;
@@ -54,6 +56,33 @@ platform::eOsError TryFiles(const std::wstring& directory)
         WhileHeld([&] { return platform::Files().Remove(platform::HasMoved(moved) ? renamed : made); });
     const platform::eOsError result = platform::Succeeded(moved) ? removed : moved;
     return result == platform::eOsError_FileNotFound ? platform::eOsError_None : result; // a start has tidied up
+}
+
+platform::eOsError TryMove(const std::wstring& from, const std::wstring& to)
+{
+    const std::wstring made = NewNameIn(from);
+    const std::wstring moved = NewNameIn(to);
+    const platform::eOsError written = platform::WriteWholeFile(made, {});
+    if (!platform::Succeeded(written))
+        return written;
+    const platform::eOsError result =
+        WhileHeld([&] { return platform::Files().Move(made, moved, platform::eMoveFlag_None); });
+    const platform::eOsError removed =
+        WhileHeld([&] { return platform::Files().Remove(platform::HasMoved(result) ? moved : made); });
+    return platform::Succeeded(result) && !platform::IsAbsent(removed) ? removed : result;
+}
+
+platform::eOsError TryOpenFile(const std::wstring& directory, bool& isSeen)
+{
+    const std::wstring made = NewNameIn(directory);
+    platform::eOsError written = platform::WriteWholeFile(made, {});
+    if (!platform::Succeeded(written))
+        return written;
+    {
+        const std::ofstream stranger(platform::StandardPath(made), std::ios::app);
+        isSeen = platform::Files().Move(made, made, platform::eMoveFlag_None) == platform::eOsError_SharingViolation;
+    }
+    return WhileHeld([&] { return platform::Files().Remove(made); });
 }
 
 bool IsTrial(const std::wstring& name)
