@@ -47,6 +47,15 @@ std::size_t EndOfCharacters(std::string_view text)
     return text.size() - (end - 1) >= length ? text.size() : end - 1;
 }
 
+/// The line ends of CSV are control characters to a terminal.
+std::wstring PlainLines(std::string_view text)
+{
+    std::wstring lines = platform::FromUtf8(text);
+    for (std::size_t at = lines.find(L"\r\n"); at != std::wstring::npos; at = lines.find(L"\r\n", at))
+        lines.erase(at, 1);
+    return lines;
+}
+
 /// Standard output: for people through what keeps a terminal safe, else as it is.
 class CAnswerOutput {
 public:
@@ -66,7 +75,7 @@ public:
         const std::string_view ready = std::string_view(m_strPending).substr(0, end);
         if (m_pSink)
             m_error = m_pSink->Write(BytesOf(ready), [this] { return m_patience.GoOn(); });
-        else if (!platform::WriteConsoleText(platform::eStream_Output, Printable(platform::FromUtf8(ready))))
+        else if (!platform::WriteConsoleText(platform::eStream_Output, Printable(PlainLines(ready))))
             m_error = platform::eOsError_BrokenPipe;
         m_strPending.erase(0, end);
         return platform::Succeeded(m_error);
