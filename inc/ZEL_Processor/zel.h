@@ -242,8 +242,9 @@ ZEL_C_API zel_code zel_waker_close(zel_waker* waker);
  * another callback; closing their own follower or watch is allowed. Structures are valid for the call. */
 
 /** Has the callback told the status now, and whenever it changed, until the request has ended. Quick changes may be
- * told as one. One thread of the client serves all its followers. To be closed, also after the end: when that returns,
- * the callback does not run and will not, unless it is the callback that closes. */
+ * told as one. One thread of the client serves all its followers. The first call may come before this returns;
+ * *follower is set by then. To be closed, also after the end: when that returns, the callback does not run and will
+ * not, unless it is the callback that closes. */
 typedef void (*zel_status_callback)(void* context, const zel_status* status);
 ZEL_C_API zel_code zel_follow(zel_client* client, const char* name, zel_status_callback callback, void* context,
                               zel_follower** follower);
