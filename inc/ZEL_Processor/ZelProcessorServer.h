@@ -3,6 +3,7 @@
 #include "ZEL_Processor/IWQ_Palette.h"
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
 #include "ZEL_Processor/ZelExport.h"
+#include "ZEL_Processor/ZelServerFigures.h"
 #include "ZEL_Processor/ZelServerInfo.h"
 #include "ZEL_Processor/ZelServerOptions.h"
 #include "ZEL_Processor/ZelTypes.h"
@@ -77,6 +78,11 @@ public:
     /// which takes as long as he wants where there is no patience, is to go on. For a watchdog: one thread, some
     /// seconds between two calls.
     [[nodiscard]] bool MakesProgress();
+
+    /// What the server has counted since SetDirs, and what it does now, with the option "figures". False, with nothing
+    /// touched, when nothing has changed since the call that filled it, and without the option. Takes microseconds, and
+    /// waits for nobody. From any thread between SetDirs and the destructor.
+    bool GetFigures(SZelServerFigures& figures) const;
 
     /// Manual stepping. Before Run there is no processor: the first two do nothing and the third is false. Safe from
     /// any thread between Run and the destructor.

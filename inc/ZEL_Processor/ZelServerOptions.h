@@ -204,6 +204,9 @@ struct SZelServerOptions {
     /// server's own for each slot (ZelProtocol::kSlotsDirectory), once for each run, before it, for whoever lists what
     /// runs. Nothing depends on it. Off: nobody is told.
     bool tellSlots = false;
+    /// The server counts what it does, for GetFigures. Costs a request some microseconds, and two looks at the length
+    /// of a file. Off: it does not.
+    bool figures = false;
     /// A request that failed, which is neither refused nor cancelled, is kept for so long in a directory of the
     /// server's own (ZelProtocol::kFailedDirectory), with the reason, the attempt and the path of a crash report beside
     /// it; of more than a thousand the oldest go first. It is gone for its client as any that failed; for an operator

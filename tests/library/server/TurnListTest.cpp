@@ -305,6 +305,28 @@ TEST(TurnListTest, CountsTheItemsOfEachOwnerWithAndWithoutTurns)
     }
 }
 
+TEST(TurnListTest, TheFirstOnesAreThoseThatAreTakenNext)
+{
+    for (const bool takesTurns : {false, true}) {
+        for (const bool isFair : {false, true}) {
+            CTurnList list(takesTurns, isFair);
+            int number = 0;
+            for (const char* owner : {"x", "y", "x", "z", "x", "y"}) {
+                const auto name = std::to_wstring(number);
+                list.Append(Item(name.c_str(), owner, number % 2, number % 3 == 0 ? "a" : "b"));
+                ++number;
+            }
+            std::wstring first;
+            for (const TSRequestItem& item : list.First(10))
+                first += item.m_strFile;
+            EXPECT_EQ(list.First(2).size(), 2U);
+            EXPECT_EQ(list.First(1).front().m_strFile, first.substr(0, 1));
+            EXPECT_EQ(list.Count(), 6U);
+            EXPECT_EQ(first, Order(list)) << takesTurns << isFair;
+        }
+    }
+}
+
 TEST(TurnListTest, TheLastOfAHundredThousandIsFoundAsSoonAsTheFirst)
 {
     constexpr int kItems = 100'000;

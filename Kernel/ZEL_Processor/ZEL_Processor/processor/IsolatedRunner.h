@@ -32,6 +32,7 @@ struct SIsolatedRunnerSetup {
     std::function<platform::eOsError(const CString&)> removeRequest;
     std::function<bool()> isEndedByLimit; ///< of what runs: it is cancelled because of it
     CCallGate* eventGate = nullptr;       ///< see CProcessorRunner
+    std::function<void()> onRestart = {}; ///< a process takes the place of another one; empty for nobody
 };
 
 /// Runs requests in a process of their own, which is started ahead, runs one after the other, and is replaced when it
@@ -99,9 +100,10 @@ private:
     std::unique_ptr<CTaskHostProcess> m_pRetired; ///< ends by itself
     unsigned m_nRequests = 0;                     ///< of the present process
     std::function<void(const CString& type)> m_onTask;
-    bool m_bReady = false; ///< by GetReady, for one request
-    bool m_bInRun = false; ///< the process has been given a request, and has not told of its end
-    CString m_strNotReady; ///< why
+    bool m_bStarted = false; ///< a first process was
+    bool m_bReady = false;   ///< by GetReady, for one request
+    bool m_bInRun = false;   ///< the process has been given a request, and has not told of its end
+    CString m_strNotReady;   ///< why
     CString m_strLostBy;
     CString m_strLostReport;
 };

@@ -157,6 +157,8 @@ void CIsolatedRunner::StartAnother()
         m_pRetired = std::move(m_pHost);
     }
     m_nRequests = 0;
+    if (std::exchange(m_bStarted, true) && m_setup.onRestart)
+        m_setup.onRestart();
     m_pHost = std::make_unique<CTaskHostProcess>(m_hostSetup, MakeSandbox());
     if (const platform::eOsError error = m_pHost->Start(); !platform::Succeeded(error))
         TellOfStart(Brel::Log::eLogLevel_Error,

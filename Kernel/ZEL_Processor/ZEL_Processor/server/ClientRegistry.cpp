@@ -1,5 +1,6 @@
 #include "ClientRegistry.h"
 #include "ClientRecords.h"
+#include "ServerFigures.h"
 
 #include "com/Guid.h"
 #include "framework/Log.h"
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <iterator>
 
 namespace {
@@ -201,8 +203,10 @@ bool CClientRegistry::IsSeen(const GUID& clientId) const
 void CClientRegistry::Add(const GUID& clientId, const std::string& owner, bool isSeen)
 {
     const platform::CMutexLock lock(m_csClients);
-    m_clients[clientId] = {m_nextClient++, owner, isSeen};
+    m_clients[clientId] = {m_nextClient++, owner, isSeen, platform::Clock().Steady()};
     ++m_clientsOfOwner[owner];
+    if (m_pFigures)
+        m_pFigures->Change();
 }
 
 bool CClientRegistry::Remove(const GUID& clientId)
@@ -214,6 +218,8 @@ bool CClientRegistry::Remove(const GUID& clientId)
     if (const auto count = m_clientsOfOwner.find(found->second.owner); --count->second == 0)
         m_clientsOfOwner.erase(count);
     m_clients.erase(found);
+    if (m_pFigures)
+        m_pFigures->Change();
     return true;
 }
 
@@ -237,6 +243,21 @@ std::vector<GUID> CClientRegistry::All() const
     std::vector<GUID> clients;
     std::ranges::transform(numbered, std::back_inserter(clients), &std::pair<std::uint64_t, GUID>::second);
     return clients;
+}
+
+std::size_t CClientRegistry::First(std::size_t most,
+                                   std::vector<std::pair<GUID, std::chrono::nanoseconds>>& clients) const
+{
+    const platform::CMutexLock lock(m_csClients);
+    std::vector<std::pair<std::uint64_t, GUID>> numbered;
+    numbered.reserve(m_clients.size());
+    for (const auto& [clientId, client] : m_clients)
+        numbered.emplace_back(client.number, clientId);
+    const auto middle = numbered.begin() + static_cast<std::ptrdiff_t>(std::min(most, numbered.size()));
+    std::ranges::partial_sort(numbered, middle, {}, &std::pair<std::uint64_t, GUID>::first);
+    for (auto entry = numbered.begin(); entry != middle; ++entry)
+        clients.emplace_back(entry->second, m_clients.at(entry->second).since);
+    return numbered.size();
 }
 
 bool CClientRegistry::Contains(const GUID& clientId) const

@@ -11,9 +11,11 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 class CClientRecords;
+class CServerFigures;
 
 /// Who is registered for notifications, with the files that make and end a registration. For any thread.
 class CClientRegistry {
@@ -26,6 +28,9 @@ public:
 
     /// Where it is kept whose command registered whom, and who was seen; null for nowhere. Outlives this.
     void SetRecords(const CClientRecords* records) { m_pRecords = records; }
+
+    /// Who is to know when somebody comes or goes; null for nobody.
+    void SetFigures(CServerFigures* figures) { m_pFigures = figures; }
 
     /// The log tells of each registration and of its end.
     void SetTold(bool isTold) { m_bTold = isTold; }
@@ -43,6 +48,9 @@ public:
     /// In the order of registration; none when nothing runs.
     [[nodiscard]] std::vector<GUID> All() const;
     [[nodiscard]] bool Contains(const GUID& clientId) const;
+    /// How many there are, and in that order at most so many, each with its time on the steady clock.
+    [[nodiscard]] std::size_t First(std::size_t most,
+                                    std::vector<std::pair<GUID, std::chrono::nanoseconds>>& clients) const;
     [[nodiscard]] std::string OwnerOf(const GUID& clientId) const;
     [[nodiscard]] std::size_t CountOf(const std::string& owner) const;
 
@@ -69,12 +77,14 @@ private:
     struct SClient {
         std::uint64_t number = 0; ///< in the order of registration
         std::string owner = {};
-        bool isSeen = false; ///< its presence file was held once
+        bool isSeen = false;               ///< its presence file was held once
+        std::chrono::nanoseconds since{0}; ///< by the steady clock
     };
 
     const SProtocolPaths& m_paths;
     const std::atomic<bool>& m_isRunning;
     const CClientRecords* m_pRecords = nullptr;
+    CServerFigures* m_pFigures = nullptr;
     bool m_bTold = false; ///< constant while the server runs
     /// Only the lists are touched under it: registrations wait neither for a file nor for a notification.
     mutable platform::CMutex m_csClients;

@@ -1,6 +1,7 @@
 #include "ContainedRun.h"
 #include "EndedRequests.h"
 #include "RequestQueue.h"
+#include "ServerFigures.h"
 #include "ServerSettings.h"
 #include "ZEL_Processor/ZelProcessor.h"
 #include "framework/CrashReport.h"
@@ -58,7 +59,10 @@ CString FaultText(const platform::SFaultRecord& fault)
 /// that was the task's own; then nothing is kept.
 class CContainedRun::CHeldFailure final : public CZelProcessorProgress {
 public:
-    explicit CHeldFailure(CZelProcessorProgress& progress) : m_progress(progress) {}
+    CHeldFailure(CZelProcessorProgressStatusFile& progress, const CServerSettings& settings, std::size_t slot,
+                 const CString& path)
+        : m_progress(progress), m_settings(settings), m_nSlot(slot), m_path(path)
+    {}
 
     void Tell()
     {
@@ -81,34 +85,58 @@ public:
     {
         Tell();
         m_progress.SetRange(low, high);
+        Show();
     }
     void SetPos(std::uint64_t position) override
     {
         Tell();
         m_progress.SetPos(position);
+        Show();
     }
     void SetStep(std::int32_t step) override { m_progress.SetStep(step); }
     void StepIt() override
     {
         Tell();
         m_progress.StepIt();
+        Show();
     }
     void SetComment(const wchar_t* comment) override
     {
         Tell();
         m_progress.SetComment(comment);
+        Show();
     }
     void SetStatusAndComment(eZelProcRequestStatus status, const wchar_t* comment) override
     {
         m_eStatus = eRequestStatus_NotIntialized;
-        if (status != eRequestStatus_ServerError && status != eRequestStatus_Canceled)
-            return m_progress.SetStatusAndComment(status, comment);
+        if (status != eRequestStatus_ServerError && status != eRequestStatus_Canceled) {
+            if (status == eRequestStatus_Done)
+                MeasureResponse(); // while it is there
+            m_progress.SetStatusAndComment(status, comment);
+            return Show();
+        }
         m_eStatus = status;
         m_strComment = comment ? comment : L"";
     }
 
 private:
-    CZelProcessorProgress& m_progress;
+    void Show() const
+    {
+        if (m_settings.m_pFigures)
+            m_settings.m_pFigures->SetProgress(m_nSlot, m_progress.GetPercentValue(), m_progress.GetCommentValue());
+    }
+    void MeasureResponse() const
+    {
+        platform::SFileAttributes response;
+        if (m_settings.m_pFigures &&
+            platform::Succeeded(platform::Files().GetAttributes(m_settings.m_paths.Output(m_path), response)))
+            m_settings.m_pFigures->SetResponse(m_nSlot, response.length);
+    }
+
+    CZelProcessorProgressStatusFile& m_progress;
+    const CServerSettings& m_settings;
+    const std::size_t m_nSlot;
+    const CString& m_path;                                          ///< of the request
     eZelProcRequestStatus m_eStatus = eRequestStatus_NotIntialized; ///< what is kept back
     CString m_strComment;
 };
@@ -153,7 +181,7 @@ bool CContainedRun::SEH__ExecuteRequest(TSRequestItem& item, CZelProcessorProgre
     m_pRunner->GetReady();
     m_requests.BeginRunning(m_nSlot); // not before: what a limit records is in the file of the attempt
     bool bRetry = false;
-    CHeldFailure progress(statusFile);
+    CHeldFailure progress(statusFile, m_settings, m_nSlot, item.m_strFile);
     const bool done =
         m_pRunner->ProcessRequest(item.m_strFile, &progress, m_requests.Retries().IsForced(item, bForce), bRetry);
     const eRetry retry = bRetry ? PutBack(item, statusFile) : eRetry_None;

@@ -1,6 +1,7 @@
 #include "Executive.h"
 #include "RequestQueue.h"
 #include "RequestStatuses.h"
+#include "ServerFigures.h"
 #include "ServerSettings.h"
 #include "Story.h"
 #include "ZEL_Processor/ZelProcessor.h"
@@ -49,6 +50,8 @@ void CExecutive::SetRunner(IRequestRunner* runner, IRequestRunner* stepping)
     m_pStepping = stepping ? stepping : runner;
     m_run.SetRunner(runner);
     runner->SetOnTask([this](const CString& type) {
+        if (m_settings.m_pFigures)
+            m_settings.m_pFigures->SetType(m_nSlot, type);
         if (std::exchange(m_bTellsStart, false))
             Story::TellStarted(type);
     });
@@ -152,8 +155,9 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
     statusFile.SetPatience(m_settings.PatienceWithReaders());
     statusFile.SetToldOnce(m_settings.m_options.tellStory);
     statusFile.SetTurns(&m_nTurns);
+    CountBegin(item);
     if (!BeginRun(item, statusFile, isNews))
-        return;
+        return CountEnd(eRequestStatus_ServerError, statusFile.GetCommentValue());
     bool bException = false;
     m_run.Try_ExecuteRequest(item, statusFile, bLast, bException);
     if (bException && !m_pRunner->HasToldDone() && !m_run.RunAgain(item, statusFile)) {
@@ -166,10 +170,26 @@ void CExecutive::RunRequest(TSRequestItem& item, bool bLast, bool isNews)
             item, [&] { statusFile.SetStatusAndComment(eRequestStatus_ServerError, comment.c_str()); }, comment);
     }
     if (m_run.IsRunAgain())
-        return;
+        return CountEnd(eRequestStatus_Waiting, {});
+    CountEnd(statusFile.GetStatusValue(), statusFile.GetCommentValue());
     m_statuses.KeepUnwritten(statusFile, statusPath);
     if (m_settings.m_options.tellStory)
         TellRun(item, statusFile, platform::Clock().Steady() - start, isNews);
+}
+
+void CExecutive::CountBegin(const TSRequestItem& item) const
+{
+    if (!m_settings.m_pFigures)
+        return;
+    platform::SFileAttributes request;
+    static_cast<void>(platform::Files().GetAttributes(item.m_strFile, request));
+    m_settings.m_pFigures->Begin(m_nSlot, item, request.length);
+}
+
+void CExecutive::CountEnd(eZelProcRequestStatus status, const CString& reason) const
+{
+    if (m_settings.m_pFigures)
+        m_settings.m_pFigures->End(m_nSlot, status, reason);
 }
 
 /// isNews: the request is run for the first time.

@@ -4,6 +4,7 @@
 #include "ContainedRun.h"
 #include "EndedRequests.h"
 #include "SlotRecords.h"
+#include "ZEL_Processor/ZelProcessorEnums.h"
 
 #include <atomic>
 #include <chrono>
@@ -47,6 +48,8 @@ private:
     void RunRequest(TSRequestItem& item, bool bLast, bool isNews);
     void TellRun(const TSRequestItem& item, const CZelProcessorProgressStatusFile& statusFile,
                  std::chrono::nanoseconds duration, bool isNews) const;
+    void CountBegin(const TSRequestItem& item) const;
+    void CountEnd(eZelProcRequestStatus status, const CString& reason) const;
     [[nodiscard]] static CString StartText(const TSRequestItem& item);
     bool BeginRun(const TSRequestItem& item, CZelProcessorProgressStatusFile& statusFile, bool isNews);
 

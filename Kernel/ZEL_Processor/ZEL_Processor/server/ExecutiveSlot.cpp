@@ -76,11 +76,14 @@ bool CExecutiveSlot::MakeRunner(SSlotGates* gates)
                          sandbox);
     }
     m_pRunner = std::make_unique<CIsolatedRunner>(
-        *m_pProcessor,
-        SIsolatedRunnerSetup{options.isolation, m_settings.m_paths.m_strOutputDir, options.tellReasons, options.leftOut,
-                             options.privateFiles, options.xmlLimits, options.grace, m_settings.m_pContext,
-                             m_server.m_bRunning, m_executive.Remover(),
-                             [this] { return m_server.m_requests.IsEndedByLimit(m_nNumber); }, eventGate});
+        *m_pProcessor, SIsolatedRunnerSetup{options.isolation, m_settings.m_paths.m_strOutputDir, options.tellReasons,
+                                            options.leftOut, options.privateFiles, options.xmlLimits, options.grace,
+                                            m_settings.m_pContext, m_server.m_bRunning, m_executive.Remover(),
+                                            [this] { return m_server.m_requests.IsEndedByLimit(m_nNumber); }, eventGate,
+                                            [this] {
+                                                if (m_settings.m_pFigures)
+                                                    m_settings.m_pFigures->CountTaskHostRestart();
+                                            }});
     return true;
 }
 

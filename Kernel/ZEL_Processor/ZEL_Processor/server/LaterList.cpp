@@ -33,6 +33,12 @@ std::size_t CLaterList::CountOf(const std::string& owner) const
     return found == m_counts.end() ? 0 : found->second;
 }
 
+void CLaterList::AddFirst(std::size_t most, std::vector<TSRequestItem>& items) const
+{
+    for (auto entry = m_byTime.begin(); entry != m_byTime.end() && items.size() < most; ++entry)
+        items.push_back(entry->second);
+}
+
 TSRequestItem CLaterList::Remove(ByTime::iterator place)
 {
     const auto [first, last] = m_byPath.equal_range(place->second.m_strFile);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 /// Requests whose time has not come. Every operation costs the logarithm of their number, for others decide how many
 /// there are; a limit for each owner (SZelServerOptions::maxQueued) counts them with those that wait.
@@ -23,6 +24,9 @@ public:
     [[nodiscard]] std::int64_t NextTime() const { return m_byTime.begin()->first; }
     [[nodiscard]] bool IsEmpty() const { return m_byTime.empty(); }
     [[nodiscard]] std::size_t CountOf(const std::string& owner) const;
+    [[nodiscard]] std::size_t Count() const { return m_byTime.size(); }
+    /// Adds those whose time comes first, until there are so many.
+    void AddFirst(std::size_t most, std::vector<TSRequestItem>& items) const;
 
 private:
     using ByTime = std::multimap<std::int64_t, TSRequestItem>; ///< equal ones in the order of their arrival

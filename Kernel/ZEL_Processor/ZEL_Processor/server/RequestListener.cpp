@@ -4,6 +4,7 @@
 #include "RequestIntake.h"
 #include "RequestQueue.h"
 #include "RequestStatuses.h"
+#include "ServerFigures.h"
 #include "ServerSettings.h"
 #include "exchange/DsEventsFile.h"
 #include "framework/Exceptions.h"
@@ -206,6 +207,8 @@ void CRequestListener::EndListener()
 
 bool CRequestListener::ScanRequestDir()
 {
+    if (m_settings.m_pFigures)
+        m_settings.m_pFigures->CountScan();
     m_bMoreToTake = false;
     m_refusals.StartLook();
     m_taker.StartLook();

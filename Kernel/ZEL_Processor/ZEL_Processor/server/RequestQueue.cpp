@@ -175,6 +175,20 @@ std::size_t CRequestQueue::CountOf(const std::string& owner) const
            m_paused->CountOf(owner);
 }
 
+SQueueView CRequestQueue::View(std::size_t most) const
+{
+    const platform::CMutexLock lock(m_cs);
+    SQueueView view;
+    view.waiting = m_queue->Count() + m_runsStill.Count() + m_putBack.Count() + m_later.Count();
+    view.paused = m_paused->Count();
+    view.isHeld = m_bHeld;
+    view.firstWaiting = m_queue->First(most);
+    for (const CLaterList* const list : {&m_runsStill, &m_putBack, &m_later})
+        list->AddFirst(most, view.firstWaiting);
+    view.firstPaused = m_paused->First(most);
+    return view;
+}
+
 void CRequestQueue::Wake()
 {
     const platform::CMutexLock lock(m_cs);

@@ -32,6 +32,15 @@ struct SRunningRequest {
     bool hasReachedLimit = false;       ///< EndAtLimit was told so
 };
 
+/// What waits and what is paused, as who watches the server sees it.
+struct SQueueView {
+    std::size_t waiting = 0;
+    std::size_t paused = 0;
+    bool isHeld = false;
+    std::vector<TSRequestItem> firstWaiting; ///< the next ones in front; behind them those whose time has not come
+    std::vector<TSRequestItem> firstPaused;
+};
+
 /// The requests of a server: which wait, which are paused and which run, one in each slot. Paths are those of the files
 /// in the queue directory. Safe from any thread; no operation touches a file, shows a box or waits under its lock. Nor
 /// may what it calls there, SetCanceled of the slots' contexts and onEmpty.
@@ -109,6 +118,9 @@ public:
     [[nodiscard]] bool IsKnown(const CString& path) const;
     /// How many requests of this owner wait or are paused.
     [[nodiscard]] std::size_t CountOf(const std::string& owner) const;
+
+    /// The lists with at most so many each.
+    [[nodiscard]] SQueueView View(std::size_t most) const;
 
     /// Ends the wait of the executive, as a request that comes does.
     void Wake();

@@ -2,6 +2,7 @@
 #include "RequestQueue.h"
 #include "RequestRefusals.h"
 #include "RequestStatuses.h"
+#include "ServerFigures.h"
 #include "ServerSettings.h"
 #include "Story.h"
 #include "framework/CrashReport.h"
@@ -60,6 +61,8 @@ bool CRequestTaker::AddRequestToQueue(const CString& path)
         if (m_settings.m_options.tellStory)
             Story::TellReceived(item.m_strFile); // before anybody can run it
         m_requests.Add(std::move(item));
+        if (m_settings.m_pFigures)
+            m_settings.m_pFigures->CountReceived();
         return true;
     }
     // A file that vanished was taken back by its sender, and a server that stops leaves files for the next one.
@@ -109,6 +112,8 @@ void CRequestTaker::RefuseRequest(const CString& path, const std::string& owner)
     if (hasStatus)
         m_statuses.SetRequestStatus(path, owner, eRequestStatus_ServerError, text);
     m_refusals.TellRefusal(path + L": " + text);
+    if (m_settings.m_pFigures)
+        m_settings.m_pFigures->CountRefused();
 }
 
 /// Moves a file of the request directory into the queue as soon as nobody has it open. Looked at only there, where

@@ -4,6 +4,7 @@
 #include "RequestQueue.h"
 #include "RequestRefusals.h"
 #include "RequestStatuses.h"
+#include "ServerFigures.h"
 #include "ServerSettings.h"
 #include "Story.h"
 #include "ZEL_Processor/ZelProcessor.h"
@@ -83,6 +84,8 @@ void CServerCommands::HandleCommandFile(const CString& path)
     m_strAsked.clear();
     m_bToldOtherwise = taken == CRequestTaker::eTaken_Refused;
     const bool isDone = ProcessCommand(path, taken, &statusFile);
+    if (m_settings.m_pFigures) // of what waits, is paused or held, say
+        m_settings.m_pFigures->Change();
     if (taken != CRequestTaker::eTaken_Refused) // told by a status of its own
         m_statuses.KeepUnwritten(statusFile, statusPath);
     if (m_settings.m_options.tellStory) {
@@ -310,6 +313,8 @@ bool CServerCommands::RemoveRequestFromQueue(const CString& name)
     const bool takesPaused = m_settings.CancelsByName() || m_settings.m_options.pausedStatus;
     if (!m_requests.TakeWaiting(queuePath, item) && !(takesPaused && m_requests.TakePaused(queuePath, item)))
         return false;
+    if (m_settings.m_pFigures)
+        m_settings.m_pFigures->EndWaiting(item);
     // Before the file is gone, or the name would look unknown in between. It is free before anybody can use it again:
     // this very thread takes what is sent. A start that takes over what lies there would run a file whose client has
     // read of the end and removed the status, so there the end comes last.

@@ -46,6 +46,7 @@ bool CServerSettings::IsOperators(const CString& path) const
 TSRequestItem CServerSettings::ItemOf(const CString& queuedPath) const
 {
     TSRequestItem item{queuedPath, 0, OwnerOf(queuedPath)};
+    item.m_received = platform::Clock().Steady();
     item.m_timeLimit = std::clamp<std::chrono::milliseconds>(m_options.timeLimit, 0ms, kMostSeconds);
     // Whoever may be waited for behind a link, the listener's thread is not to.
     const auto isLink = [&] { return platform::NameKind(queuedPath) == platform::eNameKind_Link; };

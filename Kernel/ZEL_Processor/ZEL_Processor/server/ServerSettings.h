@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+class CServerFigures;
 class CZelProcessorContext;
 class CZelProcessorEvent;
 struct TSRequestItem;
@@ -42,5 +43,6 @@ struct CServerSettings {
     CZelProcessorEvent* m_pEvent = nullptr;
     CZelProcessorContext* m_pContext = nullptr;
     bool m_bNoExecutiveThread = false;
+    CServerFigures* m_pFigures = nullptr; ///< null: nobody wants to know
     SProtocolPaths m_paths;
 };

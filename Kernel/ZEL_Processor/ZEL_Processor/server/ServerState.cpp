@@ -112,6 +112,9 @@ bool CServerState::SetDirs(const CString& requestDir, const CString& outputDir)
         Protocol::DeleteAllFilesInDir(m_settings.m_paths.m_strOutputDir);
         Protocol::DeleteAllFilesInDir(m_settings.m_paths.m_strQueueDir);
     }
+    m_figures.Clear();
+    m_settings.m_pFigures = m_settings.m_options.figures ? &m_figures : nullptr;
+    m_registry.SetFigures(m_settings.m_pFigures);
     m_requests.Clear(m_settings.m_options.takeTurns, m_settings.m_options.fair, m_settings.m_options.retryBackOff);
     CQueueHold(m_settings, m_requests).TakeOver();
     CFailedRequests(m_settings).TakeOver();
@@ -279,6 +282,8 @@ void CServerState::OnChangedDs(IWQ_DsEventsData* events)
 {
     if (!m_pPalette)
         throw CComError(E_POINTER);
+    if (m_settings.m_pFigures)
+        m_settings.m_pFigures->CountEvent();
     m_notifier.TellChange(*m_pPalette, m_pProject.Get(), events);
 }
 

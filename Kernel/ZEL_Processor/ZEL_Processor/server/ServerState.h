@@ -8,6 +8,7 @@
 #include "RequestListener.h"
 #include "RequestQueue.h"
 #include "RequestStatuses.h"
+#include "ServerFigures.h"
 #include "ServerSettings.h"
 #include "ZEL_Processor/IWQ_Palette.h"
 #include "ZEL_Processor/IWQ_ZELProcessorFactory.h"
@@ -43,6 +44,7 @@ struct CServerState {
     }
     [[nodiscard]] bool HasExecutiveThread() const;
     void OnChangedDs(IWQ_DsEventsData* events);
+    bool GetFigures(SZelServerFigures& figures) const;
 
     unsigned RunThread(const char* name, const std::function<bool()>& body);
     void EndFailed() noexcept;
@@ -58,6 +60,7 @@ struct CServerState {
 
     // What comes after knows what stands before it.
     CServerSettings m_settings;
+    CServerFigures m_figures;
     std::atomic<bool> m_bRunning = false;
     CRequestQueue m_requests{m_bRunning};
     CRequestStatuses m_statuses{m_settings, m_requests};

@@ -56,10 +56,11 @@ void CTurnList::Insert(TSRequestItem item, int priority)
         PlaceOf(equals->second.clients, equals->second.clientOf, m_isFair ? name : std::string(), isNext);
     const auto count = m_counts.try_emplace(item.m_strOwner).first;
     ++count->second;
-    const Items::iterator place = client->items.insert(
-        isNext ? client->items.begin() : client->items.end(),
-        {PackedText::Pack(item.m_strFile), item.m_nRetries, item.m_nAttempts, item.m_nPriority, item.m_bTold,
-         item.m_bTakenBack, item.m_nMaxRuns, item.m_nFailedRuns, &count->first, item.m_timeLimit, item.m_pause});
+    const Items::iterator place =
+        client->items.insert(isNext ? client->items.begin() : client->items.end(),
+                             {PackedText::Pack(item.m_strFile), item.m_nRetries, item.m_nAttempts, item.m_nPriority,
+                              item.m_bTold, item.m_bTakenBack, item.m_nMaxRuns, item.m_nFailedRuns, &count->first,
+                              item.m_timeLimit, item.m_pause, item.m_received});
     m_places.insert({turn, equals, client, place});
 }
 
@@ -138,23 +139,64 @@ TSRequestItem CTurnList::Remove(SPlace place)
 {
     m_places.erase(place);
     const auto [turn, equals, client, item] = place;
-    TSRequestItem taken{.m_strFile = PackedText::Unpack(item->path),
-                        .m_nRetries = item->retries,
-                        .m_strOwner = *item->owner,
-                        .m_nAttempts = item->attempts,
-                        .m_bTold = item->isTold,
-                        .m_bTakenBack = item->isTakenBack,
-                        .m_nPriority = item->priority,
-                        .m_strClient = client->name,
-                        .m_timeLimit = item->timeLimit,
-                        .m_pause = item->pause,
-                        .m_nMaxRuns = item->maxRuns,
-                        .m_nFailedRuns = item->failedRuns};
+    TSRequestItem taken = ItemOf(*item, client->name);
     if (const auto count = m_counts.find(taken.m_strOwner); --count->second == 0)
         m_counts.erase(count);
     client->items.erase(item);
     RemoveEmpty(place);
     return taken;
+}
+
+TSRequestItem CTurnList::ItemOf(const SItem& item, const std::string& client)
+{
+    return {.m_strFile = PackedText::Unpack(item.path),
+            .m_nRetries = item.retries,
+            .m_strOwner = *item.owner,
+            .m_nAttempts = item.attempts,
+            .m_bTold = item.isTold,
+            .m_bTakenBack = item.isTakenBack,
+            .m_nPriority = item.priority,
+            .m_strClient = client,
+            .m_timeLimit = item.timeLimit,
+            .m_pause = item.pause,
+            .m_nMaxRuns = item.maxRuns,
+            .m_nFailedRuns = item.failedRuns,
+            .m_received = item.received};
+}
+
+void CTurnList::AddFirst(const STurn& turn, std::size_t most, std::vector<TSRequestItem>& items)
+{
+    for (const auto& [priority, equals] : turn.priorities) {
+        std::vector<std::pair<const SClient*, Items::const_iterator>> clients;
+        for (auto client = equals.clients.begin(); client != equals.clients.end() && clients.size() < most; ++client)
+            clients.emplace_back(&*client, client->items.begin());
+        for (bool isAny = true; isAny && items.size() < most;) {
+            isAny = false;
+            for (auto& [client, next] : clients) {
+                if (next == client->items.end() || items.size() == most)
+                    continue;
+                items.push_back(ItemOf(*next++, client->name));
+                isAny = true;
+            }
+        }
+        if (items.size() == most)
+            return;
+    }
+}
+
+std::vector<TSRequestItem> CTurnList::First(std::size_t most) const
+{
+    std::vector<std::vector<TSRequestItem>> turns;
+    for (auto turn = m_turns.begin(); turn != m_turns.end() && turns.size() < most; ++turn)
+        AddFirst(*turn, most, turns.emplace_back());
+    std::vector<TSRequestItem> first;
+    for (std::size_t round = 0; round < most; ++round) {
+        for (std::vector<TSRequestItem>& items : turns) {
+            if (round < items.size() && first.size() < most)
+                first.push_back(std::move(items[round]));
+        }
+    }
+    return first;
 }
 
 void CTurnList::RemoveEmpty(const SPlace& place)

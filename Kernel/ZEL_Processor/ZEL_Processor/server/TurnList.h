@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 /// An entry of the waiting queue and of the paused list.
 struct TSRequestItem {
@@ -30,6 +31,7 @@ struct TSRequestItem {
     std::chrono::milliseconds m_pause{0};     ///< before it was asked for again the last time
     std::uint8_t m_nMaxRuns = 1;              ///< how often it is run when its runs crash or take too long
     std::uint8_t m_nFailedRuns = 0;           ///< how many did
+    std::chrono::nanoseconds m_received{0};   ///< when the server took it, by the steady clock
 };
 
 /// The requests that wait, or the paused ones. Every operation costs the same for one request as for ten thousand, for
@@ -61,6 +63,9 @@ public:
     [[nodiscard]] bool IsEmpty() const { return m_turns.empty(); }
     /// How many requests of this owner there are.
     [[nodiscard]] std::size_t CountOf(const std::string& owner) const;
+    [[nodiscard]] std::size_t Count() const { return m_places.size(); }
+    /// The next ones, at most so many, as far as nothing comes or goes meanwhile. Costs no more than their square.
+    [[nodiscard]] std::vector<TSRequestItem> First(std::size_t most) const;
 
 private:
     /// Of what was put before all that wait.
@@ -79,6 +84,7 @@ private:
         const std::string* owner; ///< key of m_counts
         std::chrono::milliseconds timeLimit{0};
         std::chrono::milliseconds pause{0};
+        std::chrono::nanoseconds received{0};
     };
     using Items = std::list<SItem>; ///< the next in front
     struct SClient {
@@ -117,6 +123,8 @@ private:
     [[nodiscard]] const std::string& TurnOf(const TSRequestItem& item) const;
     [[nodiscard]] Places::const_iterator Find(const CString& path) const;
     TSRequestItem Remove(SPlace place);
+    static TSRequestItem ItemOf(const SItem& item, const std::string& client);
+    static void AddFirst(const STurn& turn, std::size_t most, std::vector<TSRequestItem>& items);
     /// Lists that are empty without what was taken out of this place.
     void RemoveEmpty(const SPlace& place);
 

@@ -78,6 +78,11 @@ bool CZelProcessorServer::MakesProgress()
     return m_pState->MakesProgress();
 }
 
+bool CZelProcessorServer::GetFigures(SZelServerFigures& figures) const
+{
+    return m_pState->GetFigures(figures);
+}
+
 void CZelProcessorServer::SetManualProceedQueue(bool manual)
 {
     if (CZelProcessor* const processor = m_pState->Stepping())
