@@ -62,6 +62,7 @@ SZelServerOptions LibraryOptions(const SServerOptions& asked)
                         ? asked.slots
                         : std::clamp(std::thread::hardware_concurrency(), 1U, SZelServerOptions::kMostSlots);
     options.tellSlots = !asked.strict;
+    options.figures = !asked.strict || !asked.metricsFile.empty() || !asked.pageDir.empty();
     options.isolation.isOn = asked.isolate;
     options.isolation.recycle = asked.recycle;
     options.isolation.memoryLimit = std::uint64_t{asked.memoryLimitMiB} << 20U;

@@ -85,6 +85,8 @@ std::vector<std::wstring> ServerArguments(const SServerOptions& options)
     if (options.logSizeMiB != 0)
         add(L"--log-size", std::to_wstring(options.logSizeMiB));
     addFlag(L"--log-json", options.logJson);
+    add(L"--metrics", options.metricsFile);
+    add(L"--page", options.pageDir);
     for (const auto& [name, isSet] :
          {std::pair(L"--create-dirs", options.createDirs), std::pair(L"--adopt", options.adopt),
           std::pair(L"--share-requests", options.shareRequests), std::pair(L"--manual", options.manual),

@@ -3,6 +3,7 @@
 #include "ZEL_Processor/ZelProtocolNames.h"
 #include "apps/common/CommandLine.h"
 #include "apps/common/ExitCodes.h"
+#include "apps/zel-server/FigureKeeper.h"
 #include "apps/zel-server/ServerDirectories.h"
 #include "apps/zel-server/ServerPlugins.h"
 #include "apps/zel-server/ServerStory.h"
@@ -80,6 +81,15 @@ bool CheckLogFile(const SServerOptions& options)
     return false;
 }
 
+bool CheckFigures(const SServerOptions& options)
+{
+    std::wstring error;
+    if (CFigureKeeper::Check(options, error))
+        return true;
+    PrintError(L"zel-server", error);
+    return false;
+}
+
 bool CheckTaskHost(const SServerOptions& options)
 {
     const std::wstring self = platform::ProgramPath();
@@ -100,8 +110,9 @@ int CheckServer(const SServerOptions& options)
     const bool hasDirectories = CheckDirectories(options);
     const bool hasPlugins = CheckPlugins(options);
     const bool hasLog = CheckLogFile(options);
+    const bool hasFigures = CheckFigures(options);
     const bool hasTaskHost = CheckTaskHost(options);
-    if (!hasDirectories || !hasPlugins || !hasLog || !hasTaskHost)
+    if (!hasDirectories || !hasPlugins || !hasLog || !hasFigures || !hasTaskHost)
         return eExitCode_ClientError;
     Say(WQ_ModuleText(ServerTexts::IDS_CHECK_STARTS));
     return eExitCode_Done;

@@ -23,6 +23,13 @@ std::optional<SArgumentMistake> MistakeOf(const SServerOptions& options)
         CServerDirectories::IsCleared(options.outputDir, platform::DirectoryOf(options.logFile)))
         return SArgumentMistake{WQ_ModuleText(ServerTexts::IDS_LOG_IN_OUTPUT_DIR, {options.logFile, options.outputDir}),
                                 "log-file"};
+    if (!options.metricsFile.empty() &&
+        CServerDirectories::IsCleared(options.outputDir, platform::DirectoryOf(options.metricsFile)))
+        return SArgumentMistake{
+            WQ_ModuleText(ServerTexts::IDS_FIGURES_IN_OUTPUT_DIR, {options.metricsFile, options.outputDir}), "metrics"};
+    if (!options.pageDir.empty() && CServerDirectories::IsCleared(options.outputDir, options.pageDir))
+        return SArgumentMistake{
+            WQ_ModuleText(ServerTexts::IDS_FIGURES_IN_OUTPUT_DIR, {options.pageDir, options.outputDir}), "page"};
     if (options.sandbox && !platform::SandboxSupport())
         return SArgumentMistake{WQ_ModuleText(ServerTexts::IDS_NO_SANDBOX), "sandbox"};
     if (options.service != eServiceAction_Install && options.service != eServiceAction_Run)

@@ -62,6 +62,8 @@ struct SServerOptions {
     std::wstring logFile;
     unsigned logSizeMiB = 0; ///< 0: the file grows without limit
     bool logJson = false;
+    std::wstring metricsFile; ///< empty: none
+    std::wstring pageDir;     ///< empty: none
     eServiceAction service = eServiceAction_None;
     std::wstring serviceName;
 

@@ -229,6 +229,15 @@ void DefineBehaviour(CLI::App& app, SParsedTexts& raw, SServerOptions& options)
     app.add_flag("--log-json", options.logJson, HelpText(ServerTexts::IDS_HELP_LOG_JSON));
 }
 
+void DefineFigures(CLI::App& app, SParsedTexts& raw)
+{
+    const CLI::Validator notEmpty = NotEmpty();
+    app.add_option("--metrics", raw.metricsFile, HelpText(ServerTexts::IDS_HELP_METRICS))
+        ->type_name("FILE")
+        ->check(notEmpty);
+    app.add_option("--page", raw.pageDir, HelpText(ServerTexts::IDS_HELP_PAGE))->type_name("DIR")->check(notEmpty);
+}
+
 void DefineService(CLI::App& app, SParsedTexts& raw)
 {
     app.add_option("--service", raw.service, HelpText(ServerTexts::IDS_HELP_SERVICE))
@@ -264,9 +273,9 @@ void DefineVersion(CLI::App& app)
 std::wstring WholeValue(const std::string& option, const std::string& value)
 {
     const std::wstring text = platform::FromUtf8(value);
-    if (option == "request-dir" || option == "output-dir" || option == "components")
+    if (option == "request-dir" || option == "output-dir" || option == "components" || option == "page")
         return NormalDirectory(text);
-    return option == "log-file" || option == "config" ? platform::AbsolutePath(text) : text;
+    return option == "log-file" || option == "metrics" || option == "config" ? platform::AbsolutePath(text) : text;
 }
 
 } // namespace
@@ -279,6 +288,7 @@ CServerParser::CServerParser()
     DefineDirectories(*m_pApp, m_texts, m_options);
     DefineResume(*m_pApp, m_texts, m_options);
     DefineBehaviour(*m_pApp, m_texts, m_options);
+    DefineFigures(*m_pApp, m_texts);
     DefineFile(*m_pApp, m_texts, m_bChecksFile);
     DefineService(*m_pApp, m_texts);
     DefineVersion(*m_pApp);
@@ -314,6 +324,8 @@ SServerOptions CServerParser::Options() const
     options.interrupted = InterruptedWords().at(m_texts.interrupted);
     options.logLevel = LogLevels().at(m_texts.logLevel);
     options.logFile = m_texts.logFile.empty() ? L"" : WholeValue("log-file", m_texts.logFile);
+    options.metricsFile = m_texts.metricsFile.empty() ? L"" : WholeValue("metrics", m_texts.metricsFile);
+    options.pageDir = m_texts.pageDir.empty() ? L"" : WholeValue("page", m_texts.pageDir);
     if (!m_texts.service.empty())
         options.service = ServiceActions().at(m_texts.service);
     options.serviceName = platform::FromUtf8(m_texts.serviceName);

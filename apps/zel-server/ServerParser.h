@@ -17,6 +17,8 @@ struct SParsedTexts {
     std::string interrupted = "rerun";
     std::string logLevel = "info";
     std::string logFile;
+    std::string metricsFile;
+    std::string pageDir;
     std::string service;
     std::string serviceName = "zel-server";
 };

@@ -55,7 +55,7 @@ int CServerProgram::Run()
         return m_bStoppedEarly ? eExitCode_Done : eExitCode_ClientError;
     if (!m_options.strict)
         m_pExitGuard = std::make_unique<CExitGuard>(tellEnd, CServerHost::kReportTime, eExitCode_ClientError);
-    if (!m_options.strict && !StartLooking())
+    if ((!m_options.strict && !StartLooking()) || !StartFigures())
         return eExitCode_ClientError;
     TellReady();
     ServeUntilStop();
@@ -113,6 +113,10 @@ bool CServerProgram::Start()
     // Before the directories are cleared comes whatever can fail: a start that fails must not delete anything.
     if (!MakeServer() || !ProvideProject())
         return false;
+    if (!CFigureKeeper::Prepare(m_options, error)) {
+        m_messages.Error(error);
+        return false;
+    }
     TellStart(m_options);
     if (m_options.strict && m_options.resume)
         m_messages.Note(WQ_ModuleText(ServerTexts::IDS_STRICT_NOT_RESUMED, {m_options.outputDir}));
@@ -245,6 +249,17 @@ bool CServerProgram::StartLooking()
     return started;
 }
 
+bool CServerProgram::StartFigures()
+{
+    if (!LibraryOptions(m_options).figures)
+        return true;
+    m_pFigures = std::make_unique<CFigureKeeper>(m_options, *m_pServer, m_messages, m_leftOut);
+    const bool started = m_pFigures->Start();
+    if (!started)
+        m_messages.Error(WQ_ModuleText(ServerTexts::IDS_NOT_STARTED));
+    return started;
+}
+
 bool CServerProgram::LookAfterDirectories()
 {
     eDirectoriesState state = eDirectoriesState_Lost;
@@ -302,6 +317,8 @@ void CServerProgram::Stop()
     m_pFeed->Stop();
     m_pServer->Stop(true);
     m_pStopSupervisor->TellServerStopped();
-    m_pLook.reset(); // may wait for a file system, and then only the supervisor ends it
+    if (m_pFigures)
+        m_pFigures->End(); // as below
+    m_pLook.reset();       // may wait for a file system, and then only the supervisor ends it
     Publish(platform::Clock().UtcSeconds());
 }

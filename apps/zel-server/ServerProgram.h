@@ -3,6 +3,7 @@
 #include "ZEL_Processor/ZelProcessorServer.h"
 #include "apps/common/ExitGuard.h"
 #include "apps/zel-server/EventFeed.h"
+#include "apps/zel-server/FigureKeeper.h"
 #include "apps/zel-server/RepeatedLook.h"
 #include "apps/zel-server/ServerContext.h"
 #include "apps/zel-server/ServerDirectories.h"
@@ -51,6 +52,7 @@ private:
     void TakeOver(const SServerOptions& read);
     [[nodiscard]] SServerOptions InForce();
     [[nodiscard]] bool StartLooking();
+    [[nodiscard]] bool StartFigures();
     /// False, after a message, when the server cannot work in its directories any more. As below, on a thread of its
     /// own.
     [[nodiscard]] bool LookAfterDirectories();
@@ -76,7 +78,8 @@ private:
     std::unique_ptr<CStopSupervisor> m_pStopSupervisor; ///< of a stop until the claims have ended
     CServerDirectories m_directories;                   ///< claimed until the server is gone
     std::unique_ptr<CZelProcessorServer> m_pServer;
-    std::unique_ptr<CEventFeed> m_pFeed; ///< ends before the server does
+    std::unique_ptr<CEventFeed> m_pFeed;       ///< ends before the server does
+    std::unique_ptr<CFigureKeeper> m_pFigures; ///< none when strict without the files; ends before the server does
     std::unique_ptr<CExitGuard> m_pExitGuard;
     const std::int64_t m_started;
     std::vector<std::wstring> m_leftOut; ///< manifests that are not used, with the reasons

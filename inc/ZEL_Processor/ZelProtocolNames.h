@@ -25,6 +25,8 @@ inline constexpr const wchar_t* kFailedDirectory = L"failed";
 inline constexpr const wchar_t* kFailedExtension = L".failed";
 /// In it, too: the directory of what runs in which slot (SZelServerOptions::tellSlots), a file for each.
 inline constexpr const wchar_t* kSlotsDirectory = L"slots";
+/// In it, too: the figures of a zel-server, a JSON object.
+inline constexpr const wchar_t* kFiguresFile = L"figures.json";
 
 /// Extensions of what a client puts into the request directory, in any letter case. Other files are left alone there.
 inline constexpr const wchar_t* kRequestExtension = L".drq";

@@ -58,6 +58,8 @@ TEST(ServerArgumentsTest, AllOptionsComeBackFromTheArgumentsOfAService)
     options.logFile = root / L"server.log";
     options.logSizeMiB = 7;
     options.logJson = true;
+    options.metricsFile = root / L"zel.prom";
+    options.pageDir = root / L"page";
     options.service = eServiceAction_Run;
     options.serviceName = L"another";
     EXPECT_TRUE(Parsed(ServerArguments(options)) == options);
