@@ -22,6 +22,7 @@
 #include "apps/zel/SendCommand.h"
 #include "apps/zel/ServerCommand.h"
 #include "apps/zel/ShowCommand.h"
+#include "apps/zel/StatsCommand.h"
 #include "apps/zel/StatusCommand.h"
 #include "apps/zel/WaitCommand.h"
 #include "platform/Path.h"
@@ -55,6 +56,7 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
     commands.push_back(std::make_unique<CRunTaskCommand>());
     commands.push_back(std::make_unique<CServerCommand>());
     commands.push_back(std::make_unique<CDoctorCommand>());
+    commands.push_back(std::make_unique<CStatsCommand>());
     return commands;
 }
 
