@@ -1,16 +1,9 @@
 #include "apps/zel-server/FigureHistory.h"
 
 #include <algorithm>
-#include <iterator>
 #include <numeric>
 
 namespace {
-
-constexpr std::size_t kFewestReports = 3;
-constexpr std::size_t kMostReports = 8;
-constexpr std::int32_t kFewestPercent = 2;
-/// Nobody knows it better than this.
-constexpr double kUncertain = 0.1;
 
 /// The counts of this interval: what is new since the ones before.
 void AddNew(SZelTimes& to, const SZelTimes& now, SZelTimes& before)
@@ -75,38 +68,18 @@ void CFigureHistory::Add(const SZelServerFigures& figures, std::int64_t now)
 
 void CFigureHistory::Watch(const SZelServerFigures& figures)
 {
-    std::erase_if(m_reports, [&](const auto& entry) {
+    m_now = figures.now;
+    std::erase_if(m_ends, [&](const auto& entry) {
         return std::ranges::find(figures.runs, entry.first, &SZelRunningFigures::run) == figures.runs.end();
     });
-    for (const SZelRunningFigures& run : figures.runs) {
-        auto& reports = m_reports[run.run];
-        if (!reports.empty() && run.percent < reports.back().percent)
-            reports.clear(); // it has begun something else
-        if (run.percent < 0 || (!reports.empty() && run.percent == reports.back().percent))
-            continue;
-        reports.push_back({figures.now, run.percent});
-        if (reports.size() > kMostReports)
-            reports.pop_front();
-    }
+    for (const SZelRunningFigures& run : figures.runs)
+        m_ends[run.run].Report(run.percent < 0 ? std::nullopt : std::optional(run.percent), figures.now);
 }
 
 std::optional<SExpectedEnd> CFigureHistory::EndOf(const SZelRunningFigures& run) const
 {
-    const auto found = m_reports.find(run.run);
-    if (found == m_reports.end() || found->second.size() < kFewestReports)
-        return std::nullopt;
-    const SReport& first = found->second.front();
-    const SReport& last = found->second.back();
-    const auto gone = static_cast<double>((last.time - run.since).count());
-    const auto lately = static_cast<double>((last.time - first.time).count());
-    if (last.percent < kFewestPercent || gone <= 0 || lately <= 0)
-        return std::nullopt;
-    // The whole way, and the last part of it: where they differ, so does the end.
-    const double rates[] = {last.percent / gone, (last.percent - first.percent) / lately};
-    const double left = 100 - last.percent;
-    const auto after = [&](double rate, double factor) {
-        return last.time + std::chrono::nanoseconds(static_cast<std::int64_t>(left / rate * factor));
-    };
-    const auto [slow, fast] = std::minmax(rates[0], rates[1]);
-    return SExpectedEnd{.earliest = after(fast, 1 - kUncertain), .latest = after(slow, 1 + kUncertain)};
+    const auto found = m_ends.find(run.run);
+    const auto left = found == m_ends.end() ? std::nullopt : found->second.Left(m_now);
+    return left ? std::optional(SExpectedEnd{.earliest = m_now + left->shortest, .latest = m_now + left->longest})
+                : std::nullopt;
 }

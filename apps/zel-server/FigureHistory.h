@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZEL_Processor/ZelServerFigures.h"
+#include "apps/common/ExpectedEnd.h"
 
 #include <array>
 #include <chrono>
@@ -38,15 +39,10 @@ public:
     void Add(const SZelServerFigures& figures, std::int64_t now);
     /// The last ones without a gap, the present one at the end.
     [[nodiscard]] const std::deque<SInterval>& Intervals() const { return m_intervals; }
-    /// Empty before there are three reports and two percent, and when it has gone back.
+    /// Empty while it is not known.
     [[nodiscard]] std::optional<SExpectedEnd> EndOf(const SZelRunningFigures& run) const;
 
 private:
-    struct SReport {
-        std::chrono::nanoseconds time{0};
-        std::int32_t percent = 0;
-    };
-
     void Begin(std::int64_t start);
     void Watch(const SZelServerFigures& figures);
 
@@ -55,5 +51,6 @@ private:
     std::uint64_t m_nFailed = 0;
     SZelTimes m_waiting;
     SZelTimes m_running;
-    std::map<std::uint64_t, std::deque<SReport>> m_reports; ///< by run
+    std::chrono::nanoseconds m_now{0};            ///< of the last figures
+    std::map<std::uint64_t, CExpectedEnd> m_ends; ///< by run
 };

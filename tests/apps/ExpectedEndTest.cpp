@@ -1,4 +1,4 @@
-#include "apps/zel/ExpectedEnd.h"
+#include "apps/common/ExpectedEnd.h"
 #include "apps/zel/ProgressView.h"
 
 #include <gtest/gtest.h>
