@@ -5,6 +5,7 @@
 #include "platform/Process.h"
 
 #include <chrono>
+#include <utility>
 
 using TaskHostLine::NumberOf;
 
@@ -22,33 +23,36 @@ bool CTaskHostInbox::Read(std::vector<CString>& words) const
     return m_channel.ReadLine(line, TaskHostLine::kLongest) && TaskHostLine::Split(line, words);
 }
 
-void CTaskHostInbox::WaitForLine(std::vector<CString>& words)
+std::vector<CString> CTaskHostInbox::WaitForLine()
 {
-    {
-        const platform::CMutexLock lock(m_mutex);
-        m_bWaits = true;
-    }
-    do {
+    while (m_bReads.exchange(true))
+        m_bReads.wait(true); // for a look, which waits for nothing
+    std::vector<CString> words = std::exchange(m_left, {});
+    while (words.empty() || TakeNews(words)) {
         if (!Read(words))
             platform::EndProcess(kNobodyLeft);
-    } while (TakeNews(words));
-    const platform::CMutexLock lock(m_mutex);
-    m_bWaits = false;
+    }
+    m_bReads = words[0] == L"end"; // after which the pipe may be closed
+    return words;
 }
 
 /// Takes what has come, and waits for nothing. It may be called as often as a task likes.
 void CTaskHostInbox::Look()
 {
     const std::int64_t now = platform::Clock().Steady().count();
-    if (now < m_nNextLook)
+    if (now < m_nNextLook || m_bReads.exchange(true))
         return;
-    const platform::CMutexLock lock(m_mutex);
     m_nNextLook = now + std::chrono::nanoseconds(kBetweenLooks).count();
+    // A thread that outlasts its request may find the next one, or the answer that its own thread is about to wait for.
     std::vector<CString> words;
-    while (!m_bWaits && m_channel.HasInput()) {
-        if (!Read(words) || !TakeNews(words))
+    while (m_left.empty() && m_channel.HasInput()) {
+        if (!Read(words))
             platform::EndProcess(kNobodyLeft);
+        if (!TakeNews(words))
+            m_left = std::exchange(words, {});
     }
+    m_bReads = false;
+    m_bReads.notify_all();
 }
 
 bool CTaskHostInbox::TakeNews(const std::vector<CString>& words)
@@ -73,8 +77,7 @@ bool CTaskHostInbox::IsClosing()
 
 std::optional<CTaskHostInbox::SRequest> CTaskHostInbox::WaitForRequest()
 {
-    std::vector<CString> words;
-    WaitForLine(words);
+    const std::vector<CString> words = WaitForLine();
     if (words.size() == 1 && words[0] == L"end")
         return std::nullopt;
     if (words.size() != 5 || words[0] != L"run" || !NumberOf(words[4]))
@@ -85,8 +88,7 @@ std::optional<CTaskHostInbox::SRequest> CTaskHostInbox::WaitForRequest()
 
 platform::eOsError CTaskHostInbox::WaitForRemoval()
 {
-    std::vector<CString> words;
-    WaitForLine(words);
+    const std::vector<CString> words = WaitForLine();
     if (words.size() != 2 || words[0] != L"removed" || !NumberOf(words[1]))
         platform::EndProcess(kNobodyLeft);
     return static_cast<platform::eOsError>(*NumberOf(words[1]));

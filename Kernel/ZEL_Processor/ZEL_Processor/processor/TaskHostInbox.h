@@ -3,7 +3,6 @@
 #include "ZEL_Processor/ZelProcessorContext.h"
 #include "ZEL_Processor/ZelTypes.h"
 #include "platform/Containment.h"
-#include "platform/Mutex.h"
 
 #include <atomic>
 #include <cstdint>
@@ -38,7 +37,7 @@ public:
     bool IsCanceled() override;
 
 private:
-    void WaitForLine(std::vector<CString>& words);
+    [[nodiscard]] std::vector<CString> WaitForLine();
     void Look();
     [[nodiscard]] bool TakeNews(const std::vector<CString>& words);
 
@@ -46,6 +45,8 @@ private:
     std::atomic<bool> m_bCanceled = false;
     std::atomic<bool> m_bClosing = false;
     std::atomic<std::int64_t> m_nNextLook = 0; ///< of the steady clock, in nanoseconds
-    platform::CMutex m_mutex;
-    bool m_bWaits ZEL_GUARDED_BY(m_mutex) = false; ///< the thread of the requests, which reads then
+    /// A thread reads, or has the line that is left: no mutex, which a copy of this process (fork) might find locked
+    /// for good when it asks.
+    std::atomic<bool> m_bReads = false;
+    std::vector<CString> m_left; ///< what a look has read for the thread of the requests
 };
