@@ -113,7 +113,7 @@ class PageTest(unittest.TestCase):
         page = self.show(data.empty(running=[data.running("a.drq", 50, rate_end=end), data.running("b.drq", 1)]))
         page.wait_text("#running tr:nth-child(1) [data-label='Expected end']", "–")
         page.wait_text("#running tr:nth-child(2) [data-label='Expected end']", "not known yet")
-        page.wait_text("#running tr:nth-child(1) [data-label='Since']", "(1m 2")
+        page.wait_text("#running tr:nth-child(1) [data-label='Since']", "(1m ")
 
     def test_everything_the_server_says_is_there(self):
         page = self.show(data.busy())
@@ -177,17 +177,17 @@ class PageTest(unittest.TestCase):
     def test_a_server_that_falls_silent_is_told_of_after_two_heartbeats(self):
         page = self.show(data.empty())
         page.wait_text("#running", "None")
-        page.run("window.shift = 59000; window.before = null; show()")
+        page.run("window.shift = 20000; window.before = null; show()")
         self.assertEqual(page.text("#banner"), "")
-        page.run("window.shift = 62000")
+        page.run("window.shift = 200000")
         page.wait_text("#banner", "Nothing was heard")
 
     def test_a_server_whose_clock_is_wrong_is_alive_while_its_data_change(self):
         for wrong in (-3600000, 3600000):
             page = self.show(data.empty(written=now() + wrong))
             page.write(data.script(data.empty(written=now() + wrong + 1000, running=[
-                data.running("a.drq", 5, since=now() + wrong - 19000)])))
-            page.wait_text("#running", "(20")
+                data.running("a.drq", 5, since=now() + wrong - 7200000)])))
+            page.wait_text("#running", "(2h")
             self.assertEqual(page.text("#banner"), "")
 
     def test_a_server_that_ended_in_good_order_is_not_called_killed(self):
