@@ -25,6 +25,7 @@
 #include "apps/zel/StatsCommand.h"
 #include "apps/zel/StatusCommand.h"
 #include "apps/zel/WaitCommand.h"
+#include "apps/zel/WatchCommand.h"
 #include "platform/Path.h"
 
 #include <algorithm>
@@ -40,6 +41,7 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
     commands.push_back(std::make_unique<CShowCommand>());
     commands.push_back(std::make_unique<CForgetCommand>());
     commands.push_back(std::make_unique<CListCommand>());
+    commands.push_back(std::make_unique<CWatchCommand>());
     commands.push_back(std::make_unique<CCancelCommand>());
     commands.push_back(std::make_unique<CPauseCommand>());
     commands.push_back(std::make_unique<CResumeCommand>());

@@ -13,13 +13,6 @@ constexpr std::size_t kBarWidth = 20;
 /// Below this the text matters more than the bar.
 constexpr std::size_t kMinWidthForBar = 60;
 
-/// Times change with every status write and say nothing to a reader of lines.
-bool LooksLike(const SRequestState& left, const SRequestState& right)
-{
-    return left.name == right.name && left.status == right.status && left.percent == right.percent &&
-           left.comment == right.comment;
-}
-
 std::wstring Bar(std::int32_t percent)
 {
     const auto shown = static_cast<std::size_t>(std::clamp<std::int32_t>(percent, 0, 100));
@@ -30,6 +23,12 @@ std::wstring Bar(std::int32_t percent)
 }
 
 } // namespace
+
+bool LooksLike(const SRequestState& left, const SRequestState& right)
+{
+    return left.name == right.name && left.status == right.status && left.percent == right.percent &&
+           left.comment == right.comment;
+}
 
 std::wstring LeftText(const std::optional<CExpectedEnd::SRange>& left)
 {

@@ -32,3 +32,5 @@ private:
                                            const std::wstring& left = {});
 /// "5 s to 8 s left", in the user's language; empty for what is not known.
 [[nodiscard]] std::wstring LeftText(const std::optional<CExpectedEnd::SRange>& left);
+/// Times change with every status write and say nothing to a reader.
+[[nodiscard]] bool LooksLike(const SRequestState& left, const SRequestState& right);

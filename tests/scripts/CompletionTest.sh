@@ -64,7 +64,7 @@ completed_by_zsh() { # line word
 
 check_shell() { # shell
     local directories="--request-dir $work/in --output-dir $work/out"
-    expect "$1" 'zel ' send run show status wait receive forget list cancel pause resume listen properties new-plugin run-task server doctor help
+    expect "$1" 'zel ' send run show status wait receive forget list watch cancel pause resume listen properties new-plugin run-task server doctor help
     expect "$1" 'zel re' receive resume
     expect "$1" 'zel send --' --task --set --parameter --priority --name --move --wait --timeout --request-dir --json
     expect_only "$1" 'zel send --na' --name
