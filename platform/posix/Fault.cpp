@@ -35,9 +35,10 @@ struct SFrame {
     SFrame* outer = nullptr;
 };
 
-// Of the model that needs no allocation at a thread's first access, for that may be in a handler.
-__attribute__((tls_model("initial-exec"))) thread_local SFrame* t_frame = nullptr;
-__attribute__((tls_model("initial-exec"))) thread_local bool t_isTelling = false;
+// A program that is linked with the library has room for these from the beginning, so that a handler may be the first to
+// touch them. The model that would demand that of every program keeps others from loading the library while they run.
+thread_local SFrame* t_frame = nullptr;
+thread_local bool t_isTelling = false;
 
 /// What was found in place of our handler of one signal.
 struct SOthers {
