@@ -72,17 +72,21 @@ def test_a_failure_tells_the_servers_reason(client: Client) -> None:
     assert job.exception() is caught.value and job.done() and not job.cancelled()
 
 
-def test_a_hostile_comment_is_shown_without_what_a_terminal_obeys(server: Server) -> None:
+def test_a_hostile_comment_is_shown_without_what_a_terminal_obeys(client: Client) -> None:
     comment = "a\x1b[2J\nb\u202ec"
     progress = zel_processor.Progress(9, "getting-data", 40, comment, False, 0.0)
     assert str(progress) == "getting-data 40 % a\\u001b[2J b\\u202ec"
-    assert str(zel_processor.RequestFailed("failed", "It failed.", comment)) == "It failed. a\\u001b[2J b\\u202ec"
+    error = client.submit({"Type": "FailObtain", "Words": "x\u202ey"}).exception(60)
+    assert isinstance(error, zel_processor.RequestFailed)
+    assert "x\u202ey" in error.reason and "x\\u202ey" in str(error)
 
 
-def test_a_status_file_that_is_none_ends_no_python(client: Client, server: Server, gate: pathlib.Path) -> None:
-    (server.output / "wqstrange.drq").write_bytes(b"\xff\xfe\0" * 1000)
-    job = client.job("strange.drq")
-    assert isinstance(job.exception(60), zel_processor.Error)
+@pytest.mark.parametrize("content", [b"\xff\xfe\0" * 1000, b"13\n\xff\n", b""])
+def test_a_status_file_that_is_none_ends_only_its_job(client: Client, server: Server, content: bytes) -> None:
+    (server.output / "strange.drq.status").write_bytes(content)
+    strange = client.job("strange.drq")
+    assert client.submit({"Type": "Echo", "Text": "x"}).result(60).getroot().text == "x"
+    assert strange.progress is None or str(strange.progress)
 
 
 def test_one_that_runs_is_cancelled(client: Client, gate: pathlib.Path) -> None:
