@@ -102,7 +102,7 @@ eExitCode CRunCommand::Send(CToolSession& session) const
 eExitCode CRunCommand::Print(CToolSession& session) const
 {
     std::wstring error;
-    session.ForgetGivenUp();
+    session.SetTimeout(kForever); // that of the request, which has ended
     const bool isWritten = WriteAnswer(session, error);
     if (!isWritten && session.IsInterrupted()) {
         Withdraw(session);

@@ -170,6 +170,8 @@ bool ShowAnswer(IPatience& patience, const ByteSource& source, const std::wstrin
         return true;
     if (!platform::Succeeded(result))
         error = ShownText(ToolTexts::IDS_CANNOT_BE_WRITTEN, {file, platform::OsErrorText(result)});
+    else if (error.empty())
+        error = ShownText(ToolTexts::IDS_COPY_INTERRUPTED, {name});
     made.reset();
     if (isMade)
         static_cast<void>(platform::Files().Remove(file));

@@ -115,6 +115,27 @@ TEST_F(RunCommandTest, WithoutAServerTheRequestIsTakenBack)
     EXPECT_EQ(FilesIn(m_strRequests), std::vector<std::wstring>());
 }
 
+TEST_F(RunCommandTest, TheTimeIsThatOfTheRequestAndNotOfItsReader)
+{
+    constexpr std::chrono::seconds time{5};
+    m_data.Make(L"box", "CREATE TABLE none(n)");
+    CRunningProgram server = StartServer();
+    CRunningProgram run = StartZel({L"run", L"--task", L"Query", L"--set", L"DataSource=box", L"--set",
+                                    L"Sql=select printf('%.*c', 1000000, 'x')", L"--timeout",
+                                    std::to_wstring(time.count()), L"--format", L"csv"});
+    // A pipe takes only part of it before its reader takes more.
+    std::string begin;
+    ASSERT_EQ(run.Process().ReadSome(begin, kPatience), platform::eProcessOutput_Data);
+    const auto end = platform::Clock().Steady() + time;
+    ASSERT_TRUE(WaitUntil([end] { return platform::Clock().Steady() > end; }));
+    const SProgramResult result = run.Finish();
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_TRUE((begin + result.output).ends_with("xxx\n"));
+    EXPECT_GT(begin.size() + result.output.size(), 1'000'000U);
+    ExpectNothingLeft();
+    StopServer(server);
+}
+
 TEST_F(RunCommandTest, AnAnswerThatCannotBeWrittenIsKept)
 {
     CRunningProgram server = StartServer();
