@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 namespace {
 
 /// For the server to take a cancel, and for the task to see it; who has pressed Ctrl-C waits no longer.
-constexpr auto kCancelPatience = 3000ms;
+constexpr std::chrono::milliseconds kCancelPatience = 10s;
 
 bool RefuseRun(const STextCode& code, const std::vector<std::wstring>& arguments = {})
 {
