@@ -13,6 +13,7 @@
 #include "platform/Text.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 using namespace std::chrono_literals;
 
@@ -20,6 +21,7 @@ namespace {
 
 /// For the server to take a cancel, and for the task to see it; who has pressed Ctrl-C waits no longer.
 constexpr std::chrono::milliseconds kCancelPatience = 10s;
+constexpr auto kTakeBackStep = 10ms;
 
 bool RefuseRun(const STextCode& code, const std::vector<std::wstring>& arguments = {})
 {
@@ -148,10 +150,12 @@ bool CRunCommand::WriteFile(CToolSession& session, const ByteSource& source, std
 
 void CRunCommand::Withdraw(CToolSession& session) const
 {
-    // One that no server has taken is its sender's to take back.
-    const std::wstring sent = session.RequestPath(m_name);
-    const bool isTakenBack = platform::PathExists(sent) && platform::Files().Remove(sent) == platform::eOsError_None;
-    const bool isCanceled = isTakenBack || Cancel(session);
+    // The session's patience is over; this is the end of it.
+    const auto end = platform::Clock().Steady() + std::min(kCancelPatience, session.Options().serverTimeout);
+    // A server that keeps to the protocol alone cancels whatever runs in the place of one that it has not taken yet: it
+    // must not be asked before.
+    const bool isCanceled =
+        TakeBack(session, end) || (!platform::PathExists(session.RequestPath(m_name)) && Cancel(session, end));
     if (isCanceled) {
         for (const std::wstring& path : {session.OutputPath(m_name), session.StatusPath(m_name)})
             static_cast<void>(RemoveWhenFree(path));
@@ -159,17 +163,32 @@ void CRunCommand::Withdraw(CToolSession& session) const
     PrintError(L"zel", ShownText(isCanceled ? ToolTexts::IDS_RUN_CANCELED : ToolTexts::IDS_RUN_GOES_ON, {m_name}));
 }
 
-bool CRunCommand::Cancel(CToolSession& session) const
+/// One that no server has taken is its sender's to take back, also when somebody has it open for a moment.
+bool CRunCommand::TakeBack(CToolSession& session, std::chrono::nanoseconds end) const
 {
+    const std::wstring sent = session.RequestPath(m_name);
+    while (platform::PathExists(sent)) {
+        if (platform::Succeeded(platform::Files().Remove(sent)))
+            return true;
+        if (platform::Clock().Steady() >= end)
+            return false;
+        platform::Clock().SleepFor(kTakeBackStep);
+    }
+    return false;
+}
+
+bool CRunCommand::Cancel(CToolSession& session, std::chrono::nanoseconds end) const
+{
+    const auto left = [end] {
+        return std::max(std::chrono::ceil<std::chrono::milliseconds>(end - platform::Clock().Steady()), 0ms);
+    };
     const CMutedHost muted(session.Host());
     CCommandClient client(session);
     std::wstring error;
     if (!client.Open(error))
         return false;
-    // The session's patience is over; this is the end of it.
-    const auto end = platform::Clock().Steady() + kCancelPatience;
-    client.Client().SetGoOn([end] { return platform::Clock().Steady() < end; });
-    client.Client().SetCommandTimeout(kCancelPatience);
+    client.Client().SetGoOn([left] { return left() > 0ms; });
+    client.Client().SetCommandTimeout(left());
     // A server that keeps to the protocol alone would stop another one in the place of one that has ended.
     if (CZelRequestWatch::IsFinal(client.Client().GetStatus(m_name, nullptr)))
         return true;
@@ -177,5 +196,5 @@ bool CRunCommand::Cancel(CToolSession& session) const
         return CZelRequestWatch::IsFinal(client.Client().GetStatus(m_name, nullptr));
     CZelRequestWatch watch(client.Client(), session.Options().outputDir);
     CZelProcessorClient::CAdditionalRequestStatus additional;
-    return CZelRequestWatch::IsFinal(watch.WaitForEnd(m_name, kCancelPatience, &additional));
+    return CZelRequestWatch::IsFinal(watch.WaitForEnd(m_name, left(), &additional));
 }

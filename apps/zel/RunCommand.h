@@ -5,6 +5,8 @@
 #include "apps/zel/ShownAnswer.h"
 #include "apps/zel/TaskRequest.h"
 
+#include <chrono>
+
 /// Sends a request, waits for its answer, prints that, and leaves nothing behind: who does not wait to the end wants it
 /// cancelled.
 class CRunCommand : public ICommand {
@@ -22,7 +24,8 @@ private:
     [[nodiscard]] bool WriteFile(CToolSession& session, const ByteSource& source, std::wstring& error) const;
     /// Takes back what was sent, or has it cancelled, and removes what it leaves.
     void Withdraw(CToolSession& session) const;
-    [[nodiscard]] bool Cancel(CToolSession& session) const;
+    [[nodiscard]] bool TakeBack(CToolSession& session, std::chrono::nanoseconds end) const;
+    [[nodiscard]] bool Cancel(CToolSession& session, std::chrono::nanoseconds end) const;
 
     std::string m_file;
     CTaskOptions m_task;

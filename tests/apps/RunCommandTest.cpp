@@ -120,6 +120,22 @@ TEST_F(RunCommandTest, WithoutAServerTheRequestIsTakenBack)
     EXPECT_EQ(FilesIn(m_strRequests), std::vector<std::wstring>());
 }
 
+TEST_F(RunCommandTest, NobodyIsAskedToCancelARequestThatNoServerHasTaken)
+{
+    CRunningProgram run = StartZel({L"--server-timeout", L"5", L"run", L"--task", L"Echo", L"--name", L"e.drq"});
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(InRequests(L"e.drq")); }));
+    std::unique_ptr<platform::IFile> reader;
+    ASSERT_EQ(platform::Files().Open(InRequests(L"e.drq"), platform::eOpenMode_ReadExclusive, reader),
+              platform::eOsError_None);
+    run.Process().RequestStop();
+    int code = -1;
+    while (!run.Process().Wait(std::chrono::milliseconds(10), code))
+        ASSERT_EQ(FilesIn(m_strRequests), std::vector<std::wstring>{L"e.drq"}) << "it may be that of another one";
+    const SProgramResult result = run.Finish();
+    EXPECT_EQ(result.code, 130);
+    EXPECT_TRUE(Contains(result.errors, "it may go on")) << result.errors;
+}
+
 TEST_F(RunCommandTest, TheTimeIsThatOfTheRequestAndNotOfItsReader)
 {
     constexpr std::chrono::seconds time{5};
