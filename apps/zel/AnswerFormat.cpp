@@ -4,6 +4,7 @@
 #include "platform/Text.h"
 
 #include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <utility>
@@ -153,6 +154,7 @@ public:
         m_columns = columns;
         m_names.clear();
         m_taken.clear();
+        m_numbers.clear();
         m_bIsFirst = true;
         return m_write("[");
     }
@@ -187,8 +189,10 @@ private:
         while (m_names.size() <= index) {
             const std::string own = ColumnName(m_columns, m_names.size());
             std::string name = own;
-            for (std::size_t number = 2; !m_taken.insert(name).second; ++number)
-                name = own + "_" + std::to_string(number);
+            // No number is tried twice: a stranger may have named all columns alike.
+            std::size_t& number = m_numbers.try_emplace(own, 1).first->second;
+            while (!m_taken.insert(name).second)
+                name = own + "_" + std::to_string(++number);
             m_names.push_back(Quoted(name));
         }
         return m_names[index];
@@ -198,6 +202,7 @@ private:
     std::vector<SAnswerColumn> m_columns;
     std::vector<std::string> m_names;
     std::set<std::string> m_taken;
+    std::map<std::string, std::size_t> m_numbers; ///< the last one of a name
     bool m_bIsFirst = true;
 };
 

@@ -1,9 +1,11 @@
 #include "apps/zel/AnswerFormat.h"
+#include "platform/Os.h"
 #include "platform/Text.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <nlohmann/json.hpp>
 
@@ -85,6 +87,17 @@ TEST(AnswerFormatTest, RowsOfOtherLengthsAndColumnsOfOneName)
                                                  "{\"a\":\"1\",\"a_2\":\"2\",\"a_2_2\":\"3\",\"column 4\":\"4\"},\n"
                                                  "{\"a\":null,\"a_2\":null,\"a_2_2\":null}\n]\n");
     EXPECT_EQ(Shown(eAnswerFormat_Table, answer), "a  a  a_2\n-  -  ---\n1\n1  2  3    4\n\n");
+}
+
+TEST(AnswerFormatTest, AsManyColumnsOfOneNameAsThereMayBeTakeLittleTime)
+{
+    std::string answer = "<R><Columns>";
+    for (std::size_t i = 0; i < kMaxAnswerColumns; ++i)
+        answer += "<Column Name='x'/>";
+    const auto start = platform::SystemClock().Steady();
+    const std::string shown = Shown(eAnswerFormat_Json, answer + "</Columns><Rows><Row/></Rows></R>");
+    EXPECT_LT(platform::SystemClock().Steady() - start, std::chrono::seconds(5));
+    EXPECT_TRUE(shown.ends_with(",\"x_9999\":null,\"x_10000\":null}\n]\n")) << shown.substr(shown.size() - 60);
 }
 
 TEST(AnswerFormatTest, SeveralTablesComeOneAfterTheOther)
