@@ -104,11 +104,16 @@ private:
     }
     bool StartOutside(const std::string& name)
     {
-        if (name == "Columns")
-            m_columns.clear();
-        else if (name == "Column" && m_path.size() > 1 && m_path.back() == "Columns")
-            m_columns.push_back({std::string(m_pieces.Attribute("Name")), IsNumberType(m_pieces.Attribute("Type"))});
         const std::string_view called = m_pieces.Attribute("Name");
+        if (name == "Columns") {
+            m_columns.clear();
+            m_nNameBytes = 0;
+        } else if (name == "Column" && m_path.size() > 1 && m_path.back() == "Columns") {
+            m_nNameBytes += called.size();
+            if (m_nNameBytes > kMaxAnswerNames)
+                return Exceed(ToolTexts::IDS_ANSWER_NAMES, kMaxAnswerNames);
+            m_columns.push_back({std::string(called), IsNumberType(m_pieces.Attribute("Type"))});
+        }
         m_path.push_back(called.empty() ? name : name + "[" + std::string(called) + "]");
         return m_columns.size() <= kMaxAnswerColumns || Exceed(ToolTexts::IDS_ANSWER_COLUMNS, kMaxAnswerColumns);
     }
@@ -131,6 +136,7 @@ private:
             if (m_pieces.Depth() + 1 == m_nRowsDepth) {
                 m_nRowsDepth = 0;
                 m_columns.clear();
+                m_nNameBytes = 0;
                 m_bIsLeaf = false;
                 return m_sink.EndTable();
             }
@@ -195,6 +201,7 @@ private:
     CXmlPieces m_pieces;
     IAnswerSink& m_sink;
     std::vector<SAnswerColumn> m_columns;
+    std::size_t m_nNameBytes = 0;    ///< of the columns
     std::vector<std::string> m_path; ///< of the elements outside of tables
     std::vector<Row> m_undecided;
     std::size_t m_nUndecided = 0;

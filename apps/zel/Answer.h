@@ -42,6 +42,8 @@ protected:
 constexpr std::size_t kMaxAnswerValue = std::size_t{16} << 20;
 constexpr std::size_t kMaxAnswerRow = std::size_t{64} << 20;
 constexpr std::size_t kMaxAnswerColumns = 10'000;
+/// The most that the names of a table's columns may have together in bytes.
+constexpr std::size_t kMaxAnswerNames = std::size_t{1} << 20;
 
 enum eAnswerEnd { eAnswerEnd_Whole, eAnswerEnd_Stopped, eAnswerEnd_Failed };
 

@@ -206,20 +206,21 @@ bool CXmlPieces::TakeData()
         const int character = Take();
         if (character == kEnd)
             return false;
-        m_strText += static_cast<char>(character);
-        if (m_strText.ends_with("]]>")) {
-            m_strText.resize(m_strText.size() - 3);
+        if (character == ']' && m_nBrackets < 2) {
+            ++m_nBrackets;
+            continue;
+        }
+        if (character == ']') {
+            m_strText += ']'; // the first of three
+            continue;
+        }
+        const std::size_t brackets = std::exchange(m_nBrackets, 0);
+        if (character == '>' && brackets == 2) {
             m_bInData = false;
             return true;
         }
-    }
-    // What may be the beginning of its end must not be parted from it.
-    while (m_strText.back() == ']' && Peek() != kEnd && m_bInData) {
-        m_strText += static_cast<char>(Take());
-        if (m_strText.ends_with("]]>")) {
-            m_strText.resize(m_strText.size() - 3);
-            m_bInData = false;
-        }
+        m_strText.append(brackets, ']');
+        m_strText += static_cast<char>(character);
     }
     return true;
 }

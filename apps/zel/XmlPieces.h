@@ -63,6 +63,7 @@ private:
     bool m_bBegun = false;
     bool m_bHasRoot = false;
     bool m_bInData = false;
+    std::size_t m_nBrackets = 0; ///< in data, behind the text so far: perhaps of its end, and two at most
     bool m_bEndsAtOnce = false;
     std::string m_strName;
     std::string m_strText;

@@ -1,4 +1,5 @@
 #include "apps/zel/AnswerFormat.h"
+#include "apps/zel/XmlPieces.h"
 #include "platform/Os.h"
 #include "platform/Text.h"
 
@@ -157,6 +158,15 @@ TEST(AnswerFormatTest, WhatIsTooLargeOrBrokenIsTold)
     for (std::size_t i = 0; i <= kMaxAnswerColumns; ++i)
         columns += "<Value/>";
     EXPECT_TRUE(why(columns).starts_with("'x' has more than")) << why(columns);
+    const auto named = [](std::size_t count) {
+        std::string names = "<R><Columns>";
+        for (std::size_t i = 0; i < count; ++i)
+            names += "<Column Name='" + std::string(CXmlPieces::kMaxAttributeBytes, 'n') + "'/>";
+        return names;
+    };
+    constexpr std::size_t full = kMaxAnswerNames / CXmlPieces::kMaxAttributeBytes;
+    EXPECT_TRUE(why(named(full)).starts_with("'x' cannot be shown")) << "it has no end";
+    EXPECT_TRUE(why(named(full + 1)).starts_with("'x' has columns with names of more than")) << why(named(full + 1));
     EXPECT_TRUE(why("<R>\n\n<Rows>").starts_with("'x' cannot be shown from line 3 on")) << why("<R>\n\n<Rows>");
 }
 

@@ -132,6 +132,21 @@ TEST(XmlPiecesTest, ALongTextComesInPieces)
     EXPECT_EQ(pieces.Text().size(), CXmlPieces::kTextBytes);
 }
 
+TEST(XmlPiecesTest, BracketsWithoutEndComeInPieces)
+{
+    const std::string text(3 * CXmlPieces::kTextBytes, ']');
+    CXmlPieces pieces(Bytes("<a><![CDATA[" + text + "]]></a>", 1000));
+    ASSERT_EQ(pieces.Next(), eXmlPiece_Start);
+    std::string seen;
+    while (pieces.Next() == eXmlPiece_Text) {
+        EXPECT_LE(pieces.Text().size(), CXmlPieces::kTextBytes + 2);
+        seen += pieces.Text();
+    }
+    EXPECT_EQ(seen, text);
+    EXPECT_EQ(pieces.Next(), eXmlPiece_Finished);
+    EXPECT_EQ(Pieces("<a><![CDATA[]x]]y]>]]]></a>"), "<a>]x]]y]>]</a>");
+}
+
 TEST(XmlPiecesTest, AFailureToReadIsTold)
 {
     CXmlPieces pieces([](std::span<std::byte>, std::size_t&) { return platform::eOsError_AccessDenied; });
