@@ -5,6 +5,7 @@
 #include "tests/apps/ProgramFixture.h"
 #include "tests/plugins/SampleDatabase.h"
 
+#include <algorithm>
 #include <span>
 
 namespace {
@@ -158,6 +159,27 @@ TEST_F(RunCommandTest, TheTimeIsThatOfTheRequestAndNotOfItsReader)
 }
 
 TEST_F(RunCommandTest, AnAnswerThatCannotBeWrittenIsKept)
+{
+    CRunningProgram server = StartServer();
+    CRunningProgram run = StartZel({L"run", L"--task", L"Gate", L"--name", L"g.drq", L"--set",
+                                    L"GateFile=" + Gate(L"g.drq"), L"-o", InHome(L"x.csv"), L"-q"});
+    ASSERT_TRUE(WaitUntilAtGate(L"g.drq"));
+    // The target could be made when that was tried.
+    ASSERT_EQ(platform::Files().MakeDirectory(InHome(L"x.csv")), platform::eOsError_None);
+    Write(Gate(L"g.drq"), "");
+    const SProgramResult result = run.Finish();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(Contains(result.errors, "the response is kept: zel receive '")) << result.errors;
+    EXPECT_FALSE(platform::PathExists(InOutput(L"g.drq"))) << "its name is free";
+    const auto kept = FilesIn(m_strOutput);
+    ASSERT_EQ(std::ranges::count_if(kept, [](const std::wstring& name) { return name.ends_with(L".drq"); }), 1);
+    const auto name = std::ranges::find_if(kept, [](const std::wstring& each) { return each.ends_with(L".drq"); });
+    EXPECT_TRUE(Contains(result.errors, "'" + platform::ToUtf8(*name) + "'")) << result.errors;
+    EXPECT_EQ(Zel({L"receive", *name, InHome(L"x.xml"), L"-q"}).code, 0);
+    StopServer(server);
+}
+
+TEST_F(RunCommandTest, WhatCannotRunIsToldBeforeItIsSent)
 {
     CRunningProgram server = StartServer();
     EXPECT_EQ(Zel({L"run", L"--task", L"Echo", L"-o", InHome(L"none/x.csv")}).code, 1) << "nothing is sent";
