@@ -121,7 +121,8 @@ public:
             line += &value == &values.front() ? "" : ",";
             AppendField(line, value);
         }
-        return m_write(line + "\r\n");
+        // An empty line is what stands between tables.
+        return m_write((line.empty() && !values.empty() ? "\"\"" : line) + "\r\n");
     }
     bool EndTable() override { return true; }
 

@@ -62,6 +62,13 @@ TEST(AnswerFormatTest, CsvTellsANullFromAnEmptyText)
                                                         "\"\",\"big, \"\"very\"\"\nbig\"\r\n");
 }
 
+TEST(AnswerFormatTest, ARowOfOneNullIsNoEmptyLineInCsv)
+{
+    EXPECT_EQ(Shown(eAnswerFormat_Csv, "<R><Columns><Column Name='a'/></Columns><Rows>"
+                                       "<Row><Value Null='true'/></Row><Row><Value>=1+1</Value></Row></Rows></R>"),
+              "a\r\n\"\"\r\n=1+1\r\n");
+}
+
 TEST(AnswerFormatTest, JsonKeepsNumbersWithTheirDigits)
 {
     EXPECT_EQ(Shown(eAnswerFormat_Json, kAnswerOfBirds), "[\n"
