@@ -1,6 +1,7 @@
 #include "apps/zel-server/FigureHistory.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 namespace {
@@ -28,8 +29,7 @@ std::optional<std::chrono::milliseconds> Percentile(const SZelTimes& times, doub
         const auto low = static_cast<double>(place == 0 ? 0 : SZelTimes::kLimitsMs[place - 1]);
         const auto high = static_cast<double>(SZelTimes::kLimitsMs[place]);
         if (here > 0 && below + here >= wanted)
-            return std::chrono::milliseconds(
-                static_cast<std::chrono::milliseconds::rep>(low + ((high - low) * (wanted - below) / here) + 0.5));
+            return std::chrono::milliseconds(std::llround(low + ((high - low) * (wanted - below) / here)));
         below += here;
     }
     return std::chrono::milliseconds(SZelTimes::kLimitsMs.back());
