@@ -131,8 +131,9 @@ typedef struct zel_client_options {
     int32_t checked_watch; /**< 0. 1: other machines may change the directories: look where no change is told, too */
     int64_t poll_ms;       /**< 0. With checked_watch: look so often */
     int64_t command_timeout_ms; /**< 10,000: for the answer to a command */
-    int64_t
-        server_absence_ms; /**< 30,000: how long a wait goes on without a server, then ZEL_NO_SERVER; 0: to its end */
+    /** 30,000: how long a wait goes on without a server, then ZEL_NO_SERVER; 0: to its end. Counted anew in each wait:
+     * who waits in short pieces looks with zel_get_server_info himself. */
+    int64_t server_absence_ms;
     const char* own_directory; /**< null: for files on their way, on the volume of the requests; null: there */
 } zel_client_options;
 /** Fills in size bytes, sizeof(zel_client_options), with what is given above. */

@@ -58,6 +58,32 @@ try_native() {
     ((code == 0)) || stop "the client in C ended with $code: $(cat "$work/client-c.txt")"
     grep -qF 'hello.drq: done' "$work/client-c.txt" || stop "no end was shown: $(cat "$work/client-c.txt")"
     cmp "$work/home/hello.xml" "$work/home/hello-c.xml" || stop "the client in C got another response"
+    # An interrupt cancels it: this host, which keeps to the protocol alone, forgets one that waits.
+    timeout --foreground 60 "$work/build/client-c/client-c" "$work/requests" "$work/output" "$work/home/hello.drq" \
+        "$work/home/canceled.xml" >"$work/canceled.txt" 2>&1 &
+    client=$!
+    wait_for "hello.drq: waiting" "$work/canceled.txt"
+    kill -INT "$client"
+    code=0
+    wait "$client" || code=$?
+    ((code == 1)) || stop "the interrupted client ended with $code: $(cat "$work/canceled.txt")"
+    grep -qF 'hello.drq: not-requested' "$work/canceled.txt" || stop "not cancelled: $(cat "$work/canceled.txt")"
+    # It does not wait for ever for a server that is not there, nor after a second interrupt.
+    mkdir "$work/nobody" "$work/nothing"
+    code=0
+    timeout 60 "$work/build/client-c/client-c" "$work/nobody" "$work/nothing" "$work/home/hello.drq" \
+        "$work/home/nothing.xml" 1 >"$work/nobody.txt" 2>&1 || code=$?
+    ((code == 1)) || stop "the client without a server ended with $code: $(cat "$work/nobody.txt")"
+    grep -qF 'No server is there' "$work/nobody.txt" || stop "not for want of a server: $(cat "$work/nobody.txt")"
+    rm "$work/nobody/hello.drq"
+    "$work/build/client-c/client-c" "$work/nobody" "$work/nothing" "$work/home/hello.drq" "$work/home/nothing.xml" 60 \
+        >"$work/twice.txt" 2>&1 &
+    client=$!
+    wait_for "hello.drq: waiting" "$work/twice.txt"
+    while kill -INT "$client" 2>/dev/null; do sleep 0.1; done
+    code=0
+    wait "$client" || code=$?
+    ((code == 130)) || stop "the client that was interrupted twice ended with $code: $(cat "$work/twice.txt")"
     # The host shows boxes in its own way.
     echo '<Command Type="Dance"><RequestName>x</RequestName></Command>' >"$work/home/dance.command"
     mv "$work/home/dance.command" "$work/requests/"
