@@ -102,7 +102,7 @@ ZEL_C_API const char* zel_code_text(zel_code code);
 ZEL_C_API const char* zel_code_name(zel_code code);
 
 /** The language of all texts for people in this process: "de", "de_AT.UTF-8"; null or empty for that of the
- * environment. English where there is none. */
+ * environment. English where there is none, and for a language that has no texts, which is ZEL_OK. */
 ZEL_C_API zel_code zel_set_language(const char* language);
 
 /** Gives back a block of the library; null is fine. Anything else is a mistake that can end the process, as with free.
@@ -180,7 +180,7 @@ typedef struct zel_names {
  * have the size of the first one. */
 ZEL_C_API zel_code zel_send_many(zel_client* client, const zel_order* orders, size_t count, zel_code* codes,
                                  zel_names** names);
-/** A name that nobody else uses, for a request that is sent later. */
+/** A name that nobody else uses, for a request that is sent later. ZEL_SYSTEM_ERROR. */
 ZEL_C_API zel_code zel_unique_name(char** name);
 
 /* ---- Statuses and waiting ---- */
@@ -245,7 +245,8 @@ ZEL_C_API zel_code zel_waker_close(zel_waker* waker);
 /** Has the callback told the status now, and whenever it changed, until the request has ended. Quick changes may be
  * told as one. One thread of the client serves all its followers. The first call may come before this returns;
  * *follower is set by then. To be closed, also after the end: when that returns, the callback does not run and will
- * not, unless it is the callback that closes. */
+ * not, unless it is the callback that closes. ZEL_BAD_NAME, ZEL_STOPPED, ZEL_SYSTEM_ERROR: no thread; then *follower is
+ * null. */
 typedef void (*zel_status_callback)(void* context, const zel_status* status);
 ZEL_C_API zel_code zel_follow(zel_client* client, const char* name, zel_status_callback callback, void* context,
                               zel_follower** follower);
@@ -253,7 +254,9 @@ ZEL_C_API zel_code zel_follower_close(zel_follower* follower);
 
 /** Has the callback called when something may have changed in the output directory, of which statuses, responses and
  * what listeners take are part: once in the beginning, then at most fifty times a second, and without a change at least
- * once a second. A thread of its own for each watch. To be closed, as a follower is. */
+ * once a second. A thread of its own for each watch. To be closed, as a follower is. ZEL_SYSTEM_ERROR: no thread. A
+ * directory that is missing or cannot be watched is ZEL_OK: the callback is called some four times a second until it is
+ * there. */
 typedef void (*zel_change_callback)(void* context);
 ZEL_C_API zel_code zel_watch_open(zel_client* client, zel_change_callback callback, void* context, zel_watch** watch);
 ZEL_C_API zel_code zel_watch_close(zel_watch* watch);
@@ -342,7 +345,8 @@ typedef struct zel_server_info {
     size_t running_count;
     const char* const* running; /**< names */
 } zel_server_info;
-/** Whether a server serves and what it tells of itself. What cannot be read is as if it was not there. */
+/** Whether a server serves and what it tells of itself. What cannot be read is as if it was not there, so this
+ * fails only for what is said of all functions. */
 ZEL_C_API zel_code zel_get_server_info(zel_client* client, zel_server_info** info);
 
 /* ---- For those who run a server ----

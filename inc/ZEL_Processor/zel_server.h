@@ -43,7 +43,8 @@ enum {
 enum { ZEL_SERVER_PROTOCOL = 0, ZEL_SERVER_USUAL = 1 };
 
 /** Where no meaning is told: that of the member of SZelServerOptions (ZEL_Processor/ZelServerOptions.h) that is named
- * alike. What is yes or no is 1 or 0. */
+ * alike. What is yes or no is 1 or 0. What a request may be (xmlLimits there) cannot be set here: the limits of the
+ * library hold. */
 typedef struct zel_server_options {
     uint32_t size;
     int32_t manual; /**< 1: the queue advances by zel_server_step alone */
@@ -120,9 +121,10 @@ ZEL_C_API zel_code zel_server_options_init(zel_server_options* options, size_t s
  * their data are not asked to: zel_server_tell_changes tells. To be stopped. */
 ZEL_C_API zel_code zel_server_start(const char* request_directory, const char* output_directory,
                                     const zel_server_options* options, zel_server** server);
-/** With manual: lets the next request run, or the one that waits for it just now. */
+/** With manual: lets the next request run, or the one that waits for it just now. ZEL_WRONG_TIME when the server is
+ * being stopped. */
 ZEL_C_API zel_code zel_server_step(zel_server* server);
-/** Switches manual on (1) or off (0). */
+/** Switches manual on (1) or off (0). ZEL_WRONG_TIME, too. */
 ZEL_C_API zel_code zel_server_set_manual(zel_server* server, int32_t manual);
 /** How it is, in *state: ZEL_SERVER_.... */
 ZEL_C_API zel_code zel_server_state(zel_server* server, int32_t* state);
@@ -137,9 +139,10 @@ ZEL_C_API zel_code zel_server_drain(zel_server* server, int64_t timeout_ms);
 ZEL_C_API zel_code zel_server_stop(zel_server* server, int32_t cancel);
 
 /** Tells every registered client of a change in the data, and which palette groups follow from it. Takes up to some
- * seconds where a client holds its files, unless own_lists is set. */
+ * seconds where a client holds its files, unless own_lists is set. ZEL_WRONG_TIME when the server is being stopped. A
+ * client that cannot be told is no failure; report is called. */
 ZEL_C_API zel_code zel_server_tell_changes(zel_server* server, const zel_event* event);
-/** Tells them that results of locking changed. */
+/** Tells them that results of locking changed. Fails as the one before. */
 ZEL_C_API zel_code zel_server_tell_lock_results(zel_server* server);
 
 #ifdef __cplusplus
