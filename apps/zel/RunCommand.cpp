@@ -29,6 +29,15 @@ bool RefuseRun(const STextCode& code, const std::vector<std::wstring>& arguments
     return false;
 }
 
+/// Nobody reads the name, so the ending of the file need not be that of a request.
+std::wstring NameFromFile(const std::string& file)
+{
+    if (file == "-")
+        return L"stdin.drq";
+    const std::wstring own = platform::FileNameOf(platform::FromUtf8(file));
+    return IsRequestName(own) ? own : own.substr(0, own.size() - platform::ExtensionOf(own).size()) + L".drq";
+}
+
 } // namespace
 
 void CRunCommand::Define(CLI::App& app)
@@ -47,8 +56,7 @@ bool CRunCommand::Check()
         return RefuseRun(ToolTexts::IDS_FILES_OR_TASK);
     if (m_task.IsGiven() && !m_task.Check())
         return false;
-    const std::wstring own = m_file == "-" ? L"stdin.drq" : platform::FileNameOf(platform::FromUtf8(m_file));
-    m_name = !m_given.empty() ? platform::FromUtf8(m_given) : m_task.IsGiven() ? m_task.Name() : own;
+    m_name = !m_given.empty() ? platform::FromUtf8(m_given) : m_task.IsGiven() ? m_task.Name() : NameFromFile(m_file);
     if (const std::wstring why = WhyNoRequestName(m_name); !why.empty())
         return RefuseRun(ToolTexts::IDS_CANNOT_BE_A_NAME, {m_name, why});
     // Nobody asks for it by its name: one file may run several times at once.

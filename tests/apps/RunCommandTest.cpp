@@ -73,6 +73,10 @@ TEST_F(RunCommandTest, AFileIsRunUnderANameOfItsOwn)
     EXPECT_TRUE(Contains(result.errors, ": Done")) << "the progress: " << result.errors;
     EXPECT_TRUE(platform::PathExists(file));
     EXPECT_EQ(FilesIn(m_strOutput), std::vector<std::wstring>{L"a.drq"}) << "which is not its own";
+    const SProgramResult text = Zel({L"run", MakeEcho(L"q.txt", L"hello"), L"--json"});
+    EXPECT_EQ(text.code, 0) << text.errors;
+    EXPECT_TRUE(Contains(text.errors, "q-")) << text.errors;
+    EXPECT_EQ(Zel({L"run", file, L"--name", L"q.txt"}).code, 2) << "a name that is given is a request's";
     StopServer(server);
 }
 
