@@ -42,14 +42,14 @@ int CShowCommand::ShowFile(const std::wstring& file, bool json) const
 {
     CEndlessPatience patience;
     std::wstring error;
-    if (file != kStandardStream && platform::DirectoryExists(file)) {
-        PrintUsageError(L"zel", ShownText(ToolTexts::IDS_IS_A_DIRECTORY, {file}));
+    const bool isInput = file == kStandardStream;
+    if (const std::wstring why = isInput ? std::wstring() : WhyNoFile(file); !why.empty()) {
+        PrintUsageError(L"zel", why);
         return eExitCode_ClientError;
     }
     const ByteSource input = [](std::span<std::byte> buffer, std::size_t& read) {
         return platform::ReadInput(buffer, read, [] { return true; });
     };
-    const bool isInput = file == kStandardStream;
     const ByteSource source = isInput ? input : AnswerFile(patience, file, error);
     const std::wstring name = isInput ? WQ_ModuleText(ToolTexts::IDS_STANDARD_INPUT) : file;
     if (source && ShowAnswer(patience, source, name, m_format.Take(json), error))
@@ -65,7 +65,7 @@ int CShowCommand::ShowResponse(CToolSession& session) const
     const std::wstring path = session.OutputPath(name);
     std::wstring error;
     if (!platform::PathExists(path)) {
-        PrintError(L"zel", ShownText(ToolTexts::IDS_NO_RESPONSE, {name}));
+        PrintError(L"zel", ShownText(ToolTexts::IDS_NOTHING_TO_SHOW, {platform::FromUtf8(m_answer)}));
         return eExitCode_ClientError;
     }
     const ByteSource source = AnswerFile(session, path, error);

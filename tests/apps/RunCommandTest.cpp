@@ -220,7 +220,7 @@ TEST_F(ShowCommandTest, TheResponseOfARequestStaysWhereItIs)
     EXPECT_EQ(FilesIn(m_strOutput), std::vector<std::wstring>{L"a.drq"});
     const SProgramResult none = Zel({L"show", L"b.drq"});
     EXPECT_EQ(none.code, 1);
-    EXPECT_TRUE(Contains(none.errors, "'b.drq' has no response")) << none.errors;
+    EXPECT_TRUE(Contains(none.errors, "'b.drq' is no file, and no request of this name has a response")) << none.errors;
     EXPECT_EQ(RunProgram(L"zel", {L"show", L"b.drq"}).code, 2) << "no directory is known";
     EXPECT_EQ(Zel({L"show", m_strHome}).code, 1);
 }

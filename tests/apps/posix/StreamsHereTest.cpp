@@ -174,6 +174,11 @@ TEST_F(StreamsHereTest, ARequestThatIsNoFileIsToldAsSuch)
     }
     const SProgramResult input = Shell(L"echo x | \"$ZEL\" send /dev/stdin --name x.drq");
     EXPECT_TRUE(Contains(input.errors, "'/dev/stdin' is no ordinary file; - reads")) << input.errors;
+    for (const wchar_t* const line : {L"\"$ZEL\" show \"$HOME_DIR/p.drq\"", L"echo x | \"$ZEL\" show /dev/stdin"}) {
+        const SProgramResult shown = Shell(line);
+        EXPECT_EQ(shown.code, 1);
+        EXPECT_TRUE(Contains(shown.errors, "' is no ordinary file; - reads standard input\n")) << shown.errors;
+    }
 }
 
 TEST_F(StreamsHereTest, AFileOfOptionsThatIsAPipeOrADeviceIsRefusedAndNobodyWaits)
