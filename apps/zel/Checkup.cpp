@@ -30,9 +30,11 @@ public:
 
     std::vector<SFinding> Run()
     {
-        const bool hasRequests = CheckDirectory("request-dir", m_options.requestDir, eFindingLevel_Fail);
+        const bool hasRequests = IsNamed("request-dir", m_options.requestDir, ToolTexts::IDS_NO_REQUEST_DIR) &&
+                                 CheckDirectory("request-dir", m_options.requestDir, eFindingLevel_Fail);
         // Who may only read there can have the answers, and not take them away.
-        const bool hasOutput = CheckDirectory("output-dir", m_options.outputDir, eFindingLevel_Warn);
+        const bool hasOutput = IsNamed("output-dir", m_options.outputDir, ToolTexts::IDS_NO_OUTPUT_DIR) &&
+                               CheckDirectory("output-dir", m_options.outputDir, eFindingLevel_Warn);
         const bool hasClient =
             !m_options.clientDir.empty() && CheckDirectory("client-dir", m_options.clientDir, eFindingLevel_Fail);
         CheckTemporary();
@@ -40,16 +42,8 @@ public:
             CheckVolume(m_options.requestDir, m_options.outputDir);
         if (hasRequests && hasClient)
             CheckVolume(m_options.clientDir, m_options.requestDir);
-        if (hasRequests) {
-            CheckFileSystem(m_options.requestDir);
-            CheckWatch(m_options.requestDir);
-            CheckLocks(m_options.requestDir);
-        }
-        if (hasOutput) {
-            CheckFileSystem(m_options.outputDir);
-            CheckWatch(m_options.outputDir);
-            CheckLocks(m_options.outputDir);
-        }
+        CheckPlace(m_options.requestDir, hasRequests);
+        CheckPlace(m_options.outputDir, hasOutput);
         if (platform::DirectoryExists(m_options.requestDir) && platform::DirectoryExists(m_options.outputDir))
             CheckServer();
         return std::move(m_findings);
@@ -63,6 +57,12 @@ private:
         m_findings.push_back({check, level, std::move(text), advice == nullptr ? L"" : WQ_ModuleText(*advice)});
     }
 
+    bool IsNamed(const char* check, const std::wstring& path, const STextCode& missing)
+    {
+        if (path.empty())
+            Add(check, eFindingLevel_Fail, WQ_ModuleText(missing), &ToolTexts::IDS_DOCTOR_ADVICE_NAME_DIR);
+        return !path.empty();
+    }
     /// True when files can be made there.
     bool CheckDirectory(const char* check, const std::wstring& path, eFindingLevel withoutRights)
     {
@@ -70,7 +70,7 @@ private:
             const bool isThere = platform::PathExists(path);
             Add(check, eFindingLevel_Fail,
                 ShownText(isThere ? ToolTexts::IDS_IS_NO_DIRECTORY : ToolTexts::IDS_DOCTOR_MISSING, {path}),
-                &ToolTexts::IDS_DOCTOR_ADVICE_DIR);
+                isThere ? &ToolTexts::IDS_DOCTOR_ADVICE_NO_DIR : &ToolTexts::IDS_DOCTOR_ADVICE_DIR);
             return false;
         }
         const platform::eOsError tried = TryFiles(path);
@@ -113,6 +113,16 @@ private:
             Add("volume", eFindingLevel_Fail,
                 ShownText(ToolTexts::IDS_DOCTOR_OTHER_VOLUME, {from, to, platform::OsErrorText(tried)}),
                 &ToolTexts::IDS_DOCTOR_ADVICE_VOLUME);
+    }
+    /// What takes files of one's own only where they can be made.
+    void CheckPlace(const std::wstring& path, bool canMakeFiles)
+    {
+        if (platform::DirectoryExists(path))
+            CheckFileSystem(path);
+        if (canMakeFiles) {
+            CheckWatch(path);
+            CheckLocks(path);
+        }
     }
     void CheckFileSystem(const std::wstring& path)
     {

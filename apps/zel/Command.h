@@ -30,7 +30,9 @@ protected:
 class ICommand : public IAnyCommand {
 public:
     [[nodiscard]] bool NeedsServer() const final { return true; }
-    /// Whether a missing directory ends it before it runs.
+    /// Whether a directory that is not named ends it before it runs,
+    [[nodiscard]] virtual bool NeedsNames() const { return true; }
+    /// and one that is missing.
     [[nodiscard]] virtual bool NeedsDirectories() const { return true; }
     [[nodiscard]] int Start(const CToolOptionsParser& common) final;
     [[nodiscard]] virtual int Run(CToolSession& session) = 0;

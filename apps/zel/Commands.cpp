@@ -64,7 +64,7 @@ std::vector<std::unique_ptr<IAnyCommand>> MakeCommands()
 
 int ICommand::Start(const CToolOptionsParser& common)
 {
-    const std::optional<SToolOptions> options = common.Take();
+    const std::optional<SToolOptions> options = common.Take(NeedsNames());
     if (!options || !Check())
         return eExitCode_Usage;
     CToolSession session(*options);

@@ -7,7 +7,8 @@ class CDoctorCommand : public ICommand {
 public:
     [[nodiscard]] const char* Name() const override { return "doctor"; }
     [[nodiscard]] const STextCode& Description() const override { return ToolTexts::IDS_HELP_DOCTOR; }
-    [[nodiscard]] bool NeedsDirectories() const override { return false; } // it tells of them
+    [[nodiscard]] bool NeedsNames() const override { return false; } // it tells of them
+    [[nodiscard]] bool NeedsDirectories() const override { return false; }
     void Define(CLI::App& app) override;
     [[nodiscard]] int Run(CToolSession& session) override;
 };

@@ -65,7 +65,7 @@ void CToolOptionsParser::Define(CLI::App& app)
     app.add_flag("-q,--quiet", m_bQuiet, HelpText(ToolTexts::IDS_HELP_QUIET))->group(group);
 }
 
-std::optional<SToolOptions> CToolOptionsParser::Take() const
+std::optional<SToolOptions> CToolOptionsParser::Take(bool needsNames) const
 {
     SToolOptions options;
     options.requestDir = DirectoryFrom(m_strRequestDir, L"ZEL_REQUEST_DIR");
@@ -78,7 +78,7 @@ std::optional<SToolOptions> CToolOptionsParser::Take() const
         options.serverTimeout = *m_serverTimeout == 0 ? kForever : ToMilliseconds(*m_serverTimeout);
         options.serverAbsence = options.serverTimeout;
     }
-    if (options.requestDir.empty() || options.outputDir.empty()) {
+    if (needsNames && (options.requestDir.empty() || options.outputDir.empty())) {
         PrintUsageError(L"zel", WQ_ModuleText(options.requestDir.empty() ? ToolTexts::IDS_NO_REQUEST_DIR
                                                                          : ToolTexts::IDS_NO_OUTPUT_DIR));
         return std::nullopt;

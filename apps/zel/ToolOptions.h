@@ -27,8 +27,8 @@ public:
     void Define(CLI::App& app);
 
     /// The options, with what was not given taken from the environment. Empty, after a message, when a directory is
-    /// missing.
-    [[nodiscard]] std::optional<SToolOptions> Take() const;
+    /// missing that is needed.
+    [[nodiscard]] std::optional<SToolOptions> Take(bool needsNames = true) const;
     /// For what needs no directories.
     [[nodiscard]] bool IsJson() const { return m_bJson; }
 

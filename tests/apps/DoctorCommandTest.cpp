@@ -78,6 +78,22 @@ TEST_F(DoctorCommandTest, WhatIsMissingIsNamed)
         ExpectEach(result, check, 1, "FAIL");
     EXPECT_TRUE(Of(result, "server").empty()) << "who serves what is not there?";
     EXPECT_FALSE(platform::PathExists(InHome(L"none")));
+    const std::string advice = Of(result, "output-dir").front()["advice"];
+    EXPECT_TRUE(advice.starts_with("name another one ")) << advice << ": it is there, and no directory";
+}
+
+TEST_F(DoctorCommandTest, WhatIsNotNamedIsAFindingAndTheRestIsLookedAt)
+{
+    const SProgramResult result = RunProgram(L"zel", {L"doctor", L"--json", L"--output-dir", m_strOutput});
+    EXPECT_EQ(result.code, 1) << result.errors;
+    ExpectEach(result, "request-dir", 1, "FAIL");
+    ExpectEach(result, "output-dir", 1, "OK");
+    ExpectEach(result, "watch", 1, "OK");
+    const SProgramResult none = RunProgram(L"zel", {L"doctor"});
+    EXPECT_EQ(none.code, 1) << none.errors;
+    EXPECT_TRUE(none.output.starts_with("FAIL  no request directory: give --request-dir")) << none.output;
+    EXPECT_TRUE(Contains(none.output, "\nFAIL  no output directory: ")) << none.output;
+    EXPECT_EQ(RunProgram(L"zel", {L"list"}).code, 2) << "others need both";
 }
 
 TEST_F(DoctorCommandTest, AQueueThatIsHeldIsTold)

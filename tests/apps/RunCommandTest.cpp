@@ -103,7 +103,8 @@ TEST_F(RunCommandTest, WhoStopsWaitingHasTheRequestCancelled)
     run.Process().RequestStop();
     const SProgramResult result = run.Finish();
     EXPECT_EQ(result.code, 130);
-    EXPECT_TRUE(Contains(result.errors, "the request 'g.drq' is no longer waited for, and is cancelled")) << result.errors;
+    EXPECT_TRUE(Contains(result.errors, "the request 'g.drq' is no longer waited for, and is cancelled"))
+        << result.errors;
     ExpectNothingLeft();
     // The time is that of the hand-over, too.
     const SProgramResult late = Zel(

@@ -113,4 +113,16 @@ INSTANTIATE_TEST_SUITE_P(Kinds, ImageServerTest, testing::Values(L"ext4", L"xfs"
     return std::string(name.begin(), name.end());
 });
 
+using DoctorHereTest = CProgramTest;
+
+TEST_F(DoctorHereTest, TheFileSystemIsToldOfADirectoryThatCanOnlyBeRead)
+{
+    const SProgramResult result = Zel({L"doctor", L"--json", L"--output-dir", L"/proc"});
+    std::vector<nlohmann::json> told = result.Objects();
+    std::erase_if(told, [](const nlohmann::json& finding) {
+        return finding["check"] != "file-system" || !Contains(finding["text"].get<std::string>(), "'/proc'");
+    });
+    EXPECT_EQ(told.size(), 1U) << result.output << result.errors;
+}
+
 } // namespace
