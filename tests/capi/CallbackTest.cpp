@@ -103,6 +103,40 @@ TEST_F(CCallback, AWatchIsCalledInTheBeginningAndWithEachChange)
 }
 
 TEST_F(CCallback, AWatchMayCloseItselfAndAClientEndsThoseThatAreLeft)
+TEST_F(CCallback, AFollowerThatOutlivesItsClientLeavesRoomForTheNextClient)
+{
+    SFollowed followed;
+    EXPECT_ZEL_OK(zel_follow(m_c, "a.drq", SFollowed::Tell, &followed, &followed.follower));
+    Reopen();
+    EXPECT_EQ(zel_cancel(m_c, "b.drq"), ZEL_UNKNOWN_REQUEST) << "its text comes from the services of the process";
+    EXPECT_STRNE(zel_last_error()->text, "");
+    EXPECT_ZEL_OK(zel_follower_close(followed.follower));
+}
+
+TEST_F(CCallback, WhereNoThreadIsToBeHadNobodyIsToldAndNothingIsOpen)
+{
+    const testsupport::CFaultyThreads threads(1);
+    SFollowed followed;
+    EXPECT_EQ(zel_follow(m_c, "a.drq", SFollowed::Tell, &followed, &followed.follower), ZEL_SYSTEM_ERROR);
+    EXPECT_EQ(followed.follower, nullptr);
+    SFollowed other; // its thread would tell the first one, too
+    other.client = m_c;
+    EXPECT_ZEL_OK(zel_follow(m_c, "a.drq", SFollowed::Tell, &other, &other.follower));
+    ASSERT_TRUE(other.ended.WaitFor(kPatience));
+    EXPECT_ZEL_OK(zel_follower_close(other.follower));
+    EXPECT_EQ(followed.calls, 0);
+}
+
+TEST_F(CCallback, AWatchForWhichNoThreadIsToBeHadIsNotOpen)
+{
+    const testsupport::CFaultyThreads threads(1);
+    SWatched watched;
+    EXPECT_EQ(zel_watch_open(m_c, SWatched::Tell, &watched, &watched.watch), ZEL_SYSTEM_ERROR);
+    EXPECT_EQ(watched.watch, nullptr);
+    EXPECT_ZEL_OK(zel_client_close(std::exchange(m_c, nullptr))) << "it waits for no thread that never was";
+    EXPECT_EQ(watched.calls, 0);
+}
+
 {
     SWatched closing;
     closing.closes = true;

@@ -1,5 +1,7 @@
 #include "tests/capi/CApiFixture.h"
 
+#include "ZEL_Processor/zel/Client.h"
+#include "framework/Services.h"
 #include "platform/Version.h"
 
 namespace {
@@ -167,3 +169,17 @@ TEST_F(CClient, TheVersionsAreTold)
     EXPECT_EQ(zel_abi_version(), std::uint32_t{ZEL_ABI_VERSION});
     EXPECT_STREQ(zel_version(), ZEL_VERSION);
 }
+TEST_F(CClient, OneMayFollowAnotherWhileOneOfTheFaceStays)
+{
+    {
+        const zel::Client face(
+            {.requests = zel::detail::pathOf(m_requestDir), .output = zel::detail::pathOf(m_outputDir)});
+        EXPECT_ZEL_OK(zel_client_close(std::exchange(m_c, nullptr))); // what it installed lies below that of the face
+        Reopen();
+        EXPECT_EQ(zel_cancel(m_c, "a.drq"), ZEL_UNKNOWN_REQUEST);
+        EXPECT_STRNE(zel_last_error()->text, "");
+    }
+    WQ_ReportErrorNow(L"source", 7, L"function", L"through all that is left");
+    m_host.ExpectReport(7, L"through all that is left");
+}
+

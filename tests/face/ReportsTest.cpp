@@ -1,5 +1,6 @@
 #include "tests/face/FaceFixture.h"
 
+#include "framework/DefaultHost.h"
 #include "framework/Services.h"
 
 namespace {
@@ -64,4 +65,29 @@ TEST_F(FaceReports, AHostThatCameLaterStays)
     EXPECT_EQ(SendMissing(), zel::Code::fileError);
     m_face.reset();
     EXPECT_EQ(&WQ_Host(), static_cast<IWQ_Host*>(&later));
+}
+
+TEST_F(FaceReports, AClientAfterTheLastOneFindsItsWayBelowAHostThatCameBetween)
+{
+    {
+        // Hands on what it is asked for, as those of the system do.
+        class CLater final : public CWQ_DefaultHost {
+        public:
+            CLater() : m_pPrevious(SetWQ_Host(this)) {}
+            ~CLater() override { SetWQ_Host(m_pPrevious); }
+            void ReportError(const SWQ_ErrorReport& report) override { m_pPrevious->ReportError(report); }
+
+        private:
+            IWQ_Host* const m_pPrevious;
+        };
+        const CLater later;
+        m_face.reset();
+        m_face.emplace(Options());
+        Report(L"through both");
+        m_host.ExpectReport(7, L"through both");
+        EXPECT_EQ(SendMissing(), zel::Code::fileError);
+        m_face.reset();
+    }
+    Report(L"afterwards");
+    m_host.ExpectReport(7, L"afterwards");
 }

@@ -5,19 +5,19 @@
 /// Not while a lock is held: what is called may report, and ask for texts.
 class CServerServices::CUse {
 public:
-    explicit CUse(CServerServices& services) : m_services(services)
+    CUse()
     {
-        const platform::CMutexLock lock(m_services.m_cs);
-        m_pOptions = m_services.m_pOptions;
-        ++m_services.m_nUses;
+        const platform::CMutexLock lock(Callbacks().cs);
+        m_pOptions = Callbacks().pOptions;
+        ++Callbacks().nUses;
         ++Depth();
     }
     ~CUse()
     {
         --Depth();
-        const platform::CMutexLock lock(m_services.m_cs);
-        --m_services.m_nUses;
-        m_services.m_changed.NotifyAll();
+        const platform::CMutexLock lock(Callbacks().cs);
+        --Callbacks().nUses;
+        Callbacks().changed.NotifyAll();
     }
     CUse(const CUse&) = delete;
     CUse& operator=(const CUse&) = delete;
@@ -31,45 +31,37 @@ public:
     }
 
 private:
-    CServerServices& m_services;
     const zel_server_options* m_pOptions = nullptr;
 };
 
-CServerServices& CServerServices::Instance()
+// Both to the end of the process, for others may hand on to it until then.
+CServerServices::SCallbacks& CServerServices::Callbacks()
 {
-    static auto* const services = new CServerServices; // others may hand on to it to the end of the process
-    return *services;
+    static auto* const callbacks = new SCallbacks;
+    return *callbacks;
 }
 
-void CServerServices::Use()
+zel::detail::Installation<CServerServices>& CServerServices::Installed()
 {
-    const platform::CMutexLock lock(m_cs);
-    if (m_nUsers++ == 0 && !IsOnTop())
-        m_pPrevious = SetWQ_Host(this);
-}
-
-void CServerServices::Release()
-{
-    const platform::CMutexLock lock(m_cs);
-    if (--m_nUsers == 0 && IsOnTop()) // else it stays, for who lies above may hand on to it
-        SetWQ_Host(m_pPrevious);
+    static auto* const installed = new zel::detail::Installation<CServerServices>;
+    return *installed;
 }
 
 void CServerServices::SetCallbacks(const zel_server_options* options)
 {
-    CServerServices& services = Instance();
-    platform::CMutexLock lock(services.m_cs);
-    services.m_pOptions = options;
-    services.m_changed.Wait(lock,
-                            [&services]() ZEL_REQUIRES(services.m_cs) { return services.m_nUses == CUse::Depth(); });
+    SCallbacks& callbacks = Callbacks();
+    platform::CMutexLock lock(callbacks.cs);
+    callbacks.pOptions = options;
+    callbacks.changed.Wait(lock,
+                           [&callbacks]() ZEL_REQUIRES(callbacks.cs) { return callbacks.nUses == CUse::Depth(); });
 }
 
 void CServerServices::ReportError(const SWQ_ErrorReport& report)
 {
-    const CUse use(*this);
+    const CUse use;
     if (use.Options() == nullptr || use.Options()->report == nullptr) {
-        if (IWQ_Host* const previous = Previous())
-            previous->ReportError(report);
+        if (IWQ_Host* const host = previous())
+            host->ReportError(report);
         else
             CWQ_DefaultHost::ReportError(report);
         return;
@@ -86,10 +78,10 @@ void CServerServices::ReportError(const SWQ_ErrorReport& report)
 
 int CServerServices::ShowMessage(const std::wstring& text, unsigned style, unsigned flags)
 {
-    const CUse use(*this);
+    const CUse use;
     if (use.Options() == nullptr || use.Options()->message == nullptr) {
-        IWQ_Host* const previous = Previous();
-        return previous ? previous->ShowMessage(text, style, flags) : CWQ_DefaultHost::ShowMessage(text, style, flags);
+        IWQ_Host* const host = previous();
+        return host ? host->ShowMessage(text, style, flags) : CWQ_DefaultHost::ShowMessage(text, style, flags);
     }
     const std::string narrow = SafeText(text);
     const zel_message message{sizeof message, 0, style, ZEL_ANSWER_OK, narrow.c_str()};
@@ -99,11 +91,11 @@ int CServerServices::ShowMessage(const std::wstring& text, unsigned style, unsig
 
 int CServerServices::AskMessage(const std::wstring& text, unsigned style, int defaultAnswer, unsigned flags)
 {
-    const CUse use(*this);
+    const CUse use;
     if (use.Options() == nullptr || use.Options()->message == nullptr) {
-        IWQ_Host* const previous = Previous();
-        return previous ? previous->AskMessage(text, style, defaultAnswer, flags)
-                        : CWQ_DefaultHost::AskMessage(text, style, defaultAnswer, flags);
+        IWQ_Host* const host = previous();
+        return host ? host->AskMessage(text, style, defaultAnswer, flags)
+                    : CWQ_DefaultHost::AskMessage(text, style, defaultAnswer, flags);
     }
     const std::string narrow = SafeText(text);
     const zel_message message{sizeof message, 1, style, defaultAnswer, narrow.c_str()};
@@ -113,18 +105,18 @@ int CServerServices::AskMessage(const std::wstring& text, unsigned style, int de
 
 std::wstring CServerServices::GetText(unsigned id, const char* codeName)
 {
-    IWQ_Host* const previous = Previous();
-    return previous ? previous->GetText(id, codeName) : CWQ_DefaultHost::GetText(id, codeName);
+    IWQ_Host* const host = previous();
+    return host ? host->GetText(id, codeName) : CWQ_DefaultHost::GetText(id, codeName);
 }
 
 std::shared_ptr<spdlog::logger> CServerServices::GetLogger(const std::string& name)
 {
-    IWQ_Host* const previous = Previous();
-    return previous ? previous->GetLogger(name) : CWQ_DefaultHost::GetLogger(name);
+    IWQ_Host* const host = previous();
+    return host ? host->GetLogger(name) : CWQ_DefaultHost::GetLogger(name);
 }
 
 int CServerServices::GenerateErrorReport(const SMOXCrashRecord& record)
 {
-    IWQ_Host* const previous = Previous();
-    return previous ? previous->GenerateErrorReport(record) : CWQ_DefaultHost::GenerateErrorReport(record);
+    IWQ_Host* const host = previous();
+    return host ? host->GenerateErrorReport(record) : CWQ_DefaultHost::GenerateErrorReport(record);
 }

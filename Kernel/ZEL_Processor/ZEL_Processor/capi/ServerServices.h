@@ -1,6 +1,8 @@
 #pragma once
 
 #include "capi/Interface.h"
+
+#include "ZEL_Processor/zel/detail/Reports.h"
 #include "framework/DefaultHost.h"
 #include "platform/Mutex.h"
 
@@ -15,14 +17,17 @@ public:
     /// Has them installed for as long as it lives: made before a client installs what is its own, which lies above.
     class CInstalled {
     public:
-        CInstalled() { Instance().Use(); }
-        ~CInstalled() { Instance().Release(); }
+        CInstalled() { Installed().use(); }
+        ~CInstalled() { Installed().release(); }
         CInstalled(const CInstalled&) = delete;
         CInstalled& operator=(const CInstalled&) = delete;
     };
 
     /// Null ends the telling: when it returns no callback runs any more, but one of the calling thread.
     static void SetCallbacks(const zel_server_options* options);
+
+    void setPrevious(IWQ_Host* host) { m_pPrevious = host; }
+    [[nodiscard]] IWQ_Host* previous() const { return m_pPrevious; }
 
     void ReportError(const SWQ_ErrorReport& report) override;
     int ShowMessage(const std::wstring& text, unsigned style, unsigned flags) override;
@@ -35,17 +40,16 @@ private:
     /// The callbacks of a server, which stay for as long as this lives.
     class CUse;
 
-    CServerServices() = default;
-    static CServerServices& Instance();
-    void Use();
-    void Release();
-    [[nodiscard]] bool IsOnTop() { return &WQ_Host() == static_cast<IWQ_Host*>(this); }
-    [[nodiscard]] IWQ_Host* Previous() const { return m_pPrevious.load(); }
+    /// Of the server, if there is one.
+    struct SCallbacks {
+        platform::CMutex cs;
+        platform::CCondition changed;
+        const zel_server_options* pOptions ZEL_GUARDED_BY(cs) = nullptr;
+        unsigned nUses ZEL_GUARDED_BY(cs) = 0;
+    };
+
+    [[nodiscard]] static SCallbacks& Callbacks();
+    [[nodiscard]] static zel::detail::Installation<CServerServices>& Installed();
 
     std::atomic<IWQ_Host*> m_pPrevious = nullptr;
-    platform::CMutex m_cs;
-    platform::CCondition m_changed;
-    unsigned m_nUsers ZEL_GUARDED_BY(m_cs) = 0;
-    const zel_server_options* m_pOptions ZEL_GUARDED_BY(m_cs) = nullptr;
-    unsigned m_nUses ZEL_GUARDED_BY(m_cs) = 0;
 };

@@ -75,6 +75,9 @@ struct SFollowerObject {
 using CFollowers = CHandles<SFollowerObject, zel_follower>;
 using CWatches = CHandles<COutputWatch, zel_watch>;
 
+    explicit SFollowerObject(zel::Request&& followed) : request(std::move(followed)) {}
+
+    const CServerServices::CInstalled services; ///< below what the request keeps installed beyond its client
 void TellStatus(zel_status_callback callback, void* context, const std::wstring& name, const zel::Status& from)
 {
     CBlock<zel_status> block;

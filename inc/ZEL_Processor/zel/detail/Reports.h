@@ -1,13 +1,17 @@
 #pragma once
 
 #include "framework/DefaultHost.h"
+#include "framework/Host.h"
 #include "framework/Services.h"
 #include "platform/Text.h"
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 /// What the library reports while it works for a call of zel becomes the reason of that call, and goes nowhere else. No
 /// part of what zel promises.
@@ -52,15 +56,66 @@ private:
     std::string m_text;
 };
 
+/// Has a Host installed before those that were there, while there are users.
+template <class Host>
+class Installation {
+public:
+    Installation() = default;
+    ~Installation() { uninstall(); }
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
+
+    void use()
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_users == 0)
+            install();
+        ++m_users;
+    }
+    void release()
+    {
+        const std::lock_guard lock(m_mutex);
+        if (--m_users == 0)
+            uninstall();
+    }
+
+private:
+    [[nodiscard]] static bool isOnTop(const Host& host) { return &WQ_Host() == &static_cast<const IWQ_Host&>(host); }
+    void install()
+    {
+        const auto top = std::find_if(m_hosts.begin(), m_hosts.end(), [](const auto& host) { return isOnTop(*host); });
+        if (top != m_hosts.end()) {
+            m_current = top->get();
+            return;
+        }
+        // One that was left below others is not put before them, too: they may hand on to it.
+        if (m_free == nullptr)
+            m_free = m_hosts.emplace_back(std::make_unique<Host>()).get();
+        m_current = std::exchange(m_free, nullptr);
+        m_current->setPrevious(SetWQ_Host(m_current));
+    }
+    /// Stays where another host was put before it meanwhile, which may hand on to it. None is destroyed: a thread may
+    /// be in it.
+    void uninstall()
+    {
+        if (m_current == nullptr || !isOnTop(*m_current))
+            return;
+        SetWQ_Host(m_current->previous());
+        m_free = m_current;
+    }
+
+    std::mutex m_mutex;
+    int m_users = 0;
+    std::vector<std::unique_ptr<Host>> m_hosts;
+    Host* m_current = nullptr;
+    Host* m_free = nullptr; ///< surely not installed
+};
+
 /// The services of the process, which were there before, but for reports and boxes of a thread in such a call.
 class ReportingHost final : public CWQ_DefaultHost {
 public:
-    static ReportingHost& instance()
-    {
-        static ReportingHost host;
-        return host;
-    }
-    virtual ~ReportingHost() { uninstall(); }
+    void setPrevious(IWQ_Host* host) { m_previous = host; }
+    [[nodiscard]] IWQ_Host* previous() const { return m_previous; }
 
     void ReportError(const SWQ_ErrorReport& report) override
     {
@@ -102,42 +157,24 @@ public:
         return host ? host->GenerateErrorReport(record) : CWQ_DefaultHost::GenerateErrorReport(record);
     }
 
-    void use()
-    {
-        const std::lock_guard lock(m_mutex);
-        if (m_users++ == 0 && !isInstalled())
-            m_previous = SetWQ_Host(this);
-    }
-    void release()
-    {
-        const std::lock_guard lock(m_mutex);
-        if (--m_users == 0)
-            uninstall();
-    }
-
 private:
-    ReportingHost() = default;
-
-    [[nodiscard]] bool isInstalled() { return &WQ_Host() == static_cast<IWQ_Host*>(this); }
-    /// Stays where another host was put before it meanwhile, which may hand on to it.
-    void uninstall()
-    {
-        if (isInstalled())
-            SetWQ_Host(m_previous);
-    }
-
     std::atomic<IWQ_Host*> m_previous = nullptr;
-    std::mutex m_mutex;
-    int m_users = 0;
 };
 
 /// Has the host installed for as long as it lives.
 class ReportingUse {
 public:
-    ReportingUse() { ReportingHost::instance().use(); }
-    ~ReportingUse() { ReportingHost::instance().release(); }
+    ReportingUse() { installation().use(); }
+    ~ReportingUse() { installation().release(); }
     ReportingUse(const ReportingUse&) = delete;
     ReportingUse& operator=(const ReportingUse&) = delete;
+
+private:
+    static Installation<ReportingHost>& installation()
+    {
+        static Installation<ReportingHost> installed;
+        return installed;
+    }
 };
 
 } // namespace zel::detail
