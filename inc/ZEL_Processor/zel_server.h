@@ -132,7 +132,8 @@ ZEL_C_API zel_code zel_server_state(zel_server* server, int32_t* state);
  * calls. */
 ZEL_C_API zel_code zel_server_makes_progress(zel_server* server, int32_t* progress);
 /** Takes nothing more, and waits until what runs has ended; without resume also what waits. To be stopped then.
- * ZEL_TIMEOUT: it goes on draining. ZEL_REFUSED without operator_commands. A queue that is held has to be released. */
+ * ZEL_TIMEOUT: it goes on draining. ZEL_STOPPED: another thread stops it. ZEL_SYSTEM_ERROR: it failed. ZEL_REFUSED
+ * without operator_commands. A queue that is held has to be released. */
 ZEL_C_API zel_code zel_server_drain(zel_server* server, int64_t timeout_ms);
 /** Stops it, and returns when its threads have ended, which takes as long as the running requests do; with cancel these
  * are told that they are cancelled. The handle is closed. ZEL_WRONG_TIME in a callback. */

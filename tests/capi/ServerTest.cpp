@@ -1,5 +1,6 @@
 #include "tests/capi/CApiFixture.h"
 
+#include "ZEL_Processor/ZelProtocolNames.h"
 #include "framework/Services.h"
 
 namespace {
@@ -140,6 +141,42 @@ TEST_F(CServer, ItDrainsWhenToldToAndSaysSo)
     EXPECT_ZEL_OK(zel_server_drain(m_told.server, Patience()));
     EXPECT_TRUE(m_told.ended.WaitFor(kPatience));
     EXPECT_EQ(m_told.how, ZEL_SERVER_DRAINED);
+}
+
+TEST_F(CServer, ADrainWithoutEndEndsWithTheServer)
+{
+    Choose(ZEL_SERVER_USUAL);
+    m_chosen.manual = 1;
+    m_chosen.resume = 0; // what waits holds the drain up
+    EXPECT_ZEL_OK(Start());
+    SendText("a.drq");
+    ASSERT_TRUE(WaitUntil([&] { return platform::PathExists(In(In(m_outputDir, L"Queue"), L"a.drq")); }));
+    const std::wstring folder = In(m_outputDir, ZelProtocol::kServerDirectory);
+    static_cast<void>(platform::Files().MakeDirectory(folder));
+    zel_code drained = ZEL_OK;
+    std::thread drains([&drained, server = m_told.server] { drained = zel_server_drain(server, ZEL_FOREVER); });
+    EXPECT_TRUE(WaitUntil([&] { return platform::PathExists(In(folder, ZelProtocol::kDrainingFile)); }));
+    EXPECT_ZEL_OK(zel_server_stop(std::exchange(m_told.server, nullptr), 1));
+    drains.join();
+    EXPECT_EQ(drained, ZEL_STOPPED);
+    EXPECT_FALSE(m_told.ended.IsSet());
+}
+
+TEST_F(CServer, AStartThatRunsOutOfMemoryLeavesNoCallbacksBehind)
+{
+    class CNoMemory final : public platform::IThreads {
+        bool Start(std::function<void()> /*body*/, std::thread& /*thread*/) override { throw std::bad_alloc(); }
+    };
+    {
+        CNoMemory threads;
+        const platform::CScopedOs os(nullptr, nullptr, &threads);
+        EXPECT_EQ(Start(), ZEL_NO_MEMORY);
+    }
+    EXPECT_EQ(m_told.server, nullptr);
+    WQ_ReportErrorNow(L"source", 7, L"function", L"later");
+    EXPECT_EQ(m_told.report, "");
+    m_host.ExpectReport(7, L"later");
+    EXPECT_ZEL_OK(Start());
 }
 
 TEST_F(CServer, AStopThatCancelsEndsWhatRuns)

@@ -65,6 +65,7 @@ void CServerObject::Stop(bool cancel)
     m_bClosing = true;
     if (cancel)
         m_bCanceledForGood = true;
+    m_over.Set();
     m_stops.Set();
     static_cast<void>(m_thread.Join());
 }
@@ -145,13 +146,19 @@ SOutcome CServerObject::Drain(std::chrono::milliseconds timeout)
         options.output = zel::detail::pathOf(m_strOutputDir);
         options.commandTimeout = std::max(deadline.left(), std::chrono::milliseconds(1));
         zel::detail::Parts parts(options);
-        const zel::Result<void> begun =
-            zel::detail::command(parts.core, [](zel::detail::Call& call) { return call->DrainServer(); });
+        const zel::Result<void> begun = zel::detail::command(parts.core, [this](zel::detail::Call& call) {
+            call->SetGoOn([this] { return !m_over.IsSet(); });
+            return call->DrainServer();
+        });
         // An earlier one may have begun with it, and then it takes no commands.
         if (!begun && begun.code() != zel::Code::noAnswer && State() == ZEL_SERVER_RUNS)
             return begun;
     }
     if (!m_over.WaitFor(deadline.left()))
         return {ZEL_TIMEOUT, "what runs has not ended in time"};
-    return {};
+    switch (State()) {
+    case ZEL_SERVER_DRAINED: return {};
+    case ZEL_SERVER_FAILED: return {ZEL_SYSTEM_ERROR, "the server failed"};
+    default: return {ZEL_STOPPED, "the server was stopped"};
+    }
 }

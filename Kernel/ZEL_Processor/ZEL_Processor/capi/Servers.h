@@ -73,7 +73,7 @@ private:
     platform::CThread m_thread;
     platform::CManualResetEvent m_started;
     platform::CManualResetEvent m_stops;
-    platform::CManualResetEvent m_over; ///< failed or drained
+    platform::CManualResetEvent m_over; ///< failed, drained or stopped
     SOutcome m_outcome;                 ///< of the start
     std::atomic<std::int32_t> m_nState = ZEL_SERVER_RUNS;
     std::atomic<bool> m_bClosing = false;
