@@ -1,4 +1,5 @@
 #include "tests/capi/CApiFixture.h"
+#include "tests/support/FaultyThreads.h"
 
 namespace {
 
@@ -102,7 +103,6 @@ TEST_F(CCallback, AWatchIsCalledInTheBeginningAndWithEachChange)
     EXPECT_EQ(watched.calls, calls);
 }
 
-TEST_F(CCallback, AWatchMayCloseItselfAndAClientEndsThoseThatAreLeft)
 TEST_F(CCallback, AFollowerThatOutlivesItsClientLeavesRoomForTheNextClient)
 {
     SFollowed followed;
@@ -137,6 +137,7 @@ TEST_F(CCallback, AWatchForWhichNoThreadIsToBeHadIsNotOpen)
     EXPECT_EQ(watched.calls, 0);
 }
 
+TEST_F(CCallback, AWatchMayCloseItselfAndAClientEndsThoseThatAreLeft)
 {
     SWatched closing;
     closing.closes = true;

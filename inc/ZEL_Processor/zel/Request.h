@@ -87,7 +87,7 @@ public:
     /// is there for that, one call at a time for all requests of the client; so it returns soon, and may use Requests
     /// (this one, too), but not destroy the Client or wait for another callback. It must not throw; one that does is
     /// reported and not called again. Replaces an earlier callback; an empty one ends the telling. Quick changes may be
-    /// told as one. Code::stopped.
+    /// told as one. Code::stopped, systemError (no thread is to be had); then nobody is told.
     ///
     /// When this returns, and when the Request is destroyed or assigned to, the earlier callback does not run and will
     /// not: a call that is under way is waited for, so hold no lock then that the callback takes. In the callback
@@ -102,7 +102,7 @@ public:
         m_following = std::make_unique<detail::Following>(m_parts, entry);
         // From here on a callback may end this object.
         const std::shared_ptr<detail::Parts> parts = m_parts;
-        return parts->follower.follow(entry) ? Result<void>() : detail::Core::stopped();
+        return parts->follower.follow(entry);
     }
 
 private:

@@ -46,3 +46,31 @@ private:
     platform::CMutex m_cs;
     std::map<std::uintptr_t, std::shared_ptr<Object>> m_objects ZEL_GUARDED_BY(m_cs);
 };
+
+/// A handle in the caller's hands while what it is for begins, which may fail or throw: then it goes again.
+template <class Handles, class Handle>
+class CNewHandle {
+public:
+    template <class Object>
+    CNewHandle(std::shared_ptr<Object> object, Handle*& out)
+        : m_pHandle(Handles::All().Add(std::move(object))), m_pOut(&out)
+    {
+        out = m_pHandle;
+    }
+    ~CNewHandle()
+    {
+        if (m_pOut == nullptr)
+            return;
+        static_cast<void>(Handles::All().Remove(m_pHandle));
+        *m_pOut = nullptr;
+    }
+    CNewHandle(const CNewHandle&) = delete;
+    CNewHandle& operator=(const CNewHandle&) = delete;
+
+    /// The caller's from now on, who may have closed it already.
+    void Keep() { m_pOut = nullptr; }
+
+private:
+    Handle* const m_pHandle;
+    Handle** m_pOut;
+};

@@ -1,16 +1,22 @@
 #include "capi/Watches.h"
 
-#include <system_error>
+#include "platform/Os.h"
+
+#include <functional>
 
 bool COutputWatch::Start()
 {
-    try {
-        // It outlives the object's handle where the callback closes that.
-        std::thread([self = shared_from_this()] { self->Run(); }).detach();
+    // It outlives the object's handle where the callback closes that.
+    std::function<void()> run = [self = shared_from_this()] { self->Run(); };
+    const platform::CMutexLock lock(m_cs);
+    if (m_bStops)
         return true;
-    } catch (const std::system_error&) {
+    std::thread thread;
+    if (!platform::Threads().Start(std::move(run), thread))
         return false;
-    }
+    m_bEnded = false;
+    thread.detach();
+    return true;
 }
 
 void COutputWatch::Stop()
@@ -69,15 +75,15 @@ namespace {
 
 /// Somebody is told of a request for as long as this lives.
 struct SFollowerObject {
+    explicit SFollowerObject(zel::Request&& followed) : request(std::move(followed)) {}
+
+    const CServerServices::CInstalled services; ///< below what the request keeps installed beyond its client
     zel::Request request;
 };
 
 using CFollowers = CHandles<SFollowerObject, zel_follower>;
 using CWatches = CHandles<COutputWatch, zel_watch>;
 
-    explicit SFollowerObject(zel::Request&& followed) : request(std::move(followed)) {}
-
-    const CServerServices::CInstalled services; ///< below what the request keeps installed beyond its client
 void TellStatus(zel_status_callback callback, void* context, const std::wstring& name, const zel::Status& from)
 {
     CBlock<zel_status> block;
@@ -97,15 +103,12 @@ zel_code zel_follow(zel_client* client, const char* name, zel_status_callback ca
     return WithRequest(client, name, [&](const CClientObject& object, const std::wstring& wide) -> SOutcome {
         if (callback == nullptr || follower == nullptr)
             return BadArgument("callback or follower");
-        const auto following = std::make_shared<SFollowerObject>(SFollowerObject{object.Request(wide)});
-        zel_follower* const handle = CFollowers::All().Add(following);
-        *follower = handle; // before the first call, which may close it
+        const auto following = std::make_shared<SFollowerObject>(object.Request(wide));
+        CNewHandle<CFollowers, zel_follower> handle(following, *follower); // before the first call, which may close it
         const zel::Result<void> followed = following->request.onChange(
             [=](const zel::Status& status) { TellStatus(callback, context, wide, status); });
-        if (!followed) {
-            static_cast<void>(CFollowers::All().Remove(handle));
-            *follower = nullptr;
-        }
+        if (followed)
+            handle.Keep();
         return followed;
     });
 }
@@ -129,17 +132,13 @@ zel_code zel_watch_open(zel_client* client, zel_change_callback callback, void* 
         if (!object || callback == nullptr || watch == nullptr)
             return BadArgument("client, callback or watch");
         const auto watching = std::make_shared<COutputWatch>(object, callback, context);
-        zel_watch* const handle = CWatches::All().Add(watching);
-        *watch = handle;
-        if (watching->Start()) {
-            // A client that is being closed may have missed it.
-            if (!object->AddWatch(watching))
-                watching->Stop();
-            return {};
-        }
-        static_cast<void>(CWatches::All().Remove(handle));
-        *watch = nullptr;
-        return {ZEL_SYSTEM_ERROR, "the system has no thread to give"};
+        CNewHandle<CWatches, zel_watch> handle(watching, *watch);
+        if (!object->AddWatch(watching))
+            watching->Stop(); // the client is being closed
+        if (!watching->Start())
+            return {ZEL_SYSTEM_ERROR, "the system has no thread to give"};
+        handle.Keep();
+        return {};
     });
 }
 

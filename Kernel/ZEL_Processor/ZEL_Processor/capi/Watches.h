@@ -18,7 +18,7 @@ public:
         m_pWatch = std::make_unique<CZelRequestWatch>(core.client, core.place.output);
     }
 
-    /// False when the system has no thread to give.
+    /// False when the system has no thread to give. Nothing is told after a stop.
     [[nodiscard]] bool Start();
     /// When it returns nothing is told and will be, unless it is the callback that calls.
     void Stop();
@@ -39,6 +39,6 @@ private:
     platform::CMutex m_cs;
     platform::CCondition m_changed;
     bool m_bStops ZEL_GUARDED_BY(m_cs) = false;
-    bool m_bEnded ZEL_GUARDED_BY(m_cs) = false;
+    bool m_bEnded ZEL_GUARDED_BY(m_cs) = true; ///< or not begun
     std::thread::id m_thread ZEL_GUARDED_BY(m_cs);
 };

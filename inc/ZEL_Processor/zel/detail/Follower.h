@@ -28,17 +28,18 @@ public:
     Follower(const Follower&) = delete;
     Follower& operator=(const Follower&) = delete;
 
-    /// False when the client was stopped. What the callback ends is complete by now: it may run before this returns.
-    [[nodiscard]] bool follow(const std::shared_ptr<Entry>& entry)
+    /// Code::stopped, systemError. What the callback ends is complete by now: it may run before this returns. It does
+    /// not run after a failure.
+    [[nodiscard]] Result<void> follow(const std::shared_ptr<Entry>& entry)
     {
         const std::lock_guard lock(m_mutex);
         if (m_stopped)
-            return false;
+            return Core::stopped();
+        if (!m_thread.joinable() && !platform::Threads().Start([this] { run(); }, m_thread))
+            return Error{Code::systemError, "the system has no thread to give"};
         m_entries.push_back(entry);
-        if (!m_thread.joinable())
-            m_thread = std::thread([this] { run(); });
         wake();
-        return true;
+        return {};
     }
     /// When it returns the callback does not run and will not, unless it is the callback that calls.
     void unfollow(const std::shared_ptr<Entry>& entry)
