@@ -82,14 +82,24 @@ SOutcome TakeEvent(const zel_event& given, CComPtr<IWQ_DsEventsData>& events)
 
 SOutcome StartServer(STakenOptions taken, const std::wstring& requests, const std::wstring& output, zel_server** server)
 {
-    const auto object = std::make_shared<CServerObject>(std::move(taken), requests, output);
-    CServerServices::SetCallbacks(&object->Given());
-    SOutcome started = object->Start();
-    if (started.IsGood())
-        *server = CServers::All().Add(object);
-    else
-        CServerServices::SetCallbacks(nullptr);
-    return started;
+    struct SStarting {
+        std::shared_ptr<CServerObject> object;
+        ~SStarting()
+        {
+            if (!object)
+                return;
+            object->Stop(true);
+            CServerServices::SetCallbacks(nullptr);
+        }
+    };
+    SStarting starting{std::make_shared<CServerObject>(std::move(taken), requests, output)};
+    CServerServices::SetCallbacks(&starting.object->Given());
+    SOutcome started = starting.object->Start();
+    if (!started.IsGood())
+        return started;
+    *server = CServers::All().Add(starting.object);
+    starting.object.reset();
+    return {};
 }
 
 } // namespace
