@@ -281,7 +281,8 @@ ZEL_C_API zel_code zel_resume(zel_client* client, const char* name);
 ZEL_C_API zel_code zel_receive(zel_client* client, const char* name, const char* target);
 /** The same into memory; behind the bytes is a zero, which length does not count. ZEL_FILE_ERROR beyond
  * ZEL_MAX_TEXT_BYTES. The response is removed once it has been read as a whole: who must not lose it with his process
- * takes zel_receive. */
+ * takes zel_receive. The bytes are given with a failure, too, when they were read and then something could not be
+ * removed (ZEL_FILE_ERROR, ZEL_STOPPED): zel_forget frees the name later. */
 typedef struct zel_bytes {
     uint32_t size;
     uint32_t reserved;

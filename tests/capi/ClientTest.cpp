@@ -34,6 +34,21 @@ TEST_F(CClient, ATextIsSentWaitedForAndReceivedAsBytes)
     EXPECT_EQ(StateOf(name.Get()), ZEL_STATE_NOT_REQUESTED) << "the name is free";
 }
 
+TEST_F(CClient, BytesThatWereReadAreGivenThoughSomethingIsLeftOfTheRequest)
+{
+    Run();
+    SendText("a.drq");
+    EXPECT_ZEL_OK(zel_wait(m_c, "a.drq", Patience(), nullptr, nullptr));
+    const platform::CScopedOs os(&m_files, nullptr);
+    m_files.FailAlways(testsupport::eFileCall_Remove, platform::eOsError_AccessDenied, L"a.drq.status");
+    CGiven<zel_bytes> bytes;
+    EXPECT_EQ(zel_receive_bytes(m_c, "a.drq", bytes.Put()), ZEL_FILE_ERROR);
+    ASSERT_NE(bytes.Get(), nullptr) << "the response is gone";
+    EXPECT_EQ(std::string(bytes->bytes, bytes->length), "<Response/>");
+    m_files.StopFailing();
+    EXPECT_ZEL_OK(zel_forget(m_c, "a.drq"));
+}
+
 TEST_F(CClient, AFileIsSentUnderItsOwnNameAndReceivedAsAFile)
 {
     Run();

@@ -42,6 +42,9 @@ SOutcome ReadResponse(const Core& core, const std::wstring& path, CBlock<zel_byt
         if (!platform::Succeeded(result))
             return zel::detail::fileError("cannot read", path, result);
     }
+    // Where a file can be opened by one alone (Windows) nobody makes it shorter meanwhile.
+    if (block->length < length)
+        return {ZEL_FILE_ERROR, "became shorter while it was read: '" + platform::ToUtf8(path) + "'"};
     block->bytes = bytes;
     return {};
 }
@@ -101,7 +104,7 @@ zel_code zel_receive_bytes(zel_client* client, const char* name, zel_bytes** byt
             return BadArgument("bytes");
         CBlock<zel_bytes> block;
         SOutcome received = ReceiveBytes(object.Core(), wide, block);
-        if (received.IsGood())
+        if (block->bytes != nullptr) // also when something is left of the request, for the response may be gone
             block.Give(bytes);
         return received;
     });
