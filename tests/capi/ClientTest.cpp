@@ -79,6 +79,17 @@ TEST_F(CClient, OfManyEachIsSentAndTheFirstFailureTold)
     EXPECT_TRUE(std::string_view(names->names[3]).ends_with(".drq"));
 }
 
+TEST_F(CClient, OrdersThatAreTooFarApartAreNotRead)
+{
+    constexpr std::uint32_t kLargest = 65536;
+    zel_order order{kLargest + alignof(zel_order), 0, nullptr, "<Request/>", 10, "a.drq"};
+    zel_code code = ZEL_INTERNAL;
+    CGiven<zel_names> names;
+    EXPECT_EQ(zel_send_many(m_c, &order, 1, &code, names.Put()), ZEL_BAD_ARGUMENT);
+    EXPECT_EQ(code, ZEL_INTERNAL) << "no order was looked at";
+    EXPECT_EQ(names.Get(), nullptr);
+}
+
 TEST_F(CClient, WhatRunsIsCancelledAndWhatWaitsIsPausedAndResumed)
 {
     Make({.syncing = false, .cancelByName = true, .pausedStatus = true});
@@ -179,11 +190,6 @@ TEST_F(CClient, AFailureIsToldInTheUsersLanguageWithItsDetail)
     EXPECT_STREQ(zel_state_name(1000), "unknown");
 }
 
-TEST_F(CClient, TheVersionsAreTold)
-{
-    EXPECT_EQ(zel_abi_version(), std::uint32_t{ZEL_ABI_VERSION});
-    EXPECT_STREQ(zel_version(), ZEL_VERSION);
-}
 TEST_F(CClient, OneMayFollowAnotherWhileOneOfTheFaceStays)
 {
     {
@@ -198,3 +204,8 @@ TEST_F(CClient, OneMayFollowAnotherWhileOneOfTheFaceStays)
     m_host.ExpectReport(7, L"through all that is left");
 }
 
+TEST_F(CClient, TheVersionsAreTold)
+{
+    EXPECT_EQ(zel_abi_version(), std::uint32_t{ZEL_ABI_VERSION});
+    EXPECT_STREQ(zel_version(), ZEL_VERSION);
+}

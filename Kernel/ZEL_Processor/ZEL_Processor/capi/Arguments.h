@@ -35,13 +35,15 @@
     return milliseconds < 0 ? kLongest : std::min(std::chrono::milliseconds(milliseconds), kLongest);
 }
 
+/// Of one that begins with its size, in bytes.
+inline constexpr std::size_t kLargestStructure = 65536;
+
 /// A structure that begins with its size, of a caller who may know less or more of it than this library: false when he
 /// fills it less than any version has it, or sets what is not known here.
 template <class Options>
 [[nodiscard]] bool TakeStructure(const Options& given, std::size_t least, Options& taken)
 {
-    constexpr std::size_t kLargest = 65536;
-    if (given.size < least || given.size > kLargest)
+    if (given.size < least || given.size > kLargestStructure)
         return false;
     std::memcpy(static_cast<void*>(&taken), &given, std::min<std::size_t>(given.size, sizeof taken));
     const char* const bytes = reinterpret_cast<const char*>(&given);
@@ -56,8 +58,7 @@ template <class Options>
 template <class Options>
 [[nodiscard]] SOutcome GiveStructure(Options* options, std::size_t size, std::size_t least, const Options& defaults)
 {
-    constexpr std::size_t kLargest = 65536;
-    if (options == nullptr || size < least || size > kLargest)
+    if (options == nullptr || size < least || size > kLargestStructure)
         return BadArgument("options");
     std::memset(static_cast<void*>(options), 0, size);
     std::memcpy(static_cast<void*>(options), &defaults, std::min(size, sizeof defaults));

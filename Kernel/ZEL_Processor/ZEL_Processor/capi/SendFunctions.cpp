@@ -64,7 +64,7 @@ zel_code zel_send_many(zel_client* client, const zel_order* orders, size_t count
     Forget(names);
     return WithClient(client, [&](const CClientObject& object) -> SOutcome {
         if (orders == nullptr || count == 0 || count > ZEL_MAX_NAMES || orders->size < sizeof *orders ||
-            orders->size % alignof(zel_order) != 0)
+            orders->size > kLargestStructure || orders->size % alignof(zel_order) != 0)
             return BadArgument("orders");
         CBlock<zel_names> block;
         const char** const sent = block.NewArray<const char*>(count);
