@@ -1,6 +1,7 @@
 #include "tests/capi/CApiFixture.h"
 
 #include "ZEL_Processor/ZelProtocolNames.h"
+#include "framework/DefaultHost.h"
 #include "framework/Services.h"
 
 namespace {
@@ -128,6 +129,36 @@ TEST_F(CServer, ReportsAndBoxesOfTheProcessGoToItsCallbacksAndOthersBackAfterIt)
     WQ_ReportErrorNow(L"source", 7, L"function", L"later");
     EXPECT_EQ(m_told.report, "r\u00e9port");
     m_host.ExpectReport(7, L"later");
+}
+
+TEST_F(CServer, AStopDoesNotWaitForABoxOfTheHostThatWasThere)
+{
+    class CBoxes final : public CWQ_DefaultHost {
+    public:
+        CBoxes() : m_pPrevious(SetWQ_Host(this)) {}
+        ~CBoxes() override { SetWQ_Host(m_pPrevious); }
+        int AskMessage(const std::wstring& /*text*/, unsigned /*style*/, int answer, unsigned /*flags*/) override
+        {
+            m_bInTime = m_gate.Pass();
+            return answer;
+        }
+
+        CGate m_gate;
+        std::atomic<bool> m_bInTime = false;
+
+    private:
+        IWQ_Host* const m_pPrevious;
+    };
+    EXPECT_ZEL_OK(zel_client_close(std::exchange(m_c, nullptr)));
+    CBoxes boxes;
+    m_chosen.message = nullptr;
+    EXPECT_ZEL_OK(Start());
+    std::thread asks([] { WQ_MessageBoxAuto(L"question", eMessageStyle_YesNo, eMessageAnswer_No, 0); });
+    EXPECT_TRUE(boxes.m_gate.WaitUntilEntered());
+    EXPECT_ZEL_OK(zel_server_stop(std::exchange(m_told.server, nullptr), 0));
+    boxes.m_gate.Open();
+    asks.join();
+    EXPECT_TRUE(boxes.m_bInTime) << "it stayed open while the server was stopped";
 }
 
 TEST_F(CServer, ItDrainsWhenToldToAndSaysSo)
