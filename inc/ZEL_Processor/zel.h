@@ -29,6 +29,8 @@
  * Times to wait are in milliseconds; ZEL_FOREVER and every other negative number has no end. Points in time are seconds
  * since 1970-01-01 UTC; 0 stands for none.
  *
+ * For processes of 64 bits alone, where the system has one calling convention: that of C.
+ *
  * Not promised: anything in a process made by fork, in a signal handler, or after the end of main. */
 
 #include <stddef.h>

@@ -3,6 +3,7 @@
 #include "framework/DefaultHost.h"
 #include "framework/Log.h"
 
+#include <cstddef>
 #include <limits>
 
 namespace {
@@ -94,6 +95,12 @@ TEST_F(CArguments, StructuresOfOtherVersionsAreTakenAsFarAsTheyAreKnown)
     EXPECT_EQ(zel_client_options_init(nullptr, sizeof later), ZEL_BAD_ARGUMENT);
     EXPECT_EQ(zel_client_options_init(&later.known, 8), ZEL_BAD_ARGUMENT);
     EXPECT_EQ(zel_server_options_init(nullptr, 0, ZEL_SERVER_USUAL), ZEL_BAD_ARGUMENT);
+}
+
+TEST_F(CArguments, AServersOptionsHaveNoGapThatNobodyCouldFill)
+{
+    EXPECT_EQ(offsetof(zel_server_options, max_queued), offsetof(zel_server_options, nice) + sizeof(std::uint32_t));
+    EXPECT_EQ(sizeof(zel_server_options), offsetof(zel_server_options, task_host) + sizeof(const char*));
 }
 
 TEST_F(CArguments, LinesOfTheLogGoToTheCallback)
