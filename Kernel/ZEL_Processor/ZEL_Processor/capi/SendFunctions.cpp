@@ -1,46 +1,61 @@
 #include "capi/Clients.h"
 
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
 namespace {
 
-/// Path or text, and perhaps a name.
-SOutcome SendOne(const CClientObject& client, const zel_order& order, std::wstring& sent)
-{
+/// An order that may be sent, and the name that it gets.
+struct SSending {
+    zel_order order{};
     std::wstring path;
     std::wstring name;
+};
+
+/// Path or text, and perhaps a name.
+SOutcome TakeOrder(const zel_order& order, SSending& sending)
+{
+    sending.order = order;
     if ((order.path == nullptr) == (order.text == nullptr))
         return BadArgument("either path or text");
-    if (order.path != nullptr && !TakePath(order.path, path))
+    if (order.path != nullptr && !TakePath(order.path, sending.path))
         return BadArgument("path");
     if (order.length > ZEL_MAX_TEXT_BYTES)
         return BadArgument("text");
-    if (order.name != nullptr) {
-        if (SOutcome taken = TakeName(order.name, name); !taken.IsGood())
-            return taken;
-    }
-    const std::string narrow = platform::ToUtf8(name);
-    const zel::Client& face = client.Face();
-    zel::Result<zel::Request> request = [&] {
-        if (order.path != nullptr) {
-            const std::filesystem::path file = zel::detail::pathOf(path);
-            return narrow.empty() ? face.send(file) : face.send(file, narrow);
-        }
-        const zel::Text text{std::string(order.text, order.length)};
-        return narrow.empty() ? face.send(text) : face.send(text, narrow);
-    }();
-    if (!request)
-        return request;
-    sent = platform::FromUtf8(request->name());
+    if (order.name != nullptr)
+        return TakeName(order.name, sending.name);
+    sending.name = order.path != nullptr ? zel::detail::wide(zel::detail::pathOf(sending.path).filename())
+                                         : platform::FromUtf8(zel::Client::uniqueName());
     return {};
+}
+
+SOutcome SendOne(const CClientObject& client, const SSending& sending)
+{
+    const std::string narrow = platform::ToUtf8(sending.name);
+    const zel::Result<zel::Request> request =
+        sending.order.path != nullptr
+            ? client.Face().send(zel::detail::pathOf(sending.path), narrow)
+            : client.Face().send(zel::Text{std::string(sending.order.text, sending.order.length)}, narrow);
+    return request ? SOutcome() : SOutcome(request);
 }
 
 zel_code SendAndTell(const zel_client* client, const zel_order& order, char** sent)
 {
     Forget(sent);
     return WithClient(client, [&](const CClientObject& object) {
-        std::wstring name;
-        SOutcome outcome = SendOne(object, order, name);
-        if (outcome.IsGood())
-            GiveText(name, sent);
+        SSending sending;
+        SOutcome outcome = TakeOrder(order, sending);
+        if (!outcome.IsGood())
+            return outcome;
+        // Made first: no memory is needed any more to tell what was sent.
+        char* name = nullptr;
+        GiveText(sending.name, sent != nullptr ? &name : nullptr);
+        std::unique_ptr<char, decltype(&zel_free)> made(name, &zel_free);
+        outcome = SendOne(object, sending);
+        if (outcome.IsGood() && sent != nullptr)
+            *sent = made.release();
         return outcome;
     });
 }
@@ -70,15 +85,28 @@ zel_code zel_send_many(zel_client* client, const zel_order* orders, size_t count
         const char** const sent = block.NewArray<const char*>(count);
         block->count = count;
         block->names = sent;
-        SOutcome first;
+        // All names first: no memory is needed any more to tell which were sent.
+        std::vector<SSending> sendings(count);
+        std::vector<SOutcome> outcomes(count);
         for (std::size_t index = 0; index < count; ++index) {
             const char* const place = reinterpret_cast<const char*>(orders) + index * orders->size;
             zel_order order{};
-            std::wstring name;
-            SOutcome outcome = TakeStructure(*reinterpret_cast<const zel_order*>(place), sizeof order, order)
-                                   ? SendOne(object, order, name)
-                                   : BadArgument("orders");
-            sent[index] = block.Text(name);
+            outcomes[index] = TakeStructure(*reinterpret_cast<const zel_order*>(place), sizeof order, order)
+                                  ? TakeOrder(order, sendings[index])
+                                  : BadArgument("orders");
+            sent[index] = block.Text(sendings[index].name);
+        }
+        SOutcome first;
+        for (std::size_t index = 0; index < count; ++index) {
+            SOutcome outcome = std::move(outcomes[index]);
+            try {
+                if (outcome.IsGood())
+                    outcome = SendOne(object, sendings[index]);
+            } catch (const std::bad_alloc&) {
+                outcome.code = ZEL_NO_MEMORY;
+            }
+            if (!outcome.IsGood())
+                sent[index] = "";
             if (codes != nullptr)
                 codes[index] = outcome.code;
             if (first.IsGood())
