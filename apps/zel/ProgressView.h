@@ -1,7 +1,7 @@
 #pragma once
 
-#include "apps/common/RequestState.h"
 #include "apps/common/ExpectedEnd.h"
+#include "apps/common/RequestState.h"
 
 #include <optional>
 #include <string>

@@ -35,8 +35,9 @@ struct SFrame {
     SFrame* outer = nullptr;
 };
 
-// A program that is linked with the library has room for these from the beginning, so that a handler may be the first to
-// touch them. The model that would demand that of every program keeps others from loading the library while they run.
+// A program that is linked with the library has room for these from the beginning, so that a handler may be the first
+// to touch them. The model that would demand that of every program keeps others from loading the library while they
+// run.
 thread_local SFrame* t_frame = nullptr;
 thread_local bool t_isTelling = false;
 
