@@ -3,6 +3,7 @@
 #include "platform/Path.h"
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
+#include "tests/apps/posix/ExitOfChild.h"
 
 #include <algorithm>
 #include <array>
@@ -97,14 +98,7 @@ public:
     }
     [[nodiscard]] pid_t Id() const { return m_child; }
     /// The exit code, or -1 when it does not end.
-    [[nodiscard]] int Wait()
-    {
-        int status = 0;
-        if (!WaitUntil([&] { return waitpid(m_child, &status, WNOHANG) == m_child; }))
-            return -1;
-        m_child = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
+    [[nodiscard]] int Wait() { return ExitOfChild(m_child); }
 
 private:
     int m_master;
