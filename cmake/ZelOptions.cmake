@@ -2,6 +2,7 @@
 
 option(ZEL_WERROR "Warnings are errors (on in the presets, off for others who build this)" OFF)
 option(ZEL_BUILD_TESTS "Build the tests" ON)
+set(ZEL_TEST_FOLDERS "" CACHE STRING "The folders of tests/ to build; empty for all")
 option(ZEL_FUZZ "Build the fuzz programs of fuzz/; needs clang" OFF)
 set(ZEL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
 

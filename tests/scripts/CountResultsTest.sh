@@ -71,13 +71,6 @@ diff "$work/expected" "$work/said.sorted"
     exit 1
 }
 
-# A program that was not asked for is not missed.
-count_results trial "$work" '^(good|bad)$' >"$work/said"
-[[ "$passed $failed $skipped" == "6 5 3" ]] || {
-    echo "of chosen programs: counted $passed passed, $failed failed, $skipped skipped; expected 6 5 3"
-    exit 1
-}
-
 rm "$work/ctest.xml"
 count_results trial "$work" >/dev/null
 [[ "$passed $failed $skipped" == "0 1 0" ]] || {
