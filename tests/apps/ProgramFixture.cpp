@@ -6,6 +6,7 @@
 #include "platform/Os.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "tests/support/ChildProcess.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -53,8 +54,7 @@ CRunningProgram::CRunningProgram(const std::wstring& name, const std::vector<std
     options.errorFile = m_strErrorFile;
     // First, so that a test can set it: the last entry of a name counts.
     options.environment.insert(options.environment.begin(), {L"ZEL_COMPONENT_PATH", L""});
-    const platform::eOsError error = m_process.Start(ProgramFile(name), arguments, options);
-    EXPECT_EQ(error, platform::eOsError_None) << platform::ToUtf8(ProgramFile(name));
+    m_process = testsupport::StartProgram(ProgramFile(name), arguments, options);
 }
 
 std::string CRunningProgram::Errors() const

@@ -4,6 +4,7 @@
 #include "platform/Text.h"
 #include "tests/apps/ProgramFixture.h"
 #include "tests/plugins/SampleDatabase.h"
+#include "tests/support/Predicates.h"
 
 #include <algorithm>
 #include <span>
@@ -260,7 +261,11 @@ TEST_F(ShowCommandTest, MemoryDoesNotGrowWithTheAnswer)
         return show.Process().PeakMemory();
     };
     const std::uint64_t small = peak(1000);
-    EXPECT_LT(peak(16'000), small + (std::uint64_t{4} << 20)) << "of 16 MB";
+    const std::uint64_t large = peak(16'000);
+    if (testsupport::IsWine() && (small == 0 || large == 0))
+        GTEST_SKIP() << "Wine had no figure any more for a program that has ended";
+    EXPECT_GT(small, 0U);
+    EXPECT_LT(large, small + (std::uint64_t{4} << 20)) << "of 16 MB";
 }
 
 } // namespace

@@ -52,15 +52,20 @@ platform::CProcess StartChild(const wchar_t* name, const std::vector<std::wstrin
 {
     options.pipeInput = true;
     options.pipeOutput = true;
-    platform::CProcess child;
-    const auto start = [&] { return child.Start(platform::ProgramPath(), ChildArguments(name, arguments), options); };
-    platform::eOsError error = start();
+    return StartProgram(platform::ProgramPath(), ChildArguments(name, arguments), options);
+}
+
+platform::CProcess StartProgram(const std::wstring& path, const std::vector<std::wstring>& arguments,
+                                const platform::SProcessOptions& options)
+{
+    platform::CProcess process;
+    platform::eOsError error = process.Start(path, arguments, options);
     for (int again = 0; again < 2 && IsWine() && error == kLostAtItsStart; ++again) {
-        std::cout << "The child did not start, once more" << std::endl;
-        error = start();
+        std::cout << "The program did not start, once more" << std::endl;
+        error = process.Start(path, arguments, options);
     }
-    EXPECT_EQ(error, platform::eOsError_None) << platform::ToUtf8(name);
-    return child;
+    EXPECT_EQ(error, platform::eOsError_None) << platform::ToUtf8(path);
+    return process;
 }
 
 testing::AssertionResult WaitForChild(platform::CProcess& child, const std::wstring& line)

@@ -35,6 +35,10 @@ public:
 [[nodiscard]] platform::CProcess StartChild(const wchar_t* name, const std::vector<std::wstring>& arguments,
                                             platform::SProcessOptions options = {});
 
+/// Starts a program, under Wine once more if it was lost at its start. A failure to start fails the test.
+[[nodiscard]] platform::CProcess StartProgram(const std::wstring& path, const std::vector<std::wstring>& arguments,
+                                              const platform::SProcessOptions& options);
+
 /// Reads the child's next line; true when it is this one. Waits long enough for a loaded machine.
 [[nodiscard]] testing::AssertionResult WaitForChild(platform::CProcess& child, const std::wstring& line);
 
