@@ -27,7 +27,7 @@ build_example() { # name prefix options...
 try_native() {
     local prefix=$work/native plugins=$work/build/plugin-hello code=0
     logged install cmake --install "$build" --prefix "$prefix"
-    for name in plugin-hello host client client-c; do
+    for name in plugin-hello host client client-c plain-loop; do
         build_example "$name" "$prefix"
     done
     mkdir -p "$work/requests" "$work/output" "$work/home"
@@ -58,6 +58,21 @@ try_native() {
     ((code == 0)) || stop "the client in C ended with $code: $(cat "$work/client-c.txt")"
     grep -qF 'hello.drq: done' "$work/client-c.txt" || stop "no end was shown: $(cat "$work/client-c.txt")"
     cmp "$work/home/hello.xml" "$work/home/hello-c.xml" || stop "the client in C got another response"
+    # A loop of any kind sees it go its way.
+    ZEL_REQUEST_DIR=$work/requests ZEL_OUTPUT_DIR=$work/output logged send "$build/bin/zel" send -q "$work/home/hello.drq"
+    timeout 60 "$work/build/plain-loop/plain-loop" "$work/requests" "$work/output" hello.drq >"$work/loop.txt" 2>&1 &
+    client=$!
+    wait_for "hello.drq: waiting" "$work/loop.txt"
+    echo step >&7
+    code=0
+    wait "$client" || code=$?
+    ((code == 0)) || stop "the loop ended with $code: $(cat "$work/loop.txt")"
+    grep -qxE 'hello.drq: done( 100 %)?' "$work/loop.txt" || stop "the loop saw no end: $(cat "$work/loop.txt")"
+    [[ -z $(sort "$work/loop.txt" | uniq -d) ]] || stop "the loop shows what did not change: $(cat "$work/loop.txt")"
+    ZEL_REQUEST_DIR=$work/requests ZEL_OUTPUT_DIR=$work/output logged receive "$build/bin/zel" receive hello.drq "$work/home/loop.xml"
+    code=0
+    timeout 60 "$work/build/plain-loop/plain-loop" "$work/requests" "$work/output" hello.drq >"$work/loop.txt" 2>&1 || code=$?
+    ((code == 1)) || stop "the loop took an unknown request for one that is done: $(cat "$work/loop.txt")"
     # An interrupt cancels it: this host, which keeps to the protocol alone, forgets one that waits.
     timeout --foreground 60 "$work/build/client-c/client-c" "$work/requests" "$work/output" "$work/home/hello.drq" \
         "$work/home/canceled.xml" >"$work/canceled.txt" 2>&1 &
@@ -97,7 +112,7 @@ try_windows() {
     local prefix=$work/windows
     logged install-windows cmake --install "$mingw" --prefix "$prefix"
     rm -rf "$work/build"
-    for name in plugin-hello host client client-c; do
+    for name in plugin-hello host client client-c plain-loop; do
         build_example "$name" "$prefix" -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix \
             -DCMAKE_C_COMPILER=x86_64-w64-mingw32-gcc-posix
     done
@@ -115,6 +130,11 @@ try_windows() {
     logged wine-client-c env ZEL_WINE_OUTPUT="$work/wine-client-c.txt" timeout 60 "$root/cmake/wine-run" \
         "$prefix/bin/client-c.exe" "Z:$work/wine-requests" "Z:$work/wine-output" "Z:$work/home/hello.drq" "Z:$work/home/wine-c.xml"
     cmp "$work/home/wine.xml" "$work/home/wine-c.xml" || stop "the client in C got another response"
+    cp "$work/build/plain-loop/plain-loop.exe" "$prefix/bin/"
+    cp "$work/home/hello.drq" "$work/wine-requests/loop.drq"
+    logged wine-loop env ZEL_WINE_OUTPUT="$work/wine-loop.txt" timeout 60 "$root/cmake/wine-run" \
+        "$prefix/bin/plain-loop.exe" "Z:$work/wine-requests" "Z:$work/wine-output" loop.drq
+    grep -qE 'loop.drq: done' "$work/wine-loop.txt" || stop "the loop saw no end: $(cat "$work/wine-loop.txt")"
     try_foreign "$prefix"
 }
 
